@@ -1,0 +1,97 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+
+#include "Export.h"
+#include "Process.h"
+
+namespace qrb {
+
+/// Takes over processes that nobody waits for any more and sees to their end: no zombie, no descriptor and, where
+/// asked, no member of their group is left. One per program, never destroyed; its thread starts with the first adopted
+/// process. It waits on pidfds only, so a program's own children and SIGCHLD handling are not disturbed. Any thread may
+/// call it.
+class QRB_EXPORT ProcessReaper {
+ public:
+  enum class Policy {
+    /// The process has been told to end: wait for it, and after the grace period go on as with `forced`. Its group is
+    /// left alone when it exits by itself, swept when a signal ended it.
+    expectExit,
+    /// SIGKILL to the process and SIGTERM to the rest of its group, both before adopt() returns, so that its tools can
+    /// clean up; after the grace period SIGKILL to whatever is left of the group.
+    forced,
+    /// The process ended on its own against expectation: as `forced`, but its own status is awaited, not made. When it
+    /// still runs after the grace period it is killed.
+    diedAlready,
+  };
+
+  struct GracePeriods {
+    /// How long `expectExit` lets a process run on.
+    std::chrono::milliseconds exit{5000};
+    /// How long the members of a group may take over their SIGTERM.
+    std::chrono::milliseconds group{2000};
+  };
+
+  static ProcessReaper& shared();
+
+  /// Owns the process from now on. `onExit` is called once with its status, on the reaper's thread, when the process
+  /// itself is over; members of its group may still be running then. It must not block; it may adopt.
+  void adopt(Process process, Policy policy, std::function<void(ExitStatus)> onExit = {});
+  void adopt(Process process, Policy policy, std::function<void(ExitStatus)> onExit, GracePeriods grace);
+
+  /// Blocks until nothing is adopted any more, groups included, and every `onExit` has returned; false when that took
+  /// longer than `timeout`. Not from `onExit`.
+  bool drain(std::chrono::milliseconds timeout);
+
+  /// Makes what adopt() needs, so that adopt() cannot fail for want of descriptors. 0, or the errno of the failure.
+  int prepare();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  enum class State { awaitingExit, watchingGroup };
+
+  struct Entry {
+    Process process;
+    std::function<void(ExitStatus)> onExit;
+    GracePeriods grace;
+    State state = State::awaitingExit;
+    /// SIGTERM has gone to the group, so the group is to be empty in the end.
+    bool sweepGroup = false;
+    /// SIGKILL goes to process and group when this comes.
+    Clock::time_point deadline;
+    bool deadlinePassed = false;
+    /// The next look at what no descriptor tells: a group, or a process that epoll did not take.
+    Clock::time_point nextLook = Clock::time_point::max();
+    std::chrono::milliseconds backOff{1};
+  };
+  using Entries = std::unordered_map<std::uint64_t, std::unique_ptr<Entry>>;
+
+  ProcessReaper() = default;
+  ~ProcessReaper() = delete;
+
+  void serve(bool untilEmpty);
+  int timeoutUntilNextStep() const;
+  void step(std::uint64_t identifier, Clock::time_point now);
+  bool stepExit(Entry& entry, Clock::time_point now);
+  bool stepGroup(Entry& entry, Clock::time_point now);
+  static void sweep(Entry& entry, bool killLeader);
+  static void lookLater(Entry& entry, Clock::time_point now);
+
+  std::mutex _mutex;
+  std::condition_variable _becameEmpty;
+  Entries _entries;
+  std::uint64_t _lastIdentifier = 0;
+  unsigned int _callbacksRunning = 0;
+  bool _threadRunning = false;
+  FileDescriptor _epoll;
+  FileDescriptor _event;
+};
+
+}  // namespace qrb
