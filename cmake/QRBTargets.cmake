@@ -1,0 +1,98 @@
+# Compiler settings and the few target shapes that the tree is made of.
+
+add_library(qrb-settings INTERFACE)
+target_compile_options(qrb-settings INTERFACE
+  -Wall -Wextra -Wpedantic -Werror -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wunused
+  -ffunction-sections -fdata-sections)
+target_compile_definitions(qrb-settings INTERFACE _GNU_SOURCE MSGPACK_NO_BOOST)
+if(QRB_SANITIZER)
+  target_compile_options(qrb-settings INTERFACE -fsanitize=${QRB_SANITIZER} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(qrb-settings INTERFACE -fsanitize=${QRB_SANITIZER})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND QRB_SANITIZER MATCHES thread)
+    # gcc warns that TSan does not model std::atomic_thread_fence; the project uses none.
+    target_compile_options(qrb-settings INTERFACE -Wno-tsan)
+  endif()
+  if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+    # The checks inserted by the sanitizers make gcc see values that are unset only on paths that cannot be taken.
+    target_compile_options(qrb-settings INTERFACE -Wno-maybe-uninitialized)
+  endif()
+endif()
+
+# Every folder below the current one that holds a header.
+function(qrb_header_directories result)
+  file(GLOB_RECURSE headers CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.h)
+  set(directories "")
+  foreach(header ${headers})
+    get_filename_component(directory ${header} DIRECTORY)
+    list(APPEND directories ${directory})
+  endforeach()
+  list(REMOVE_DUPLICATES directories)
+  set(${result} ${directories} PARENT_SCOPE)
+endfunction()
+
+# qrb_subsystem(<name> DEPENDS <subsystem>...): the sources of the current folder as one OBJECT library, compiled once and
+# linked into the shared library and into every plug-in. Its include path is its own folders and those of the subsystems
+# named, so an include against the direction of the arrows does not compile.
+set_property(GLOBAL PROPERTY QRB_SUBSYSTEMS "")
+function(qrb_subsystem name)
+  cmake_parse_arguments(ARG "" "" "DEPENDS;PRIVATE_DEPENDS" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  qrb_header_directories(directories)
+  add_library(qrb-${name} OBJECT ${sources})
+  target_include_directories(qrb-${name} PUBLIC ${directories})
+  target_link_libraries(qrb-${name} PRIVATE qrb-settings)
+  foreach(dependency ${ARG_DEPENDS})
+    target_link_libraries(qrb-${name} PUBLIC qrb-${dependency})
+  endforeach()
+  # The headers alone of a subsystem above: for sources that call up where no header may.
+  foreach(dependency ${ARG_PRIVATE_DEPENDS})
+    target_include_directories(qrb-${name} PRIVATE $<TARGET_PROPERTY:qrb-${dependency},INTERFACE_INCLUDE_DIRECTORIES>)
+  endforeach()
+  target_compile_definitions(qrb-${name} PRIVATE QRB_BUILDING_LIBRARY)
+  set_property(GLOBAL APPEND PROPERTY QRB_SUBSYSTEMS qrb-${name})
+endfunction()
+
+# Links every object of the library into a target, without the shared library between.
+function(qrb_link_objects target)
+  get_property(subsystems GLOBAL PROPERTY QRB_SUBSYSTEMS)
+  target_link_libraries(${target} PRIVATE ${subsystems} qrb-settings)
+endfunction()
+
+# qrb_service(<target> <identifier suffix>): a plug-in or helper service, built under the name it is launched by.
+# Statically linked as far as it goes: a service starts once per request.
+set(QRB_VENDOR_PREFIX "org.qrb")
+set_property(GLOBAL PROPERTY QRB_SERVICES "")
+function(qrb_service target suffix)
+  cmake_parse_arguments(ARG "" "OUTPUT_DIRECTORY" "SOURCES;LIBRARIES" ${ARGN})
+  # One with a folder of its own is a test's and not installed.
+  if(NOT ARG_OUTPUT_DIRECTORY)
+    set(ARG_OUTPUT_DIRECTORY ${QRB_LIBEXEC_OUTPUT_DIRECTORY})
+    set_property(GLOBAL APPEND PROPERTY QRB_SERVICES ${target})
+  endif()
+  add_executable(${target} ${ARG_SOURCES})
+  set_target_properties(${target} PROPERTIES
+    OUTPUT_NAME "${QRB_VENDOR_PREFIX}.Orlix.sourcecontrol.${suffix}"
+    RUNTIME_OUTPUT_DIRECTORY ${ARG_OUTPUT_DIRECTORY})
+  qrb_link_objects(${target})
+  target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES} qrb-dependencies-static)
+  target_link_options(${target} PRIVATE -Wl,--gc-sections -Wl,--as-needed)
+  if(NOT QRB_SANITIZER)
+    target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
+  endif()
+endfunction()
+
+# qrb_test(<name> DIRECTORY <dir> LIBRARIES ...): one GoogleTest program of every source in a folder, its cases known to CTest.
+function(qrb_test name)
+  cmake_parse_arguments(ARG "" "DIRECTORY" "LIBRARIES;LABELS;DEPENDS;PROPERTIES" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${ARG_DIRECTORY}/*.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(${name} ${sources})
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
+  target_link_libraries(${name} PRIVATE qrb-test-support ${ARG_LIBRARIES} GTest::gmock GTest::gtest_main)
+  if(ARG_DEPENDS)
+    add_dependencies(${name} ${ARG_DEPENDS})
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 300 ${ARG_PROPERTIES})
+endfunction()
