@@ -30,6 +30,8 @@ class QRB_EXPORT ArchiveNode {
   bool isNil() const noexcept;
   bool boolean() const;
   std::int64_t integer() const;
+  /// Whether it is an integer below zero.
+  bool isNegative() const noexcept;
   std::uint64_t unsignedInteger() const;
   /// Any number.
   double real() const;
@@ -68,6 +70,7 @@ class QRB_EXPORT ArchiveMessage {
 
  private:
   friend class ArchiveReaderTables;
+  friend class ArchiveIndexer;
   ArchiveMessage();
   struct Parsed;
   std::unique_ptr<Parsed> _parsed;
@@ -88,6 +91,7 @@ class QRB_EXPORT ArchiveReaderTables {
  private:
   friend class ArchiveNode;
   friend class ArchiveMessage;
+  friend class ArchiveIndexer;
   struct Tables;
   std::unique_ptr<Tables> _tables;
 };

@@ -7,8 +7,8 @@ namespace {
 constinit const ClassInfo* registeredClasses = nullptr;
 }  // namespace
 
-ClassInfo::ClassInfo(const char* name, const ClassInfo* superclass, Decoder decoder) noexcept
-    : _name(name), _superclass(superclass), _decoder(decoder), _next(registeredClasses) {
+ClassInfo::ClassInfo(const char* name, const ClassInfo* superclass, Decoder archiveDecoder) noexcept
+    : _name(name), _superclass(superclass), _decoder(archiveDecoder), _next(registeredClasses) {
   registeredClasses = this;
 }
 

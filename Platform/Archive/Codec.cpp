@@ -1,0 +1,106 @@
+#include "Codec.h"
+
+#include <nlohmann/json.hpp>
+
+namespace qrb {
+
+namespace {
+
+constexpr std::string_view kDomain = "domain";
+constexpr std::string_view kCode = "code";
+constexpr std::string_view kUserInfo = "userInfo";
+constexpr std::string_view kCause = "cause";
+
+}  // namespace
+
+void Codec<Error>::write(ArchiveWriter& writer, const Error& error) {
+  if (!error) return writer.writeNil();
+  Error cause = error.cause();
+  writer.writeMapHeader(cause ? 4 : 3);
+  writer.writeKey(kDomain);
+  Codec<String>::write(writer, error.domain());
+  writer.writeKey(kCode);
+  writer.writeInt(error.code());
+  writer.writeKey(kUserInfo);
+  Codec<StringMap<String>>::write(writer, error.userInfo());
+  if (cause) {
+    writer.writeKey(kCause);
+    write(writer, cause);
+  }
+}
+
+Error Codec<Error>::read(ArchiveNode node) {
+  if (node.isNil()) return {};
+  if (node.kind() != ArchiveNode::Kind::map) throw ArchiveError("an error was expected");
+  return Error(Codec<String>::read(node.valueForKey(kDomain)), node.valueForKey(kCode).integer(),
+               Codec<StringMap<String>>::read(node.valueForKey(kUserInfo)), read(node.valueForKey(kCause)));
+}
+
+bool Codec<Dictionary>::isAbsent(const Dictionary& value) { return value.is_null(); }
+
+void Codec<Dictionary>::write(ArchiveWriter& writer, const Dictionary& value) {
+  switch (value.type()) {
+    case Dictionary::value_t::null:
+    case Dictionary::value_t::discarded:
+      return writer.writeNil();
+    case Dictionary::value_t::boolean:
+      return writer.writeBool(value.get<bool>());
+    case Dictionary::value_t::number_integer:
+      return writer.writeInt(value.get<std::int64_t>());
+    case Dictionary::value_t::number_unsigned:
+      return writer.writeUnsigned(value.get<std::uint64_t>());
+    case Dictionary::value_t::number_float:
+      return writer.writeDouble(value.get<double>());
+    case Dictionary::value_t::string:
+      return writer.writeString(value.get_ref<const std::string&>());
+    case Dictionary::value_t::binary: {
+      const auto& bytes = value.get_binary();
+      return writer.writeBytes({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    }
+    case Dictionary::value_t::array:
+      writer.writeArrayHeader(value.size());
+      for (const Dictionary& element : value) write(writer, element);
+      return;
+    case Dictionary::value_t::object:
+      writer.writeMapHeader(value.size());
+      for (const auto& [key, element] : value.items()) {
+        writer.writeKey(key);
+        write(writer, element);
+      }
+      return;
+  }
+}
+
+Dictionary Codec<Dictionary>::read(ArchiveNode node) {
+  switch (node.kind()) {
+    case ArchiveNode::Kind::nil:
+      return nullptr;
+    case ArchiveNode::Kind::boolean:
+      return node.boolean();
+    case ArchiveNode::Kind::integer:
+      return node.isNegative() ? Dictionary(node.integer()) : Dictionary(node.unsignedInteger());
+    case ArchiveNode::Kind::real:
+      return node.real();
+    case ArchiveNode::Kind::string:
+    case ArchiveNode::Kind::bytes:
+      return node.string().str();
+    case ArchiveNode::Kind::array: {
+      Dictionary array = Dictionary::array();
+      for (std::size_t index = 0; index < node.count(); ++index) array.push_back(read(node.element(index)));
+      return array;
+    }
+    case ArchiveNode::Kind::map: {
+      Dictionary map = Dictionary::object();
+      for (std::size_t index = 0; index < node.count(); ++index) {
+        auto [key, value] = node.entry(index);
+        map[key.str()] = read(value);
+      }
+      return map;
+    }
+    case ArchiveNode::Kind::object:
+      break;
+  }
+  throw ArchiveError("an object stands in a dictionary of plain values");
+}
+
+}  // namespace qrb

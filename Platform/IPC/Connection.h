@@ -1,0 +1,147 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <unordered_map>
+
+#include "ArchiveReader.h"
+#include "ArchiveWriter.h"
+#include "Error.h"
+#include "Export.h"
+#include "FileDescriptor.h"
+#include "MessageScanner.h"
+
+namespace qrb {
+
+/// One end of a MessagePack-RPC conversation over a connected stream socket; both ends may send.
+///
+/// One reader serves the connection: replies, incoming calls and loss are handled there, in the order in which they
+/// came. Sending is possible from any thread; messages go out whole and in the order of the calls. The peer is not
+/// trusted: a message that is malformed, beyond the limits or of a type that its place does not admit ends the
+/// connection as if the peer had died. See Documentation/protocol.md for what crosses the wire.
+class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
+ public:
+  /// Whether objects and keys once sent may be named by number in later messages. For a connection that serves one
+  /// request, where a reply names what was streamed before it; a connection that is kept for good must not remember.
+  enum class Sharing { perConnection, perMessage };
+
+  struct Options {
+    MessageLimits limits;
+    Sharing sharing = Sharing::perConnection;
+    /// Output that the peer has not taken yet and beyond which a sender is made to wait.
+    std::size_t highWaterMark = std::size_t{1} << 20;
+    /// Whether a send on the reader's own thread may wait too. True for a plug-in, which works on its reader; the
+    /// host's reader never waits, so that two ends cannot wait for each other.
+    bool readerMayWait = false;
+    /// For the log.
+    std::string name;
+  };
+
+  /// A message from the peer, on the reader. `arguments` is valid during the call only.
+  struct IncomingCall {
+    std::string_view method;
+    ArchiveNode arguments;
+    /// Absent for a one-way message.
+    std::optional<std::uint32_t> identifier;
+  };
+
+  using Encoder = std::function<void(ArchiveWriter&)>;
+  /// Receives the reply's error and result nodes, on the reader. May throw ArchiveError while it decodes them, before
+  /// it acts on anything: then the request counts as failed and the connection ends.
+  using ReplyHandler = std::function<void(ArchiveNode error, ArchiveNode result)>;
+  /// Called instead of the reply handler when no reply will come.
+  using FailureHandler = std::function<void()>;
+  using CallHandler = std::function<void(const IncomingCall&)>;
+
+  /// Takes the socket. `peerExit` is a descriptor that becomes readable when the peer's process is over (a pidfd), or
+  /// empty: descendants of a dead peer may hold its end of the socket open, so end of file alone does not tell.
+  static std::shared_ptr<Connection> make(FileDescriptor socket, FileDescriptor peerExit, Options options);
+  ~Connection();
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  /// Both before the connection is started. The call handler may throw ArchiveError: the connection ends then.
+  void setCallHandler(CallHandler handler);
+  /// Called once on the reader when the connection is lost while no reply is awaited. (Awaited replies are told by
+  /// their own failure handlers.)
+  void setInterruptionHandler(FailureHandler handler);
+
+  /// Starts the reader on a thread of its own, which keeps the connection alive until it is lost or invalidated.
+  void resume();
+  /// Makes the calling thread the reader; returns when the connection is lost or invalidated.
+  void run();
+
+  /// Sends a request. Exactly one of the handlers is called, once, on the reader; on the calling thread, before this
+  /// returns, when the connection is over already; none after `invalidate`. Throws ArchiveError when the arguments hold
+  /// an object that must not be archived; nothing is sent then and no handler called.
+  void sendRequest(std::string_view method, const Encoder& arguments, ReplyHandler onReply, FailureHandler onFailure);
+  /// Sends a one-way message; false when the connection is over. Throws as sendRequest.
+  bool sendNotification(std::string_view method, const Encoder& arguments);
+  /// Answers an incoming request; false when the connection is over. `result` is absent on failure. Throws as above.
+  bool sendResponse(std::uint32_t identifier, const Error& error, const Encoder& result);
+
+  /// Ends the connection. Handlers that have not begun are never called; one that is running goes on. What was sent
+  /// before is still delivered where the socket takes it at once. Any thread, any number of times.
+  void invalidate();
+
+  /// The descriptor to watch for the peer's end (POLLRDHUP) by one who holds up the reader. Owned by the connection.
+  int descriptor() const noexcept { return _socket.get(); }
+
+ private:
+  struct Pending {
+    ReplyHandler onReply;
+    FailureHandler onFailure;
+  };
+  enum class Input { more, over };
+
+  Connection(FileDescriptor socket, FileDescriptor peerExit, Options options);
+
+  bool send(const Encoder& message);
+  void flush();
+  void waitForRoom(std::unique_lock<std::mutex>& lock);
+  void readLoop();
+  Input readAvailable(bool untilEmpty);
+  bool takeMessages();
+  bool handleMessage(std::string bytes);
+  void handleResponse(ArchiveNode root);
+  void handleCall(ArchiveNode root, bool isRequest);
+  std::optional<Pending> takePending(std::uint32_t identifier);
+  bool isInvalidated();
+  bool refuse(std::string_view reason);
+  void lose();
+
+  FileDescriptor _socket;
+  FileDescriptor _peerExit;
+  FileDescriptor _wake;
+  const Options _options;
+  CallHandler _callHandler;
+  FailureHandler _interruptionHandler;
+  std::atomic<std::thread::id> _reader;
+
+  std::mutex _stateMutex;  // guards the next four
+  std::unordered_map<std::uint32_t, Pending> _pending;
+  std::uint32_t _lastIdentifier = 0;
+  bool _lost = false;
+  bool _invalidated = false;
+
+  std::mutex _writeMutex;  // guards the next four; never taken together with _stateMutex
+  std::string _output;
+  std::size_t _outputSent = 0;
+  bool _outputBroken = false;
+  std::unique_ptr<ArchiveWriterTables> _writerTables;
+
+  // The reader's own.
+  std::string _input;
+  std::size_t _inputTaken = 0;
+  MessageScanner _scanner;
+  std::unique_ptr<ArchiveReaderTables> _readerTables;
+};
+
+}  // namespace qrb
