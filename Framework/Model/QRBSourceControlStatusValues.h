@@ -5,13 +5,13 @@
 #include <string_view>
 #include <vector>
 
-/// The status of one path: an unsigned 64-bit set of the bits below, as the plug-ins report it and hosts read it. 0 means
-/// that nothing is known of the path. The numbers travel between processes and are kept by hosts, so a bit never changes
-/// its place.
+/// The status of one path: an unsigned 64-bit set of the bits below, as the plug-ins report it and hosts read it. 0
+/// means that nothing is known of the path. The numbers travel between processes and are kept by hosts, so a bit never
+/// changes its place.
 ///
 /// Systems with a staging area report what is staged with the `Staged` bits and what differs beyond that in the working
-/// copy with the plain ones, so both may be set of one kind. Systems without one use the plain bits alone. Log items use
-/// the plain bits for what a revision did to a path.
+/// copy with the plain ones, so both may be set of one kind. Systems without one use the plain bits alone. Log items
+/// use the plain bits for what a revision did to a path.
 
 inline constexpr std::uint64_t QRBSourceControlStatusNone = 0;
 
@@ -153,8 +153,8 @@ inline constexpr std::array QRBSourceControlStatusWordTable = {
     QRBSourceControlStatusWord{QRBSourceControlStatusRemoteLocked, "remote-locked"},
 };
 
-/// The words of the bits set, lowest bit first; bits without a word are left out, so 0 gives none. The views last for the
-/// life of the program.
+/// The words of the bits set, lowest bit first; bits without a word are left out, so 0 gives none. The views last for
+/// the life of the program.
 inline std::vector<std::string_view> QRBSourceControlStatusWords(std::uint64_t status) {
   std::vector<std::string_view> words;
   for (const QRBSourceControlStatusWord& entry : QRBSourceControlStatusWordTable) {

@@ -1,0 +1,147 @@
+#include "GitCommands.h"
+
+#include <algorithm>
+
+#include "GitLogParser.h"
+#include "GitRefParser.h"
+
+namespace {
+
+void add(GitCommand& command, std::initializer_list<std::string_view> arguments) {
+  command.arguments.insert(command.arguments.end(), arguments.begin(), arguments.end());
+}
+
+GitCommand makeCommand(std::initializer_list<std::string_view> arguments) {
+  GitCommand command;
+  const auto common = gitCommonArguments();
+  command.arguments.reserve(common.size() + arguments.size() + 8);
+  command.arguments.assign(common.begin(), common.end());
+  // Paths are names, never patterns.
+  command.arguments.emplace_back("--literal-pathspecs");
+  add(command, arguments);
+  return command;
+}
+
+GitCommand refuse(std::string_view kind, std::string_view name) {
+  GitCommand command;
+  command.refusal = GitCommand::refusalOf(kind, name);
+  return command;
+}
+
+bool isPlainPath(std::string_view path) {
+  return !path.empty() && path.find('\0') == std::string_view::npos;
+}
+
+/// Takes the text before the line feed off the front.
+std::optional<std::string_view> takeLine(std::string_view& text) {
+  const std::size_t end = text.find('\n');
+  if (end == std::string_view::npos) return std::nullopt;
+  const std::string_view line = text.substr(0, end);
+  text.remove_prefix(end + 1);
+  return line;
+}
+
+std::optional<bool> takeBoolean(std::string_view& text) {
+  const auto line = takeLine(text);
+  if (line == "true") return true;
+  if (line == "false") return false;
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::string GitCommand::refusalOf(std::string_view kind, std::string_view name) {
+  std::string text = "The ";
+  return text.append(kind).append(" “").append(name).append("” cannot be used.");
+}
+
+bool gitIsPlainRevision(std::string_view text) {
+  if (text.empty() || text.front() == '-' || text.front() == '^') return false;
+  if (text.find("..") != std::string_view::npos || text.find(':') != std::string_view::npos) return false;
+  // Suffixes that stand for several commits at once.
+  if (text.find("^@") != std::string_view::npos || text.find("^!") != std::string_view::npos ||
+      text.find("^-") != std::string_view::npos) {
+    return false;
+  }
+  return std::ranges::none_of(text, [](char byte) { return static_cast<unsigned char>(byte) < 0x20 || byte == 0x7f; });
+}
+
+GitCommand gitVersionCommand() {
+  return makeCommand({"version"});
+}
+
+std::string_view gitReadVersion(std::string_view output) {
+  constexpr std::string_view prefix = "git version ";
+  if (!output.starts_with(prefix)) return {};
+  output.remove_prefix(prefix.size());
+  return output.substr(0, output.find_first_not_of("0123456789."));
+}
+
+/// The option between the paths prints a word that no path ends before, so that paths with line feeds can be told
+/// apart.
+GitCommand gitLocationCommand() {
+  return makeCommand({"rev-parse", "--path-format=absolute", "--is-bare-repository", "--is-shallow-repository",
+                      "--git-dir", "--is-bare-repository", "--git-common-dir", "--is-bare-repository",
+                      "--show-toplevel"});
+}
+
+std::optional<GitLocation> gitReadLocation(std::string_view output) {
+  const auto isBare = takeBoolean(output);
+  const auto isShallow = takeBoolean(output);
+  if (!isBare || !isShallow) return std::nullopt;
+  GitLocation location{*isBare, *isShallow, {}, {}, {}};
+  const std::string divider = *isBare ? "\ntrue\n" : "\nfalse\n";
+  for (std::string* path : {&location.gitDirectory, &location.commonDirectory}) {
+    const std::size_t end = output.find(divider);
+    if (end == std::string_view::npos) return std::nullopt;
+    *path = output.substr(0, end);
+    output.remove_prefix(end + divider.size());
+  }
+  if (output.ends_with('\n')) output.remove_suffix(1);
+  location.root = output;
+  return location;
+}
+
+GitCommand gitStatusCommand(const GitStatusOptions& options) {
+  static constexpr std::string_view untracked[] = {"--untracked-files=no", "--untracked-files=normal",
+                                                   "--untracked-files=all"};
+  GitCommand command = makeCommand({"status", "--porcelain=v2", "-z", "--find-renames",
+                                    untracked[static_cast<std::size_t>(options.untracked)],
+                                    options.ignored ? "--ignored=matching" : "--ignored=no"});
+  command.output = GitOutput::Blocks;
+  if (options.branch) add(command, {"--branch", "--ahead-behind"});
+  add(command, {"--"});
+  for (const std::string& path : options.paths) {
+    if (!isPlainPath(path)) return refuse("path", path);
+    add(command, {path});
+  }
+  return command;
+}
+
+GitCommand gitRemoteStatusCommand() {
+  GitCommand command =
+      makeCommand({"diff", "--no-ext-diff", "--no-relative", "--name-status", "-z", "-M", "HEAD...@{upstream}", "--"});
+  command.output = GitOutput::Blocks;
+  return command;
+}
+
+GitCommand gitCurrentBranchCommand() {
+  return makeCommand({"symbolic-ref", "-q", "HEAD"});
+}
+
+GitCommand gitResolveCommand(std::string_view revision) {
+  if (!gitIsPlainRevision(revision)) return refuse("revision", revision);
+  GitCommand command = makeCommand({"rev-parse", "--verify", "--end-of-options"});
+  command.arguments.emplace_back(revision).append("^{commit}");
+  return command;
+}
+
+GitCommand gitBranchesCommand() {
+  GitCommand command = makeCommand({"for-each-ref", gitRefFormat, "refs/heads", "refs/remotes"});
+  command.output = GitOutput::Blocks;
+  return command;
+}
+
+GitCommand gitRepositoryIdentifierCommand() {
+  return makeCommand({"rev-list", "--first-parent", "--max-parents=0", "HEAD", "--"});
+}

@@ -1,0 +1,189 @@
+#include "GitFailure.h"
+
+#include <algorithm>
+
+namespace {
+
+using Kind = GitFailureKind;
+
+/// A line of git's error output: how it begins after "fatal: " or "error: ", and how it ends. The empty text fits any.
+struct Pattern {
+  std::string_view start;
+  std::string_view end;
+  Kind kind;
+};
+
+/// The first that fits any line wins, so what explains stands before what follows from it.
+constexpr Pattern patterns[] = {
+    {"detected dubious ownership in repository at ", "", Kind::DubiousOwnership},
+    {"unsafe repository (", "", Kind::DubiousOwnership},
+    {"Unable to create '", ".lock': File exists.", Kind::Locked},
+    {"could not lock config file ", ": File exists", Kind::Locked},
+    {"cannot lock ref ", ".lock': File exists.", Kind::Locked},
+    {"index file corrupt", "", Kind::IndexUnreadable},
+    {"bad signature 0x", "", Kind::IndexUnreadable},
+    {"bad index file sha1 signature", "", Kind::IndexUnreadable},
+    {"bad index version ", "", Kind::IndexUnreadable},
+    {"malformed name field in the index", "", Kind::IndexUnreadable},
+    {"unknown index entry format ", "", Kind::IndexUnreadable},
+    {"unordered stage entries in index", "", Kind::IndexUnreadable},
+    {"index uses ", " extension, which we do not understand", Kind::IndexUnreadable},
+    {"", ": index file smaller than expected", Kind::IndexUnreadable},
+    {"", ": index file open failed: Permission denied", Kind::IndexUnreadable},
+    {"", ": index file open failed: Is a directory", Kind::IndexUnreadable},
+    {"", ": index file open failed: Not a directory", Kind::IndexUnreadable},
+    {"", ": unable to map index file", Kind::IndexUnreadable},
+    {"", ": cannot stat the open index", Kind::IndexUnreadable},
+    {"not a git repository", "", Kind::NotARepository},
+    {"Expected git repo version ", "", Kind::RepositoryTooNew},
+    {"unknown repository extension", "", Kind::RepositoryTooNew},
+    {"this operation must be run in a work tree", "", Kind::NoWorkingCopy},
+    {"your current branch '", "' does not have any commits yet", Kind::UnbornHead},
+    {"bad default revision 'HEAD'", "", Kind::UnbornHead},
+    {"ambiguous argument 'HEAD': ", "", Kind::UnbornHead},
+    {"bad revision 'HEAD'", "", Kind::UnbornHead},
+    {"bad revision 'HEAD...", "", Kind::UnbornHead},
+    {"no upstream configured for branch", "", Kind::NoUpstream},
+    {"HEAD does not point to a branch", "", Kind::NoUpstream},
+    {"no such branch: ", "", Kind::NoUpstream},
+    {"upstream branch '", "", Kind::NoUpstream},
+    {"ambiguous argument 'HEAD...@{upstream}': ", "", Kind::NoUpstream},
+    {"", ": no merge base", Kind::NoCommonAncestor},
+    {"ambiguous argument '", "", Kind::UnknownRevision},
+    {"bad revision '", "", Kind::UnknownRevision},
+    {"Needed a single revision", "", Kind::UnknownRevision},
+    {"short object ID ", " is ambiguous", Kind::UnknownRevision},
+    {"invalid object name ", "", Kind::UnknownRevision},
+    {"Not a valid object name ", "", Kind::UnknownRevision},
+    {"Not a valid commit name ", "", Kind::UnknownRevision},
+    {"bad object HEAD", "", Kind::RepositoryCorrupt},
+    {"bad object ", "", Kind::UnknownRevision},
+    {"pathspec '", "did not match any file(s) known to git", Kind::UnknownPath},
+    {"pathspec '", "did not match any files", Kind::UnknownPath},
+    {"no such path '", "", Kind::UnknownPath},
+    {"no such path ", "", Kind::UnknownPath},
+    {"path '", "", Kind::UnknownPath},
+    {"", "' is outside repository", Kind::PathOutside},
+    {"'", "' is beyond a symbolic link", Kind::PathOutside},
+    {"bad config line ", "", Kind::ConfigurationBroken},
+    {"bad numeric config value ", "", Kind::ConfigurationBroken},
+    {"bad boolean config value ", "", Kind::ConfigurationBroken},
+    {"invalid object ", "", Kind::RepositoryCorrupt},
+    {"loose object ", "", Kind::RepositoryCorrupt},
+    {"object file ", " is empty", Kind::RepositoryCorrupt},
+    {"unable to read tree", "", Kind::RepositoryCorrupt},
+    {"unable to read ", "", Kind::RepositoryCorrupt},
+    {"bad tree object ", "", Kind::RepositoryCorrupt},
+    {"could not parse commit ", "", Kind::RepositoryCorrupt},
+    {"failed to read object ", "", Kind::RepositoryCorrupt},
+    {"Could not read ", "", Kind::RepositoryCorrupt},
+    {"missing blob ", "", Kind::RepositoryCorrupt},
+    {"packfile ", "", Kind::RepositoryCorrupt},
+    {"inflate: data stream error", "", Kind::RepositoryCorrupt},
+    {"You have not concluded your ", "", Kind::MidOperation},
+    {"Committing is not possible because you have unmerged files.", "", Kind::MidOperation},
+    {"Merging is not possible because you have unmerged files.", "", Kind::MidOperation},
+    {"Pulling is not possible because you have unmerged files.", "", Kind::MidOperation},
+    {"Exiting because of an unresolved conflict.", "", Kind::MidOperation},
+    {"Exiting because of unfinished merge.", "", Kind::MidOperation},
+    {"you need to resolve your current index first", "", Kind::MidOperation},
+    {"cannot do a partial commit during a ", "", Kind::MidOperation},
+    {"cherry-pick is already in progress", "", Kind::MidOperation},
+    {"revert is already in progress", "", Kind::MidOperation},
+    {"It seems that there is already a rebase-", "", Kind::MidOperation},
+    {"cannot switch branch while ", "", Kind::MidOperation},
+    {"Your local changes to the following files would be overwritten", "", Kind::LocalChanges},
+    {"The following untracked working tree files would be ", "", Kind::LocalChanges},
+    {"cannot pull with rebase: You have unstaged changes", "", Kind::LocalChanges},
+    {"Author identity unknown", "", Kind::IdentityUnknown},
+    {"Committer identity unknown", "", Kind::IdentityUnknown},
+    {"unable to auto-detect email address", "", Kind::IdentityUnknown},
+    {"no email was given and auto-detection is disabled", "", Kind::IdentityUnknown},
+    {"no name was given and auto-detection is disabled", "", Kind::IdentityUnknown},
+    {"Authentication failed for ", "", Kind::AuthenticationFailed},
+    {"could not read Username for ", "", Kind::AuthenticationFailed},
+    {"could not read Password for ", "", Kind::AuthenticationFailed},
+    {"Host key verification failed.", "", Kind::HostKeyUnverified},
+    {"", "Permission denied (publickey).", Kind::AuthenticationFailed},
+    {"unable to access '", "server certificate verification failed. CAfile: none CRLfile: none",
+     Kind::CertificateInvalid},
+    {"unable to access '", "certificate problem: self-signed certificate", Kind::CertificateInvalid},
+    {"transport '", "' not allowed", Kind::ProtocolNotAllowed},
+    {"repository '", "' not found", Kind::RemoteNotFound},
+    {"repository '", "' does not exist", Kind::RemoteNotFound},
+    {"'", "' does not appear to be a git repository", Kind::RemoteNotFound},
+    {"unable to access '", "", Kind::RemoteUnreachable},
+    {"unable to connect to ", "", Kind::RemoteUnreachable},
+    {"ssh: ", "", Kind::RemoteUnreachable},
+    {"Could not read from remote repository.", "", Kind::RemoteUnreachable},
+    {" ! [rejected]", "(fetch first)", Kind::RemoteOutOfDate},
+    {" ! [rejected]", "(non-fast-forward)", Kind::RemoteOutOfDate},
+    {" ! [rejected]", "", Kind::RemoteRejected},
+    {" ! [remote rejected]", "", Kind::RemoteRejected},
+    {"", ": Permission denied", Kind::PermissionDenied},
+    {"insufficient permission for adding an object", "", Kind::PermissionDenied},
+    {"", ": No space left on device", Kind::DiskFull},
+};
+
+std::string_view trim(std::string_view text) {
+  constexpr std::string_view white = " \t\r\n";
+  const std::size_t begin = text.find_first_not_of(white);
+  if (begin == std::string_view::npos) return {};
+  return text.substr(begin, text.find_last_not_of(white) - begin + 1);
+}
+
+std::string_view withoutLabel(std::string_view line) {
+  for (const std::string_view label : {"fatal: ", "error: ", "remote: fatal: ", "remote: error: "}) {
+    if (line.starts_with(label)) return line.substr(label.size());
+  }
+  return line;
+}
+
+bool fits(std::string_view line, const Pattern& pattern) {
+  return line.size() >= pattern.start.size() + pattern.end.size() && line.starts_with(pattern.start) &&
+         line.ends_with(pattern.end);
+}
+
+/// What stands between the first quotation mark and its fellow.
+std::string_view quoted(std::string_view line) {
+  const std::size_t begin = line.find('\'');
+  if (begin == std::string_view::npos) return {};
+  const std::size_t end = line.find('\'', begin + 1);
+  return end == std::string_view::npos ? std::string_view{} : line.substr(begin + 1, end - begin - 1);
+}
+
+/// The name of a lock file may hold quotation marks itself; what follows it is git's.
+std::string_view lockPath(std::string_view line) {
+  constexpr std::string_view before = "Unable to create '";
+  constexpr std::string_view after = "': File exists.";
+  const std::size_t begin = line.find(before);
+  if (begin == std::string_view::npos || !line.ends_with(after)) return {};
+  line.remove_prefix(begin + before.size());
+  return line.substr(0, line.size() - after.size());
+}
+
+}  // namespace
+
+GitFailure classifyGitFailure(int exitCode, std::string_view errorOutput) {
+  GitFailure failure{Kind::Other, {}, std::string(trim(errorOutput))};
+  const Pattern* best = std::end(patterns);
+  std::string_view bestLine;
+  for (std::string_view rest = errorOutput; !rest.empty();) {
+    const std::size_t end = rest.find('\n');
+    const std::string_view line = withoutLabel(rest.substr(0, end));
+    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
+    const Pattern* found =
+        std::find_if(std::begin(patterns), best, [line](const Pattern& pattern) { return fits(line, pattern); });
+    if (found == best) continue;
+    best = found;
+    bestLine = line;
+  }
+  if (best == std::end(patterns)) {
+    // The exit status of a program that could not be found, as shells and process launchers report it.
+    if (exitCode == 127) failure.kind = Kind::GitMissing;
+    return failure;
+  }
+  failure.kind = best->kind;
+  failure.detail = best->kind == Kind::Locked ? lockPath(bestLine) : quoted(bestLine);
+  return failure;
+}

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+/// Why git failed, as far as the caller answers it in its own way.
+enum class GitFailureKind : std::uint8_t {
+  /// Anything else: the message says it.
+  Other,
+  /// The program could not be started.
+  GitMissing,
+  NotARepository,
+  /// The repository belongs to another user, and git refuses to trust it.
+  DubiousOwnership,
+  /// Made by a newer git.
+  RepositoryTooNew,
+  /// What was asked needs a working copy, and the repository is bare.
+  NoWorkingCopy,
+  /// HEAD names a branch that has no commit yet.
+  UnbornHead,
+  UnknownRevision,
+  /// The current branch follows none, or HEAD is at no branch.
+  NoUpstream,
+  NoCommonAncestor,
+  UnknownPath,
+  /// A path that lies outside of the working copy.
+  PathOutside,
+  /// Another process holds a lock file.
+  Locked,
+  IndexUnreadable,
+  RepositoryCorrupt,
+  ConfigurationBroken,
+  /// A merge, rebase or the like has to be ended first.
+  MidOperation,
+  /// Local changes would be lost.
+  LocalChanges,
+  PermissionDenied,
+  DiskFull,
+  /// The user has no name or no e-mail address configured.
+  IdentityUnknown,
+  AuthenticationFailed,
+  HostKeyUnverified,
+  CertificateInvalid,
+  ProtocolNotAllowed,
+  RemoteNotFound,
+  RemoteUnreachable,
+  RemoteOutOfDate,
+  RemoteRejected,
+};
+
+struct GitFailure {
+  GitFailureKind kind = GitFailureKind::Other;
+  /// What the failure is about, where the message tells: of Locked the lock file's path, of UnknownRevision the
+  /// revision, of paths the path, of DubiousOwnership the folder.
+  std::string detail;
+  /// What git said, without the white space around it.
+  std::string message;
+};
+
+/// Tells from git's exit status and error output, with messages in English as gitEnvironment() has them, why it failed.
+/// Texts within names, as of a file called "index.lock", do not mislead it: only git's own words at their places count.
+GitFailure classifyGitFailure(int exitCode, std::string_view errorOutput);

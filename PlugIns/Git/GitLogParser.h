@@ -1,0 +1,93 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "GitChange.h"
+#include "GitTokenBuffer.h"
+
+/// One commit of a history. The views last until the sink returns.
+struct GitLogRecord {
+  /// The object name in full, in hexadecimal digits.
+  std::string_view hash;
+  /// The parents' object names, a blank between two; empty for a root.
+  std::string_view parents;
+  /// When it was written, in seconds since 1 January 1970 UTC; 0 where the commit holds no date that can be read.
+  std::int64_t authorDate = 0;
+  /// Bytes: UTF-8 in all but ill-made commits. Empty where the commit names none.
+  std::string_view authorName;
+  std::string_view authorEmail;
+  /// Subject and body as committed, with the line feeds they end with. Empty when the history was asked for without.
+  std::string_view message;
+  /// What the commit changed; none for a merge unless it was asked for, none when the history was asked for without.
+  std::span<const GitChange> changes;
+};
+
+/// The `--format` whose output GitLogParser reads. NUL ends every field: no field can hold one, whatever a commit is
+/// made of. `-z` adds the last one and ends the paths in the same way.
+inline constexpr std::string_view gitLogFormat = "--format=tformat:%H%x00%P%x00%at%x00%aN%x00%aE%x00%B";
+/// The same with every message empty.
+inline constexpr std::string_view gitLogFormatWithoutMessage = "--format=tformat:%H%x00%P%x00%at%x00%aN%x00%aE%x00";
+
+/// Reads the output of the history commands (gitLogFormat, `-z`, with or without `--name-status`) as it arrives. A
+/// commit is whole when the next one begins or the output ends, for only then is it known that no further path follows.
+/// Any bytes are safe; those that are not git's end the reading with an error. Not for use by two threads at once.
+class GitLogParser {
+ public:
+  /// Reads one piece of output, cut anywhere, and calls `sink(const GitLogRecord&)` for each commit that is now whole.
+  /// False when the output is malformed: see error().
+  template <class Sink>
+  bool feed(std::string_view bytes, Sink&& sink) {
+    if (_error) return false;
+    _buffer.append(bytes);
+    while (next()) sink(static_cast<const GitLogRecord&>(_record));
+    return suspend();
+  }
+
+  /// To be called at the end of the output, for the last commit. False when the output is malformed or ends inside a
+  /// commit.
+  template <class Sink>
+  bool finish(Sink&& sink) {
+    if (finishRecord()) sink(static_cast<const GitLogRecord&>(_record));
+    return !_error;
+  }
+
+  const std::optional<GitParseError>& error() const { return _error; }
+
+ private:
+  /// The fields of the format in their order, then the changes.
+  enum Awaits : std::uint8_t {
+    Hash,
+    Parents,
+    Date,
+    Name,
+    Email,
+    Message,
+    FirstChange,
+    FurtherChange,
+    Path,
+    SecondPath
+  };
+
+  bool next();
+  bool atChange();
+  bool take(GitSpan token);
+  bool takeHash(GitSpan token);
+  bool takePath(GitSpan token);
+  bool finishRecord();
+  void completeRecord();
+  bool suspend();
+  bool fail(const char* what);
+
+  GitTokenBuffer _buffer{'\0'};
+  Awaits _awaits = Hash;
+  std::array<GitSpan, 6> _fields;
+  std::vector<GitPendingChange> _pending;
+  std::vector<GitChange> _changes;
+  GitLogRecord _record;
+  std::optional<GitParseError> _error;
+};

@@ -1,0 +1,102 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// Why bytes could not be read as the tool's output, and where in the stream.
+struct GitParseError {
+  std::string what;
+  std::uint64_t offset = 0;
+};
+
+/// A part of the record being read, as a place in it: it stays right when the record moves in memory.
+struct GitSpan {
+  std::size_t begin = 0;
+  std::size_t length = 0;
+};
+
+/// Cuts a stream that arrives in arbitrary pieces into tokens ended by one delimiter, and keeps the record that the
+/// tokens belong to whole in memory. A piece is read where the caller has it; only a record that a piece cuts is
+/// copied. Reading goes on where it stopped, so a record costs time in proportion to its size however small its pieces
+/// are.
+class GitTokenBuffer {
+ public:
+  /// A record above this is refused: no honest output has one, and memory is not the repository's to fill.
+  static constexpr std::size_t maximumRecordSize = std::size_t{1} << 30;
+
+  explicit GitTokenBuffer(char delimiter) : _delimiter(delimiter) {}
+
+  /// Adds a piece. It must stay as it is until suspend(); spans of earlier records are void.
+  void append(std::string_view bytes) {
+    if (_kept.empty()) {
+      _data = bytes;
+    } else {
+      _kept.append(bytes);
+      _data = _kept;
+    }
+  }
+
+  /// The next token without its delimiter; false when its end has not arrived.
+  bool nextToken(GitSpan& token) {
+    const void* end =
+        _scan < _data.size() ? std::memchr(_data.data() + _scan, _delimiter, _data.size() - _scan) : nullptr;
+    if (end == nullptr) {
+      _scan = _data.size();
+      return false;
+    }
+    const auto position = static_cast<std::size_t>(static_cast<const char*>(end) - _data.data());
+    token = {_token - _record, position - _token};
+    _token = _scan = position + 1;
+    return true;
+  }
+
+  /// The byte after the last token, if it has arrived.
+  std::optional<char> peek() const {
+    if (_token >= _data.size()) return std::nullopt;
+    return _data[_token];
+  }
+
+  std::string_view at(GitSpan span) const { return {_data.data() + _record + span.begin, span.length}; }
+
+  /// The tokens so far are a record; what follows is another.
+  void endRecord() { _record = _token; }
+
+  /// Lets go of the caller's piece, keeping what of the record has arrived. False: the record is too large.
+  bool suspend() {
+    _base += _record;
+    if (_kept.empty()) {
+      _kept.assign(_data.substr(_record));
+    } else {
+      _kept.erase(0, _record);
+    }
+    _token -= _record;
+    _scan -= _record;
+    _record = 0;
+    _data = _kept;
+    return _kept.size() <= maximumRecordSize;
+  }
+
+  /// Whether bytes have arrived that belong to no ended record.
+  bool hasRest() const { return _record < _data.size(); }
+
+  /// Whether the last token is unfinished.
+  bool hasPartialToken() const { return _token < _data.size(); }
+
+  /// Where in the stream the record begins.
+  std::uint64_t recordOffset() const { return _base + _record; }
+  /// Where in the stream the token after the last one begins.
+  std::uint64_t tokenOffset() const { return _base + _token; }
+
+ private:
+  char _delimiter;
+  std::string _kept;
+  std::string_view _data;
+  std::size_t _record = 0;
+  std::size_t _token = 0;
+  std::size_t _scan = 0;
+  std::uint64_t _base = 0;
+};
