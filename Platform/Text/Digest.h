@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Export.h"
+
+namespace qrb {
+
+/// The SHA-1 digest of the bytes as 40 upper-case hexadecimal digits. It names things; it protects nothing.
+QRB_EXPORT std::string SHA1Hex(std::string_view bytes);
+
+}  // namespace qrb
