@@ -1,0 +1,41 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "Export.h"
+#include "SharedString.h"
+#include "URL.h"
+
+// Addresses of repositories come as URLs and as scp-style addresses (user@server:path), which a generic parser does not
+// understand. These take both apart by one pattern. Pure functions; any thread. A part that the address does not have
+// is absent; nothing is percent-decoded unless said.
+
+QRB_EXPORT qrb::String qrbscm_scheme(const qrb::URL& url);
+QRB_EXPORT qrb::String qrbscm_user(const qrb::URL& url);
+QRB_EXPORT qrb::String qrbscm_password(const qrb::URL& url);
+/// Of a file URL, the first component of the path with its slash.
+QRB_EXPORT qrb::String qrbscm_host(const qrb::URL& url);
+/// Of a URL the port; of an scp-style address with a number and no path the number's last digit.
+QRB_EXPORT std::optional<int> qrbscm_port(const qrb::URL& url);
+/// Of a URL the percent-decoded path with its leading slash; of an scp-style address what follows the first separator.
+QRB_EXPORT qrb::String qrbscm_path(const qrb::URL& url);
+/// Without user, password and "@"; the URL itself when it has none of them.
+QRB_EXPORT qrb::URL qrbscm_anonymousURL(const qrb::URL& url);
+/// The address in scp form, its port, if any, kept in the place of the separator; the URL itself when it has no path.
+QRB_EXPORT qrb::URL qrbscm_scpURL(const qrb::URL& url);
+/// Everything before the path, user information included.
+QRB_EXPORT qrb::URL qrbscm_serverURL(const qrb::URL& url);
+/// Whether the address has no scheme.
+QRB_EXPORT bool qrbscm_isSCPURI(const qrb::URL& url);
+/// Whether there is a host, and with it a scheme or, for an scp-style address, a user.
+QRB_EXPORT bool qrbscm_isValid(const qrb::URL& url);
+/// Whether the server URLs are the same text: another user is another server.
+QRB_EXPORT bool qrbscm_sameServerAs(const qrb::URL& url, const qrb::URL& other);
+QRB_EXPORT qrb::String qrbscm_lastPathComponent(const qrb::URL& url);
+/// Cut before its last ".".
+QRB_EXPORT qrb::String qrbscm_lastPathComponentNoExtension(const qrb::URL& url);
+
+/// The way from `baseURL` to `url`, both file URLs: "../../x/y". Where the text of `url` begins with that of `baseURL`
+/// it is the rest of the text as it stands, leading "/" included.
+QRB_EXPORT std::string relativePathStringFromURL(const qrb::URL& url, const qrb::URL& baseURL);
