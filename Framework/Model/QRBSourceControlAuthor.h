@@ -1,0 +1,65 @@
+#pragma once
+
+#include <mutex>
+#include <vector>
+
+#include "Export.h"
+#include "Object.h"
+#include "Observer.h"
+#include "QRBSourceControlAddressBook.h"
+#include "QRBSourceControlForward.h"
+#include "URL.h"
+
+/// Who made a revision, as the system names him, and optionally the person in the host's address book that he is.
+/// Safe from any thread.
+class QRB_EXPORT QRBSourceControlAuthor final : public qrb::Object {
+  QRB_OBJECT;
+
+ public:
+  /// `displayName` defaults to the user name when absent.
+  static QRBSourceControlAuthorPtr initWithUsername(qrb::String username, qrb::String displayName,
+                                                    std::vector<qrb::String> emails, qrb::URL imageURL);
+  /// With that one address, or none when it is absent.
+  static QRBSourceControlAuthorPtr initWithUsername(qrb::String username, qrb::String email);
+  QRBSourceControlAuthor(qrb::String username, qrb::String displayName, std::vector<qrb::String> emails,
+                         qrb::URL imageURL);
+
+  /// The user name.
+  const qrb::String& name() const noexcept { return _name; }
+  qrb::String displayName() const;
+  std::vector<qrb::String> emails() const;
+  const qrb::URL& imageURL() const noexcept { return _imageURL; }
+
+  /// The person paired with this author, looked up by `pairedUUID` where it is not known yet; null for none.
+  QRBSourceControlPersonPtr pairedPerson();
+  /// Pairs the author with a person, whose name and addresses replace the author's and are kept up to date from then
+  /// on. Null ends the pairing and changes no name.
+  void setPairedPerson(QRBSourceControlPersonPtr person);
+  qrb::String pairedUUID() const;
+  /// Looks the person up anew when `uuid` is the one that the author has already. It stores nothing: an author is
+  /// paired for the life of the object, and never through what an archive says.
+  void setPairedUUID(const qrb::String& uuid);
+  /// Brings a paired author up to date after a change that concerns him. An event that was handled already is ignored.
+  void abDatabaseChangedNotification(const QRBSourceControlAddressBookNotificationPtr& notification);
+
+  /// For logs: display name and first address.
+  std::string description() const override;
+
+  static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
+  void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
+
+ private:
+  static qrb::String _displayNameFromPerson(const QRBSourceControlPerson& person);
+
+  const qrb::String _name;
+  const qrb::URL _imageURL;
+  const qrb::String _pairedUUID;
+  mutable std::mutex _mutex;
+  // The rest is read and written under _mutex.
+  qrb::String _displayName;
+  std::vector<qrb::String> _emails;
+  QRBSourceControlPersonPtr _cachedPairedPerson;
+  QRBSourceControlAddressBookNotificationPtr _lastSeenNotification;
+  // Last, so that it ends before what its callback uses.
+  qrb::ObserverToken _subscription;
+};

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+
+#include "AtomicProperty.h"
+#include "Export.h"
+#include "Object.h"
+#include "QRBSourceControlForward.h"
+
+/// A run of lines: the number of the first, counted from 1, and how many.
+struct QRBSourceControlLineRange {
+  std::uint64_t location = 0;
+  std::uint64_t length = 0;
+  friend bool operator==(const QRBSourceControlLineRange&, const QRBSourceControlLineRange&) = default;
+};
+
+/// A run of lines of a file and the log item that they came with. Both can be replaced, each indivisibly, from any
+/// thread.
+class QRB_EXPORT QRBSourceControlBlameItem final : public qrb::Object {
+  QRB_OBJECT;
+
+ public:
+  static QRBSourceControlBlameItemPtr initWithLineRange(QRBSourceControlLineRange lineRange,
+                                                        QRBSourceControlLogItemPtr logItem);
+  QRBSourceControlBlameItem(QRBSourceControlLineRange lineRange, QRBSourceControlLogItemPtr logItem);
+
+  QRBSourceControlLineRange lineRange() const { return _lineRange.get(); }
+  void setLineRange(QRBSourceControlLineRange lineRange) { _lineRange.set(lineRange); }
+  QRBSourceControlLogItemPtr logItem() const { return _logItem.get(); }
+  void setLogItem(QRBSourceControlLogItemPtr logItem) { _logItem.set(std::move(logItem)); }
+
+  /// "revision:author's display name first to last".
+  std::string description() const override;
+  std::size_t hash() const override;
+  /// Holds a copy of the log item.
+  std::shared_ptr<qrb::Object> copy() const override;
+
+  static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
+  void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
+
+ protected:
+  bool isEqualToSameClass(const qrb::Object& other) const override;
+
+ private:
+  qrb::Atomic<QRBSourceControlLineRange> _lineRange;
+  qrb::Atomic<QRBSourceControlLogItemPtr> _logItem;
+};

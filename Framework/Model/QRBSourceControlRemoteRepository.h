@@ -1,0 +1,116 @@
+#pragma once
+
+#include <cstdint>
+
+#include "QRBSourceControlRepository.h"
+
+/// A repository on a server, with the account that says how to authenticate there and what is trusted of the server.
+///
+/// Initialisers take their account from the registered account manager, where there is one, and without `unsaved` have
+/// it saved there; a strategy that is not given is the anonymous one.
+class QRB_EXPORT QRBSourceControlRemoteRepository final : public QRBSourceControlRepository {
+  QRB_OBJECT;
+
+ public:
+  static QRBSourceControlRemoteRepositoryPtr initWithURL(qrb::URL URL, QRBSourceControlSystemPtr sourceControlSystem);
+  static QRBSourceControlRemoteRepositoryPtr initUnsavedWithURL(qrb::URL URL,
+                                                                QRBSourceControlSystemPtr sourceControlSystem);
+  static QRBSourceControlRemoteRepositoryPtr initUnsavedWithURL(qrb::URL URL, qrb::String identifier,
+                                                                QRBSourceControlSystemPtr sourceControlSystem);
+  /// An absent secondary identifier leaves the one derived from the URL, here and in all that take one.
+  static QRBSourceControlRemoteRepositoryPtr initUnsavedWithURL(qrb::URL URL, qrb::String identifier,
+                                                                qrb::String secondaryIdentifier,
+                                                                QRBSourceControlSystemPtr sourceControlSystem);
+
+  static QRBSourceControlRemoteRepositoryPtr initWithURL(qrb::URL URL, QRBSourceControlSystemPtr sourceControlSystem,
+                                                         QRBSourceControlAccountPtr account);
+  static QRBSourceControlRemoteRepositoryPtr initWithURLUnsavedAccount(qrb::URL URL,
+                                                                       QRBSourceControlSystemPtr sourceControlSystem,
+                                                                       QRBSourceControlAccountPtr unsavedAccount);
+  static QRBSourceControlRemoteRepositoryPtr initWithURL(qrb::URL URL, qrb::String identifier,
+                                                         QRBSourceControlSystemPtr sourceControlSystem,
+                                                         QRBSourceControlAccountPtr account);
+  static QRBSourceControlRemoteRepositoryPtr initWithURLUnsavedAccount(qrb::URL URL, qrb::String identifier,
+                                                                       QRBSourceControlSystemPtr sourceControlSystem,
+                                                                       QRBSourceControlAccountPtr unsavedAccount);
+
+  static QRBSourceControlRemoteRepositoryPtr initWithURL(
+      qrb::URL URL, QRBSourceControlSystemPtr sourceControlSystem,
+      QRBSourceControlAuthenticationStrategyPtr authenticationStrategy);
+  static QRBSourceControlRemoteRepositoryPtr initWithURLUnsavedAuthenticationStrategy(
+      qrb::URL URL, QRBSourceControlSystemPtr sourceControlSystem,
+      QRBSourceControlAuthenticationStrategyPtr unsavedAuthenticationStrategy);
+  static QRBSourceControlRemoteRepositoryPtr initWithURL(
+      qrb::URL URL, qrb::String identifier, QRBSourceControlSystemPtr sourceControlSystem,
+      QRBSourceControlAuthenticationStrategyPtr authenticationStrategy);
+  static QRBSourceControlRemoteRepositoryPtr initWithURL(
+      qrb::URL URL, qrb::String identifier, qrb::String secondaryIdentifier,
+      QRBSourceControlSystemPtr sourceControlSystem, QRBSourceControlAuthenticationStrategyPtr authenticationStrategy);
+  static QRBSourceControlRemoteRepositoryPtr initWithURLUnsavedAuthenticationStrategy(
+      qrb::URL URL, qrb::String identifier, QRBSourceControlSystemPtr sourceControlSystem,
+      QRBSourceControlAuthenticationStrategyPtr unsavedAuthenticationStrategy);
+  static QRBSourceControlRemoteRepositoryPtr initWithURLUnsavedAuthenticationStrategy(
+      qrb::URL URL, qrb::String identifier, qrb::String secondaryIdentifier,
+      QRBSourceControlSystemPtr sourceControlSystem,
+      QRBSourceControlAuthenticationStrategyPtr unsavedAuthenticationStrategy);
+  explicit QRBSourceControlRemoteRepository(Key key) : QRBSourceControlRepository(key) {}
+
+  /// Whether the server's certificate must have `trustedServerFingerprint`. True in new objects.
+  bool enforceTrustedServerFingerprint() const { return _enforceTrustedServerFingerprint.get(); }
+  void setEnforceTrustedServerFingerprint(bool enforce) { _enforceTrustedServerFingerprint.set(enforce); }
+  qrb::String trustedServerFingerprint() const { return _trustedServerFingerprint.get(); }
+  void setTrustedServerFingerprint(qrb::String fingerprint) { _trustedServerFingerprint.set(std::move(fingerprint)); }
+  QRBSourceControlAccountPtr account() const { return _account.get(); }
+  void setAccount(QRBSourceControlAccountPtr account) { _account.set(std::move(account)); }
+  /// The host's own; neither archived nor copied.
+  std::uint64_t state() const { return _state.get(); }
+  void setState(std::uint64_t state) { _state.set(state); }
+  /// The account's; null without an account.
+  QRBSourceControlAuthenticationStrategyPtr authenticationStrategy() const;
+  void setAuthenticationStrategy(QRBSourceControlAuthenticationStrategyPtr strategy);
+  /// The properties whose changes change `authenticationStrategy`.
+  static std::vector<qrb::String> keyPathsForValuesAffectingAuthenticationStrategy();
+  /// The URL without user name and password.
+  qrb::URL anonymousURL() const;
+  /// Adds the account to the account manager, and lets it be saved from now on.
+  void saveAccount();
+
+  std::string description() const override;
+  /// A remote repository with the same URL, identifiers, system, strategy and trust, a new `_id`, and an account found
+  /// as for a new one: saved only if this one's account is.
+  std::shared_ptr<qrb::Object> copy() const override;
+  /// When the account manager knows the repository already, that object is the result, with the identifier and what is
+  /// trusted of the server taken over.
+  static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
+  void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
+
+  /// Finds the root of the repository that the URL points into, and moves this object and its account there. The block
+  /// gets the repository to use from now on: this one, or one that the account manager has at that URL already; and
+  /// where the old URL was below it. Refused with QRBSourceControlError_SystemRootURLOfRepositoriesUnsupported.
+  QRBSourceControlCancellablePtr updateRepositoryURLRootWithCompletionBlock(
+      Completion<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlPathLocationPtr> completionBlock);
+  /// Whether the server lets the account in; never asks the user.
+  QRBSourceControlCancellablePtr validateAuthenticationForLocation(QRBSourceControlRevisionLocationPtr location,
+                                                                   Layout branchAndTagLocations,
+                                                                   Completion<> completionBlock);
+  QRBSourceControlCancellablePtr createWorkingCopyAtURL(qrb::URL URL, QRBSourceControlRevisionLocationPtr location,
+                                                        Layout branchAndTagLocations,
+                                                        QRBSourceControlProgressBlock progressBlock,
+                                                        Completion<QRBSourceControlWorkingCopyPtr> completionBlock);
+
+ private:
+  static QRBSourceControlRemoteRepositoryPtr _initWithURL(qrb::URL URL, QRBSourceControlSystemPtr system);
+  static QRBSourceControlRemoteRepositoryPtr _initWithURL(qrb::URL URL, QRBSourceControlSystemPtr system,
+                                                          const QRBSourceControlAuthenticationStrategyPtr& strategy,
+                                                          bool save);
+  static QRBSourceControlRemoteRepositoryPtr _initWithURL(qrb::URL URL, QRBSourceControlSystemPtr system,
+                                                          QRBSourceControlAccountPtr account, bool save);
+  QRBSourceControlRemoteRepositoryPtr sharedSelf();
+  void decodeAccountFromCoder(qrb::KeyedUnarchiver& coder);
+  QRBSourceControlRemoteRepositoryPtr moveToURLRoot(const qrb::URL& root);
+
+  qrb::Atomic<bool> _enforceTrustedServerFingerprint{true};
+  qrb::Atomic<QRBSourceControlAccountPtr> _account;
+  qrb::Atomic<std::uint64_t> _state;
+  qrb::Atomic<qrb::String> _trustedServerFingerprint;
+};

@@ -1,0 +1,147 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "AtomicProperty.h"
+#include "Dictionary.h"
+#include "Export.h"
+#include "Object.h"
+#include "QRBSourceControlCallbacks.h"
+#include "QRBSourceControlForward.h"
+#include "URL.h"
+
+/// One repository of one source-control system: where it is, which system holds it and what it is known by.
+///
+/// Equal only to itself; compare identifiers or URLs. Each field is read and written indivisibly from any thread, and
+/// nothing is promised across fields.
+///
+/// The requests check what the system can do. One that it cannot do calls the completion at once, on the calling
+/// thread, with empty results and the error named with the request, and returns null; all others return the manager's
+/// request.
+class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
+                                              public std::enable_shared_from_this<QRBSourceControlRepository> {
+  QRB_OBJECT;
+
+ protected:
+  struct Key {
+    explicit Key() = default;
+  };
+
+ public:
+  using Layout = QRBSourceControlBranchAndTagLocationsPtr;
+  template <class... Values>
+  using Completion = QRBSourceControlCompletionBlock<Values...>;
+
+  /// A repository under a fresh `_id`, with a secondary identifier made from both and no identifier.
+  static QRBSourceControlRepositoryPtr initWithURL(qrb::URL URL, QRBSourceControlSystemPtr sourceControlSystem);
+  static QRBSourceControlRepositoryPtr initWithURL(qrb::URL URL, qrb::String identifier,
+                                                   QRBSourceControlSystemPtr sourceControlSystem);
+  explicit QRBSourceControlRepository(Key) {}
+
+  /// What this one object is known by; a UUID unless it was replaced.
+  qrb::String _id() const { return _idProperty.get(); }
+  /// Empty and absent strings are ignored.
+  void set_id(const qrb::String& identifier);
+  qrb::URL URL() const { return _URL.get(); }
+  void setURL(qrb::URL URL) { _URL.set(std::move(URL)); }
+  /// What the repository is known by in workspaces and blueprints; may be absent.
+  qrb::String identifier() const { return _identifier.get(); }
+  void setIdentifier(qrb::String identifier) { _identifier.set(std::move(identifier)); }
+  /// Tells repositories of one identifier apart; derived from the URL unless it was replaced.
+  qrb::String secondaryIdentifier() const { return _secondaryIdentifier.get(); }
+  void setSecondaryIdentifier(qrb::String identifier) { _secondaryIdentifier.set(std::move(identifier)); }
+  QRBSourceControlSystemPtr sourceControlSystem() const { return _sourceControlSystem.get(); }
+  void setSourceControlSystem(QRBSourceControlSystemPtr system) { _sourceControlSystem.set(std::move(system)); }
+  /// The remotes by name, and the primary one, as `listRemoteRepositoriesWithCompletionBlock` last listed them.
+  QRBSourceControlRemoteRepositories cachedRemoteRepositories() const { return _cachedRemoteRepositories.get(); }
+  QRBSourceControlRemoteRepositoryPtr primaryRemoteRepository() const { return _primaryRemoteRepository.get(); }
+  /// Kept for hosts that ask; always absent.
+  QRBSourceControlRevisionPtr cachedHeadRevision() const { return nullptr; }
+  std::optional<std::vector<QRBSourceControlBranchPtr>> cahcedBranches() const { return std::nullopt; }
+  std::optional<std::vector<QRBSourceControlTagPtr>> cachedTags() const { return std::nullopt; }
+  /// The last component of the URL, decoded and without extension.
+  qrb::String displayName() const;
+
+  std::string description() const override;
+  /// A plain repository with the same URL, identifier and system, a new `_id`, a secondary identifier made anew and no
+  /// cached remotes.
+  std::shared_ptr<qrb::Object> copy() const override;
+  static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
+  void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
+
+  QRBSourceControlCancellablePtr headRevisionWithCompletionBlock(
+      Completion<QRBSourceControlRevisionPtr> completionBlock);
+  QRBSourceControlCancellablePtr revisionOfLocation(QRBSourceControlRevisionLocationPtr location,
+                                                    Layout branchAndTagLocations,
+                                                    Completion<QRBSourceControlRevisionPtr> completionBlock);
+  /// Refused with QRBSourceControlError_SystemBranchAndTagLocationsUnsupported.
+  QRBSourceControlCancellablePtr automaticallyDetectBranchAndTagLocationsFromPath(
+      QRBSourceControlPathLocationPtr path, Completion<QRBSourceControlRevisionLocationPtr, Layout> completionBlock);
+  /// Refused with QRBSourceControlError_SystemBrowsingRepositoriesUnsupported.
+  QRBSourceControlCancellablePtr listSubpathsAtPath(
+      QRBSourceControlPathLocationPtr path, Completion<std::vector<QRBSourceControlPathLocationPtr>> completionBlock);
+  QRBSourceControlCancellablePtr listBranchesWithCompletionBlock(
+      Completion<std::vector<QRBSourceControlBranchPtr>> completionBlock);
+  QRBSourceControlCancellablePtr listBranchesForBranchAndTagLocations(
+      Layout branchAndTagLocations, Completion<std::vector<QRBSourceControlBranchPtr>> completionBlock);
+  /// All branches of all remotes, and the same by remote. Refused with
+  /// QRBSourceControlError_SystemDistributedRepositoriesUnsupported.
+  QRBSourceControlCancellablePtr listRemoteBranchesForBranchAndTagLocations(
+      Layout branchAndTagLocations,
+      Completion<std::vector<QRBSourceControlBranchPtr>, QRBSourceControlRemoteBranches> completionBlock);
+  /// The branch that it most likely came from, and all candidates.
+  QRBSourceControlCancellablePtr parentBranchesOfBranch(
+      QRBSourceControlBranchPtr branch, Layout branchAndTagLocations,
+      Completion<QRBSourceControlBranchPtr, std::vector<QRBSourceControlBranchPtr>> completionBlock);
+  QRBSourceControlCancellablePtr ancestorRevisionOfBranch(QRBSourceControlBranchPtr branch,
+                                                          QRBSourceControlBranchPtr otherBranch,
+                                                          Layout branchAndTagLocations,
+                                                          Completion<QRBSourceControlRevisionPtr> completionBlock);
+  QRBSourceControlCancellablePtr addBranch(QRBSourceControlBranchPtr branch, QRBSourceControlBranchPtr fromBranch,
+                                           Layout forBranchAndTagLocations,
+                                           Completion<QRBSourceControlBranchPtr> completionBlock);
+  /// Of the remote when one is given, else of this repository.
+  QRBSourceControlCancellablePtr removeBranch(QRBSourceControlBranchPtr branch, Layout forBranchAndTagLocations,
+                                              QRBSourceControlRemoteRepositoryPtr remoteRepository,
+                                              Completion<> completionBlock);
+  QRBSourceControlCancellablePtr diffLocation(QRBSourceControlRevisionLocationPtr location,
+                                              QRBSourceControlRevisionLocationPtr againstLocation,
+                                              Layout branchAndTagLocations,
+                                              Completion<qrb::Dictionary> completionBlock);
+  /// The primary remote and all by name. They are kept in the two caches before the completion is called; on an error
+  /// the caches stay. Refused with QRBSourceControlError_SystemDistributedRepositoriesUnsupported.
+  QRBSourceControlCancellablePtr listRemoteRepositoriesWithCompletionBlock(
+      Completion<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositories> completionBlock);
+  /// Refused with QRBSourceControlError_SystemDistributedRepositoriesUnsupported, as are those that follow.
+  QRBSourceControlCancellablePtr remoteBranchForBranch(QRBSourceControlBranchPtr branch,
+                                                       Completion<QRBSourceControlBranchPtr> completionBlock);
+  QRBSourceControlCancellablePtr addRemoteRepository(QRBSourceControlRemoteRepositoryPtr remoteRepository,
+                                                     qrb::String withName, Completion<> completionBlock);
+  QRBSourceControlCancellablePtr removeRemoteRepositoryNamed(qrb::String name, Completion<> completionBlock);
+  QRBSourceControlCancellablePtr downloadUpdatesFromRemoteRepository(
+      QRBSourceControlRemoteRepositoryPtr remoteRepository, QRBSourceControlProgressBlock progressBlock,
+      Completion<> completionBlock);
+  QRBSourceControlCancellablePtr uploadCommitsToRemoteRepository(QRBSourceControlRemoteRepositoryPtr remoteRepository,
+                                                                 QRBSourceControlBranchPtr remoteBranch,
+                                                                 QRBSourceControlProgressBlock progressBlock,
+                                                                 Completion<> completionBlock);
+  static QRBSourceControlCancellablePtr createRepositoryAtFileURL(
+      qrb::URL fileURL, QRBSourceControlSystemPtr withSystem,
+      Completion<QRBSourceControlRepositoryPtr> completionBlock);
+
+ protected:
+  /// What every initialiser does first.
+  void setUpWithURL(qrb::URL URL, QRBSourceControlSystemPtr sourceControlSystem);
+  void decodeFromCoder(qrb::KeyedUnarchiver& coder);
+
+ private:
+  qrb::Atomic<qrb::String> _idProperty;
+  qrb::Atomic<qrb::URL> _URL;
+  qrb::Atomic<qrb::String> _identifier;
+  qrb::Atomic<qrb::String> _secondaryIdentifier;
+  qrb::Atomic<QRBSourceControlSystemPtr> _sourceControlSystem;
+  qrb::Atomic<QRBSourceControlRemoteRepositories> _cachedRemoteRepositories;
+  qrb::Atomic<QRBSourceControlRemoteRepositoryPtr> _primaryRemoteRepository;
+};

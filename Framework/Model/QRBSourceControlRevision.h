@@ -1,0 +1,95 @@
+#pragma once
+
+#include "Export.h"
+#include "Object.h"
+#include "QRBSourceControlForward.h"
+
+/// One revision of a repository: the system's own identifier of it, or one of the shared symbolic revisions.
+///
+/// Immutable; shared freely between threads. Histories hold one per item, so it is kept to two words.
+class QRB_EXPORT QRBSourceControlRevision : public qrb::Object {
+  QRB_OBJECT;
+
+ protected:
+  struct Key {
+    explicit Key() = default;
+  };
+
+ public:
+  static QRBSourceControlRevisionPtr initWithIdentifier(qrb::String identifier);
+  /// `displayName` is what users see in place of a long identifier; absent: the identifier.
+  static QRBSourceControlRevisionPtr initWithIdentifier(qrb::String identifier, qrb::String displayName);
+  QRBSourceControlRevision(Key, qrb::String identifier, qrb::String displayName) noexcept;
+
+  /// Changes that are not committed yet. It has no identifier.
+  static QRBSourceControlRevisionPtr sharedUnversionedRevision();
+  /// The newest revision, "HEAD".
+  static QRBSourceControlRevisionPtr sharedHeadRevision();
+  /// The revision that a working copy is based on, "BASE".
+  static QRBSourceControlRevisionPtr sharedBaseRevision();
+  /// What was before the first revision, "INITIAL".
+  static QRBSourceControlRevisionPtr sharedInitialRevision();
+
+  const qrb::String& identifier() const noexcept { return _identifier; }
+  const qrb::String& displayName() const noexcept { return _displayName ? _displayName : _identifier; }
+  virtual bool isUnversionedRevision() const noexcept { return false; }
+  /// Whether the identifier stands for a revision without naming it.
+  virtual bool isPlaceholderRevision() const noexcept { return false; }
+
+  /// The identifier, for logs.
+  std::string description() const override;
+  std::size_t hash() const override;
+  /// A plain revision with the same identifier and no display name; a shared revision copies as itself.
+  std::shared_ptr<qrb::Object> copy() const override;
+
+  static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
+  void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
+
+ protected:
+  /// Equal identifiers; display names are not compared.
+  bool isEqualToSameClass(const qrb::Object& other) const override;
+
+ private:
+  qrb::String _identifier;
+  qrb::String _displayName;
+};
+
+namespace qrb::detail {
+
+/// The one revision that stands for uncommitted work.
+class QRB_EXPORT QRBSourceControlUnversionedRevision final : public ::QRBSourceControlRevision {
+  QRB_OBJECT;
+
+ public:
+  explicit QRBSourceControlUnversionedRevision(Key key) noexcept;
+
+  /// A programming error, since there is one instance only: asserts and answers null.
+  static QRBSourceControlRevisionPtr init();
+  static const std::shared_ptr<QRBSourceControlUnversionedRevision>& shared();
+
+  bool isUnversionedRevision() const noexcept override { return true; }
+  bool isPlaceholderRevision() const noexcept override { return true; }
+  std::string description() const override;
+  std::shared_ptr<Object> copy() const override;
+  static std::shared_ptr<Object> initWithCoder(KeyedUnarchiver& coder);
+  void encodeWithCoder(KeyedArchiver& coder) const override;
+};
+
+/// The revisions that are named by a word.
+class QRB_EXPORT QRBSourceControlConceptualRevision final : public ::QRBSourceControlRevision {
+  QRB_OBJECT;
+
+ public:
+  QRBSourceControlConceptualRevision(Key key, String identifier) noexcept;
+
+  /// A programming error, since there is one instance for each word only: asserts and answers null.
+  static QRBSourceControlRevisionPtr init();
+  /// The shared revision for "HEAD", "BASE" or "INITIAL"; null for any other word.
+  static std::shared_ptr<QRBSourceControlConceptualRevision> shared(std::string_view identifier);
+
+  bool isPlaceholderRevision() const noexcept override { return true; }
+  std::shared_ptr<Object> copy() const override;
+  static std::shared_ptr<Object> initWithCoder(KeyedUnarchiver& coder);
+};
+
+}  // namespace qrb::detail

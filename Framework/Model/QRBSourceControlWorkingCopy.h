@@ -1,0 +1,223 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <vector>
+
+#include "AtomicProperty.h"
+#include "Dictionary.h"
+#include "Export.h"
+#include "Object.h"
+#include "QRBSourceControlCallbacks.h"
+#include "QRBSourceControlForward.h"
+#include "QRBSourceControlHistoryTypes.h"
+#include "SerialQueue.h"
+#include "URL.h"
+
+/// One checked-out tree on disk, the repository that it belongs to, and the status last reported of its paths.
+///
+/// Equal to another of the same folder and system. Safe from any thread: each field is read and written indivisibly,
+/// and a status report replaces the one before as a whole. Paths are relative to the root of the working copy and are
+/// bytes.
+///
+/// Every request returns the manager's request token.
+class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
+                                                     public std::enable_shared_from_this<QRBSourceControlWorkingCopy> {
+  QRB_OBJECT;
+
+  struct Key {
+    explicit Key() = default;
+  };
+
+ public:
+  using Files = std::vector<qrb::String>;
+  using LogItems = std::vector<QRBSourceControlLogItemPtr>;
+  using BlameItems = std::vector<QRBSourceControlBlameItemPtr>;
+  template <class... Values>
+  using Completion = QRBSourceControlCompletionBlock<Values...>;
+
+  /// Null without a repository, for a URL that is not a file URL, and for a repository without identifier.
+  static QRBSourceControlWorkingCopyPtr initWithFileURL(qrb::URL fileURL, QRBSourceControlRepositoryPtr repository);
+  /// As above, for a repository that need not have an identifier.
+  static QRBSourceControlWorkingCopyPtr initWithFileURLUnidentifiableRepository(
+      qrb::URL fileURL, QRBSourceControlRepositoryPtr unidentifiableRepository);
+  /// One in a format that the tools must upgrade before they work with it; the repository need not have an identifier.
+  static QRBSourceControlWorkingCopyPtr initWithUpgradableFileURL(qrb::URL upgradableFileURL,
+                                                                  QRBSourceControlRepositoryPtr repository);
+  static QRBSourceControlWorkingCopyPtr initWithFileURL(qrb::URL fileURL, QRBSourceControlRepositoryPtr repository,
+                                                        QRBSourceControlRevisionLocationPtr locationInRepository);
+  static QRBSourceControlWorkingCopyPtr initWithFileURL(qrb::URL fileURL, QRBSourceControlRepositoryPtr repository,
+                                                        QRBSourceControlRevisionLocationPtr locationInRepository,
+                                                        QRBSourceControlBranchAndTagLocationsPtr branchAndTagLocations);
+  explicit QRBSourceControlWorkingCopy(Key);
+
+  /// What this one object is known by; a UUID unless it was replaced.
+  qrb::String _id() const { return _idProperty.get(); }
+  /// Empty and absent strings are ignored.
+  void set_id(const qrb::String& identifier);
+  qrb::URL fileURL() const { return _fileURL.get(); }
+  void setFileURL(qrb::URL fileURL) { _fileURL.set(std::move(fileURL)); }
+  QRBSourceControlRepositoryPtr repository() const { return _repository.get(); }
+  void setRepository(QRBSourceControlRepositoryPtr repository) { _repository.set(std::move(repository)); }
+  /// Present only for systems that need a layout.
+  QRBSourceControlBranchAndTagLocationsPtr branchAndTagLocations() const { return _branchAndTagLocations.get(); }
+  void setBranchAndTagLocations(QRBSourceControlBranchAndTagLocationsPtr branchAndTagLocations) {
+    _branchAndTagLocations.set(std::move(branchAndTagLocations));
+  }
+  /// How far a checkout has got with it. Archived, but 0 again after decoding.
+  std::uint64_t state() const { return _state.get(); }
+  void setState(std::uint64_t state) { _state.set(state); }
+  bool needsUpgrade() const { return _needsUpgrade.get(); }
+  void setNeedsUpgrade(bool needsUpgrade) { _needsUpgrade.set(needsUpgrade); }
+  /// The host's own.
+  QRBSourceControlRevisionPtr cachedBaseRevision() const { return _cachedBaseRevision.get(); }
+  void setCachedBaseRevision(QRBSourceControlRevisionPtr revision) { _cachedBaseRevision.set(std::move(revision)); }
+  /// The branch, tag or path that it is on, as last learnt.
+  QRBSourceControlRevisionLocationPtr cachedCurrentLocation() const { return _cachedCurrentLocation.get(); }
+  void setCachedCurrentLocation(QRBSourceControlRevisionLocationPtr location) {
+    _cachedCurrentLocation.set(std::move(location));
+  }
+  /// Kept for hosts that ask; always empty and null.
+  std::set<QRBSourceControlRemoteRepositoryPtr> cachedRemoteRepositories() const { return {}; }
+  QRBSourceControlRemoteRepositoryPtr primaryRemoteRepository() const { return nullptr; }
+  /// The last path component of the file URL.
+  qrb::String displayName() const { return fileURL().lastPathComponent(); }
+
+  /// The status last reported; 0 for a path that the report did not name.
+  std::uint64_t cachedSourceControlLocalStatusForFile(const qrb::String& file) const;
+  std::uint64_t cachedSourceControlRemoteStatusForFile(const qrb::String& file) const;
+  /// Every path that the last reports named, whatever its status.
+  std::set<qrb::String> cachedPathsWithStatus() const;
+  std::set<qrb::String> cachedPathsWithLocalStatus() const;
+  std::set<qrb::String> cachedPathsWithRemoteStatus() const;
+
+  std::string description() const override;
+  std::size_t hash() const override;
+  static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
+  void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
+
+  /// Reports the status of every path that has one, from this working copy and, when asked, from the repository. What
+  /// arrives is cached before the completion is called, and a report that does not arrive leaves its cache alone.
+  QRBSourceControlCancellablePtr filesAndStatusWithRemoteStatus(
+      bool remoteStatus, Completion<QRBSourceControlPathStatusesPtr, QRBSourceControlPathStatusesPtr> completionBlock);
+  /// Takes over the reports that are present, as `filesAndStatusWithRemoteStatus` does.
+  void updateCachedStatus(QRBSourceControlPathStatusesPtr localStatus, QRBSourceControlPathStatusesPtr remoteStatus);
+
+  QRBSourceControlCancellablePtr addFiles(Files files, Completion<> completionBlock);
+  QRBSourceControlCancellablePtr removeFiles(Files files, Completion<> completionBlock);
+  QRBSourceControlCancellablePtr copyFiles(Files files, Files toFilePaths, Completion<> completionBlock);
+  QRBSourceControlCancellablePtr moveFiles(Files files, Files toFilePaths, Completion<> completionBlock);
+  QRBSourceControlCancellablePtr createDirectory(qrb::String directory, bool withIntermediateDirectories,
+                                                 qrb::Dictionary attributes, Completion<> completionBlock);
+  QRBSourceControlCancellablePtr discardChangesInFiles(Files files, Completion<> completionBlock);
+  QRBSourceControlCancellablePtr discardAllChangesWithCompletionBlock(Completion<> completionBlock);
+  QRBSourceControlCancellablePtr markAsResolvedFiles(Files files, Completion<> completionBlock);
+  QRBSourceControlCancellablePtr commitFiles(Files files, qrb::String message,
+                                             Completion<QRBSourceControlRevisionPtr> completionBlock);
+
+  /// Writes a file as it was to a new file, whose URL the completion gets. Those that take a revision pin
+  /// `fromLocation` to it, or stand for the bare revision where no location is given; so do blame and history.
+  QRBSourceControlCancellablePtr exportFile(qrb::String file, QRBSourceControlRevisionPtr forParentOfRevision,
+                                            Completion<qrb::URL> completionBlock);
+  QRBSourceControlCancellablePtr exportFile(qrb::String file, QRBSourceControlRevisionLocationPtr fromRevisionLocation,
+                                            qrb::URL toDirectory, Completion<qrb::URL> completionBlock);
+  QRBSourceControlCancellablePtr exportFile(qrb::String file, QRBSourceControlRevisionPtr revision,
+                                            QRBSourceControlRevisionLocationPtr fromLocation, qrb::URL toDirectory,
+                                            Completion<qrb::URL> completionBlock);
+  QRBSourceControlCancellablePtr exportFile(qrb::String file, QRBSourceControlRevisionPtr revision,
+                                            qrb::URL toDirectory, Completion<qrb::URL> completionBlock);
+
+  /// Items of one revision share one log item; those of uncommitted lines keep their own.
+  QRBSourceControlCancellablePtr blameFile(qrb::String file, QRBSourceControlRevisionLocationPtr fromRevisionLocation,
+                                           Completion<BlameItems> completionBlock);
+  QRBSourceControlCancellablePtr blameFile(qrb::String file, QRBSourceControlRevisionPtr revision,
+                                           QRBSourceControlRevisionLocationPtr fromLocation,
+                                           Completion<BlameItems> completionBlock);
+  QRBSourceControlCancellablePtr blameFile(qrb::String file, QRBSourceControlRevisionPtr revision,
+                                           Completion<BlameItems> completionBlock);
+
+  /// Ranges, inclusion types and search types are described in QRBSourceControlHistoryTypes.h. The completion gets all
+  /// items, those that the incremental block has had included.
+  QRBSourceControlCancellablePtr historyOfFile(qrb::String file,
+                                               QRBSourceControlRevisionLocationPtr fromRevisionLocation,
+                                               QRBSourceControlRevisionPtr toRevision,
+                                               QRBSourceControlHistoryInclusionType inclusionType,
+                                               std::int64_t maximumLogItems,
+                                               QRBSourceControlIncrementalLogBlock incrementalLogBlock,
+                                               Completion<LogItems> completionBlock);
+  QRBSourceControlCancellablePtr historyOfFile(qrb::String file, QRBSourceControlRevisionPtr fromRevision,
+                                               QRBSourceControlRevisionLocationPtr location,
+                                               QRBSourceControlRevisionPtr toRevision,
+                                               QRBSourceControlHistoryInclusionType inclusionType,
+                                               std::int64_t maximumLogItems,
+                                               QRBSourceControlIncrementalLogBlock incrementalLogBlock,
+                                               Completion<LogItems> completionBlock);
+  QRBSourceControlCancellablePtr historyOfFile(qrb::String file, QRBSourceControlRevisionPtr revision,
+                                               QRBSourceControlRevisionPtr toRevision,
+                                               QRBSourceControlHistoryInclusionType inclusionType,
+                                               std::int64_t maximumLogItems,
+                                               QRBSourceControlIncrementalLogBlock incrementalLogBlock,
+                                               Completion<LogItems> completionBlock);
+  QRBSourceControlCancellablePtr historyFromRevision(QRBSourceControlRevisionPtr fromRevision,
+                                                     QRBSourceControlRevisionPtr toRevision,
+                                                     QRBSourceControlHistoryInclusionType inclusionType,
+                                                     std::int64_t maximumLogItems, qrb::String searchString,
+                                                     QRBSourceControlHistorySearchType searchType,
+                                                     QRBSourceControlIncrementalLogBlock incrementalLogBlock,
+                                                     Completion<LogItems> completionBlock);
+
+  QRBSourceControlCancellablePtr mergeBranch(QRBSourceControlBranchPtr branch, Completion<> completionBlock);
+  /// The progress block is never called.
+  QRBSourceControlCancellablePtr forceUpdateWorkingCopyFromRepository(QRBSourceControlRemoteRepositoryPtr repository,
+                                                                      QRBSourceControlProgressBlock progressBlock,
+                                                                      Completion<> completionBlock);
+  /// Does nothing: returns null and never calls the completion. The same holds for the next.
+  QRBSourceControlCancellablePtr fastUpdateWorkingCopyFromRepository(QRBSourceControlRemoteRepositoryPtr repository,
+                                                                     QRBSourceControlRevisionLocationPtr location,
+                                                                     QRBSourceControlProgressBlock progressBlock,
+                                                                     Completion<> completionBlock);
+  QRBSourceControlCancellablePtr updateWorkingCopyFromRepository(QRBSourceControlRemoteRepositoryPtr repository,
+                                                                 QRBSourceControlRevisionLocationPtr location,
+                                                                 Files pathsToUpdate,
+                                                                 QRBSourceControlProgressBlock progressBlock,
+                                                                 Completion<> completionBlock);
+  /// The location is cached before the completion is called.
+  QRBSourceControlCancellablePtr currentLocationWithCompletionBlock(
+      Completion<QRBSourceControlRevisionLocationPtr> completionBlock);
+  /// Caches the location that the system reports; the completion gets the one that was asked for, with or without
+  /// error.
+  QRBSourceControlCancellablePtr switchLocation(QRBSourceControlRevisionLocationPtr location,
+                                                Completion<QRBSourceControlRevisionLocationPtr> completionBlock);
+  QRBSourceControlCancellablePtr baseRevisionWithCompletionBlock(
+      Completion<QRBSourceControlRevisionPtr> completionBlock);
+  /// The progress block is never called.
+  QRBSourceControlCancellablePtr upgradeWithProgressBlock(QRBSourceControlProgressBlock progressBlock,
+                                                          Completion<> completionBlock);
+  /// Asks the system what the repository is known by, and gives it that identifier unless it is empty.
+  QRBSourceControlCancellablePtr updateRepositoryIdentifierWithCompletionBlock(Completion<> completionBlock);
+
+  /// Looks for working copies of the systems below the folders and, when asked, above them. It cannot fail: what could
+  /// not be read is left out.
+  static QRBSourceControlCancellablePtr scanForWorkingCopiesInFolderPaths(
+      std::vector<qrb::String> folderPaths, bool traversingUp,
+      std::vector<QRBSourceControlSystemPtr> usingSourceControlSystems,
+      std::function<void(std::vector<QRBSourceControlWorkingCopyPtr>)> completionBlock);
+
+ private:
+  static QRBSourceControlWorkingCopyPtr _initWithFileURL(qrb::URL fileURL, QRBSourceControlRepositoryPtr repository,
+                                                         bool enforceRepositoryIdentifier);
+
+  // A report is taken over as it came and never changed, so that it costs no copy.
+  QRBSourceControlPathStatusesPtr _cachedLocalStatus;
+  QRBSourceControlPathStatusesPtr _cachedRemoteStatus;
+  mutable qrb::SerialQueue _cachedStatusChangeQueue;
+  qrb::Atomic<bool> _needsUpgrade;
+  qrb::Atomic<qrb::String> _idProperty;
+  qrb::Atomic<qrb::URL> _fileURL;
+  qrb::Atomic<QRBSourceControlRepositoryPtr> _repository;
+  qrb::Atomic<QRBSourceControlBranchAndTagLocationsPtr> _branchAndTagLocations;
+  qrb::Atomic<std::uint64_t> _state;
+  qrb::Atomic<QRBSourceControlRevisionPtr> _cachedBaseRevision;
+  qrb::Atomic<QRBSourceControlRevisionLocationPtr> _cachedCurrentLocation;
+};
