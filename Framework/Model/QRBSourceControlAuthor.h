@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -12,7 +13,8 @@
 
 /// Who made a revision, as the system names him, and optionally the person in the host's address book that he is.
 /// Safe from any thread.
-class QRB_EXPORT QRBSourceControlAuthor final : public qrb::Object {
+class QRB_EXPORT QRBSourceControlAuthor final : public qrb::Object,
+                                                public std::enable_shared_from_this<QRBSourceControlAuthor> {
   QRB_OBJECT;
 
  public:
@@ -60,6 +62,5 @@ class QRB_EXPORT QRBSourceControlAuthor final : public qrb::Object {
   std::vector<qrb::String> _emails;
   QRBSourceControlPersonPtr _cachedPairedPerson;
   QRBSourceControlAddressBookNotificationPtr _lastSeenNotification;
-  // Last, so that it ends before what its callback uses.
   qrb::ObserverToken _subscription;
 };

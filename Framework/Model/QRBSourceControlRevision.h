@@ -72,7 +72,6 @@ class QRB_EXPORT QRBSourceControlUnversionedRevision final : public ::QRBSourceC
   std::string description() const override;
   std::shared_ptr<Object> copy() const override;
   static std::shared_ptr<Object> initWithCoder(KeyedUnarchiver& coder);
-  void encodeWithCoder(KeyedArchiver& coder) const override;
 };
 
 /// The revisions that are named by a word.
