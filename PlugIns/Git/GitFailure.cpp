@@ -6,11 +6,13 @@ namespace {
 
 using Kind = GitFailureKind;
 
-/// A line of git's error output: how it begins after "fatal: " or "error: ", and how it ends. The empty text fits any.
+/// A line of git's error output: how it begins after "fatal: " or "error: ", how it ends, and where names stand at both
+/// ends, what it holds between. The empty text fits any.
 struct Pattern {
   std::string_view start;
   std::string_view end;
   Kind kind;
+  std::string_view within = {};
 };
 
 /// The first that fits any line wins, so what explains stands before what follows from it.
@@ -63,7 +65,7 @@ constexpr Pattern patterns[] = {
     {"no such path '", "", Kind::UnknownPath},
     {"no such path ", "", Kind::UnknownPath},
     {"path '", "", Kind::UnknownPath},
-    {"", "' is outside repository", Kind::PathOutside},
+    {"", "", Kind::PathOutside, "' is outside repository at '"},
     {"'", "' is beyond a symbolic link", Kind::PathOutside},
     {"bad config line ", "", Kind::ConfigurationBroken},
     {"bad numeric config value ", "", Kind::ConfigurationBroken},
@@ -105,9 +107,8 @@ constexpr Pattern patterns[] = {
     {"could not read Password for ", "", Kind::AuthenticationFailed},
     {"Host key verification failed.", "", Kind::HostKeyUnverified},
     {"", "Permission denied (publickey).", Kind::AuthenticationFailed},
-    {"unable to access '", "server certificate verification failed. CAfile: none CRLfile: none",
-     Kind::CertificateInvalid},
-    {"unable to access '", "certificate problem: self-signed certificate", Kind::CertificateInvalid},
+    {"unable to access '", "", Kind::CertificateInvalid, "': server certificate verification failed"},
+    {"unable to access '", "", Kind::CertificateInvalid, "': SSL certificate problem"},
     {"transport '", "' not allowed", Kind::ProtocolNotAllowed},
     {"repository '", "' not found", Kind::RemoteNotFound},
     {"repository '", "' does not exist", Kind::RemoteNotFound},
@@ -141,7 +142,7 @@ std::string_view withoutLabel(std::string_view line) {
 
 bool fits(std::string_view line, const Pattern& pattern) {
   return line.size() >= pattern.start.size() + pattern.end.size() && line.starts_with(pattern.start) &&
-         line.ends_with(pattern.end);
+         line.ends_with(pattern.end) && line.find(pattern.within) != std::string_view::npos;
 }
 
 /// What stands between the first quotation mark and its fellow.

@@ -1,0 +1,290 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "GitFailure.h"
+#include "GitParserDrivers.h"
+#include "GitTestRepository.h"
+#include "QRBSourceControlHistoryTypes.h"
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Not;
+
+namespace {
+
+TEST(GitEnvironment, dropsWhatSpeaksOfAnotherRepositoryAndKeepsTheUsersOwn) {
+  const std::vector<const char*> inherited{"GIT_DIR=/x",
+                                           "GIT_INDEX_FILE=/x",
+                                           "GIT_TRACE=1",
+                                           "GIT_CONFIG_COUNT=1",
+                                           "LANGUAGE=de",
+                                           "LC_ALL=de_DE.UTF-8",
+                                           "GIT_ASKPASS=/x",
+                                           "SSH_ASKPASS=/x",
+                                           "GIT_SSH_COMMAND=ssh -x",
+                                           "GIT_AUTHOR_NAME=A",
+                                           "HOME=/h",
+                                           "GITHUB_TOKEN=t",
+                                           "odd"};
+  const auto environment = gitEnvironment(inherited, GitAccess::Read, GitOutput::Blocks);
+  for (const char* dropped : {"GIT_DIR=/x", "GIT_INDEX_FILE=/x", "GIT_TRACE=1", "GIT_CONFIG_COUNT=1", "LANGUAGE=de",
+                              "LC_ALL=de_DE.UTF-8", "GIT_ASKPASS=/x", "SSH_ASKPASS=/x"}) {
+    EXPECT_THAT(environment, Not(Contains(dropped)));
+  }
+  for (const char* kept : {"GIT_SSH_COMMAND=ssh -x", "GIT_AUTHOR_NAME=A", "HOME=/h", "GITHUB_TOKEN=t", "odd",
+                           "LC_ALL=C.UTF-8", "GIT_TERMINAL_PROMPT=0", "GIT_OPTIONAL_LOCKS=0"}) {
+    EXPECT_THAT(environment, Contains(kept));
+  }
+  EXPECT_THAT(gitEnvironment(inherited, GitAccess::Write, GitOutput::Prompt), Not(Contains("GIT_OPTIONAL_LOCKS=0")));
+}
+
+TEST(GitCommands, refuseNamesThatGitWouldReadAsSomethingElse) {
+  for (const char* text : {"", "-x", "--all", "--output=/tmp/x", "^main", "a..b", "a...b", "HEAD:file", ":/text",
+                           "main^@", "main^!", "main^-", "a\nb"}) {
+    EXPECT_FALSE(gitIsPlainRevision(text)) << text;
+    const GitCommand resolve = gitResolveCommand(text);
+    EXPECT_FALSE(resolve) << text;
+    EXPECT_TRUE(resolve.arguments.empty()) << text;
+    EXPECT_THAT(resolve.refusal, testing::HasSubstr(text));
+    if (*text == '\0') continue;
+    EXPECT_FALSE(gitHistoryCommand({text, "", 0, 0, "", 0, ""})) << text;
+    EXPECT_FALSE(gitHistoryCommand({"", text, 0, 0, "", 0, ""})) << text;
+    EXPECT_FALSE(gitHistoryCommand({"", "", 0, 0, text, QRBSourceControlHistorySearchRevision, ""})) << text;
+  }
+  for (const char* text : {"main", "HEAD~3", "v1.0^2", "feature/x", "HEAD@{1}", "\xff"}) {
+    EXPECT_TRUE(gitIsPlainRevision(text)) << text;
+  }
+  EXPECT_FALSE(gitHistoryCommand({"", "", 0, 0, "", 0, std::string("a\0b", 3)}));
+}
+
+TEST(GitCommands, findTheWorkingCopyFromWithinItWhateverItIsCalled) {
+  GitTestRepository repository;
+  const std::string odd = "line\nfeed\nfalse";
+  repository.git({"init", "-q", odd});
+  repository.write(odd + "/sub/file", "x");
+  auto command = gitLocationCommand();
+  command.arguments.insert(command.arguments.begin(), {"-C", odd + "/sub"});
+  const auto location = gitReadLocation(repository.run(command).output);
+  ASSERT_TRUE(location);
+  EXPECT_EQ(location->root, (repository.root() / "line\nfeed\nfalse").string());
+  EXPECT_EQ(location->gitDirectory, location->root + "/.git");
+  EXPECT_EQ(location->commonDirectory, location->gitDirectory);
+  EXPECT_FALSE(location->isBare);
+  EXPECT_FALSE(location->isShallow);
+}
+
+TEST(GitCommands, tellBareShallowAndLinkedRepositories) {
+  GitTestRepository repository;
+  repository.write("file", "x");
+  const std::string first = repository.commit("first");
+  repository.commit("second");
+  const auto locate = [&](const std::string& folder) {
+    auto command = gitLocationCommand();
+    command.arguments.insert(command.arguments.begin(), {"-C", folder});
+    return gitReadLocation(repository.run(command).output);
+  };
+  repository.git({"clone", "-q", "--bare", ".", "bare.git"});
+  const auto bare = locate("bare.git");
+  ASSERT_TRUE(bare);
+  EXPECT_TRUE(bare->isBare);
+  EXPECT_EQ(bare->root, "");
+  EXPECT_EQ(bare->gitDirectory, (repository.root() / "bare.git").string());
+  repository.git({"clone", "-q", "--depth=1", "file://" + repository.root().string(), "shallow"});
+  const auto shallow = locate("shallow");
+  ASSERT_TRUE(shallow);
+  EXPECT_TRUE(shallow->isShallow);
+  repository.git({"worktree", "add", "-q", "linked", "-b", "linked"});
+  const auto linked = locate("linked");
+  ASSERT_TRUE(linked);
+  EXPECT_EQ(linked->root, (repository.root() / "linked").string());
+  EXPECT_EQ(linked->commonDirectory, (repository.root() / ".git").string());
+  EXPECT_NE(linked->gitDirectory, linked->commonDirectory);
+  // The identifier is that of the first commit, in a clone too.
+  for (const char* folder : {".", "bare.git", "linked"}) {
+    auto command = gitRepositoryIdentifierCommand();
+    command.arguments.insert(command.arguments.begin(), {"-C", folder});
+    EXPECT_EQ(repository.run(command).output, first + "\n") << folder;
+  }
+  for (const char* text : {"", "false\n", "maybe\nfalse\n", "false\nfalse\n/x\n", "false\nfalse\n/x\nfalse\n/y"}) {
+    EXPECT_FALSE(gitReadLocation(text)) << text;
+  }
+}
+
+TEST(GitCommands, tellBranchAndRevision) {
+  GitTestRepository repository;
+  EXPECT_EQ(repository.run(gitCurrentBranchCommand()).output, "refs/heads/main\n");
+  repository.write("file", "x");
+  const std::string first = repository.commit("first");
+  repository.git({"tag", "-a", "-m", "t", "v1"});
+  EXPECT_EQ(repository.run(gitResolveCommand("v1")).output, first + "\n");
+  EXPECT_EQ(repository.run(gitResolveCommand(first.substr(0, 8))).output, first + "\n");
+  repository.git({"checkout", "-q", "--detach"});
+  const GitTestResult detached = repository.run(gitCurrentBranchCommand());
+  EXPECT_EQ(detached.exitCode, 1);
+  EXPECT_EQ(detached.output + detached.errorOutput, "");
+  const std::string version(gitReadVersion(repository.run(gitVersionCommand()).output));
+  EXPECT_THAT(version, testing::MatchesRegex("[0-9]+\\.[0-9]+.*"));
+  EXPECT_EQ(gitReadVersion("git is not here"), "");
+}
+
+TEST(GitCommands, tellWhatTheUpstreamHasAndTheWorkingCopyHasNot) {
+  GitTestRepository origin;
+  const std::string lines = "1\n2\n3\n4\n5\n6\n7\n8\n";
+  origin.write("edited", "x");
+  origin.write("dropped", "drop");
+  origin.write("old", lines);
+  origin.commit("first");
+  GitTestRepository clone;
+  clone.git({"remote", "add", "origin", origin.root().string()});
+  clone.git({"fetch", "-q", "origin"});
+  clone.git({"checkout", "-q", "-B", "main", "--track", "origin/main"});
+  clone.write("mine", "local work is not incoming");
+  clone.commit("mine");
+  origin.write("edited", "y");
+  origin.git({"rm", "-q", "dropped"});
+  origin.git({"mv", "old", "new"});
+  origin.write("added", "fresh");
+  origin.commit("second");
+  clone.git({"fetch", "-q", "origin"});
+  const GitTestResult result = clone.run(gitRemoteStatusCommand());
+  EXPECT_EQ(result.exitCode, 0) << result.errorOutput;
+  const auto reading = readChanges({result.output});
+  EXPECT_FALSE(reading.error);
+  EXPECT_THAT(reading.values, ElementsAre(ReadChange{'A', "added", ""}, ReadChange{'D', "dropped", ""},
+                                          ReadChange{'M', "edited", ""}, ReadChange{'R', "new", "old"}));
+}
+
+TEST(GitCommands, runNoProgramThatARepositoryNamesForItsStatus) {
+  GitTestRepository repository;
+  repository.write("file", "x");
+  repository.commit("first");
+  const std::string mark = (repository.root() / ".git" / "mark").string();
+  repository.write(".git/program", "#!/bin/sh\ntouch '" + mark + "'\n");
+  std::filesystem::permissions(repository.root() / ".git/program", std::filesystem::perms::owner_all);
+  repository.git({"config", "core.fsmonitor", (repository.root() / ".git/program").string()});
+  EXPECT_EQ(repository.run(gitStatusCommand({})).exitCode, 0);
+  EXPECT_FALSE(std::filesystem::exists(mark));
+  repository.git({"status"});
+  EXPECT_TRUE(std::filesystem::exists(mark)) << "git alone would have run it";
+}
+
+struct FailureCase {
+  const char* text;
+  GitFailureKind kind;
+  const char* detail;
+};
+
+TEST(GitFailure, isToldFromGitsMessage) {
+  const FailureCase cases[] = {
+      {"fatal: Unable to create '/r/it's/.git/index.lock': File exists.\n\nAnother git process seems to be running in "
+       "this repository, e.g.\nan editor opened by 'git commit'.",
+       GitFailureKind::Locked, "/r/it's/.git/index.lock"},
+      {"error: cannot lock ref 'refs/heads/x': Unable to create '/r/.git/refs/heads/x.lock': File exists.",
+       GitFailureKind::Locked, "/r/.git/refs/heads/x.lock"},
+      {"error: index uses abcd extension, which we do not understand\nfatal: index file corrupt",
+       GitFailureKind::IndexUnreadable, ""},
+      {"fatal: detected dubious ownership in repository at '/r'\nTo add an exception for this directory, call:\n",
+       GitFailureKind::DubiousOwnership, "/r"},
+      {"fatal: pathspec 'Unable to create 'x.lock': File exists.' did not match any files", GitFailureKind::UnknownPath,
+       "Unable to create "},
+      {"fatal: ambiguous argument 'not a git repository': unknown revision or path not in the working tree.",
+       GitFailureKind::UnknownRevision, "not a git repository"},
+      {"error: insufficient permission for adding an object to repository database .git/objects",
+       GitFailureKind::PermissionDenied, ""},
+      {"fatal: transport 'ext' not allowed", GitFailureKind::ProtocolNotAllowed, "ext"},
+      {"something of a hook's own", GitFailureKind::Other, ""},
+      {"", GitFailureKind::Other, ""},
+  };
+  for (const FailureCase& entry : cases) {
+    const GitFailure failure = classifyGitFailure(128, entry.text);
+    EXPECT_EQ(static_cast<int>(failure.kind), static_cast<int>(entry.kind)) << entry.text;
+    EXPECT_EQ(failure.detail, entry.detail) << entry.text;
+  }
+  EXPECT_EQ(classifyGitFailure(127, "").kind, GitFailureKind::GitMissing);
+  EXPECT_EQ(classifyGitFailure(1, " \n a\nb \n\n").message, "a\nb");
+}
+
+class GitFailureOfRepository : public testing::Test {
+ protected:
+  GitFailure failure(const GitTestResult& result) {
+    EXPECT_NE(result.exitCode, 0);
+    return classifyGitFailure(result.exitCode, result.errorOutput);
+  }
+
+  GitTestRepository repository;
+};
+
+TEST_F(GitFailureOfRepository, beforeTheFirstCommitIsAnUnbornHead) {
+  EXPECT_EQ(failure(repository.run(gitHistoryCommand({}))).kind, GitFailureKind::UnbornHead);
+  EXPECT_EQ(failure(repository.run(gitRepositoryIdentifierCommand())).kind, GitFailureKind::UnbornHead);
+  EXPECT_EQ(failure(repository.run(gitRemoteStatusCommand())).kind, GitFailureKind::NoUpstream);
+  GitHistoryRequest all;
+  all.inclusionType = QRBSourceControlHistoryAllBranches;
+  EXPECT_EQ(repository.run(gitHistoryCommand(all)).exitCode, 0);
+}
+
+TEST_F(GitFailureOfRepository, isToldApartByWhatIsWrong) {
+  repository.write("file", "x");
+  repository.commit("first");
+  GitHistoryRequest unknown;
+  unknown.from = "nowhere";
+  const GitFailure revision = failure(repository.run(gitHistoryCommand(unknown)));
+  EXPECT_EQ(revision.kind, GitFailureKind::UnknownRevision);
+  EXPECT_EQ(revision.detail, "nowhere");
+  EXPECT_EQ(failure(repository.run(gitResolveCommand("nowhere"))).kind, GitFailureKind::UnknownRevision);
+  EXPECT_EQ(failure(repository.run(gitResolveCommand(std::string(40, 'd')))).kind, GitFailureKind::UnknownRevision);
+  GitHistoryRequest search;
+  search.searchString = "deadbeef";
+  search.searchType = QRBSourceControlHistorySearchRevision;
+  EXPECT_EQ(failure(repository.run(gitHistoryCommand(search))).kind, GitFailureKind::UnknownRevision);
+  EXPECT_EQ(failure(repository.run(gitRemoteStatusCommand())).kind, GitFailureKind::NoUpstream);
+  repository.git({"checkout", "-q", "--detach"});
+  EXPECT_EQ(failure(repository.run(gitRemoteStatusCommand())).kind, GitFailureKind::NoUpstream);
+
+  repository.write(".git/index.lock", "");
+  const GitFailure locked = failure(repository.run({"add", "file"}));
+  EXPECT_EQ(locked.kind, GitFailureKind::Locked);
+  EXPECT_EQ(locked.detail, (repository.root() / ".git/index.lock").string());
+  std::filesystem::remove(repository.root() / ".git/index.lock");
+  EXPECT_EQ(failure(repository.run({"add", "absent"})).kind, GitFailureKind::UnknownPath);
+  EXPECT_EQ(failure(repository.run({"add", "../outside"})).kind, GitFailureKind::PathOutside);
+
+  for (const char* content : {"garbage that is no index at all, yet long enough to be read", "DIRC"}) {
+    repository.write(".git/index", content);
+    EXPECT_EQ(failure(repository.run(gitStatusCommand({}))).kind, GitFailureKind::IndexUnreadable) << content;
+  }
+  std::filesystem::remove(repository.root() / ".git/index");
+  repository.write(".git/config", "[core\n");
+  EXPECT_EQ(failure(repository.run(gitStatusCommand({}))).kind, GitFailureKind::ConfigurationBroken);
+  repository.write(".git/config", "[core]\nrepositoryformatversion = 9\n");
+  EXPECT_EQ(failure(repository.run(gitStatusCommand({}))).kind, GitFailureKind::RepositoryTooNew);
+  std::filesystem::remove_all(repository.root() / ".git");
+  EXPECT_EQ(failure(repository.run(gitStatusCommand({}))).kind, GitFailureKind::NotARepository);
+}
+
+TEST_F(GitFailureOfRepository, inTheMiddleOfAMergeIsToldAsThat) {
+  repository.write("file", "base");
+  repository.commit("base");
+  repository.git({"checkout", "-q", "-b", "theirs"});
+  repository.write("file", "theirs");
+  repository.commit("theirs");
+  repository.git({"checkout", "-q", "main"});
+  repository.write("file", "ours");
+  repository.commit("ours");
+  EXPECT_EQ(repository.run({"merge", "theirs"}).exitCode, 1);
+  EXPECT_EQ(failure(repository.run({"merge", "theirs"})).kind, GitFailureKind::MidOperation);
+  EXPECT_EQ(failure(repository.run({"commit", "-q", "-m", "x"})).kind, GitFailureKind::MidOperation);
+  EXPECT_EQ(failure(repository.run({"checkout", "theirs"})).kind, GitFailureKind::MidOperation);
+}
+
+TEST_F(GitFailureOfRepository, inABareRepositoryWithoutWorkingCopyIsToldAsThat) {
+  repository.git({"init", "-q", "--bare", "bare.git"});
+  auto command = gitStatusCommand({});
+  command.arguments.insert(command.arguments.begin(), {"-C", "bare.git"});
+  EXPECT_EQ(failure(repository.run(command)).kind, GitFailureKind::NoWorkingCopy);
+}
+
+}  // namespace

@@ -1,0 +1,63 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "GitParserDrivers.h"
+#include "GitTestRepository.h"
+
+using namespace std::string_literals;
+using testing::ElementsAre;
+
+namespace {
+
+const std::string hash(40, 'c');
+
+TEST(GitRefParser, readsTheSameHoweverTheStreamIsCut) {
+  const std::string bytes = "refs/heads/a/b\0"s + hash + "\0*\0refs/remotes/o/b\0\0\n"s + "refs/remotes/o/HEAD\0"s +
+                            hash + "\0 \0\0refs/remotes/o/b\0\n"s + "refs/remotes/o/b\0"s + hash + "\0 \0\0\0\n"s;
+  const auto whole = readBranches({bytes});
+  EXPECT_FALSE(whole.error);
+  EXPECT_THAT(whole.values, ElementsAre(ReadBranch{"refs/heads/a/b", "a/b", hash, "refs/remotes/o/b", true},
+                                        ReadBranch{"refs/remotes/o/b", "o/b", hash, "", false}));
+  const std::string_view view = bytes;
+  for (std::size_t cut = 0; cut <= view.size(); ++cut) {
+    const auto halves = readBranches({view.substr(0, cut), view.substr(cut)});
+    EXPECT_EQ(halves.values, whole.values) << cut;
+    EXPECT_FALSE(halves.error) << cut;
+  }
+}
+
+TEST(GitRefParser, refusesWhatIsNoBranch) {
+  const std::string bad[] = {"\n"s,
+                             "refs/heads/a\n"s,
+                             "refs/heads/a\0"s + hash + "\0?\0\0\0\n"s,
+                             "refs/heads/a\0abc\0*\0\0\0\n"s,
+                             "\0"s + hash + "\0*\0\0\0\n"s,
+                             "refs/heads/a\0"s + hash + "\0*\0\0\0more\n"s,
+                             "refs/heads/a\0"s + hash + "\0*\0\0\0"s};
+  for (const std::string& bytes : bad) {
+    const auto reading = readBranches({bytes});
+    EXPECT_TRUE(reading.error) << testing::PrintToString(bytes);
+    EXPECT_TRUE(reading.values.empty()) << testing::PrintToString(bytes);
+  }
+}
+
+TEST(GitBranches, ofACloneAreItsOwnAndItsRemotesWithoutTheRemotesHead) {
+  GitTestRepository origin;
+  origin.write("file", "x");
+  const std::string first = origin.commit("first");
+  origin.git({"branch", "feature/x"});
+  GitTestRepository clone;
+  EXPECT_TRUE(readBranches({clone.run(gitBranchesCommand()).output}).values.empty());
+  clone.git({"remote", "add", "origin", origin.root().string()});
+  clone.git({"fetch", "-q", "origin"});
+  clone.git({"remote", "set-head", "origin", "main"});
+  clone.git({"checkout", "-q", "feature/x"});
+  const auto reading = readBranches({clone.run(gitBranchesCommand()).output});
+  EXPECT_FALSE(reading.error);
+  EXPECT_THAT(reading.values,
+              ElementsAre(ReadBranch{"refs/heads/feature/x", "feature/x", first, "refs/remotes/origin/feature/x", true},
+                          ReadBranch{"refs/remotes/origin/feature/x", "origin/feature/x", first, "", false},
+                          ReadBranch{"refs/remotes/origin/main", "origin/main", first, "", false}));
+}
+
+}  // namespace

@@ -1,0 +1,254 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "GitParserDrivers.h"
+#include "GitTestRepository.h"
+#include "QRBSourceControlStatusValues.h"
+
+using namespace std::string_literals;
+using testing::UnorderedElementsAre;
+
+namespace {
+
+const std::string hash(40, 'a');
+const std::string modes = "100644 100644 100644 ";
+
+std::string changed(const std::string& letters, const std::string& submodule, const std::string& path) {
+  return "1 " + letters + " " + submodule + " " + modes + hash + " " + hash + " " + path + "\0"s;
+}
+
+std::string unmerged(const std::string& letters, const std::string& path) {
+  return "u " + letters + " N... " + modes + "100644 " + hash + " " + hash + " " + hash + " " + path + "\0"s;
+}
+
+TEST(GitStatusParser, readsEveryKindOfLine) {
+  const struct {
+    std::string bytes;
+    ReadStatus expected;
+  } cases[] = {
+      {changed("M.", "N...", "a"), {QRBSourceControlStatusStagedModified, "a", ""}},
+      {changed(".M", "N...", "a b"), {QRBSourceControlStatusModified, "a b", ""}},
+      {changed("AM", "N...", "a"), {QRBSourceControlStatusStagedAdded | QRBSourceControlStatusModified, "a", ""}},
+      {changed("DA", "N...", "a"), {QRBSourceControlStatusStagedDeleted | QRBSourceControlStatusAdded, "a", ""}},
+      {changed("TT", "N...", "a"),
+       {QRBSourceControlStatusStagedTypeChanged | QRBSourceControlStatusTypeChanged, "a", ""}},
+      {changed(".M", "SC.U", "sub"),
+       {QRBSourceControlStatusModified | QRBSourceControlStatusSubmodule | QRBSourceControlStatusSubmoduleNewCommits |
+            QRBSourceControlStatusSubmoduleUntrackedContent,
+        "sub", ""}},
+      {changed(".M", "S.M.", "sub"),
+       {QRBSourceControlStatusModified | QRBSourceControlStatusSubmodule |
+            QRBSourceControlStatusSubmoduleModifiedContent,
+        "sub", ""}},
+      {"2 R. N... " + modes + hash + " " + hash + " R87 new\nname\0old 1 M. name\0"s,
+       {QRBSourceControlStatusStagedRenamed, "new\nname", "old 1 M. name", 87}},
+      {"2 .C N... " + modes + hash + " " + hash + " C100 copy\0file\0"s,
+       {QRBSourceControlStatusCopied, "copy", "file", 100}},
+      {unmerged("UU", "x"), {QRBSourceControlStatusConflicted | QRBSourceControlStatusConflictBothModified, "x", ""}},
+      {unmerged("AA", "x"), {QRBSourceControlStatusConflicted | QRBSourceControlStatusConflictBothAdded, "x", ""}},
+      {unmerged("DD", "x"), {QRBSourceControlStatusConflicted | QRBSourceControlStatusConflictBothDeleted, "x", ""}},
+      {unmerged("AU", "x"), {QRBSourceControlStatusConflicted | QRBSourceControlStatusConflictAddedByUs, "x", ""}},
+      {unmerged("UA", "x"), {QRBSourceControlStatusConflicted | QRBSourceControlStatusConflictAddedByThem, "x", ""}},
+      {unmerged("DU", "x"), {QRBSourceControlStatusConflicted | QRBSourceControlStatusConflictDeletedByUs, "x", ""}},
+      {unmerged("UD", "x"), {QRBSourceControlStatusConflicted | QRBSourceControlStatusConflictDeletedByThem, "x", ""}},
+      {"? \xff\xfe\0"s, {QRBSourceControlStatusUntracked, "\xff\xfe", ""}},
+      {"? folder/\0"s, {QRBSourceControlStatusUntracked | QRBSourceControlStatusDirectory, "folder", ""}},
+      {"! -x/\0"s, {QRBSourceControlStatusIgnored | QRBSourceControlStatusDirectory, "-x", ""}},
+      {"# branch.ab +1 -2\0"s, {0, "branch.ab", "+1 -2"}},
+      {"1 M. N... " + modes + std::string(64, 'b') + " " + std::string(64, 'b') + " long hashes\0"s,
+       {QRBSourceControlStatusStagedModified, "long hashes", ""}},
+  };
+  for (const auto& [bytes, expected] : cases) {
+    const auto reading = readStatus({bytes});
+    EXPECT_FALSE(reading.error) << testing::PrintToString(bytes) << (reading.error ? reading.error->what : "");
+    ASSERT_EQ(reading.values.size(), 1u) << testing::PrintToString(bytes);
+    EXPECT_EQ(reading.values[0], expected) << testing::PrintToString(bytes);
+  }
+}
+
+TEST(GitStatusParser, saysWhereMalformedOutputBegins) {
+  const std::string good = changed("M.", "N...", "a");
+  const std::string bad[] = {
+      "\0"s,
+      "1\0"s,
+      "x y\0"s,
+      "1 M.\0"s,
+      changed("Z.", "N...", "a"),
+      changed("M.", "Nxyz", "a"),
+      changed("M.", "SX..", "a"),
+      changed("M.", "N...", ""),
+      unmerged("MM", "a"),
+      "1 M. N... " + modes + "abc " + hash + " a\0"s,
+      "1 M. N... 100644 100644 " + hash + " " + hash + " a\0"s,
+      "2 R. N... " + modes + hash + " " + hash + " R101 a\0b\0"s,
+      "2 R. N... " + modes + hash + " " + hash + " a\0b\0"s,
+      "2 R. N... " + modes + hash + " " + hash + " R100 a\0\0"s,
+      "? \0"s,
+      "?\0"s,
+      "#\0"s,
+      "1 M. N... " + modes,
+      "2 R. N... " + modes + hash + " " + hash + " R100 a\0b"s,
+      "2 R. N... " + modes + hash + " " + hash + " R100 a\0"s,
+  };
+  for (const std::string& bytes : bad) {
+    const std::string stream = good + bytes;
+    const auto reading = readStatus({stream});
+    EXPECT_EQ(reading.values.size(), 1u) << testing::PrintToString(bytes);
+    ASSERT_TRUE(reading.error) << testing::PrintToString(bytes);
+    EXPECT_EQ(reading.error->offset, good.size()) << testing::PrintToString(bytes);
+    EXPECT_FALSE(reading.error->what.empty());
+  }
+}
+
+TEST(GitStatusParser, readsTheSameHoweverTheStreamIsCut) {
+  const std::string stream = changed("M.", "N...", "a") + "2 R. N... " + modes + hash + " " + hash +
+                             " R87 new\0old\0"s + unmerged("UU", "conflict") + "? untracked/\0! ignored\0"s;
+  const auto whole = readStatus({stream});
+  ASSERT_EQ(whole.values.size(), 5u);
+  ASSERT_FALSE(whole.error);
+  const std::string_view view = stream;
+  for (std::size_t cut = 0; cut <= view.size(); ++cut) {
+    const auto halves = readStatus({view.substr(0, cut), view.substr(cut)});
+    EXPECT_EQ(halves.values, whole.values) << "cut at " << cut;
+    EXPECT_FALSE(halves.error) << "cut at " << cut;
+  }
+  for (const std::size_t size : {1u, 2u, 3u, 7u, 100u}) {
+    std::vector<std::string_view> pieces;
+    for (std::size_t begin = 0; begin < view.size(); begin += size) pieces.push_back(view.substr(begin, size));
+    EXPECT_EQ(readStatus(pieces).values, whole.values) << "pieces of " << size;
+  }
+}
+
+class GitStatusOfRepository : public testing::Test {
+ protected:
+  std::vector<ReadStatus> status(const GitStatusOptions& options = {}) {
+    const GitTestResult result = repository.run(gitStatusCommand(options));
+    EXPECT_EQ(result.exitCode, 0) << result.errorOutput;
+    auto reading = readStatus({result.output});
+    EXPECT_FALSE(reading.error) << reading.error->what;
+    return reading.values;
+  }
+
+  GitTestRepository repository;
+};
+
+TEST_F(GitStatusOfRepository, findsNothingInAnEmptyRepository) {
+  EXPECT_TRUE(status().empty());
+}
+
+TEST_F(GitStatusOfRepository, agreesOnAwkwardNames) {
+  const std::vector<std::string> names{"a b", "\"quoted\"", "line\nfeed", "-dash", "\xff\xfe", ":(top)", "tab\t", "*"};
+  for (const std::string& name : names) repository.write(name, "x");
+  const auto untracked = status();
+  ASSERT_EQ(untracked.size(), names.size());
+  for (const std::string& name : names) {
+    EXPECT_THAT(untracked, testing::Contains(ReadStatus{QRBSourceControlStatusUntracked, name, ""}));
+  }
+  // Each name means that one file when it is asked for alone, however much it looks like an option or a pattern.
+  for (const std::string& name : names) {
+    GitStatusOptions options;
+    options.paths = {name};
+    EXPECT_THAT(status(options), UnorderedElementsAre(ReadStatus{QRBSourceControlStatusUntracked, name, ""}));
+  }
+}
+
+TEST_F(GitStatusOfRepository, agreesOnStagedAndUnstagedChanges) {
+  const std::string lines = "1\n2\n3\n4\n5\n6\n7\n8\n";
+  for (const char* name : {"staged", "unstaged", "both", "gone", "removed", "old", "link"}) {
+    repository.write(name, lines + name);
+  }
+  repository.write(".gitignore", "*.o\nbuild/\n");
+  repository.commit("first");
+  repository.write("staged", "new");
+  repository.write("both", "new");
+  repository.write("added", "x");
+  repository.git({"add", "staged", "both", "added"});
+  repository.git({"rm", "-q", "removed"});
+  repository.git({"mv", "old", "new"});
+  repository.write("both", "newer");
+  repository.write("unstaged", "new");
+  std::filesystem::remove(repository.root() / "gone");
+  std::filesystem::remove(repository.root() / "link");
+  std::filesystem::create_symlink("staged", repository.root() / "link");
+  repository.write("new", lines + "old and more");
+  repository.write("x.o", "x");
+  repository.write("build/y", "x");
+  repository.write("folder/z", "x");
+  using S = ReadStatus;
+  EXPECT_THAT(
+      status(),
+      UnorderedElementsAre(
+          S{QRBSourceControlStatusStagedModified, "staged", ""}, S{QRBSourceControlStatusModified, "unstaged", ""},
+          S{QRBSourceControlStatusStagedModified | QRBSourceControlStatusModified, "both", ""},
+          S{QRBSourceControlStatusDeleted, "gone", ""}, S{QRBSourceControlStatusStagedDeleted, "removed", ""},
+          S{QRBSourceControlStatusTypeChanged, "link", ""}, S{QRBSourceControlStatusStagedAdded, "added", ""},
+          S{QRBSourceControlStatusStagedRenamed | QRBSourceControlStatusModified, "new", "old", 100},
+          S{QRBSourceControlStatusUntracked | QRBSourceControlStatusDirectory, "folder", ""},
+          S{QRBSourceControlStatusIgnored, "x.o", ""},
+          S{QRBSourceControlStatusIgnored | QRBSourceControlStatusDirectory, "build", ""}));
+  GitStatusOptions options{GitUntracked::All, false, true, {"folder"}};
+  EXPECT_THAT(status(options), testing::Contains(S{QRBSourceControlStatusUntracked, "folder/z", ""}));
+  EXPECT_THAT(status(options), testing::Contains(S{0, "branch.head", "main"}));
+}
+
+TEST_F(GitStatusOfRepository, tellsTheKindsOfConflictInAMerge) {
+  for (const char* name : {"edited", "dropped", "kept"}) repository.write(name, "base");
+  repository.commit("base");
+  repository.git({"checkout", "-q", "-b", "theirs"});
+  repository.write("edited", "theirs");
+  repository.write("new", "theirs");
+  repository.write("dropped", "theirs");
+  std::filesystem::remove(repository.root() / "kept");
+  repository.commit("theirs");
+  repository.git({"checkout", "-q", "main"});
+  repository.write("edited", "ours");
+  repository.write("new", "ours");
+  repository.write("kept", "ours");
+  std::filesystem::remove(repository.root() / "dropped");
+  repository.commit("ours");
+  const GitTestResult merge = repository.run({"merge", "theirs"});
+  EXPECT_EQ(merge.exitCode, 1);
+  constexpr auto conflicted = QRBSourceControlStatusConflicted;
+  using S = ReadStatus;
+  EXPECT_THAT(status(), UnorderedElementsAre(S{conflicted | QRBSourceControlStatusConflictBothModified, "edited", ""},
+                                             S{conflicted | QRBSourceControlStatusConflictBothAdded, "new", ""},
+                                             S{conflicted | QRBSourceControlStatusConflictDeletedByUs, "dropped", ""},
+                                             S{conflicted | QRBSourceControlStatusConflictDeletedByThem, "kept", ""}));
+}
+
+TEST_F(GitStatusOfRepository, tellsWhatChangedInASubmodule) {
+  GitTestRepository other;
+  other.write("file", "x");
+  other.commit("first");
+  repository.git({"-c", "protocol.file.allow=always", "submodule", "--quiet", "add", other.root().string(), "sub"});
+  repository.commit("with submodule");
+  EXPECT_TRUE(status().empty());
+  repository.write("sub/file", "changed");
+  repository.write("sub/extra", "x");
+  constexpr auto content =
+      QRBSourceControlStatusSubmoduleModifiedContent | QRBSourceControlStatusSubmoduleUntrackedContent;
+  constexpr auto submodule = QRBSourceControlStatusModified | QRBSourceControlStatusSubmodule;
+  EXPECT_THAT(status(), UnorderedElementsAre(ReadStatus{submodule | content, "sub", ""}));
+  repository.git({"-C", "sub", "commit", "-q", "-a", "-m", "more"});
+  EXPECT_THAT(status(), UnorderedElementsAre(ReadStatus{submodule | QRBSourceControlStatusSubmoduleNewCommits |
+                                                            QRBSourceControlStatusSubmoduleUntrackedContent,
+                                                        "sub", ""}));
+}
+
+TEST(QRBSourceControlStatusWords, giveEachBitOneWordOfItsOwn) {
+  std::uint64_t all = 0;
+  for (const auto& [bit, word] : QRBSourceControlStatusWordTable) {
+    EXPECT_EQ(bit & (bit - 1), 0u) << word;
+    EXPECT_EQ(all & bit, 0u) << word << " shares its bit";
+    all |= bit;
+  }
+  auto words = QRBSourceControlStatusWords(all);
+  EXPECT_EQ(words.size(), QRBSourceControlStatusWordTable.size());
+  std::ranges::sort(words);
+  EXPECT_EQ(std::ranges::adjacent_find(words), words.end());
+  EXPECT_THAT(
+      QRBSourceControlStatusWords(QRBSourceControlStatusModified | QRBSourceControlStatusStagedAdded | 1ull << 63),
+      testing::ElementsAre("modified", "staged-added"));
+}
+
+}  // namespace
