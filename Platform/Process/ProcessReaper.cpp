@@ -8,9 +8,10 @@
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <system_error>
-#include <thread>
+#include <utility>
 #include <vector>
+
+#include "BackgroundThread.h"
 
 namespace qrb {
 namespace {
@@ -92,9 +93,7 @@ void ProcessReaper::adopt(Process process, Policy policy, std::function<void(Exi
     signalEvent(_event);
     return;
   }
-  try {
-    std::thread([this] { serve(false); }).detach();
-  } catch (const std::system_error&) {
+  if (!startBackgroundThread([this] { serve(false); })) {
     // No thread to be had: better slow than with processes left behind.
     serve(true);
   }

@@ -1,0 +1,31 @@
+#include "BackgroundThread.h"
+
+#include <pthread.h>
+#include <signal.h>
+
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace qrb {
+
+bool startBackgroundThread(std::function<void()> body) {
+  sigset_t blocked;
+  sigset_t previous;
+  ::sigfillset(&blocked);
+  for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS}) {
+    ::sigdelset(&blocked, fault);
+  }
+  // A thread inherits the mask of the one that starts it, so no signal can slip in before it has set its own.
+  ::pthread_sigmask(SIG_BLOCK, &blocked, &previous);
+  bool started = true;
+  try {
+    std::thread(std::move(body)).detach();
+  } catch (const std::system_error&) {
+    started = false;
+  }
+  ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+  return started;
+}
+
+}  // namespace qrb

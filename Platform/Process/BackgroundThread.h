@@ -1,0 +1,13 @@
+#pragma once
+
+#include <functional>
+
+#include "Export.h"
+
+namespace qrb {
+
+/// Starts a detached thread that takes none of the signals meant for the program (those that its own faults raise reach
+/// it as ever). False when the system has no thread to give. `body` must not let an exception out.
+QRB_EXPORT bool startBackgroundThread(std::function<void()> body);
+
+}  // namespace qrb

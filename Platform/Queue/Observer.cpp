@@ -1,0 +1,106 @@
+#include "Observer.h"
+
+#include <algorithm>
+
+namespace qrb {
+namespace detail {
+
+bool ObserverSlot::enter() {
+  std::lock_guard lock(_mutex);
+  if (_ended) {
+    return false;
+  }
+  _inside.push_back(std::this_thread::get_id());
+  return true;
+}
+
+void ObserverSlot::leave() {
+  bool releaseNow;
+  {
+    std::lock_guard lock(_mutex);
+    _inside.erase(std::find(_inside.begin(), _inside.end(), std::this_thread::get_id()));
+    releaseNow = takeRelease();
+    _left.notify_all();
+  }
+  if (releaseNow) {
+    release();
+  }
+}
+
+void ObserverSlot::end(bool wait) {
+  bool releaseNow;
+  {
+    std::unique_lock lock(_mutex);
+    _ended = true;
+    if (wait) {
+      const auto self = std::this_thread::get_id();
+      _left.wait(lock, [&] {
+        return std::all_of(_inside.begin(), _inside.end(), [&](std::thread::id thread) { return thread == self; });
+      });
+    }
+    releaseNow = takeRelease();
+  }
+  if (releaseNow) {
+    release();
+  }
+}
+
+bool ObserverSlot::takeRelease() {
+  return _ended && _inside.empty() && !std::exchange(_released, true);
+}
+
+void ObserverListBase::add(std::shared_ptr<ObserverSlot> slot) {
+  std::lock_guard lock(_mutex);
+  auto changed = _slots ? std::make_shared<Slots>(*_slots) : std::make_shared<Slots>();
+  changed->push_back(std::move(slot));
+  _slots = std::move(changed);
+}
+
+void ObserverListBase::remove(const ObserverSlot* slot) {
+  std::shared_ptr<const Slots> previous;
+  std::lock_guard lock(_mutex);
+  if (!_slots) {
+    return;
+  }
+  auto changed = std::make_shared<Slots>();
+  for (const auto& each : *_slots) {
+    if (each.get() != slot) {
+      changed->push_back(each);
+    }
+  }
+  previous = std::move(_slots);
+  _slots = changed->empty() ? nullptr : std::move(changed);
+}
+
+std::shared_ptr<const ObserverListBase::Slots> ObserverListBase::slots() const {
+  std::lock_guard lock(_mutex);
+  return _slots;
+}
+
+}  // namespace detail
+
+ObserverToken::ObserverToken(std::weak_ptr<detail::ObserverListBase> list, std::shared_ptr<detail::ObserverSlot> slot)
+    : _list(std::move(list)), _slot(std::move(slot)) {}
+
+ObserverToken& ObserverToken::operator=(ObserverToken&& other) noexcept {
+  if (this != &other) {
+    unsubscribe(true);
+    _list = std::move(other._list);
+    _slot = std::move(other._slot);
+  }
+  return *this;
+}
+
+void ObserverToken::unsubscribe(bool wait) {
+  // First out of the token: the callback's own captures may hold it and be released below.
+  const auto slot = std::exchange(_slot, nullptr);
+  if (!slot) {
+    return;
+  }
+  if (const auto list = std::exchange(_list, {}).lock()) {
+    list->remove(slot.get());
+  }
+  slot->end(wait);
+}
+
+}  // namespace qrb

@@ -1,0 +1,62 @@
+#include "QueueOperation.h"
+
+#include <utility>
+
+#include "Assertion.h"
+
+namespace qrb {
+
+std::string QueueOperation::name() const {
+  return _name.with([](const std::string& name) { return name; });
+}
+
+void QueueOperation::setName(std::string name) {
+  _name.with([&](std::string& current) { current = std::move(name); });
+}
+
+ObserverToken QueueOperation::observe(std::function<void(Property, Phase)> callback) {
+  return _observers.observe(std::move(callback));
+}
+
+void BlockOperation::addExecutionBlock(std::function<void()> block) {
+  const bool added = _blocks.with([&](auto& blocks) {
+    if (_state != State::created) {
+      return false;
+    }
+    blocks.push_back(std::move(block));
+    return true;
+  });
+  if (!added) {
+    assertionFailure("Platform/QueueOperation", __LINE__, "A block was added to an operation that has been started");
+  }
+}
+
+void BlockOperation::start() {
+  std::vector<std::function<void()>> blocks;
+  willChange(Property::isExecuting);
+  const bool started = _blocks.with([&](auto& waiting) {
+    auto expected = State::created;
+    blocks = std::move(waiting);
+    waiting.clear();
+    return _state.compare_exchange_strong(expected, State::executing);
+  });
+  didChange(Property::isExecuting);
+  if (!started) {
+    assertionFailure("Platform/QueueOperation", __LINE__, "An operation was started twice");
+    return;
+  }
+  for (auto& block : blocks) {
+    if (isCancelled()) {
+      break;
+    }
+    block();
+  }
+  blocks.clear();
+  willChange(Property::isExecuting);
+  willChange(Property::isFinished);
+  _state = State::finished;
+  didChange(Property::isExecuting);
+  didChange(Property::isFinished);
+}
+
+}  // namespace qrb

@@ -1,0 +1,215 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <barrier>
+#include <future>
+#include <latch>
+#include <numeric>
+#include <thread>
+#include <vector>
+
+#include "Assertion.h"
+#include "ConditionLock.h"
+#include "MainThreadExecutor.h"
+#include "SerialQueue.h"
+
+namespace qrb {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+/// Collects programming errors instead of aborting, for the time of one test.
+class CollectedAssertions {
+ public:
+  CollectedAssertions()
+      : _previous(setAssertionHandler(
+            [this](std::string_view, int, std::string_view message) { messages.emplace_back(message); })) {}
+  ~CollectedAssertions() { setAssertionHandler(_previous); }
+  std::vector<std::string> messages;
+
+ private:
+  AssertionHandler _previous;
+};
+
+TEST(SerialQueue, PlainDataIsSafeWhenManyThreadsChangeItThroughTheQueue) {
+  SerialQueue queue("counter");
+  std::vector<int> numbers;
+  std::barrier together(8);
+  std::vector<std::jthread> threads;
+  std::latch asyncDone(8 * 250);
+  for (int thread = 0; thread < 8; ++thread) {
+    threads.emplace_back([&] {
+      together.arrive_and_wait();
+      for (int index = 0; index < 250; ++index) {
+        queue.sync([&] { numbers.push_back(1); });
+        queue.async([&] {
+          numbers.push_back(1);
+          asyncDone.count_down();
+        });
+      }
+    });
+  }
+  threads.clear();
+  asyncDone.wait();
+  EXPECT_EQ(queue.sync([&] { return std::accumulate(numbers.begin(), numbers.end(), 0); }), 8 * 500);
+}
+
+TEST(SerialQueue, WorkOfOneThreadRunsInTheOrderItWasHandedIn) {
+  SerialQueue queue("order");
+  std::vector<int> order;
+  std::promise<void> gate;
+  queue.async([opened = gate.get_future().share()] { opened.wait(); });
+  for (int index = 0; index < 100; ++index) {
+    queue.async([&order, index] { order.push_back(index); });
+  }
+  gate.set_value();
+  queue.sync([&] { order.push_back(100); });
+  std::vector<int> expected(101);
+  std::iota(expected.begin(), expected.end(), 0);
+  EXPECT_EQ(order, expected);
+}
+
+TEST(SerialQueue, WorkHandedInByWorkRunsLaterNotInside) {
+  SerialQueue queue("nested");
+  std::vector<std::string> order;
+  std::promise<void> done;
+  queue.sync([&] {
+    queue.async([&] {
+      order.push_back("inner");
+      done.set_value();
+    });
+    order.push_back("outer");
+  });
+  done.get_future().wait();
+  EXPECT_THAT(order, ElementsAre("outer", "inner"));
+}
+
+TEST(SerialQueue, EnteringFromInsideIsReportedAndThenRuns) {
+  CollectedAssertions assertions;
+  SerialQueue queue("registry");
+  const int result = queue.sync([&] { return queue.sync([] { return 7; }) + 1; });
+  EXPECT_EQ(result, 8);
+  ASSERT_EQ(assertions.messages.size(), 1U);
+  EXPECT_THAT(assertions.messages[0], HasSubstr("registry"));
+  EXPECT_EQ(queue.sync([] { return 9; }), 9) << "the queue is free again";
+}
+
+TEST(SerialQueue, AnExceptionFreesTheQueue) {
+  SerialQueue queue("throwing");
+  EXPECT_THROW(queue.sync([]() -> int { throw std::runtime_error("no"); }), std::runtime_error);
+  EXPECT_EQ(queue.sync([] { return 1; }), 1);
+}
+
+TEST(SerialQueue, WorkOutlivesTheQueueThatItWasHandedTo) {
+  std::promise<void> gate;
+  std::promise<int> done;
+  {
+    SerialQueue queue("short");
+    queue.async([opened = gate.get_future().share()] { opened.wait(); });
+    queue.async([&] { done.set_value(3); });
+  }
+  gate.set_value();
+  EXPECT_EQ(done.get_future().get(), 3);
+}
+
+TEST(ConditionLock, AsynchronousRepliesBecomeOneSequence) {
+  // The shape of every multi-step action: take at 0, ask, and wait at -2 for a reply that moves -1 to -2.
+  ConditionLock lock("history", 0);
+  std::vector<std::string> order;
+  for (int step = 0; step < 50; ++step) {
+    lock.lockWhenCondition(0);
+    order.push_back("ask");
+    lock.unlockWithCondition(-1);
+    std::jthread reply([&] {
+      lock.lockWhenCondition(-1);
+      order.push_back("reply");
+      lock.unlockWithCondition(-2);
+    });
+    lock.lockWhenCondition(-2);
+    EXPECT_EQ(order.back(), "reply");
+    lock.unlockWithCondition(0);
+  }
+  EXPECT_EQ(order.size(), 100U);
+}
+
+TEST(ConditionLock, EachWaiterWakesForItsOwnCondition) {
+  ConditionLock lock("stages", 0);
+  std::vector<long> order;
+  std::vector<std::jthread> threads;
+  for (const long stage : {4L, 2L, 3L, 1L}) {
+    threads.emplace_back([&, stage] {
+      lock.lockWhenCondition(stage);
+      order.push_back(stage);
+      lock.unlockWithCondition(stage + 1);
+    });
+  }
+  lock.lock();
+  lock.unlockWithCondition(1);
+  lock.lockWhenCondition(5);
+  EXPECT_THAT(order, ElementsAre(1, 2, 3, 4));
+  lock.unlock();
+}
+
+TEST(ConditionLock, TryingNeverTakesAHeldLockOrAnotherCondition) {
+  ConditionLock lock("try", 5);
+  EXPECT_FALSE(lock.tryLockWhenCondition(6));
+  ASSERT_TRUE(lock.tryLockWhenCondition(5));
+  EXPECT_FALSE(lock.tryLock());
+  EXPECT_FALSE(lock.tryLockWhenCondition(5));
+  lock.unlockWithCondition(6);
+  EXPECT_TRUE(lock.tryLock());
+  EXPECT_EQ(lock.condition(), 6);
+  lock.unlock();
+}
+
+TEST(ConditionLock, UnlockingAFreeLockIsReportedAndChangesNothing) {
+  CollectedAssertions assertions;
+  ConditionLock lock("free", 1);
+  lock.unlockWithCondition(2);
+  EXPECT_EQ(lock.condition(), 1);
+  EXPECT_EQ(assertions.messages.size(), 1U);
+}
+
+TEST(MainThread, FunctionsWaitForTheHostToDrainThemInOrder) {
+  std::vector<int> order;
+  std::jthread([&] {
+    runOnMainThread([&] {
+      order.push_back(1);
+      runOnMainThread([&] { order.push_back(3); });
+    });
+    runOnMainThread([&] { order.push_back(2); });
+  }).join();
+  EXPECT_TRUE(order.empty());
+  EXPECT_EQ(drainMainQueue(), 3U);
+  EXPECT_THAT(order, ElementsAre(1, 2, 3));
+  EXPECT_EQ(drainMainQueue(), 0U);
+}
+
+TEST(MainThread, DrainingCanWaitForTheFirstFunction) {
+  std::thread::id ranOn;
+  std::jthread other([&] { runOnMainThread([&] { ranOn = std::this_thread::get_id(); }); });
+  EXPECT_EQ(drainMainQueue(1h), 1U);
+  EXPECT_EQ(ranOn, std::this_thread::get_id());
+}
+
+TEST(MainThread, AnExecutorGetsWhatWaitedAndWhatFollows) {
+  std::vector<int> order;
+  runOnMainThread([&] { order.push_back(1); });
+  setMainThreadExecutor([](std::function<void()> function) { function(); });
+  runOnMainThread([&] { order.push_back(2); });
+  setMainThreadExecutor({});
+  EXPECT_EQ(drainMainQueue(), 0U);
+  EXPECT_THAT(order, ElementsAre(1, 2));
+}
+
+TEST(AssertionDeathTest, TheDefaultPrintsWhereAndAborts) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(assertionFailure("Framework/Thing", 73, "do not"), testing::KilledBySignal(SIGABRT),
+              "Framework/Thing:73: do not");
+}
+
+}  // namespace
+}  // namespace qrb
