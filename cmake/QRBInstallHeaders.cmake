@@ -1,5 +1,6 @@
 # Run at install time with sourceDirectory and headerDirectory set: copies the public headers flat into one folder. These
 # are the framework's headers, but for those named *Private.h, and every header that they include. Names are unique.
+cmake_policy(VERSION 3.25)  # an install script starts without any
 file(GLOB_RECURSE platformHeaders ${sourceDirectory}/Platform/*.h)
 file(GLOB_RECURSE frameworkHeaders ${sourceDirectory}/Framework/*.h)
 foreach(header ${platformHeaders} ${frameworkHeaders})

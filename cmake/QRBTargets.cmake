@@ -72,7 +72,8 @@ function(qrb_service target suffix)
   add_executable(${target} ${ARG_SOURCES})
   set_target_properties(${target} PROPERTIES
     OUTPUT_NAME "${QRB_VENDOR_PREFIX}.Orlix.sourcecontrol.${suffix}"
-    RUNTIME_OUTPUT_DIRECTORY ${ARG_OUTPUT_DIRECTORY})
+    RUNTIME_OUTPUT_DIRECTORY ${ARG_OUTPUT_DIRECTORY}
+    INSTALL_RPATH "")
   qrb_link_objects(${target})
   target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES} qrb-dependencies-static)
   target_link_options(${target} PRIVATE -Wl,--gc-sections -Wl,--as-needed)
@@ -94,5 +95,10 @@ function(qrb_test name)
   if(ARG_DEPENDS)
     add_dependencies(${name} ${ARG_DEPENDS})
   endif()
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 300 ${ARG_PROPERTIES})
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_LIST ${name}_cases
+    PROPERTIES TIMEOUT 300 ${ARG_PROPERTIES})
+  # A list does not survive the way through PROPERTIES, so the labels are set once the cases are known.
+  file(CONFIGURE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake CONTENT
+    "foreach(case IN LISTS ${name}_cases)\n  set_tests_properties(\"\${case}\" PROPERTIES LABELS \"${ARG_LABELS}\")\nendforeach()\n" @ONLY)
+  set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake)
 endfunction()
