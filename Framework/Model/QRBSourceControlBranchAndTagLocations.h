@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstdint>
+
+#include "Dictionary.h"
+#include "Export.h"
+#include "Object.h"
+#include "QRBSourceControlForward.h"
+
+inline constexpr const char* QRBSourceControlWorkingCopyRepositoryPrimaryBranchLocationKey =
+    "QRBSourceControlWorkingCopyRepositoryPrimaryBranchLocationKey";
+inline constexpr const char* QRBSourceControlWorkingCopyRepositoryBranchesLocationKey =
+    "QRBSourceControlWorkingCopyRepositoryBranchesLocationKey";
+inline constexpr const char* QRBSourceControlWorkingCopyRepositoryTagsLocationKey =
+    "QRBSourceControlWorkingCopyRepositoryTagsLocationKey";
+
+/// Where a repository keeps its trunk, its branches and its tags, for systems in which these are folders.
+///
+/// Immutable; shared freely between threads.
+class QRB_EXPORT QRBSourceControlBranchAndTagLocations final : public qrb::Object {
+  QRB_OBJECT;
+
+  struct Key {
+    explicit Key() = default;
+  };
+
+ public:
+  /// A path that is absent or empty gives no location.
+  static QRBSourceControlBranchAndTagLocationsPtr locationsWithPrimaryBranchPath(qrb::String primaryBranchPath,
+                                                                                 qrb::String branchesPath,
+                                                                                 qrb::String tagsPath);
+  /// "trunk", "branches" and "tags".
+  static QRBSourceControlBranchAndTagLocationsPtr locationsWithStandardLayout();
+  /// Null for anything but a dictionary; an entry that is missing gives no location.
+  static QRBSourceControlBranchAndTagLocationsPtr initWithDictionary(const qrb::Dictionary& dictionary);
+  explicit QRBSourceControlBranchAndTagLocations(Key) noexcept {}
+
+  /// Each may be null.
+  const QRBSourceControlPathLocationPtr& relativePrimaryBranchLocation() const noexcept { return _primary; }
+  const QRBSourceControlPathLocationPtr& relativeBranchesLocation() const noexcept { return _branches; }
+  const QRBSourceControlPathLocationPtr& relativeTagsLocation() const noexcept { return _tags; }
+
+  bool isCompleteForBranches() const;
+  bool isCompleteForTags() const;
+
+  /// Plain values for storing; empty unless the options ask for the layout.
+  qrb::Dictionary dictionaryRepresentationWithOptions(std::uint64_t options) const;
+
+  std::string description() const override;
+  std::shared_ptr<qrb::Object> copy() const override;
+
+  static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
+  void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
+
+ private:
+  QRBSourceControlPathLocationPtr _primary;
+  QRBSourceControlPathLocationPtr _branches;
+  QRBSourceControlPathLocationPtr _tags;
+};

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <string_view>
+
+#include "QRBSourceControlRevisionLocation.h"
+
+inline constexpr const char* QRBSourceControlPathIdentifierKey = "QRBSourceControlPathIdentifierKey";
+
+/// A path of a repository. Two are equal when their paths are; an empty path and "/" are both the root.
+///
+/// Immutable; shared freely between threads.
+class QRB_EXPORT QRBSourceControlPathLocation final : public QRBSourceControlRevisionLocation {
+  QRB_OBJECT;
+
+ public:
+  /// Null for a path that is absent or empty.
+  static QRBSourceControlPathLocationPtr initWithRelativePath(qrb::String relativePath);
+  static QRBSourceControlPathLocationPtr initWithDictionary(const qrb::Dictionary& dictionary);
+  /// The one shared location of the repository's root, "/".
+  static QRBSourceControlPathLocationPtr rootPathLocation();
+  using QRBSourceControlRevisionLocation::QRBSourceControlRevisionLocation;
+
+  /// Relative to the repository's root; a trailing "/" marks a directory.
+  const qrb::String& relativePath() const noexcept { return _relativePath; }
+  bool isDirectory() const noexcept { return _relativePath.view().ends_with('/'); }
+  bool isRootPath() const noexcept { return _relativePath.empty() || _relativePath.view() == "/"; }
+
+  QRBSourceControlPathLocationPtr pathLocationByAppendingPath(std::string_view path) const;
+  /// Of a path with one component, and of the root, the shared root.
+  QRBSourceControlPathLocationPtr parentPathLocation() const;
+  /// What follows the folder's path and one character more, by the text alone; absent when the folder is null or the
+  /// path does not begin with the folder's and go on.
+  qrb::String nameBelow(const QRBSourceControlPathLocationPtr& folder) const;
+
+  /// The path with percent-encoding removed.
+  qrb::String displayName() const override;
+  qrb::Dictionary dictionaryRepresentationWithOptions(std::uint64_t options) const override;
+  static qrb::ImagePtr defaultImage();
+
+  std::string description() const override { return descriptionWithWord("Path"); }
+  std::size_t hash() const override { return isRootPath() ? 0 : _relativePath.hash(); }
+
+  static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
+  void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
+
+ protected:
+  bool isEqualToSameClass(const qrb::Object& other) const override;
+  std::shared_ptr<QRBSourceControlRevisionLocation> mutableCopy() const override;
+
+ private:
+  qrb::String _relativePath;
+};
