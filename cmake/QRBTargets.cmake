@@ -5,6 +5,10 @@ target_compile_options(qrb-settings INTERFACE
   -Wall -Wextra -Wpedantic -Werror -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wunused
   -ffunction-sections -fdata-sections)
 target_compile_definitions(qrb-settings INTERFACE _GNU_SOURCE MSGPACK_NO_BOOST)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  # gcc 12 warns of impossible overlaps in std::string's own operator+.
+  target_compile_options(qrb-settings INTERFACE -Wno-restrict)
+endif()
 if(QRB_SANITIZER)
   target_compile_options(qrb-settings INTERFACE -fsanitize=${QRB_SANITIZER} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(qrb-settings INTERFACE -fsanitize=${QRB_SANITIZER})
