@@ -18,7 +18,9 @@ using QRBSourceControlProgressBlock = std::function<void(const qrb::String& text
 using QRBSourceControlIncrementalLogBlock =
     std::function<void(const std::vector<QRBSourceControlLogItemPtr>& items, double fraction)>;
 
-/// Name to remote repository.
+/// Name to remote repository; may be absent (null).
 using QRBSourceControlRemoteRepositories = qrb::StringMap<QRBSourceControlRemoteRepositoryPtr>;
-/// Name of a remote repository to its branches.
+using QRBSourceControlRemoteRepositoriesPtr = std::shared_ptr<const QRBSourceControlRemoteRepositories>;
+/// Name of a remote repository to its branches; may be absent (null).
 using QRBSourceControlRemoteBranches = qrb::StringMap<std::vector<QRBSourceControlBranchPtr>>;
+using QRBSourceControlRemoteBranchesPtr = std::shared_ptr<const QRBSourceControlRemoteBranches>;

@@ -7,6 +7,7 @@
 #include "AtomicProperty.h"
 #include "Dictionary.h"
 #include "Export.h"
+#include "Image.h"
 #include "Object.h"
 #include "QRBSourceControlCallbacks.h"
 #include "QRBSourceControlForward.h"
@@ -54,8 +55,9 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
   void setSecondaryIdentifier(qrb::String identifier) { _secondaryIdentifier.set(std::move(identifier)); }
   QRBSourceControlSystemPtr sourceControlSystem() const { return _sourceControlSystem.get(); }
   void setSourceControlSystem(QRBSourceControlSystemPtr system) { _sourceControlSystem.set(std::move(system)); }
-  /// The remotes by name, and the primary one, as `listRemoteRepositoriesWithCompletionBlock` last listed them.
-  QRBSourceControlRemoteRepositories cachedRemoteRepositories() const { return _cachedRemoteRepositories.get(); }
+  /// The remotes by name, and the primary one, as `listRemoteRepositoriesWithCompletionBlock` last listed them;
+  /// null before.
+  QRBSourceControlRemoteRepositoriesPtr cachedRemoteRepositories() const { return _cachedRemoteRepositories.get(); }
   QRBSourceControlRemoteRepositoryPtr primaryRemoteRepository() const { return _primaryRemoteRepository.get(); }
   /// Kept for hosts that ask; always absent.
   QRBSourceControlRevisionPtr cachedHeadRevision() const { return nullptr; }
@@ -63,6 +65,7 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
   std::optional<std::vector<QRBSourceControlTagPtr>> cachedTags() const { return std::nullopt; }
   /// The last component of the URL, decoded and without extension.
   qrb::String displayName() const;
+  static qrb::ImagePtr defaultImage();
 
   std::string description() const override;
   /// A plain repository with the same URL, identifier and system, a new `_id`, a secondary identifier made anew and no
@@ -90,7 +93,7 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
   /// QRBSourceControlError_SystemDistributedRepositoriesUnsupported.
   QRBSourceControlCancellablePtr listRemoteBranchesForBranchAndTagLocations(
       Layout branchAndTagLocations,
-      Completion<std::vector<QRBSourceControlBranchPtr>, QRBSourceControlRemoteBranches> completionBlock);
+      Completion<std::vector<QRBSourceControlBranchPtr>, QRBSourceControlRemoteBranchesPtr> completionBlock);
   /// The branch that it most likely came from, and all candidates.
   QRBSourceControlCancellablePtr parentBranchesOfBranch(
       QRBSourceControlBranchPtr branch, Layout branchAndTagLocations,
@@ -113,7 +116,7 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
   /// The primary remote and all by name. They are kept in the two caches before the completion is called; on an error
   /// the caches stay. Refused with QRBSourceControlError_SystemDistributedRepositoriesUnsupported.
   QRBSourceControlCancellablePtr listRemoteRepositoriesWithCompletionBlock(
-      Completion<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositories> completionBlock);
+      Completion<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositoriesPtr> completionBlock);
   /// Refused with QRBSourceControlError_SystemDistributedRepositoriesUnsupported, as are those that follow.
   QRBSourceControlCancellablePtr remoteBranchForBranch(QRBSourceControlBranchPtr branch,
                                                        Completion<QRBSourceControlBranchPtr> completionBlock);
@@ -142,6 +145,9 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
   qrb::Atomic<qrb::String> _identifier;
   qrb::Atomic<qrb::String> _secondaryIdentifier;
   qrb::Atomic<QRBSourceControlSystemPtr> _sourceControlSystem;
-  qrb::Atomic<QRBSourceControlRemoteRepositories> _cachedRemoteRepositories;
+  qrb::Atomic<QRBSourceControlRemoteRepositoriesPtr> _cachedRemoteRepositories;
   qrb::Atomic<QRBSourceControlRemoteRepositoryPtr> _primaryRemoteRepository;
 };
+
+/// Both identifiers of the repository as one text; absent when it has no identifier.
+QRB_EXPORT qrb::String repositoryIdentifier(const QRBSourceControlRepository& repository);

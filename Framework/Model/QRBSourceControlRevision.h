@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Export.h"
+#include "Image.h"
 #include "Object.h"
 #include "QRBSourceControlForward.h"
 
@@ -35,6 +36,9 @@ class QRB_EXPORT QRBSourceControlRevision : public qrb::Object {
   virtual bool isUnversionedRevision() const noexcept { return false; }
   /// Whether the identifier stands for a revision without naming it.
   virtual bool isPlaceholderRevision() const noexcept { return false; }
+
+  /// Revisions have no picture: null.
+  static qrb::ImagePtr defaultImage() { return nullptr; }
 
   /// The identifier, for logs.
   std::string description() const override;

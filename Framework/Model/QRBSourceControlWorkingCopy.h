@@ -8,6 +8,7 @@
 #include "AtomicProperty.h"
 #include "Dictionary.h"
 #include "Export.h"
+#include "Image.h"
 #include "Object.h"
 #include "QRBSourceControlCallbacks.h"
 #include "QRBSourceControlForward.h"
@@ -83,6 +84,7 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
   QRBSourceControlRemoteRepositoryPtr primaryRemoteRepository() const { return nullptr; }
   /// The last path component of the file URL.
   qrb::String displayName() const { return fileURL().lastPathComponent(); }
+  static qrb::ImagePtr defaultImage();
 
   /// The status last reported; 0 for a path that the report did not name.
   std::uint64_t cachedSourceControlLocalStatusForFile(const qrb::String& file) const;
@@ -203,6 +205,10 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
       std::vector<qrb::String> folderPaths, bool traversingUp,
       std::vector<QRBSourceControlSystemPtr> usingSourceControlSystems,
       std::function<void(std::vector<QRBSourceControlWorkingCopyPtr>)> completionBlock);
+
+ protected:
+  /// Equal file URLs and systems; the repositories' identifiers are not compared.
+  bool isEqualToSameClass(const qrb::Object& other) const override;
 
  private:
   static QRBSourceControlWorkingCopyPtr _initWithFileURL(qrb::URL fileURL, QRBSourceControlRepositoryPtr repository,
