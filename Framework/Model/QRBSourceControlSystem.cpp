@@ -57,8 +57,8 @@ QRBSourceControlSystemPtr QRBSourceControlSystem::initWithNameLegacyPlugInForIde
   return system;
 }
 
-QRBSourceControlSystemPtr QRBSourceControlSystem::bestGuessSystemForURLAmongSystems(
-    const qrb::URL& url, const std::vector<QRBSourceControlSystemPtr>& systems) {
+QRBSourceControlSystemPtr QRBSourceControlSystem::bestGuessSystemForURLAmongSystems(const qrb::URL& url,
+                                                                                    const Systems& systems) {
   qrb::String scheme = qrbscm_scheme(url);
   qrb::String path = qrbscm_path(url);
   qrb::String anonymous = qrbscm_anonymousURL(url).absoluteString();

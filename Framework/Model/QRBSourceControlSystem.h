@@ -27,21 +27,23 @@ class QRB_EXPORT QRBSourceControlSystem : public qrb::Object,
   };
 
  public:
+  using Systems = std::vector<QRBSourceControlSystemPtr>;
+  /// Null systems after a cancellation.
+  using SystemsCompletion = std::function<void(const std::shared_ptr<const Systems>& systems)>;
+
   /// The system that a plug-in identifier, current or legacy, stands for; a placeholder where no plug-in is known for
   /// it.
   static QRBSourceControlSystemPtr systemWithIdentifier(const qrb::String& identifier);
   /// The systems that the last listing found; does not wait for one.
-  static std::vector<QRBSourceControlSystemPtr> cachedSourceControlSystems();
+  static Systems cachedSourceControlSystems();
   /// Asks all installed plug-ins; the completion comes once, on any thread.
-  static QRBSourceControlCancellablePtr sourceControlSystemsWithCompletionBlock(
-      std::function<void(const std::vector<QRBSourceControlSystemPtr>&)> completionBlock);
+  static QRBSourceControlCancellablePtr sourceControlSystemsWithCompletionBlock(SystemsCompletion completionBlock);
   /// Answers, once the systems are listed, the one that a repository's URL suggests; Git when it suggests none.
   static QRBSourceControlCancellablePtr bestGuessSystemForURL(
       const qrb::URL& url, std::function<void(const QRBSourceControlSystemPtr&)> completionBlock);
   /// The last of the systems any of whose hints the URL matches, or null. Hints are looked for in the scheme, at the
   /// end of the path, and anywhere in the URL without user and password. How much matches makes no difference.
-  static QRBSourceControlSystemPtr bestGuessSystemForURLAmongSystems(
-      const qrb::URL& url, const std::vector<QRBSourceControlSystemPtr>& systems);
+  static QRBSourceControlSystemPtr bestGuessSystemForURLAmongSystems(const qrb::URL& url, const Systems& systems);
 
   /// A programming error, since a system needs a plug-in: asserts and answers null.
   static QRBSourceControlSystemPtr init();

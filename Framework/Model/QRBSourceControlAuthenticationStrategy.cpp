@@ -1,0 +1,30 @@
+#include "QRBSourceControlAuthenticationStrategy.h"
+
+#include "Assertion.h"
+#include "QRBSourceControlSingleton.h"
+
+QRB_DEFINE_OBJECT(QRBSourceControlAuthenticationStrategy, qrb::Object, "QRBSourceControlAuthenticationStrategy",
+                  &QRBSourceControlAuthenticationStrategy::initWithCoder);
+
+const QRBSourceControlAuthenticationStrategyPtr& QRBSourceControlAuthenticationStrategy::sharedAnonymousStrategy() {
+  static const QRBSourceControlAuthenticationStrategyPtr shared =
+      std::make_shared<QRBSourceControlAuthenticationStrategy>(Key());
+  return shared;
+}
+
+QRBSourceControlAuthenticationStrategyPtr QRBSourceControlAuthenticationStrategy::init() {
+  qrb::assertionFailure("Framework/QRBSourceControlAuthenticationStrategy", __LINE__, qrb::kSharedInstanceOnly);
+  return nullptr;
+}
+
+bool QRBSourceControlAuthenticationStrategy::strategyIsValidForURL(const qrb::URL&) {
+  return true;
+}
+
+std::shared_ptr<qrb::Object> QRBSourceControlAuthenticationStrategy::copy() const {
+  return std::const_pointer_cast<QRBSourceControlAuthenticationStrategy>(shared_from_this());
+}
+
+std::shared_ptr<qrb::Object> QRBSourceControlAuthenticationStrategy::initWithCoder(qrb::KeyedUnarchiver&) {
+  return std::make_shared<QRBSourceControlAuthenticationStrategy>(Key());
+}
