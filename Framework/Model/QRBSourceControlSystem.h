@@ -38,7 +38,8 @@ class QRB_EXPORT QRBSourceControlSystem : public qrb::Object,
   static Systems cachedSourceControlSystems();
   /// Asks all installed plug-ins; the completion comes once, on any thread.
   static QRBSourceControlCancellablePtr sourceControlSystemsWithCompletionBlock(SystemsCompletion completionBlock);
-  /// Answers, once the systems are listed, the one that a repository's URL suggests; Git when it suggests none.
+  /// Answers, once the systems are listed, the one that a repository's URL suggests; Git when it suggests none,
+  /// null when the listing was cancelled.
   static QRBSourceControlCancellablePtr bestGuessSystemForURL(
       const qrb::URL& url, std::function<void(const QRBSourceControlSystemPtr&)> completionBlock);
   /// The last of the systems any of whose hints the URL matches, or null. Hints are looked for in the scheme, at the

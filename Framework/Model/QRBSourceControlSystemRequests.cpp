@@ -20,12 +20,14 @@ QRBSourceControlCancellablePtr QRBSourceControlSystem::sourceControlSystemsWithC
 
 QRBSourceControlCancellablePtr QRBSourceControlSystem::bestGuessSystemForURL(
     const qrb::URL& url, std::function<void(const QRBSourceControlSystemPtr&)> completionBlock) {
-  return sourceControlSystemsWithCompletionBlock([url, completionBlock = std::move(completionBlock)](
-                                                     const std::shared_ptr<const Systems>& systems) {
-    if (!completionBlock) return;
-    QRBSourceControlSystemPtr guess = systems == nullptr ? nullptr : bestGuessSystemForURLAmongSystems(url, *systems);
-    completionBlock(guess != nullptr ? guess : systemWithIdentifier(QRBSourceControlGitPlugInIdentifier));
-  });
+  return sourceControlSystemsWithCompletionBlock(
+      [url, completionBlock = std::move(completionBlock)](const std::shared_ptr<const Systems>& systems) {
+        if (!completionBlock) return;
+        // Looking Git up now would begin the listing that was just cancelled anew.
+        if (systems == nullptr) return completionBlock(nullptr);
+        QRBSourceControlSystemPtr guess = bestGuessSystemForURLAmongSystems(url, *systems);
+        completionBlock(guess != nullptr ? guess : systemWithIdentifier(QRBSourceControlGitPlugInIdentifier));
+      });
 }
 
 QRBSourceControlCancellablePtr QRBSourceControlSystem::keychainNameFromURL(
