@@ -86,7 +86,8 @@ function(qrb_service target suffix)
   endif()
 endfunction()
 
-# qrb_test(<name> DIRECTORY <dir> LIBRARIES ...): one GoogleTest program of every source in a folder, its cases known to CTest.
+# qrb_test(<name> DIRECTORY <dir> LABELS <label>... LIBRARIES <target>... DEPENDS <target>...): one GoogleTest program of
+# every source in a folder, its cases known to CTest. The target tests-<label> builds all programs of that label.
 function(qrb_test name)
   cmake_parse_arguments(ARG "" "DIRECTORY" "LIBRARIES;LABELS;DEPENDS;PROPERTIES" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${ARG_DIRECTORY}/*.cpp)
@@ -101,6 +102,12 @@ function(qrb_test name)
   endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_LIST ${name}_cases
     PROPERTIES TIMEOUT 300 ${ARG_PROPERTIES})
+  foreach(label ${ARG_LABELS})
+    if(NOT TARGET tests-${label})
+      add_custom_target(tests-${label})
+    endif()
+    add_dependencies(tests-${label} ${name})
+  endforeach()
   # A list does not survive the way through PROPERTIES, so the labels are set once the cases are known.
   file(CONFIGURE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake CONTENT
     "foreach(case IN LISTS ${name}_cases)\n  set_tests_properties(\"\${case}\" PROPERTIES LABELS \"${ARG_LABELS}\")\nendforeach()\n" @ONLY)
