@@ -131,6 +131,7 @@ struct Codec<StringMap<V>> {
     entries.reserve(count);
     for (std::size_t index = 0; index < count; ++index) {
       auto [key, value] = node.entry(index);
+      if (value.isNil()) throw ArchiveError("a dictionary holds nil");
       entries.emplace_back(std::move(key), Codec<V>::read(value));
     }
     return StringMap<V>(std::move(entries));
@@ -167,7 +168,11 @@ struct Codec<std::vector<T>> {
     if (node.kind() != ArchiveNode::Kind::array) throw ArchiveError("an array was expected");
     std::size_t count = node.count();
     values.reserve(count);
-    for (std::size_t index = 0; index < count; ++index) values.push_back(Codec<T>::read(node.element(index)));
+    for (std::size_t index = 0; index < count; ++index) {
+      ArchiveNode element = node.element(index);
+      if (element.isNil()) throw ArchiveError("an array holds nil");
+      values.push_back(Codec<T>::read(element));
+    }
     return values;
   }
 };

@@ -24,6 +24,11 @@ void setLogHandler(LogHandler handler) {
   sink().handler = std::move(handler);
 }
 
+bool hasLogHandler() {
+  std::lock_guard lock(sink().mutex);
+  return static_cast<bool>(sink().handler);
+}
+
 void log(std::string_view source, std::string_view text) {
   std::lock_guard lock(sink().mutex);
   if (sink().handler) sink().handler(source, text);

@@ -15,6 +15,9 @@ using LogHandler = std::function<void(std::string_view source, std::string_view 
 /// so do not call it from a handler.
 QRB_EXPORT void setLogHandler(LogHandler handler);
 
+/// Whether anybody listens.
+QRB_EXPORT bool hasLogHandler();
+
 /// `source` names the part or the service that speaks. Any thread.
 QRB_EXPORT void log(std::string_view source, std::string_view text);
 

@@ -3,9 +3,11 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
+#include "BackgroundThread.h"
 #include "Codec.h"
 #include "Log.h"
 
@@ -17,7 +19,9 @@ constexpr std::uint64_t kRequest = 0;
 constexpr std::uint64_t kResponse = 1;
 constexpr std::uint64_t kNotification = 2;
 
-constexpr std::size_t kReadSize = std::size_t{256} << 10;
+// A reply is mostly small, a history is not: reads begin small and grow as long as they come back full.
+constexpr std::size_t kLeastReadSize = std::size_t{8} << 10;
+constexpr std::size_t kMostReadSize = std::size_t{512} << 10;
 
 std::uint32_t messageIdentifier(ArchiveNode node) {
   std::uint64_t identifier = node.unsignedInteger();
@@ -37,6 +41,7 @@ Connection::Connection(FileDescriptor socket, FileDescriptor peerExit, Options o
       _wake(makeEvent()),
       _options(std::move(options)),
       _writerTables(std::make_unique<ArchiveWriterTables>()),
+      _readSize(kLeastReadSize),
       _scanner(_options.limits),
       _readerTables(std::make_unique<ArchiveReaderTables>()) {
   // Without a way to be woken or a socket to read, the connection is over before it begins.
@@ -51,7 +56,7 @@ void Connection::setInterruptionHandler(FailureHandler handler) { _interruptionH
 
 void Connection::resume() {
   if (_lost) return;
-  std::thread([self = shared_from_this()] { self->run(); }).detach();
+  if (!startBackgroundThread([self = shared_from_this()] { self->run(); })) lose();
 }
 
 void Connection::run() {
@@ -209,10 +214,12 @@ void Connection::readLoop() {
 Connection::Input Connection::readAvailable(bool untilEmpty) {
   do {
     std::size_t held = _input.size();
-    _input.resize(held + kReadSize);
-    ssize_t count = ::recv(_socket.get(), _input.data() + held, kReadSize, MSG_DONTWAIT);
+    _input.resize(held + _readSize);
+    ssize_t count = ::recv(_socket.get(), _input.data() + held, _readSize, MSG_DONTWAIT);
     int problem = errno;
-    _input.resize(held + static_cast<std::size_t>(count > 0 ? count : 0));
+    auto received = static_cast<std::size_t>(count > 0 ? count : 0);
+    _input.resize(held + received);
+    if (received == _readSize) _readSize = std::min(_readSize * 2, kMostReadSize);
     if (count == 0) return Input::over;
     if (count < 0) {
       if (problem == EINTR) continue;

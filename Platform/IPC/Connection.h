@@ -138,6 +138,7 @@ class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
   std::unique_ptr<ArchiveWriterTables> _writerTables;
 
   // The reader's own.
+  std::size_t _readSize;
   std::string _input;
   std::size_t _inputTaken = 0;
   MessageScanner _scanner;

@@ -1,0 +1,226 @@
+#include "QRBSourceControlManager.h"
+
+#include "Assertion.h"
+#include "Localization.h"
+#include "ProcessReaper.h"
+#include "QRBSourceControlConstants.h"
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlModel.h"
+#include "QRBSourceControlPlugInProtocol.h"
+#include "QRBSourceControlProxy.h"
+#include "ServiceConnection.h"
+
+using qrb::Error;
+using qrb::ServiceConnection;
+using qrb::String;
+
+const QRBSourceControlManagerPtr& QRBSourceControlManager::sharedInstance() {
+  // Never destroyed: plug-ins may answer while the host exits.
+  static const auto* shared = new QRBSourceControlManagerPtr(new QRBSourceControlManager);
+  return *shared;
+}
+
+QRBSourceControlManagerPtr QRBSourceControlManager::init() {
+  qrb::assertionFailure("Framework/QRBSourceControlManager", 73,
+                        "Don't call init, this is a singleton, get the shared instance");
+  return nullptr;
+}
+
+QRBSourceControlManager::QRBSourceControlManager()
+    : _sourceControlOperationQueue("Source Control Manager Operation Queue"),
+      _currentOperationsChangeQueue("Source Control Operation Dictionary Change Queue", qrb::QualityOfService::utility),
+      _plugInConnectionsChangeQueue("Source Control PlugIn Connections Dictionary Change Queue",
+                                    qrb::QualityOfService::utility) {
+  _sourceControlOperationQueue.setMaxConcurrentOperationCount(qrb::OperationQueue::defaultMaxConcurrentOperationCount);
+  qrb::ProcessReaper::shared().prepare();
+}
+
+std::shared_ptr<QRBSourceControlAuthenticationFailureHandler> QRBSourceControlManager::failureHandler() const {
+  return _failureHandler.with([](const auto& handler) { return handler; });
+}
+
+void QRBSourceControlManager::setFailureHandler(std::shared_ptr<QRBSourceControlAuthenticationFailureHandler> handler) {
+  _failureHandler.with([&](auto& held) { held.swap(handler); });
+}
+
+std::shared_ptr<const QRBSourceControlManager::Systems> QRBSourceControlManager::cachedSourceControlSystems() const {
+  return _cachedSourceControlSystems.with([](const auto& systems) { return systems; });
+}
+
+void QRBSourceControlManager::setCachedSourceControlSystems(std::shared_ptr<const Systems> systems) {
+  _cachedSourceControlSystems.with([&](auto& held) { held.swap(systems); });
+}
+
+// Operations and their processes
+
+void QRBSourceControlManager::addOperation(const QRBSourceControlOperationPtr& operation) {
+  _sourceControlOperationQueue.addOperation(operation);
+}
+
+void QRBSourceControlManager::cancelAllOperations() {
+  _sourceControlOperationQueue.cancelAllOperations();
+}
+
+void QRBSourceControlManager::operationDidStart(const QRBSourceControlOperationPtr& operation) {
+  _currentOperationsChangeQueue.sync([&] {
+    // A cancellation on another thread may have ended it already; it would stay here for good.
+    if (!operation->isEnding()) _currentOperations[operation->identifier()] = operation;
+  });
+}
+
+void QRBSourceControlManager::invalidateProcessForOperation(const QRBSourceControlOperationPtr& operation,
+                                                            bool withForce) {
+  ServiceConnectionPtr connection;
+  _plugInConnectionsChangeQueue.sync([&] {
+    auto place = _plugInConnections.find(operation->identifier());
+    if (place == _plugInConnections.end()) return;
+    connection = std::move(place->second);
+    _plugInConnections.erase(place);
+  });
+  if (connection == nullptr) return;
+  if (withForce) return connection->invalidate(ServiceConnection::Ending::killed);
+  QRBSourceControlProxy(connection->connection(), nullptr)
+      .send(QRBSourceControlPlugInProtocol::operationsFinished, std::tuple<>());
+  connection->invalidate(ServiceConnection::Ending::told);
+}
+
+void QRBSourceControlManager::operationDidFinish(const QRBSourceControlOperationPtr& operation) {
+  if (operation == nullptr) return;
+  invalidateProcessForOperation(operation, false);
+  _currentOperationsChangeQueue.sync([&] { _currentOperations.erase(operation->identifier()); });
+  operation->finish();
+}
+
+QRBSourceControlOperationPtr QRBSourceControlManager::operationWithIdentifier(const String& identifier) const {
+  return _currentOperationsChangeQueue.sync([&]() -> QRBSourceControlOperationPtr {
+    auto place = _currentOperations.find(identifier);
+    return place == _currentOperations.end() ? nullptr : place->second;
+  });
+}
+
+QRBSourceControlOperationPtr QRBSourceControlManager::operationForConnection(
+    const ServiceConnection* connection) const {
+  String identifier = _plugInConnectionsChangeQueue.sync([&]() -> String {
+    for (const auto& [key, registered] : _plugInConnections) {
+      if (registered.get() == connection) return key;
+    }
+    return {};
+  });
+  return identifier ? operationWithIdentifier(identifier) : nullptr;
+}
+
+// Connections
+
+const std::vector<String>& QRBSourceControlManager::_allPlugInIdentifiers() {
+  static const auto* identifiers =
+      new std::vector<String>{QRBSourceControlGitPlugInIdentifier, QRBSourceControlSubversionPlugInIdentifier};
+  return *identifiers;
+}
+
+// The instance is always a fresh one, whatever the UUID: two operations never share a process.
+QRBSourceControlManager::ServiceConnectionPtr QRBSourceControlManager::_plugInConntectionForPlugInIdentifier(
+    const String& identifier, const String&) {
+  if (!identifier) return nullptr;
+  return ServiceConnection::launch(identifier.str());
+}
+
+void QRBSourceControlManager::resumePlugInConnection(const ServiceConnectionPtr& connection) {
+  ServiceConnection::Options options;
+  options.callHandler = [this](const qrb::Connection::IncomingCall& call) {
+    namespace Callback = QRBSourceControlPlugInCallbackProtocol;
+    if (call.identifier) throw qrb::ArchiveError("a request where only callbacks are served");
+    if (call.method == Callback::incrementalLogStatus.selector) {
+      using Values = decltype(Callback::incrementalLogStatus)::ArgumentTuple;
+      std::apply([this](const auto&... value) { incrementalLogStatus(value...); },
+                 qrb::readValues<Values>(call.arguments));
+    } else if (call.method == Callback::progressStatus.selector) {
+      using Values = decltype(Callback::progressStatus)::ArgumentTuple;
+      std::apply([this](const auto&... value) { progressStatus(value...); }, qrb::readValues<Values>(call.arguments));
+    } else {
+      throw qrb::ArchiveError("an unknown callback");
+    }
+  };
+  std::weak_ptr<ServiceConnection> weak = connection;
+  options.interruptionHandler = [this, weak] { communicationFailed(weak); };
+  connection->resume(std::move(options));
+}
+
+void QRBSourceControlManager::communicationFailed(const std::weak_ptr<ServiceConnection>& weakConnection) {
+  ServiceConnectionPtr connection = weakConnection.lock();
+  if (connection == nullptr) return;
+  QRBSourceControlOperationPtr operation = operationForConnection(connection.get());
+  // It is dead, or talks nonsense: what is left of it is not waited for.
+  connection->invalidate(ServiceConnection::Ending::killed);
+  if (operation != nullptr) operation->terminate(QRBSourceControlError_PlugInCommunicationFailure());
+}
+
+QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForPlugInIdentifier(
+    const String& identifier, const QRBSourceControlOperationPtr& operation) {
+  if (operation->isEnding()) return {};
+  ServiceConnectionPtr connection = _plugInConntectionForPlugInIdentifier(identifier, operation->identifier());
+  if (connection == nullptr) return {};
+  _plugInConnectionsChangeQueue.sync([&] { _plugInConnections[operation->identifier()] = connection; });
+  resumePlugInConnection(connection);
+  // A cancellation looks for the process to kill once. It came before there was one, or it finds this one.
+  if (operation->isEnding()) {
+    invalidateProcessForOperation(operation, true);
+    return {};
+  }
+  std::weak_ptr<ServiceConnection> weak = connection;
+  return QRBSourceControlProxy(connection->connection(), [this, weak] { communicationFailed(weak); });
+}
+
+QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForSourceControlSystem(
+    const QRBSourceControlSystemPtr& system, const QRBSourceControlOperationPtr& operation) {
+  if (system == nullptr || !system->isUsable()) return {};
+  return remoteProxyObjectForPlugInIdentifier(system->plugInIdentifier(), operation);
+}
+
+// Callbacks of plug-ins
+
+namespace {
+
+double progressFraction(const qrb::Dictionary& info) {
+  if (!info.is_object()) return 0;
+  auto value = info.find(QRBSourceControlProgressValue);
+  return value != info.end() && value->is_number() ? value->get<double>() : 0;
+}
+
+String progressText(std::int64_t status, const qrb::Dictionary& info) {
+  if (info.is_object()) {
+    auto text = info.find(QRBSourceControlProgressHumanReadableString);
+    if (text != info.end() && text->is_string()) return text->get<std::string>();
+  }
+  switch (static_cast<QRBSourceControlProgressStatus>(status)) {
+    case QRBSourceControlProgressStatus::authenticating:
+      return qrb::localized("Authenticating…");
+    case QRBSourceControlProgressStatus::transferring:
+    case QRBSourceControlProgressStatus::transferringMore:
+      return qrb::localized("Transfering files…");
+    case QRBSourceControlProgressStatus::copying:
+      return qrb::localized("Copying files…");
+    case QRBSourceControlProgressStatus::upgrading:
+      return qrb::localized("Upgrading files…");
+  }
+  return "";
+}
+
+}  // namespace
+
+void QRBSourceControlManager::incrementalLogStatus(const LogItems& items, const qrb::Dictionary& info,
+                                                   const String& progressIdentifier) {
+  if (!progressIdentifier) return;
+  QRBSourceControlOperationPtr operation = operationWithIdentifier(progressIdentifier);
+  if (operation == nullptr) return;
+  if (auto block = operation->incrementalLogBlock()) block(items, progressFraction(info));
+}
+
+void QRBSourceControlManager::progressStatus(std::int64_t status, const qrb::Dictionary& withDictionary,
+                                             const String& progressIdentifier) {
+  if (!progressIdentifier) return;
+  QRBSourceControlOperationPtr operation = operationWithIdentifier(progressIdentifier);
+  if (operation == nullptr) return;
+  if (auto block = operation->progressBlock()) {
+    block(progressText(status, withDictionary), progressFraction(withDictionary));
+  }
+}

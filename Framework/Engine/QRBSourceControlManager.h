@@ -1,0 +1,316 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <tuple>
+#include <unordered_map>
+#include <vector>
+
+#include "Dictionary.h"
+#include "Error.h"
+#include "Export.h"
+#include "Guarded.h"
+#include "OperationQueue.h"
+#include "QRBSourceControlCallbacks.h"
+#include "QRBSourceControlForward.h"
+#include "QRBSourceControlOperation.h"
+#include "SerialQueue.h"
+#include "URL.h"
+
+class QRBSourceControlProxy;
+namespace qrb {
+class ServiceConnection;
+}
+
+/// The host's object that is asked when a server refuses the credentials of a request.
+class QRB_EXPORT QRBSourceControlAuthenticationFailureHandler {
+ public:
+  virtual ~QRBSourceControlAuthenticationFailureHandler() = default;
+
+  /// Called on the reply thread of the refused request. `completionBlock` is to be called exactly once, on any thread,
+  /// now or later: true runs the request again on a new process, false gives the error to the caller. Until then the
+  /// request can be cancelled. `repository` names the system that refused; `context` is the request's own, or null.
+  virtual void handleAuthenticationFailure(const qrb::Error& error, const QRBSourceControlRepositoryPtr& forRepository,
+                                           const std::shared_ptr<void>& context,
+                                           std::function<void(bool retry)> completionBlock) = 0;
+};
+
+/// A repository of the host's that wants to hear which remote is the primary one whenever the remotes were listed.
+class QRB_EXPORT QRBSourceControlRemoteRepositoriesUpdating {
+ public:
+  virtual ~QRBSourceControlRemoteRepositoriesUpdating() = default;
+  /// Called on the reply thread, before the completion of the request that listed them. Empty when there is none.
+  virtual void updateRemoteRepositories(const std::set<QRBSourceControlRemoteRepositoryPtr>& remotes) = 0;
+};
+
+/// The one object through which a host reaches the plug-ins: every request is an operation on its queue and runs in a
+/// plug-in process of its own.
+///
+/// Requests may be made from any thread and return at once with the handle of the operation they queued. A completion
+/// is called exactly once, on the reply thread of the request's connection (or, when it is cancelled or its process
+/// cannot be started, on the thread where that happens), with the reply's values and the error last; when there is an
+/// error the values are absent. Completions may be empty. A request whose system is a placeholder gets no answer until
+/// it is cancelled.
+class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_this<QRBSourceControlManager> {
+ public:
+  template <class... Values>
+  using Completion = QRBSourceControlCompletionBlock<Values...>;
+  using Files = std::vector<qrb::String>;
+  using Branches = std::vector<QRBSourceControlBranchPtr>;
+  using LogItems = std::vector<QRBSourceControlLogItemPtr>;
+  using Systems = std::vector<QRBSourceControlSystemPtr>;
+  using SystemsCompletion = std::function<void(const std::shared_ptr<const Systems>& systems)>;
+
+  /// The process-wide manager, made by the first call and never destroyed.
+  static const QRBSourceControlManagerPtr& sharedInstance();
+  /// Refused: an assertion; returns null.
+  static QRBSourceControlManagerPtr init();
+
+  QRBSourceControlManager(const QRBSourceControlManager&) = delete;
+  QRBSourceControlManager& operator=(const QRBSourceControlManager&) = delete;
+
+  /// Null when the host set none: authentication failures go to the callers then.
+  std::shared_ptr<QRBSourceControlAuthenticationFailureHandler> failureHandler() const;
+  void setFailureHandler(std::shared_ptr<QRBSourceControlAuthenticationFailureHandler> handler);
+
+  /// The systems found by the last discovery; null before the first.
+  std::shared_ptr<const Systems> cachedSourceControlSystems() const;
+  void setCachedSourceControlSystems(std::shared_ptr<const Systems> systems);
+
+  // Operations and their processes
+
+  void addOperation(const QRBSourceControlOperationPtr& operation);
+  /// Cancels every operation on the queue; each completion receives the cancellation error.
+  void cancelAllOperations();
+  /// Records the operation, so that callbacks of its process find it.
+  void operationDidStart(const QRBSourceControlOperationPtr& operation);
+  /// Ends the operation's process, if it has one: with force it is killed at once, otherwise it is told to finish.
+  void invalidateProcessForOperation(const QRBSourceControlOperationPtr& operation, bool withForce);
+  /// Ends its process, forgets it and marks it finished. Null is ignored.
+  void operationDidFinish(const QRBSourceControlOperationPtr& operation);
+  /// The operation that a connection belongs to; null for a connection that belongs to none.
+  QRBSourceControlOperationPtr operationForConnection(const qrb::ServiceConnection* connection) const;
+
+  /// A proxy for a new process of the system's plug-in, registered under the operation; none for a system that is not
+  /// usable.
+  QRBSourceControlProxy remoteProxyObjectForSourceControlSystem(const QRBSourceControlSystemPtr& system,
+                                                                const QRBSourceControlOperationPtr& operation);
+  QRBSourceControlProxy remoteProxyObjectForPlugInIdentifier(const qrb::String& identifier,
+                                                             const QRBSourceControlOperationPtr& operation);
+
+  // Systems
+
+  /// Asks every known plug-in what it is. The completion receives the systems found, in the order of the plug-ins; a
+  /// plug-in that cannot be launched or dies is missing from them; null after a cancellation.
+  QRBSourceControlOperationPtr sourceControlSystemsWithCompletionBlock(SystemsCompletion completionBlock);
+  /// The system of that identifier (a current or a legacy one). Discovers the systems first, blocking the caller, when
+  /// none are known; answers a placeholder when no plug-in has that identifier.
+  QRBSourceControlSystemPtr systemWithIdentifer(const qrb::String& identifier);
+
+  // Callbacks of plug-ins; dropped when no running operation has that identifier.
+
+  void incrementalLogStatus(const LogItems& items, const qrb::Dictionary& info, const qrb::String& progressIdentifier);
+  void progressStatus(std::int64_t status, const qrb::Dictionary& withDictionary,
+                      const qrb::String& progressIdentifier);
+
+  // Requests on a working copy
+
+  /// Always completes without an error: the name, protocol and account of the keychain entry are passed on only when
+  /// the plug-in reports one.
+  QRBSourceControlOperationPtr keychainNameFromURL(const qrb::URL& url, const QRBSourceControlSystemPtr& forSystem,
+                                                   Completion<qrb::String, std::uint64_t, qrb::String> completionBlock);
+  /// Local statuses, and remote ones when they were asked for.
+  QRBSourceControlOperationPtr filesAndStatusOfWorkingCopy(
+      const QRBSourceControlWorkingCopyPtr& workingCopy, bool withRemoteStatus,
+      Completion<QRBSourceControlPathStatusesPtr, QRBSourceControlPathStatusesPtr> completionBlock);
+  QRBSourceControlOperationPtr addFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                        Completion<> completionBlock);
+  QRBSourceControlOperationPtr removeFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                           Completion<> completionBlock);
+  QRBSourceControlOperationPtr copyFiles(const Files& files, const Files& toFilePaths,
+                                         const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                         Completion<> completionBlock);
+  QRBSourceControlOperationPtr moveFiles(const Files& files, const Files& toFilePaths,
+                                         const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                         Completion<> completionBlock);
+  QRBSourceControlOperationPtr createDirectory(const qrb::String& path, bool withIntermediateDirectories,
+                                               const qrb::Dictionary& attributes,
+                                               const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                               Completion<> completionBlock);
+  QRBSourceControlOperationPtr discardChangesInFiles(const Files& files,
+                                                     const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                                     Completion<> completionBlock);
+  QRBSourceControlOperationPtr discardAllChangesInWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
+                                                              Completion<> completionBlock);
+  QRBSourceControlOperationPtr markAsResolvedFiles(const Files& files,
+                                                   const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                                   Completion<> completionBlock);
+  /// The revision that the commit made.
+  QRBSourceControlOperationPtr commitFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                           const qrb::String& message,
+                                           Completion<QRBSourceControlRevisionPtr> completionBlock);
+  /// Where the file was written.
+  QRBSourceControlOperationPtr exportFileForParentOfRevision(const qrb::String& file,
+                                                             const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                                             const QRBSourceControlRevisionPtr& forParentOfRevision,
+                                                             Completion<qrb::URL> completionBlock);
+  QRBSourceControlOperationPtr exportFileFromRevisionLocation(
+      const qrb::String& file, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+      const QRBSourceControlRevisionLocationPtr& fromRevisionLocation, const qrb::URL& toDirectory,
+      Completion<qrb::URL> completionBlock);
+  QRBSourceControlOperationPtr blameFile(const qrb::String& file, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                         const QRBSourceControlRevisionLocationPtr& fromRevisionLocation,
+                                         Completion<std::vector<QRBSourceControlBlameItemPtr>> completionBlock);
+  /// History, newest first. `inclusionType` and `searchType` are of QRBSourceControlHistoryTypes.h; a maximum of 0 is
+  /// no limit. Batches go to `incrementalLogBlock` as they are found, and the completion receives all items again.
+  QRBSourceControlOperationPtr historyOfFile(const qrb::String& file,
+                                             const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                             const QRBSourceControlRevisionLocationPtr& fromRevisionLocation,
+                                             const QRBSourceControlRevisionPtr& toRevision, std::uint64_t inclusionType,
+                                             std::int64_t maximumLogItems, const qrb::String& searchString,
+                                             std::uint64_t searchType,
+                                             QRBSourceControlIncrementalLogBlock incrementalLogBlock,
+                                             Completion<LogItems> completionBlock);
+  QRBSourceControlOperationPtr mergeBranch(const QRBSourceControlBranchPtr& branch,
+                                           const QRBSourceControlWorkingCopyPtr& intoWorkingCopy,
+                                           Completion<> completionBlock);
+  /// The progress callback is accepted and never called.
+  QRBSourceControlOperationPtr forceUpdateWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
+                                                      const QRBSourceControlRemoteRepositoryPtr& fromRepository,
+                                                      QRBSourceControlProgressBlock progressBlock,
+                                                      Completion<> completionBlock);
+  /// As historyOfFile, of the whole working copy.
+  QRBSourceControlOperationPtr historyOfWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
+                                                    const QRBSourceControlRevisionPtr& fromRevision,
+                                                    const QRBSourceControlRevisionPtr& toRevision,
+                                                    std::uint64_t inclusionType, std::int64_t maximumLogItems,
+                                                    const qrb::String& searchString, std::uint64_t searchType,
+                                                    QRBSourceControlIncrementalLogBlock incrementalLogBlock,
+                                                    Completion<LogItems> completionBlock);
+  QRBSourceControlOperationPtr currentLocationOfWorkingCopy(
+      const QRBSourceControlWorkingCopyPtr& workingCopy,
+      Completion<QRBSourceControlRevisionLocationPtr> completionBlock);
+  QRBSourceControlOperationPtr switchLocation(const QRBSourceControlRevisionLocationPtr& location,
+                                              const QRBSourceControlWorkingCopyPtr& ofWorkingCopy,
+                                              Completion<QRBSourceControlRevisionLocationPtr> completionBlock);
+  QRBSourceControlOperationPtr baseRevisionOfWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
+                                                         Completion<QRBSourceControlRevisionPtr> completionBlock);
+  /// The progress callback is accepted and never called.
+  QRBSourceControlOperationPtr upgradeWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
+                                                  QRBSourceControlProgressBlock progressBlock,
+                                                  Completion<> completionBlock);
+  /// The identifier; the caller applies it.
+  QRBSourceControlOperationPtr updateIdentifierOfRepositoryForWorkingCopy(
+      const QRBSourceControlWorkingCopyPtr& workingCopy, Completion<qrb::String> completionBlock);
+
+  // Requests on a repository
+
+  QRBSourceControlOperationPtr headRevisionOfRepository(const QRBSourceControlRepositoryPtr& repository,
+                                                        Completion<QRBSourceControlRevisionPtr> completionBlock);
+  QRBSourceControlOperationPtr revisionOfLocation(const QRBSourceControlRevisionLocationPtr& location,
+                                                  const QRBSourceControlRepositoryPtr& inRepository,
+                                                  const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+                                                  Completion<QRBSourceControlRevisionPtr> completionBlock);
+  QRBSourceControlOperationPtr listSubpathsOfRepository(
+      const QRBSourceControlRepositoryPtr& repository, const QRBSourceControlPathLocationPtr& atPath,
+      Completion<std::vector<QRBSourceControlPathLocationPtr>> completionBlock);
+  QRBSourceControlOperationPtr listBranchesOfRepository(
+      const QRBSourceControlRepositoryPtr& repository,
+      const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations, Completion<Branches> completionBlock);
+  /// All remote branches, and the same by remote.
+  QRBSourceControlOperationPtr listRemoteBranchesOfRepository(
+      const QRBSourceControlRepositoryPtr& repository,
+      const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+      Completion<Branches, QRBSourceControlRemoteBranchesPtr> completionBlock);
+  QRBSourceControlOperationPtr parentBranchesOfBranch(
+      const QRBSourceControlBranchPtr& branch, const QRBSourceControlRepositoryPtr& inRepository,
+      const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+      Completion<QRBSourceControlBranchPtr, Branches> completionBlock);
+  QRBSourceControlOperationPtr ancestorRevisionInRepository(
+      const QRBSourceControlRepositoryPtr& repository, const QRBSourceControlBranchPtr& ofBranch,
+      const QRBSourceControlBranchPtr& otherBranch,
+      const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+      Completion<QRBSourceControlRevisionPtr> completionBlock);
+  /// The primary remote and every remote by name. The repository hears of the primary one before the completion.
+  QRBSourceControlOperationPtr listRemoteRepositoriesForRepository(
+      const QRBSourceControlRepositoryPtr& repository,
+      Completion<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositoriesPtr> completionBlock);
+  QRBSourceControlOperationPtr addBranch(const QRBSourceControlBranchPtr& branch,
+                                         const QRBSourceControlBranchPtr& fromBranch,
+                                         const QRBSourceControlRepositoryPtr& toRepository,
+                                         const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+                                         Completion<QRBSourceControlBranchPtr> completionBlock);
+  QRBSourceControlOperationPtr removeBranch(const QRBSourceControlBranchPtr& branch,
+                                            const QRBSourceControlRepositoryPtr& fromRepository,
+                                            const QRBSourceControlRemoteRepositoryPtr& andRemoteRepository,
+                                            const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+                                            Completion<> completionBlock);
+  QRBSourceControlOperationPtr diffRepository(const QRBSourceControlRepositoryPtr& repository,
+                                              const QRBSourceControlRevisionLocationPtr& fromLocation,
+                                              const QRBSourceControlRevisionLocationPtr& againstLocation,
+                                              const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+                                              Completion<qrb::Dictionary> completionBlock);
+  QRBSourceControlOperationPtr remoteBranchFromRepository(const QRBSourceControlRepositoryPtr& repository,
+                                                          const QRBSourceControlBranchPtr& forBranch,
+                                                          Completion<QRBSourceControlBranchPtr> completionBlock);
+  QRBSourceControlOperationPtr addRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& remoteRepository,
+                                                   const qrb::String& withName,
+                                                   const QRBSourceControlRepositoryPtr& toRepository,
+                                                   Completion<> completionBlock);
+  QRBSourceControlOperationPtr removeRemoteRepositoryNamed(const qrb::String& name,
+                                                           const QRBSourceControlRepositoryPtr& fromRepository,
+                                                           Completion<> completionBlock);
+  QRBSourceControlOperationPtr automaticallyDetectBranchAndTagLocationsForRepository(
+      const QRBSourceControlRepositoryPtr& repository, const QRBSourceControlPathLocationPtr& fromPath,
+      Completion<QRBSourceControlRevisionLocationPtr, QRBSourceControlBranchAndTagLocationsPtr> completionBlock);
+  /// Never asks the failure handler.
+  QRBSourceControlOperationPtr createRepositoryAtFileURL(const qrb::URL& fileURL,
+                                                         const QRBSourceControlSystemPtr& withSystem,
+                                                         Completion<QRBSourceControlRepositoryPtr> completionBlock);
+
+  // Requests on a remote repository
+
+  /// The root URL and the path below it; the caller applies them.
+  QRBSourceControlOperationPtr updateRepositoryURLRootForRepository(
+      const QRBSourceControlRemoteRepositoryPtr& repository,
+      Completion<qrb::URL, QRBSourceControlPathLocationPtr> completionBlock);
+  QRBSourceControlOperationPtr downloadUpdatesFromRemoteRepository(
+      const QRBSourceControlRemoteRepositoryPtr& remoteRepository, const QRBSourceControlRepositoryPtr& toRepository,
+      QRBSourceControlProgressBlock progressBlock, Completion<> completionBlock);
+  QRBSourceControlOperationPtr uploadCommitsToRemoteRepository(
+      const QRBSourceControlRemoteRepositoryPtr& remoteRepository,
+      const QRBSourceControlRepositoryPtr& fromLocalRepository, const QRBSourceControlBranchPtr& remoteBranch,
+      QRBSourceControlProgressBlock progressBlock, Completion<> completionBlock);
+  /// An authentication failure is the answer and never goes to the failure handler.
+  QRBSourceControlOperationPtr validateAuthenticationOfRepository(
+      const QRBSourceControlRemoteRepositoryPtr& repository, const QRBSourceControlRevisionLocationPtr& location,
+      const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations, Completion<> completionBlock);
+  QRBSourceControlOperationPtr createWorkingCopyFromRepository(
+      const QRBSourceControlRemoteRepositoryPtr& repository, const qrb::URL& atURL,
+      const QRBSourceControlRevisionLocationPtr& location,
+      const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+      QRBSourceControlProgressBlock progressBlock, Completion<QRBSourceControlWorkingCopyPtr> completionBlock);
+
+ private:
+  using ServiceConnectionPtr = std::shared_ptr<qrb::ServiceConnection>;
+
+  QRBSourceControlManager();
+
+  static const std::vector<qrb::String>& _allPlugInIdentifiers();
+  ServiceConnectionPtr _plugInConntectionForPlugInIdentifier(const qrb::String& identifier,
+                                                             const qrb::String& UUIDString);
+  void resumePlugInConnection(const ServiceConnectionPtr& connection);
+  void communicationFailed(const std::weak_ptr<qrb::ServiceConnection>& connection);
+  QRBSourceControlOperationPtr operationWithIdentifier(const qrb::String& identifier) const;
+
+  qrb::OperationQueue _sourceControlOperationQueue;
+  mutable qrb::SerialQueue _currentOperationsChangeQueue;
+  std::unordered_map<qrb::String, QRBSourceControlOperationPtr> _currentOperations;
+  mutable qrb::SerialQueue _plugInConnectionsChangeQueue;
+  std::unordered_map<qrb::String, ServiceConnectionPtr> _plugInConnections;
+  qrb::Guarded<std::shared_ptr<QRBSourceControlAuthenticationFailureHandler>> _failureHandler;
+  qrb::Guarded<std::shared_ptr<const Systems>> _cachedSourceControlSystems;
+};

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <functional>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+#include "Codec.h"
+#include "Error.h"
+
+namespace qrb {
+
+/// The types of a message's arguments, in order. A type's declaration is also what its place admits.
+template <class... T>
+struct Arguments {};
+/// Reply values; the error comes after them. On failure they are absent.
+template <class... T>
+struct Reply {};
+/// Reply values of a message that cannot fail.
+template <class... T>
+struct ReplyWithoutError {};
+/// No reply at all.
+struct OneWay {};
+
+/// One message that host and service may exchange, declared once: sending, dispatch and the classes admitted on either
+/// side all follow from the declaration.
+template <class ArgumentTypes, class ReplyTypes>
+struct Message;
+
+template <class... A, class... R>
+struct Message<Arguments<A...>, Reply<R...>> {
+  using ArgumentTuple = std::tuple<A...>;
+  using ReplyTuple = std::tuple<R...>;
+  using Completion = std::function<void(const R&..., const Error&)>;
+  static constexpr bool canFail = true;
+
+  std::string_view selector;
+};
+
+template <class... A, class... R>
+struct Message<Arguments<A...>, ReplyWithoutError<R...>> {
+  using ArgumentTuple = std::tuple<A...>;
+  using ReplyTuple = std::tuple<R...>;
+  using Completion = std::function<void(const R&...)>;
+  static constexpr bool canFail = false;
+
+  std::string_view selector;
+};
+
+template <class... A>
+struct Message<Arguments<A...>, OneWay> {
+  using ArgumentTuple = std::tuple<A...>;
+
+  std::string_view selector;
+};
+
+/// Writes values (or references to them) as the array that a message carries.
+template <class... T>
+void writeValues(ArchiveWriter& writer, const std::tuple<T...>& values) {
+  writer.writeArrayHeader(sizeof...(T));
+  std::apply([&](const auto&... value) { (Codec<std::remove_cvref_t<T>>::write(writer, value), ...); }, values);
+}
+
+/// Reads such an array. A value that is missing or nil is absent, one too many is passed over, so that an older and a
+/// newer side understand each other; one of another type than declared throws ArchiveError.
+template <class... T>
+std::tuple<T...> readValues(ArchiveNode node, const std::tuple<T...>*) {
+  std::size_t count = node.isNil() ? 0 : node.count();
+  std::size_t next = 0;
+  [[maybe_unused]] auto read = [&]<class V>(const V*) -> V {
+    std::size_t index = next++;
+    if (index >= count) return V();
+    ArchiveNode value = node.element(index);
+    return value.isNil() ? V() : Codec<V>::read(value);
+  };
+  // Braces, not parentheses: they fix the order of the calls.
+  return std::tuple<T...>{read(static_cast<const T*>(nullptr))...};
+}
+
+template <class Tuple>
+Tuple readValues(ArchiveNode node) {
+  return readValues(node, static_cast<const Tuple*>(nullptr));
+}
+
+}  // namespace qrb

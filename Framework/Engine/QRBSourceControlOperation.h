@@ -1,0 +1,118 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+
+#include "Error.h"
+#include "Export.h"
+#include "Guarded.h"
+#include "QRBSourceControlCallbacks.h"
+#include "QRBSourceControlCancellable.h"
+#include "QRBSourceControlForward.h"
+#include "QueueOperation.h"
+#include "SerialQueue.h"
+#include "SharedString.h"
+
+class QRBSourceControlManager;
+class QRBSourceControlOperation;
+using QRBSourceControlManagerPtr = std::shared_ptr<QRBSourceControlManager>;
+using QRBSourceControlOperationPtr = std::shared_ptr<QRBSourceControlOperation>;
+
+/// One request: runs its operation block when the manager's queue starts it, again after a retry, and ends by its reply
+/// or by cancellation. Members may be called from any thread.
+class QRB_EXPORT QRBSourceControlOperation final : public qrb::QueueOperation,
+                                                   public QRBSourceControlCancellable,
+                                                   public std::enable_shared_from_this<QRBSourceControlOperation> {
+ public:
+  /// Does the request: starts it and returns. The manager is the one given at creation.
+  using OperationBlock =
+      std::function<void(const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager)>;
+  /// Ends the request abnormally, with a communication failure or a cancellation. May be called while the reply is
+  /// being handled on another thread; it settles the request only if nothing else has.
+  using TerminationBlock = std::function<void(const QRBSourceControlOperationPtr& operation,
+                                              const QRBSourceControlManagerPtr& manager, const qrb::Error& error)>;
+
+  /// The system is null for discovery and for requests to helper services; either callback may be empty.
+  static QRBSourceControlOperationPtr initWithSourceControlManager(
+      QRBSourceControlManagerPtr manager, QRBSourceControlSystemPtr system, OperationBlock operationBlock,
+      QRBSourceControlIncrementalLogBlock incrementalLogBlock, QRBSourceControlProgressBlock progressBlock,
+      TerminationBlock terminationBlock);
+  static QRBSourceControlOperationPtr initWithSourceControlManager(QRBSourceControlManagerPtr manager,
+                                                                   QRBSourceControlSystemPtr system,
+                                                                   OperationBlock operationBlock,
+                                                                   TerminationBlock terminationBlock);
+  static QRBSourceControlOperationPtr initWithSourceControlManager(
+      QRBSourceControlManagerPtr manager, QRBSourceControlSystemPtr system, OperationBlock operationBlock,
+      QRBSourceControlIncrementalLogBlock incrementalLogBlock, TerminationBlock terminationBlock);
+  static QRBSourceControlOperationPtr initWithSourceControlManager(QRBSourceControlManagerPtr manager,
+                                                                   QRBSourceControlSystemPtr system,
+                                                                   OperationBlock operationBlock,
+                                                                   QRBSourceControlProgressBlock progressBlock,
+                                                                   TerminationBlock terminationBlock);
+
+  /// The queue on which every operation finishes: one, shared by all.
+  static qrb::SerialQueue& sourceControlOperationStateQueue();
+
+  /// A UUID string of the operation's own, the same as its name; the key of the manager's registries and the progress
+  /// identifier sent to plug-ins.
+  const qrb::String& identifier() const noexcept { return _identifier; }
+
+  /// For the queue.
+  void start() override;
+  bool isExecuting() const override { return _isExecuting; }
+  bool isFinished() const override { return _isFinished; }
+  /// Whether `cancel` has taken effect. (The queue's own flag is not used.)
+  bool isCanceled() const { return _isCanceled; }
+  /// Whether nothing may be started for it any more: it is over, or about to be.
+  bool isEnding() const { return _cancelRequested || _isFinished; }
+
+  /// Runs the operation block again on a new process, under the same identifier. Nothing unless the operation is
+  /// executing.
+  void retry();
+  /// Marks the operation finished and lets go of the manager, the system and every callback. May run more than once.
+  void finish();
+  /// Hands an error to the termination block, if the operation still has one.
+  void terminate(const qrb::Error& error);
+  /// Kills the request's process if it has one, and hands the cancellation error to the termination block, once.
+  void cancel() override;
+
+  bool suppressAuthenticationFailure() const override { return _suppressAuthenticationFailure; }
+  void setSuppressAuthenticationFailure(bool suppress) override { _suppressAuthenticationFailure = suppress; }
+  std::shared_ptr<void> context() const override;
+  void setContext(const std::shared_ptr<void>& context) override;
+
+  /// Each of the following is empty or null once the operation is over.
+  OperationBlock operationBlock() const;
+  TerminationBlock terminationBlock() const;
+  QRBSourceControlProgressBlock progressBlock() const;
+  QRBSourceControlIncrementalLogBlock incrementalLogBlock() const;
+  QRBSourceControlManagerPtr sourceControlManager() const;
+  QRBSourceControlSystemPtr system() const;
+
+ private:
+  struct Held {
+    QRBSourceControlManagerPtr manager;
+    QRBSourceControlSystemPtr system;
+    OperationBlock operationBlock;
+    QRBSourceControlProgressBlock progressBlock;
+    QRBSourceControlIncrementalLogBlock incrementalLogBlock;
+    TerminationBlock terminationBlock;
+  };
+
+  explicit QRBSourceControlOperation(Held held);
+  void runOperationBlock();
+  void startOperation();
+  std::function<void(const qrb::Error&)> boundTermination();
+  void drop();
+
+  const qrb::String _identifier;
+  std::atomic<bool> _isExecuting = false;
+  std::atomic<bool> _isFinished = false;
+  std::atomic<bool> _isCanceled = false;
+  // Set before anything of a cancellation happens, so that a start or a new process on another thread sees it.
+  std::atomic<bool> _cancelRequested = false;
+  std::atomic<bool> _suppressAuthenticationFailure = false;
+  qrb::Guarded<std::weak_ptr<void>> _context;
+  qrb::Guarded<Held> _held;
+};

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+#include "Connection.h"
+#include "QRBSourceControlMessage.h"
+
+/// Sends typed messages to the process at the other end of a connection. Cheap to copy; any thread.
+class QRBSourceControlProxy {
+ public:
+  /// No proxy: false, and nothing may be sent through it.
+  QRBSourceControlProxy() = default;
+  /// `errorHandler` is called, once per message, for a request that will have no reply.
+  QRBSourceControlProxy(std::shared_ptr<qrb::Connection> connection, std::function<void()> errorHandler)
+      : _connection(std::move(connection)), _errorHandler(std::move(errorHandler)) {}
+
+  explicit operator bool() const { return _connection != nullptr; }
+
+  /// Sends a request; either `completion` is called with the reply or the error handler, on the reply thread, unless
+  /// the connection is invalidated first. When the process is gone already, or an argument must not be archived, the
+  /// error handler is called before this returns.
+  template <class... A, class ReplyTypes, class Completion>
+  void send(const qrb::Message<qrb::Arguments<A...>, ReplyTypes>& message, const std::tuple<A...>& arguments,
+            Completion completion) const {
+    using ReplyTuple = typename qrb::Message<qrb::Arguments<A...>, ReplyTypes>::ReplyTuple;
+    constexpr bool canFail = qrb::Message<qrb::Arguments<A...>, ReplyTypes>::canFail;
+    auto onReply = [completion = std::move(completion)](qrb::ArchiveNode error, qrb::ArchiveNode result) {
+      qrb::Error failure = qrb::Codec<qrb::Error>::read(error);
+      auto values = qrb::readValues<ReplyTuple>(result);
+      std::apply(
+          [&](const auto&... value) {
+            if constexpr (canFail) {
+              completion(value..., failure);
+            } else {
+              completion(value...);
+            }
+          },
+          values);
+    };
+    try {
+      _connection->sendRequest(
+          message.selector, [&](qrb::ArchiveWriter& writer) { qrb::writeValues(writer, arguments); },
+          std::move(onReply), _errorHandler);
+    } catch (const qrb::ArchiveError&) {
+      _errorHandler();
+    }
+  }
+
+  /// Sends a one-way message; nothing tells whether it arrived.
+  template <class... A>
+  void send(const qrb::Message<qrb::Arguments<A...>, qrb::OneWay>& message, const std::tuple<A...>& arguments) const {
+    _connection->sendNotification(message.selector,
+                                  [&](qrb::ArchiveWriter& writer) { qrb::writeValues(writer, arguments); });
+  }
+
+ private:
+  std::shared_ptr<qrb::Connection> _connection;
+  std::function<void()> _errorHandler;
+};

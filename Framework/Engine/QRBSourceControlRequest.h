@@ -1,0 +1,142 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <tuple>
+#include <utility>
+
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlManager.h"
+#include "QRBSourceControlModel.h"
+#include "QRBSourceControlProxy.h"
+
+/// The one pattern of every plug-in request. Private to the manager's sources.
+namespace qrb::request {
+
+/// What names a request's system, and what the failure handler is told. A repository may come or change while the
+/// request waits, so it is looked up each time.
+struct Subject {
+  std::function<QRBSourceControlSystemPtr()> system;
+  std::function<QRBSourceControlRepositoryPtr()> repository;
+};
+
+inline Subject of(const QRBSourceControlRepositoryPtr& repository) {
+  return {[repository] { return repository ? repository->sourceControlSystem() : nullptr; },
+          [repository] { return repository; }};
+}
+
+inline Subject of(const QRBSourceControlWorkingCopyPtr& workingCopy) {
+  auto repository = [workingCopy] { return workingCopy ? workingCopy->repository() : nullptr; };
+  return {[repository] {
+            auto found = repository();
+            return found ? found->sourceControlSystem() : nullptr;
+          },
+          repository};
+}
+
+/// A request that names its system itself has no repository and so no authentication routing.
+inline Subject of(const QRBSourceControlSystemPtr& system) {
+  return {[system] { return system; }, [] { return QRBSourceControlRepositoryPtr(); }};
+}
+
+struct Options {
+  bool suppressAuthenticationFailure = false;
+  /// The operation's identifier is sent as the message's last argument.
+  bool sendsProgressIdentifier = false;
+  QRBSourceControlProgressBlock progressBlock;
+  QRBSourceControlIncrementalLogBlock incrementalLogBlock;
+};
+
+/// Who may answer the caller. Reply, loss of the process, cancellation and the failure handler's answer may come from
+/// different threads at once; each must first take the request out of the state it acts on, and only one can.
+class Settlement {
+ public:
+  enum class State { awaitingReply, asking, settled };
+
+  bool move(State from, State to) { return _state.compare_exchange_strong(from, to); }
+  /// From whatever state it is in; false when it was settled already.
+  bool settle() { return _state.exchange(State::settled) != State::settled; }
+
+ private:
+  std::atomic<State> _state = State::awaitingReply;
+};
+
+inline bool isAuthenticationFailure(const Error& error) {
+  return error && error.code() < -999;
+}
+
+template <class... A, class... R>
+QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
+                                   const Message<Arguments<A...>, Reply<R...>>& message, Subject subject,
+                                   Options options,
+                                   std::type_identity_t<std::function<void(const R&..., const Error&)>> completion,
+                                   std::type_identity_t<std::tuple<A...>> arguments) {
+  using State = Settlement::State;
+  auto settlement = std::make_shared<Settlement>();
+  bool sendsIdentifier = options.sendsProgressIdentifier;
+
+  auto complete = [completion](const std::tuple<R...>& values, const Error& error) {
+    if (!completion) return;
+    if (error) {
+      completion(R()..., error);
+    } else {
+      std::apply([&](const R&... value) { completion(value..., error); }, values);
+    }
+  };
+
+  auto block = [=, &message, arguments = std::move(arguments)](const QRBSourceControlOperationPtr& operation,
+                                                               const QRBSourceControlManagerPtr& manager) mutable {
+    QRBSourceControlProxy proxy = manager->remoteProxyObjectForSourceControlSystem(subject.system(), operation);
+    if (!proxy) return;
+    if constexpr (sizeof...(A) > 0) {
+      auto& last = std::get<sizeof...(A) - 1>(arguments);
+      if constexpr (std::is_same_v<std::remove_reference_t<decltype(last)>, String>) {
+        if (sendsIdentifier) last = operation->identifier();
+      }
+    }
+    auto onReply = [=](const R&... value, const Error& error) {
+      std::shared_ptr<QRBSourceControlAuthenticationFailureHandler> handler;
+      QRBSourceControlRepositoryPtr repository;
+      if (!operation->suppressAuthenticationFailure() && isAuthenticationFailure(error)) {
+        repository = subject.repository();
+        handler = repository ? manager->failureHandler() : nullptr;
+      }
+      if (handler == nullptr) {
+        if (!settlement->move(State::awaitingReply, State::settled)) return;
+        complete(std::tuple<R...>(value...), error);
+        manager->operationDidFinish(operation);
+        return;
+      }
+      if (!settlement->move(State::awaitingReply, State::asking)) return;
+      handler->handleAuthenticationFailure(error, repository, operation->context(), [=](bool retry) {
+        if (retry) {
+          if (settlement->move(State::asking, State::awaitingReply)) operation->retry();
+          return;
+        }
+        if (!settlement->move(State::asking, State::settled)) return;
+        complete({}, error);
+        manager->operationDidFinish(operation);
+      });
+    };
+    proxy.send(message, arguments, std::move(onReply));
+  };
+
+  auto terminate = [=](const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager,
+                       const Error& error) {
+    // A process that dies after its reply came has done its work; only a cancellation can still stop the request then.
+    bool cancelled = operation->isCanceled();
+    if (!(cancelled ? settlement->settle() : settlement->move(State::awaitingReply, State::settled))) return;
+    complete({}, error);
+    manager->operationDidFinish(operation);
+  };
+
+  auto operation = QRBSourceControlOperation::initWithSourceControlManager(
+      onManager, subject.system(), std::move(block), std::move(options.incrementalLogBlock),
+      std::move(options.progressBlock), std::move(terminate));
+  operation->setSuppressAuthenticationFailure(options.suppressAuthenticationFailure);
+  onManager->addOperation(operation);
+  return operation;
+}
+
+}  // namespace qrb::request

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "Connection.h"
+#include "Export.h"
+#include "Process.h"
+
+namespace qrb {
+
+/// A service process and the connection to it. One thread at a time, except where said.
+class QRB_EXPORT ServiceConnection {
+ public:
+  struct Options {
+    /// The process serves one request and remembers what crossed; otherwise it is kept and does not.
+    bool oneShot = true;
+    /// Serves what the process calls back; empty when it may not.
+    Connection::CallHandler callHandler;
+    /// Called once when the process is lost while no reply is awaited.
+    std::function<void()> interruptionHandler;
+  };
+
+  /// Starts the service of that name. A service that cannot be found or launched gives a connection that is over
+  /// already: every request on it fails at once. The connection reads nothing before `resume`.
+  static std::shared_ptr<ServiceConnection> launch(const std::string& serviceName);
+  ~ServiceConnection();
+  ServiceConnection(const ServiceConnection&) = delete;
+  ServiceConnection& operator=(const ServiceConnection&) = delete;
+
+  /// Sets the handlers and begins to read.
+  void resume(Options options);
+  /// Null before `resume`.
+  const std::shared_ptr<Connection>& connection() const noexcept { return _connection; }
+
+  /// How an invalidated service is expected to end.
+  enum class Ending {
+    /// It has been told to finish and exits by itself; it is killed if it does not within a grace period.
+    told,
+    /// It is killed at once; the tools it runs are asked to end and killed after a grace period.
+    killed,
+    /// It is believed dead already; what it left running is ended.
+    lost,
+  };
+  /// Ends the connection; no handler begins after this returns on the calling thread. The process is seen to its end
+  /// in the background. Any thread, any number of times; only the first call counts.
+  void invalidate(Ending ending);
+
+ private:
+  ServiceConnection(std::string name, FileDescriptor socket, FileDescriptor peerExit, std::optional<Process> process);
+
+  const std::string _name;
+  FileDescriptor _socket;
+  FileDescriptor _peerExit;
+  std::shared_ptr<Connection> _connection;
+  std::mutex _mutex;
+  std::optional<Process> _process;
+  bool _invalidated = false;
+};
+
+}  // namespace qrb
