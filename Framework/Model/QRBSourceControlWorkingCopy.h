@@ -111,7 +111,7 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
   QRBSourceControlCancellablePtr copyFiles(Files files, Files toFilePaths, Completion<> completionBlock);
   QRBSourceControlCancellablePtr moveFiles(Files files, Files toFilePaths, Completion<> completionBlock);
   QRBSourceControlCancellablePtr createDirectory(qrb::String directory, bool withIntermediateDirectories,
-                                                 qrb::Dictionary attributes, Completion<> completionBlock);
+                                                 const qrb::Dictionary& attributes, Completion<> completionBlock);
   QRBSourceControlCancellablePtr discardChangesInFiles(Files files, Completion<> completionBlock);
   QRBSourceControlCancellablePtr discardAllChangesWithCompletionBlock(Completion<> completionBlock);
   QRBSourceControlCancellablePtr markAsResolvedFiles(Files files, Completion<> completionBlock);
