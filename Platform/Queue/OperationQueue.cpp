@@ -43,6 +43,8 @@ struct OperationQueue::State : std::enable_shared_from_this<OperationQueue::Stat
   /// All that are not finished; identifiers grow, so the order is that of adding.
   std::map<Identifier, Entry> entries;
   std::deque<Identifier> waiting;
+  /// Set while there are entries: operations run to their end without the queue that they were added to.
+  std::shared_ptr<State> whileNotEmpty;
   Identifier lastIdentifier = 0;
   std::size_t running = 0;
   int maximum = defaultMaxConcurrentOperationCount;
@@ -73,6 +75,7 @@ void OperationQueue::State::add(std::shared_ptr<QueueOperation> operation) {
       }
     });
     waiting.push_back(identifier);
+    whileNotEmpty = shared_from_this();
   }
   startReady();
 }
@@ -101,6 +104,7 @@ void OperationQueue::State::changed(Identifier identifier, QueueOperation::Prope
 
 void OperationQueue::State::remove(Identifier identifier) {
   Entry entry;
+  std::shared_ptr<State> self;
   {
     std::lock_guard lock(mutex);
     const auto found = entries.find(identifier);
@@ -115,6 +119,7 @@ void OperationQueue::State::remove(Identifier identifier) {
       waiting.erase(std::find(waiting.begin(), waiting.end(), identifier));
     }
     if (entries.empty()) {
+      self = std::move(whileNotEmpty);
       becameEmpty.notify_all();
     }
   }

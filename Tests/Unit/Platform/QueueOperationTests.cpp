@@ -261,13 +261,12 @@ TEST(OperationQueue, FinishingOnManyThreadsLosesNoPlace) {
   for (int thread = 0; thread < 4; ++thread) {
     finishers.emplace_back([&] {
       for (std::size_t index = next++; index < requests.size(); index = next++) {
-        journal.waitForStarted(index + 1);
-        requests[index]->finish();
+        const int started = journal.waitForStarted(index + 1)[index];
+        requests[static_cast<std::size_t>(started)]->finish();
       }
     });
   }
   finishers.clear();
-  // Some may have been finished before their turn; none may be left over.
   queue.waitUntilAllOperationsAreFinished();
   Journal again;
   const auto more = addRequests(queue, again, 8);

@@ -1,0 +1,311 @@
+#include "ToolRunner.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <memory>
+
+namespace qrb {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Outcome = ToolResult::Outcome;
+
+constexpr std::size_t chunkSize = 256 * 1024;
+constexpr std::size_t errorTextBound = 64 * 1024;
+/// The most that an unprivileged process may ask for by default: fewer changes between the tool and this process.
+constexpr int pipeSize = 1024 * 1024;
+
+std::vector<std::string> environmentFor(const ToolCommand& command) {
+  std::vector<std::string> result;
+  const auto isReplaced = [&](std::string_view name) {
+    return std::any_of(command.unsetEnvironment.begin(), command.unsetEnvironment.end(),
+                       [&](const std::string& other) { return name == other; }) ||
+           std::any_of(command.environment.begin(), command.environment.end(),
+                       [&](const auto& other) { return name == other.first; });
+  };
+  for (char** entry = environ; entry && *entry; ++entry) {
+    const std::string_view text(*entry);
+    if (!isReplaced(text.substr(0, text.find('=')))) {
+      result.emplace_back(text);
+    }
+  }
+  for (const auto& [name, value] : command.environment) {
+    result.push_back(name + '=' + value);
+  }
+  return result;
+}
+
+/// A write whose failing with EPIPE raises no SIGPIPE, whatever the program does with that signal.
+ssize_t writeWithoutSignal(int descriptor, std::string_view bytes) {
+  sigset_t pipeSignal;
+  sigset_t previous;
+  sigset_t pending;
+  ::sigemptyset(&pipeSignal);
+  ::sigaddset(&pipeSignal, SIGPIPE);
+  ::sigpending(&pending);
+  const bool wasPending = ::sigismember(&pending, SIGPIPE) == 1;
+  ::pthread_sigmask(SIG_BLOCK, &pipeSignal, &previous);
+  const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+  const int error = errno;
+  if (written < 0 && error == EPIPE && !wasPending) {
+    const timespec now{};
+    while (::sigtimedwait(&pipeSignal, nullptr, &now) < 0 && errno == EINTR) {
+    }
+  }
+  ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+  errno = error;
+  return written;
+}
+
+/// One run, from launch to end: what is open, what is to be fed, and why it is to stop.
+class Run {
+ public:
+  Run(const ToolCommand& command, const ToolRunner::Output& onOutput, const ToolRunner::Output& onError,
+      int hostConnection, std::chrono::milliseconds gracePeriod)
+      : _command(command),
+        _onOutput(onOutput),
+        _onError(onError),
+        _hostConnection(hostConnection),
+        _gracePeriod(gracePeriod) {}
+
+  ToolResult perform() {
+    if (!start()) {
+      return std::move(_result);
+    }
+    while (!_over) {
+      step();
+    }
+    // What was written before the end is still in the pipes; what a process left behind by the tool may write is not
+    // waited for.
+    readAll(_output, _onOutput, false);
+    readAll(_error, _onError, true);
+    _result.errorText = _errorText.text();
+    return std::move(_result);
+  }
+
+ private:
+  enum Slot : std::size_t { processSlot, outputSlot, errorSlot, inputSlot, hostSlot, slotCount };
+
+  bool start();
+  bool fail(LaunchFailure failure);
+  void step();
+  int timeout() const;
+  void escalate();
+  void stop(Outcome why);
+  void feed();
+  std::size_t readOnce(FileDescriptor& descriptor, const ToolRunner::Output& callback, bool isError);
+  void readAll(FileDescriptor& descriptor, const ToolRunner::Output& callback, bool isError);
+
+  const ToolCommand& _command;
+  const ToolRunner::Output& _onOutput;
+  const ToolRunner::Output& _onError;
+  const int _hostConnection;
+  const std::chrono::milliseconds _gracePeriod;
+
+  std::optional<Process> _process;
+  FileDescriptor _input;
+  FileDescriptor _output;
+  FileDescriptor _error;
+  std::string_view _toFeed;
+  std::unique_ptr<char[]> _buffer{new char[chunkSize]};
+  BoundedText _errorText{errorTextBound};
+  bool _over = false;
+  bool _stopping = false;
+  bool _killed = false;
+  Clock::time_point _killAt{};
+  ToolResult _result;
+};
+
+bool Run::fail(LaunchFailure failure) {
+  _result.outcome = Outcome::launchFailed;
+  _result.launchFailure = std::move(failure);
+  return false;
+}
+
+bool Run::start() {
+  DescriptorPair output = makePipe();
+  DescriptorPair error = output ? makePipe() : DescriptorPair();
+  DescriptorPair input = error && !_command.standardInput.empty() ? makePipe() : DescriptorPair();
+  if (!error || (!_command.standardInput.empty() && !input)) {
+    return fail({LaunchFailure::Step::prepare, errno,
+                 "The pipes for \"" + _command.path + "\" could not be made: " + ::strerrordesc_np(errno)});
+  }
+  // Refused when the user's pipes take too much memory already: slower, not wrong.
+  ::fcntl(output.first.get(), F_SETPIPE_SZ, pipeSize);
+  if (input) {
+    ::fcntl(input.second.get(), F_SETPIPE_SZ, pipeSize);
+    input.second.setNonBlocking(true);
+  }
+  output.first.setNonBlocking(true);
+  error.first.setNonBlocking(true);
+  LaunchOptions options;
+  options.path = _command.path;
+  options.arguments.push_back(_command.path);
+  options.arguments.insert(options.arguments.end(), _command.arguments.begin(), _command.arguments.end());
+  options.environment = environmentFor(_command);
+  options.workingDirectory = _command.workingDirectory;
+  options.stdinDescriptor = input.first.get();
+  options.stdoutDescriptor = output.second.get();
+  options.stderrDescriptor = error.second.get();
+  options.parentDeathSignal = SIGTERM;
+  auto launched = Process::launch(options);
+  if (auto* const failure = std::get_if<LaunchFailure>(&launched)) {
+    return fail(std::move(*failure));
+  }
+  _process.emplace(std::move(std::get<Process>(launched)));
+  _input = std::move(input.second);
+  _output = std::move(output.first);
+  _error = std::move(error.first);
+  _toFeed = _command.standardInput;
+  return true;
+}
+
+void Run::step() {
+  std::array<pollfd, slotCount> slots{};
+  slots[processSlot] = {_process->pidfd(), POLLIN, 0};
+  slots[outputSlot] = {_output.get(), POLLIN, 0};
+  slots[errorSlot] = {_error.get(), POLLIN, 0};
+  slots[inputSlot] = {_input.get(), POLLOUT, 0};
+  // No POLLIN: the host may have sent something for later, which must not wake this loop again and again.
+  slots[hostSlot] = {_stopping ? -1 : _hostConnection, POLLRDHUP, 0};
+  if (::poll(slots.data(), slots.size(), timeout()) < 0) {
+    if (errno != EINTR) {
+      _result.launchFailure = {LaunchFailure::Step::descriptors, errno, "The tool's output could not be waited for"};
+      stop(Outcome::failedToListen);
+      _process->kill(SIGKILL);
+      _result.status = _process->wait();
+      _over = true;
+    }
+    return;
+  }
+  if (slots[hostSlot].revents != 0) {
+    stop(Outcome::cancelled);
+  }
+  if (slots[outputSlot].revents != 0) {
+    readOnce(_output, _onOutput, false);
+  }
+  if (slots[errorSlot].revents != 0) {
+    readOnce(_error, _onError, true);
+  }
+  if (slots[inputSlot].revents != 0) {
+    feed();
+  }
+  escalate();
+  if (slots[processSlot].revents != 0) {
+    if (const auto status = _process->tryReap()) {
+      _result.status = *status;
+      _over = true;
+    }
+  }
+}
+
+int Run::timeout() const {
+  if (!_stopping || _killed) {
+    return -1;
+  }
+  const auto wait = std::chrono::ceil<std::chrono::milliseconds>(_killAt - Clock::now()).count();
+  return static_cast<int>(std::clamp<long long>(wait, 0, INT_MAX));
+}
+
+void Run::escalate() {
+  if (_stopping && !_killed && Clock::now() >= _killAt) {
+    _killed = true;
+    _process->kill(SIGKILL);
+  }
+}
+
+void Run::stop(Outcome why) {
+  if (_stopping) {
+    return;
+  }
+  _stopping = true;
+  _result.outcome = why;
+  _killAt = Clock::now() + _gracePeriod;
+  _input.reset();
+  _process->kill(SIGTERM);
+}
+
+void Run::feed() {
+  const ssize_t written = writeWithoutSignal(_input.get(), _toFeed);
+  if (written < 0 && (errno == EAGAIN || errno == EINTR)) {
+    return;
+  }
+  if (written > 0) {
+    _toFeed.remove_prefix(static_cast<std::size_t>(written));
+  }
+  // A tool that stops reading is free to do so; its exit code tells whether that was an error.
+  if (written < 0 || _toFeed.empty()) {
+    _input.reset();
+  }
+}
+
+/// Returns how many bytes came.
+std::size_t Run::readOnce(FileDescriptor& descriptor, const ToolRunner::Output& callback, bool isError) {
+  const ssize_t got = ::read(descriptor.get(), _buffer.get(), chunkSize);
+  if (got < 0 && errno == EINTR) {
+    return 0;
+  }
+  if (got <= 0) {
+    if (got == 0 || errno != EAGAIN) {
+      descriptor.reset();
+    }
+    return 0;
+  }
+  const std::string_view chunk(_buffer.get(), static_cast<std::size_t>(got));
+  if (isError) {
+    _errorText.append(chunk);
+  }
+  // While it stops the tool is still listened to: it must not be held up by a full pipe.
+  if (!_stopping && callback && !callback(chunk)) {
+    stop(Outcome::stopped);
+  }
+  return chunk.size();
+}
+
+/// Reads what is in the pipe now and not what comes meanwhile: another process may go on writing to it for ever.
+void Run::readAll(FileDescriptor& descriptor, const ToolRunner::Output& callback, bool isError) {
+  int waiting = 0;
+  if (!descriptor.valid() || ::ioctl(descriptor.get(), FIONREAD, &waiting) != 0) {
+    return;
+  }
+  for (std::size_t left = waiting > 0 ? static_cast<std::size_t>(waiting) : 0; left > 0 && descriptor.valid();) {
+    left -= std::min(left, readOnce(descriptor, callback, isError));
+  }
+}
+
+}  // namespace
+
+ToolResult ToolRunner::run(const ToolCommand& command, const Output& onOutput, const Output& onError) const {
+  return Run(command, onOutput, onError, _hostConnection, _gracePeriod).perform();
+}
+
+void BoundedText::append(std::string_view text) {
+  const std::size_t toHead = std::min(text.size(), _half - _head.size());
+  _head.append(text.substr(0, toHead));
+  text.remove_prefix(toHead);
+  _tail.append(text);
+  // Cut seldom: each cut moves the whole tail.
+  if (_tail.size() > 2 * _half) {
+    _dropped += _tail.size() - _half;
+    _tail.erase(0, _tail.size() - _half);
+  }
+}
+
+std::string BoundedText::text() const {
+  const std::size_t excess = _tail.size() > _half ? _tail.size() - _half : 0;
+  if (_dropped + excess == 0) {
+    return _head + _tail;
+  }
+  return _head + "\n[" + std::to_string(_dropped + excess) + " bytes left out]\n" + _tail.substr(excess);
+}
+
+}  // namespace qrb

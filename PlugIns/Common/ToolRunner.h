@@ -1,0 +1,89 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Process.h"
+
+namespace qrb {
+
+/// A command-line tool to run.
+struct ToolCommand {
+  /// As LaunchOptions::path: a bare name is looked up in PATH.
+  std::string path;
+  /// Without argument 0, which is the path.
+  std::vector<std::string> arguments;
+  /// The tool gets this process's environment without the names in `unsetEnvironment` and with these put in, in order;
+  /// a name given here wins.
+  std::vector<std::pair<std::string, std::string>> environment;
+  std::vector<std::string> unsetEnvironment;
+  std::optional<std::string> workingDirectory;
+  /// Fed to the tool while it runs; empty means that its standard input is /dev/null.
+  std::string standardInput;
+};
+
+/// How a tool ended.
+struct ToolResult {
+  enum class Outcome {
+    ended,          ///< By itself; see `status`.
+    stopped,        ///< A callback returned false.
+    cancelled,      ///< The host is gone.
+    launchFailed,   ///< It never ran; see `launchFailure`.
+    failedToListen  ///< The system failed while the tool's output was read; the tool was ended, see `launchFailure`.
+  };
+  Outcome outcome = Outcome::ended;
+  ExitStatus status;
+  std::optional<LaunchFailure> launchFailure;
+  /// What the tool wrote to standard error. Of a long text the beginning and the end, with a line between that says how
+  /// many bytes are missing.
+  std::string errorText;
+
+  /// Ended by itself with exit code 0.
+  bool succeeded() const { return outcome == Outcome::ended && status.succeeded(); }
+};
+
+/// Runs tools for a plug-in, one at a time, on the calling thread and without any other: a tool's input, output, errors
+/// and end, and the end of the host, are waited for together. The tool is a member of this process's group, gets
+/// SIGTERM when the calling thread ends, and inherits no descriptor. SIGPIPE may be at its default. One thread at a
+/// time.
+class ToolRunner {
+ public:
+  /// Gets the next piece of what the tool wrote, as soon as it is there; false stops the tool. The bytes are valid
+  /// during the call only.
+  using Output = std::function<bool(std::string_view chunk)>;
+
+  /// The descriptor of the connection to the host (lent; -1 for none, as at first). While a tool runs, its hanging up
+  /// ends the tool: nobody is left to tell. Nothing is read from it.
+  void setHostConnectionDescriptor(int descriptor) { _hostConnection = descriptor; }
+  /// How long a tool that is to stop may take over SIGTERM before it gets SIGKILL; 2 seconds at first.
+  void setGracePeriod(std::chrono::milliseconds period) { _gracePeriod = period; }
+
+  /// Runs the command to its end. An empty `onOutput` discards the output. `onError` gets what goes to standard error,
+  /// for progress, in addition to its being collected. Once a callback has returned false neither is called again.
+  ToolResult run(const ToolCommand& command, const Output& onOutput = {}, const Output& onError = {}) const;
+
+ private:
+  int _hostConnection = -1;
+  std::chrono::milliseconds _gracePeriod{2000};
+};
+
+/// Keeps the beginning and the end of a text of any length within a bound.
+class BoundedText {
+ public:
+  explicit BoundedText(std::size_t bound) : _half(bound / 2) {}
+  void append(std::string_view text);
+  std::string text() const;
+
+ private:
+  const std::size_t _half;
+  std::string _head;
+  std::string _tail;
+  std::size_t _dropped = 0;
+};
+
+}  // namespace qrb
