@@ -129,6 +129,10 @@ GitCommand gitCurrentBranchCommand() {
   return makeCommand({"symbolic-ref", "-q", "HEAD"});
 }
 
+GitCommand gitCurrentLocationCommand() {
+  return makeCommand({"rev-parse", "HEAD", "--symbolic-full-name", "HEAD"});
+}
+
 GitCommand gitResolveCommand(std::string_view revision) {
   if (!gitIsPlainRevision(revision)) return refuse("revision", revision);
   GitCommand command = makeCommand({"rev-parse", "--verify", "--end-of-options"});
@@ -136,10 +140,16 @@ GitCommand gitResolveCommand(std::string_view revision) {
   return command;
 }
 
-GitCommand gitBranchesCommand() {
-  GitCommand command = makeCommand({"for-each-ref", gitRefFormat, "refs/heads", "refs/remotes"});
+GitCommand gitBranchesCommand(GitBranches which) {
+  GitCommand command = makeCommand({"for-each-ref", gitRefFormat});
+  if (which != GitBranches::Remote) add(command, {"refs/heads"});
+  if (which != GitBranches::Local) add(command, {"refs/remotes"});
   command.output = GitOutput::Blocks;
   return command;
+}
+
+GitCommand gitRemotesCommand() {
+  return makeCommand({"remote"});
 }
 
 GitCommand gitRepositoryIdentifierCommand() {

@@ -84,11 +84,25 @@ GitCommand gitRemoteStatusCommand();
 /// Prints the full name of the branch checked out. Exits with 1 and no message where none is.
 GitCommand gitCurrentBranchCommand();
 
+/// Prints the full object name of the commit checked out and on a line of its own the full name of the branch, or
+/// "HEAD" where none is checked out. Fails with UnbornHead on a branch without commits.
+GitCommand gitCurrentLocationCommand();
+
 /// Prints the full object name of the commit that a revision (a name, an abbreviation, HEAD) stands for.
 GitCommand gitResolveCommand(std::string_view revision);
 
-/// Prints the branches, those of remotes as last fetched too: see GitRefParser.
-GitCommand gitBranchesCommand();
+enum class GitBranches : unsigned char {
+  Local,
+  /// As last fetched.
+  Remote,
+  All,
+};
+
+/// Prints the branches in the order of their full names: see GitRefParser.
+GitCommand gitBranchesCommand(GitBranches which = GitBranches::All);
+
+/// Prints the names of the remotes, one on a line.
+GitCommand gitRemotesCommand();
 
 /// Prints what tells a repository from others and is the same in every clone of it: the object name of the first commit
 /// on the first-parent line of HEAD. (All first commits of all branches would differ between clones that have not

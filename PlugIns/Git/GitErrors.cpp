@@ -1,0 +1,89 @@
+#include "GitErrors.h"
+
+#include <utility>
+#include <vector>
+
+#include "QRBSourceControlError.h"
+
+namespace {
+
+/// For errors whose constructors take no message of the tool.
+qrb::Error withUnderlyingMessage(const qrb::Error& error, const qrb::String& message) {
+  qrb::StringMap<qrb::String> userInfo = error.userInfo();
+  userInfo.set(QRBSourceControlUnderlyingErrorString, message);
+  return {error.domain(), error.code(), std::move(userInfo), error.cause()};
+}
+
+qrb::Error locationNotFound(QRBSourceControlErrorCode code, const GitFailure& failure) {
+  return QRBSourceControlError_LocationNotFound(code, failure.detail, failure.message);
+}
+
+/// Git's own advice is three lines long and speaks of a command that the user of a host has not seen.
+std::string dubiousOwnershipMessage(const GitFailure& failure) {
+  std::string text = "The folder “" + failure.detail +
+                     "” belongs to another user, and Git works in it only when it is told to trust it: git config "
+                     "--global --add safe.directory '" +
+                     failure.detail + "'\n";
+  return text + failure.message;
+}
+
+}  // namespace
+
+qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::String& name) {
+  if (outcome) return {};
+  if (outcome.kind == GitOutcome::Kind::Cancelled) return QRBSourceControlError_Canceled();
+  const GitFailure& failure = outcome.failure;
+  switch (failure.kind) {
+    case GitFailureKind::NotARepository:
+    case GitFailureKind::NoWorkingCopy:
+      return subject == GitSubject::WorkingCopy ? QRBSourceControlError_WorkingCopyNotFound(failure.message)
+                                                : QRBSourceControlError_RepositoryNotFound(failure.message);
+    case GitFailureKind::IndexUnreadable:
+      return QRBSourceControlError_WorkingCopyNotFound(failure.message);
+    case GitFailureKind::RepositoryCorrupt:
+      return QRBSourceControlError_RepositoryNotFound(failure.message);
+    case GitFailureKind::RepositoryTooNew:
+      return withUnderlyingMessage(QRBSourceControlError_WorkingCopyTooNew(), failure.message);
+    case GitFailureKind::DubiousOwnership:
+      return QRBSourceControlError_AuthenticationPermissionDenied(dubiousOwnershipMessage(failure));
+    case GitFailureKind::PermissionDenied:
+      return QRBSourceControlError_AuthenticationPermissionDenied(failure.message);
+    case GitFailureKind::UnbornHead:
+      return QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::revisionNotFound, "HEAD",
+                                                    failure.message);
+    case GitFailureKind::UnknownRevision:
+    case GitFailureKind::NoCommonAncestor:
+      return locationNotFound(QRBSourceControlErrorCode::revisionNotFound, failure);
+    case GitFailureKind::NoUpstream:
+      return locationNotFound(QRBSourceControlErrorCode::branchNotFound, failure);
+    case GitFailureKind::UnknownPath:
+    case GitFailureKind::PathOutside:
+      return locationNotFound(QRBSourceControlErrorCode::pathNotFound, failure);
+    case GitFailureKind::Locked:
+      return QRBSourceControlError_RepositoryLocked(name, failure.message);
+    case GitFailureKind::MidOperation:
+    case GitFailureKind::LocalChanges:
+      return QRBSourceControlError_RepositoryMidOperation(failure.message);
+    case GitFailureKind::AuthenticationFailed:
+      return QRBSourceControlError_AuthenticationCredentialsInvalid(failure.message);
+    case GitFailureKind::HostKeyUnverified:
+      return QRBSourceControlError_AuthenticationSSHFingerprintInvalid(failure.message, {});
+    case GitFailureKind::CertificateInvalid:
+      return QRBSourceControlError_AuthenticationSSLCertificateInvalid(failure.message);
+    case GitFailureKind::ProtocolNotAllowed:
+    case GitFailureKind::RemoteNotFound:
+    case GitFailureKind::RemoteUnreachable:
+      return QRBSourceControlError_RemoteRepositoryNotFound(failure.message);
+    case GitFailureKind::RemoteOutOfDate:
+      return QRBSourceControlError_RemoteOperationOutOfDate(failure.message);
+    case GitFailureKind::RemoteRejected:
+      return QRBSourceControlError_RemoteOperationRejected(failure.message);
+    case GitFailureKind::GitMissing:
+    case GitFailureKind::ConfigurationBroken:
+    case GitFailureKind::IdentityUnknown:
+    case GitFailureKind::DiskFull:
+    case GitFailureKind::Other:
+      break;
+  }
+  return withUnderlyingMessage(QRBSourceControlError_SystemUnusable(), failure.message);
+}

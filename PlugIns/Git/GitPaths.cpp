@@ -1,0 +1,28 @@
+#include "GitPaths.h"
+
+#include <algorithm>
+
+const qrb::String& GitTexts::get(std::string_view text) {
+  const auto known = _texts.find(text);
+  if (known != _texts.end()) return known->second;
+  qrb::String string(text);
+  const std::string_view key = string.view();
+  return _texts.emplace(key, std::move(string)).first->second;
+}
+
+QRBSourceControlPathStatusesPtr GitStatusCollector::take() {
+  const auto before = [](const auto& a, const auto& b) { return a.first.view() < b.first.view(); };
+  if (!std::is_sorted(_entries.begin(), _entries.end(), before)) {
+    std::sort(_entries.begin(), _entries.end(), before);
+  }
+  std::size_t kept = 0;
+  for (std::size_t index = 1; index < _entries.size(); ++index) {
+    if (_entries[index].first == _entries[kept].first) {
+      _entries[kept].second |= _entries[index].second;
+    } else if (++kept != index) {
+      _entries[kept] = std::move(_entries[index]);
+    }
+  }
+  if (!_entries.empty()) _entries.resize(kept + 1);
+  return std::make_shared<QRBSourceControlPathStatuses>(std::move(_entries));
+}

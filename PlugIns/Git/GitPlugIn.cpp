@@ -1,0 +1,115 @@
+#include "GitPlugIn.h"
+
+#include <set>
+
+#include "GitChange.h"
+#include "GitPaths.h"
+#include "GitStatusParser.h"
+#include "GitWorkingCopyProbe.h"
+#include "QRBSourceControlAuthenticationTypes.h"
+#include "QRBSourceControlConstants.h"
+#include "QRBSourceControlRepository.h"
+#include "QRBSourceControlStatusValues.h"
+#include "QRBSourceControlSystem.h"
+#include "QRBSourceControlWorkingCopy.h"
+
+namespace {
+
+std::string folderOf(const qrb::URL& url) {
+  return url.isFileURL() ? url.path().str() : std::string();
+}
+
+}  // namespace
+
+const QRBSourceControlSystemPtr& GitPlugIn::system() {
+  if (!_system) {
+    // The plug-in's version and not git's: it tells systems apart, and must not change under a host's feet.
+    _system = QRBSourceControlSystem::initWithName(
+        "Git", QRBSourceControlGitPlugInIdentifier, QRB_GIT_PLUG_IN_VERSION, ".git",
+        std::set<qrb::String>{"git", ".git"}, true, true, false, false, false,
+        QRBSourceControlAuthenticationTypeAnonymous | QRBSourceControlAuthenticationTypeBasic |
+            QRBSourceControlAuthenticationTypeSSHKeys);
+  }
+  return _system;
+}
+
+GitTool GitPlugIn::toolFor(const QRBSourceControlWorkingCopyPtr& workingCopy) const {
+  return {workingCopy ? folderOf(workingCopy->fileURL()) : std::string(), host().connectionDescriptor()};
+}
+
+GitTool GitPlugIn::toolFor(const QRBSourceControlRepositoryPtr& repository) const {
+  return {repository ? folderOf(repository->URL()) : std::string(), host().connectionDescriptor()};
+}
+
+qrb::Error GitPlugIn::errorFor(const GitOutcome& outcome, const QRBSourceControlWorkingCopyPtr& workingCopy) {
+  return gitError(outcome, GitSubject::WorkingCopy, workingCopy ? workingCopy->displayName() : qrb::String());
+}
+
+qrb::Error GitPlugIn::errorFor(const GitOutcome& outcome, const QRBSourceControlRepositoryPtr& repository) {
+  return gitError(outcome, GitSubject::Repository, repository ? repository->displayName() : qrb::String());
+}
+
+void GitPlugIn::sourceControlSystem(Answer<QRBSourceControlSystemPtr> completionBlock) {
+  completionBlock(system());
+}
+
+void GitPlugIn::scanForWorkingCopiesInPotentialWorkingCopies(const std::vector<qrb::URL>& potentialWorkingCopies,
+                                                             Answer<WorkingCopies> completionBlock) {
+  WorkingCopies found;
+  for (const qrb::URL& candidate : potentialWorkingCopies) {
+    if (!candidate.isFileURL()) continue;
+    const auto place = gitProbeWorkingCopy(candidate.path().str());
+    if (!place) continue;
+    auto repository = QRBSourceControlRepository::initWithURL(qrb::URL::fileURL(place->repository, true), system());
+    found.push_back(QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
+        qrb::URL::fileURL(place->root, true), std::move(repository)));
+  }
+  completionBlock(found);
+}
+
+void GitPlugIn::filesAndStatusOfWorkingCopy(
+    const QRBSourceControlWorkingCopyPtr& workingCopy, bool withRemoteStatus,
+    Completion<QRBSourceControlPathStatusesPtr, QRBSourceControlPathStatusesPtr> completionBlock) {
+  QRBSourceControlPathStatusesPtr local;
+  QRBSourceControlPathStatusesPtr remote;
+  qrb::Error error = statusOf(workingCopy, local);
+  if (!error && withRemoteStatus) error = remoteStatusOf(workingCopy, remote);
+  if (error) {
+    local = nullptr;
+    remote = nullptr;
+  }
+  completionBlock(local, remote, error);
+}
+
+qrb::Error GitPlugIn::statusOf(const QRBSourceControlWorkingCopyPtr& workingCopy,
+                               QRBSourceControlPathStatusesPtr& statuses) {
+  GitStatusCollector collector;
+  GitStatusParser parser;
+  const GitOutcome outcome =
+      toolFor(workingCopy).parse(gitStatusCommand({}), parser, [&](const GitStatusRecord& record) {
+        if (record.kind == GitStatusRecord::Kind::Header) return;
+        collector.add(record.path, record.status);
+        constexpr std::uint64_t renamed = QRBSourceControlStatusRenamed | QRBSourceControlStatusStagedRenamed;
+        if ((record.status & renamed) != 0) collector.add(record.originalPath, QRBSourceControlStatusMovedAway);
+      });
+  if (!outcome) return errorFor(outcome, workingCopy);
+  statuses = collector.take();
+  return {};
+}
+
+qrb::Error GitPlugIn::remoteStatusOf(const QRBSourceControlWorkingCopyPtr& workingCopy,
+                                     QRBSourceControlPathStatusesPtr& statuses) {
+  GitStatusCollector collector;
+  GitNameStatusParser parser;
+  const GitOutcome outcome = toolFor(workingCopy).parse(gitRemoteStatusCommand(), parser, [&](const GitChange& change) {
+    collector.add(change.path, gitRemoteChangeStatus(change.letter));
+    if (change.letter == 'R') collector.add(change.originalPath, gitRemoteChangeStatus('D'));
+  });
+  // Nothing can come in where there is nothing to come from, or nothing yet to compare it with.
+  const bool hasNothingIncoming = outcome.failedWith(GitFailureKind::NoUpstream) ||
+                                  outcome.failedWith(GitFailureKind::UnbornHead) ||
+                                  outcome.failedWith(GitFailureKind::NoCommonAncestor);
+  if (!outcome && !hasNothingIncoming) return errorFor(outcome, workingCopy);
+  statuses = collector.take();
+  return {};
+}

@@ -1,0 +1,89 @@
+#include "GitHistoryReader.h"
+#include "GitPlugIn.h"
+#include "QRBSourceControlBranch.h"
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlHistoryTypes.h"
+#include "QRBSourceControlRevision.h"
+#include "QRBSourceControlTag.h"
+#include "QRBSourceControlWorkingCopy.h"
+
+namespace {
+
+/// As the commands take revisions; empty for none, and for work not committed yet, which no history holds.
+std::string revisionName(const QRBSourceControlRevisionPtr& revision) {
+  return revision ? revision->identifier().str() : std::string();
+}
+
+/// A branch or tag by its full name, which nothing else can be mistaken for.
+std::string locationName(const QRBSourceControlRevisionLocationPtr& location) {
+  if (!location) return {};
+  if (location->revision()) return revisionName(location->revision());
+  if (const auto* const tag = dynamic_cast<const QRBSourceControlTag*>(location.get())) {
+    return "refs/tags/" + tag->name().str();
+  }
+  const auto* const branch = dynamic_cast<const QRBSourceControlBranch*>(location.get());
+  if (branch == nullptr) return {};
+  if (!branch->isRemoteBranch()) return "refs/heads/" + branch->name().str();
+  return branch->remoteName() ? "refs/remotes/" + branch->remoteName().str() + "/" + branch->name().str()
+                              : "refs/remotes/" + branch->name().str();
+}
+
+}  // namespace
+
+void GitPlugIn::historyOfFile(const qrb::String& file, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                              const QRBSourceControlRevisionLocationPtr& fromRevisionLocation,
+                              const QRBSourceControlRevisionPtr& toRevision, std::uint64_t inclusionType,
+                              std::int64_t maximumLogItems, const qrb::String& searchString, std::uint64_t searchType,
+                              const qrb::String& progressIdentifier, Completion<LogItems> completionBlock) {
+  // Without a file the same command would print everything.
+  if (file.empty()) {
+    completionBlock({}, QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::pathNotFound, file, {}));
+    return;
+  }
+  history({locationName(fromRevisionLocation), revisionName(toRevision), inclusionType, maximumLogItems,
+           searchString.str(), searchType, file.str()},
+          inWorkingCopy, progressIdentifier, completionBlock);
+}
+
+void GitPlugIn::historyOfWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
+                                     const QRBSourceControlRevisionPtr& fromRevision,
+                                     const QRBSourceControlRevisionPtr& toRevision, std::uint64_t inclusionType,
+                                     std::int64_t maximumLogItems, const qrb::String& searchString,
+                                     std::uint64_t searchType, const qrb::String& progressIdentifier,
+                                     Completion<LogItems> completionBlock) {
+  history({revisionName(fromRevision),
+           revisionName(toRevision),
+           inclusionType,
+           maximumLogItems,
+           searchString.str(),
+           searchType,
+           {}},
+          workingCopy, progressIdentifier, completionBlock);
+}
+
+void GitPlugIn::history(const GitHistoryRequest& request, const QRBSourceControlWorkingCopyPtr& workingCopy,
+                        const qrb::String& progressIdentifier, const Completion<LogItems>& completionBlock) {
+  const GitHistoryCommand command = gitHistoryCommand(request);
+  GitHistoryReader::OnBatch onBatch;
+  if (progressIdentifier) {
+    onBatch = [&](const LogItems& batch, double fraction) {
+      _lastProgressValueSent = fraction;
+      host().incrementalLogStatus(batch, fraction, progressIdentifier);
+    };
+  }
+  GitHistoryReader reader(request, command.filterAfterwards, workingCopy, std::move(onBatch));
+  GitOutcome outcome = toolFor(workingCopy).run(command, [&](std::string_view bytes) { return reader.feed(bytes); });
+  if (outcome && (reader.error() || !reader.finish())) {
+    outcome = GitOutcome::unreadable(reader.error()->what, reader.error()->offset);
+  }
+  const bool searchesRevision =
+      !request.searchString.empty() && request.searchType == QRBSourceControlHistorySearchRevision;
+  // A repository without commits has a history of none, and a search that finds nothing is no failure.
+  const bool isEmpty = outcome.failedWith(GitFailureKind::UnbornHead) ||
+                       (searchesRevision && outcome.failedWith(GitFailureKind::UnknownRevision));
+  if (!outcome && !isEmpty) {
+    completionBlock({}, errorFor(outcome, workingCopy));
+    return;
+  }
+  completionBlock(reader.items(), {});
+}

@@ -1,0 +1,115 @@
+#include "GitTool.h"
+
+#include <unistd.h>
+
+#include <span>
+
+namespace {
+
+using qrb::ToolCommand;
+using qrb::ToolResult;
+
+/// Git takes its environment whole, since what it inherits is chosen by rules and not by a list of names.
+void setEnvironment(ToolCommand& tool, const GitCommand& command) {
+  std::size_t count = 0;
+  while (environ != nullptr && environ[count] != nullptr) ++count;
+  const std::span<const char* const> inherited(environ, count);
+  for (const char* const entry : inherited) {
+    const std::string_view text(entry);
+    tool.unsetEnvironment.emplace_back(text.substr(0, text.find('=')));
+  }
+  for (const std::string& assignment : gitEnvironment(inherited, command.access, command.output)) {
+    const std::size_t end = assignment.find('=');
+    if (end != std::string::npos) tool.environment.emplace_back(assignment.substr(0, end), assignment.substr(end + 1));
+  }
+}
+
+/// The folder above, which ends git's search for a repository.
+std::string ceilingOf(const std::string& folder) {
+  const std::size_t end = folder.find_last_not_of('/');
+  if (end == std::string::npos) return {};
+  const std::size_t slash = folder.find_last_of('/', end);
+  if (slash == std::string::npos) return {};
+  return slash == 0 ? "/" : folder.substr(0, slash);
+}
+
+GitFailure launchFailure(const qrb::LaunchFailure& failure) {
+  switch (failure.step) {
+    case qrb::LaunchFailure::Step::find:
+      return {GitFailureKind::GitMissing, {}, failure.text};
+    case qrb::LaunchFailure::Step::workingDirectory:
+      return {GitFailureKind::NotARepository, {}, failure.text};
+    default:
+      return {GitFailureKind::Other, {}, failure.text};
+  }
+}
+
+GitOutcome outcomeOf(const ToolResult& result) {
+  GitOutcome outcome;
+  outcome.kind = GitOutcome::Kind::Failed;
+  switch (result.outcome) {
+    case ToolResult::Outcome::stopped:
+      outcome.kind = GitOutcome::Kind::Stopped;
+      break;
+    case ToolResult::Outcome::cancelled:
+      outcome.kind = GitOutcome::Kind::Cancelled;
+      break;
+    case ToolResult::Outcome::launchFailed:
+    case ToolResult::Outcome::failedToListen:
+      outcome.failure = launchFailure(result.launchFailure.value_or(qrb::LaunchFailure{}));
+      break;
+    case ToolResult::Outcome::ended:
+      if (result.succeeded()) {
+        outcome.kind = GitOutcome::Kind::Succeeded;
+        break;
+      }
+      if (result.status.kind == qrb::ExitStatus::Kind::exited) outcome.exitCode = result.status.value;
+      outcome.failure = classifyGitFailure(outcome.exitCode, result.errorText);
+      if (outcome.failure.message.empty()) outcome.failure.message = "git ended with " + result.status.description();
+      break;
+  }
+  return outcome;
+}
+
+}  // namespace
+
+GitOutcome GitOutcome::failed(GitFailure failure) {
+  GitOutcome outcome;
+  outcome.kind = Kind::Failed;
+  outcome.failure = std::move(failure);
+  return outcome;
+}
+
+GitOutcome GitOutcome::unreadable(const std::string& what, std::uint64_t offset) {
+  return failed({GitFailureKind::Other,
+                 {},
+                 "What git printed could not be read: " + what + " (byte " + std::to_string(offset) + ")"});
+}
+
+GitTool::GitTool(std::string folder, int hostConnection) : _folder(std::move(folder)) {
+  _runner.setHostConnectionDescriptor(hostConnection);
+}
+
+GitOutcome GitTool::run(const GitCommand& command, const qrb::ToolRunner::Output& onOutput) const {
+  if (!command) return GitOutcome::failed({GitFailureKind::UnknownRevision, {}, command.refusal});
+  if (_folder.empty()) return GitOutcome::failed({GitFailureKind::NotARepository, {}, "not a folder of this machine"});
+  ToolCommand tool;
+  tool.path = "git";
+  tool.arguments = command.arguments;
+  setEnvironment(tool, command);
+  // Later entries win.
+  if (std::string ceiling = ceilingOf(_folder); !ceiling.empty()) {
+    tool.environment.emplace_back("GIT_CEILING_DIRECTORIES", std::move(ceiling));
+  }
+  tool.workingDirectory = _folder;
+  return outcomeOf(_runner.run(tool, onOutput));
+}
+
+GitOutcome GitTool::run(const GitCommand& command, std::string& output) const {
+  GitOutcome outcome = run(command, [&](std::string_view bytes) {
+    output.append(bytes);
+    return true;
+  });
+  if (output.ends_with('\n')) output.pop_back();
+  return outcome;
+}

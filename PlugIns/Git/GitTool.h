@@ -1,0 +1,57 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "GitCommands.h"
+#include "GitFailure.h"
+#include "ToolRunner.h"
+
+/// How a git command ended.
+struct GitOutcome {
+  enum class Kind : unsigned char {
+    Succeeded,
+    /// The reader of the output had enough, which is no failure.
+    Stopped,
+    Failed,
+    /// The host is gone, so nobody waits for an answer.
+    Cancelled,
+  };
+  Kind kind = Kind::Succeeded;
+  /// Of a git that ended by itself.
+  int exitCode = 0;
+  /// Meaningful when failed.
+  GitFailure failure;
+
+  explicit operator bool() const { return kind == Kind::Succeeded || kind == Kind::Stopped; }
+  bool failedWith(GitFailureKind why) const { return kind == Kind::Failed && failure.kind == why; }
+  static GitOutcome failed(GitFailure failure);
+  /// The failure of a reader that met output which is not git's.
+  static GitOutcome unreadable(const std::string& what, std::uint64_t offset);
+};
+
+/// Runs git in one folder, one command at a time, on the calling thread.
+class GitTool {
+ public:
+  /// In the folder itself and never in a repository further up: what is no root of a working copy and no repository is
+  /// told as such. `hostConnection` is as for ToolRunner.
+  GitTool(std::string folder, int hostConnection);
+
+  /// Runs the command; `onOutput` gets its output as it comes.
+  GitOutcome run(const GitCommand& command, const qrb::ToolRunner::Output& onOutput) const;
+  /// Runs a command that prints little, and returns that without the line feed at the end.
+  GitOutcome run(const GitCommand& command, std::string& output) const;
+  /// Runs the command through a parser with feed(bytes, sink), finish() and error().
+  template <class Parser, class Sink>
+  GitOutcome parse(const GitCommand& command, Parser& parser, Sink&& sink) const {
+    GitOutcome outcome = run(command, [&](std::string_view bytes) { return parser.feed(bytes, sink); });
+    if (outcome && (parser.error() || !parser.finish())) {
+      return GitOutcome::unreadable(parser.error()->what, parser.error()->offset);
+    }
+    return outcome;
+  }
+
+ private:
+  const std::string _folder;
+  qrb::ToolRunner _runner;
+};

@@ -1,0 +1,78 @@
+#include "GitWorkingCopyProbe.h"
+
+#include <filesystem>
+#include <fstream>
+#include <string_view>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A file of one line, such as ".git", "HEAD" and "commondir"; a longer file is something else.
+std::optional<std::string> readLine(const fs::path& file) {
+  constexpr std::size_t longest = 8192;
+  std::error_code error;
+  if (!fs::is_regular_file(file, error)) return std::nullopt;
+  std::ifstream stream(file, std::ios::binary);
+  std::string text(longest + 1, '\0');
+  stream.read(text.data(), static_cast<std::streamsize>(text.size()));
+  text.resize(static_cast<std::size_t>(stream.gcount()));
+  if (text.size() > longest) return std::nullopt;
+  while (text.ends_with('\n') || text.ends_with('\r')) text.pop_back();
+  return text;
+}
+
+bool isObjectName(std::string_view text) {
+  return (text.size() == 40 || text.size() == 64) &&
+         text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
+
+/// A branch's name, an object name, or (as old versions made it) a symbolic link to a branch.
+bool hasHead(const fs::path& gitDirectory) {
+  const fs::path head = gitDirectory / "HEAD";
+  std::error_code error;
+  if (const fs::path target = fs::read_symlink(head, error); !error) return target.string().starts_with("refs/");
+  const auto text = readLine(head);
+  return text && (text->starts_with("ref:") || isObjectName(*text));
+}
+
+/// The folder with what all working copies of the repository share; none when this is no repository.
+std::optional<fs::path> commonDirectory(const fs::path& gitDirectory) {
+  fs::path common = gitDirectory;
+  if (const auto relative = readLine(gitDirectory / "commondir"))
+    common = (gitDirectory / *relative).lexically_normal();
+  if (!common.has_filename()) common = common.parent_path();
+  std::error_code error;
+  if (!hasHead(gitDirectory) || !fs::is_directory(common / "objects", error) ||
+      !fs::is_directory(common / "refs", error)) {
+    return std::nullopt;
+  }
+  return common;
+}
+
+/// What ".git" is or, as a file, points to: worktrees and submodules have their repositories elsewhere.
+std::optional<fs::path> gitDirectoryOf(const fs::path& root) {
+  const fs::path entry = root / ".git";
+  std::error_code error;
+  if (fs::is_directory(entry, error)) return entry;
+  constexpr std::string_view label = "gitdir: ";
+  const auto line = readLine(entry);
+  if (!line || !line->starts_with(label)) return std::nullopt;
+  return (root / line->substr(label.size())).lexically_normal();
+}
+
+}  // namespace
+
+std::optional<GitWorkingCopyPlace> gitProbeWorkingCopy(const std::string& path) {
+  fs::path root = fs::path(path).lexically_normal();
+  if (!root.has_filename() && root.has_parent_path()) root = root.parent_path();
+  if (root.filename() == ".git") root = root.parent_path();
+  const auto gitDirectory = gitDirectoryOf(root);
+  if (!gitDirectory) return std::nullopt;
+  const auto common = commonDirectory(*gitDirectory);
+  if (!common) return std::nullopt;
+  if (*common == root / ".git") return GitWorkingCopyPlace{root.string(), root.string()};
+  if (common->filename() == ".git") return GitWorkingCopyPlace{root.string(), common->parent_path().string()};
+  const bool isOnlyWorkingCopy = *common == *gitDirectory;
+  return GitWorkingCopyPlace{root.string(), isOnlyWorkingCopy ? root.string() : common->string()};
+}
