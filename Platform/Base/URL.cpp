@@ -154,11 +154,11 @@ URL URL::appendingPathComponent(std::string_view component, bool isDirectory) co
 URL URL::appendingPathExtension(std::string_view extension) const {
   if (!_text) return {};
   std::string text = _text.str();
-  bool isDirectory = text.size() > pathStart(text) && text.back() == '/';
-  if (isDirectory) text.pop_back();
-  text += '.';
-  text += hasScheme(_text.view()) ? percentEncodedPath(extension) : std::string(extension);
-  if (isDirectory) text += '/';
+  std::size_t start = pathStart(text);
+  std::size_t end = text.size();
+  while (end > start && text[end - 1] == '/') --end;
+  if (end == start) return *this;
+  text.insert(end, "." + (hasScheme(text) ? percentEncodedPath(extension) : std::string(extension)));
   return URL(String(text));
 }
 

@@ -47,7 +47,8 @@ class QRB_EXPORT URL {
 
   /// The URL with one more component, percent-encoded, joined by exactly one "/". A directory's ends in "/".
   URL appendingPathComponent(std::string_view component, bool isDirectory = false) const;
-  /// The URL with "." and the extension added to its last component.
+  /// The URL with "." and the extension added to its last component; the URL itself where the path is empty or the
+  /// root.
   URL appendingPathExtension(std::string_view extension) const;
   /// The URL of the folder that holds it, ending in "/" (or in the ":" of an scp-style address); the URL itself where
   /// the path is empty or the root.
