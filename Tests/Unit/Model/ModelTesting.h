@@ -1,0 +1,58 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Assertion.h"
+#include "KeyedArchiver.h"
+#include "KeyedUnarchiver.h"
+#include "QRBSourceControlSystem.h"
+
+namespace qrb::test {
+
+/// The object after a way through an archive.
+template <class T>
+auto throughArchive(const std::shared_ptr<T>& object) {
+  using Class = std::remove_const_t<T>;
+  return KeyedUnarchiver::unarchivedObject<Class>(KeyedArchiver::archivedData(object));
+}
+
+/// What a system can do, for tests that look at one capability.
+struct Capabilities {
+  bool hasLocalRepository = false;
+  bool supportsMultipleRemoteRepositories = false;
+  bool supportsPathLocation = false;
+  bool repositoryURLIncludesSubpath = false;
+  bool requiresLocationsForBranchesAndTags = false;
+};
+
+inline QRBSourceControlSystemPtr makeSystem(const char* identifier = "test.system", Capabilities can = {}) {
+  return QRBSourceControlSystem::initWithName(
+      "Test", identifier, "1.0", ".test", {}, can.hasLocalRepository, can.supportsMultipleRemoteRepositories,
+      can.supportsPathLocation, can.repositoryURLIncludesSubpath, can.requiresLocationsForBranchesAndTags, 7);
+}
+
+/// Collects assertions instead of aborting, for as long as it lives.
+class AssertionRecorder {
+ public:
+  AssertionRecorder()
+      : _previous(setAssertionHandler([this](std::string_view file, int line, std::string_view message) {
+          files.emplace_back(file);
+          lines.push_back(line);
+          messages.emplace_back(message);
+        })) {}
+  ~AssertionRecorder() { setAssertionHandler(std::move(_previous)); }
+  AssertionRecorder(const AssertionRecorder&) = delete;
+  AssertionRecorder& operator=(const AssertionRecorder&) = delete;
+
+  std::vector<std::string> files;
+  std::vector<int> lines;
+  std::vector<std::string> messages;
+
+ private:
+  AssertionHandler _previous;
+};
+
+}  // namespace qrb::test

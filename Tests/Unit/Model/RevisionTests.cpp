@@ -1,0 +1,99 @@
+#include "QRBSourceControlRevision.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ModelTesting.h"
+
+namespace {
+
+using qrb::detail::QRBSourceControlConceptualRevision;
+using qrb::detail::QRBSourceControlUnversionedRevision;
+using qrb::test::throughArchive;
+using Revision = QRBSourceControlRevision;
+using RevisionPtr = QRBSourceControlRevisionPtr;
+
+const std::vector<std::pair<const char*, RevisionPtr>>& sharedRevisions() {
+  static const std::vector<std::pair<const char*, RevisionPtr>> revisions = {
+      {"HEAD", Revision::sharedHeadRevision()},
+      {"BASE", Revision::sharedBaseRevision()},
+      {"INITIAL", Revision::sharedInitialRevision()},
+      {nullptr, Revision::sharedUnversionedRevision()},
+  };
+  return revisions;
+}
+
+TEST(Revision, IsShownByItsIdentifierUnlessItHasADisplayName) {
+  EXPECT_EQ(Revision::initWithIdentifier("0123abcd")->displayName(), "0123abcd");
+  EXPECT_EQ(Revision::initWithIdentifier("0123abcd", "0123")->displayName(), "0123");
+  EXPECT_EQ(Revision::initWithIdentifier("0123abcd", "")->displayName(), "") << "empty is not absent";
+}
+
+TEST(Revision, ACopyKeepsTheIdentifierAndDropsTheDisplayName) {
+  RevisionPtr revision = Revision::initWithIdentifier("17", "seventeen");
+  auto copied = std::static_pointer_cast<const Revision>(revision->copy());
+  EXPECT_NE(copied, revision);
+  EXPECT_EQ(copied->displayName(), "17");
+  EXPECT_TRUE(copied->isEqual(revision)) << "display names do not count";
+  EXPECT_EQ(copied->hash(), revision->hash());
+}
+
+TEST(Revision, EqualityGoesByClassAndIdentifier) {
+  RevisionPtr plainHead = Revision::initWithIdentifier("HEAD");
+  EXPECT_TRUE(plainHead->isEqual(Revision::initWithIdentifier("HEAD")));
+  EXPECT_FALSE(plainHead->isEqual(Revision::initWithIdentifier("head")));
+  EXPECT_FALSE(plainHead->isEqual(Revision::sharedHeadRevision()));
+  EXPECT_FALSE(Revision::sharedHeadRevision()->isEqual(plainHead));
+  EXPECT_FALSE(Revision::initWithIdentifier({})->isEqual(Revision::sharedUnversionedRevision()));
+  for (const auto& [word, revision] : sharedRevisions()) {
+    for (const auto& [otherWord, other] : sharedRevisions()) {
+      EXPECT_EQ(revision->isEqual(other), word == otherWord);
+    }
+  }
+}
+
+TEST(Revision, SharedRevisionsCopyAndDecodeAsTheOneInstance) {
+  for (const auto& [word, revision] : sharedRevisions()) {
+    EXPECT_EQ(revision->identifier(), qrb::String(word));
+    EXPECT_TRUE(revision->isPlaceholderRevision());
+    EXPECT_EQ(revision->isUnversionedRevision(), word == nullptr);
+    EXPECT_EQ(revision->copy(), revision);
+    EXPECT_EQ(throughArchive(revision), revision);
+  }
+  EXPECT_EQ(Revision::sharedUnversionedRevision()->hash(), 0u);
+  EXPECT_EQ(Revision::sharedUnversionedRevision()->description(), "Uncommitted Revision");
+}
+
+TEST(Revision, OrdinaryRevisionsCrossWithBothTexts) {
+  struct Case {
+    qrb::String identifier;
+    qrb::String displayName;
+  };
+  const Case cases[] = {{"17", "r17"}, {"17", {}}, {"", ""}, {{}, "nameless"}, {"\xff\x00x", "bytes"}};
+  for (const Case& each : cases) {
+    RevisionPtr decoded = throughArchive(Revision::initWithIdentifier(each.identifier, each.displayName));
+    EXPECT_EQ(decoded->identifier(), each.identifier);
+    EXPECT_EQ(decoded->displayName(), each.displayName.valueOr(each.identifier));
+    EXPECT_FALSE(decoded->isPlaceholderRevision());
+  }
+}
+
+TEST(Revision, ASymbolicRevisionOfAnUnknownWordIsRefused) {
+  std::string data = qrb::KeyedArchiver::archivedData(Revision::sharedHeadRevision());
+  std::size_t place = data.find("HEAD");
+  ASSERT_NE(place, std::string::npos);
+  data.replace(place, 4, "HEAX");
+  EXPECT_THROW(qrb::KeyedUnarchiver::unarchivedObject<Revision>(data), qrb::ArchiveError);
+}
+
+TEST(Revision, MakingASecondSharedInstanceAssertsAndGivesNothing) {
+  qrb::test::AssertionRecorder assertions;
+  EXPECT_EQ(QRBSourceControlUnversionedRevision::init(), nullptr);
+  EXPECT_EQ(QRBSourceControlConceptualRevision::init(), nullptr);
+  EXPECT_THAT(assertions.files, testing::Each("Framework/QRBSourceControlRevision"));
+  EXPECT_THAT(assertions.messages,
+              testing::ElementsAre("Don't call init, this is a singleton, get the shared instance",
+                                   "Don't call init, this is a singleton, get the shared instance"));
+}
+
+}  // namespace

@@ -1,0 +1,164 @@
+#include "QRBSourceControlWorkingCopy.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "ModelTesting.h"
+#include "QRBSourceControlBranch.h"
+#include "QRBSourceControlBranchAndTagLocations.h"
+#include "QRBSourceControlPathLocation.h"
+#include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlStatusValues.h"
+
+namespace {
+
+using qrb::test::makeSystem;
+using qrb::test::throughArchive;
+using WorkingCopy = QRBSourceControlWorkingCopy;
+using WorkingCopyPtr = QRBSourceControlWorkingCopyPtr;
+using Statuses = QRBSourceControlPathStatuses;
+
+const qrb::URL kFolder("file:///work/copy/");
+
+QRBSourceControlRepositoryPtr repository(qrb::String identifier = "r",
+                                         QRBSourceControlSystemPtr system = makeSystem()) {
+  return QRBSourceControlRepository::initWithURL(qrb::URL("https://host/r"), std::move(identifier), std::move(system));
+}
+
+QRBSourceControlPathStatusesPtr report(Statuses statuses) {
+  return std::make_shared<const Statuses>(std::move(statuses));
+}
+
+TEST(WorkingCopy, IsMadeOnlyOfAFileURLAndARepositoryThatCanBeIdentified) {
+  struct Case {
+    const char* what;
+    qrb::URL url;
+    QRBSourceControlRepositoryPtr repository;
+    bool identified;
+    bool unidentifiable;
+  };
+  const Case cases[] = {
+      {"a folder", kFolder, repository(), true, true},
+      {"no identifier", kFolder, repository({}), false, true},
+      {"no repository", kFolder, nullptr, false, false},
+      {"a network address", qrb::URL("https://host/work/"), repository(), false, false},
+      {"an scp-style address", qrb::URL("ann@host:work"), repository(), false, false},
+      {"no URL", {}, repository(), false, false},
+  };
+  for (const Case& each : cases) {
+    EXPECT_EQ(WorkingCopy::initWithFileURL(each.url, each.repository) != nullptr, each.identified) << each.what;
+    EXPECT_EQ(WorkingCopy::initWithFileURL(each.url, each.repository, nullptr, nullptr) != nullptr, each.identified)
+        << each.what;
+    EXPECT_EQ(WorkingCopy::initWithFileURLUnidentifiableRepository(each.url, each.repository) != nullptr,
+              each.unidentifiable)
+        << each.what;
+    WorkingCopyPtr upgradable = WorkingCopy::initWithUpgradableFileURL(each.url, each.repository);
+    ASSERT_EQ(upgradable != nullptr, each.unidentifiable) << each.what;
+    if (upgradable != nullptr) {
+      EXPECT_TRUE(upgradable->needsUpgrade());
+    }
+  }
+}
+
+TEST(WorkingCopy, HasALayoutOnlyWhereTheSystemNeedsOne) {
+  EXPECT_EQ(WorkingCopy::initWithFileURL(kFolder, repository())->branchAndTagLocations(), nullptr);
+  auto system = makeSystem("test.folders", {.requiresLocationsForBranchesAndTags = true});
+  WorkingCopyPtr workingCopy = WorkingCopy::initWithFileURL(kFolder, repository("r", system));
+  ASSERT_NE(workingCopy->branchAndTagLocations(), nullptr);
+  EXPECT_FALSE(workingCopy->branchAndTagLocations()->isCompleteForBranches());
+  auto layout = QRBSourceControlBranchAndTagLocations::locationsWithStandardLayout();
+  auto branch = QRBSourceControlBranch::initWithBranchName("main", true);
+  WorkingCopyPtr given = WorkingCopy::initWithFileURL(kFolder, repository("r", system), branch, layout);
+  EXPECT_EQ(given->branchAndTagLocations(), layout);
+  EXPECT_EQ(given->cachedCurrentLocation(), branch);
+}
+
+TEST(WorkingCopy, EqualityGoesByFolderAndSystem) {
+  WorkingCopyPtr workingCopy = WorkingCopy::initWithFileURL(kFolder, repository());
+  WorkingCopyPtr otherRepository = WorkingCopy::initWithFileURL(kFolder, repository("another"));
+  EXPECT_TRUE(workingCopy->isEqual(otherRepository));
+  EXPECT_EQ(workingCopy->hash(), otherRepository->hash());
+  EXPECT_NE(workingCopy->_id(), otherRepository->_id());
+  EXPECT_FALSE(workingCopy->isEqual(WorkingCopy::initWithFileURL(qrb::URL("file:///work/other/"), repository())));
+  EXPECT_FALSE(workingCopy->isEqual(WorkingCopy::initWithFileURL(kFolder, repository("r", makeSystem("other")))));
+}
+
+TEST(WorkingCopy, CrossesAnArchiveButForItsState) {
+  auto system = makeSystem("test.folders", {.requiresLocationsForBranchesAndTags = true});
+  auto layout = QRBSourceControlBranchAndTagLocations::locationsWithStandardLayout();
+  WorkingCopyPtr workingCopy = WorkingCopy::initWithUpgradableFileURL(kFolder, repository("r", system));
+  workingCopy->setBranchAndTagLocations(layout);
+  workingCopy->setState(3);
+  workingCopy->updateCachedStatus(report({{"a", 1}}), nullptr);
+  WorkingCopyPtr decoded = throughArchive(workingCopy);
+  EXPECT_TRUE(decoded->isEqual(workingCopy));
+  EXPECT_EQ(decoded->_id(), workingCopy->_id());
+  EXPECT_EQ(decoded->repository()->identifier(), "r");
+  EXPECT_EQ(decoded->branchAndTagLocations()->relativeTagsLocation()->relativePath(), "tags");
+  EXPECT_TRUE(decoded->needsUpgrade());
+  EXPECT_EQ(decoded->state(), 0u);
+  EXPECT_TRUE(decoded->cachedPathsWithStatus().empty());
+}
+
+TEST(WorkingCopy, KeepsTheClassOfItsRepositoryInAnArchive) {
+  auto remote = QRBSourceControlRemoteRepository::initUnsavedWithURL(qrb::URL("https://host/r"), "r", makeSystem());
+  WorkingCopyPtr decoded = throughArchive(WorkingCopy::initWithFileURL(kFolder, remote));
+  EXPECT_EQ(decoded->repository()->className(), "QRBSourceControlRemoteRepository");
+}
+
+TEST(WorkingCopy, AReportReplacesTheOneBeforeAndOneThatDoesNotComeChangesNothing) {
+  WorkingCopyPtr workingCopy = WorkingCopy::initWithFileURL(kFolder, repository());
+  EXPECT_EQ(workingCopy->cachedSourceControlLocalStatusForFile("a"), 0u);
+  workingCopy->updateCachedStatus(report({{"a", 1}, {"b\xff", std::uint64_t{1} << 56}, {"zero", 0}}),
+                                  report({{"a", 4}, {"r", 2}}));
+  EXPECT_EQ(workingCopy->cachedSourceControlLocalStatusForFile("a"), 1u);
+  EXPECT_EQ(workingCopy->cachedSourceControlRemoteStatusForFile("a"), 4u);
+  EXPECT_EQ(workingCopy->cachedSourceControlLocalStatusForFile("b\xff"), std::uint64_t{1} << 56);
+  EXPECT_EQ(workingCopy->cachedSourceControlLocalStatusForFile("unknown"), 0u);
+  EXPECT_EQ(workingCopy->cachedSourceControlLocalStatusForFile({}), 0u);
+  EXPECT_THAT(workingCopy->cachedPathsWithStatus(),
+              testing::ElementsAre(qrb::String("a"), qrb::String("b\xff"), qrb::String("r"), qrb::String("zero")));
+  workingCopy->updateCachedStatus(report({{"c", 1}}), nullptr);
+  EXPECT_THAT(workingCopy->cachedPathsWithLocalStatus(), testing::ElementsAre(qrb::String("c")));
+  EXPECT_THAT(workingCopy->cachedPathsWithRemoteStatus(), testing::ElementsAre(qrb::String("a"), qrb::String("r")));
+  workingCopy->updateCachedStatus(report({}), nullptr);
+  EXPECT_TRUE(workingCopy->cachedPathsWithLocalStatus().empty());
+  EXPECT_EQ(workingCopy->cachedSourceControlRemoteStatusForFile("r"), 2u);
+}
+
+TEST(WorkingCopy, ReadersSeeOneReportOrTheOther) {
+  WorkingCopyPtr workingCopy = WorkingCopy::initWithFileURL(kFolder, repository());
+  const QRBSourceControlPathStatusesPtr reports[] = {report({{"a", 1}, {"b", 1}}), report({{"c", 2}, {"d", 2}})};
+  std::atomic<bool> done{false};
+  std::thread writer([&] {
+    for (int i = 0; i < 2000; ++i) workingCopy->updateCachedStatus(reports[i % 2], nullptr);
+    done = true;
+  });
+  bool mixed = false;
+  while (!done) {
+    std::set<qrb::String> paths = workingCopy->cachedPathsWithLocalStatus();
+    mixed = mixed || (!paths.empty() && paths.size() != 2) || (paths.count("a") != paths.count("b"));
+    mixed = mixed || workingCopy->cachedSourceControlLocalStatusForFile("a") > 1;
+  }
+  writer.join();
+  EXPECT_FALSE(mixed);
+}
+
+TEST(WorkingCopy, DescribesItselfWithItsRepository) {
+  auto owner = repository();
+  WorkingCopyPtr workingCopy = WorkingCopy::initWithFileURL(kFolder, owner);
+  EXPECT_EQ(workingCopy->description(), "WorkingCopy:file:///work/copy/ Repository:" + owner->description());
+  EXPECT_EQ(workingCopy->displayName(), "copy");
+}
+
+TEST(WorkingCopy, TheUpdatesThatDoNothingReturnNoRequestAndNeverAnswer) {
+  WorkingCopyPtr workingCopy = WorkingCopy::initWithFileURL(kFolder, repository());
+  auto answer = [](const qrb::Error&) { ADD_FAILURE() << "it answered"; };
+  EXPECT_EQ(workingCopy->fastUpdateWorkingCopyFromRepository(nullptr, nullptr, {}, answer), nullptr);
+  EXPECT_EQ(workingCopy->updateWorkingCopyFromRepository(nullptr, nullptr, {}, {}, answer), nullptr);
+}
+
+}  // namespace
