@@ -52,7 +52,13 @@ struct Group {
 
 class Reaper : public testing::Test {
  protected:
-  void TearDown() override { EXPECT_TRUE(reaper.drain(aLongTime)); }
+  // Orphans come to this program, so that what the tests see of a group does not depend on how soon, or whether, the
+  // system's first process reaps them.
+  void SetUp() override { ::prctl(PR_SET_CHILD_SUBREAPER, 1); }
+  void TearDown() override {
+    EXPECT_TRUE(reaper.drain(aLongTime));
+    ::prctl(PR_SET_CHILD_SUBREAPER, 0);
+  }
   ProcessReaper& reaper = ProcessReaper::shared();
 };
 
@@ -130,13 +136,19 @@ TEST_F(Reaper, AnUnwantedHandleEndsItsProcess) {
 }
 
 TEST_F(Reaper, AProgramThatAdoptsOrphansGetsNoZombies) {
-  ::prctl(PR_SET_CHILD_SUBREAPER, 1);
   Group group(cleaningTool);
   EXPECT_EQ(group.line(), "ready");
   reaper.adopt(std::move(*group.process), Policy::forced, {}, atOnce);
   EXPECT_TRUE(reaper.drain(aLongTime));
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+}
+
+TEST_F(Reaper, AnOrdinaryProgramNeedNotAdoptOrphansForTheirEnd) {
   ::prctl(PR_SET_CHILD_SUBREAPER, 0);
+  Group group(stubbornFamily);
+  EXPECT_EQ(group.line(), "ready");
+  reaper.adopt(std::move(*group.process), Policy::forced, {}, atOnce);
+  EXPECT_EQ(group.line(), "") << "all of them are gone";
 }
 
 TEST_F(Reaper, WorksInAProgramThatIgnoresSIGCHLD) {
