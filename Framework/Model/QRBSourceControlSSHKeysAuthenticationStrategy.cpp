@@ -21,7 +21,7 @@ namespace {
 // Writes both files, or leaves none; answers the private one.
 qrb::URL writeKeyPair(const qrb::String& publicKeyData, const qrb::String& privateKeyData, const qrb::URL& folder) {
   qrb::String parent = folder.path();
-  if (!parent || !publicKeyData || !privateKeyData) return {};
+  if (!folder.isFileURL() || parent.empty() || !publicKeyData || !privateKeyData) return {};
   std::string directory = qrb::appendingPathComponent(parent.view(), qrb::makeUUIDString());
   if (!qrb::makePrivateDirectory(directory)) return {};
   std::string privateKey = directory + "/id_rsa";

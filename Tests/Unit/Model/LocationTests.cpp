@@ -1,0 +1,346 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <nlohmann/json.hpp>
+
+#include "ArchiveError.h"
+#include "KeyedArchiver.h"
+#include "KeyedUnarchiver.h"
+#include "ModelTesting.h"
+#include "QRBSourceControlBranch.h"
+#include "QRBSourceControlBranchAndTagLocations.h"
+#include "QRBSourceControlLockedRevisionLocation.h"
+#include "QRBSourceControlPathLocation.h"
+#include "QRBSourceControlRevision.h"
+#include "QRBSourceControlTag.h"
+#include "ValuePrinters.h"
+
+namespace {
+
+using Branch = QRBSourceControlBranch;
+using Layout = QRBSourceControlBranchAndTagLocations;
+using Location = QRBSourceControlRevisionLocation;
+using Locked = QRBSourceControlLockedRevisionLocation;
+using Path = QRBSourceControlPathLocation;
+using Tag = QRBSourceControlTag;
+using LocationPtr = QRBSourceControlRevisionLocationPtr;
+using qrb::Dictionary;
+using qrb::String;
+using qrb::test::throughArchive;
+
+constexpr const char* kRevisionKey = "QRBSourceControlLocationRevisionKey";
+
+QRBSourceControlRevisionPtr revision(const char* identifier) {
+  return QRBSourceControlRevision::initWithIdentifier(identifier);
+}
+
+// One location of each class, pinned to a revision.
+std::vector<LocationPtr> pinnedLocations() {
+  auto r7 = revision("r7");
+  return {
+      Location::initWithRevision(r7),
+      Locked::initWithRevision(r7),
+      Branch::initWithBranchNameRemoteName("feature/x", true, "origin")->locationWithRevision(r7),
+      Tag::initWithNewTagName("v1")->locationWithRevision(r7),
+      Path::initWithRelativePath("a%20b/c/")->locationWithRevision(r7),
+  };
+}
+
+TEST(Locations, NeedAName) {
+  for (String absent : {String(), String("")}) {
+    EXPECT_EQ(Branch::initWithBranchName(absent, true), nullptr);
+    EXPECT_EQ(Branch::initWithBranchNameRemoteName(absent, true, "origin"), nullptr);
+    EXPECT_EQ(Branch::initWithNewBranchName(absent), nullptr);
+    EXPECT_EQ(Branch::initWithNewBranchName(absent, "origin"), nullptr);
+    EXPECT_EQ(Tag::initWithTagName(absent), nullptr);
+    EXPECT_EQ(Tag::initWithNewTagName(absent), nullptr);
+    EXPECT_EQ(Path::initWithRelativePath(absent), nullptr);
+  }
+}
+
+TEST(Locations, SurviveTheArchiveWithRevisionAndOptions) {
+  std::vector<LocationPtr> locations = pinnedLocations();
+  locations.push_back(Location::initWithRevision(nullptr));
+  for (const LocationPtr& location : locations) {
+    SCOPED_TRACE(location->description());
+    auto back = throughArchive(location);
+    ASSERT_NE(back, nullptr);
+    EXPECT_EQ(back->className(), location->className());
+    EXPECT_EQ(back->description(), location->description());
+    EXPECT_EQ(back->isEqual(location), location->revision() != nullptr || location->displayName() != "");
+    // Every field that a dictionary shows, too.
+    EXPECT_EQ(back->dictionaryRepresentationWithOptions(48), location->dictionaryRepresentationWithOptions(48));
+  }
+}
+
+TEST(Locations, AreRefusedInAnArchiveWhereAnotherClassIsAsked) {
+  std::string tag = qrb::KeyedArchiver::archivedData(Tag::initWithTagName("v1"));
+  EXPECT_THROW(qrb::KeyedUnarchiver::unarchivedObject<Branch>(tag), qrb::ArchiveError);
+  EXPECT_NE(qrb::KeyedUnarchiver::unarchivedObject<Location>(tag), nullptr);
+}
+
+TEST(Locations, KeepTheNameOfTheRemoteInTheArchive) {
+  auto branch = Branch::initWithBranchNameRemoteName("x", false, "origin");
+  auto back = throughArchive(branch);
+  EXPECT_EQ(back->remoteName(), "origin");
+  EXPECT_TRUE(back->isEqual(branch));
+}
+
+TEST(Locations, CopyAsWhatTheyAre) {
+  for (const LocationPtr& location : pinnedLocations()) {
+    auto copy = location->copy();
+    EXPECT_NE(copy.get(), location.get());
+    EXPECT_TRUE(copy->isEqual(location)) << location->description();
+    EXPECT_EQ(copy->description(), location->description());
+  }
+}
+
+TEST(Locations, AreEqualByTheirOwnRules) {
+  auto r1 = revision("1"), r2 = revision("2");
+  auto plain = Branch::initWithBranchName("x", false);
+  struct Case {
+    const char* what;
+    LocationPtr a, b;
+    bool equal, similar;
+  };
+  const Case cases[] = {
+      {"revisions", Location::initWithRevision(r1), Location::initWithRevision(revision("1")), true, true},
+      {"other revisions", Location::initWithRevision(r1), Location::initWithRevision(r2), false, false},
+      {"no revisions", Location::initWithRevision(nullptr), Location::initWithRevision(nullptr), false, false},
+      {"revision against none", Location::initWithRevision(r1), Location::initWithRevision(nullptr), false, false},
+      {"plain and locked", Location::initWithRevision(r1), Locked::initWithRevision(r1), false, false},
+      {"branches", plain, Branch::initWithBranchName("x", false), true, true},
+      {"branches at revisions", plain->locationWithRevision(r1), plain->locationWithRevision(r2), true, true},
+      {"other names", plain, Branch::initWithBranchName("y", false), false, false},
+      {"primary", plain, Branch::initWithBranchName("x", true), false, true},
+      {"remote", plain, Branch::initWithBranchName("x", false, true), false, true},
+      {"new", plain, Branch::initWithNewBranchName("x"), false, true},
+      {"other remotes", Branch::initWithBranchNameRemoteName("x", false, "a"),
+       Branch::initWithBranchNameRemoteName("x", false, "b"), false, true},
+      {"branch and tag", plain, Tag::initWithTagName("x"), false, false},
+      {"tags", Tag::initWithTagName("x"), Tag::initWithNewTagName("x"), true, true},
+      {"roots", Path::initWithDictionary({{"QRBSourceControlPathIdentifierKey", ""}}), Path::rootPathLocation(), true,
+       true},
+      {"paths", Path::initWithRelativePath("a"), Path::initWithRelativePath("a"), true, true},
+      {"directory and file", Path::initWithRelativePath("a/"), Path::initWithRelativePath("a"), false, false},
+  };
+  for (const Case& each : cases) {
+    SCOPED_TRACE(each.what);
+    EXPECT_EQ(each.a->isEqual(each.b), each.equal);
+    EXPECT_EQ(each.b->isEqual(each.a), each.equal);
+    EXPECT_EQ(each.a->isSimilar(each.b), each.similar);
+    EXPECT_FALSE(each.a->isSimilar(nullptr));
+    if (each.equal) {
+      EXPECT_EQ(each.a->hash(), each.b->hash());
+    }
+  }
+  EXPECT_EQ(Path::rootPathLocation()->hash(), 0u);
+}
+
+TEST(Locations, DescribeThemselvesForLogs) {
+  std::vector<std::string> descriptions;
+  for (const LocationPtr& location : pinnedLocations()) {
+    descriptions.push_back(location->description());
+    descriptions.push_back(location->locationWithRevision(nullptr)->description());
+  }
+  EXPECT_THAT(descriptions,
+              testing::ElementsAre("Unspecified Location (@r7)", "Unspecified Location", "Forced Revision: r7",
+                                   "Forced Revision: (null)", "Branch: feature/x (@r7)", "Branch: feature/x",
+                                   "Tag: v1 (@r7)", "Tag: v1", "Path: a b/c/ (@r7)", "Path: a b/c/"));
+  EXPECT_EQ(Layout::locationsWithPrimaryBranchPath("trunk", "", "tags")->description(),
+            "Trunk: Path: trunk\nBranches: (null)\nTags: Path: tags");
+}
+
+TEST(BranchOptions, FollowFromTheInitialiser) {
+  EXPECT_EQ(Branch::initWithBranchName("x", false)->options(), 0u);
+  EXPECT_EQ(Branch::initWithBranchName("x", true, true)->options(), 5u);
+  EXPECT_EQ(Branch::initWithBranchNameRemoteName("x", true, nullptr)->options(), 1u);
+  EXPECT_EQ(Branch::initWithBranchNameRemoteName("x", false, "origin")->options(), 4u);
+  EXPECT_EQ(Branch::initWithNewBranchName("x")->options(), 2u);
+  EXPECT_EQ(Branch::initWithNewBranchName("x", "origin")->options(), 6u);
+  EXPECT_EQ(Tag::initWithNewTagName("x")->options(), 2u);
+}
+
+TEST(LocationDictionaries, HoldWhatTheOptionsAskFor) {
+  auto r7 = revision("r7");
+  struct Case {
+    LocationPtr location;
+    std::uint64_t options;
+    Dictionary expected;
+  };
+  LocationPtr branch = Branch::initWithBranchName("x", true)->locationWithRevision(r7);
+  LocationPtr tag = Tag::initWithNewTagName("v1")->locationWithRevision(r7);
+  const Case cases[] = {
+      {Location::initWithRevision(r7), 16, Dictionary::object()},
+      {Location::initWithRevision(r7), 32, {{kRevisionKey, "r7"}}},
+      {Location::initWithRevision(nullptr), 32, Dictionary::object()},
+      {Location::initWithRevision(QRBSourceControlRevision::sharedUnversionedRevision()), 32, Dictionary::object()},
+      {Locked::initWithRevision(r7), 0, {{kRevisionKey, "r7"}}},
+      {branch, 0, Dictionary::object()},
+      {branch, 16, {{"QRBSourceControlBranchIdentifierKey", "x"}, {"QRBSourceControlBranchOptionsKey", 1}}},
+      {branch, 32, {{kRevisionKey, "r7"}}},
+      // A tag's own options are not what is stored.
+      {tag, 16, {{"QRBSourceControlTagIdentifierKey", "v1"}, {"QRBSourceControlTagOptionsKey", 16}}},
+      {tag,
+       112,
+       {{"QRBSourceControlTagIdentifierKey", "v1"}, {"QRBSourceControlTagOptionsKey", 112}, {kRevisionKey, "r7"}}},
+      {Path::initWithRelativePath("a%20b/"), 16, {{"QRBSourceControlPathIdentifierKey", "a%20b/"}}},
+  };
+  for (const Case& each : cases) {
+    EXPECT_EQ(each.location->dictionaryRepresentationWithOptions(each.options), each.expected)
+        << each.location->description() << " " << each.options;
+  }
+}
+
+TEST(LocationDictionaries, ComeBackAsTheLocationsTheyWereMadeOf) {
+  const std::function<LocationPtr(const Dictionary&)> readers[] = {
+      Location::initWithDictionary, Locked::initWithDictionary, Branch::initWithDictionary, Tag::initWithDictionary,
+      Path::initWithDictionary};
+  auto reader = std::begin(readers);
+  for (const LocationPtr& location : pinnedLocations()) {
+    LocationPtr back = (*reader++)(location->dictionaryRepresentationWithOptions(48));
+    ASSERT_NE(back, nullptr);
+    EXPECT_EQ(back->className(), location->className());
+    EXPECT_EQ(back->description(), location->description());
+  }
+}
+
+TEST(LocationDictionaries, OfAnyContentAreReadWithoutFailing) {
+  const Dictionary odd[] = {nullptr,
+                            7,
+                            "text",
+                            Dictionary::array({1}),
+                            Dictionary::object(),
+                            {{"QRBSourceControlBranchIdentifierKey", 3},
+                             {"QRBSourceControlTagIdentifierKey", nullptr},
+                             {"QRBSourceControlPathIdentifierKey", Dictionary::array()},
+                             {kRevisionKey, 12}}};
+  for (const Dictionary& dictionary : odd) {
+    SCOPED_TRACE(dictionary.dump());
+    EXPECT_EQ(Branch::initWithDictionary(dictionary), nullptr);
+    EXPECT_EQ(Tag::initWithDictionary(dictionary), nullptr);
+    EXPECT_EQ(Path::initWithDictionary(dictionary), nullptr);
+    EXPECT_EQ(Location::initWithDictionary(dictionary)->revision(), nullptr);
+  }
+  auto branch = Branch::initWithDictionary(
+      {{"QRBSourceControlBranchIdentifierKey", "x"}, {"QRBSourceControlBranchOptionsKey", "6"}});
+  ASSERT_NE(branch, nullptr);
+  EXPECT_EQ(branch->options(), 0u);
+}
+
+struct PathCase {
+  const char *path, *parent;
+  bool isDirectory;
+};
+
+TEST(PathLocations, KnowTheirParents) {
+  const PathCase cases[] = {{"a/b/c", "a/b", false}, {"a/b/", "a", true}, {"a", "/", false},
+                            {"/a", "/", false},      {"/", "/", true},    {"/a/b", "/a", false}};
+  for (const PathCase& each : cases) {
+    auto location = Path::initWithRelativePath(each.path);
+    EXPECT_EQ(location->isDirectory(), each.isDirectory) << each.path;
+    EXPECT_EQ(location->parentPathLocation()->relativePath(), each.parent) << each.path;
+  }
+  EXPECT_EQ(Path::initWithRelativePath("a")->parentPathLocation(), Path::rootPathLocation());
+}
+
+TEST(PathLocations, AreExtendedByOneSlashAndStayDirectories) {
+  struct Case {
+    const char *path, *appended, *expected;
+  };
+  const Case cases[] = {{"a", "b", "a/b"},      {"a/", "b/", "a/b/"}, {"/", "b", "/b"},
+                        {"/", "b/c/", "/b/c/"}, {"a", "/b", "a/b"},   {"a", "", "a"}};
+  for (const Case& each : cases) {
+    EXPECT_EQ(Path::initWithRelativePath(each.path)->pathLocationByAppendingPath(each.appended)->relativePath(),
+              each.expected);
+  }
+}
+
+TEST(Layouts, NameTheBranchAtAPath) {
+  struct Case {
+    const char* path;
+    String name;
+    bool primary;
+  };
+  const Case cases[] = {
+      {"branches/feature/x", "feature/x", false},
+      {"trunk", "trunk", true},
+      {"branches", {}, false},
+      {"branches/", {}, false},
+      {"branchesX/foo", "/foo", false},
+      {"tags/v1", {}, false},
+      {"trunk/sub", {}, false},
+      {"/", {}, false},
+  };
+  auto standard = Layout::locationsWithStandardLayout();
+  for (const Case& each : cases) {
+    SCOPED_TRACE(each.path);
+    auto branch = Branch::initWithBranchPathLocation(Path::initWithRelativePath(each.path), standard, true);
+    ASSERT_EQ(branch != nullptr, each.name.has_value());
+    if (branch == nullptr) continue;
+    EXPECT_EQ(branch->name(), each.name);
+    EXPECT_EQ(branch->isPrimaryBranch(), each.primary);
+    EXPECT_TRUE(branch->isRemoteBranch());
+  }
+}
+
+TEST(Layouts, NameTheTagAtAPath) {
+  auto tagAt = [](const char* path, const QRBSourceControlBranchAndTagLocationsPtr& layout) {
+    auto tag = Tag::initWithTagPathLocation(Path::initWithRelativePath(path), layout);
+    return tag == nullptr ? String() : tag->name();
+  };
+  auto standard = Layout::locationsWithStandardLayout();
+  EXPECT_EQ(tagAt("tags/v1/rc", standard), "v1/rc");
+  EXPECT_EQ(tagAt("tagsX/v1", standard), "/v1");
+  EXPECT_EQ(tagAt("tags", standard), String());
+  EXPECT_EQ(tagAt("branches/x", standard), String());
+  EXPECT_EQ(tagAt("tags/v1", Layout::locationsWithPrimaryBranchPath("trunk", "branches", "")), String());
+  EXPECT_EQ(tagAt("tags/v1", nullptr), String());
+}
+
+TEST(Layouts, ThatAreIncompleteNameNoBranch) {
+  auto path = Path::initWithRelativePath("branches/x");
+  EXPECT_EQ(Branch::initWithBranchPathLocation(path, nullptr, false), nullptr);
+  EXPECT_EQ(Branch::initWithBranchPathLocation(nullptr, Layout::locationsWithStandardLayout(), false), nullptr);
+  for (auto layout : {Layout::locationsWithPrimaryBranchPath("", "branches", "tags"),
+                      Layout::locationsWithPrimaryBranchPath("trunk", nullptr, "tags")}) {
+    EXPECT_EQ(Branch::initWithBranchPathLocation(path, layout, false), nullptr);
+    EXPECT_FALSE(layout->isCompleteForBranches());
+    EXPECT_TRUE(layout->isCompleteForTags());
+  }
+}
+
+TEST(Layouts, PlaceBranchesAndTags) {
+  auto standard = Layout::locationsWithStandardLayout();
+  auto none = Layout::locationsWithPrimaryBranchPath("", "", "");
+  auto pathOf = [](const QRBSourceControlPathLocationPtr& location) {
+    return location == nullptr ? String() : location->relativePath();
+  };
+  auto primary = Branch::initWithBranchName("whatever", true);
+  auto other = Branch::initWithBranchName("feature/x", false);
+  auto tag = Tag::initWithTagName("v1");
+  EXPECT_EQ(pathOf(primary->pathLocationForBranchAndTagLocations(standard)), "trunk");
+  EXPECT_EQ(pathOf(other->pathLocationForBranchAndTagLocations(standard)), "branches/feature/x");
+  EXPECT_EQ(pathOf(tag->pathLocationForBranchAndTagLocations(standard)), "tags/v1");
+  for (const auto& layout : {none, QRBSourceControlBranchAndTagLocationsPtr()}) {
+    EXPECT_EQ(pathOf(primary->pathLocationForBranchAndTagLocations(layout)), String());
+    EXPECT_EQ(pathOf(other->pathLocationForBranchAndTagLocations(layout)), String());
+    EXPECT_EQ(pathOf(tag->pathLocationForBranchAndTagLocations(layout)), String());
+  }
+}
+
+TEST(Layouts, ComeBackFromDictionaryAndArchive) {
+  auto layout = Layout::locationsWithPrimaryBranchPath("main/trunk", "", "tags");
+  EXPECT_EQ(layout->dictionaryRepresentationWithOptions(48), Dictionary::object());
+  Dictionary stored = layout->dictionaryRepresentationWithOptions(64);
+  EXPECT_EQ(stored.size(), 2u);
+  EXPECT_EQ(Layout::initWithDictionary(stored)->description(), layout->description());
+  auto back = throughArchive(layout);
+  EXPECT_EQ(back->description(), layout->description());
+  EXPECT_EQ(Layout::initWithDictionary(nullptr), nullptr);
+  EXPECT_EQ(Layout::initWithDictionary("text"), nullptr);
+  EXPECT_EQ(Layout::initWithDictionary(Dictionary::object())->relativePrimaryBranchLocation(), nullptr);
+}
+
+}  // namespace

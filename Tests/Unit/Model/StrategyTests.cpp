@@ -1,0 +1,229 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+#include "ModelTesting.h"
+#include "QRBSourceControlBasicAuthenticationStrategy.h"
+#include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
+#include "TemporaryDirectory.h"
+#include "ValuePrinters.h"
+
+namespace {
+
+using Anonymous = QRBSourceControlAuthenticationStrategy;
+using Basic = QRBSourceControlBasicAuthenticationStrategy;
+using SSHKeys = QRBSourceControlSSHKeysAuthenticationStrategy;
+using StrategyPtr = QRBSourceControlAuthenticationStrategyPtr;
+using qrb::String;
+using qrb::URL;
+using qrb::test::throughArchive;
+
+const URL kKey = URL::fileURL("/home/a/.ssh/id_rsa");
+
+TEST(Strategies, SurviveTheArchiveAndCopyAsEquals) {
+  const StrategyPtr strategies[] = {
+      Basic::init(),
+      Basic::initWithUsername("u", nullptr),
+      Basic::initWithURLDefinedUsername("u", "pässword"),
+      Basic::initWithURLDefinedUsernameURLDefinedPassword("u", "p"),
+      SSHKeys::init(),
+      SSHKeys::initWithUsername(nullptr, kKey, "phrase"),
+      SSHKeys::initWithURLDefinedUsername("u", kKey, nullptr),
+  };
+  for (const StrategyPtr& strategy : strategies) {
+    SCOPED_TRACE(strategy->description());
+    auto back = throughArchive(strategy);
+    EXPECT_TRUE(strategy->isEqual(back));
+    auto copy = strategy->copy();
+    EXPECT_TRUE(strategy->isEqual(copy));
+    EXPECT_NE(copy.get(), strategy.get());
+    EXPECT_EQ(copy->hash(), strategy->hash());
+    // Each differs from every other in something that counts.
+    for (const StrategyPtr& other : strategies) EXPECT_EQ(strategy->isEqual(other), strategy == other);
+  }
+}
+
+TEST(Strategies, DifferByWhatCameFromTheURL) {
+  auto one = Basic::initWithURLDefinedUsername("u", "p");
+  auto both = Basic::initWithURLDefinedUsernameURLDefinedPassword("u", "p");
+  EXPECT_FALSE(one->isEqual(both));
+  EXPECT_FALSE(one->isEqual(Basic::initWithUsername("u", "p")));
+}
+
+TEST(Strategies, DescribeThemselvesWithoutSecrets) {
+  EXPECT_EQ(Anonymous::sharedAnonymousStrategy()->description(), "Anonymous Authentication");
+  EXPECT_EQ(Basic::initWithUsername("ada", "secret")->description(), "Basic Authentication (ada)");
+  EXPECT_EQ(SSHKeys::initWithUsername("ada", kKey, "secret")->description(),
+            "SSH Key Authentication (file:///home/a/.ssh/id_rsa)");
+}
+
+TEST(AnonymousStrategy, IsSharedAndNotToBeMade) {
+  auto shared = Anonymous::sharedAnonymousStrategy();
+  EXPECT_EQ(shared->copy(), shared);
+  auto decoded = throughArchive(shared);
+  EXPECT_NE(decoded, shared);
+  EXPECT_EQ(decoded->type(), 1u);
+
+  qrb::test::AssertionRecorder assertions;
+  EXPECT_EQ(Anonymous::init(), nullptr);
+  EXPECT_THAT(assertions.files, testing::ElementsAre("Framework/QRBSourceControlAuthenticationStrategy"));
+  EXPECT_THAT(assertions.messages,
+              testing::ElementsAre("Don't call init, this is a singleton, get the shared instance"));
+}
+
+TEST(Strategies, KnowWhichURLsTheyCanServe) {
+  struct Case {
+    const char* url;
+    bool overSSH;
+  };
+  const Case cases[] = {{"user@server:path", true},   {"server:path", true},       {"ssh://server/x", true},
+                        {"svn+ssh://server/x", true}, {"https://server/x", false}, {"file:///ssh/x", false}};
+  for (const Case& each : cases) {
+    URL url{String(each.url)};
+    StrategyPtr keys = SSHKeys::init();
+    EXPECT_EQ(keys->isValidForURL(url), each.overSSH) << each.url;
+    EXPECT_TRUE(StrategyPtr(Basic::init())->isValidForURL(url)) << each.url;
+    EXPECT_TRUE(Anonymous::sharedAnonymousStrategy()->isValidForURL(url)) << each.url;
+  }
+}
+
+TEST(SSHKeys, HaveTheirPublicHalfAndFolderBesideThem) {
+  auto keys = SSHKeys::initWithUsername("u", kKey, "");
+  EXPECT_EQ(keys->publicKeyFile().path(), "/home/a/.ssh/id_rsa.pub");
+  EXPECT_EQ(keys->keyDirectory().path(), "/home/a/.ssh");
+  EXPECT_FALSE(SSHKeys::init()->publicKeyFile());
+}
+
+class KeyFiles : public testing::Test {
+ protected:
+  static std::string contentOf(const URL& file) {
+    std::stringstream content;
+    content << std::ifstream(file.path().str()).rdbuf();
+    return content.str();
+  }
+  static mode_t permissionsOf(const URL& file) {
+    struct stat status;
+    return ::stat(file.path().str().c_str(), &status) == 0 ? status.st_mode & 07777u : 0;
+  }
+  // Every file below the folder.
+  std::size_t fileCount() const {
+    std::size_t count = 0;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(directory.path())) {
+      if (!entry.is_directory()) ++count;
+    }
+    return count;
+  }
+
+  qrb::test::TemporaryDirectory directory;
+};
+
+TEST_F(KeyFiles, AreMadeOfKeyDataForTheUsersEyesOnly) {
+  URL folder = URL::fileURL(directory.string() + "/not/there yet", true);
+  auto first =
+      SSHKeys::initWithUsernamePublicKeyData("u", "public", String(std::string_view("pri\0vate", 8)), "phrase", folder);
+  auto second = SSHKeys::initWithUsernamePublicKeyData("u", "public", "private", "phrase", folder);
+  ASSERT_TRUE(first->privateKeyFile());
+  EXPECT_NE(first->keyDirectory(), second->keyDirectory());
+  EXPECT_EQ(first->keyDirectory().deletingLastPathComponent(), folder);
+  EXPECT_EQ(contentOf(first->privateKeyFile()), std::string_view("pri\0vate", 8));
+  EXPECT_EQ(contentOf(first->publicKeyFile()), "public");
+  EXPECT_EQ(permissionsOf(first->privateKeyFile()), 0600u);
+  EXPECT_EQ(permissionsOf(first->publicKeyFile()), 0600u);
+  EXPECT_EQ(first->username(), "u");
+  EXPECT_EQ(first->privateKeyPassword(), "phrase");
+}
+
+TEST_F(KeyFiles, AreNotLeftHalfWritten) {
+  // A limit that the public key keeps and the private key breaks: the second write fails, as on a full disk.
+  rlimit before;
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+  auto previous = std::signal(SIGXFSZ, SIG_IGN);
+  rlimit small{16, before.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+  auto keys = SSHKeys::initWithUsernamePublicKeyData("u", "public", std::string(1000, 'x'), "phrase",
+                                                     URL::fileURL(directory.string()));
+  ::setrlimit(RLIMIT_FSIZE, &before);
+  std::signal(SIGXFSZ, previous);
+  EXPECT_FALSE(keys->privateKeyFile());
+  EXPECT_EQ(keys->username(), "u");
+  EXPECT_EQ(keys->privateKeyPassword(), "phrase");
+  EXPECT_EQ(fileCount(), 0u);
+}
+
+TEST_F(KeyFiles, ThatCannotBeWrittenLeaveAStrategyWithoutAKey) {
+  std::ofstream(directory.path() / "file") << "in the way";
+  for (const URL& folder : {URL::fileURL(directory.string() + "/file"), URL(String("https://server/x")), URL()}) {
+    auto keys = SSHKeys::initWithUsernamePublicKeyData("u", "public", "private", "phrase", folder);
+    ASSERT_NE(keys, nullptr);
+    EXPECT_FALSE(keys->privateKeyFile()) << folder.absoluteString().view();
+    EXPECT_EQ(keys->username(), "u");
+  }
+  EXPECT_EQ(SSHKeys::initWithUsernamePublicKeyData("u", nullptr, "x", "p", URL::fileURL("/tmp"))->privateKeyFile(),
+            URL());
+}
+
+class DefaultKeys : public KeyFiles {
+ protected:
+  void SetUp() override {
+    if (const char* home = std::getenv("HOME")) _home = home;
+    ::setenv("HOME", directory.string().c_str(), 1);
+    std::filesystem::create_directory(directory.path() / ".ssh");
+  }
+  void TearDown() override {
+    if (_home) {
+      ::setenv("HOME", _home->c_str(), 1);
+    } else {
+      ::unsetenv("HOME");
+    }
+  }
+  void makeKey(const char* name) { std::ofstream(directory.path() / ".ssh" / name) << "key"; }
+  String defaultKeyName() {
+    auto keys = SSHKeys::defaultSSHKeyAuthenticationStrategyWithUsername("u", "phrase");
+    return keys == nullptr ? String() : keys->privateKeyFile().lastPathComponent();
+  }
+
+ private:
+  std::optional<std::string> _home;
+};
+
+TEST_F(DefaultKeys, AreTheFirstKindThatIsThere) {
+  EXPECT_EQ(SSHKeys::defaultSSHKeyFolder(), URL::fileURL(directory.string() + "/.ssh", true));
+  EXPECT_EQ(defaultKeyName(), String());
+  makeKey("id_ed25519");
+  EXPECT_EQ(defaultKeyName(), String());
+  for (const char* name : {"id_dsa", "id_ecdsa", "id_rsa"}) {
+    makeKey(name);
+    EXPECT_EQ(defaultKeyName(), name);
+  }
+  auto keys = SSHKeys::defaultSSHKeyAuthenticationStrategy();
+  EXPECT_EQ(keys->username(), "");
+  EXPECT_EQ(keys->privateKeyPassword(), "");
+}
+
+TEST(Passphrases, AreLongFreshAndOfTheWholeAlphabet) {
+  std::set<std::string> seen;
+  std::set<char> letters;
+  for (int count = 0; count < 300; ++count) {
+    std::string phrase = QRBSourceControlSSHGenerateRandomPassphrase().str();
+    EXPECT_GE(phrase.size(), 200u);
+    EXPECT_LE(phrase.size(), 799u);
+    letters.insert(phrase.begin(), phrase.end());
+    seen.insert(phrase);
+  }
+  EXPECT_EQ(seen.size(), 300u);
+  // All printable ASCII but the brackets and braces: with some 150,000 draws a missing letter is no accident.
+  std::set<char> alphabet;
+  for (char letter = ' '; letter <= '~'; ++letter) alphabet.insert(letter);
+  for (char letter : {'[', ']', '{', '}'}) alphabet.erase(letter);
+  EXPECT_EQ(letters, alphabet);
+}
+
+}  // namespace
