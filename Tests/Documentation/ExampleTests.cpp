@@ -1,0 +1,79 @@
+// The programs that the documentation shows do what it says, in real processes.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <future>
+
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlModel.h"
+#include "QRBSourceControlStatusValues.h"
+#include "RunProgram.h"
+#include "ServiceDirectories.h"
+#include "TemporaryDirectory.h"
+
+namespace {
+
+using qrb::test::TemporaryDirectory;
+
+struct Answer {
+  QRBSourceControlPathStatusesPtr local;
+  qrb::Error error;
+};
+
+Answer manifestStatus(const std::filesystem::path& folder) {
+  auto system = QRBSourceControlSystem::initWithName("Manifest", "com.example.Manifest", "1.0", ".manifest", {}, true,
+                                                     false, false, false, false, 1);
+  qrb::URL url = qrb::URL::fileURL(folder.string(), true);
+  auto workingCopy = QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
+      url, QRBSourceControlRepository::initWithURL(url, system));
+  std::promise<Answer> answer;
+  workingCopy->filesAndStatusWithRemoteStatus(false, [&](auto local, auto, qrb::Error error) {
+    answer.set_value({local, error});
+  });
+  return answer.get_future().get();
+}
+
+class ExamplePlugIn : public testing::Test {
+ protected:
+  void SetUp() override { qrb::ServiceDirectories::registerDirectory(QRB_EXAMPLES_FOLDER "/plug-ins"); }
+  void TearDown() override { qrb::ServiceDirectories::unregisterAll(); }
+
+  void write(const std::string& name, const std::string& text) {
+    std::filesystem::create_directories((_folder.path() / name).parent_path());
+    std::ofstream(_folder.path() / name) << text;
+  }
+  TemporaryDirectory _folder;
+};
+
+TEST_F(ExamplePlugIn, ReportsWhatItsListAndTheFolderDifferIn) {
+  write(".manifest/files", "kept\ngone\n");
+  write("kept", "");
+  write("new", "");
+  Answer answer = manifestStatus(_folder.path());
+  ASSERT_FALSE(answer.error) << answer.error.description();
+  EXPECT_EQ(*answer.local, (QRBSourceControlPathStatuses{{"gone", QRBSourceControlStatusMissing},
+                                                         {"new", QRBSourceControlStatusUntracked}}));
+}
+
+TEST_F(ExamplePlugIn, SaysThatAFolderIsNoWorkingCopyOfIts) {
+  Answer answer = manifestStatus(_folder.path());
+  EXPECT_EQ(answer.error.code(), static_cast<std::int64_t>(QRBSourceControlErrorCode::workingCopyNotFound));
+  EXPECT_EQ(answer.local, nullptr);
+}
+
+#ifdef QRB_HAVE_GIT_PLUG_IN
+TEST(ExampleHost, PrintsTheStatusOfAGitWorkingCopy) {
+  TemporaryDirectory folder;
+  std::vector<std::string> environment{"PATH=/usr/bin:/bin", "HOME=" + folder.string()};
+  auto made = qrb::test::runProgram({"git", "init", "--quiet", "."}, environment, folder.string());
+  ASSERT_EQ(made.status, 0) << made.output;
+  std::ofstream(folder.path() / "new file") << "text";
+  auto result = qrb::test::runProgram({QRB_EXAMPLES_FOLDER "/example-host", "."}, environment, folder.string());
+  EXPECT_EQ(result.status, 0) << result.output;
+  EXPECT_EQ(result.output, "untracked new file\n");
+}
+#endif
+
+}  // namespace
