@@ -1,0 +1,135 @@
+#include "Session.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include "ErrorPrinting.h"
+#include "Log.h"
+#include "ProcessReaper.h"
+#include "QRBSourceControlCancellable.h"
+#include "QRBSourceControlError.h"
+#include "QueueOperation.h"
+#include "ServiceDirectories.h"
+#include "Text.h"
+
+namespace host {
+
+namespace {
+
+// Longer than a plug-in that ignores its dismissal is let run, and its tools after it.
+constexpr std::chrono::seconds kLongestDrain{10};
+
+struct Request {
+  QRBSourceControlCancellablePtr token;
+  std::shared_ptr<qrb::QueueOperation> operation;
+  qrb::ObserverToken observer;
+  // Shared with the completion.
+  struct Answer {
+    qrb::Error error;
+    std::atomic<bool> arrived = false;
+  };
+  std::shared_ptr<Answer> answer = std::make_shared<Answer>();
+
+  // A request answers before it sees its process off.
+  bool isOver() const { return answer->arrived && (operation == nullptr || operation->isFinished()); }
+};
+
+std::unique_ptr<Request> begin(const Session::Start& start, EventLoop& loop) {
+  auto request = std::make_unique<Request>();
+  request->token = start([answer = request->answer, &loop](qrb::Error error) {
+    answer->error = std::move(error);
+    answer->arrived = true;
+    loop.wake();
+  });
+  if (request->token == nullptr && !request->answer->arrived) {
+    // The library knows of nothing that could answer.
+    request->answer->error = QRBSourceControlError_SystemUnusable();
+    request->answer->arrived = true;
+  }
+  request->operation = std::dynamic_pointer_cast<qrb::QueueOperation>(request->token);
+  if (request->operation) request->observer = request->operation->observe([&loop](auto, auto) { loop.wake(); });
+  return request;
+}
+
+}  // namespace
+
+Session::Session(CommonOptions options, EventLoop& loop, Output& output)
+    : _options(std::move(options)), _loop(loop), _output(output) {
+  _output.setHooks([this] { _progress.clear(); }, [this] { _loop.wake(); });
+  for (const std::string& directory : _options.plugInDirectories) {
+    qrb::ServiceDirectories::registerDirectory(directory);
+  }
+  if (_options.verbose) {
+    qrb::setLogHandler([this](std::string_view source, std::string_view text) {
+      _progress.clear();
+      printRemark("[" + displayText(source) + "] " + displayText(text));
+    });
+  }
+}
+
+std::vector<qrb::Error> Session::perform(std::string label, const std::vector<Start>& starts) {
+  _progress.start(std::move(label));
+  std::vector<std::unique_ptr<Request>> requests;
+  for (const Start& start : starts) requests.push_back(begin(start, _loop));
+
+  bool cancelled = false;
+  auto isOver = [](const std::unique_ptr<Request>& request) { return request->isOver(); };
+  while (!std::all_of(requests.begin(), requests.end(), isOver)) {
+    auto event = _loop.wait(_progress.isShown() ? Progress::interval : std::chrono::milliseconds(-1));
+    bool isUnwanted = event == EventLoop::Event::readerGone || _output.isLost();
+    if (!cancelled && (event == EventLoop::Event::interrupted || isUnwanted)) {
+      cancelled = true;
+      _output.stopWaiting();
+      for (auto& request : requests) {
+        if (request->token) request->token->cancel();
+      }
+    }
+    _progress.tick();
+  }
+  _progress.stop();
+
+  std::vector<qrb::Error> errors;
+  for (auto& request : requests) errors.push_back(request->answer->error);
+  return errors;
+}
+
+qrb::Error Session::perform(std::string label, const Start& request) {
+  return perform(std::move(label), std::vector{request}).front();
+}
+
+ExitStatus Session::fail(const qrb::Error& error) {
+  // What could not be written is the reason then, and finish() reports it.
+  if (_output.isLost()) return ExitStatus::failed;
+  _output.flush();
+  _progress.stop();
+  printError(error);
+  return ExitStatus::failed;
+}
+
+void Session::note(std::string_view text) {
+  _output.flush();
+  _progress.clear();
+  printRemark(text);
+}
+
+ExitStatus Session::finish(ExitStatus status) {
+  _output.flush();
+  _progress.stop();
+  if (_output.error() == EPIPE) {
+    // Whoever read us has what he wanted.
+    status = ExitStatus::success;
+  } else if (_output.isLost()) {
+    printRemark(std::string("qrbscm: the output could not be written: ") + std::strerror(_output.error()));
+    status = ExitStatus::failed;
+  }
+  if (!qrb::ProcessReaper::shared().drain(kLongestDrain)) {
+    printRemark("qrbscm: a plug-in process does not end");
+    status = ExitStatus::failed;
+  }
+  return status;
+}
+
+}  // namespace host

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Error.h"
+#include "EventLoop.h"
+#include "Output.h"
+#include "Progress.h"
+#include "QRBSourceControlForward.h"
+
+namespace host {
+
+/// What the program ends with.
+enum class ExitStatus { success = 0, failed = 1, wrongUsage = 2 };
+
+/// The options of every command.
+struct CommonOptions {
+  bool json = false;
+  bool verbose = false;
+  std::vector<std::string> plugInDirectories;
+};
+
+/// One run of one command: where it prints, and how it waits for what it asks of the library. Main thread.
+class Session {
+ public:
+  /// The event loop and the output outlive the session.
+  Session(CommonOptions options, EventLoop& loop, Output& output);
+
+  bool json() const { return _options.json; }
+  Output& output() { return _output; }
+  Progress& progress() { return _progress; }
+
+  /// To be called by a request's completion, once, on any thread.
+  using Done = std::function<void(qrb::Error error)>;
+  /// Makes one request and returns its handle.
+  using Start = std::function<QRBSourceControlCancellablePtr(Done done)>;
+
+  /// Makes requests that do not wait for each other and returns their errors, in order, once all have been answered and
+  /// their processes told to end. Interruption by the user, and output that nobody takes any more, cancel them; the
+  /// callbacks of a cancelled request may still be running on another thread then.
+  std::vector<qrb::Error> perform(std::string label, const std::vector<Start>& requests);
+  qrb::Error perform(std::string label, const Start& request);
+
+  /// Prints an error for the user and returns what to end with: failure, unless the error is only that the reader of
+  /// the output has gone.
+  ExitStatus fail(const qrb::Error& error);
+  /// A remark for the user, beside the output.
+  void note(std::string_view text);
+  /// Hands over the output, waits (for a limited time) until no process of ours is left, and returns what to end with.
+  ExitStatus finish(ExitStatus status);
+
+ private:
+  CommonOptions _options;
+  EventLoop& _loop;
+  Output& _output;
+  Progress _progress;
+};
+
+}  // namespace host

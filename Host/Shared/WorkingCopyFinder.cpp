@@ -1,0 +1,82 @@
+#include "WorkingCopyFinder.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlRepository.h"
+#include "QRBSourceControlSystem.h"
+#include "QRBSourceControlWorkingCopy.h"
+#include "ServiceDirectories.h"
+#include "Systems.h"
+
+namespace host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+FoundWorkingCopy notFound(std::string why) {
+  FoundWorkingCopy found;
+  found.error = QRBSourceControlError_WorkingCopyNotFound(why);
+  return found;
+}
+
+FoundWorkingCopy noSystems() {
+  std::string folders;
+  for (const std::string& directory : qrb::ServiceDirectories::directories()) folders += "\n" + directory;
+  if (folders.empty()) folders = " no folder";
+  FoundWorkingCopy found;
+  qrb::Error unusable = QRBSourceControlError_SystemUnusable();
+  auto info = unusable.userInfo();
+  info.set(QRBSourceControlUnderlyingErrorString, "no plug-in answered; plug-ins were looked for in:" + folders);
+  found.error = qrb::Error(unusable.domain(), unusable.code(), std::move(info));
+  return found;
+}
+
+bool isThere(const fs::path& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0;
+}
+
+FoundWorkingCopy workingCopyAt(const fs::path& root, const QRBSourceControlSystemPtr& system) {
+  FoundWorkingCopy found;
+  found.root = root.native();
+  qrb::URL url = qrb::URL::fileURL(found.root, true);
+  auto repository = QRBSourceControlRepository::initWithURL(url, system);
+  found.workingCopy = QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(url, repository);
+  return found;
+}
+
+}  // namespace
+
+FoundWorkingCopy findWorkingCopy(Session& session, const std::string& path) {
+  std::error_code failure;
+  fs::path folder = fs::canonical(path.empty() ? "." : path, failure);
+  if (failure) return notFound((path.empty() ? "." : path) + ": " + failure.message());
+  if (!fs::is_directory(folder, failure)) {
+    return notFound(path +
+                    ": not a folder. Name the folder that holds it; the history of one file is shown by "
+                    "\"qrbscm log --file\".");
+  }
+  auto [systems, error] = listSystems(session);
+  if (error) {
+    FoundWorkingCopy found;
+    found.error = error;
+    return found;
+  }
+  if (systems.empty()) return noSystems();
+  for (fs::path place = folder;; place = place.parent_path()) {
+    for (const QRBSourceControlSystemPtr& system : systems) {
+      const qrb::String& name = system->workingCopyFolderIdentifier();
+      if (!name.empty() && isThere(place / name.view())) return workingCopyAt(place, system);
+    }
+    if (place == place.parent_path()) break;
+  }
+  return notFound("neither " + folder.native() + " nor a folder above it is a working copy");
+}
+
+}  // namespace host
