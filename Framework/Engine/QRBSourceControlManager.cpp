@@ -10,7 +10,6 @@
 #include "QRBSourceControlProxy.h"
 #include "ServiceConnection.h"
 
-using qrb::Error;
 using qrb::ServiceConnection;
 using qrb::String;
 

@@ -3,8 +3,6 @@
 
 namespace Protocol = QRBSourceControlPlugInProtocol;
 namespace request = qrb::request;
-using qrb::String;
-using qrb::URL;
 
 QRBSourceControlOperationPtr QRBSourceControlManager::headRevisionOfRepository(
     const QRBSourceControlRepositoryPtr& repository, Completion<QRBSourceControlRevisionPtr> completionBlock) {

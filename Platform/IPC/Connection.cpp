@@ -50,9 +50,13 @@ Connection::Connection(FileDescriptor socket, FileDescriptor peerExit, Options o
 
 Connection::~Connection() = default;
 
-void Connection::setCallHandler(CallHandler handler) { _callHandler = std::move(handler); }
+void Connection::setCallHandler(CallHandler handler) {
+  _callHandler = std::move(handler);
+}
 
-void Connection::setInterruptionHandler(FailureHandler handler) { _interruptionHandler = std::move(handler); }
+void Connection::setInterruptionHandler(FailureHandler handler) {
+  _interruptionHandler = std::move(handler);
+}
 
 void Connection::resume() {
   if (_lost) return;
@@ -71,20 +75,19 @@ void Connection::run() {
 // Sending
 
 void Connection::sendRequest(std::string_view method, const Encoder& arguments, ReplyHandler onReply,
-                             FailureHandler onFailure) {
+                             const FailureHandler& onFailure) {
   std::uint32_t identifier = 0;
+  bool lost = false;
   {
     std::lock_guard lock(_stateMutex);
     if (_invalidated) return;
-    if (!_lost) {
+    lost = _lost;
+    if (!lost) {
       identifier = ++_lastIdentifier;
-      _pending.emplace(identifier, Pending{std::move(onReply), std::move(onFailure)});
+      _pending.emplace(identifier, Pending{std::move(onReply), onFailure});
     }
   }
-  if (identifier == 0) {
-    onFailure();
-    return;
-  }
+  if (lost) return onFailure();
   try {
     send([&](ArchiveWriter& writer) {
       writer.writeArrayHeader(4);
@@ -149,8 +152,8 @@ bool Connection::send(const Encoder& message) {
 // With _writeMutex held.
 void Connection::flush() {
   while (!_outputBroken && _outputSent < _output.size()) {
-    ssize_t count = ::send(_socket.get(), _output.data() + _outputSent, _output.size() - _outputSent,
-                           MSG_DONTWAIT | MSG_NOSIGNAL);
+    ssize_t count =
+        ::send(_socket.get(), _output.data() + _outputSent, _output.size() - _outputSent, MSG_DONTWAIT | MSG_NOSIGNAL);
     if (count >= 0) {
       _outputSent += static_cast<std::size_t>(count);
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {

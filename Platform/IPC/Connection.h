@@ -81,7 +81,8 @@ class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
   /// Sends a request. Exactly one of the handlers is called, once, on the reader; on the calling thread, before this
   /// returns, when the connection is over already; none after `invalidate`. Throws ArchiveError when the arguments hold
   /// an object that must not be archived; nothing is sent then and no handler called.
-  void sendRequest(std::string_view method, const Encoder& arguments, ReplyHandler onReply, FailureHandler onFailure);
+  void sendRequest(std::string_view method, const Encoder& arguments, ReplyHandler onReply,
+                   const FailureHandler& onFailure);
   /// Sends a one-way message; false when the connection is over. Throws as sendRequest.
   bool sendNotification(std::string_view method, const Encoder& arguments);
   /// Answers an incoming request; false when the connection is over. `result` is absent on failure. Throws as above.

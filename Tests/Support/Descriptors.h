@@ -69,7 +69,9 @@ inline std::vector<ProcessEntry> processesWhere(const std::function<bool(const P
   std::vector<ProcessEntry> result;
   for (const long id : detail::numbersIn("/proc")) {
     std::ifstream file("/proc/" + std::to_string(id) + "/stat");
-    const std::string line((std::istreambuf_iterator<char>(file)), {});
+    std::string line;
+    // A process that ends between opening and reading leaves no line.
+    std::getline(file, line, '\0');
     // The name stands in brackets and may itself hold any character, so the last closing one ends it.
     const size_t open = line.find('(');
     const size_t close = line.rfind(')');

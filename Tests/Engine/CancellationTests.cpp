@@ -1,0 +1,107 @@
+#include <random>
+
+#include "EngineTesting.h"
+
+namespace qrb::test {
+namespace {
+
+using CancellationTest = EngineTest;
+
+TEST_F(CancellationTest, ARequestCancelledWhileItRunsSettlesOnceAndItsProcessIsGone) {
+  for (const char* mode : {"hang", "hang-with-child"}) {
+    usePlugIn(mode);
+    QRBSourceControlOperationPtr operation;
+    auto outcome = requestBaseRevision(&operation);
+    while (childProcesses().empty()) std::this_thread::yield();
+    operation->cancel();
+    EXPECT_TRUE(isCancellation(outcome->error())) << mode;
+    operation->cancel();
+    settleProcesses();
+    EXPECT_EQ(outcome->calls(), 1u) << mode;
+    EXPECT_TRUE(operation->isFinished()) << mode;
+    EXPECT_TRUE(operation->isCanceled()) << mode;
+    // Nothing of the process group lives on, not even what ignores being asked to end.
+    EXPECT_TRUE(
+        processesWhere([](const ProcessEntry& entry) { return entry.name.starts_with("org.qrb.Orlix"); }).empty())
+        << mode;
+  }
+}
+
+TEST_F(CancellationTest, TwoHundredRequestsCancelledAtRandomMomentsSettleOnceEach) {
+  std::mt19937 random(42);
+  struct Running {
+    QRBSourceControlOperationPtr operation;
+    std::shared_ptr<RevisionOutcome> outcome;
+  };
+  for (const char* mode : {"hang", "good"}) {
+    usePlugIn(mode);
+    std::vector<Running> all(200);
+    for (Running& running : all) running.outcome = requestBaseRevision(&running.operation);
+    std::shuffle(all.begin(), all.end(), random);
+    std::vector<std::thread> threads;
+    for (std::size_t part = 0; part < 4; ++part) {
+      threads.emplace_back([&, part] {
+        for (std::size_t index = part; index < all.size(); index += 4) {
+          if (index % 7 == 0) std::this_thread::yield();
+          all[index].operation->cancel();
+        }
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (Running& running : all) {
+      auto [revision, error] = running.outcome->wait();
+      EXPECT_TRUE(isCancellation(error) || (std::string(mode) == "good" && revision != nullptr)) << error.description();
+    }
+    settleProcesses();
+    for (Running& running : all) {
+      EXPECT_EQ(running.outcome->calls(), 1u);
+      EXPECT_TRUE(running.operation->isFinished());
+    }
+  }
+}
+
+TEST_F(CancellationTest, ARequestCancelledBeforeItStartsNeverRunsItsBlock) {
+  bool ran = false;
+  Error reported;
+  auto operation = QRBSourceControlOperation::initWithSourceControlManager(
+      manager(), nullptr, [&](const auto&, const auto&) { ran = true; },
+      [&](const auto& ended, const auto& by, const Error& error) {
+        reported = error;
+        by->operationDidFinish(ended);
+      });
+  operation->cancel();
+  EXPECT_TRUE(isCancellation(reported));
+  EXPECT_TRUE(operation->isFinished());
+  reported = {};
+  manager()->addOperation(operation);
+  operation->cancel();
+  operation->retry();
+  EXPECT_FALSE(reported);
+  EXPECT_FALSE(ran);
+}
+
+TEST_F(CancellationTest, CancellingADiscoveryCompletesItOnceWithNoSystems) {
+  usePlugIn("hang");
+  std::promise<std::shared_ptr<const QRBSourceControlManager::Systems>> promise;
+  auto operation =
+      manager()->sourceControlSystemsWithCompletionBlock([&](const auto& systems) { promise.set_value(systems); });
+  while (childProcesses().empty()) std::this_thread::yield();
+  operation->cancel();
+  auto future = promise.get_future();
+  ASSERT_EQ(future.wait_for(kPatience), std::future_status::ready);
+  EXPECT_EQ(future.get(), nullptr);
+}
+
+TEST_F(CancellationTest, APlaceholderSystemNeverAnswersUntilItIsCancelled) {
+  auto placeholder = QRBSourceControlSystemPlaceholder::initWithPlugInIdentifier("org.nobody");
+  auto repository = QRBSourceControlRepository::initWithURL(URL::fileURL("/r"), placeholder);
+  auto outcome = RevisionOutcome::make();
+  auto operation = manager()->headRevisionOfRepository(repository, outcome->completion());
+  while (!operation->isExecuting()) std::this_thread::yield();
+  EXPECT_EQ(outcome->calls(), 0u);
+  operation->cancel();
+  EXPECT_TRUE(isCancellation(outcome->error()));
+}
+
+}  // namespace
+}  // namespace qrb::test

@@ -1,0 +1,170 @@
+#include <signal.h>
+
+#include <random>
+#include <thread>
+
+#include "EngineTesting.h"
+
+namespace qrb::test {
+namespace {
+
+class PlugInFaultTest : public EngineTest {
+ protected:
+  // A fault must be over when it is over: the request that comes after it is served as if nothing had been.
+  void expectNextRequestWorks() {
+    usePlugIn("good");
+    auto outcome = requestBaseRevision();
+    auto [revision, error] = outcome->wait();
+    EXPECT_FALSE(error) << error.description();
+    EXPECT_NE(revision, nullptr);
+  }
+};
+
+// Modes in which no whole reply ever reaches the host.
+const char* const faults[] = {"exit-at-start",
+                              "killed-at-start",
+                              "exit-without-reply",
+                              "killed-without-reply",
+                              "garbage",
+                              "text",
+                              "gigabyte-length",
+                              "million-elements",
+                              "deep",
+                              "unknown-class",
+                              "another-class",
+                              "another-type",
+                              "dangling-reference",
+                              "reply-to-no-request",
+                              "request-to-host"};
+
+TEST_F(PlugInFaultTest, EveryFaultSettlesItsRequestOnceWithTheCommunicationFailure) {
+  for (int round = 0; round < 20; ++round) {
+    for (const char* fault : faults) {
+      usePlugIn(fault);
+      auto outcome = requestBaseRevision();
+      auto [revision, error] = outcome->wait();
+      EXPECT_TRUE(isCommunicationFailure(error)) << fault << ": " << error.description();
+      EXPECT_EQ(revision, nullptr) << fault;
+      settleProcesses();
+      EXPECT_EQ(outcome->calls(), 1u) << fault;
+    }
+    expectNextRequestWorks();
+  }
+}
+
+TEST_F(PlugInFaultTest, AReplyThatArrivedWholeCountsWhateverComesAfterIt) {
+  for (int round = 0; round < 30; ++round) {
+    for (const char* mode : {"reply-then-die", "reply-twice"}) {
+      usePlugIn(mode);
+      auto outcome = requestBaseRevision();
+      auto [revision, error] = outcome->wait();
+      ASSERT_FALSE(error) << mode << ": " << error.description();
+      EXPECT_EQ(revision->identifier(), "whole") << mode;
+      settleProcesses();
+      EXPECT_EQ(outcome->calls(), 1u) << mode;
+    }
+  }
+  expectNextRequestWorks();
+}
+
+// The length of the reply is found by trying: from it on, the request succeeds.
+TEST_F(PlugInFaultTest, DeathAfterAnyByteOfTheReplyGivesTheReplyOnlyWhenItWasWhole) {
+  std::size_t failures = 0;
+  for (std::size_t sent = 0; sent < 400; ++sent) {
+    usePlugIn("dies-after-" + std::to_string(sent));
+    auto outcome = requestBaseRevision();
+    auto [revision, error] = outcome->wait();
+    EXPECT_EQ(outcome->calls(), 1u);
+    if (!error) {
+      EXPECT_EQ(revision->identifier(), "whole");
+      EXPECT_GT(sent, 40u);
+      break;
+    }
+    EXPECT_TRUE(isCommunicationFailure(error));
+    EXPECT_EQ(revision, nullptr);
+    ++failures;
+  }
+  EXPECT_GT(failures, 40u);
+  EXPECT_LT(failures, 399u) << "no reply was ever taken for whole";
+  expectNextRequestWorks();
+}
+
+TEST_F(PlugInFaultTest, APlugInKilledFromOutsideAtAnyMomentSettlesItsRequestOnce) {
+  std::mt19937 random(4711);
+  std::size_t killed = 0;
+  for (int round = 0; round < 300; ++round) {
+    auto outcome = requestBaseRevision();
+    // Some rounds hit the launch, some the reply, some come too late.
+    for (unsigned spin = random() % 2000; spin > 0; --spin) std::atomic_signal_fence(std::memory_order_seq_cst);
+    for (const ProcessEntry& child : childProcesses()) {
+      if (child.state != 'Z' && ::kill(child.id, SIGKILL) == 0) ++killed;
+    }
+    auto [revision, error] = outcome->wait();
+    EXPECT_TRUE(error ? isCommunicationFailure(error) : revision != nullptr) << error.description();
+    EXPECT_EQ(outcome->calls(), 1u);
+  }
+  EXPECT_GT(killed, 0u);
+  expectNextRequestWorks();
+}
+
+// All of these at once: what they leave behind is waited for with a grace period.
+TEST_F(PlugInFaultTest, ProcessesThatDoNotEndByThemselvesAreEnded) {
+  struct Case {
+    const char* mode;
+    std::shared_ptr<RevisionOutcome> outcome;
+  };
+  std::vector<Case> cases;
+  for (int round = 0; round < 5; ++round) {
+    for (const char* mode : {"deaf", "killed-with-child"}) {
+      usePlugIn(mode);
+      cases.push_back({mode, requestBaseRevision()});
+      cases.back().outcome->wait();
+    }
+  }
+  for (const Case& each : cases) {
+    bool replied = std::string(each.mode) == "deaf";
+    EXPECT_EQ(isCommunicationFailure(each.outcome->error()), !replied) << each.mode;
+    EXPECT_EQ(each.outcome->calls(), 1u) << each.mode;
+  }
+  settleProcesses();
+  EXPECT_TRUE(
+      processesWhere([](const ProcessEntry& entry) { return entry.name.starts_with("org.qrb.Orlix"); }).empty());
+}
+
+TEST_F(PlugInFaultTest, AServiceThatCannotBeLaunchedFailsItsRequest) {
+  TemporaryDirectory folder;
+  const auto file = std::filesystem::path(folder.path()) / "org.qrb.Orlix.sourcecontrol.Git";
+  ServiceDirectories::unregisterAll();
+  ServiceDirectories::registerDirectory(std::string(folder.path()));
+
+  auto expectFailure = [&](const char* what) {
+    auto outcome = requestBaseRevision();
+    EXPECT_TRUE(isCommunicationFailure(outcome->error())) << what;
+    EXPECT_EQ(outcome->calls(), 1u) << what;
+  };
+  expectFailure("missing");
+  std::ofstream(file) << "#!/no/such/interpreter\n";
+  expectFailure("not executable");
+  std::filesystem::permissions(file, std::filesystem::perms::owner_all);
+  expectFailure("no interpreter");
+  std::ofstream(file) << "neither script nor program";
+  expectFailure("no known format");
+  expectNextRequestWorks();
+}
+
+TEST_F(PlugInFaultTest, AFaultDuringDiscoveryLeavesTheSystemOutAndIsNoError) {
+  for (const char* fault : faults) {
+    usePlugIn(fault);
+    std::promise<std::shared_ptr<const QRBSourceControlManager::Systems>> promise;
+    manager()->sourceControlSystemsWithCompletionBlock([&](const auto& systems) { promise.set_value(systems); });
+    auto future = promise.get_future();
+    ASSERT_EQ(future.wait_for(kPatience), std::future_status::ready) << fault;
+    auto systems = future.get();
+    ASSERT_NE(systems, nullptr) << fault;
+    EXPECT_TRUE(systems->empty()) << fault;
+    settleProcesses();
+  }
+}
+
+}  // namespace
+}  // namespace qrb::test

@@ -1,0 +1,289 @@
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <functional>
+#include <map>
+#include <string>
+
+#include "Codec.h"
+#include "MessageScanner.h"
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlModel.h"
+#include "QRBSourceControlPlugInMain.h"
+
+namespace {
+
+using qrb::ArchiveWriter;
+using qrb::ArchiveWriterTables;
+
+QRBSourceControlSystemPtr testSystem() {
+  return QRBSourceControlSystem::initWithName("Test", "org.qrb.Orlix.sourcecontrol.Git", "1", ".git", {}, true, true,
+                                              false, false, false, 7);
+}
+
+// Serves as a good plug-in does.
+class GoodPlugIn : public QRBSourceControlPlugInPrimary {
+ public:
+  explicit GoodPlugIn(std::int64_t failureCode = 0) : _failureCode(failureCode) {}
+
+  void sourceControlSystem(Answer<QRBSourceControlSystemPtr> completionBlock) override {
+    completionBlock(testSystem());
+  }
+
+  void baseRevisionOfWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
+                                 Completion<QRBSourceControlRevisionPtr> completionBlock) override {
+    if (_failureCode != 0) {
+      // With a result beside the error, which the host must not pass on.
+      return completionBlock(QRBSourceControlRevision::initWithIdentifier("result"),
+                             qrb::Error("org.qrb.SourceControlErrorDomain", _failureCode));
+    }
+    completionBlock(QRBSourceControlRevision::initWithIdentifier(std::to_string(::getpid()) + " " +
+                                                                 workingCopy->fileURL().lastPathComponent().str()),
+                    {});
+  }
+
+  void validateAuthenticationOfRemoteRepository(const QRBSourceControlRemoteRepositoryPtr&,
+                                                const QRBSourceControlRevisionLocationPtr&,
+                                                const QRBSourceControlBranchAndTagLocationsPtr&,
+                                                Completion<> completionBlock) override {
+    completionBlock(qrb::Error("org.qrb.SourceControlErrorDomain", _failureCode));
+  }
+
+  void keychainNameFromURL(const qrb::URL&,
+                           Completion<qrb::String, std::uint64_t, qrb::String> completionBlock) override {
+    completionBlock("name", 3, "account", _failureCode == 0 ? qrb::Error() : qrb::Error("domain", _failureCode));
+  }
+
+  void upgradeWorkingCopy(const QRBSourceControlWorkingCopyPtr&, const qrb::String& progressIdentifier,
+                          Completion<> completionBlock) override {
+    host().progressStatus(QRBSourceControlProgressStatus::upgrading, 0.5, {}, progressIdentifier);
+    completionBlock({});
+  }
+
+  void createWorkingCopyFromRepository(const QRBSourceControlRemoteRepositoryPtr&,
+                                       const QRBSourceControlRevisionLocationPtr&,
+                                       const QRBSourceControlBranchAndTagLocationsPtr&, const qrb::URL&,
+                                       const qrb::String& progressIdentifier,
+                                       Completion<QRBSourceControlWorkingCopyPtr> completionBlock) override {
+    for (std::int64_t status : {0, 1, 2, 3, 4, 7}) {
+      host().progressStatus(static_cast<QRBSourceControlProgressStatus>(status), static_cast<double>(status) / 8, {},
+                            progressIdentifier);
+    }
+    host().progressStatus(QRBSourceControlProgressStatus::copying, 1, "of its own", progressIdentifier);
+    host().progressStatus(QRBSourceControlProgressStatus::copying, 1, "not ours", "no such operation");
+    completionBlock(nullptr, {});
+  }
+
+  // As many items as are asked for, in batches, with few authors and paths among them.
+  void historyOfWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy, const QRBSourceControlRevisionPtr&,
+                            const QRBSourceControlRevisionPtr&, std::uint64_t, std::int64_t maximumLogItems,
+                            const qrb::String&, std::uint64_t, const qrb::String& progressIdentifier,
+                            Completion<LogItems> completionBlock) override {
+    std::vector<QRBSourceControlAuthorPtr> authors;
+    for (int number = 0; number < 3; ++number) {
+      authors.push_back(QRBSourceControlAuthor::initWithUsername("author " + std::to_string(number),
+                                                                 "a" + std::to_string(number) + "@example.org"));
+    }
+    LogItems all;
+    LogItems batch;
+    for (std::int64_t number = 0; number < maximumLogItems; ++number) {
+      auto paths = std::make_shared<const QRBSourceControlPathStatuses>(
+          QRBSourceControlPathStatuses{{"path " + std::to_string(number % 5), std::uint64_t{2}}});
+      auto item = QRBSourceControlLogItem::initWithAuthor(
+          authors[static_cast<std::size_t>(number) % authors.size()],
+          QRBSourceControlRevision::initWithIdentifier(std::to_string(number)),
+          qrb::Date(std::chrono::seconds(1'000'000 + number)), "message", paths, workingCopy);
+      all.push_back(item);
+      batch.push_back(item);
+      if (batch.size() == 100 || number + 1 == maximumLogItems) {
+        host().incrementalLogStatus(batch, static_cast<double>(number + 1) / static_cast<double>(maximumLogItems),
+                                    progressIdentifier);
+        batch.clear();
+      }
+    }
+    completionBlock(all, {});
+  }
+
+ private:
+  std::int64_t _failureCode;
+};
+
+// What a plug-in of our own making never does, done by hand on the socket.
+class RawPlugIn {
+ public:
+  // Reads the host's request whole and returns its identifier.
+  std::uint32_t readRequest() {
+    std::string input;
+    qrb::MessageScanner scanner;
+    char bytes[4096];
+    while (scanner.scan(input) == qrb::MessageScanner::Outcome::incomplete) {
+      ssize_t count = ::read(STDIN_FILENO, bytes, sizeof bytes);
+      if (count <= 0) ::_exit(3);
+      input.append(bytes, static_cast<std::size_t>(count));
+    }
+    qrb::ArchiveReaderTables tables;
+    auto message = qrb::ArchiveMessage::parse(input.substr(0, scanner.length()), tables);
+    return static_cast<std::uint32_t>(message->root().element(1).unsignedInteger());
+  }
+
+  std::string response(std::uint32_t identifier, const std::function<void(ArchiveWriter&)>& result) {
+    std::string bytes;
+    ArchiveWriterTables tables;
+    ArchiveWriter writer(bytes, tables);
+    writer.writeArrayHeader(4);
+    writer.writeUnsigned(1);
+    writer.writeUnsigned(identifier);
+    writer.writeNil();
+    result(writer);
+    return bytes;
+  }
+
+  std::string goodResponse(std::uint32_t identifier) {
+    return response(identifier, [](ArchiveWriter& writer) {
+      writer.writeArrayHeader(1);
+      writer.writeObject(QRBSourceControlRevision::initWithIdentifier("whole"));
+    });
+  }
+
+  void write(const std::string& bytes) {
+    for (std::size_t sent = 0; sent < bytes.size();) {
+      ssize_t count = ::send(STDOUT_FILENO, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+      if (count < 0) ::_exit(4);
+      sent += static_cast<std::size_t>(count);
+    }
+  }
+
+  // Until the host ends the conversation, or for good if it kills us.
+  [[noreturn]] void linger() {
+    char bytes[256];
+    while (::read(STDIN_FILENO, bytes, sizeof bytes) > 0) {
+    }
+    ::_exit(0);
+  }
+};
+
+[[noreturn]] void dieBySignal() {
+  ::kill(::getpid(), SIGKILL);
+  ::_exit(5);
+}
+
+// A child in our group that holds our end of the connection open, ignores SIGTERM and outlives us if it is let to.
+void startStubbornChild() {
+  int ready[2];
+  if (::pipe(ready) != 0) ::_exit(6);
+  if (::fork() == 0) {
+    ::signal(SIGTERM, SIG_IGN);
+    (void)!::write(ready[1], "r", 1);
+    for (;;) ::pause();
+  }
+  char byte;
+  (void)!::read(ready[0], &byte, 1);
+}
+
+int misbehave(const std::string& mode) {
+  RawPlugIn raw;
+  const std::map<std::string, std::function<void()>> modes = {
+      {"exit-at-start", [] { ::_exit(0); }},
+      {"killed-at-start", [] { dieBySignal(); }},
+      {"exit-without-reply", [&] { raw.readRequest(), ::_exit(0); }},
+      {"killed-without-reply", [&] { raw.readRequest(), dieBySignal(); }},
+      {"killed-with-child",
+       [&] {
+         startStubbornChild();
+         raw.readRequest();
+         dieBySignal();
+       }},
+      {"hang-with-child",
+       [&] {
+         startStubbornChild();
+         raw.readRequest();
+         for (;;) ::pause();
+       }},
+      {"hang", [&] { raw.readRequest(), raw.linger(); }},
+      {"deaf",
+       [&] {
+         raw.write(raw.goodResponse(raw.readRequest()));
+         for (;;) ::pause();
+       }},
+      {"reply-then-die", [&] { raw.write(raw.goodResponse(raw.readRequest())), dieBySignal(); }},
+      {"reply-twice",
+       [&] {
+         std::string response = raw.goodResponse(raw.readRequest());
+         raw.write(response + response);
+         raw.linger();
+       }},
+      {"reply-to-no-request", [&] { raw.write(raw.goodResponse(raw.readRequest() + 1)), raw.linger(); }},
+      {"garbage", [&] { raw.readRequest(), raw.write(std::string(64, '\xc1')), raw.linger(); }},
+      {"text", [&] { raw.readRequest(), raw.write("warning: something a library printed\n"), raw.linger(); }},
+      {"gigabyte-length",
+       [&] { raw.readRequest(), raw.write(std::string("\x94\x01\x01\xc0\xc6\x40\x00\x00\x00", 9)), raw.linger(); }},
+      {"million-elements",
+       [&] { raw.readRequest(), raw.write(std::string("\x94\x01\x01\xc0\xdd\xff\xff\xff\xff", 9)), raw.linger(); }},
+      {"deep", [&] { raw.readRequest(), raw.write("\x94\x01\x01\xc0" + std::string(500, '\x91')), raw.linger(); }},
+      {"unknown-class",
+       [&] {
+         raw.write(raw.response(raw.readRequest(), [](ArchiveWriter& writer) {
+           writer.writeArrayHeader(1);
+           writer.writeMapHeader(1);
+           writer.writeNil();
+           writer.writeKey("NoSuchClass");
+         }));
+         raw.linger();
+       }},
+      {"another-class",
+       [&] {
+         raw.write(raw.response(raw.readRequest(), [](ArchiveWriter& writer) {
+           writer.writeArrayHeader(1);
+           writer.writeObject(QRBSourceControlTag::initWithTagName("not a revision"));
+         }));
+         raw.linger();
+       }},
+      {"another-type",
+       [&] {
+         raw.write(raw.response(raw.readRequest(), [](ArchiveWriter& writer) {
+           writer.writeArrayHeader(1);
+           writer.writeString("a text");
+         }));
+         raw.linger();
+       }},
+      {"dangling-reference",
+       [&] {
+         raw.readRequest();
+         raw.write(std::string("\x94\x01\x01\xc0\x91\xd4\x01\x07", 8));
+         raw.linger();
+       }},
+      {"request-to-host",
+       [&] {
+         raw.readRequest();
+         raw.write(std::string("\x94\x00\x01\xa1x\x90", 6));
+         raw.linger();
+       }},
+      {"authentication", [] { ::_exit(QRBSourceControlRunPlugIn(std::make_shared<GoodPlugIn>(-1002))); }},
+      {"failure-999", [] { ::_exit(QRBSourceControlRunPlugIn(std::make_shared<GoodPlugIn>(-999))); }},
+      {"failure-1000", [] { ::_exit(QRBSourceControlRunPlugIn(std::make_shared<GoodPlugIn>(-1000))); }},
+  };
+  if (auto found = modes.find(mode); found != modes.end()) {
+    found->second();
+    return 0;
+  }
+  constexpr std::string_view cut = "dies-after-";
+  if (mode.starts_with(cut)) {
+    std::string response = raw.goodResponse(raw.readRequest());
+    raw.write(response.substr(0, std::stoul(mode.substr(cut.size()))));
+    dieBySignal();
+  }
+  return QRBSourceControlRunPlugIn(std::make_shared<GoodPlugIn>());
+}
+
+}  // namespace
+
+int main(int, char** arguments) {
+  std::string path = arguments[0];
+  std::string folder = path.substr(0, path.rfind('/'));
+  return misbehave(folder.substr(folder.rfind('/') + 1));
+}
