@@ -1,0 +1,211 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "GitPlugInTesting.h"
+
+namespace qrb::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using Code = QRBSourceControlErrorCode;
+
+bool has(const Error& error, Code code) {
+  return error.domain() == String(QRBSourceControlErrorDomain) && error.code() == static_cast<std::int64_t>(code);
+}
+
+TEST_F(GitPlugInTest, announcesItself) {
+  std::promise<QRBSourceControlSystemPtr> promise;
+  manager()->sourceControlSystemsWithCompletionBlock([&](const auto& systems) {
+    QRBSourceControlSystemPtr git;
+    for (const auto& announced : *systems) {
+      if (announced->plugInIdentifier() == String("org.qrb.Orlix.sourcecontrol.Git")) git = announced;
+    }
+    promise.set_value(git);
+  });
+  const QRBSourceControlSystemPtr git = promise.get_future().get();
+  ASSERT_TRUE(git);
+  EXPECT_EQ(git->name(), String("Git"));
+  EXPECT_EQ(git->workingCopyFolderIdentifier(), String(".git"));
+  EXPECT_TRUE(git->hasLocalRepository() && git->supportsMultipleRemoteRepositories());
+  EXPECT_FALSE(git->supportsPathLocation() || git->repositoryURLIncludesSubpath() ||
+               git->requiresLocationsForBranchesAndTags());
+  EXPECT_EQ(git->supportedAuthenticationTypes(), 7u);
+}
+
+TEST_F(GitPlugInTest, remoteStatusIsWhatTheUpstreamHasAndTheBranchHasNot) {
+  GitRepository origin;
+  origin.write("changed", "1");
+  origin.write("deleted", "a text that is long enough not to be taken for another one");
+  origin.commit("one");
+  GitRepository clone = GitRepository::cloneOf(origin.root());
+  clone.write("ours", "1");
+  clone.commit("ours");
+  origin.write("changed", "2");
+  origin.write("added", "3");
+  std::filesystem::remove(origin.pathOf("deleted"));
+  origin.commit("two");
+  clone.run({"fetch", "-q"});
+  const auto [local, remote, error] = statusOf(clone.root(), true);
+  ASSERT_TRUE(remote) << error.description();
+  EXPECT_EQ(wordsOf(*remote),
+            (std::map<std::string, Words>{
+                {"added", {"remote-added"}}, {"changed", {"remote-modified"}}, {"deleted", {"remote-deleted"}}}));
+  EXPECT_TRUE(local && local->empty());
+}
+
+TEST_F(GitPlugInTest, remoteStatusIsEmptyWithoutUpstreamAndAbsentWhenNotAskedFor) {
+  GitRepository repository;
+  for (const bool hasCommits : {false, true}) {
+    if (hasCommits) repository.commit("one");
+    const auto [local, remote, error] = statusOf(repository.root(), true);
+    ASSERT_TRUE(remote) << error.description();
+    EXPECT_TRUE(remote->empty());
+  }
+  EXPECT_FALSE(std::get<1>(statusOf(repository.root())));
+}
+
+TEST_F(GitPlugInTest, identifierIsTheSameInEveryCloneThatKnowsIt) {
+  GitRepository origin;
+  EXPECT_FALSE(std::get<0>(identifierOf(origin.root()))) << "no commits, so nothing to be known by";
+  const std::string first = origin.commit("one");
+  origin.commit("two");
+  GitRepository clone = GitRepository::cloneOf(origin.root());
+  clone.commit("three");
+  GitRepository shallow = GitRepository::cloneOf("file://" + origin.root(), {"--depth=1"});
+  EXPECT_EQ(std::get<0>(identifierOf(origin.root())), String(first));
+  EXPECT_EQ(std::get<0>(identifierOf(clone.root())), String(first));
+  const auto [identifier, error] = identifierOf(shallow.root());
+  EXPECT_FALSE(error) << error.description();
+  EXPECT_FALSE(identifier);
+}
+
+TEST_F(GitPlugInTest, listsBranchesWithTheirRevisions) {
+  GitRepository repository;
+  const std::string one = repository.commit("one");
+  repository.run({"branch", "feature/ü"});
+  const std::string two = repository.commit("two");
+  Reply<std::vector<QRBSourceControlBranchPtr>> reply;
+  manager()->listBranchesOfRepository(repositoryAt(repository.root()), nullptr, reply.completion());
+  const auto [branches, error] = reply.wait();
+  ASSERT_EQ(branches.size(), 2u) << error.description();
+  EXPECT_EQ(branches[0]->name(), String("feature/ü"));
+  EXPECT_EQ(branches[0]->revision()->identifier(), String(one));
+  EXPECT_FALSE(branches[0]->isPrimaryBranch());
+  EXPECT_EQ(branches[1]->revision()->identifier(), String(two));
+  // The branch that one request finds is the one that another finds.
+  EXPECT_TRUE(branches[1]->isEqual(std::get<0>(locationOf(repository.root()))));
+}
+
+TEST_F(GitPlugInTest, listsRemoteBranchesByRemote) {
+  GitRepository origin;
+  const std::string one = origin.commit("one");
+  origin.run({"branch", "a/b"});
+  GitRepository clone = GitRepository::cloneOf(origin.root());
+  clone.run({"remote", "add", "team/x", origin.root()});
+  clone.run({"fetch", "-q", "team/x"});
+  clone.run({"remote", "add", "unused", origin.root()});
+  Reply<std::vector<QRBSourceControlBranchPtr>, QRBSourceControlRemoteBranchesPtr> reply;
+  manager()->listRemoteBranchesOfRepository(repositoryAt(clone.root()), nullptr, reply.completion());
+  const auto [branches, byRemote, error] = reply.wait();
+  ASSERT_TRUE(byRemote) << error.description();
+  EXPECT_EQ(branches.size(), 4u);
+  ASSERT_EQ(byRemote->size(), 3u);
+  EXPECT_TRUE(byRemote->find("unused")->empty());
+  ASSERT_EQ(byRemote->find("team/x")->size(), 2u);
+  const auto& branch = byRemote->find("team/x")->front();
+  EXPECT_EQ(branch->name(), String("a/b"));
+  EXPECT_EQ(branch->remoteName(), String("team/x"));
+  EXPECT_TRUE(branch->isRemoteBranch());
+  EXPECT_EQ(branch->revision()->identifier(), String(one));
+}
+
+TEST_F(GitPlugInTest, headOfABareRepositoryIsFound) {
+  GitRepository repository;
+  const std::string one = repository.commit("one");
+  const std::string bare = repository.beside("bare.git");
+  repository.run({"clone", "-q", "--bare", repository.root(), bare});
+  Reply<QRBSourceControlRevisionPtr> reply;
+  manager()->headRevisionOfRepository(repositoryAt(bare), reply.completion());
+  const auto [revision, error] = reply.wait();
+  ASSERT_TRUE(revision) << error.description();
+  EXPECT_EQ(revision->identifier(), String(one));
+  EXPECT_TRUE(has(std::get<2>(statusOf(bare)), Code::workingCopyNotFound));
+}
+
+TEST_F(GitPlugInTest, whatIsNoRootOfAWorkingCopyIsRefusedWithGitsOwnWords) {
+  GitRepository repository;
+  repository.write("folder/file", "");
+  repository.write("broken/.git", "gitdir: nowhere\n");
+  std::filesystem::create_directory(repository.beside("plain"));
+  for (const std::string& path : {repository.pathOf("folder"), repository.pathOf("broken"), repository.beside("plain"),
+                                  repository.beside("missing"), repository.pathOf("folder/file")}) {
+    const auto [local, remote, error] = statusOf(path);
+    EXPECT_TRUE(has(error, Code::workingCopyNotFound)) << path << ": " << error.description();
+    EXPECT_FALSE(underlyingMessage(error).empty()) << path;
+    EXPECT_FALSE(local) << path;
+  }
+}
+
+TEST_F(GitPlugInTest, aDamagedWorkingCopyIsToldWithGitsOwnWords) {
+  const struct {
+    const char* file;
+    const char* content;
+    Code code;
+    const char* words;
+  } damages[] = {
+      {".git/index", "this is no index at all, though long enough", Code::workingCopyNotFound, "index"},
+      {".git/config", "[core\n", Code::systemUnusable, "bad config line"},
+      {".git/config", "[core]\nrepositoryformatversion = 99\n", Code::workingCopyTooNew, "99"},
+  };
+  for (const auto& damage : damages) {
+    GitRepository repository;
+    repository.write("file", "");
+    repository.commit("one");
+    repository.write(damage.file, damage.content);
+    const auto [local, remote, error] = statusOf(repository.root());
+    EXPECT_TRUE(has(error, damage.code)) << damage.file << ": " << error.description();
+    EXPECT_THAT(underlyingMessage(error), HasSubstr(damage.words));
+  }
+}
+
+TEST_F(GitPlugInTest, aMissingGitIsToldAsSuch) {
+  GitRepository repository;
+  const std::string path = ::getenv("PATH");
+  ::setenv("PATH", repository.beside("nothing").c_str(), 1);
+  const auto [local, remote, error] = statusOf(repository.root());
+  ::setenv("PATH", path.c_str(), 1);
+  EXPECT_TRUE(has(error, Code::systemUnusable)) << error.description();
+  EXPECT_THAT(underlyingMessage(error), HasSubstr("git"));
+}
+
+TEST_F(GitPlugInTest, aRepositoryOfSomebodyElseGetsAWordOnTrust) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give files away";
+  GitRepository repository;
+  ASSERT_EQ(::chown(repository.root().c_str(), 12345, 12345), 0);
+  ASSERT_EQ(::chown(repository.pathOf(".git").c_str(), 12345, 12345), 0);
+  const auto [local, remote, error] = statusOf(repository.root());
+  EXPECT_TRUE(has(error, Code::authenticationPermissionDenied)) << error.description();
+  EXPECT_THAT(underlyingMessage(error), HasSubstr("safe.directory"));
+  EXPECT_THAT(underlyingMessage(error), HasSubstr("belongs to another user"));
+}
+
+TEST_F(GitPlugInTest, lookingDoesNotWriteTheIndex) {
+  GitRepository repository;
+  repository.write("file", "1");
+  repository.commit("one");
+  // A new time and the old content: a status that may write would refresh the index.
+  std::filesystem::last_write_time(repository.pathOf("file"),
+                                   std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+  struct stat before {};
+  struct stat after {};
+  ASSERT_EQ(::stat(repository.pathOf(".git/index").c_str(), &before), 0);
+  EXPECT_TRUE(statusWordsOf(repository.root()).empty());
+  ASSERT_EQ(::stat(repository.pathOf(".git/index").c_str(), &after), 0);
+  EXPECT_EQ(before.st_ino, after.st_ino);
+}
+
+}  // namespace
+}  // namespace qrb::test
