@@ -31,6 +31,7 @@
 #include "QRBSourceControlPlugInMain.h"
 #include "QRBSourceControlPlugInPrimary.h"
 #include "QRBSourceControlPlugInProtocol.h"
+#include "QRBSourceControlPlugInTools.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlRepository.h"
 #include "QRBSourceControlRepositoryIdentifier.h"
@@ -46,4 +47,5 @@
 #include "QRBSourceControlTag.h"
 #include "QRBSourceControlURL.h"
 #include "QRBSourceControlWorkingCopy.h"
+#include "RunLoop.h"
 #include "ServiceDirectories.h"

@@ -4,10 +4,12 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Dictionary.h"
 #include "Export.h"
+#include "FileHandle.h"
 #include "QRBSourceControlCallbacks.h"
 #include "QRBSourceControlForward.h"
 #include "QRBSourceControlPlugInHost.h"
@@ -188,6 +190,29 @@ class QRB_EXPORT QRBSourceControlPlugInPrimary {
   void setHost(std::shared_ptr<QRBSourceControlPlugInHost> host) { _host = std::move(host); }
 
  protected:
+  /// A file URL with the last component of the name given, in a new folder that only the user can enter, below the
+  /// process's temporary folder. Nothing stands there; file and folder are the caller's to make and to remove. Absent
+  /// when no folder can be made, and for a name that names no file.
+  static qrb::URL tempFilePathBasedOnFileName(const qrb::String& fileName);
+
+  /// The path at which a tool is expected that came with the plug-in's installation, seen from the folder of the
+  /// plug-in's program. Whether it is there is not looked at.
+  static std::string _launchPathForTask(const qrb::String& tool);
+
+  /// Reads a handle from this thread's run loop as its data comes: each piece is appended to the buffer and given to
+  /// the parsing block, until the end. The counter, which several readers on one thread may share, is one higher for as
+  /// long as the handle may still deliver: all output has come when it is back at 0. Destroying the token ends the
+  /// reading; buffer and counter must live until then.
+  [[nodiscard]] static qrb::ObserverToken _readDataFromFileHandle(
+      const std::shared_ptr<qrb::FileHandle>& fileHandle, std::string& intoBuffer,
+      std::int64_t& outstandingOperationCounter, std::function<void(std::string_view chunk)> dataParsingBlock);
+
+  /// Programming errors: the way back to the host is `host()`.
+  static void setProgressStatus(std::int64_t status, double progressValue, const qrb::String& userReadableString,
+                                const qrb::String& progressIdentifier);
+  static void setIncrementalLogStatus(const LogItems& items, const qrb::Dictionary& info,
+                                      const qrb::String& progressIdentifier);
+
   /// The last progress fraction that the plug-in reported; for subclasses to keep.
   double _lastProgressValueSent = 0;
 
