@@ -120,12 +120,12 @@ const std::vector<String>& QRBSourceControlManager::_allPlugInIdentifiers() {
 QRBSourceControlManager::ServiceConnectionPtr QRBSourceControlManager::_plugInConntectionForPlugInIdentifier(
     const String& identifier, const String&) {
   if (!identifier) return nullptr;
-  return ServiceConnection::launch(identifier.str());
+  return ServiceConnection::launch(identifier.str(), ServiceConnection::Kind::oneShot);
 }
 
 void QRBSourceControlManager::resumePlugInConnection(const ServiceConnectionPtr& connection) {
-  ServiceConnection::Options options;
-  options.callHandler = [this](const qrb::Connection::IncomingCall& call) {
+  ServiceConnection::Handlers handlers;
+  handlers.call = [this](const qrb::Connection::IncomingCall& call) {
     namespace Callback = QRBSourceControlPlugInCallbackProtocol;
     if (call.identifier) throw qrb::ArchiveError("a request where only callbacks are served");
     if (call.method == Callback::incrementalLogStatus.selector) {
@@ -140,8 +140,8 @@ void QRBSourceControlManager::resumePlugInConnection(const ServiceConnectionPtr&
     }
   };
   std::weak_ptr<ServiceConnection> weak = connection;
-  options.interruptionHandler = [this, weak] { communicationFailed(weak); };
-  connection->resume(std::move(options));
+  handlers.interruption = [this, weak] { communicationFailed(weak); };
+  connection->resume(std::move(handlers));
 }
 
 void QRBSourceControlManager::communicationFailed(const std::weak_ptr<ServiceConnection>& weakConnection) {

@@ -72,7 +72,7 @@ QRBSourceControlOperationPtr QRBSourceControlManager::sourceControlSystemsWithCo
       manager->invalidateProcessForOperation(operation, false);
     }
     // What a cancelled discovery has found so far is not what is installed.
-    if (operation->isCanceled()) {
+    if (operation->isEnding()) {
       discovery->complete(nullptr);
     } else {
       manager->setCachedSourceControlSystems(discovery->systems);

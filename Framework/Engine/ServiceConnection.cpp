@@ -63,30 +63,25 @@ ProcessReaper::Policy policyFor(ServiceConnection::Ending ending) {
 
 }  // namespace
 
-std::shared_ptr<ServiceConnection> ServiceConnection::launch(const std::string& serviceName) {
+std::shared_ptr<ServiceConnection> ServiceConnection::launch(const std::string& serviceName, Kind kind) {
   Launched launched = launchService(serviceName);
-  return std::shared_ptr<ServiceConnection>(new ServiceConnection(
-      serviceName, std::move(launched.socket), std::move(launched.peerExit), std::move(launched.process)));
+  Connection::Options options;
+  options.sharing = kind == Kind::oneShot ? Connection::Sharing::perConnection : Connection::Sharing::perMessage;
+  options.name = serviceName;
+  auto connection = Connection::make(std::move(launched.socket), std::move(launched.peerExit), std::move(options));
+  return std::shared_ptr<ServiceConnection>(new ServiceConnection(std::move(connection), std::move(launched.process)));
 }
 
-ServiceConnection::ServiceConnection(std::string name, FileDescriptor socket, FileDescriptor peerExit,
-                                     std::optional<Process> process)
-    : _name(std::move(name)),
-      _socket(std::move(socket)),
-      _peerExit(std::move(peerExit)),
-      _process(std::move(process)) {}
+ServiceConnection::ServiceConnection(std::shared_ptr<Connection> connection, std::optional<Process> process)
+    : _connection(std::move(connection)), _process(std::move(process)) {}
 
 ServiceConnection::~ServiceConnection() {
   invalidate(Ending::killed);
 }
 
-void ServiceConnection::resume(Options options) {
-  Connection::Options connectionOptions;
-  connectionOptions.sharing = options.oneShot ? Connection::Sharing::perConnection : Connection::Sharing::perMessage;
-  connectionOptions.name = _name;
-  _connection = Connection::make(std::move(_socket), std::move(_peerExit), std::move(connectionOptions));
-  _connection->setCallHandler(std::move(options.callHandler));
-  _connection->setInterruptionHandler(std::move(options.interruptionHandler));
+void ServiceConnection::resume(Handlers handlers) {
+  _connection->setCallHandler(std::move(handlers.call));
+  _connection->setInterruptionHandler(std::move(handlers.interruption));
   _connection->resume();
 }
 
@@ -97,7 +92,7 @@ void ServiceConnection::invalidate(Ending ending) {
     if (std::exchange(_invalidated, true)) return;
     process.swap(_process);
   }
-  if (_connection) _connection->invalidate();
+  _connection->invalidate();
   if (process) ProcessReaper::shared().adopt(std::move(*process), policyFor(ending));
 }
 

@@ -15,25 +15,28 @@ namespace qrb {
 /// A service process and the connection to it. One thread at a time, except where said.
 class QRB_EXPORT ServiceConnection {
  public:
-  struct Options {
-    /// The process serves one request and remembers what crossed; otherwise it is kept and does not.
-    bool oneShot = true;
+  enum class Kind {
+    /// The process serves one request, and the connection remembers what crossed.
+    oneShot,
+    /// The process is kept for any number of requests, and the connection remembers nothing.
+    kept,
+  };
+  struct Handlers {
     /// Serves what the process calls back; empty when it may not.
-    Connection::CallHandler callHandler;
+    Connection::CallHandler call;
     /// Called once when the process is lost while no reply is awaited.
-    std::function<void()> interruptionHandler;
+    std::function<void()> interruption;
   };
 
   /// Starts the service of that name. A service that cannot be found or launched gives a connection that is over
   /// already: every request on it fails at once. The connection reads nothing before `resume`.
-  static std::shared_ptr<ServiceConnection> launch(const std::string& serviceName);
+  static std::shared_ptr<ServiceConnection> launch(const std::string& serviceName, Kind kind);
   ~ServiceConnection();
   ServiceConnection(const ServiceConnection&) = delete;
   ServiceConnection& operator=(const ServiceConnection&) = delete;
 
-  /// Sets the handlers and begins to read.
-  void resume(Options options);
-  /// Null before `resume`.
+  /// Sets the handlers and begins to read. To be called once.
+  void resume(Handlers handlers);
   const std::shared_ptr<Connection>& connection() const noexcept { return _connection; }
 
   /// How an invalidated service is expected to end.
@@ -50,12 +53,9 @@ class QRB_EXPORT ServiceConnection {
   void invalidate(Ending ending);
 
  private:
-  ServiceConnection(std::string name, FileDescriptor socket, FileDescriptor peerExit, std::optional<Process> process);
+  ServiceConnection(std::shared_ptr<Connection> connection, std::optional<Process> process);
 
-  const std::string _name;
-  FileDescriptor _socket;
-  FileDescriptor _peerExit;
-  std::shared_ptr<Connection> _connection;
+  const std::shared_ptr<Connection> _connection;
   std::mutex _mutex;
   std::optional<Process> _process;
   bool _invalidated = false;
