@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -22,6 +23,7 @@
 #include "QRBSourceControlModel.h"
 #include "ServiceDirectories.h"
 #include "TemporaryDirectory.h"
+#include "UUIDString.h"
 
 namespace qrb::test {
 
@@ -70,6 +72,8 @@ using RevisionOutcome = Outcome<QRBSourceControlRevisionPtr>;
 class EngineTest : public testing::Test {
  protected:
   void SetUp() override {
+    // Inherited by every process that the library starts, and by theirs.
+    ::setenv("QRB_TEST_RUN", _mark.c_str(), 1);
     // What the library makes once and keeps is made before anything is counted.
     usePlugIn("good");
     requestBaseRevision()->wait();
@@ -80,6 +84,7 @@ class EngineTest : public testing::Test {
   void TearDown() override {
     settleProcesses();
     EXPECT_TRUE(childProcesses().empty()) << "a process was left, or was not reaped";
+    EXPECT_TRUE(descendants().empty()) << "something that a plug-in had started was left";
     EXPECT_EQ(openDescriptors(), _descriptorsBefore) << "a descriptor was left open";
     ServiceDirectories::unregisterAll();
   }
@@ -104,6 +109,9 @@ class EngineTest : public testing::Test {
     }
     return false;
   }
+
+  /// Everything alive that descends from this test, whatever has become of its parents.
+  std::vector<ProcessEntry> descendants() const { return processesWithEnvironment("QRB_TEST_RUN=" + _mark); }
 
   /// From now on, requests get a plug-in of that mode.
   void usePlugIn(const std::string& mode) {
@@ -138,6 +146,7 @@ class EngineTest : public testing::Test {
   static bool isCancellation(const Error& error) { return error.code() == -5; }
 
  private:
+  const std::string _mark = makeUUIDString();
   TemporaryDirectory _folder;
   std::vector<int> _descriptorsBefore;
 };

@@ -127,8 +127,7 @@ TEST_F(PlugInFaultTest, ProcessesThatDoNotEndByThemselvesAreEnded) {
     EXPECT_EQ(each.outcome->calls(), 1u) << each.mode;
   }
   settleProcesses();
-  EXPECT_TRUE(
-      processesWhere([](const ProcessEntry& entry) { return entry.name.starts_with("org.qrb.Orlix"); }).empty());
+  EXPECT_TRUE(descendants().empty());
 }
 
 TEST_F(PlugInFaultTest, AServiceThatCannotBeLaunchedFailsItsRequest) {
@@ -137,12 +136,18 @@ TEST_F(PlugInFaultTest, AServiceThatCannotBeLaunchedFailsItsRequest) {
   ServiceDirectories::unregisterAll();
   ServiceDirectories::registerDirectory(std::string(folder.path()));
 
+  auto missing = RevisionOutcome::make();
+  auto nowhere =
+      QRBSourceControlSystem::initWithName("Nowhere", "org.nowhere", "1", {}, {}, false, false, false, false, false, 0);
+  manager()->headRevisionOfRepository(QRBSourceControlRepository::initWithURL(URL::fileURL("/r"), nowhere),
+                                      missing->completion());
+  EXPECT_TRUE(isCommunicationFailure(missing->error()));
+
   auto expectFailure = [&](const char* what) {
     auto outcome = requestBaseRevision();
     EXPECT_TRUE(isCommunicationFailure(outcome->error())) << what;
     EXPECT_EQ(outcome->calls(), 1u) << what;
   };
-  expectFailure("missing");
   std::ofstream(file) << "#!/no/such/interpreter\n";
   expectFailure("not executable");
   std::filesystem::permissions(file, std::filesystem::perms::owner_all);
