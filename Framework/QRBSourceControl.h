@@ -8,6 +8,7 @@
 #include "QRBSourceControlAuthenticationStrategy.h"
 #include "QRBSourceControlAuthenticationTypes.h"
 #include "QRBSourceControlAuthor.h"
+#include "QRBSourceControlAwaiting.h"
 #include "QRBSourceControlBasicAuthenticationStrategy.h"
 #include "QRBSourceControlBlameItem.h"
 #include "QRBSourceControlBranch.h"

@@ -74,6 +74,36 @@ TEST(ExampleHost, PrintsTheStatusOfAGitWorkingCopy) {
   EXPECT_EQ(result.status, 0) << result.output;
   EXPECT_EQ(result.output, "untracked new file\n");
 }
+
+TEST(ExampleHost, WaitsForARevisionAndGetsAHistoryOnItsOwnThread) {
+  TemporaryDirectory folder;
+  std::vector<std::string> environment{"PATH=/usr/bin:/bin", "HOME=" + folder.string()};
+  auto git = [&](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"git", "-c", "user.name=Ann", "-c", "user.email=ann@example.org"});
+    auto result = qrb::test::runProgram(arguments, environment, folder.string());
+    EXPECT_EQ(result.status, 0) << result.output;
+    return result.output;
+  };
+  auto example = [&](const char* name) {
+    return qrb::test::runProgram({std::string(QRB_EXAMPLES_FOLDER "/") + name, "."}, environment, folder.string());
+  };
+  git({"init", "--quiet", "."});
+  git({"commit", "--quiet", "--allow-empty", "--message=plant"});
+  git({"commit", "--quiet", "--allow-empty", "--message=harvest"});
+  auto waiting = example("example-waiting");
+  EXPECT_EQ(waiting.status, 0);
+  EXPECT_EQ(waiting.output, git({"rev-parse", "HEAD"}));
+  auto executor = example("example-executor");
+  EXPECT_EQ(executor.status, 0);
+  EXPECT_THAT(executor.output, testing::ContainsRegex("harvest\n+plant\n+"));
+  EXPECT_THAT(executor.output, testing::HasSubstr("2 entries\n"));
+
+  std::filesystem::remove_all(folder.path() / ".git");
+  for (const char* name : {"example-waiting", "example-executor"}) {
+    auto failed = example(name);
+    EXPECT_EQ(failed.status, 1) << name << ": " << failed.output;
+  }
+}
 #endif
 
 }  // namespace
