@@ -1,0 +1,216 @@
+// Does requests one after the other, as lines of JSON on its input ask for, and prints what each cost as a line of
+// JSON: {"do": "status", "folder": "/path"}. Times are in milliseconds. The script `compare` drives it; one process
+// does ours and the bare tool in turn, so that both meet the same machine.
+#include <malloc.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include "BareTool.h"
+#include "Measuring.h"
+#include "QRBSourceControlConstants.h"
+#include "QRBSourceControlManager.h"
+#include "QRBSourceControlModel.h"
+
+namespace {
+
+using measuring::Clock;
+using qrb::Dictionary;
+using LogItems = std::vector<QRBSourceControlLogItemPtr>;
+
+const QRBSourceControlManagerPtr& manager() {
+  return QRBSourceControlManager::sharedInstance();
+}
+
+QRBSourceControlWorkingCopyPtr workingCopyAt(const std::string& folder) {
+  static const auto git = QRBSourceControlSystem::systemWithIdentifier(QRBSourceControlGitPlugInIdentifier);
+  if (git == nullptr || !git->isUsable()) throw std::runtime_error("the Git plug-in is not installed");
+  const qrb::URL url = qrb::URL::fileURL(folder);
+  return QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
+      url, QRBSourceControlRepository::initWithURL(url, git));
+}
+
+/// Counts replies; the main thread waits for the last.
+class Latch {
+ public:
+  explicit Latch(int count) : _count(count) {}
+  void down() {
+    std::lock_guard lock(_mutex);
+    if (--_count == 0) _changed.notify_all();
+  }
+  void wait() {
+    std::unique_lock lock(_mutex);
+    _changed.wait(lock, [this] { return _count <= 0; });
+  }
+
+ private:
+  std::mutex _mutex;
+  std::condition_variable _changed;
+  int _count;
+};
+
+void check(const qrb::Error& error) {
+  if (!error) return;
+  std::fprintf(stderr, "%s\n", error.localizedDescription().c_str());
+  std::exit(1);
+}
+
+/// CPU time of the plug-in and of git under it. Only the plug-in itself can tell them apart, so it is looked at when
+/// its reply is here and before it is told to go.
+struct PlugInCPU {
+  double plugIn = 0;
+  double git = 0;
+
+  void look() {
+    for (int pid : measuring::descendants()) {
+      measuring::ProcessCPU cpu = measuring::cpuOf(pid);
+      plugIn += cpu.own;
+      git += cpu.ended;
+    }
+  }
+};
+
+Dictionary baseRevision(const Dictionary& request) {
+  const auto workingCopy = workingCopyAt(request.at("folder"));
+  const double own = measuring::ownCPU();
+  const double children = measuring::childrenCPU();
+  Latch latch(1);
+  const Clock::time_point start = Clock::now();
+  manager()->baseRevisionOfWorkingCopy(workingCopy, [&](const QRBSourceControlRevisionPtr&, const qrb::Error& error) {
+    check(error);
+    latch.down();
+  });
+  latch.wait();
+  const double wall = measuring::milliseconds(Clock::now() - start);
+  measuring::waitForChildren();
+  return {{"wall", wall}, {"host", measuring::ownCPU() - own}, {"children", measuring::childrenCPU() - children}};
+}
+
+Dictionary status(const Dictionary& request) {
+  const auto workingCopy = workingCopyAt(request.at("folder"));
+  const double own = measuring::ownCPU();
+  Latch latch(1);
+  PlugInCPU cpu;
+  QRBSourceControlPathStatusesPtr statuses;
+  double wall = 0;
+  const Clock::time_point start = Clock::now();
+  manager()->filesAndStatusOfWorkingCopy(workingCopy, false,
+                                         [&](const QRBSourceControlPathStatusesPtr& local,
+                                             const QRBSourceControlPathStatusesPtr&, const qrb::Error& error) {
+                                           wall = measuring::milliseconds(Clock::now() - start);
+                                           check(error);
+                                           statuses = local;
+                                           cpu.look();
+                                           latch.down();
+                                         });
+  latch.wait();
+  const double host = measuring::ownCPU() - own;
+  measuring::waitForChildren();
+  return {{"wall", wall}, {"host", host}, {"plugIn", cpu.plugIn}, {"git", cpu.git}, {"entries", statuses->size()}};
+}
+
+Dictionary history(const Dictionary& request) {
+  const auto workingCopy = workingCopyAt(request.at("folder"));
+  ::malloc_trim(0);
+  const double resident = measuring::residentBytes();
+  const double own = measuring::ownCPU();
+  Latch latch(1);
+  PlugInCPU cpu;
+  LogItems items;
+  double wall = 0;
+  double first = 0;
+  std::size_t firstCount = 0;
+  const Clock::time_point start = Clock::now();
+  manager()->historyOfWorkingCopy(
+      workingCopy, nullptr, nullptr, QRBSourceControlHistoryIncludeAll, 0, nullptr,
+      QRBSourceControlHistorySearchDefault,
+      [&](const LogItems& batch, double) {
+        if (firstCount > 0) return;
+        first = measuring::milliseconds(Clock::now() - start);
+        firstCount = batch.size();
+      },
+      [&](const LogItems& all, const qrb::Error& error) {
+        wall = measuring::milliseconds(Clock::now() - start);
+        check(error);
+        items = all;
+        cpu.look();
+        latch.down();
+      });
+  latch.wait();
+  const double host = measuring::ownCPU() - own;
+  measuring::waitForChildren();
+  const double held = measuring::residentBytes() - resident;
+  ::malloc_trim(0);
+  const double heldTrimmed = measuring::residentBytes() - resident;
+  return {{"wall", wall},   {"host", host},          {"plugIn", cpu.plugIn},
+          {"git", cpu.git}, {"first", first},        {"firstCount", firstCount},
+          {"held", held},   {"needed", heldTrimmed}, {"entries", items.size()}};
+}
+
+/// Many requests at once. Counting the living processes takes time of its own, so it is done only when asked for.
+Dictionary manyStatuses(const Dictionary& request) {
+  const auto workingCopy = workingCopyAt(request.at("folder"));
+  const int count = request.at("count");
+  const bool counts = request.value("countsProcesses", false);
+  const double own = measuring::ownCPU();
+  const double children = measuring::childrenCPU();
+  Latch latch(count);
+  std::atomic<bool> over = false;
+  std::size_t most = 0;
+  std::thread counter;
+  if (counts) {
+    counter = std::thread([&] {
+      while (!over) most = std::max(most, measuring::descendants().size());
+    });
+  }
+  const Clock::time_point start = Clock::now();
+  for (int index = 0; index < count; ++index) {
+    manager()->filesAndStatusOfWorkingCopy(
+        workingCopy, false,
+        [&](const QRBSourceControlPathStatusesPtr&, const QRBSourceControlPathStatusesPtr&, const qrb::Error& error) {
+          check(error);
+          latch.down();
+        });
+  }
+  latch.wait();
+  const double wall = measuring::milliseconds(Clock::now() - start);
+  over = true;
+  if (counts) counter.join();
+  measuring::waitForChildren();
+  return {{"wall", wall},
+          {"host", measuring::ownCPU() - own},
+          {"children", measuring::childrenCPU() - children},
+          {"mostProcesses", most}};
+}
+
+Dictionary serve(const Dictionary& request) {
+  const std::string what = request.at("do");
+  if (what == "baseRevision") return baseRevision(request);
+  if (what == "status") return status(request);
+  if (what == "history") return history(request);
+  if (what == "manyStatuses") return manyStatuses(request);
+  if (what == "bare") return runBareTool(request.at("folder"), request.at("arguments"), request.value("marks", 0));
+  throw std::runtime_error("unknown request: " + what);
+}
+
+}  // namespace
+
+int main() {
+  try {
+    for (std::string line; std::getline(std::cin, line);) {
+      std::cout << serve(Dictionary::parse(line)).dump() << std::endl;
+    }
+  } catch (const std::exception& problem) {
+    std::fprintf(stderr, "qrb-bench-host: %s\n", problem.what());
+    return 1;
+  }
+  return 0;
+}

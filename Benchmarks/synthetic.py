@@ -1,0 +1,132 @@
+"""Repositories made up for measuring: the same bytes every time, made once and kept in a folder."""
+
+import os
+import pathlib
+import random
+import shutil
+import subprocess
+import time
+
+WORDS = ("archive branch cache delta engine filter graph handle index journal kernel lookup merge network object "
+         "parser queue render schema table update vector window").split()
+
+
+def git(folder, *arguments, **options):
+    return subprocess.run(["git", "-C", str(folder), *arguments], check=True, **options)
+
+
+def make(cache, name, build):
+    """The folder of that name in the cache; `build` fills it where it is not there yet."""
+    folder = pathlib.Path(cache) / name
+    if folder.exists():
+        return folder
+    unfinished = folder.with_suffix(".unfinished")
+    shutil.rmtree(unfinished, ignore_errors=True)
+    unfinished.mkdir(parents=True)
+    subprocess.run(["git", "init", "-q", "-b", "main", str(unfinished)], check=True)
+    build(unfinished)
+    unfinished.rename(folder)
+    return folder
+
+
+def fast_import(folder, chunks):
+    process = subprocess.Popen(["git", "-C", str(folder), "fast-import", "--quiet"], stdin=subprocess.PIPE)
+    for chunk in chunks:
+        process.stdin.write(chunk)
+    process.stdin.close()
+    if process.wait() != 0:
+        raise RuntimeError("git fast-import failed")
+
+
+def data(content):
+    return b"data %d\n%s\n" % (len(content), content)
+
+
+def person(role, number, seconds):
+    name = f"{WORDS[number % len(WORDS)].title()} {WORDS[number // 3 % len(WORDS)].title()}"
+    return f"{role} {name} <person{number}@example.org> {seconds} +0000\n".encode()
+
+
+def tree_of_files(cache, count, modified):
+    """A working copy of `count` files three folders deep, `modified` of them changed since."""
+
+    def build(folder):
+        def chunks():
+            yield b"commit refs/heads/main\n" + person("committer", 0, 1700000000) + data(b"All files\n")
+            for number in range(count):
+                yield f"M 100644 inline {path(number)}\n".encode() + data(f"file {number}\n".encode())
+
+        def path(number):
+            folders = f"area{number // 5000:03}/{WORDS[number // 200 % 23]}{number // 200 % 25:02}/part{number // 20 % 10}"
+            return f"{folders}/file{number:06}.txt"
+
+        fast_import(folder, chunks())
+        git(folder, "reset", "-q", "--hard")
+        for number in range(modified):
+            (folder / path(number * (count // modified))).write_text("changed by hand\n")
+
+    folder = make(cache, f"files-{count}-{modified}", build)
+    # Files as new as the index are read again by every status; let a second go by and write the index once more.
+    if time.time() - os.stat(folder / ".git/index").st_mtime < 3:
+        time.sleep(1.5)
+        (folder / ".git/index").touch()
+    git(folder, "status", "--porcelain", stdout=subprocess.DEVNULL)
+    return folder
+
+
+def history(cache, count):
+    """`count` commits of two or three files each in a tree of 3,375, four folders deep; every tenth renames a file."""
+
+    def build(folder):
+        source = random.Random(1)
+        paths = [f"src/{WORDS[a]}/{WORDS[b]}_part/{WORDS[c]}_{a}_{b}.cpp"
+                 for a in range(15) for b in range(15) for c in range(15)]
+        renames = [0] * len(paths)
+
+        def chunks():
+            seconds = 1500000000
+            yield b"commit refs/heads/main\n" + person("committer", 0, seconds) + data(b"The beginning\n")
+            for path in paths:
+                yield f"M 100644 inline {path}\n".encode() + data((f"// {path}\n" + "line\n" * 20).encode())
+            for number in range(1, count):
+                seconds += source.randrange(60, 3600)
+                author = int(200 * source.random() ** 3)
+                text = " ".join(source.choices(WORDS, k=source.randrange(3, 9)))
+                if number % 3 == 0:
+                    text += "\n\n" + " ".join(source.choices(WORDS, k=20))
+                yield (b"commit refs/heads/main\n" + person("author", author, seconds) +
+                       person("committer", 0, seconds) + data(text.encode() + b"\n"))
+                touched = source.sample(range(len(paths)), source.randrange(2, 4))
+                if number % 10 == 0:
+                    renamed = touched.pop()
+                    renames[renamed] += 1
+                    stem = paths[renamed].split(".")[0]
+                    new = f"{stem}.{renames[renamed] % 4}.cpp"
+                    yield f"R {paths[renamed]} {new}\n".encode() if new != paths[renamed] else b""
+                    paths[renamed] = new
+                for index in touched:
+                    yield (f"M 100644 inline {paths[index]}\n".encode() +
+                           data((f"// {paths[index]}\n" + "line\n" * 20 + f"change {number}\n").encode()))
+
+        fast_import(folder, chunks())
+
+    return make(cache, f"history-{count}", build)
+
+
+def small(cache):
+    """Ten files, five commits, two files changed."""
+
+    def build(folder):
+        def chunks():
+            for number in range(5):
+                yield (b"commit refs/heads/main\n" + person("committer", number, 1700000000 + number) +
+                       data(f"Commit {number}\n".encode()))
+                for file in range(10):
+                    yield f"M 100644 inline file{file}.txt\n".encode() + data(f"{number} {file}\n".encode())
+
+        fast_import(folder, chunks())
+        git(folder, "reset", "-q", "--hard")
+        (folder / "file1.txt").write_text("changed\n")
+        (folder / "file2.txt").write_text("changed\n")
+
+    return make(cache, "small", build)
