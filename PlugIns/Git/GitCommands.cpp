@@ -136,7 +136,9 @@ GitCommand gitCurrentLocationCommand() {
 GitCommand gitResolveCommand(std::string_view revision) {
   if (!gitIsPlainRevision(revision)) return refuse("revision", revision);
   GitCommand command = makeCommand({"rev-parse", "--verify", "--end-of-options"});
-  command.arguments.emplace_back(revision).append("^{commit}");
+  command.arguments.emplace_back(revision);
+  // What is checked out is a commit. To look it up would cost a quarter of the whole command.
+  if (revision != "HEAD") command.arguments.back().append("^{commit}");
   return command;
 }
 
