@@ -47,6 +47,7 @@
 #include "QRBSourceControlSystemPlaceholder.h"
 #include "QRBSourceControlTag.h"
 #include "QRBSourceControlURL.h"
+#include "QRBSourceControlVCardAddressBook.h"
 #include "QRBSourceControlWorkingCopy.h"
 #include "RunLoop.h"
 #include "ServiceDirectories.h"
