@@ -115,12 +115,17 @@ class EngineTest : public testing::Test {
 
   /// From now on, requests get a plug-in of that mode.
   void usePlugIn(const std::string& mode) {
-    std::filesystem::path folder = std::filesystem::path(_folder.path()) / mode;
+    std::filesystem::path folder = plugInFolder(mode);
     if (std::filesystem::create_directories(folder)) {
       std::filesystem::create_symlink(QRB_TEST_PLUGIN, folder / "org.qrb.Orlix.sourcecontrol.Git");
     }
     ServiceDirectories::unregisterAll();
     ServiceDirectories::registerDirectory(folder.string());
+  }
+
+  /// The folder that the plug-in of that mode is launched from.
+  std::filesystem::path plugInFolder(const std::string& mode) const {
+    return std::filesystem::path(_folder.path()) / mode;
   }
 
   static QRBSourceControlSystemPtr system() {

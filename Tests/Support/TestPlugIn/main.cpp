@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <string>
 
@@ -118,7 +120,7 @@ class RawPlugIn {
  public:
   // Reads the host's request whole and returns its identifier.
   std::uint32_t readRequest() {
-    std::string input;
+    std::string& input = _request;
     qrb::MessageScanner scanner;
     char bytes[4096];
     while (scanner.scan(input) == qrb::MessageScanner::Outcome::incomplete) {
@@ -130,6 +132,8 @@ class RawPlugIn {
     auto message = qrb::ArchiveMessage::parse(input.substr(0, scanner.length()), tables);
     return static_cast<std::uint32_t>(message->root().element(1).unsignedInteger());
   }
+
+  const std::string& request() const { return _request; }
 
   std::string response(std::uint32_t identifier, const std::function<void(ArchiveWriter&)>& result) {
     std::string bytes;
@@ -165,7 +169,22 @@ class RawPlugIn {
     }
     ::_exit(0);
   }
+
+ private:
+  std::string _request;
 };
+
+// Keeps the request as it came in the file "request" beside the link that it was launched by, and answers with the
+// bytes of the file "reply" there: the error and the result of a response.
+void record(const std::string& folder) {
+  RawPlugIn raw;
+  std::uint32_t identifier = raw.readRequest();
+  std::ofstream(folder + "/request", std::ios::binary) << raw.request();
+  std::ifstream file(folder + "/reply", std::ios::binary);
+  std::string reply((std::istreambuf_iterator<char>(file)), {});
+  raw.write(std::string("\x94\x01", 2) + static_cast<char>(identifier) + reply);
+  raw.linger();
+}
 
 [[noreturn]] void dieBySignal() {
   ::kill(::getpid(), SIGKILL);
@@ -185,7 +204,8 @@ void startStubbornChild() {
   (void)!::read(ready[0], &byte, 1);
 }
 
-int misbehave(const std::string& mode) {
+int misbehave(const std::string& folder) {
+  const std::string mode = folder.substr(folder.rfind('/') + 1);
   RawPlugIn raw;
   const std::map<std::string, std::function<void()>> modes = {
       {"exit-at-start", [] { ::_exit(0); }},
@@ -267,6 +287,7 @@ int misbehave(const std::string& mode) {
       {"failure-999", [] { ::_exit(QRBSourceControlRunPlugIn(std::make_shared<GoodPlugIn>(-999))); }},
       {"failure-1000", [] { ::_exit(QRBSourceControlRunPlugIn(std::make_shared<GoodPlugIn>(-1000))); }},
   };
+  if (mode == "recorder") record(folder);
   if (auto found = modes.find(mode); found != modes.end()) {
     found->second();
     return 0;
@@ -284,6 +305,5 @@ int misbehave(const std::string& mode) {
 
 int main(int, char** arguments) {
   std::string path = arguments[0];
-  std::string folder = path.substr(0, path.rfind('/'));
-  return misbehave(folder.substr(folder.rfind('/') + 1));
+  return misbehave(path.substr(0, path.rfind('/')));
 }
