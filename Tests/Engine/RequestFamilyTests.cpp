@@ -1,31 +1,14 @@
-#include <fstream>
-#include <iterator>
-
-#include "EngineTesting.h"
 #include "QRBSourceControlPlugInProtocol.h"
+#include "RecorderTesting.h"
 
 namespace qrb::test {
 namespace {
 
 namespace Protocol = QRBSourceControlPlugInProtocol;
 
-template <class... T>
-std::string encoded(const std::tuple<T...>& values) {
-  std::string bytes;
-  ArchiveWriterTables tables;
-  ArchiveWriter writer(bytes, tables);
-  writeValues(writer, values);
-  return bytes;
-}
-
 // Every request of the family, against a plug-in that keeps what it is sent and answers what it is told.
-class RequestFamilyTest : public EngineTest {
+class RequestFamilyTest : public RecorderTest {
  protected:
-  void SetUp() override {
-    EngineTest::SetUp();
-    usePlugIn("recorder");
-  }
-
   enum class Sends { argumentsAlone, progressIdentifierLast };
 
   template <class... R>
@@ -84,21 +67,6 @@ class RequestFamilyTest : public EngineTest {
       std::make_shared<const QRBSourceControlPathStatuses>(QRBSourceControlPathStatuses{{"a", std::uint64_t{4}}});
 
  private:
-  template <class... R>
-  void writeReply(const std::tuple<R...>& reply, const Error& error) {
-    std::string bytes;
-    ArchiveWriterTables tables;
-    ArchiveWriter writer(bytes, tables);
-    Codec<Error>::write(writer, error);
-    writeValues(writer, reply);
-    std::ofstream(plugInFolder("recorder") / "reply", std::ios::binary) << bytes;
-  }
-
-  std::string readRequest() {
-    std::ifstream file(plugInFolder("recorder") / "request", std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(file)), {});
-  }
-
   template <class... A>
   static std::string expectedRequest(std::string_view selector, std::tuple<A...> arguments, Sends sends,
                                      const QRBSourceControlOperation& operation) {

@@ -1,0 +1,106 @@
+#include "MainThreadExecutor.h"
+#include "RecorderTesting.h"
+
+namespace qrb::test {
+namespace {
+
+// What model objects do with the replies to the requests that they hand on.
+using ConvenienceTest = RecorderTest;
+
+QRBSourceControlLogItemPtr logItem(QRBSourceControlRevisionPtr revision, const char* message = "message") {
+  return QRBSourceControlLogItem::initWithAuthor(QRBSourceControlAuthor::initWithUsername("author", "a@example.org"),
+                                                 std::move(revision), Date(std::chrono::seconds(1)), message, nullptr);
+}
+
+TEST_F(ConvenienceTest, BlameItemsOfOneRevisionShareOneLogItemAndUncommittedOnesDoNot) {
+  auto item = [](std::uint64_t line, QRBSourceControlRevisionPtr revision) {
+    return QRBSourceControlBlameItem::initWithLineRange({line, 1}, logItem(std::move(revision)));
+  };
+  auto revision = [](const char* name) { return QRBSourceControlRevision::initWithIdentifier(name); };
+  auto uncommitted = QRBSourceControlRevision::sharedUnversionedRevision();
+  writeReply(std::make_tuple(std::vector<QRBSourceControlBlameItemPtr>{item(1, revision("a")), item(2, revision("b")),
+                                                                       item(3, revision("a")), item(4, uncommitted),
+                                                                       item(5, uncommitted)}),
+             Error());
+  auto outcome = Outcome<std::vector<QRBSourceControlBlameItemPtr>>::make();
+  workingCopy()->blameFile("file", QRBSourceControlRevisionLocationPtr(), outcome->completion());
+  auto [items, error] = outcome->wait();
+  ASSERT_EQ(items.size(), 5u) << error.description();
+  EXPECT_EQ(items[0]->logItem(), items[2]->logItem());
+  EXPECT_NE(items[0]->logItem(), items[1]->logItem());
+  EXPECT_NE(items[3]->logItem(), items[4]->logItem());
+}
+
+TEST_F(ConvenienceTest, ASwitchAnswersTheLocationAskedForAndCachesTheOneReached) {
+  auto asked = QRBSourceControlBranch::initWithBranchName("asked", false, false);
+  auto reached = QRBSourceControlBranch::initWithBranchName("reached", false, false);
+  for (const Error& error : {Error("d", -1), Error()}) {
+    writeReply(std::make_tuple(QRBSourceControlRevisionLocationPtr(reached)), error);
+    auto copy = workingCopy();
+    auto outcome = Outcome<QRBSourceControlRevisionLocationPtr>::make();
+    copy->switchLocation(asked, outcome->completion());
+    EXPECT_EQ(std::get<0>(outcome->wait()), asked);
+    EXPECT_EQ(copy->cachedCurrentLocation() != nullptr && copy->cachedCurrentLocation()->isEqual(reached), !error);
+
+    auto current = Outcome<QRBSourceControlRevisionLocationPtr>::make();
+    auto other = workingCopy();
+    other->currentLocationWithCompletionBlock(current->completion());
+    auto [location, failure] = current->wait();
+    EXPECT_EQ(location, other->cachedCurrentLocation());
+    EXPECT_EQ(failure, error);
+  }
+}
+
+TEST_F(ConvenienceTest, AStatusReportReplacesATableWholeAndLeavesTheOneItDoesNotBring) {
+  using Table = QRBSourceControlPathStatuses;
+  auto table = [](const char* path) { return std::make_shared<const Table>(Table{{path, std::uint64_t{4}}}); };
+  auto copy = workingCopy();
+  auto report = [&](QRBSourceControlPathStatusesPtr local, QRBSourceControlPathStatusesPtr remote) {
+    writeReply(std::make_tuple(std::move(local), std::move(remote)), Error());
+    auto outcome = Outcome<QRBSourceControlPathStatusesPtr, QRBSourceControlPathStatusesPtr>::make();
+    copy->filesAndStatusWithRemoteStatus(true, outcome->completion());
+    outcome->wait();
+  };
+  report(table("a"), table("r"));
+  report(table("b"), nullptr);
+  EXPECT_EQ(copy->cachedSourceControlLocalStatusForFile("a"), 0u);
+  EXPECT_EQ(copy->cachedSourceControlLocalStatusForFile("b"), 4u);
+  EXPECT_EQ(copy->cachedSourceControlRemoteStatusForFile("r"), 4u);
+  report(std::make_shared<const Table>(), nullptr);
+  EXPECT_TRUE(copy->cachedPathsWithLocalStatus().empty());
+}
+
+TEST_F(ConvenienceTest, AnIdentifierIsStoredOnlyWhenThereIsOne) {
+  struct Case {
+    String reply;
+    Error error;
+    String expected;
+  };
+  for (const Case& each : {Case{"new", {}, "new"}, Case{"", {}, {}}, Case{"new", Error("d", -1), {}}}) {
+    writeReply(std::make_tuple(each.reply), each.error);
+    auto copy = workingCopy();
+    auto outcome = Outcome<>::make();
+    copy->updateRepositoryIdentifierWithCompletionBlock(outcome->completion());
+    EXPECT_EQ(outcome->error(), each.error);
+    EXPECT_EQ(copy->repository()->identifier(), each.expected);
+  }
+}
+
+TEST_F(ConvenienceTest, ALogItemIsCompletedByExactlyOneReply) {
+  auto whole = logItem(QRBSourceControlRevision::initWithIdentifier("a"), "the whole message");
+  for (std::size_t count : {0u, 1u, 2u}) {
+    writeReply(std::make_tuple(std::vector<QRBSourceControlLogItemPtr>(count, whole)), Error());
+    auto item = QRBSourceControlLogItem::initIncompleteLogItemWithAuthor(whole->author(), whole->revision(),
+                                                                         Date(std::chrono::seconds(1)), workingCopy());
+    auto outcome = Outcome<>::make();
+    QRBSourceControlLogItem::loadCompleteLogItemWithCompletionBlock(item, outcome->completion());
+    // Only the main thread changes the item.
+    while (outcome->calls() == 0) drainMainQueue(std::chrono::milliseconds(1));
+    EXPECT_EQ(outcome->error().code(), count == 1 ? 0 : -251);
+    EXPECT_EQ(item->isComplete(), count == 1);
+    EXPECT_EQ(item->message().view(), count == 1 ? "the whole message" : "");
+  }
+}
+
+}  // namespace
+}  // namespace qrb::test
