@@ -96,8 +96,7 @@ class ArchiveIndexer {
  public:
   using Tables = ArchiveReaderTables::Tables;
 
-  ArchiveIndexer(Tables& tables, ArchiveMessage::Parsed& message)
-      : _tables(tables), _message(message) {}
+  ArchiveIndexer(Tables& tables, ArchiveMessage::Parsed& message) : _tables(tables), _message(message) {}
 
   void index(msgpack_object& value) {
     switch (value.type) {
@@ -171,7 +170,9 @@ std::shared_ptr<ArchiveMessage> ArchiveMessage::parse(std::string bytes, Archive
   return message;
 }
 
-ArchiveNode ArchiveMessage::root() const noexcept { return ArchiveNode(&_parsed->root, _parsed->tables); }
+ArchiveNode ArchiveMessage::root() const noexcept {
+  return ArchiveNode(&_parsed->root, _parsed->tables);
+}
 
 ArchiveReaderTables::ArchiveReaderTables() : _tables(std::make_unique<Tables>()) {}
 ArchiveReaderTables::~ArchiveReaderTables() = default;
@@ -207,7 +208,9 @@ ArchiveNode::Kind ArchiveNode::kind() const {
   throw ArchiveError("a value of no known kind");
 }
 
-bool ArchiveNode::isNil() const noexcept { return _value == nullptr || _value->type == MSGPACK_OBJECT_NIL; }
+bool ArchiveNode::isNil() const noexcept {
+  return _value == nullptr || _value->type == MSGPACK_OBJECT_NIL;
+}
 
 bool ArchiveNode::boolean() const {
   if (kind() != Kind::boolean) throw ArchiveError("a boolean was expected");
@@ -251,7 +254,9 @@ std::string_view ArchiveNode::stringView() const {
   return bytesOf(*_value);
 }
 
-String ArchiveNode::string() const { return String(stringView()); }
+String ArchiveNode::string() const {
+  return String(stringView());
+}
 
 std::size_t ArchiveNode::count() const {
   if (_value != nullptr && _value->type == MSGPACK_OBJECT_ARRAY) return _value->via.array.size;
@@ -276,9 +281,8 @@ ArchiveNode ArchiveNode::valueForKey(std::string_view key) const {
   if (_value == nullptr || _value->type != MSGPACK_OBJECT_MAP) throw ArchiveError("a dictionary was expected");
   for (std::uint32_t i = isObjectMap(*_value) ? 1 : 0; i < _value->via.map.size; ++i) {
     const msgpack_object_kv& pair = _value->via.map.ptr[i];
-    std::string_view name = pair.key.type == MSGPACK_OBJECT_BIN
-                                ? bytesOf(pair.key)
-                                : _tables->_tables->keys[pair.key.via.u64].text.view();
+    std::string_view name =
+        pair.key.type == MSGPACK_OBJECT_BIN ? bytesOf(pair.key) : _tables->_tables->keys[pair.key.via.u64].text.view();
     if (name == key) return ArchiveNode(&pair.val, _tables);
   }
   return {};
@@ -293,7 +297,8 @@ std::shared_ptr<Object> ArchiveNode::object(const ClassInfo& admitted) const {
   using State = ArchiveReaderTables::Tables::State;
   if (tables.objects[number].state == State::inProgress) throw ArchiveError("an object that holds itself");
   if (tables.objects[number].state == State::made) {
-    if (!tables.objects[number].object->classInfo().isKindOf(admitted)) throw ArchiveError("an object of another class");
+    if (!tables.objects[number].object->classInfo().isKindOf(admitted))
+      throw ArchiveError("an object of another class");
     return tables.objects[number].object;
   }
   const msgpack_object* source = tables.objects[number].source;

@@ -16,7 +16,8 @@ namespace qrb {
 
 namespace {
 
-// Pointer to number, open addressing: two look-ups per history entry, and a node per entry would cost more than they do.
+// Pointer to number, open addressing: two look-ups per history entry, and a node per entry would cost more than they
+// do.
 class ObjectNumbers {
  public:
   /// The number under `object`, or -1.
@@ -99,8 +100,10 @@ int ArchiveWriter::append(void* output, const char* bytes, std::size_t count) {
 }
 
 // The packer holds nothing but the sink, so making one per value costs nothing.
-#define QRB_PACKER \
-  msgpack_packer packer { &_output, &ArchiveWriter::append }
+#define QRB_PACKER                   \
+  msgpack_packer packer {            \
+    &_output, &ArchiveWriter::append \
+  }
 
 void ArchiveWriter::writeNil() {
   QRB_PACKER;
@@ -159,7 +162,9 @@ void ArchiveWriter::writeKey(std::string_view key) {
   _tables.keyNumbers.emplace(_tables.keys.back(), static_cast<std::uint32_t>(_tables.keys.size() - 1));
 }
 
-void ArchiveWriter::writeLiteralKey(std::string_view key) { writeBytes(key); }
+void ArchiveWriter::writeLiteralKey(std::string_view key) {
+  writeBytes(key);
+}
 
 void ArchiveWriter::writeObject(const std::shared_ptr<const Object>& object) {
   if (object == nullptr) return writeNil();

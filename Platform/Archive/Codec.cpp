@@ -36,7 +36,9 @@ Error Codec<Error>::read(ArchiveNode node) {
                Codec<StringMap<String>>::read(node.valueForKey(kUserInfo)), read(node.valueForKey(kCause)));
 }
 
-bool Codec<Dictionary>::isAbsent(const Dictionary& value) { return value.is_null(); }
+bool Codec<Dictionary>::isAbsent(const Dictionary& value) {
+  return value.is_null();
+}
 
 void Codec<Dictionary>::write(ArchiveWriter& writer, const Dictionary& value) {
   switch (value.type()) {

@@ -68,9 +68,7 @@ struct Codec<String> {
 template <>
 struct Codec<URL> {
   static bool isAbsent(const URL& value) { return !value; }
-  static void write(ArchiveWriter& writer, const URL& value) {
-    Codec<String>::write(writer, value.absoluteString());
-  }
+  static void write(ArchiveWriter& writer, const URL& value) { Codec<String>::write(writer, value.absoluteString()); }
   static URL read(ArchiveNode node) { return URL(Codec<String>::read(node)); }
 };
 

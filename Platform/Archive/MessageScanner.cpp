@@ -5,9 +5,9 @@ namespace qrb {
 namespace {
 
 struct Header {
-  std::size_t size = 1;         // bytes of the header itself
-  std::uint64_t payload = 0;    // bytes that follow it
-  std::uint64_t children = 0;   // values that follow it
+  std::size_t size = 1;        // bytes of the header itself
+  std::uint64_t payload = 0;   // bytes that follow it
+  std::uint64_t children = 0;  // values that follow it
   bool known = true;
 };
 

@@ -15,9 +15,13 @@ struct Error::Details {
 Error::Error(String domain, std::int64_t code, StringMap<String> userInfo, Error cause)
     : _details(std::make_shared<Details>(Details{std::move(domain), code, std::move(userInfo), std::move(cause)})) {}
 
-String Error::domain() const { return _details ? _details->domain : String(); }
+String Error::domain() const {
+  return _details ? _details->domain : String();
+}
 
-std::int64_t Error::code() const noexcept { return _details ? _details->code : 0; }
+std::int64_t Error::code() const noexcept {
+  return _details ? _details->code : 0;
+}
 
 const StringMap<String>& Error::userInfo() const noexcept {
   static const StringMap<String> none;
@@ -36,9 +40,13 @@ std::string Error::localizedDescription() const {
   return "The operation failed (" + domain().str() + " error " + std::to_string(code()) + ").";
 }
 
-String Error::localizedRecoverySuggestion() const { return userInfo(kErrorLocalizedRecoverySuggestionKey); }
+String Error::localizedRecoverySuggestion() const {
+  return userInfo(kErrorLocalizedRecoverySuggestionKey);
+}
 
-Error Error::cause() const { return _details ? _details->cause : Error(); }
+Error Error::cause() const {
+  return _details ? _details->cause : Error();
+}
 
 std::string Error::description() const {
   if (!_details) return "no error";

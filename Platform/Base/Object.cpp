@@ -28,7 +28,9 @@ const ClassInfo* ClassInfo::named(std::string_view name) noexcept {
 
 const ClassInfo Object::_classInfo{"Object", nullptr, nullptr};
 
-std::string Object::description() const { return std::string(className()); }
+std::string Object::description() const {
+  return std::string(className());
+}
 
 void Object::encodeWithCoder(KeyedArchiver&) const {}
 

@@ -93,14 +93,20 @@ bool areEqual(const std::shared_ptr<A>& a, const std::shared_ptr<B>& b) {
 }  // namespace qrb
 
 /// In the class body of every Object subclass.
-#define QRB_OBJECT                                                                      \
- public:                                                                                \
-  static const ::qrb::ClassInfo& staticClass() noexcept { return _classInfo; }          \
-  const ::qrb::ClassInfo& classInfo() const noexcept override { return _classInfo; }    \
-                                                                                        \
- private:                                                                               \
+#define QRB_OBJECT                                              \
+ public:                                                        \
+  static const ::qrb::ClassInfo& staticClass() noexcept {       \
+    return _classInfo;                                          \
+  }                                                             \
+  const ::qrb::ClassInfo& classInfo() const noexcept override { \
+    return _classInfo;                                          \
+  }                                                             \
+                                                                \
+ private:                                                       \
   static const ::qrb::ClassInfo _classInfo
 
 /// In its source file: the class, its base, its archive name, and its decoder (null: it must not be archived).
 #define QRB_DEFINE_OBJECT(Class, Base, name, decoder) \
-  const ::qrb::ClassInfo Class::_classInfo { name, &Base::staticClass(), decoder }
+  const ::qrb::ClassInfo Class::_classInfo {          \
+    name, &Base::staticClass(), decoder               \
+  }

@@ -14,11 +14,11 @@
 #include <tuple>
 #include <vector>
 
+#include "GitRepository.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlManager.h"
 #include "QRBSourceControlModel.h"
 #include "QRBSourceControlStatusValues.h"
-#include "GitRepository.h"
 #include "ValuePrinters.h"
 
 namespace qrb::test {
