@@ -5,6 +5,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <unordered_map>
 #include <vector>
@@ -53,7 +54,7 @@ class QRB_EXPORT QRBSourceControlRemoteRepositoriesUpdating {
 /// is called exactly once, on the reply thread of the request's connection (or, when it is cancelled or its process
 /// cannot be started, on the thread where that happens), with the reply's values and the error last; when there is an
 /// error the values are absent. Completions may be empty. A request whose system is a placeholder gets no answer until
-/// it is cancelled.
+/// it is cancelled, and neither does one to a helper service that is not installed or dies meanwhile.
 class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_this<QRBSourceControlManager> {
  public:
   template <class... Values>
@@ -63,6 +64,8 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   using LogItems = std::vector<QRBSourceControlLogItemPtr>;
   using Systems = std::vector<QRBSourceControlSystemPtr>;
   using SystemsCompletion = std::function<void(const std::shared_ptr<const Systems>& systems)>;
+  using WorkingCopies = std::vector<QRBSourceControlWorkingCopyPtr>;
+  using SSHKeysStrategyPtr = QRBSourceControlSSHKeysAuthenticationStrategyPtr;
 
   /// The process-wide manager, made by the first call and never destroyed.
   static const QRBSourceControlManagerPtr& sharedInstance();
@@ -109,6 +112,41 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   /// The system of that identifier (a current or a legacy one). Discovers the systems first, blocking the caller, when
   /// none are known; answers a placeholder when no plug-in has that identifier.
   QRBSourceControlSystemPtr systemWithIdentifer(const qrb::String& identifier);
+
+  // Requests to the helper services. Each service is one process, launched by the first request, which serves all of
+  // them; when it has died, the next request launches another. Cancelling such a request answers its caller and does
+  // not stop the service, which may still do what it was asked.
+
+  /// The working copies of the systems that the scanner finds in the folders and, when asked, in those above them: in
+  /// the order of the systems, and of the paths within one. Systems whose working copies no folder name marks look for
+  /// themselves. Nothing is looked for without systems, and a plug-in that dies contributes nothing; null only after a
+  /// cancellation. The plug-ins are asked one after another on the reply thread of the scanner, which all scans share.
+  QRBSourceControlOperationPtr scanForWorkingCopiesInFolderPaths(
+      const Files& folderPaths, bool traversingUp, const Systems& usingSourceControlSystems,
+      std::function<void(const std::shared_ptr<const WorkingCopies>& workingCopies)> completionBlock);
+  /// No error when the file is a private key that only the user can read, with its public key beside it.
+  QRBSourceControlOperationPtr validateSSHKeysWithPrivateKeyURL(const qrb::URL& privateKeyURL,
+                                                                Completion<> completionBlock);
+  /// A new key pair in the folder, which is made when it is missing; a key that is there already is an error. The
+  /// strategy holds the private key and the passphrase. An absent comment is the helper's to choose.
+  QRBSourceControlOperationPtr generateSSHKeysWithPassphrase(const qrb::String& passphrase, const qrb::String& comment,
+                                                             const qrb::URL& inFolder,
+                                                             Completion<SSHKeysStrategyPtr> completionBlock);
+  QRBSourceControlOperationPtr generateSSHKeysWithPassphrase(const qrb::String& passphrase, const qrb::URL& inFolder,
+                                                             Completion<SSHKeysStrategyPtr> completionBlock);
+  /// The key that ssh would offer first to the server of that remote.
+  QRBSourceControlOperationPtr defaultSSHKeyAuthenticationStrategyForURL(
+      const qrb::URL& url, Completion<SSHKeysStrategyPtr> completionBlock);
+  /// A list of fingerprints for each host that the user's ssh knows.
+  QRBSourceControlOperationPtr knownSSHHostsAndFingerprintsWithCompletionBlock(
+      Completion<qrb::Dictionary> completionBlock);
+  /// Lets the public key in the folder log in to the server as that user from now on.
+  QRBSourceControlOperationPtr uploadPublicSSHKeyFromFolder(const qrb::URL& folder, const qrb::URL& toServer,
+                                                            const qrb::String& forUsername,
+                                                            Completion<> completionBlock);
+  /// Proxies of the services, whose processes are launched if they are not running.
+  QRBSourceControlProxy remoteProxyObjectForSSHKeyGeneration();
+  QRBSourceControlProxy remoteProxyObjectForWorkingCopyScanning();
 
   // Callbacks of plug-ins; dropped when no running operation has that identifier.
 
@@ -304,8 +342,12 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
                                                              const qrb::String& UUIDString);
   void resumePlugInConnection(const ServiceConnectionPtr& connection);
   void communicationFailed(const std::weak_ptr<qrb::ServiceConnection>& connection);
+  QRBSourceControlProxy remoteProxyObjectForService(qrb::Guarded<ServiceConnectionPtr>& connection,
+                                                    std::string_view name);
   QRBSourceControlOperationPtr operationWithIdentifier(const qrb::String& identifier) const;
 
+  qrb::Guarded<ServiceConnectionPtr> _sshHelperConnection;
+  qrb::Guarded<ServiceConnectionPtr> _workingCopyScannerConnection;
   qrb::OperationQueue _sourceControlOperationQueue;
   mutable qrb::SerialQueue _currentOperationsChangeQueue;
   std::unordered_map<qrb::String, QRBSourceControlOperationPtr> _currentOperations;

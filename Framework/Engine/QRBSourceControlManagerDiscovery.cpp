@@ -1,37 +1,15 @@
 #include <atomic>
 
-#include "ConditionLock.h"
-#include "Localization.h"
 #include "QRBSourceControlManager.h"
 #include "QRBSourceControlModel.h"
 #include "QRBSourceControlPlugInProtocol.h"
 #include "QRBSourceControlProxy.h"
+#include "QRBSourceControlReplyStepPrivate.h"
 
-using qrb::ConditionLock;
 using qrb::Error;
+using qrb::ReplyStep;
 
 namespace {
-
-// The conditions of a lock that makes a reply the next step of a sequence.
-constexpr long kIdle = 0;
-constexpr long kAwaitingReply = -1;
-constexpr long kReplied = -2;
-
-std::shared_ptr<ConditionLock> makeStepLock(const char* selector, long condition) {
-  return std::make_shared<ConditionLock>(qrb::format("%@ Condition Lock (%@)", {selector, "conditionLock"}), condition);
-}
-
-// Both the reply and the loss of the process release the waiting step; only the first of them finds it waiting.
-bool release(ConditionLock& lock) {
-  if (!lock.tryLockWhenCondition(kAwaitingReply)) return false;
-  lock.unlockWithCondition(kReplied);
-  return true;
-}
-
-void await(ConditionLock& lock) {
-  lock.lockWhenCondition(kReplied);
-  lock.unlockWithCondition(kIdle);
-}
 
 constexpr const char* kSystemsSelector = "sourceControlSystemsWithCompletionBlock:";
 constexpr const char* kLookupSelector = "systemWithIdentifer:";
@@ -39,7 +17,7 @@ constexpr const char* kLookupSelector = "systemWithIdentifer:";
 struct Discovery {
   explicit Discovery(QRBSourceControlManager::SystemsCompletion block) : completion(std::move(block)) {}
 
-  std::shared_ptr<ConditionLock> lock = makeStepLock(kSystemsSelector, kIdle);
+  ReplyStep step{kSystemsSelector};
   std::shared_ptr<QRBSourceControlManager::Systems> systems = std::make_shared<QRBSourceControlManager::Systems>();
 
   void complete(const std::shared_ptr<const QRBSourceControlManager::Systems>& found) {
@@ -59,17 +37,17 @@ QRBSourceControlOperationPtr QRBSourceControlManager::sourceControlSystemsWithCo
 
   auto ask = [discovery](const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager) {
     for (const qrb::String& identifier : _allPlugInIdentifiers()) {
-      QRBSourceControlProxy proxy = manager->remoteProxyObjectForPlugInIdentifier(identifier, operation);
-      if (!proxy) continue;
-      discovery->lock->lockWhenCondition(kIdle);
-      discovery->lock->unlockWithCondition(kAwaitingReply);
-      proxy.send(QRBSourceControlPlugInProtocol::sourceControlSystem, std::tuple<>(),
-                 [discovery](const QRBSourceControlSystemPtr& system) {
-                   if (system) discovery->systems->push_back(system);
-                   release(*discovery->lock);
-                 });
-      await(*discovery->lock);
-      manager->invalidateProcessForOperation(operation, false);
+      qrb::askPlugIn(
+          manager, operation, discovery->step,
+          [&] { return manager->remoteProxyObjectForPlugInIdentifier(identifier, operation); },
+          [&](const QRBSourceControlProxy& proxy, ReplyStep::Ticket ticket) {
+            proxy.send(QRBSourceControlPlugInProtocol::sourceControlSystem, std::tuple<>(),
+                       [discovery, ticket](const QRBSourceControlSystemPtr& system) {
+                         discovery->step.answer(ticket, [&] {
+                           if (system) discovery->systems->push_back(system);
+                         });
+                       });
+          });
     }
     // What a cancelled discovery has found so far is not what is installed.
     if (operation->isEnding()) {
@@ -83,7 +61,9 @@ QRBSourceControlOperationPtr QRBSourceControlManager::sourceControlSystemsWithCo
 
   auto terminate = [discovery](const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager,
                                const Error&) {
-    if (release(*discovery->lock)) return;
+    if (discovery->step.release()) return;
+    // A plug-in that dies after its answer has done its work.
+    if (!operation->isCanceled()) return;
     discovery->complete(nullptr);
     manager->operationDidFinish(operation);
   };
@@ -98,9 +78,10 @@ QRBSourceControlSystemPtr QRBSourceControlManager::systemWithIdentifer(const qrb
   qrb::String current = identiferFromLegacyIdentifier(identifier);
   auto known = cachedSourceControlSystems();
   if (known == nullptr || known->empty()) {
-    auto lock = makeStepLock(kLookupSelector, kAwaitingReply);
-    sourceControlSystemsWithCompletionBlock([lock](const auto&) { release(*lock); });
-    await(*lock);
+    auto step = std::make_shared<ReplyStep>(kLookupSelector);
+    step->begin();
+    sourceControlSystemsWithCompletionBlock([step](const auto&) { step->release(); });
+    step->await();
     known = cachedSourceControlSystems();
   }
   if (known != nullptr) {

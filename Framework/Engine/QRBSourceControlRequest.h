@@ -11,7 +11,7 @@
 #include "QRBSourceControlModel.h"
 #include "QRBSourceControlProxy.h"
 
-/// The one pattern of every plug-in request. Private to the manager's sources.
+/// The one pattern of every request to a plug-in or a helper service. Private to the manager's sources.
 namespace qrb::request {
 
 /// What names a request's system, and what the failure handler is told. A repository may come or change while the
@@ -19,6 +19,8 @@ namespace qrb::request {
 struct Subject {
   std::function<QRBSourceControlSystemPtr()> system;
   std::function<QRBSourceControlRepositoryPtr()> repository;
+  /// Set for a request that a helper service answers instead of a system's plug-in.
+  std::function<QRBSourceControlProxy(QRBSourceControlManager&)> service = nullptr;
 };
 
 inline Subject of(const QRBSourceControlRepositoryPtr& repository) {
@@ -38,6 +40,11 @@ inline Subject of(const QRBSourceControlWorkingCopyPtr& workingCopy) {
 /// A request that names its system itself has no repository and so no authentication routing.
 inline Subject of(const QRBSourceControlSystemPtr& system) {
   return {[system] { return system; }, [] { return QRBSourceControlRepositoryPtr(); }};
+}
+
+inline Subject ofService(QRBSourceControlProxy (QRBSourceControlManager::*proxy)()) {
+  return {[] { return QRBSourceControlSystemPtr(); }, [] { return QRBSourceControlRepositoryPtr(); },
+          [proxy](QRBSourceControlManager& manager) { return (manager.*proxy)(); }};
 }
 
 struct Options {
@@ -87,7 +94,9 @@ QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
 
   auto block = [=, &message, arguments = std::move(arguments)](const QRBSourceControlOperationPtr& operation,
                                                                const QRBSourceControlManagerPtr& manager) mutable {
-    QRBSourceControlProxy proxy = manager->remoteProxyObjectForSourceControlSystem(subject.system(), operation);
+    QRBSourceControlProxy proxy = subject.service
+                                      ? subject.service(*manager)
+                                      : manager->remoteProxyObjectForSourceControlSystem(subject.system(), operation);
     if (!proxy) return;
     if constexpr (sizeof...(A) > 0) {
       auto& last = std::get<sizeof...(A) - 1>(arguments);

@@ -1,13 +1,18 @@
 #pragma once
 
 #include <set>
+#include <string_view>
 #include <vector>
 
+#include "QRBSourceControlConstants.h"
 #include "QRBSourceControlForward.h"
 #include "QRBSourceControlMessage.h"
 
 /// What a host asks of the SSH helper service.
 namespace QRBSourceControlSSHHelperProtocol {
+
+/// The name that the service is launched by.
+inline constexpr std::string_view serviceName = QRB_VENDOR_IDENTIFIER_PREFIX ".Orlix.sourcecontrol.SSHHelper";
 
 using qrb::Arguments;
 using qrb::Message;
@@ -23,7 +28,7 @@ inline constexpr Message<Arguments<String, URL>, Reply<Strategy>> generateSSHKey
     "generateSSHKeysWithPassphrase:inFolder:completionBlock:"};
 inline constexpr Message<Arguments<URL>, Reply<Strategy>> defaultSSHKeyAuthenticationStrategyForURL{
     "defaultSSHKeyAuthenticationStrategyForURL:completionBlock:"};
-/// Known hosts: host name to fingerprint.
+/// Known hosts: host name to a list of fingerprints, one per key.
 inline constexpr Message<Arguments<>, Reply<qrb::Dictionary>> knownHosts{"knownHostsWithCompletionBlock:"};
 inline constexpr Message<Arguments<URL, URL, String>, Reply<>> uploadPublicSSHKey{
     "uploadPublicSSHKeyFromFolder:toServer:forUsername:completionBlock:"};
@@ -32,6 +37,9 @@ inline constexpr Message<Arguments<URL, URL, String>, Reply<>> uploadPublicSSHKe
 
 /// What a host asks of the working-copy scanner service.
 namespace QRBSourceControlWorkingCopyScannerProtocol {
+
+/// The name that the service is launched by.
+inline constexpr std::string_view serviceName = QRB_VENDOR_IDENTIFIER_PREFIX ".Orlix.sourcecontrol.WorkingCopyScanner";
 
 /// Folder paths, whether to look upwards, metadata folder names; answers the folders that hold one of them.
 inline constexpr qrb::Message<qrb::Arguments<std::vector<qrb::String>, bool, std::set<qrb::String>>,

@@ -1,6 +1,7 @@
 #include "ServiceConnection.h"
 
 #include <fcntl.h>
+#include <poll.h>
 
 #include <utility>
 
@@ -83,6 +84,13 @@ void ServiceConnection::resume(Handlers handlers) {
   _connection->setCallHandler(std::move(handlers.call));
   _connection->setInterruptionHandler(std::move(handlers.interruption));
   _connection->resume();
+}
+
+bool ServiceConnection::isOver() const {
+  std::lock_guard lock(_mutex);
+  if (!_process) return true;
+  pollfd exit{_process->pidfd(), POLLIN, 0};
+  return ::poll(&exit, 1, 0) > 0;
 }
 
 void ServiceConnection::invalidate(Ending ending) {

@@ -38,6 +38,9 @@ class QRB_EXPORT ServiceConnection {
   /// Sets the handlers and begins to read. To be called once.
   void resume(Handlers handlers);
   const std::shared_ptr<Connection>& connection() const noexcept { return _connection; }
+  /// Whether no request can be served any more: the process has ended, whether or not the connection has noticed, or
+  /// never was. Any thread.
+  bool isOver() const;
 
   /// How an invalidated service is expected to end.
   enum class Ending {
@@ -56,7 +59,7 @@ class QRB_EXPORT ServiceConnection {
   ServiceConnection(std::shared_ptr<Connection> connection, std::optional<Process> process);
 
   const std::shared_ptr<Connection> _connection;
-  std::mutex _mutex;
+  mutable std::mutex _mutex;
   std::optional<Process> _process;
   bool _invalidated = false;
 };

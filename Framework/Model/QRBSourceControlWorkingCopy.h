@@ -200,7 +200,7 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
   QRBSourceControlCancellablePtr updateRepositoryIdentifierWithCompletionBlock(Completion<> completionBlock);
 
   /// Looks for working copies of the systems below the folders and, when asked, above them. It cannot fail: what could
-  /// not be read is left out.
+  /// not be read is left out, and a cancelled scan has found nothing.
   static QRBSourceControlCancellablePtr scanForWorkingCopiesInFolderPaths(
       std::vector<qrb::String> folderPaths, bool traversingUp,
       std::vector<QRBSourceControlSystemPtr> usingSourceControlSystems,

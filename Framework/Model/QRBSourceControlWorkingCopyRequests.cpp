@@ -224,3 +224,15 @@ Request WorkingCopy::updateRepositoryIdentifierWithCompletionBlock(Completion<> 
   };
   return manager()->updateIdentifierOfRepositoryForWorkingCopy(shared_from_this(), std::move(storeAndPassOn));
 }
+
+Request WorkingCopy::scanForWorkingCopiesInFolderPaths(
+    std::vector<qrb::String> folderPaths, bool traversingUp,
+    std::vector<QRBSourceControlSystemPtr> usingSourceControlSystems,
+    std::function<void(std::vector<QRBSourceControlWorkingCopyPtr>)> completionBlock) {
+  auto passOn = [completionBlock = std::move(completionBlock)](const auto& workingCopies) {
+    if (!completionBlock) return;
+    completionBlock(workingCopies ? *workingCopies : std::vector<QRBSourceControlWorkingCopyPtr>());
+  };
+  return manager()->scanForWorkingCopiesInFolderPaths(folderPaths, traversingUp, usingSourceControlSystems,
+                                                      std::move(passOn));
+}

@@ -1,0 +1,193 @@
+// The requests that helper services answer, and the connections to them.
+
+#include <atomic>
+#include <set>
+
+#include "QRBSourceControlPlugInProtocol.h"
+#include "QRBSourceControlReplyStepPrivate.h"
+#include "QRBSourceControlRequest.h"
+#include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
+#include "QRBSourceControlServiceProtocols.h"
+#include "ServiceConnection.h"
+
+namespace PlugInProtocol = QRBSourceControlPlugInProtocol;
+namespace ScannerProtocol = QRBSourceControlWorkingCopyScannerProtocol;
+namespace SSHProtocol = QRBSourceControlSSHHelperProtocol;
+namespace request = qrb::request;
+using qrb::ReplyStep;
+using qrb::ServiceConnection;
+using qrb::String;
+using qrb::URL;
+
+// Connections
+
+QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForService(qrb::Guarded<ServiceConnectionPtr>& field,
+                                                                           std::string_view name) {
+  // The loss is nobody's request to end: it only makes room for the next process.
+  auto lost = [&field](const ServiceConnectionPtr& connection) {
+    field.with([&](ServiceConnectionPtr& held) {
+      if (held == connection) held = nullptr;
+    });
+    connection->invalidate(ServiceConnection::Ending::killed);
+  };
+  ServiceConnectionPtr over;
+  ServiceConnectionPtr connection = field.with([&](ServiceConnectionPtr& held) {
+    if (held == nullptr || held->isOver()) {
+      over = std::exchange(held, ServiceConnection::launch(std::string(name), ServiceConnection::Kind::kept));
+      ServiceConnection::Handlers handlers;
+      handlers.call = [](const qrb::Connection::IncomingCall&) { throw qrb::ArchiveError("services make no calls"); };
+      handlers.interruption = [lost, weak = std::weak_ptr<ServiceConnection>(held)] {
+        if (auto ended = weak.lock()) lost(ended);
+      };
+      held->resume(std::move(handlers));
+    }
+    return held;
+  });
+  // Each request keeps its connection: one whose process has ended may still have the reply to be read.
+  return QRBSourceControlProxy(connection->connection(), [lost, connection] { lost(connection); });
+}
+
+QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForSSHKeyGeneration() {
+  return remoteProxyObjectForService(_sshHelperConnection, SSHProtocol::serviceName);
+}
+
+QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForWorkingCopyScanning() {
+  return remoteProxyObjectForService(_workingCopyScannerConnection, ScannerProtocol::serviceName);
+}
+
+// Working copies
+
+namespace {
+
+struct Scan {
+  using Completion = std::function<void(const std::shared_ptr<const QRBSourceControlManager::WorkingCopies>&)>;
+
+  QRBSourceControlManager::Files folderPaths;
+  bool traversingUp = false;
+  QRBSourceControlManager::Systems systems;
+  Completion completion;
+  ReplyStep step{"scanForWorkingCopiesInFolderPaths:traversingUp:usingSourceControlSystems:completionBlock:"};
+  std::shared_ptr<QRBSourceControlManager::WorkingCopies> found =
+      std::make_shared<QRBSourceControlManager::WorkingCopies>();
+  std::atomic<bool> completed = false;
+
+  // The names of the metadata folders of the systems that have one.
+  std::set<String> identifiers() const {
+    std::set<String> names;
+    for (const QRBSourceControlSystemPtr& system : systems) {
+      if (system && system->workingCopyFolderIdentifier()) names.insert(system->workingCopyFolderIdentifier());
+    }
+    return names;
+  }
+
+  void complete(bool cancelled) {
+    if (completed.exchange(true) || !completion) return;
+    completion(cancelled ? nullptr : found);
+  }
+};
+
+void askSystem(const std::shared_ptr<Scan>& scan, const QRBSourceControlSystemPtr& system,
+               const std::vector<URL>& candidates, const QRBSourceControlOperationPtr& operation,
+               const QRBSourceControlManagerPtr& manager) {
+  qrb::askPlugIn(
+      manager, operation, scan->step,
+      [&] { return manager->remoteProxyObjectForSourceControlSystem(system, operation); },
+      [&](const QRBSourceControlProxy& proxy, ReplyStep::Ticket ticket) {
+        auto take = [scan, ticket](const QRBSourceControlManager::WorkingCopies& workingCopies) {
+          scan->step.answer(
+              ticket, [&] { scan->found->insert(scan->found->end(), workingCopies.begin(), workingCopies.end()); });
+        };
+        if (system->workingCopyFolderIdentifier()) {
+          proxy.send(PlugInProtocol::scanForWorkingCopiesInPotentialWorkingCopies, {candidates}, std::move(take));
+        } else {
+          proxy.send(PlugInProtocol::scanForWorkingCopiesInFolderPaths, {scan->folderPaths, scan->traversingUp},
+                     std::move(take));
+        }
+      });
+}
+
+}  // namespace
+
+QRBSourceControlOperationPtr QRBSourceControlManager::scanForWorkingCopiesInFolderPaths(
+    const Files& folderPaths, bool traversingUp, const Systems& usingSourceControlSystems,
+    std::function<void(const std::shared_ptr<const WorkingCopies>&)> completionBlock) {
+  auto scan = std::make_shared<Scan>();
+  scan->folderPaths = folderPaths;
+  scan->traversingUp = traversingUp;
+  scan->systems = usingSourceControlSystems;
+  scan->completion = std::move(completionBlock);
+
+  auto begin = [scan](const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager) {
+    manager->remoteProxyObjectForWorkingCopyScanning().send(
+        ScannerProtocol::scanFolderPaths, {scan->folderPaths, scan->traversingUp, scan->identifiers()},
+        [scan, operation, manager](const std::vector<URL>& candidates) {
+          for (const QRBSourceControlSystemPtr& system : scan->systems) {
+            askSystem(scan, system, candidates, operation, manager);
+          }
+          scan->complete(operation->isEnding());
+          manager->operationDidFinish(operation);
+        });
+  };
+
+  auto terminate = [scan](const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager,
+                          const qrb::Error&) {
+    if (scan->step.release()) return;
+    // A plug-in that dies after its answer has done its work.
+    if (!operation->isCanceled()) return;
+    scan->complete(true);
+    manager->operationDidFinish(operation);
+  };
+
+  auto operation = QRBSourceControlOperation::initWithSourceControlManager(shared_from_this(), nullptr,
+                                                                           std::move(begin), std::move(terminate));
+  addOperation(operation);
+  return operation;
+}
+
+// SSH
+
+namespace {
+
+// An authentication failure is the answer here and never goes to the failure handler.
+request::Subject ofSSHHelper() {
+  return request::ofService(&QRBSourceControlManager::remoteProxyObjectForSSHKeyGeneration);
+}
+
+}  // namespace
+
+QRBSourceControlOperationPtr QRBSourceControlManager::validateSSHKeysWithPrivateKeyURL(const URL& privateKeyURL,
+                                                                                       Completion<> completionBlock) {
+  return request::start(shared_from_this(), SSHProtocol::validateSSHKeys, ofSSHHelper(), {}, std::move(completionBlock),
+                        {privateKeyURL});
+}
+
+QRBSourceControlOperationPtr QRBSourceControlManager::generateSSHKeysWithPassphrase(
+    const String& passphrase, const URL& inFolder, Completion<SSHKeysStrategyPtr> completionBlock) {
+  return generateSSHKeysWithPassphrase(passphrase, String(), inFolder, std::move(completionBlock));
+}
+
+QRBSourceControlOperationPtr QRBSourceControlManager::generateSSHKeysWithPassphrase(
+    const String& passphrase, const String& comment, const URL& inFolder,
+    Completion<SSHKeysStrategyPtr> completionBlock) {
+  return request::start(shared_from_this(), SSHProtocol::generateSSHKeysWithComment, ofSSHHelper(), {},
+                        std::move(completionBlock), {passphrase, comment, inFolder});
+}
+
+QRBSourceControlOperationPtr QRBSourceControlManager::defaultSSHKeyAuthenticationStrategyForURL(
+    const URL& url, Completion<SSHKeysStrategyPtr> completionBlock) {
+  return request::start(shared_from_this(), SSHProtocol::defaultSSHKeyAuthenticationStrategyForURL, ofSSHHelper(), {},
+                        std::move(completionBlock), {url});
+}
+
+QRBSourceControlOperationPtr QRBSourceControlManager::knownSSHHostsAndFingerprintsWithCompletionBlock(
+    Completion<qrb::Dictionary> completionBlock) {
+  return request::start(shared_from_this(), SSHProtocol::knownHosts, ofSSHHelper(), {}, std::move(completionBlock), {});
+}
+
+QRBSourceControlOperationPtr QRBSourceControlManager::uploadPublicSSHKeyFromFolder(const URL& folder,
+                                                                                   const URL& toServer,
+                                                                                   const String& forUsername,
+                                                                                   Completion<> completionBlock) {
+  return request::start(shared_from_this(), SSHProtocol::uploadPublicSSHKey, ofSSHHelper(), {},
+                        std::move(completionBlock), {folder, toServer, forUsername});
+}

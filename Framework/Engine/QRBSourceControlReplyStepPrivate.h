@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstdint>
+
+#include "ConditionLock.h"
+#include "Localization.h"
+#include "QRBSourceControlManager.h"
+#include "QRBSourceControlProxy.h"
+
+namespace qrb {
+
+/// Makes replies the steps of a sequence: one thread asks and waits, and whatever settles the question lets it go on.
+class ReplyStep {
+ public:
+  /// Names one question, so that an answer which comes too late settles no later one.
+  using Ticket = std::uint64_t;
+
+  explicit ReplyStep(const char* selector)
+      : _lock(format("%@ Condition Lock (%@)", {selector, "conditionLock"}), kIdle) {}
+
+  /// The waiting thread, before it asks: what ends the question may come before the question has gone out.
+  Ticket begin() {
+    _lock.lockWhenCondition(kIdle);
+    Ticket ticket = ++_ticket;
+    _lock.unlockWithCondition(kAwaitingReply);
+    return ticket;
+  }
+  /// Takes the answer, with the lock held, and lets the waiting thread go on; false when nobody waits for this answer.
+  template <class Take>
+  bool answer(Ticket ticket, Take take) {
+    if (!_lock.tryLockWhenCondition(kAwaitingReply)) return false;
+    bool current = ticket == _ticket;
+    if (current) take();
+    _lock.unlockWithCondition(current ? kReplied : kAwaitingReply);
+    return current;
+  }
+  /// Lets the waiting thread go on without an answer; false when none waits.
+  bool release() {
+    if (!_lock.tryLockWhenCondition(kAwaitingReply)) return false;
+    _lock.unlockWithCondition(kReplied);
+    return true;
+  }
+  void await() {
+    _lock.lockWhenCondition(kReplied);
+    _lock.unlockWithCondition(kIdle);
+  }
+
+ private:
+  static constexpr long kIdle = 0;
+  static constexpr long kAwaitingReply = -1;
+  static constexpr long kReplied = -2;
+
+  ConditionLock _lock;
+  Ticket _ticket = 0;
+};
+
+/// Asks one plug-in and returns once it has answered, has died, or the operation was cancelled; its process is ended
+/// then. `proxy` makes the proxy or none; `ask` gets it and the ticket to answer with.
+template <class MakeProxy, class Ask>
+void askPlugIn(const QRBSourceControlManagerPtr& manager, const QRBSourceControlOperationPtr& operation,
+               ReplyStep& step, MakeProxy makeProxy, Ask ask) {
+  ReplyStep::Ticket ticket = step.begin();
+  QRBSourceControlProxy proxy = makeProxy();
+  if (proxy) {
+    ask(proxy, ticket);
+  } else {
+    step.release();
+  }
+  step.await();
+  manager->invalidateProcessForOperation(operation, false);
+}
+
+}  // namespace qrb

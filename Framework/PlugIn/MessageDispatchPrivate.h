@@ -1,0 +1,98 @@
+#pragma once
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <tuple>
+
+#include "Assertion.h"
+#include "Connection.h"
+#include "QRBSourceControlMessage.h"
+
+/// How the processes that a host launches serve its messages: a table of routes, each made of a message's declaration
+/// and the member function of the server that serves it.
+namespace qrb {
+
+/// The duty to answer one request: once, and not by forgetting it.
+class Answering {
+ public:
+  Answering(std::shared_ptr<Connection> connection, std::uint32_t identifier, std::string_view selector)
+      : _connection(std::move(connection)), _identifier(identifier), _selector(selector) {}
+  Answering(const Answering&) = delete;
+  Answering& operator=(const Answering&) = delete;
+  ~Answering() {
+    if (!_answered) fail("the request was dropped without an answer");
+  }
+
+  template <class... R>
+  void answer(const Error& error, const R&... value) {
+    if (_answered.exchange(true)) return fail("the request was answered twice");
+    try {
+      _connection->sendResponse(_identifier, error,
+                                [&](ArchiveWriter& writer) { writeValues(writer, std::tuple<const R&...>(value...)); });
+    } catch (const ArchiveError& problem) {
+      fail(problem.what());
+    }
+  }
+
+ private:
+  void fail(const char* problem) {
+    assertionFailure("Framework/QRBSourceControlPlugInPrimary", __LINE__, std::string(_selector) + " " + problem);
+  }
+
+  std::shared_ptr<Connection> _connection;
+  const std::uint32_t _identifier;
+  const std::string_view _selector;
+  std::atomic<bool> _answered = false;
+};
+
+template <class... R>
+std::function<void(const R&..., const Error&)> completionOf(std::shared_ptr<Answering> answering, Reply<R...>) {
+  return [answering](const R&... value, const Error& error) { answering->answer(error, value...); };
+}
+
+template <class... R>
+std::function<void(const R&...)> completionOf(std::shared_ptr<Answering> answering, ReplyWithoutError<R...>) {
+  return [answering](const R&... value) { answering->answer(Error(), value...); };
+}
+
+template <class Server>
+struct Route {
+  std::string_view selector;
+  void (*serve)(Server& server, const std::shared_ptr<Connection>& connection, const Connection::IncomingCall& call);
+};
+
+template <class... A, class ReplyTypes>
+ReplyTypes replyTypesOf(const Message<Arguments<A...>, ReplyTypes>&);
+
+/// The function takes the message's arguments in order and the completion.
+template <class Server, const auto& message, auto function>
+constexpr Route<Server> route() {
+  return {message.selector,
+          [](Server& server, const std::shared_ptr<Connection>& connection, const Connection::IncomingCall& call) {
+            if (!call.identifier) throw ArchiveError("a request without an identifier");
+            using MessageType = std::remove_cvref_t<decltype(message)>;
+            auto arguments = readValues<typename MessageType::ArgumentTuple>(call.arguments);
+            auto completion = completionOf(std::make_shared<Answering>(connection, *call.identifier, message.selector),
+                                           decltype(replyTypesOf(message)){});
+            std::apply([&](const auto&... argument) { (server.*function)(argument..., std::move(completion)); },
+                       arguments);
+          }};
+}
+
+/// Throws ArchiveError for a message that has no route or whose arguments are not those declared.
+template <class Server>
+void dispatch(std::span<const Route<Server>> routes, Server& server, const std::shared_ptr<Connection>& connection,
+              const Connection::IncomingCall& call) {
+  auto found = std::find_if(routes.begin(), routes.end(),
+                            [&](const Route<Server>& candidate) { return candidate.selector == call.method; });
+  if (found == routes.end()) throw ArchiveError("a message that is not served here: " + std::string(call.method));
+  found->serve(server, connection, call);
+}
+
+}  // namespace qrb

@@ -1,0 +1,163 @@
+#include "SSHHelper.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "FileSystem.h"
+#include "Localization.h"
+#include "QRBSourceControlError.h"
+#include "SSHAddress.h"
+#include "SSHKeyFiles.h"
+#include "SSHKnownHosts.h"
+#include "SSHTools.h"
+#include "ServiceMainPrivate.h"
+
+using qrb::Error;
+using qrb::String;
+using qrb::URL;
+using Strategy = QRBSourceControlSSHKeysAuthenticationStrategy;
+
+namespace {
+
+// Calls for each line of `ssh -G`: a name in lower case and its value.
+template <class Take>
+void forEachSetting(std::string_view text, Take take) {
+  while (!text.empty()) {
+    std::string_view line = text.substr(0, text.find('\n'));
+    text.remove_prefix(std::min(line.size() + 1, text.size()));
+    std::size_t blank = std::min(line.find(' '), line.size());
+    take(line.substr(0, blank), line.substr(std::min(blank + 1, line.size())));
+  }
+}
+
+std::string expandHome(std::string_view path) {
+  for (std::string_view home : {"~/", "%d/"}) {
+    if (path.starts_with(home)) return qrb::homeDirectory() + "/" + std::string(path.substr(home.size()));
+  }
+  return std::string(path);
+}
+
+std::pair<SSHHelper::StrategyPtr, Error> defaultStrategy(const URL& url) {
+  auto address = SSHAddress::parse(url);
+  if (!address) return {nullptr, QRBSourceControlError_AuthenticationStrategyUnsupported()};
+  std::vector<std::string> arguments = sshHomeArguments();
+  arguments.push_back("-G");
+  for (std::string& argument : address->arguments()) arguments.push_back(std::move(argument));
+  SSHToolOutcome settings = runSSHTool("ssh", std::move(arguments));
+  if (!settings.succeeded()) {
+    return {nullptr, systemError(EIO, qrb::localized("The settings of SSH could not be read."), settings.message())};
+  }
+  std::string user;
+  std::string first;
+  std::string key;
+  forEachSetting(settings.output, [&](std::string_view name, std::string_view value) {
+    if (name == "user") user = value;
+    if (name != "identityfile" || !key.empty()) return;
+    std::string path = expandHome(value);
+    if (first.empty()) first = path;
+    if (::access(path.c_str(), F_OK) == 0) key = path;
+  });
+  if (key.empty()) return {nullptr, QRBSourceControlError_AuthenticationSSHKeyNotFound(URL::fileURL(first))};
+  URL file = URL::fileURL(key);
+  return {address->user.empty() ? Strategy::initWithUsername(String(user), file, nullptr)
+                                : Strategy::initWithURLDefinedUsername(String(address->user), file, nullptr),
+          Error()};
+}
+
+std::pair<qrb::Dictionary, Error> readKnownHosts() {
+  std::string path = qrb::homeDirectory() + "/.ssh/known_hosts";
+  qrb::Dictionary hosts = qrb::Dictionary::object();
+  // Who has never used ssh knows no host.
+  if (::access(path.c_str(), F_OK) != 0 && errno == ENOENT) return {hosts, {}};
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    return {hosts, systemError(errno, qrb::format(qrb::localized("The file “%@” could not be read."), {String(path)}))};
+  }
+  std::string text(std::istreambuf_iterator<char>(file), {});
+  for (const auto& [host, fingerprints] : parseSSHKnownHosts(text)) {
+    hosts[host] = fingerprints;
+  }
+  return {hosts, {}};
+}
+
+// Run by the login shell of any user, so a plain sh does the work. The file may lack its last line's end.
+constexpr const char* kAuthorizeCommand =
+    "exec sh -c 'umask 077; cd \"$HOME\" && mkdir -p .ssh && read -r key && file=.ssh/authorized_keys && "
+    "{ grep -qsxF -e \"$key\" \"$file\" || "
+    "{ { [ ! -s \"$file\" ] || [ -z \"$(tail -c 1 \"$file\")\" ] || echo >>\"$file\"; } && "
+    "printf \"%s\\n\" \"$key\" >>\"$file\"; }; }'";
+
+Error uploadFailure(const SSHToolOutcome& outcome) {
+  std::string message = outcome.message();
+  if (message.find("Host key verification failed") != std::string::npos) {
+    std::size_t begin = message.find("SHA256:");
+    std::size_t end = message.find_first_of(" .\r\n", begin);
+    String fingerprint = begin == std::string::npos ? String("") : String(message.substr(begin, end - begin));
+    return QRBSourceControlError_AuthenticationSSHFingerprintInvalid(String(message), fingerprint);
+  }
+  if (message.find("Permission denied") != std::string::npos) {
+    return QRBSourceControlError_AuthenticationCredentialsInvalid(String(message));
+  }
+  return systemError(EIO, qrb::localized("The SSH key could not be uploaded."), String(message));
+}
+
+Error upload(const URL& folder, const URL& server, const String& username) {
+  auto address = SSHAddress::parse(server);
+  if (!address || (!username.empty() && !SSHAddress::isSafeName(username.view()))) {
+    return QRBSourceControlError_InvalidURL(server, "SSH", "");
+  }
+  if (!username.empty()) address->user = username.str();
+  std::string path = folder.isFileURL() ? folder.path().str() : std::string();
+  auto key = publicSSHKeyInFolder(path);
+  if (!key) return QRBSourceControlError_AuthenticationSSHPublicKeyNotFound(folder.appendingPathComponent("id_rsa"));
+  std::vector<std::string> arguments = sshHomeArguments();
+  arguments.insert(arguments.end(), {"-T", "-o", "BatchMode=yes", "-o", "StrictHostKeyChecking=yes", "-o",
+                                     "ConnectTimeout=30", "-o", "ForwardAgent=no", "-o", "ClearAllForwardings=yes"});
+  if (arguments.front() == "-F") {
+    for (const char* name : {"id_rsa", "id_ecdsa", "id_ed25519"}) {
+      arguments.insert(arguments.end(), {"-o", "IdentityFile=\"" + qrb::homeDirectory() + "/.ssh/" + name + "\""});
+    }
+  }
+  for (std::string& argument : address->arguments()) arguments.push_back(std::move(argument));
+  arguments.push_back(kAuthorizeCommand);
+  SSHToolOutcome outcome = runSSHTool("ssh", std::move(arguments), *key + "\n");
+  return outcome.succeeded() ? Error() : uploadFailure(outcome);
+}
+
+}  // namespace
+
+void SSHHelper::validateSSHKeys(const URL& privateKeyURL, Completion<> completionBlock) {
+  qrb::serveAside([=] { completionBlock(validateSSHKeyPair(privateKeyURL)); });
+}
+
+void SSHHelper::generateSSHKeysWithComment(const String& passphrase, const String& comment, const URL& inFolder,
+                                           Completion<StrategyPtr> completionBlock) {
+  qrb::serveAside([=] {
+    GeneratedSSHKey generated = generateSSHKeyPair(passphrase, comment, inFolder);
+    if (generated.error) return completionBlock(nullptr, generated.error);
+    completionBlock(Strategy::initWithUsername(nullptr, generated.privateKey, passphrase), {});
+  });
+}
+
+void SSHHelper::generateSSHKeys(const String& passphrase, const URL& inFolder,
+                                Completion<StrategyPtr> completionBlock) {
+  generateSSHKeysWithComment(passphrase, String(), inFolder, std::move(completionBlock));
+}
+
+void SSHHelper::defaultSSHKeyAuthenticationStrategyForURL(const URL& url, Completion<StrategyPtr> completionBlock) {
+  qrb::serveAside([=] { std::apply(completionBlock, defaultStrategy(url)); });
+}
+
+void SSHHelper::knownHosts(Completion<qrb::Dictionary> completionBlock) {
+  qrb::serveAside([=] { std::apply(completionBlock, readKnownHosts()); });
+}
+
+void SSHHelper::uploadPublicSSHKey(const URL& folder, const URL& toServer, const String& forUsername,
+                                   Completion<> completionBlock) {
+  qrb::serveAside([=] { completionBlock(upload(folder, toServer, forUsername)); });
+}

@@ -1,0 +1,99 @@
+#include "SSHTools.h"
+
+#include <limits.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "FileSystem.h"
+#include "Localization.h"
+#include "QRBSourceControlError.h"
+
+namespace {
+
+SSHToolOutcome run(qrb::ToolCommand command) {
+  command.environment.emplace_back("LC_ALL", "C");
+  SSHToolOutcome outcome;
+  outcome.result = qrb::ToolRunner().run(command, [&](std::string_view chunk) {
+    outcome.output += chunk;
+    return true;
+  });
+  return outcome;
+}
+
+std::string ownProgram() {
+  char path[PATH_MAX];
+  ssize_t length = ::readlink("/proc/self/exe", path, sizeof path);
+  return length > 0 ? std::string(path, static_cast<std::size_t>(length)) : std::string();
+}
+
+// The value of an option of ssh's, whose syntax takes blanks only within quotation marks.
+std::string quoted(const std::string& value) {
+  return '"' + value + '"';
+}
+
+}  // namespace
+
+std::string SSHToolOutcome::message() const {
+  if (result.launchFailure) return result.launchFailure->text;
+  std::string text = result.errorText;
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+  return text.empty() ? result.status.description() : text;
+}
+
+SSHToolOutcome runSSHTool(const std::string& tool, std::vector<std::string> arguments, std::string standardInput) {
+  qrb::ToolCommand command;
+  command.path = tool;
+  command.arguments = std::move(arguments);
+  command.environment = {{"SSH_ASKPASS_REQUIRE", "never"}};
+  command.unsetEnvironment = {"SSH_ASKPASS", "DISPLAY"};
+  command.standardInput = std::move(standardInput);
+  return run(std::move(command));
+}
+
+SSHToolOutcome runSSHToolWithPassphrase(const std::string& tool, std::vector<std::string> arguments,
+                                        std::string_view passphrase, int times) {
+  qrb::ToolCommand command;
+  command.path = tool;
+  command.arguments = std::move(arguments);
+  command.environment = {{"SSH_ASKPASS", ownProgram()}, {"SSH_ASKPASS_REQUIRE", "force"}};
+  for (int time = 0; time < times; ++time) command.standardInput.append(passphrase).append("\n");
+  return run(std::move(command));
+}
+
+std::optional<int> answerAsPassphraseProgram(int argumentCount) {
+  struct stat info {};
+  // The tool gives its question as the one argument. A host gives none, and a socket for a standard input.
+  if (argumentCount != 2 || ::fstat(STDIN_FILENO, &info) != 0 || !S_ISFIFO(info.st_mode)) return std::nullopt;
+  std::string line;
+  char character;
+  // Byte by byte: what follows the line is for the next question.
+  while (line.size() <= kMostPassphraseBytes && ::read(STDIN_FILENO, &character, 1) == 1 && character != '\n') {
+    line += character;
+  }
+  line += '\n';
+  return ::write(STDOUT_FILENO, line.data(), line.size()) == static_cast<ssize_t>(line.size()) ? 0 : 1;
+}
+
+std::vector<std::string> sshHomeArguments() {
+  std::string home = qrb::homeDirectory();
+  passwd entry{};
+  passwd* found = nullptr;
+  char buffer[16384];
+  if (::getpwuid_r(::getuid(), &entry, buffer, sizeof buffer, &found) != 0 || found == nullptr || home.empty() ||
+      home == found->pw_dir) {
+    return {};
+  }
+  std::string configuration = home + "/.ssh/config";
+  return {"-F", ::access(configuration.c_str(), R_OK) == 0 ? configuration : "none", "-o",
+          "UserKnownHostsFile=" + quoted(home + "/.ssh/known_hosts")};
+}
+
+qrb::Error systemError(int number, const std::string& description, const qrb::String& underlyingMessage) {
+  qrb::String underlying = underlyingMessage.empty() ? qrb::String(::strerrordesc_np(number)) : underlyingMessage;
+  return qrb::Error(
+      qrb::kGeneralErrorDomain, number,
+      {{qrb::kErrorLocalizedDescriptionKey, description}, {QRBSourceControlUnderlyingErrorString, underlying}});
+}
