@@ -7,10 +7,11 @@ extern const Command statusCommand;
 extern const Command logCommand;
 extern const Command branchesCommand;
 extern const Command infoCommand;
+extern const Command accountsCommand;
 
 std::span<const Command* const> allCommands() {
-  static constexpr const Command* commands[] = {&systemsCommand, &statusCommand, &logCommand, &branchesCommand,
-                                                &infoCommand};
+  static constexpr const Command* commands[] = {&systemsCommand,  &statusCommand, &logCommand,
+                                                &branchesCommand, &infoCommand,   &accountsCommand};
   return commands;
 }
 

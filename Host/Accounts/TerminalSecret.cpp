@@ -1,0 +1,130 @@
+#include "TerminalSecret.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/signalfd.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+
+#include "FileDescriptor.h"
+#include "HostError.h"
+
+namespace host {
+
+namespace {
+
+// Longer than any password, shorter than a file given by mistake.
+constexpr std::size_t kLongestSecret = 64 << 10;
+
+qrb::FileDescriptor openTerminal() {
+  return qrb::FileDescriptor(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY));
+}
+
+// A terminal that shows nothing of what is typed, and whose user cannot leave it in that state by suspending us.
+class SilentTerminal {
+ public:
+  explicit SilentTerminal(int terminal) : _terminal(terminal) {
+    _changed = ::tcgetattr(terminal, &_before) == 0;
+    termios silent = _before;
+    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHOE | ECHOK | ECHONL);
+    silent.c_lflag |= ICANON | ISIG;
+    silent.c_cc[VSUSP] = _POSIX_VDISABLE;
+    _changed = _changed && ::tcsetattr(terminal, TCSAFLUSH, &silent) == 0;
+  }
+  ~SilentTerminal() {
+    if (_changed) ::tcsetattr(_terminal, TCSAFLUSH, &_before);
+  }
+  SilentTerminal(const SilentTerminal&) = delete;
+  SilentTerminal& operator=(const SilentTerminal&) = delete;
+  bool isSilent() const { return _changed; }
+
+ private:
+  int _terminal;
+  termios _before{};
+  bool _changed = false;
+};
+
+qrb::FileDescriptor stoppingSignals() {
+  sigset_t stopping;
+  ::sigemptyset(&stopping);
+  for (int signal : {SIGINT, SIGTERM, SIGHUP}) ::sigaddset(&stopping, signal);
+  return qrb::FileDescriptor(::signalfd(-1, &stopping, SFD_CLOEXEC | SFD_NONBLOCK));
+}
+
+bool say(int terminal, std::string_view text) {
+  return ::write(terminal, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+}
+
+// One line, or why there is none. The terminal gives whole lines.
+qrb::Error readTerminalLine(int terminal, std::string& line) {
+  qrb::FileDescriptor signals = stoppingSignals();
+  pollfd sources[] = {{terminal, POLLIN, 0}, {signals.get(), POLLIN, 0}};
+  while (true) {
+    if (::poll(sources, 2, -1) < 0 && errno != EINTR) return hostError("The terminal cannot be read.", {}, errno);
+    if ((sources[1].revents & POLLIN) != 0) return QRBSourceControlError_Canceled();
+    if (sources[0].revents == 0) continue;
+    char bytes[4096];
+    ssize_t count = ::read(terminal, bytes, sizeof bytes);
+    if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
+    // The end of input on an empty line is the wish to stop.
+    if (count <= 0) return QRBSourceControlError_Canceled();
+    line.append(bytes, static_cast<std::size_t>(count));
+    if (line.ends_with('\n')) return {};
+  }
+}
+
+}  // namespace
+
+bool canAskForSecret() {
+  return openTerminal().valid();
+}
+
+qrb::Error askForSecret(const std::string& prompt, std::string& secret) {
+  qrb::FileDescriptor terminal = openTerminal();
+  if (!terminal.valid()) {
+    return hostError("There is no terminal to ask for the password on.",
+                     "Give it on standard input, with --password-stdin.", errno);
+  }
+  std::string line;
+  qrb::Error error;
+  {
+    SilentTerminal silent(terminal.get());
+    if (!silent.isSilent()) return hostError("The terminal would show the password.", {}, errno);
+    if (!say(terminal.get(), prompt)) return hostError("The terminal cannot be written to.", {}, errno);
+    error = readTerminalLine(terminal.get(), line);
+  }
+  say(terminal.get(), "\n");
+  if (error) return error;
+  line.pop_back();
+  secret = std::move(line);
+  return {};
+}
+
+qrb::Error readSecretFromInput(std::string& secret) {
+  if (::isatty(STDIN_FILENO) != 0) {
+    return hostError("Standard input is a terminal, which would show the password.",
+                     "Leave out --password-stdin to be asked for it.");
+  }
+  std::string line;
+  // Byte by byte, so that what follows the line is left to whoever reads after us.
+  for (char byte = 0; line.size() <= kLongestSecret;) {
+    ssize_t count = ::read(STDIN_FILENO, &byte, 1);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return hostError("Standard input cannot be read.", {}, errno);
+    if (count == 0 || byte == '\n') break;
+    line += byte;
+  }
+  if (line.size() > kLongestSecret) return hostError("Standard input holds no password: the line is too long.");
+  if (line.ends_with('\r')) line.pop_back();
+  if (line.empty()) return hostError("Standard input holds no password.");
+  if (line.find('\0') != std::string::npos) return hostError("Standard input holds no password, but other bytes.");
+  secret = std::move(line);
+  return {};
+}
+
+}  // namespace host

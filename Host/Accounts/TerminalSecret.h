@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+
+#include "Error.h"
+
+namespace host {
+
+/// Whether there is a terminal on which the user can be asked, wherever input and output go.
+bool canAskForSecret();
+
+/// Asks on the terminal and does not show what is typed. With an error (no terminal; the user interrupted, which is a
+/// cancellation) the secret stays as it was. Main thread, with the program's stopping signals blocked.
+qrb::Error askForSecret(const std::string& prompt, std::string& secret);
+
+/// The first line of standard input, without its end, for those who say that it comes from there. A terminal is
+/// refused, since it would show what is typed.
+qrb::Error readSecretFromInput(std::string& secret);
+
+}  // namespace host

@@ -1,0 +1,296 @@
+#include <algorithm>
+#include <filesystem>
+
+#include "AccountManager.h"
+#include "Command.h"
+#include "ErrorPrinting.h"
+#include "HostError.h"
+#include "QRBSourceControlAccount.h"
+#include "QRBSourceControlBasicAuthenticationStrategy.h"
+#include "QRBSourceControlCancellable.h"
+#include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
+#include "QRBSourceControlSystem.h"
+#include "QRBSourceControlURL.h"
+#include "Systems.h"
+#include "TerminalSecret.h"
+#include "Text.h"
+#include "UnicodeText.h"
+
+namespace host {
+
+namespace {
+
+using Basic = QRBSourceControlBasicAuthenticationStrategy;
+using SSHKeys = QRBSourceControlSSHKeysAuthenticationStrategy;
+using Accounts = std::vector<QRBSourceControlAccountPtr>;
+
+struct Options {
+  std::string name;
+  std::string url;
+  std::string user;
+  std::string key;
+  std::string fingerprint;
+  std::string system = "git";
+  bool passwordFromInput = false;
+};
+
+std::shared_ptr<AccountManager> makeManager() {
+  return std::make_shared<AccountManager>(AccountFile::defaultPath(), sessionSecretStore, nullptr);
+}
+
+const char* kindOf(const QRBSourceControlAccountPtr& account) {
+  switch (account->authenticationStrategy()->type()) {
+    case QRBSourceControlAuthenticationTypeBasic:
+      return "password";
+    case QRBSourceControlAuthenticationTypeSSHKeys:
+      return "sshKey";
+    default:
+      return "anonymous";
+  }
+}
+
+std::string keyFileOf(const QRBSourceControlAccountPtr& account) {
+  auto keys = std::dynamic_pointer_cast<const SSHKeys>(account->authenticationStrategy());
+  return keys == nullptr ? std::string() : keys->privateKeyFile().path().str();
+}
+
+// List
+
+void printJSON(Output& output, const Accounts& accounts) {
+  JSONArray array(output);
+  for (const QRBSourceControlAccountPtr& account : accounts) {
+    JSONValue entry;
+    entry["name"] = account->accountName().view();
+    entry["url"] = withoutPassword(account->hostURL()).absoluteString().view();
+    entry["authentication"] = kindOf(account);
+    if (std::string user = usernameOf(account->authenticationStrategy()); !user.empty()) entry["username"] = user;
+    if (std::string file = keyFileOf(account); !file.empty()) setPath(entry, "keyFile", file);
+    entry["enabled"] = account->enabled();
+    array.add(entry);
+  }
+  array.finish();
+}
+
+void printPlain(Output& output, const Accounts& accounts) {
+  for (const QRBSourceControlAccountPtr& account : accounts) {
+    output.write(Style::bold, displayText(account->accountName().view()));
+    output.write("  " + displayText(withoutPassword(account->hostURL()).absoluteString().view()));
+    std::string user = usernameOf(account->authenticationStrategy());
+    output.write(Style::dim, std::string("  ") + kindOf(account));
+    if (!user.empty()) output.write("  " + displayText(user));
+    if (std::string file = keyFileOf(account); !file.empty()) output.write("  " + displayPath(file));
+    if (!account->enabled()) output.write(Style::yellow, "  (disabled)");
+    output.write("\n");
+  }
+}
+
+ExitStatus runList(Session& session, const Options&) {
+  Accounts accounts;
+  if (qrb::Error error = makeManager()->list(accounts)) return session.fail(error);
+  if (session.json()) {
+    printJSON(session.output(), accounts);
+  } else {
+    printPlain(session.output(), accounts);
+  }
+  return ExitStatus::success;
+}
+
+// Add
+
+QRBSourceControlAuthenticationStrategyPtr strategyOf(const Options& options, const std::string& user,
+                                                     const std::string& secret) {
+  if (!options.key.empty()) {
+    std::string path = std::filesystem::absolute(options.key).lexically_normal().native();
+    return SSHKeys::initWithUsername(user, qrb::URL::fileURL(path), secret);
+  }
+  if (!user.empty()) return Basic::initWithUsername(user, secret);
+  return QRBSourceControlAuthenticationStrategy::sharedAnonymousStrategy();
+}
+
+qrb::Error refusalOf(const Options& options, const qrb::URL& url) {
+  if (!qrbscm_isValid(url)) {
+    return QRBSourceControlError_InvalidURL(url, options.name,
+                                            "an address like https://host/path or user@host:path is");
+  }
+  if (qrbscm_password(url)) {
+    return hostError("The address holds a password, which everyone on this machine may have seen by now.",
+                     "Leave it out, and give it when asked or with --password-stdin.");
+  }
+  if (!options.key.empty() && !SSHKeys::strategyIsValidForURL(url)) {
+    return hostError("A key is of no use at this address.",
+                     "Keys are for addresses over SSH: ssh://… or user@host:path.");
+  }
+  std::error_code failure;
+  if (!options.key.empty() && !std::filesystem::is_regular_file(options.key, failure)) {
+    return QRBSourceControlError_AuthenticationSSHKeyNotFound(qrb::URL::fileURL(options.key));
+  }
+  return {};
+}
+
+// Asked only where the answer can be kept.
+qrb::Error obtainSecret(Session& session, AccountManager& manager, const Options& options, const std::string& user,
+                        std::string& secret) {
+  bool hasSecret = !options.key.empty() || !user.empty();
+  if (options.passwordFromInput && !hasSecret) {
+    return hostError("A password without a user is of no use.", "Name the user with --user.");
+  }
+  if (options.passwordFromInput && !manager.keepsSecrets()) {
+    return hostError("There is no secret service that would keep the password.",
+                     "Leave out --password-stdin; the password is asked for when it is needed.");
+  }
+  if (options.passwordFromInput) return readSecretFromInput(secret);
+  if (!hasSecret) return {};
+  if (!manager.keepsSecrets() || !canAskForSecret()) {
+    session.note("No password is kept with this account; it is asked for when it is needed.");
+    return {};
+  }
+  std::string what = options.key.empty() ? "Password of " + user : "Passphrase of " + options.key;
+  return askForSecret(displayText(what) + " (empty to keep none): ", secret);
+}
+
+ExitStatus runAdd(Session& session, const Options& options) {
+  qrb::URL url(options.url);
+  if (qrb::Error error = refusalOf(options, url)) return session.fail(error);
+  std::string user = options.user.empty() ? qrbscm_user(url).str() : options.user;
+  auto manager = makeManager();
+  // Whether the list can be used is known before anything is asked.
+  Accounts accounts;
+  if (qrb::Error error = manager->list(accounts)) return session.fail(error);
+  std::string secret;
+  if (qrb::Error error = obtainSecret(session, *manager, options, user, secret)) return session.fail(error);
+  auto account = QRBSourceControlAccount::initWithName(options.name, url, strategyOf(options, user, secret));
+  qrb::String fingerprint = options.fingerprint.empty() ? qrb::String() : qrb::String(options.fingerprint);
+  if (qrb::Error error = manager->save(account, fingerprint)) return session.fail(error);
+  return ExitStatus::success;
+}
+
+// Remove and test
+
+qrb::Error findNamed(AccountManager& manager, const std::string& name, QRBSourceControlAccountPtr& account) {
+  Accounts accounts;
+  if (qrb::Error error = manager.list(accounts)) return error;
+  auto isNamed = [&](const QRBSourceControlAccountPtr& each) { return each->accountName().view() == name; };
+  auto found = std::find_if(accounts.begin(), accounts.end(), isNamed);
+  if (found == accounts.end()) {
+    return hostError("There is no account named \"" + name + "\".", "\"qrbscm accounts list\" shows which there are.",
+                     ENOENT);
+  }
+  if (std::count_if(accounts.begin(), accounts.end(), isNamed) > 1) {
+    return hostError("Several accounts are named \"" + name + "\".", "Give them names of their own in the file.");
+  }
+  account = *found;
+  return {};
+}
+
+ExitStatus runRemove(Session& session, const Options& options) {
+  auto manager = makeManager();
+  QRBSourceControlAccountPtr account;
+  if (qrb::Error error = findNamed(*manager, options.name, account)) return session.fail(error);
+  if (qrb::Error error = manager->remove(account)) return session.fail(error);
+  return ExitStatus::success;
+}
+
+qrb::Error findSystem(Session& session, const std::string& name, QRBSourceControlSystemPtr& system) {
+  auto [systems, error] = listSystems(session);
+  if (error) return error;
+  for (const QRBSourceControlSystemPtr& each : systems) {
+    if (qrb::lowercased(each->name().view()) == qrb::lowercased(name)) system = each;
+  }
+  if (system != nullptr) return {};
+  return hostError("There is no system named \"" + name + "\".", "\"qrbscm systems\" shows which there are.", ENOENT);
+}
+
+// What to try: the secret given, the one kept, or the one that the user types.
+qrb::Error strategyToTest(AccountManager& manager, const QRBSourceControlAccountPtr& account, const Options& options,
+                          QRBSourceControlAuthenticationStrategyPtr& strategy) {
+  strategy = account->authenticationStrategy();
+  std::string secret;
+  if (options.passwordFromInput) {
+    if (qrb::Error error = readSecretFromInput(secret)) return error;
+    strategy = withSecret(strategy, secret);
+    return {};
+  }
+  qrb::Error error;
+  strategy = manager.strategyWithSecret(account, error);
+  if (error) return error;
+  // A key may have no passphrase; whether it has one shows when it is tried.
+  if (strategy->type() != QRBSourceControlAuthenticationTypeBasic || !secretOf(strategy).empty()) return {};
+  std::string prompt = "Password of " + usernameOf(strategy) + " at " + account->hostURL().absoluteString().str();
+  if (qrb::Error refusal = askForSecret(displayText(prompt) + ": ", secret)) return refusal;
+  strategy = withSecret(strategy, secret);
+  return {};
+}
+
+ExitStatus runTest(Session& session, const Options& options) {
+  auto manager = makeManager();
+  QRBSourceControlAccountPtr account;
+  if (qrb::Error error = findNamed(*manager, options.name, account)) return session.fail(error);
+  QRBSourceControlAuthenticationStrategyPtr strategy;
+  if (qrb::Error error = strategyToTest(*manager, account, options, strategy)) return session.fail(error);
+  QRBSourceControlSystemPtr system;
+  if (qrb::Error error = findSystem(session, options.system, system)) return session.fail(error);
+  // Another account like it, so that nothing that was typed is kept.
+  auto tried = QRBSourceControlAccount::initWithName(account->accountName(), account->hostURL(), strategy);
+  auto repository = QRBSourceControlRemoteRepository::initWithURLUnsavedAccount(account->hostURL(), system, tried);
+  qrb::Error error = session.perform("Asking the server", [&](Session::Done done) {
+    return repository->validateAuthenticationForLocation(nullptr, nullptr, done);
+  });
+  if (error) return session.fail(error);
+  session.output().write(displayText(options.name) + ": the server accepts the account\n");
+  return ExitStatus::success;
+}
+
+// The command line
+
+using Runner = ExitStatus (*)(Session& session, const Options& options);
+
+Command::Run declareAccounts(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  auto chosen = std::make_shared<Runner>(nullptr);
+  app.require_subcommand(1);
+  auto add = [&](const char* name, const char* summary, Runner run) {
+    CLI::App* command = app.add_subcommand(name, summary);
+    command->fallthrough();
+    command->callback([chosen, run] { *chosen = run; });
+    return command;
+  };
+  auto nameArgument = [&](CLI::App* command) {
+    command->add_option("NAME", options->name, "What the account is called")->required()->type_name("");
+  };
+  auto passwordFlag = [&](CLI::App* command) {
+    command->add_flag("--password-stdin", options->passwordFromInput,
+                      "Read the password or passphrase from the first line of standard input");
+  };
+  add("list", "List the accounts", runList);
+  CLI::App* adding = add("add", "Save an account: anonymous, with a user name and password, or with a key", runAdd);
+  nameArgument(adding);
+  adding->add_option("URL", options->url, "The server, or one repository there")->required()->type_name("");
+  adding->add_option("--user", options->user, "Log in as that user (default: the one in the URL)")->type_name("NAME");
+  adding->add_option("--key", options->key, "Log in with that private SSH key")->type_name("FILE");
+  adding->add_option("--fingerprint", options->fingerprint, "Trust the server with that certificate fingerprint")
+      ->type_name("TEXT");
+  passwordFlag(adding);
+  nameArgument(add("remove", "Forget an account and its password", runRemove));
+  CLI::App* testing = add("test", "Ask the server whether it accepts an account", runTest);
+  nameArgument(testing);
+  testing->add_option("--system", options->system, "The system that the server serves (default: git)")
+      ->type_name("NAME");
+  passwordFlag(testing);
+  return [options, chosen](Session& session) { return (*chosen)(session, *options); };
+}
+
+}  // namespace
+
+extern const Command accountsCommand{
+    "accounts", "Keep accounts on servers: list, add, remove and test them",
+    "The list is kept in $XDG_CONFIG_HOME/qrbscm/accounts.json and holds no password. Passwords and passphrases go to\n"
+    "the secret service of the session; where none runs they are asked for on the terminal when they are needed.\n\n"
+    "Examples:\n"
+    "  qrbscm accounts add orchard https://example.org/ --user ann\n"
+    "  qrbscm accounts add fruit git@example.org:fruit.git --key ~/.ssh/id_ed25519\n"
+    "  qrbscm accounts test orchard\n"
+    "  qrbscm accounts list --json\n",
+    declareAccounts};
+
+}  // namespace host
