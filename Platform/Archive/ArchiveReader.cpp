@@ -3,13 +3,13 @@
 #include <msgpack.h>
 
 #include <limits>
-#include <unordered_map>
 #include <vector>
 
 #include "ArchiveFormat.h"
 #include "KeyedUnarchiver.h"
 #include "MessageScanner.h"
 #include "Object.h"
+#include "TextIndex.h"
 
 namespace qrb {
 
@@ -43,17 +43,16 @@ struct ArchiveReaderTables::Tables {
     bool classSought = false;
   };
   std::vector<Key> keys;
-  std::unordered_map<std::string_view, std::uint32_t> keyNumbers;  // views into `keys`' strings
+  TextIndex keyNumbers;
   std::vector<Slot> objects;
   std::vector<std::shared_ptr<ArchiveMessage>> kept;
 
   std::uint32_t numberOfKey(std::string_view text) {
-    if (auto known = keyNumbers.find(text); known != keyNumbers.end()) return known->second;
+    auto known = keyNumbers.find(text, [this](std::uint32_t number) { return keys[number].text.view(); });
+    if (known) return *known;
     if (keys.size() >= kMostArchiveKeys) throw ArchiveError("too many shared keys");
     keys.push_back({String(text)});
-    auto number = static_cast<std::uint32_t>(keys.size() - 1);
-    keyNumbers.emplace(keys.back().text.view(), number);
-    return number;
+    return keyNumbers.insert(text);
   }
   const ClassInfo* classOfKey(std::size_t number) {
     Key& key = keys[number];

@@ -2,14 +2,14 @@
 
 #include <msgpack.h>
 
-#include <deque>
-#include <unordered_map>
+#include <optional>
 #include <vector>
 
 #include "ArchiveError.h"
 #include "ArchiveFormat.h"
 #include "KeyedArchiver.h"
 #include "Object.h"
+#include "TextIndex.h"
 #include "UTF8.h"
 
 namespace qrb {
@@ -66,10 +66,14 @@ class ObjectNumbers {
 }  // namespace
 
 struct ArchiveWriterTables::Tables {
-  std::deque<std::string> keys;  // a deque: the map's views into it must stay put
-  std::unordered_map<std::string_view, std::uint32_t> keyNumbers;
+  std::vector<std::string> keys;
+  TextIndex keyNumbers;
   std::vector<std::shared_ptr<const Object>> objects;
   ObjectNumbers objectNumbers;
+
+  std::optional<std::uint32_t> numberOfKey(std::string_view key) const {
+    return keyNumbers.find(key, [this](std::uint32_t number) -> const std::string& { return keys[number]; });
+  }
 };
 
 ArchiveWriterTables::ArchiveWriterTables() : _tables(std::make_unique<Tables>()) {}
@@ -80,10 +84,9 @@ ArchiveWriterTables::Mark ArchiveWriterTables::mark() const noexcept {
 }
 
 void ArchiveWriterTables::rollBack(Mark mark) {
-  while (_tables->keys.size() > mark.keys) {
-    _tables->keyNumbers.erase(_tables->keys.back());
-    _tables->keys.pop_back();
-  }
+  _tables->keys.resize(mark.keys);
+  _tables->keyNumbers.clear();
+  for (const std::string& key : _tables->keys) _tables->keyNumbers.insert(key);
   _tables->objects.resize(mark.objects);
   _tables->objectNumbers.clear();
   for (std::size_t number = 0; number < _tables->objects.size(); ++number) {
@@ -152,14 +155,12 @@ void ArchiveWriter::writeMapHeader(std::size_t count) {
 }
 
 void ArchiveWriter::writeKey(std::string_view key) {
-  if (auto known = _tables.keyNumbers.find(key); known != _tables.keyNumbers.end()) {
-    return writeUnsigned(known->second);
-  }
+  if (auto known = _tables.numberOfKey(key)) return writeUnsigned(*known);
   if (_tables.keys.size() >= kMostArchiveKeys || !isValidUTF8(key)) return writeLiteralKey(key);
   QRB_PACKER;
   msgpack_pack_str_with_body(&packer, key.data(), key.size());
   _tables.keys.emplace_back(key);
-  _tables.keyNumbers.emplace(_tables.keys.back(), static_cast<std::uint32_t>(_tables.keys.size() - 1));
+  _tables.keyNumbers.insert(key);
 }
 
 void ArchiveWriter::writeLiteralKey(std::string_view key) {

@@ -3,11 +3,10 @@
 #include <algorithm>
 
 const qrb::String& GitTexts::get(std::string_view text) {
-  const auto known = _texts.find(text);
-  if (known != _texts.end()) return known->second;
-  qrb::String string(text);
-  const std::string_view key = string.view();
-  return _texts.emplace(key, std::move(string)).first->second;
+  const auto known = _numbers.find(text, [this](std::uint32_t number) { return _texts[number].view(); });
+  if (known) return _texts[*known];
+  _numbers.insert(text);
+  return _texts.emplace_back(text);
 }
 
 QRBSourceControlPathStatusesPtr GitStatusCollector::take() {

@@ -1,19 +1,20 @@
 #pragma once
 
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "QRBSourceControlForward.h"
+#include "TextIndex.h"
 
 /// Gives each text once, so that the archive to the host sends a path or a name once however often it occurs.
 class GitTexts {
  public:
+  /// Valid until the next call.
   const qrb::String& get(std::string_view text);
 
  private:
-  // The keys are views of the strings they lead to.
-  std::unordered_map<std::string_view, qrb::String> _texts;
+  std::vector<qrb::String> _texts;
+  qrb::TextIndex _numbers;
 };
 
 /// Collects a status report. Bits given to one path at different times come together.
