@@ -9,6 +9,7 @@
 #include "KeyedUnarchiver.h"
 #include "MessageScanner.h"
 #include "Object.h"
+#include "PageAllocator.h"
 #include "TextIndex.h"
 
 namespace qrb {
@@ -30,12 +31,12 @@ struct ArchiveMessage::Parsed {
 };
 
 struct ArchiveReaderTables::Tables {
-  enum class State : std::uint8_t { waiting, inProgress, made };
+  // One per object of the archive, so it is kept small. Waiting: `source` is set; made: `object` is; neither: in the
+  // making.
   struct Slot {
     std::shared_ptr<Object> object;
     const msgpack_object* source = nullptr;
     ArchiveMessage::Parsed* message = nullptr;
-    State state = State::waiting;
   };
   struct Key {
     String text;
@@ -44,7 +45,7 @@ struct ArchiveReaderTables::Tables {
   };
   std::vector<Key> keys;
   TextIndex keyNumbers;
-  std::vector<Slot> objects;
+  std::vector<Slot, PageAllocator<Slot>> objects;
   std::vector<std::shared_ptr<ArchiveMessage>> kept;
 
   std::uint32_t numberOfKey(std::string_view text) {
@@ -120,7 +121,7 @@ class ArchiveIndexer {
       msgpack_object_kv& head = value.via.map.ptr[0];
       // The slot's number is kept in the nil key itself, which has no other use for it.
       head.key.via.u64 = _tables.objects.size();
-      _tables.objects.push_back({nullptr, &value, &_message, Tables::State::waiting});
+      _tables.objects.push_back({nullptr, &value, &_message});
       numberKey(head.val);
       first = 1;
     }
@@ -293,34 +294,30 @@ std::shared_ptr<Object> ArchiveNode::object(const ClassInfo& admitted) const {
   ArchiveReaderTables::Tables& tables = *_tables->_tables;
   std::size_t number =
       _value->type == MSGPACK_OBJECT_EXT ? referenceNumber(*_value) : _value->via.map.ptr[0].key.via.u64;
-  using State = ArchiveReaderTables::Tables::State;
-  if (tables.objects[number].state == State::inProgress) throw ArchiveError("an object that holds itself");
-  if (tables.objects[number].state == State::made) {
-    if (!tables.objects[number].object->classInfo().isKindOf(admitted))
-      throw ArchiveError("an object of another class");
-    return tables.objects[number].object;
+  if (const auto& known = tables.objects[number].object; known != nullptr) {
+    if (!known->classInfo().isKindOf(admitted)) throw ArchiveError("an object of another class");
+    return known;
   }
   const msgpack_object* source = tables.objects[number].source;
+  if (source == nullptr) throw ArchiveError("an object that holds itself");
   const ClassInfo* info = tables.classOfKey(source->via.map.ptr[0].val.via.u64);
   if (info == nullptr || !info->isKindOf(admitted) || !info->supportsSecureCoding()) {
     throw ArchiveError("an object of a class that is not admitted where a " + std::string(admitted.name()) +
                        " was expected");
   }
-  tables.objects[number].state = State::inProgress;
+  tables.objects[number].source = nullptr;
   std::shared_ptr<Object> made;
   try {
     KeyedUnarchiver coder{ArchiveNode(source, _tables)};
     made = info->decoder()(coder);
   } catch (...) {
-    tables.objects[number].state = State::waiting;
+    tables.objects[number].source = source;
     throw;
   }
   if (made == nullptr) throw ArchiveError("an object that could not be made");
   // The decoder may have made further objects; the vector may have moved.
   auto& slot = tables.objects[number];
   slot.object = made;
-  slot.state = State::made;
-  slot.source = nullptr;
   ++slot.message->made;
   return made;
 }
