@@ -49,6 +49,22 @@ class GoodPlugIn : public QRBSourceControlPlugInPrimary {
                     {});
   }
 
+  // Every candidate is a working copy of ours, and so is every folder when we look for ourselves.
+  void scanForWorkingCopiesInPotentialWorkingCopies(const std::vector<qrb::URL>& potentialWorkingCopies,
+                                                    Answer<WorkingCopies> completionBlock) override {
+    WorkingCopies workingCopies;
+    for (const qrb::URL& url : potentialWorkingCopies) workingCopies.push_back(workingCopyAt(url));
+    completionBlock(workingCopies);
+  }
+  void scanForWorkingCopiesInFolderPaths(const Files& folderPaths, bool traversingUp,
+                                         Answer<WorkingCopies> completionBlock) override {
+    WorkingCopies workingCopies;
+    for (const qrb::String& path : folderPaths) {
+      workingCopies.push_back(workingCopyAt(qrb::URL::fileURL(path.str() + (traversingUp ? "/up" : "/down"))));
+    }
+    completionBlock(workingCopies);
+  }
+
   void validateAuthenticationOfRemoteRepository(const QRBSourceControlRemoteRepositoryPtr&,
                                                 const QRBSourceControlRevisionLocationPtr&,
                                                 const QRBSourceControlBranchAndTagLocationsPtr&,
@@ -112,6 +128,11 @@ class GoodPlugIn : public QRBSourceControlPlugInPrimary {
   }
 
  private:
+  static QRBSourceControlWorkingCopyPtr workingCopyAt(const qrb::URL& url) {
+    return QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
+        url, QRBSourceControlRepository::initWithURL(url, testSystem()));
+  }
+
   std::int64_t _failureCode;
 };
 

@@ -1,0 +1,90 @@
+#include <gmock/gmock.h>
+
+#include <nlohmann/json.hpp>
+
+#include "ServiceTesting.h"
+
+namespace qrb::test {
+namespace {
+
+using HostsOutcome = Outcome<Dictionary>;
+
+class KeptServiceTest : public ServiceTest {
+ protected:
+  static std::shared_ptr<HostsOutcome> askKnownHosts(QRBSourceControlOperationPtr* operation = nullptr) {
+    auto outcome = HostsOutcome::make();
+    auto queued = manager()->knownSSHHostsAndFingerprintsWithCompletionBlock(outcome->completion());
+    if (operation != nullptr) *operation = queued;
+    return outcome;
+  }
+};
+
+TEST_F(KeptServiceTest, ManyRequestsAtOnceShareOneProcessWhichStays) {
+  std::vector<std::shared_ptr<HostsOutcome>> outcomes;
+  for (int number = 0; number < 50; ++number) outcomes.push_back(askKnownHosts());
+  for (auto& outcome : outcomes) EXPECT_FALSE(outcome->error());
+  auto processes = processesOf("SSHHelper");
+  ASSERT_EQ(processes.size(), 1u);
+  EXPECT_FALSE(askKnownHosts()->error());
+  EXPECT_EQ(processesOf("SSHHelper"), processes);
+}
+
+TEST_F(KeptServiceTest, TheRequestThatAServiceDiedInWaitsForItsCancellationAndTheNextGetsAnotherService) {
+  useTestPlugIn("SSHHelper", "hang");
+  QRBSourceControlOperationPtr operation;
+  auto lost = askKnownHosts(&operation);
+  awaitProcessOf("SSHHelper");
+  killService("SSHHelper");
+  ServiceDirectories::unregisterAll();
+  EXPECT_FALSE(askKnownHosts()->error());
+  EXPECT_EQ(lost->calls(), 0u);
+  operation->cancel();
+  EXPECT_EQ(lost->error().code(), -5);
+  EXPECT_EQ(lost->calls(), 1u);
+}
+
+TEST_F(KeptServiceTest, AServiceThatBreaksTheProtocolIsReplaced) {
+  for (const char* mode : {"garbage", "request-to-host", "reply-to-no-request"}) {
+    useTestPlugIn("SSHHelper", mode);
+    QRBSourceControlOperationPtr operation;
+    auto lost = askKnownHosts(&operation);
+    // It lives until its message is refused, and is killed for that.
+    pid_t process = awaitProcessOf("SSHHelper");
+    auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (!processesOf("SSHHelper").empty() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+    EXPECT_TRUE(processesOf("SSHHelper").empty()) << mode << " lives on as " << process;
+    ServiceDirectories::unregisterAll();
+    EXPECT_FALSE(askKnownHosts()->error()) << mode;
+    operation->cancel();
+    EXPECT_EQ(lost->error().code(), -5) << mode;
+    killService("SSHHelper");
+  }
+}
+
+TEST_F(KeptServiceTest, AnIdleServiceThatDiesIsReplaced) {
+  for (int round = 0; round < 20; ++round) {
+    ASSERT_FALSE(askKnownHosts()->error());
+    killService("SSHHelper");
+  }
+}
+
+TEST_F(KeptServiceTest, ACancelledRequestLeavesTheServiceToTheOthers) {
+  auto process = (askKnownHosts()->wait(), processesOf("SSHHelper"));
+  std::vector<std::shared_ptr<HostsOutcome>> outcomes;
+  for (int round = 0; round < 200; ++round) {
+    QRBSourceControlOperationPtr operation;
+    outcomes.push_back(askKnownHosts(&operation));
+    for (int turn = 0; turn < round; ++turn) std::this_thread::yield();
+    operation->cancel();
+  }
+  EXPECT_FALSE(askKnownHosts()->error());
+  for (auto& outcome : outcomes) {
+    Error error = outcome->error();
+    EXPECT_TRUE(!error || error.code() == -5) << error.description();
+    EXPECT_EQ(outcome->calls(), 1u);
+  }
+  EXPECT_EQ(processesOf("SSHHelper"), process);
+}
+
+}  // namespace
+}  // namespace qrb::test
