@@ -1,5 +1,9 @@
 // qrbscm: the library at the command line.
 
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
@@ -55,7 +59,21 @@ int refuse(const CLI::App& app, const CLI::ParseError& error) {
   return static_cast<int>(ExitStatus::wrongUsage);
 }
 
+// A descriptor that we were started without would be given to the next thing opened, and our text would go there. In
+// its place stands one that gives nothing and takes nothing.
+void occupyStandardDescriptors() {
+  while (true) {
+    int descriptor = ::open("/dev/null", O_RDONLY);
+    if (descriptor > STDERR_FILENO) ::close(descriptor);
+    if (descriptor < 0 || descriptor > STDERR_FILENO) return;
+  }
+}
+
 int run(int argc, char** argv) {
+  occupyStandardDescriptors();
+  // What a plug-in's tools leave behind comes to us, and is known to be gone as soon as it is, whatever waits for
+  // orphans on this system, and however late.
+  ::prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
   EventLoop loop;
   static Output output;  // a callback of a cancelled request may still hold it while the program ends
   CommonOptions options;

@@ -1,3 +1,4 @@
+#include <charconv>
 #include <filesystem>
 #include <mutex>
 #include <optional>
@@ -223,8 +224,11 @@ ExitStatus runLog(Session& session, const Options& options) {
 
 // For the parser: what is wrong, or nothing.
 std::string refuseNegative(const std::string& number) {
-  bool isNumber = !number.empty() && number.find_first_not_of("0123456789") == std::string::npos;
-  return isNumber ? std::string() : "\"" + number + "\" is not a number of entries: 0 or more are";
+  std::int64_t value = -1;
+  const char* end = number.data() + number.size();
+  auto result = std::from_chars(number.data(), end, value);
+  if (result.ec == std::errc() && result.ptr == end && value >= 0) return {};
+  return "\"" + number + "\" is not a number of entries: 0 or more are";
 }
 
 Command::Run declareLog(CLI::App& app) {

@@ -7,8 +7,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
+#include <utility>
 
 namespace host {
 
@@ -17,6 +19,7 @@ namespace {
 constexpr std::size_t kFlushSize = std::size_t{64} << 10;
 // What a pipe that says it is writable takes without blocking.
 constexpr std::size_t kChunkSize = 4096;
+constexpr std::chrono::milliseconds kLastPatience{1000};
 
 std::string_view escapeCode(Style style) {
   switch (style) {
@@ -91,12 +94,17 @@ void Output::flush() {
 }
 
 // False when nobody takes more and waiting is over.
-bool Output::waitUntilWritable() const {
+bool Output::waitUntilWritable() {
   pollfd sources[] = {{STDOUT_FILENO, POLLOUT, 0}, {_stop, POLLIN, 0}};
   while (::poll(sources, 2, -1) < 0) {
     if (errno != EINTR) return true;  // write() will say what is wrong
   }
-  return sources[0].revents != 0;
+  if (sources[0].revents != 0) return true;
+  // A slow reader is given the time to take what is complete; one that has stopped reading is not waited for again.
+  int patience = std::exchange(_hasGivenUp, true) ? 0 : static_cast<int>(kLastPatience.count());
+  bool isWritable = ::poll(sources, 1, patience) != 0;
+  _hasGivenUp = !isWritable;
+  return isWritable;
 }
 
 void Output::stopWaiting() {
@@ -105,8 +113,8 @@ void Output::stopWaiting() {
 }
 
 void Output::lose(int error) {
-  _error = error;
-  if (_onLoss) _onLoss();
+  int none = 0;
+  if (_error.compare_exchange_strong(none, error) && _onLoss) _onLoss();
 }
 
 }  // namespace host

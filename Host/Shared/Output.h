@@ -28,16 +28,19 @@ class Output {
   /// Hands over what has been gathered. Until then it is not visible.
   void flush();
 
-  /// From now on output is dropped wherever a reader does not take it at once, also by a write under way. Any thread.
+  /// From now on output is dropped where a reader has stopped taking it for a second, also by a write under way. Any
+  /// thread.
   void stopWaiting();
   /// Nothing can be written any more. Any thread.
   bool isLost() const { return _error != 0; }
   /// Why, as errno: EPIPE where the reader has gone; 0 while all is well. Any thread.
   int error() const { return _error; }
 
- private:
-  bool waitUntilWritable() const;
+  /// Nobody will take the output: it is dropped from now on. Any thread.
   void lose(int error);
+
+ private:
+  bool waitUntilWritable();
 
   std::string _pending;
   std::function<void()> _beforeTerminalWrite;
@@ -45,6 +48,7 @@ class Output {
   bool _isTerminal = false;
   bool _hasColour = false;
   bool _mayBlock = false;
+  bool _hasGivenUp = false;
   int _stop = -1;
   std::atomic<int> _error = 0;
 };

@@ -79,12 +79,13 @@ std::vector<qrb::Error> Session::perform(std::string label, const std::vector<St
   auto isOver = [](const std::unique_ptr<Request>& request) { return request->isOver(); };
   while (!std::all_of(requests.begin(), requests.end(), isOver)) {
     auto event = _loop.wait(_progress.isShown() ? Progress::interval : std::chrono::milliseconds(-1));
-    bool isUnwanted = event == EventLoop::Event::readerGone || _output.isLost();
-    if (!cancelled && (event == EventLoop::Event::interrupted || isUnwanted)) {
+    if (event == EventLoop::Event::readerGone) _output.lose(EPIPE);
+    if (!cancelled && (event == EventLoop::Event::interrupted || _output.isLost())) {
       cancelled = true;
       _output.stopWaiting();
       for (auto& request : requests) {
-        if (request->token) request->token->cancel();
+        // One that has been answered is seeing its process off already.
+        if (request->token && !request->answer->arrived) request->token->cancel();
       }
     }
     _progress.tick();

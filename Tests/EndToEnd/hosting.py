@@ -1,0 +1,143 @@
+"""What the end-to-end tests share: a home of one's own, git in it, and qrbscm, which must leave nothing running."""
+
+import base64
+import json
+import os
+import select
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import unittest
+
+HOST = os.environ["QRBSCM"]
+SUPERVISOR = os.path.join(os.path.dirname(os.path.abspath(__file__)), "supervise.py")
+PATIENCE = 120  # seconds until something that ought to end counts as hanging
+
+
+def within_patience(descriptor):
+    if not select.select([descriptor], [], [], PATIENCE)[0]:
+        raise AssertionError("nothing came")
+    return descriptor
+
+
+class Host:
+    """A running qrbscm, and, when it has ended, its status and what it left behind."""
+
+    def __init__(self, arguments, **options):
+        self._report, write = os.pipe()
+        self._reported = b""
+        self._supervisor = subprocess.Popen([sys.executable, "-S", SUPERVISOR, str(write), HOST, *arguments],
+                                            stdin=subprocess.DEVNULL, pass_fds=[write], bufsize=0, **options)
+        os.close(write)
+        self.stdout, self.stderr = self._supervisor.stdout, self._supervisor.stderr
+        self.pid = int(self._report_line())
+        self.returncode = self.left = None
+
+    def _report_line(self):
+        while b"\n" not in self._reported:
+            piece = os.read(within_patience(self._report), 4096)
+            assert piece, "the supervisor ended early"
+            self._reported += piece
+        line, self._reported = self._reported.split(b"\n", 1)
+        return line
+
+    def children(self):
+        """Processes of its own that it has started."""
+        found = []
+        for thread in os.listdir(f"/proc/{self.pid}/task"):
+            with open(f"/proc/{self.pid}/task/{thread}/children", encoding="ascii") as children:
+                found += children.read().split()
+        return found
+
+    def wait(self):
+        report = json.loads(self._report_line())
+        self.returncode, self.left = report["status"], report["left"]
+        return self.returncode
+
+    def communicate(self):
+        output = self._supervisor.communicate(timeout=PATIENCE)
+        self.wait()
+        return output
+
+    def close(self):
+        if self.returncode is None:
+            os.kill(self.pid, signal.SIGKILL)
+        self._supervisor.wait(timeout=PATIENCE)
+        os.close(self._report)
+        for pipe in (self.stdout, self.stderr):
+            if pipe:
+                pipe.close()
+
+
+class HostTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = os.path.realpath(tempfile.mkdtemp(prefix="qrbscm-test-"))
+        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
+        home = os.path.join(self.folder, "home")
+        os.mkdir(home)
+        keep = {name: os.environ[name] for name in ("PATH", "TMPDIR") if name in os.environ}
+        self.environment = dict(keep, HOME=home, LC_ALL="C.UTF-8", TZ="UTC", GIT_CONFIG_NOSYSTEM="1",
+                                GIT_CONFIG_GLOBAL=os.path.join(home, "gitconfig"))
+        with open(os.path.join(home, "gitconfig"), "w", encoding="ascii") as config:
+            config.write("[user]\n\tname = Ada\n\temail = ada@example.org\n[init]\n\tdefaultBranch = main\n"
+                         "[protocol \"file\"]\n\tallow = always\n")
+
+    def git(self, repository, *arguments, check=True, data=None):
+        result = subprocess.run(["git", "-C", repository, *arguments], env=self.environment, input=data,
+                                capture_output=True, timeout=PATIENCE)
+        if check and result.returncode != 0:
+            self.fail(f"git {arguments} failed: {result.stderr.decode()}")
+        return result.stdout
+
+    def repository(self, name="orchard"):
+        path = os.path.join(self.folder, name)
+        os.mkdir(path)
+        self.git(path, "init", "--quiet")
+        return path
+
+    def write(self, repository, name, content=b"text\n"):
+        path = os.path.join(os.fsencode(repository), os.fsencode(name))
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        with open(path, "wb") as file:
+            file.write(content)
+
+    def commit(self, repository, message="a change", **files):
+        for name, content in files.items():
+            self.write(repository, name, content.encode())
+        self.git(repository, "add", "--all")
+        self.git(repository, "commit", "--quiet", "--allow-empty", "--message", message)
+
+    def start(self, *arguments, cwd=None, environment=None, **options):
+        """A running host; its output is piped unless said otherwise."""
+        options.setdefault("stdout", subprocess.PIPE)
+        options.setdefault("stderr", subprocess.PIPE)
+        host = Host(arguments, cwd=cwd or self.folder, env=environment or self.environment, **options)
+        self.addCleanup(host.close)
+        return host
+
+    def finish(self, host):
+        """Waits for a host and checks what holds of each: it ends, and nothing of it is left."""
+        output, errors = host.communicate()
+        self.assertEqual(host.left, [], "processes were left behind")
+        return subprocess.CompletedProcess([], host.returncode, output, errors)
+
+    def run_host(self, *arguments, **options):
+        return self.finish(self.start(*arguments, **options))
+
+    def json_of(self, *arguments, **options):
+        """What a command lists, which must succeed without a word of complaint."""
+        result = self.run_host(*arguments, "--json", **options)
+        self.assertEqual((result.returncode, result.stderr), (0, b""))
+        return json.loads(result.stdout.decode("utf-8"))
+
+
+def path_of(entry, key="path"):
+    """The bytes of a listed path."""
+    encoded = entry.get(key + "Bytes")
+    return base64.b64decode(encoded, validate=True) if encoded is not None else entry[key].encode("utf-8")
+
+
+def main():
+    unittest.main(argv=[sys.argv[0], *sys.argv[1:]])

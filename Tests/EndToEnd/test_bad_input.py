@@ -1,0 +1,126 @@
+"""What is wrong is told: on standard error, for people, and by the exit status."""
+
+import os
+import subprocess
+
+from hosting import HostTest, main
+
+
+class BadInput(HostTest):
+    def assert_told(self, result, status, *texts):
+        self.assertEqual(result.returncode, status, result.stderr)
+        errors = result.stderr.decode("utf-8")
+        self.assertTrue(errors.startswith("qrbscm: "), errors)
+        for text in texts:
+            self.assertIn(text, errors)
+
+    def test_wrong_usage_is_explained_and_ends_with_2(self):
+        for arguments, text in [
+                ([], "subcommand"), (["bogus"], '"bogus"'), (["--bogus"], "--bogus"), (["status", "--bogus"], "--bogus"),
+                (["log", "-n"], "--max-count"), (["log", "-n", "many"], '"many"'), (["log", "-n", "-1"], '"-1"'),
+                (["log", "-n", "99999999999999999999"], "99999999999999999999"), (["log", "--file"], "--file"),
+                (["log", "--search", "a", "--author", "b"], "--author"), (["status", ".", "."], "."),
+                (["status", "--plug-in-directory", "/no/such/folder"], "/no/such/folder")]:
+            with self.subTest(arguments):
+                result = self.run_host(*arguments)
+                self.assert_told(result, 2, text, "--help")
+                self.assertEqual(result.stdout, b"")
+
+    def test_help_and_version_succeed_on_standard_output(self):
+        for arguments in (["--help"], ["--version"], *([command, "--help"] for command in
+                          ("systems", "status", "log", "branches", "info"))):
+            with self.subTest(arguments):
+                result = self.run_host(*arguments)
+                self.assertEqual((result.returncode, result.stderr), (0, b""))
+                self.assertIn(b"qrbscm", result.stdout)
+                if "--help" in arguments:
+                    self.assertIn(b"Examples:", result.stdout)
+
+    def test_a_place_that_is_no_working_copy(self):
+        repository = self.repository()
+        self.write(repository, "a file")
+        os.mkdir(os.path.join(self.folder, "no copy"))
+        unreachable = os.path.join(repository, "a file", "below")
+        for command in ("status", "log", "branches", "info"):
+            for path, text in [(os.path.join(self.folder, "no copy"), "no copy"), ("/no/such/place", "/no/such/place"),
+                               (os.path.join(repository, "a file"), "not a folder"), (unreachable, "below"),
+                               ("\x1b[2J", "\\033")]:
+                with self.subTest(command=command, path=path):
+                    result = self.run_host(command, path)
+                    self.assert_told(result, 1, "no working copy could be found", text)
+                    self.assertEqual(result.stdout, b"")
+                    self.assertNotIn(b"\x1b", result.stderr)
+
+    def test_a_machine_without_git(self):
+        repository = self.repository()
+        empty = os.path.join(self.folder, "empty")
+        os.mkdir(empty)
+        for command in ("status", "log", "branches", "info"):
+            with self.subTest(command):
+                result = self.run_host(command, repository, environment=dict(self.environment, PATH=empty))
+                self.assert_told(result, 1, '"git"')
+
+    def test_a_damaged_repository_is_reported_in_gits_words(self):
+        def corrupt_index(path):
+            self.write(path, ".git/index", b"not an index at all, only text\n")
+
+        def index_is_a_folder(path):
+            os.remove(os.path.join(path, ".git/index"))
+            os.mkdir(os.path.join(path, ".git/index"))
+
+        def no_head(path):
+            os.remove(os.path.join(path, ".git/HEAD"))
+
+        def broken_pointer(path):
+            os.rename(os.path.join(path, ".git"), os.path.join(self.folder, "elsewhere"))
+            self.write(path, ".git", b"gitdir: /no/such/place\n")
+
+        def broken_configuration(path):
+            self.write(path, ".git/config", b"[core\n")
+
+        for damage in (corrupt_index, index_is_a_folder, no_head, broken_pointer, broken_configuration):
+            with self.subTest(damage.__name__):
+                self.setUp()
+                repository = self.repository()
+                self.commit(repository, "first", a="1")
+                damage(repository)
+                said = self.git_complaint(repository)
+                self.assert_told(self.run_host("status", repository), 1, said)
+
+    def git_complaint(self, repository):
+        """The last words of git on the same repository, without its address: 'fatal: '."""
+        result = subprocess.run(["git", "status", "--porcelain=v2"], cwd=repository, env=self.environment,
+                                capture_output=True, timeout=60, stdin=subprocess.DEVNULL)
+        self.assertNotEqual(result.returncode, 0)
+        return result.stderr.decode().strip().splitlines()[-1].removeprefix("fatal: ")
+
+    def test_a_file_that_no_history_knows(self):
+        repository = self.repository()
+        self.commit(repository, "first", a="1")
+        self.write(repository, "untracked")
+        for file in ("untracked", "no such file", "../outside", "/etc/passwd"):
+            with self.subTest(file):
+                self.assert_told(self.run_host("log", "--file", file, repository), 1, "path", file)
+
+    def test_no_plug_in_answers(self):
+        """A program that is no plug-in stands where the plug-in is looked for first."""
+        false = os.path.join(self.folder, "plug-ins", "org.qrb.Orlix.sourcecontrol.Git")
+        self.write(self.folder, false, b"#!/bin/sh\nexit 3\n")
+        os.chmod(false, 0o755)
+        option = ["--plug-in-directory", os.path.dirname(false)]
+        self.assertEqual(self.json_of("systems", *option), [])
+        self.assert_told(self.run_host("status", *option, self.repository()), 1, "plug-ins were looked for in",
+                         os.path.dirname(false))
+
+    def test_output_that_cannot_be_written_is_a_failure(self):
+        repository = self.repository()
+        self.commit(repository, "first", a="1")
+        for command in ("systems", "log"):
+            with open("/dev/full", "wb") as full, self.subTest(command):
+                self.assert_told(self.run_host(command, cwd=repository, stdout=full), 1, "No space left on device")
+        result = self.run_host("log", cwd=repository, stdout=None, preexec_fn=lambda: os.close(1))
+        self.assert_told(result, 1, "Bad file descriptor")
+
+
+if __name__ == "__main__":
+    main()
