@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <mutex>
 #include <optional>
+#include <unordered_map>
 
 #include "Command.h"
 #include "QRBSourceControlAuthor.h"
@@ -12,6 +13,7 @@
 #include "QRBSourceControlRevision.h"
 #include "QRBSourceControlRevisionLocation.h"
 #include "QRBSourceControlStatusValues.h"
+#include "QRBSourceControlVCardAddressBook.h"
 #include "QRBSourceControlWorkingCopy.h"
 #include "Text.h"
 #include "WorkingCopyFinder.h"
@@ -31,13 +33,47 @@ struct Options {
   std::string searchText;
   std::string author;
   std::string file;
+  std::string addressBook;
   bool paths = false;
+};
+
+/// The people that authors are shown as, where the user has an address book.
+class People {
+ public:
+  qrb::Error read(const std::string& folder) {
+    _addressBook = QRBSourceControlVCardAddressBook::initWithFolderURL(qrb::URL::fileURL(folder, true));
+    QRBSourceControlAddressBook::registerAddressBook(_addressBook);
+    return _addressBook->reload();
+  }
+  std::vector<std::string> problems() const {
+    return _addressBook == nullptr ? std::vector<std::string>() : _addressBook->problems();
+  }
+  /// The address that the system knows the author by, as his person's may be another. Pairs the author, who comes with
+  /// many items, when he is first met.
+  qrb::String emailOf(const QRBSourceControlAuthorPtr& author) {
+    auto firstEmail = [&] {
+      auto emails = author->emails();
+      return emails.empty() ? qrb::String() : emails.front();
+    };
+    if (_addressBook == nullptr) return firstEmail();
+    auto [place, isNew] = _emails.try_emplace(author);
+    if (isNew) {
+      place->second = firstEmail();
+      _addressBook->pairAuthor(author);
+    }
+    return place->second;
+  }
+
+ private:
+  QRBSourceControlVCardAddressBookPtr _addressBook;
+  std::unordered_map<QRBSourceControlAuthorPtr, qrb::String> _emails;
 };
 
 /// Prints items as they come, each once, whatever comes first: a batch or the reply that repeats them all.
 class LogPrinter {
  public:
-  LogPrinter(Session& session, bool paths) : _output(session.output()), _array(_output), _paths(paths) {
+  LogPrinter(Session& session, bool paths, People people)
+      : _output(session.output()), _array(_output), _paths(paths), _people(std::move(people)) {
     _asJSON = session.json();
   }
 
@@ -81,6 +117,7 @@ class LogPrinter {
   JSONArray _array;
   bool _asJSON = false;
   bool _paths;
+  People _people;
   std::mutex _mutex;
   bool _closed = false;
   std::size_t _count = 0;
@@ -88,10 +125,10 @@ class LogPrinter {
 
 void LogPrinter::printJSON(const QRBSourceControlLogItem& item) {
   JSONValue entry;
+  qrb::String email = item.author() ? _people.emailOf(item.author()) : qrb::String();
   entry["revision"] = item.revision() ? item.revision()->identifier().view() : "";
   entry["author"] = item.author() ? item.author()->displayName().view() : "";
-  auto emails = item.author() ? item.author()->emails() : std::vector<qrb::String>();
-  if (!emails.empty()) entry["email"] = emails.front().view();
+  if (email) entry["email"] = email.view();
   entry["date"] = isoDate(item.date());
   entry["message"] = item.message().view();
   JSONValue paths = JSONValue::array();
@@ -119,6 +156,7 @@ void LogPrinter::printPlain(const QRBSourceControlLogItem& item) {
   if (item.revision()) _output.write(Style::yellow, displayText(item.revision()->identifier().view()));
   _output.write("  " + localDate(item.date()));
   if (item.author()) {
+    _people.emailOf(item.author());
     _output.write("  ");
     _output.write(Style::bold, displayText(item.author()->displayName().view()));
   }
@@ -207,7 +245,12 @@ ExitStatus runLog(Session& session, const Options& options) {
     query.searchText = options.searchText;
     query.searchType = QRBSourceControlHistorySearchMessage;
   }
-  auto printer = std::make_shared<LogPrinter>(session, options.paths);
+  People people;
+  if (!options.addressBook.empty()) {
+    if (qrb::Error error = people.read(fs::absolute(options.addressBook).native())) return session.fail(error);
+    for (const std::string& problem : people.problems()) session.note("address book: " + displayText(problem));
+  }
+  auto printer = std::make_shared<LogPrinter>(session, options.paths, std::move(people));
   qrb::Error error = ask(session, query, printer);
   std::size_t count = printer->close(!error);
   if (error) return session.fail(error);
@@ -244,6 +287,9 @@ Command::Run declareLog(CLI::App& app) {
       ->excludes(search);
   app.add_option("--file", options->file, "Show the history of one file, across its renames; relative to PATH")
       ->type_name("FILE");
+  app.add_option("--address-book", options->addressBook,
+                 "Show authors by the names that a folder of vCard files (*.vcf) has for their e-mail addresses")
+      ->type_name("DIR");
   app.add_flag("--paths", options->paths, "Show also what each entry did to which path (always with --json)");
   options->path = addPathArgument(app);
   return [options](Session& session) { return runLog(session, *options); };

@@ -11,6 +11,12 @@ _qrbscm() {
     [info]=""
     [accounts]=""
   )
+  local -A accounts=(
+    [list]=""
+    [add]="--user --key --fingerprint --password-stdin"
+    [remove]=""
+    [test]="--system --password-stdin"
+  )
   for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
     if [[ -n $word && -v options[$word] ]]; then
       command=$word
@@ -21,12 +27,18 @@ _qrbscm() {
     COMPREPLY=($(compgen -W "${!options[*]} --help --version" -- "$current"))
     return
   fi
+  local action=
+  if [[ $command == accounts ]]; then
+    for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+      [[ -n $word && -v accounts[$word] ]] && action=$word && break
+    done
+  fi
   case $previous in
-    -n | --max-count | --search | --author)
+    -n | --max-count | --search | --author | --user | --fingerprint | --system)
       COMPREPLY=()
       return
       ;;
-    --file)
+    --file | --key)
       compopt -o filenames 2>/dev/null
       mapfile -t COMPREPLY < <(compgen -f -- "$current")
       return
@@ -34,11 +46,12 @@ _qrbscm() {
     --plug-in-directory | --address-book) ;;
     *)
       if [[ $current == -* ]]; then
-        COMPREPLY=($(compgen -W "$common ${options[$command]}" -- "$current"))
+        COMPREPLY=($(compgen -W "$common ${options[$command]} ${action:+${accounts[$action]}}" -- "$current"))
         return
       fi
       if [[ $command == accounts ]]; then
-        COMPREPLY=($(compgen -W "list add remove test" -- "$current"))
+        COMPREPLY=()
+        [[ -z $action ]] && COMPREPLY=($(compgen -W "${!accounts[*]}" -- "$current"))
         return
       fi
       ;;

@@ -41,6 +41,14 @@ class Completion(HostTest):
         self.assertEqual(self.completed("log", "--file", "so"), {"some"})
         self.assertEqual(self.completed("log", "-n", ""), set())
 
+    def test_bash_offers_what_there_is_to_do_with_accounts(self):
+        self.assertEqual(self.completed("accounts", ""), {"list", "add", "remove", "test"})
+        for action in ("list", "add", "remove", "test"):
+            with self.subTest(action):
+                own = re.findall(r"--[a-z-]+", self.help_of("accounts", action).split("\nOptions:")[1].split("\n\n")[0])
+                common = {"--help", "--json", "--verbose", "--plug-in-directory"}
+                self.assertEqual(self.completed("accounts", action, "--"), set(own) | common)
+
     def test_zsh_and_the_manual_know_every_command_and_option(self):
         for file in ("_qrbscm", "../qrbscm.1"):
             with open(os.path.join(FOLDER, file), encoding="utf-8") as text:
