@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Log.h"
 #include "ServiceTesting.h"
 
 namespace qrb::test {
@@ -46,13 +47,18 @@ TEST_F(KeptServiceTest, TheRequestThatAServiceDiedInWaitsForItsCancellationAndTh
 TEST_F(KeptServiceTest, AServiceThatBreaksTheProtocolIsReplaced) {
   for (const char* mode : {"garbage", "request-to-host", "reply-to-no-request"}) {
     useTestPlugIn("SSHHelper", mode);
+    auto refused = std::make_shared<std::promise<void>>();
+    setLogHandler([refused, told = false](std::string_view, std::string_view text) mutable {
+      if (text.starts_with("connection ended") && !std::exchange(told, true)) refused->set_value();
+    });
     QRBSourceControlOperationPtr operation;
     auto lost = askKnownHosts(&operation);
-    // It lives until its message is refused, and is killed for that.
-    pid_t process = awaitProcessOf("SSHHelper");
+    ASSERT_EQ(refused->get_future().wait_for(kPatience), std::future_status::ready) << mode;
+    setLogHandler({});
+    // It is given up first and killed then.
     auto deadline = std::chrono::steady_clock::now() + kPatience;
     while (!processesOf("SSHHelper").empty() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
-    EXPECT_TRUE(processesOf("SSHHelper").empty()) << mode << " lives on as " << process;
+    EXPECT_TRUE(processesOf("SSHHelper").empty()) << mode << " lives on";
     ServiceDirectories::unregisterAll();
     EXPECT_FALSE(askKnownHosts()->error()) << mode;
     operation->cancel();
