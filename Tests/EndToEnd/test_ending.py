@@ -127,13 +127,13 @@ class Ending(HostTest):
                 self.assertEqual((host.returncode, errors, host.left), (0, b"", []))
 
     def test_a_reader_that_goes_while_git_is_silent_ends_the_log(self):
-        """Nothing is being written, so no write can tell."""
+        """Nothing has been or is being written, so no write can tell."""
         repository = self.history()
-        _, environment = self.slow_git(200_000)
+        folder, environment = self.slow_git(0)
         host = self.start("log", repository, environment=environment)
-        self.read_line(host.stdout.fileno())
-        host.stdout.close()
-        host.wait()
+        with open(os.path.join(folder, "gate"), "wb"):  # which waits until git is there
+            host.stdout.close()
+            host.wait()
         self.assertEqual((host.returncode, host.left), (0, []))
 
     def test_an_ignored_interruption_stays_ignored(self):
