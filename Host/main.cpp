@@ -12,6 +12,8 @@
 
 #include "AllCommands.h"
 #include "ErrorPrinting.h"
+#include "ProgramAccounts.h"
+#include "QRBSourceControlAccount.h"
 #include "Text.h"
 
 namespace host {
@@ -97,6 +99,7 @@ int run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return refuse(app, error);
   }
+  QRBSourceControlAccount::registerAccountManager(accountManager());
   Session session(options, loop, output);
   return static_cast<int>(session.finish(chosen(session)));
 }

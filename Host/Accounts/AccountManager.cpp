@@ -55,8 +55,11 @@ qrb::Error AccountManager::load() {
     bool isText = fingerprint != record.end() && fingerprint->is_string();
     _kept.push_back({account, identityOf(record), isText ? qrb::String(fingerprint->get<std::string>()) : nullptr});
   }
-  report(_loadError);
   return _loadError;
+}
+
+void AccountManager::loadForLibrary() {
+  if (load() && !std::exchange(_loadErrorTold, true)) report(_loadError);
 }
 
 AccountManager::Kept* AccountManager::find(const AccountPtr& account) {
@@ -154,7 +157,7 @@ void AccountManager::keep(const AccountPtr& account) {
   qrb::Error error;
   {
     std::lock_guard lock(_mutex);
-    load();
+    loadForLibrary();
     if (find(account) != nullptr) return;
     _kept.push_back({account, std::nullopt, nullptr});
     if (isAnonymous(account->authenticationStrategy())) return;
@@ -172,7 +175,7 @@ void AccountManager::accountChanged(const AccountPtr& account, const qrb::String
   std::string username = usernameOf(account->authenticationStrategy());
   {
     std::lock_guard lock(_mutex);
-    load();
+    loadForLibrary();
     Kept* kept = find(account);
     if (kept == nullptr || (!kept->saved && isAnonymous(account->authenticationStrategy()))) return;
     if (qrb::Error error = saveRecord(*kept)) return report(error);
@@ -189,7 +192,7 @@ AccountPtr AccountManager::existingAccountForRepository(const RemotePtr& reposit
   AccountPtr account;
   {
     std::lock_guard lock(_mutex);
-    load();
+    loadForLibrary();
     if (const Kept* best = bestFor(repository->URL(), strategy)) account = best->account;
     if (createIfNeeded) remember(repository);
   }
@@ -207,7 +210,7 @@ AccountPtr AccountManager::existingAccountLikeAccount(const AccountPtr& account,
   if (account == nullptr) return nullptr;
   {
     std::lock_guard lock(_mutex);
-    load();
+    loadForLibrary();
     if (const Kept* like = findLike(account)) return like->account;
   }
   if (addingIfNew) keep(account);
@@ -216,7 +219,7 @@ AccountPtr AccountManager::existingAccountLikeAccount(const AccountPtr& account,
 
 qrb::String AccountManager::existingFingerprintForRepository(const RemotePtr& repository) {
   std::lock_guard lock(_mutex);
-  load();
+  loadForLibrary();
   for (const Kept& kept : _kept) {
     if (kept.fingerprint && serves(kept.account->hostURL(), repository->URL())) return kept.fingerprint;
   }

@@ -69,6 +69,8 @@ class AccountManager final : public QRBSourceControlAccountManager {
 
   // With _mutex held.
   qrb::Error load();
+  // Where nobody could be told otherwise: the first time, the error handler is.
+  void loadForLibrary();
   Kept* find(const QRBSourceControlAccountPtr& account);
   Kept* findLike(const QRBSourceControlAccountPtr& account);
   const Kept* bestFor(const qrb::URL& url, const QRBSourceControlAuthenticationStrategyPtr& strategy) const;
@@ -90,6 +92,7 @@ class AccountManager final : public QRBSourceControlAccountManager {
   std::mutex _mutex;
   bool _loaded = false;
   qrb::Error _loadError;
+  bool _loadErrorTold = false;
   std::vector<Kept> _kept;
   std::map<RepositoryKey, std::weak_ptr<QRBSourceControlRemoteRepository>> _repositories;
 };

@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "AccountManager.h"
 #include "Command.h"
 #include "ErrorPrinting.h"
 #include "HostError.h"
+#include "ProgramAccounts.h"
 #include "QRBSourceControlAccount.h"
 #include "QRBSourceControlBasicAuthenticationStrategy.h"
 #include "QRBSourceControlCancellable.h"
@@ -34,10 +34,6 @@ struct Options {
   std::string system = "git";
   bool passwordFromInput = false;
 };
-
-std::shared_ptr<AccountManager> makeManager() {
-  return std::make_shared<AccountManager>(AccountFile::defaultPath(), sessionSecretStore, nullptr);
-}
 
 const char* kindOf(const QRBSourceControlAccountPtr& account) {
   switch (account->authenticationStrategy()->type()) {
@@ -87,7 +83,7 @@ void printPlain(Output& output, const Accounts& accounts) {
 
 ExitStatus runList(Session& session, const Options&) {
   Accounts accounts;
-  if (qrb::Error error = makeManager()->list(accounts)) return session.fail(error);
+  if (qrb::Error error = accountManager()->list(accounts)) return session.fail(error);
   if (session.json()) {
     printJSON(session.output(), accounts);
   } else {
@@ -153,7 +149,7 @@ ExitStatus runAdd(Session& session, const Options& options) {
   qrb::URL url(options.url);
   if (qrb::Error error = refusalOf(options, url)) return session.fail(error);
   std::string user = options.user.empty() ? qrbscm_user(url).str() : options.user;
-  auto manager = makeManager();
+  const auto& manager = accountManager();
   // Whether the list can be used is known before anything is asked.
   Accounts accounts;
   if (qrb::Error error = manager->list(accounts)) return session.fail(error);
@@ -184,7 +180,7 @@ qrb::Error findNamed(AccountManager& manager, const std::string& name, QRBSource
 }
 
 ExitStatus runRemove(Session& session, const Options& options) {
-  auto manager = makeManager();
+  const auto& manager = accountManager();
   QRBSourceControlAccountPtr account;
   if (qrb::Error error = findNamed(*manager, options.name, account)) return session.fail(error);
   if (qrb::Error error = manager->remove(account)) return session.fail(error);
@@ -223,7 +219,7 @@ qrb::Error strategyToTest(AccountManager& manager, const QRBSourceControlAccount
 }
 
 ExitStatus runTest(Session& session, const Options& options) {
-  auto manager = makeManager();
+  const auto& manager = accountManager();
   QRBSourceControlAccountPtr account;
   if (qrb::Error error = findNamed(*manager, options.name, account)) return session.fail(error);
   QRBSourceControlAuthenticationStrategyPtr strategy;

@@ -83,7 +83,7 @@ class Accounts(AccountsTest):
                 file.write(text)
             for arguments in (("list",), ("add", "web", "https://example.org/"), ("remove", "web"), ("test", "web")):
                 with self.subTest(text, arguments=arguments):
-                    self.assertIn(self.file, self.accounts(*arguments, status=1)[1])
+                    self.assertEqual(self.accounts(*arguments, status=1)[1].count(self.file), 1, "told once")
                     self.assertEqual(self.content(), text)
 
     def test_without_a_secret_service_no_password_is_taken_that_could_not_be_kept(self):
