@@ -7,7 +7,7 @@
 
 #include "QRBSourceControlConstants.h"
 #include "QRBSourceControlManager.h"
-#include "QRBSourceControlModel.h"
+#include "QRBSourceControlModelPrivate.h"
 #include "ServiceDirectories.h"
 
 namespace {

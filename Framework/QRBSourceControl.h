@@ -24,7 +24,6 @@
 #include "QRBSourceControlLogItem.h"
 #include "QRBSourceControlManager.h"
 #include "QRBSourceControlMessage.h"
-#include "QRBSourceControlModel.h"
 #include "QRBSourceControlMultiCancellable.h"
 #include "QRBSourceControlOperation.h"
 #include "QRBSourceControlPathLocation.h"

@@ -15,7 +15,7 @@
 #include "KeyedUnarchiver.h"
 #include "MessageScanner.h"
 #include "Object.h"
-#include "QRBSourceControlModel.h"
+#include "QRBSourceControlModelPrivate.h"
 
 namespace {
 

@@ -15,7 +15,7 @@
 #include "Connection.h"
 #include "FileDescriptor.h"
 #include "QRBSourceControlMessage.h"
-#include "QRBSourceControlModel.h"
+#include "QRBSourceControlModelPrivate.h"
 
 namespace {
 

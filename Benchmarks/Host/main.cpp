@@ -18,7 +18,7 @@
 #include "Measuring.h"
 #include "QRBSourceControlConstants.h"
 #include "QRBSourceControlManager.h"
-#include "QRBSourceControlModel.h"
+#include "QRBSourceControlModelPrivate.h"
 
 namespace {
 

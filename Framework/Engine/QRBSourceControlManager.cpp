@@ -5,10 +5,10 @@
 #include "ProcessReaper.h"
 #include "QRBSourceControlConstants.h"
 #include "QRBSourceControlError.h"
-#include "QRBSourceControlModel.h"
+#include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlPlugInProtocol.h"
-#include "QRBSourceControlProxy.h"
-#include "ServiceConnection.h"
+#include "QRBSourceControlProxyPrivate.h"
+#include "ServiceConnectionPrivate.h"
 
 using qrb::ServiceConnection;
 using qrb::String;
@@ -69,18 +69,18 @@ void QRBSourceControlManager::operationDidStart(const QRBSourceControlOperationP
 
 void QRBSourceControlManager::invalidateProcessForOperation(const QRBSourceControlOperationPtr& operation,
                                                             bool withForce) {
-  ServiceConnectionPtr connection;
+  // Told or killed while the queue is held: who finds no connection here any more may rely on its process being seen
+  // to.
   _plugInConnectionsChangeQueue.sync([&] {
     auto place = _plugInConnections.find(operation->identifier());
     if (place == _plugInConnections.end()) return;
-    connection = std::move(place->second);
+    ServiceConnectionPtr connection = std::move(place->second);
     _plugInConnections.erase(place);
+    if (withForce) return connection->invalidate(ServiceConnection::Ending::killed);
+    QRBSourceControlProxy(connection->connection(), nullptr)
+        .send(QRBSourceControlPlugInProtocol::operationsFinished, std::tuple<>());
+    connection->invalidate(ServiceConnection::Ending::told);
   });
-  if (connection == nullptr) return;
-  if (withForce) return connection->invalidate(ServiceConnection::Ending::killed);
-  QRBSourceControlProxy(connection->connection(), nullptr)
-      .send(QRBSourceControlPlugInProtocol::operationsFinished, std::tuple<>());
-  connection->invalidate(ServiceConnection::Ending::told);
 }
 
 void QRBSourceControlManager::operationDidFinish(const QRBSourceControlOperationPtr& operation) {

@@ -1,9 +1,9 @@
 #include <atomic>
 
 #include "QRBSourceControlManager.h"
-#include "QRBSourceControlModel.h"
+#include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlPlugInProtocol.h"
-#include "QRBSourceControlProxy.h"
+#include "QRBSourceControlProxyPrivate.h"
 #include "QRBSourceControlReplyStepPrivate.h"
 
 using qrb::Error;

@@ -1,5 +1,5 @@
 #include "QRBSourceControlPlugInProtocol.h"
-#include "QRBSourceControlRequest.h"
+#include "QRBSourceControlRequestPrivate.h"
 
 namespace Protocol = QRBSourceControlPlugInProtocol;
 namespace request = qrb::request;

@@ -5,10 +5,10 @@
 
 #include "QRBSourceControlPlugInProtocol.h"
 #include "QRBSourceControlReplyStepPrivate.h"
-#include "QRBSourceControlRequest.h"
+#include "QRBSourceControlRequestPrivate.h"
 #include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
 #include "QRBSourceControlServiceProtocols.h"
-#include "ServiceConnection.h"
+#include "ServiceConnectionPrivate.h"
 
 namespace PlugInProtocol = QRBSourceControlPlugInProtocol;
 namespace ScannerProtocol = QRBSourceControlWorkingCopyScannerProtocol;

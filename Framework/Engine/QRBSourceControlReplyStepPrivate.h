@@ -5,7 +5,7 @@
 #include "ConditionLock.h"
 #include "Localization.h"
 #include "QRBSourceControlManager.h"
-#include "QRBSourceControlProxy.h"
+#include "QRBSourceControlProxyPrivate.h"
 
 namespace qrb {
 

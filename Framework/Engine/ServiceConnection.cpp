@@ -1,4 +1,4 @@
-#include "ServiceConnection.h"
+#include "ServiceConnectionPrivate.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -8,7 +8,7 @@
 #include "Log.h"
 #include "ProcessReaper.h"
 #include "ServiceDirectories.h"
-#include "ServiceOutput.h"
+#include "ServiceOutputPrivate.h"
 
 namespace qrb {
 

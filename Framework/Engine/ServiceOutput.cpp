@@ -1,4 +1,4 @@
-#include "ServiceOutput.h"
+#include "ServiceOutputPrivate.h"
 
 #include <sys/epoll.h>
 #include <unistd.h>

@@ -1,7 +1,7 @@
 #include "QRBSourceControlAuthenticationStrategy.h"
 
 #include "Assertion.h"
-#include "QRBSourceControlSingleton.h"
+#include "QRBSourceControlSingletonPrivate.h"
 
 QRB_DEFINE_OBJECT(QRBSourceControlAuthenticationStrategy, qrb::Object, "QRBSourceControlAuthenticationStrategy",
                   &QRBSourceControlAuthenticationStrategy::initWithCoder);

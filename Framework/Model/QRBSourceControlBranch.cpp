@@ -6,7 +6,7 @@
 #include "KeyedUnarchiver.h"
 #include "PathString.h"
 #include "QRBSourceControlBranchAndTagLocations.h"
-#include "QRBSourceControlDictionaryReading.h"
+#include "QRBSourceControlDictionaryReadingPrivate.h"
 #include "QRBSourceControlPathLocation.h"
 #include "QRBSourceControlRevision.h"
 

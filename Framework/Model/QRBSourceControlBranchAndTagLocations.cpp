@@ -5,7 +5,7 @@
 #include "KeyedArchiver.h"
 #include "KeyedUnarchiver.h"
 #include "Localization.h"
-#include "QRBSourceControlDictionaryReading.h"
+#include "QRBSourceControlDictionaryReadingPrivate.h"
 #include "QRBSourceControlPathLocation.h"
 
 QRB_DEFINE_OBJECT(QRBSourceControlBranchAndTagLocations, qrb::Object, "QRBSourceControlBranchAndTagLocations",

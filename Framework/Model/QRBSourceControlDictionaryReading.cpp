@@ -1,4 +1,4 @@
-#include "QRBSourceControlDictionaryReading.h"
+#include "QRBSourceControlDictionaryReadingPrivate.h"
 
 #include <nlohmann/json.hpp>
 

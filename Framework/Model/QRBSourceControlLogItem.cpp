@@ -11,7 +11,7 @@
 #include "Localization.h"
 #include "QRBSourceControlAuthor.h"
 #include "QRBSourceControlRevision.h"
-#include "QRBSourceControlSingleton.h"
+#include "QRBSourceControlSingletonPrivate.h"
 #include "QRBSourceControlWorkingCopy.h"
 
 QRB_DEFINE_OBJECT(QRBSourceControlLogItem, qrb::Object, "QRBSourceControlLogItem",

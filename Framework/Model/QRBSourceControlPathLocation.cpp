@@ -6,7 +6,7 @@
 #include "KeyedUnarchiver.h"
 #include "PathString.h"
 #include "PercentCoding.h"
-#include "QRBSourceControlDictionaryReading.h"
+#include "QRBSourceControlDictionaryReadingPrivate.h"
 #include "QRBSourceControlRevision.h"
 
 QRB_DEFINE_OBJECT(QRBSourceControlPathLocation, QRBSourceControlRevisionLocation, "QRBSourceControlPathLocation",

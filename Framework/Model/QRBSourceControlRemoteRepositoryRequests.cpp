@@ -3,7 +3,7 @@
 #include "QRBSourceControlAccount.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlManager.h"
-#include "QRBSourceControlRefusal.h"
+#include "QRBSourceControlRefusalPrivate.h"
 #include "QRBSourceControlRemoteRepository.h"
 
 using RemoteRepositoryPtr = QRBSourceControlRemoteRepositoryPtr;

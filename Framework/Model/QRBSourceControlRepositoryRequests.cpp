@@ -2,7 +2,7 @@
 
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlManager.h"
-#include "QRBSourceControlRefusal.h"
+#include "QRBSourceControlRefusalPrivate.h"
 #include "QRBSourceControlRepository.h"
 
 using qrb::detail::requestIfCapable;

@@ -6,7 +6,7 @@
 #include "Assertion.h"
 #include "KeyedArchiver.h"
 #include "KeyedUnarchiver.h"
-#include "QRBSourceControlSingleton.h"
+#include "QRBSourceControlSingletonPrivate.h"
 
 using qrb::detail::QRBSourceControlConceptualRevision;
 using qrb::detail::QRBSourceControlUnversionedRevision;

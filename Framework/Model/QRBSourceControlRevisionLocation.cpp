@@ -5,7 +5,7 @@
 #include "KeyedArchiver.h"
 #include "KeyedUnarchiver.h"
 #include "Localization.h"
-#include "QRBSourceControlDictionaryReading.h"
+#include "QRBSourceControlDictionaryReadingPrivate.h"
 #include "QRBSourceControlRevision.h"
 
 QRB_DEFINE_OBJECT(QRBSourceControlRevisionLocation, qrb::Object, "QRBSourceControlRevisionLocation",

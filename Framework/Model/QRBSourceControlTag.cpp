@@ -5,7 +5,7 @@
 #include "KeyedArchiver.h"
 #include "KeyedUnarchiver.h"
 #include "QRBSourceControlBranchAndTagLocations.h"
-#include "QRBSourceControlDictionaryReading.h"
+#include "QRBSourceControlDictionaryReadingPrivate.h"
 #include "QRBSourceControlPathLocation.h"
 #include "QRBSourceControlRevision.h"
 

@@ -1,7 +1,7 @@
-#include "PlugInDispatch.h"
+#include "PlugInDispatchPrivate.h"
 
 #include "MessageDispatchPrivate.h"
-#include "QRBSourceControlModel.h"
+#include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlPlugInProtocol.h"
 
 namespace qrb {

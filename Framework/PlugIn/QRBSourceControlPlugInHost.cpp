@@ -1,6 +1,6 @@
 #include "QRBSourceControlPlugInHost.h"
 
-#include "QRBSourceControlModel.h"
+#include "QRBSourceControlModelPrivate.h"
 
 namespace Callback = QRBSourceControlPlugInCallbackProtocol;
 

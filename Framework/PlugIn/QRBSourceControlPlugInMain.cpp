@@ -1,6 +1,6 @@
 #include "QRBSourceControlPlugInMain.h"
 
-#include "PlugInDispatch.h"
+#include "PlugInDispatchPrivate.h"
 #include "ServiceMainPrivate.h"
 
 int QRBSourceControlRunPlugIn(std::shared_ptr<QRBSourceControlPlugInPrimary> plugIn) {

@@ -102,13 +102,15 @@ void Connection::sendRequest(std::string_view method, const Encoder& arguments, 
   }
 }
 
-bool Connection::sendNotification(std::string_view method, const Encoder& arguments) {
-  return send([&](ArchiveWriter& writer) {
-    writer.writeArrayHeader(3);
-    writer.writeUnsigned(kNotification);
-    writer.writeString(method);
-    arguments(writer);
-  });
+bool Connection::sendNotification(std::string_view method, const Encoder& arguments, Backpressure backpressure) {
+  return send(
+      [&](ArchiveWriter& writer) {
+        writer.writeArrayHeader(3);
+        writer.writeUnsigned(kNotification);
+        writer.writeString(method);
+        arguments(writer);
+      },
+      backpressure);
 }
 
 bool Connection::sendResponse(std::uint32_t identifier, const Error& error, const Encoder& result) {
@@ -127,7 +129,7 @@ bool Connection::sendResponse(std::uint32_t identifier, const Error& error, cons
 
 // Writing is done by whoever sends, without waiting; only what the socket does not take at once is left to the reader
 // or waited for. A socket that refuses is no loss yet: the peer's last words may still be unread.
-bool Connection::send(const Encoder& message) {
+bool Connection::send(const Encoder& message, Backpressure backpressure) {
   if (isInvalidated()) return false;
   std::unique_lock lock(_writeMutex);
   if (_outputBroken) return false;
@@ -144,7 +146,8 @@ bool Connection::send(const Encoder& message) {
   }
   flush();
   if (_output.empty()) return true;
-  if (_options.readerMayWait || _reader.load() != std::this_thread::get_id()) waitForRoom(lock);
+  bool mayWait = _options.readerMayWait || _reader.load() != std::this_thread::get_id();
+  if (mayWait && backpressure == Backpressure::waits) waitForRoom(lock);
   if (!_output.empty()) signalEvent(_wake);
   return true;
 }

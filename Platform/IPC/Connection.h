@@ -83,8 +83,11 @@ class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
   /// an object that must not be archived; nothing is sent then and no handler called.
   void sendRequest(std::string_view method, const Encoder& arguments, ReplyHandler onReply,
                    const FailureHandler& onFailure);
+  /// Whether a sender is held back by a peer that leaves too much unread.
+  enum class Backpressure { waits, ignored };
   /// Sends a one-way message; false when the connection is over. Throws as sendRequest.
-  bool sendNotification(std::string_view method, const Encoder& arguments);
+  bool sendNotification(std::string_view method, const Encoder& arguments,
+                        Backpressure backpressure = Backpressure::waits);
   /// Answers an incoming request; false when the connection is over. `result` is absent on failure. Throws as above.
   bool sendResponse(std::uint32_t identifier, const Error& error, const Encoder& result);
 
@@ -104,7 +107,7 @@ class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
 
   Connection(FileDescriptor socket, FileDescriptor peerExit, Options options);
 
-  bool send(const Encoder& message);
+  bool send(const Encoder& message, Backpressure backpressure = Backpressure::waits);
   void flush();
   void waitForRoom(std::unique_lock<std::mutex>& lock);
   void readLoop();

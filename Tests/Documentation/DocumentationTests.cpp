@@ -16,7 +16,7 @@
 #include "Connection.h"
 #include "QRBSourceControlConstants.h"
 #include "QRBSourceControlError.h"
-#include "QRBSourceControlModel.h"
+#include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlPlugInProtocol.h"
 #include "QRBSourceControlServiceProtocols.h"
 #include "QRBSourceControlStatusValues.h"

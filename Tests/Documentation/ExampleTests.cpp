@@ -7,7 +7,7 @@
 #include <future>
 
 #include "QRBSourceControlError.h"
-#include "QRBSourceControlModel.h"
+#include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlStatusValues.h"
 #include "RunProgram.h"
 #include "ServiceDirectories.h"

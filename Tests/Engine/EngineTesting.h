@@ -20,7 +20,7 @@
 #include "Descriptors.h"
 #include "ProcessReaper.h"
 #include "QRBSourceControlManager.h"
-#include "QRBSourceControlModel.h"
+#include "QRBSourceControlModelPrivate.h"
 #include "ServiceDirectories.h"
 #include "TemporaryDirectory.h"
 #include "UUIDString.h"

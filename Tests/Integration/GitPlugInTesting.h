@@ -17,7 +17,7 @@
 #include "GitRepository.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlManager.h"
-#include "QRBSourceControlModel.h"
+#include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlStatusValues.h"
 #include "ValuePrinters.h"
 

@@ -13,7 +13,7 @@
 #include "QRBSourceControlBasicAuthenticationStrategy.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlManager.h"
-#include "QRBSourceControlModel.h"
+#include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
 #include "QRBSourceControlSingleRepositoryAccount.h"

@@ -1,7 +1,7 @@
 // A plug-in whose repositories have the remotes that tests of accounts need.
 #include "QRBSourceControlBasicAuthenticationStrategy.h"
 #include "QRBSourceControlError.h"
-#include "QRBSourceControlModel.h"
+#include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlPlugInMain.h"
 #include "QRBSourceControlRemoteRepository.h"
 

@@ -15,7 +15,7 @@
 #include "Codec.h"
 #include "MessageScanner.h"
 #include "QRBSourceControlError.h"
-#include "QRBSourceControlModel.h"
+#include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlPlugInMain.h"
 
 namespace {

@@ -8,8 +8,8 @@
 
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlManager.h"
-#include "QRBSourceControlModel.h"
-#include "QRBSourceControlProxy.h"
+#include "QRBSourceControlModelPrivate.h"
+#include "QRBSourceControlProxyPrivate.h"
 
 /// The one pattern of every request to a plug-in or a helper service. Private to the manager's sources.
 namespace qrb::request {

@@ -50,11 +50,12 @@ class QRBSourceControlProxy {
     }
   }
 
-  /// Sends a one-way message; nothing tells whether it arrived.
+  /// Sends a one-way message, never waiting for the peer; nothing tells whether it arrived.
   template <class... A>
   void send(const qrb::Message<qrb::Arguments<A...>, qrb::OneWay>& message, const std::tuple<A...>& arguments) const {
-    _connection->sendNotification(message.selector,
-                                  [&](qrb::ArchiveWriter& writer) { qrb::writeValues(writer, arguments); });
+    _connection->sendNotification(
+        message.selector, [&](qrb::ArchiveWriter& writer) { qrb::writeValues(writer, arguments); },
+        qrb::Connection::Backpressure::ignored);
   }
 
  private:
