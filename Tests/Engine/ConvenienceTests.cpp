@@ -1,4 +1,5 @@
 #include "MainThreadExecutor.h"
+#include "QRBSourceControlBasicAuthenticationStrategy.h"
 #include "RecorderTesting.h"
 
 namespace qrb::test {
@@ -100,6 +101,44 @@ TEST_F(ConvenienceTest, ALogItemIsCompletedByExactlyOneReply) {
     EXPECT_EQ(item->isComplete(), count == 1);
     EXPECT_EQ(item->message().view(), count == 1 ? "the whole message" : "");
   }
+}
+
+// For the thread sanitizer: sixteen threads look at what replies replace under them.
+TEST_F(ConvenienceTest, ObjectsMayBeReadByAnyThreadWhileRequestsRefillThem) {
+  auto copy = workingCopy();
+  auto remote = QRBSourceControlRemoteRepository::initUnsavedWithURL(URL("https://server/team/repo.git"), system());
+  auto strategy = QRBSourceControlBasicAuthenticationStrategy::initWithUsername("user", "password");
+  writeReply(std::make_tuple(std::make_shared<const QRBSourceControlPathStatuses>(
+                                 QRBSourceControlPathStatuses{{"a", std::uint64_t{4}}, {"b", std::uint64_t{4}}}),
+                             QRBSourceControlPathStatusesPtr()),
+             Error());
+  std::atomic<bool> over = false;
+  std::atomic<std::size_t> torn = 0;
+  std::vector<std::thread> readers;
+  for (int number = 0; number < 16; ++number) {
+    readers.emplace_back([&, number] {
+      while (!over) {
+        // A refill is seen whole or not at all.
+        auto paths = copy->cachedPathsWithLocalStatus();
+        if (paths.size() != 0 && paths.size() != 2) ++torn;
+        (void)copy->cachedSourceControlLocalStatusForFile("a");
+        (void)copy->repository()->_id();
+        copy->set_id(std::to_string(number));
+        (void)copy->_id();
+        (void)copy->cachedCurrentLocation();
+        remote->setAuthenticationStrategy(strategy);
+        (void)remote->authenticationStrategy()->description();
+      }
+    });
+  }
+  for (int round = 0; round < 20; ++round) {
+    auto outcome = Outcome<QRBSourceControlPathStatusesPtr, QRBSourceControlPathStatusesPtr>::make();
+    copy->filesAndStatusWithRemoteStatus(false, outcome->completion());
+    EXPECT_FALSE(outcome->error());
+  }
+  over = true;
+  for (std::thread& reader : readers) reader.join();
+  EXPECT_EQ(torn, 0u);
 }
 
 }  // namespace
