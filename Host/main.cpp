@@ -65,7 +65,7 @@ int refuse(const CLI::App& app, const CLI::ParseError& error) {
 // its place stands one that gives nothing and takes nothing.
 void occupyStandardDescriptors() {
   while (true) {
-    int descriptor = ::open("/dev/null", O_RDONLY);
+    int descriptor = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
     if (descriptor > STDERR_FILENO) ::close(descriptor);
     if (descriptor < 0 || descriptor > STDERR_FILENO) return;
   }
