@@ -130,6 +130,11 @@ std::string QRBSourceControlAuthor::description() const {
   return qrb::format("%@ <%@>", {_displayName, _emails.front()});
 }
 
+std::shared_ptr<qrb::Object> QRBSourceControlAuthor::copy() const {
+  std::lock_guard lock(_mutex);
+  return std::make_shared<QRBSourceControlAuthor>(_name, _displayName, _emails, _imageURL);
+}
+
 std::shared_ptr<qrb::Object> QRBSourceControlAuthor::initWithCoder(qrb::KeyedUnarchiver& coder) {
   auto name = coder.decode<qrb::String>("name");
   auto displayName = coder.decode<qrb::String>("displayName");

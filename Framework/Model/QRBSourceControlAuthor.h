@@ -46,6 +46,8 @@ class QRB_EXPORT QRBSourceControlAuthor final : public qrb::Object,
 
   /// For logs: display name and first address.
   std::string description() const override;
+  /// A new author with the same names, addresses and picture, paired with nobody.
+  std::shared_ptr<qrb::Object> copy() const override;
 
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
   void encodeWithCoder(qrb::KeyedArchiver& coder) const override;

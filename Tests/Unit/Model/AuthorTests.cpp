@@ -74,6 +74,24 @@ TEST(Author, CrossesAnArchive) {
   EXPECT_EQ(decoded->imageURL(), qrb::URL("http://h/i.png"));
 }
 
+TEST_F(AuthorPairing, ACopyKeepsTheNamesAndIsPairedWithNobody) {
+  book->put(person("Ann", "Other"));
+  author->setPairedPerson(book->people["P1"]);
+  auto copied = std::static_pointer_cast<Author>(author->copy());
+  EXPECT_NE(copied, author);
+  EXPECT_EQ(copied->name(), "ann");
+  EXPECT_EQ(copied->pairedPerson(), nullptr);
+  Person renamed = person("Anna");
+  renamed.lastName = "Else";
+  book->put(renamed);
+  Notification changed;
+  changed.updatedRecords = {"P1"};
+  book->announce(changed);
+  EXPECT_EQ(author->displayName(), "Anna Else");
+  EXPECT_EQ(copied->displayName(), "Ann Other");
+  EXPECT_EQ(copied->emails(), author->emails());
+}
+
 TEST_F(AuthorPairing, ThePersonsNameFollowsTheRecordsFlags) {
   Person both = person("Ann", "Other");
   Person lastFirst = both;
