@@ -75,7 +75,17 @@ void QRBSourceControlAccount::build(qrb::String accountName, qrb::URL hostURL, S
 }
 
 void QRBSourceControlAccount::buildLike(const QRBSourceControlAccount& other) {
-  build(other.accountName(), other.hostURL(), other.authenticationStrategy(), other.enabled());
+  restore(other.accountName(), other.hostURL(), other.authenticationStrategy(), other.enabled());
+}
+
+void QRBSourceControlAccount::restore(qrb::String accountName, qrb::URL hostURL, StrategyPtr authenticationStrategy,
+                                      bool enabled) {
+  _accountName.set(std::move(accountName));
+  _hostURL.set(std::move(hostURL));
+  _enabled = enabled;
+  // Not through the setter, which would make another strategy of it if the URL was given a user name since.
+  std::lock_guard lock(_lock);
+  if (authenticationStrategy != nullptr) _authenticationStrategy = std::move(authenticationStrategy);
 }
 
 void QRBSourceControlAccount::registerAccountManager(std::shared_ptr<QRBSourceControlAccountManager> accountManager) {
@@ -166,7 +176,7 @@ void QRBSourceControlAccount::decode(qrb::KeyedUnarchiver& coder) {
   qrb::String accountName = coder.decode<qrb::String>("accountName");
   qrb::URL hostURL = coder.decode<qrb::URL>("hostURL");
   StrategyPtr strategy = coder.decode<StrategyPtr>("authenticationStrategy");
-  build(std::move(accountName), std::move(hostURL), std::move(strategy), coder.decode<bool>("enabled"));
+  restore(std::move(accountName), std::move(hostURL), std::move(strategy), coder.decode<bool>("enabled"));
 }
 
 void QRBSourceControlAccount::encodeWithCoder(qrb::KeyedArchiver& coder) const {

@@ -83,7 +83,8 @@ class QRB_EXPORT QRBSourceControlAccount : public qrb::Object,
   virtual qrb::Dictionary dictionaryRepresentation() const;
 
   std::string description() const override;
-  /// A new account, of the same class, with the same name, URL, strategy and enabled flag.
+  /// A new account, of the same class, with the same name, URL, enabled flag and exactly the same strategy; that may be
+  /// saved.
   std::shared_ptr<qrb::Object> copy() const override;
 
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
@@ -97,6 +98,8 @@ class QRB_EXPORT QRBSourceControlAccount : public qrb::Object,
   void decode(qrb::KeyedUnarchiver& coder);
 
  private:
+  void restore(qrb::String accountName, qrb::URL hostURL,
+               QRBSourceControlAuthenticationStrategyPtr authenticationStrategy, bool enabled);
   void tellAccountManager(const qrb::String& previousUsername);
 
   qrb::Atomic<qrb::String> _accountName;

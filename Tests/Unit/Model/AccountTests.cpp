@@ -135,6 +135,16 @@ TEST_F(Accounts, SurviveTheArchiveWithoutTheManagerHearingOfIt) {
   EXPECT_THAT(manager->changes, testing::IsEmpty());
 }
 
+TEST_F(Accounts, KeepTheirStrategyInCopiesAndArchivesWhateverTheirURLHasBecome) {
+  auto strategy = Basic::initWithUsername("b", "secret");
+  for (const char* url : {"https://a:p@server/x", "ssh://server/x"}) {
+    auto account = Account::initWithName("n", makeURL("https://server/x"), strategy);
+    account->setHostURL(makeURL(url));
+    EXPECT_EQ(std::static_pointer_cast<Account>(account->copy())->authenticationStrategy(), strategy) << url;
+    EXPECT_TRUE(throughArchive(account)->authenticationStrategy()->isEqual(strategy)) << url;
+  }
+}
+
 TEST_F(Accounts, CopyWithTheirFlag) {
   auto account = Account::initWithName("n", makeURL("ssh://server/x"), SSHKeys::initWithUsername("u", kKey, "p"));
   account->setEnabled(false);
