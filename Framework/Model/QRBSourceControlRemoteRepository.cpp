@@ -166,6 +166,36 @@ RemoteRepositoryPtr RemoteRepository::sharedSelf() {
   return std::static_pointer_cast<QRBSourceControlRemoteRepository>(shared_from_this());
 }
 
+RemoteRepository::~QRBSourceControlRemoteRepository() {
+  // Without waiting for a callback: it may be waiting for a lock of whoever let go of this object.
+  _accountObservation.detach();
+}
+
+QRBSourceControlAccountPtr RemoteRepository::account() const {
+  std::lock_guard lock(_accountMutex);
+  return _account;
+}
+
+void RemoteRepository::setAccount(QRBSourceControlAccountPtr account) {
+  qrb::ObserverToken observation;
+  if (account != nullptr) {
+    observation = account->observeAuthenticationStrategy([observers = _strategyObservers] { observers->notify(); });
+  }
+  {
+    std::lock_guard lock(_accountMutex);
+    std::swap(_account, account);
+    std::swap(_accountObservation, observation);
+  }
+  // The previous account and its callback end outside the lock, and without waiting for a call that may be setting this
+  // very account.
+  observation.detach();
+  _strategyObservers->notify();
+}
+
+qrb::ObserverToken RemoteRepository::observeAuthenticationStrategy(std::function<void()> callback) {
+  return _strategyObservers->observe(std::move(callback));
+}
+
 QRBSourceControlAuthenticationStrategyPtr RemoteRepository::authenticationStrategy() const {
   QRBSourceControlAccountPtr owner = account();
   return owner == nullptr ? nullptr : owner->authenticationStrategy();

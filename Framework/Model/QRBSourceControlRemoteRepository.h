@@ -1,7 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <mutex>
 
+#include "Observer.h"
 #include "QRBSourceControlRepository.h"
 
 /// A repository on a server, with the account that says how to authenticate there and what is trusted of the server.
@@ -54,14 +57,17 @@ class QRB_EXPORT QRBSourceControlRemoteRepository final : public QRBSourceContro
       QRBSourceControlSystemPtr sourceControlSystem,
       QRBSourceControlAuthenticationStrategyPtr unsavedAuthenticationStrategy);
   explicit QRBSourceControlRemoteRepository(Key key) : QRBSourceControlRepository(key) {}
+  ~QRBSourceControlRemoteRepository() override;
 
   /// Whether the server's certificate must have `trustedServerFingerprint`. True in new objects.
   bool enforceTrustedServerFingerprint() const { return _enforceTrustedServerFingerprint.get(); }
   void setEnforceTrustedServerFingerprint(bool enforce) { _enforceTrustedServerFingerprint.set(enforce); }
   qrb::String trustedServerFingerprint() const { return _trustedServerFingerprint.get(); }
   void setTrustedServerFingerprint(qrb::String fingerprint) { _trustedServerFingerprint.set(std::move(fingerprint)); }
-  QRBSourceControlAccountPtr account() const { return _account.get(); }
-  void setAccount(QRBSourceControlAccountPtr account) { _account.set(std::move(account)); }
+  /// How it is to be authenticated; may be null.
+  QRBSourceControlAccountPtr account() const;
+  /// Replaces the account, and tells those who observe the strategy.
+  void setAccount(QRBSourceControlAccountPtr account);
   /// The host's own; neither archived nor copied.
   std::uint64_t state() const { return _state.get(); }
   void setState(std::uint64_t state) { _state.set(state); }
@@ -70,6 +76,10 @@ class QRB_EXPORT QRBSourceControlRemoteRepository final : public QRBSourceContro
   void setAuthenticationStrategy(QRBSourceControlAuthenticationStrategyPtr strategy);
   /// The properties whose changes change `authenticationStrategy`.
   static std::vector<qrb::String> keyPathsForValuesAffectingAuthenticationStrategy();
+  /// Calls back after each setting of the current account's strategy and after each `setAccount`, on the thread that
+  /// sets. The callback may read the strategy and must wait for no other thread that does, as the account may be
+  /// locked; it may be called when nothing differs, so compare. Destroying the token ends it.
+  [[nodiscard]] qrb::ObserverToken observeAuthenticationStrategy(std::function<void()> callback);
   /// The URL without user name and password.
   qrb::URL anonymousURL() const;
   /// Adds the account to the account manager, and lets it be saved from now on.
@@ -110,7 +120,12 @@ class QRB_EXPORT QRBSourceControlRemoteRepository final : public QRBSourceContro
   QRBSourceControlRemoteRepositoryPtr moveToURLRoot(const qrb::URL& root);
 
   qrb::Atomic<bool> _enforceTrustedServerFingerprint{true};
-  qrb::Atomic<QRBSourceControlAccountPtr> _account;
+  // The account and what is heard from it change together, under the mutex.
+  mutable std::mutex _accountMutex;
+  QRBSourceControlAccountPtr _account;
+  qrb::ObserverToken _accountObservation;
+  // Shared with what the account calls, which may outlast this object by one call.
+  const std::shared_ptr<qrb::ObserverList<>> _strategyObservers = std::make_shared<qrb::ObserverList<>>();
   qrb::Atomic<std::uint64_t> _state;
   qrb::Atomic<qrb::String> _trustedServerFingerprint;
 };

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 
 #include "ModelTesting.h"
 #include "QRBSourceControlAccountManager.h"
@@ -76,6 +78,47 @@ TEST_F(RemoteRepository, WithoutAnAccountManagerItGetsAnAccountOfItsOwn) {
   EXPECT_EQ(remote->authenticationStrategy(), QRBSourceControlAuthenticationStrategy::sharedAnonymousStrategy());
   EXPECT_TRUE(remote->enforceTrustedServerFingerprint());
   EXPECT_FALSE(remote->trustedServerFingerprint().has_value());
+}
+
+TEST_F(RemoteRepository, ObserversOfTheStrategyFollowTheCurrentAccount) {
+  AccountPtr first = account();
+  RemotePtr remote = Remote::initWithURLUnsavedAccount(kURL, system, first);
+  std::vector<StrategyPtr> heard;
+  auto token = remote->observeAuthenticationStrategy([&] { heard.push_back(remote->authenticationStrategy()); });
+  StrategyPtr strategies[] = {basic(), basic(), basic()};
+  first->setAuthenticationStrategy(strategies[0]);
+  AccountPtr second = QRBSourceControlAccount::initWithName("second", kURL, strategies[1]);
+  remote->setAccount(second);
+  first->setAuthenticationStrategy(basic());
+  second->setAuthenticationStrategy(strategies[2]);
+  remote->setAccount(nullptr);
+  second->setAuthenticationStrategy(basic());
+  EXPECT_THAT(heard, testing::ElementsAre(strategies[0], strategies[1], strategies[2], nullptr));
+  token.reset();
+  remote->setAccount(first);
+  EXPECT_EQ(heard.size(), 4u);
+}
+
+TEST_F(RemoteRepository, AccountsMayBeReplacedAndSetWhileTheStrategyIsObserved) {
+  AccountPtr accounts[] = {account(), account()};
+  for (const AccountPtr& each : accounts) each->setSavingDisabled(true);
+  RemotePtr remote = Remote::initWithURLUnsavedAccount(kURL, system, accounts[0]);
+  std::atomic<int> heard = 0;
+  auto token = remote->observeAuthenticationStrategy([&] {
+    if (remote->authenticationStrategy() != nullptr) ++heard;
+  });
+  std::thread setter([&] {
+    for (int i = 0; i < 1000; ++i) accounts[i % 2]->setAuthenticationStrategy(basic());
+  });
+  for (int i = 0; i < 1000; ++i) remote->setAccount(accounts[i % 2]);
+  setter.join();
+  EXPECT_GE(heard, 1000);
+  // Whoever won, the one account that is left is the one that is heard.
+  remote->setAccount(accounts[0]);
+  heard = 0;
+  accounts[0]->setAuthenticationStrategy(basic());
+  accounts[1]->setAuthenticationStrategy(basic());
+  EXPECT_EQ(heard, 1);
 }
 
 TEST_F(RemoteRepository, EveryInitialiserSavesOrNotAndIdentifiesAsItsNameSays) {
