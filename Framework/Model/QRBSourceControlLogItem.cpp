@@ -62,9 +62,12 @@ std::string describe(qrb::Date date) {
 }
 
 // The message as it stands beside the labels of a description.
-std::string indented(std::string_view message) {
+qrb::String indented(const qrb::String& wholeMessage) {
+  // Absent stays absent, which a format shows as such.
+  if (!wholeMessage) return {};
+  std::string_view message = wholeMessage.view();
   std::size_t first = message.find_first_not_of(kWhiteSpace);
-  if (first == std::string_view::npos) return {};
+  if (first == std::string_view::npos) return "";
   message = message.substr(first, message.find_last_not_of(kWhiteSpace) - first + 1);
   std::string text;
   for (char c : message) {
@@ -146,7 +149,7 @@ std::string QRBSourceControlLogItem::identifier() const {
 
 std::string QRBSourceControlLogItem::description() const {
   return qrb::format("Revision: %@\nAuthor:   %@\nDate:     %@\n\n          %@",
-                     {describe(_revision), describe(_author), describe(date()), indented(_message.view())});
+                     {describe(_revision), describe(_author), describe(date()), indented(_message)});
 }
 
 std::size_t QRBSourceControlLogItem::hash() const {
