@@ -91,8 +91,3 @@ void QRBSourceControlRepository::encodeWithCoder(qrb::KeyedArchiver& coder) cons
   coder.encode("URL", URL());
   coder.encode("sourceControlSystem", sourceControlSystem());
 }
-
-qrb::String repositoryIdentifier(const QRBSourceControlRepository& repository) {
-  qrb::String identifier = repository.identifier();
-  return identifier ? mergeIdentifiers(identifier, repository.secondaryIdentifier()) : qrb::String();
-}

@@ -58,7 +58,13 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
   /// The remotes by name, and the primary one, as `listRemoteRepositoriesWithCompletionBlock` last listed them;
   /// null before.
   QRBSourceControlRemoteRepositoriesPtr cachedRemoteRepositories() const { return _cachedRemoteRepositories.get(); }
+  void setCachedRemoteRepositories(QRBSourceControlRemoteRepositoriesPtr remoteRepositories) {
+    _cachedRemoteRepositories.set(std::move(remoteRepositories));
+  }
   QRBSourceControlRemoteRepositoryPtr primaryRemoteRepository() const { return _primaryRemoteRepository.get(); }
+  void setPrimaryRemoteRepository(QRBSourceControlRemoteRepositoryPtr remoteRepository) {
+    _primaryRemoteRepository.set(std::move(remoteRepository));
+  }
   /// Kept for hosts that ask; always absent.
   QRBSourceControlRevisionPtr cachedHeadRevision() const { return nullptr; }
   std::optional<std::vector<QRBSourceControlBranchPtr>> cahcedBranches() const { return std::nullopt; }
@@ -148,6 +154,3 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
   qrb::Atomic<QRBSourceControlRemoteRepositoriesPtr> _cachedRemoteRepositories;
   qrb::Atomic<QRBSourceControlRemoteRepositoryPtr> _primaryRemoteRepository;
 };
-
-/// Both identifiers of the repository as one text; absent when it has no identifier.
-QRB_EXPORT qrb::String repositoryIdentifier(const QRBSourceControlRepository& repository);

@@ -4,5 +4,6 @@
 #include "QRBSourceControlForward.h"
 #include "SharedString.h"
 
-/// The repository's serialized identifier; absent for a repository without an identifier.
+/// Both identifiers of the repository as one text, as `mergeIdentifiers` joins them; absent without a repository, and
+/// for one without an identifier.
 QRB_EXPORT qrb::String repositoryIdentifier(const QRBSourceControlRepositoryPtr& repository);

@@ -91,16 +91,6 @@ TEST(Repository, TheDescriptionNamesItAndShowsNoPassword) {
   EXPECT_THAT(make("https://ann@host/r.git")->description(), testing::HasSubstr("ann@host"));
 }
 
-TEST(Repository, TheSerializedIdentifierNeedsAnIdentifier) {
-  RepositoryPtr repository = make();
-  repository->setSecondaryIdentifier("SECOND");
-  EXPECT_EQ(repositoryIdentifier(*repository), "identifier+++SECOND");
-  repository->setSecondaryIdentifier({});
-  EXPECT_EQ(repositoryIdentifier(*repository), "identifier");
-  repository->setIdentifier({});
-  EXPECT_FALSE(repositoryIdentifier(*repository).has_value());
-}
-
 TEST(Repository, FieldsMayBeReplacedWhileOthersReadThem) {
   RepositoryPtr repository = make();
   const qrb::String texts[] = {"a text of some length", "another text, of another length"};
