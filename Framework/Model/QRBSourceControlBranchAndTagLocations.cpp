@@ -23,6 +23,10 @@ qrb::String descriptionOf(const QRBSourceControlPathLocationPtr& location) {
 
 }  // namespace
 
+QRBSourceControlBranchAndTagLocationsPtr QRBSourceControlBranchAndTagLocations::init() {
+  return std::make_shared<QRBSourceControlBranchAndTagLocations>(Key());
+}
+
 QRBSourceControlBranchAndTagLocationsPtr QRBSourceControlBranchAndTagLocations::locationsWithPrimaryBranchPath(
     qrb::String primaryBranchPath, qrb::String branchesPath, qrb::String tagsPath) {
   auto locations = std::make_shared<QRBSourceControlBranchAndTagLocations>(Key());

@@ -25,6 +25,8 @@ class QRB_EXPORT QRBSourceControlBranchAndTagLocations final : public qrb::Objec
   };
 
  public:
+  /// A layout of which nothing is known: complete for neither branches nor tags.
+  static QRBSourceControlBranchAndTagLocationsPtr init();
   /// A path that is absent or empty gives no location.
   static QRBSourceControlBranchAndTagLocationsPtr locationsWithPrimaryBranchPath(qrb::String primaryBranchPath,
                                                                                  qrb::String branchesPath,

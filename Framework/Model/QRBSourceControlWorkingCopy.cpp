@@ -44,8 +44,7 @@ QRBSourceControlWorkingCopyPtr QRBSourceControlWorkingCopy::_initWithFileURL(qrb
   auto workingCopy = std::make_shared<QRBSourceControlWorkingCopy>(Key());
   QRBSourceControlSystemPtr system = repository->sourceControlSystem();
   if (system != nullptr && system->requiresLocationsForBranchesAndTags()) {
-    workingCopy->setBranchAndTagLocations(
-        QRBSourceControlBranchAndTagLocations::locationsWithPrimaryBranchPath({}, {}, {}));
+    workingCopy->setBranchAndTagLocations(QRBSourceControlBranchAndTagLocations::init());
   }
   workingCopy->setFileURL(std::move(fileURL));
   workingCopy->setRepository(std::move(repository));
