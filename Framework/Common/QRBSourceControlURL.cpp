@@ -27,7 +27,7 @@ enum Group : std::size_t {
 class Address {
  public:
   explicit Address(const qrb::URL& url) : _text(url.absoluteString()) {
-    static const qrb::RegularExpression pattern(
+    static const auto& pattern = *new qrb::RegularExpression(
         R"(^((([\da-z-+]+):\/\/)?(([a-z0-9_-]+)?(:([a-z0-9_-]+))?@)?(.+?)(:([0-9])+)?)([:|\/](.*))?$)",
         qrb::RegularExpression::Case::insensitive);
     if (_text) _groups = pattern.firstMatch(_text.view());

@@ -7,8 +7,9 @@ QRB_DEFINE_OBJECT(QRBSourceControlAuthenticationStrategy, qrb::Object, "QRBSourc
                   &QRBSourceControlAuthenticationStrategy::initWithCoder);
 
 const QRBSourceControlAuthenticationStrategyPtr& QRBSourceControlAuthenticationStrategy::sharedAnonymousStrategy() {
-  static const QRBSourceControlAuthenticationStrategyPtr shared =
-      std::make_shared<QRBSourceControlAuthenticationStrategy>(Key());
+  // Never destroyed: requests may end after the host's static objects have.
+  static const auto& shared =
+      *new QRBSourceControlAuthenticationStrategyPtr(std::make_shared<QRBSourceControlAuthenticationStrategy>(Key()));
   return shared;
 }
 

@@ -99,7 +99,8 @@ qrb::Dictionary QRBSourceControlBranch::dictionaryRepresentationWithOptions(std:
 }
 
 qrb::ImagePtr QRBSourceControlBranch::defaultImage() {
-  static const auto image = std::make_shared<const qrb::Image>(qrb::Image{"QRBSourceControlBranchTemplate"});
+  static const auto& image =
+      *new qrb::ImagePtr(std::make_shared<const qrb::Image>(qrb::Image{"QRBSourceControlBranchTemplate"}));
   return image;
 }
 

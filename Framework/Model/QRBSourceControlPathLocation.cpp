@@ -29,7 +29,8 @@ QRBSourceControlPathLocationPtr QRBSourceControlPathLocation::initWithDictionary
 }
 
 QRBSourceControlPathLocationPtr QRBSourceControlPathLocation::rootPathLocation() {
-  static const QRBSourceControlPathLocationPtr root = initWithRelativePath("/");
+  // Never destroyed: requests may end after the host's static objects have.
+  static const auto& root = *new QRBSourceControlPathLocationPtr(initWithRelativePath("/"));
   return root;
 }
 
@@ -69,7 +70,8 @@ qrb::Dictionary QRBSourceControlPathLocation::dictionaryRepresentationWithOption
 }
 
 qrb::ImagePtr QRBSourceControlPathLocation::defaultImage() {
-  static const auto image = std::make_shared<const qrb::Image>(qrb::Image{"QRBSourceControlPathTemplate"});
+  static const auto& image =
+      *new qrb::ImagePtr(std::make_shared<const qrb::Image>(qrb::Image{"QRBSourceControlPathTemplate"}));
   return image;
 }
 

@@ -49,7 +49,8 @@ qrb::Dictionary QRBSourceControlRevisionLocation::dictionaryRepresentationWithOp
 }
 
 qrb::ImagePtr QRBSourceControlRevisionLocation::defaultImage() {
-  static const auto image = std::make_shared<const qrb::Image>(qrb::Image{"QRBSourceControlRevisionTemplate"});
+  static const auto& image =
+      *new qrb::ImagePtr(std::make_shared<const qrb::Image>(qrb::Image{"QRBSourceControlRevisionTemplate"}));
   return image;
 }
 

@@ -66,7 +66,8 @@ qrb::Dictionary QRBSourceControlTag::dictionaryRepresentationWithOptions(std::ui
 }
 
 qrb::ImagePtr QRBSourceControlTag::defaultImage() {
-  static const auto image = std::make_shared<const qrb::Image>(qrb::Image{"QRBSourceControlTagTemplate"});
+  static const auto& image =
+      *new qrb::ImagePtr(std::make_shared<const qrb::Image>(qrb::Image{"QRBSourceControlTagTemplate"}));
   return image;
 }
 
