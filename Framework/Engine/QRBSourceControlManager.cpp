@@ -1,5 +1,7 @@
 #include "QRBSourceControlManager.h"
 
+#include <algorithm>
+
 #include "Assertion.h"
 #include "Localization.h"
 #include "ProcessReaper.h"
@@ -108,6 +110,20 @@ QRBSourceControlOperationPtr QRBSourceControlManager::operationForConnection(
   return identifier ? operationWithIdentifier(identifier) : nullptr;
 }
 
+// Finds and forgets in one step: the operation may be on its way to its next process, which a loss of this one must not
+// be taken for.
+QRBSourceControlOperationPtr QRBSourceControlManager::releaseConnection(const ServiceConnection* connection) {
+  String identifier = _plugInConnectionsChangeQueue.sync([&]() -> String {
+    auto place = std::find_if(_plugInConnections.begin(), _plugInConnections.end(),
+                              [&](const auto& entry) { return entry.second.get() == connection; });
+    if (place == _plugInConnections.end()) return {};
+    String key = place->first;
+    _plugInConnections.erase(place);
+    return key;
+  });
+  return identifier ? operationWithIdentifier(identifier) : nullptr;
+}
+
 // Connections
 
 const std::vector<String>& QRBSourceControlManager::_allPlugInIdentifiers() {
@@ -147,7 +163,7 @@ void QRBSourceControlManager::resumePlugInConnection(const ServiceConnectionPtr&
 void QRBSourceControlManager::communicationFailed(const std::weak_ptr<ServiceConnection>& weakConnection) {
   ServiceConnectionPtr connection = weakConnection.lock();
   if (connection == nullptr) return;
-  QRBSourceControlOperationPtr operation = operationForConnection(connection.get());
+  QRBSourceControlOperationPtr operation = releaseConnection(connection.get());
   // It is dead, or talks nonsense: what is left of it is not waited for.
   connection->invalidate(ServiceConnection::Ending::killed);
   if (operation != nullptr) operation->terminate(QRBSourceControlError_PlugInCommunicationFailure());

@@ -341,6 +341,7 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   ServiceConnectionPtr _plugInConntectionForPlugInIdentifier(const qrb::String& identifier,
                                                              const qrb::String& UUIDString);
   void resumePlugInConnection(const ServiceConnectionPtr& connection);
+  QRBSourceControlOperationPtr releaseConnection(const qrb::ServiceConnection* connection);
   void communicationFailed(const std::weak_ptr<qrb::ServiceConnection>& connection);
   QRBSourceControlProxy remoteProxyObjectForService(qrb::Guarded<ServiceConnectionPtr>& connection,
                                                     std::string_view name);

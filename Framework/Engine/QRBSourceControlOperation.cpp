@@ -75,6 +75,12 @@ void QRBSourceControlOperation::startOperation() {
   block(self, manager);
 }
 
+void QRBSourceControlOperation::setIdle(bool idle) {
+  willChange(Property::isIdle);
+  _isIdle = idle;
+  didChange(Property::isIdle);
+}
+
 void QRBSourceControlOperation::retry() {
   if (!_isExecuting || _isFinished || _cancelRequested) return;
   auto manager = sourceControlManager();

@@ -62,6 +62,9 @@ class QRB_EXPORT QRBSourceControlOperation final : public qrb::QueueOperation,
   void start() override;
   bool isExecuting() const override { return _isExecuting; }
   bool isFinished() const override { return _isFinished; }
+  bool isIdle() const override { return _isIdle; }
+  /// Says whether the request has no process at work and waits for somebody: then others may run in its place.
+  void setIdle(bool idle);
   /// Whether `cancel` has taken effect. (The queue's own flag is not used.)
   bool isCanceled() const { return _isCanceled; }
   /// Whether nothing may be started for it any more: it is over, or about to be.
@@ -109,6 +112,7 @@ class QRB_EXPORT QRBSourceControlOperation final : public qrb::QueueOperation,
   const qrb::String _identifier;
   std::atomic<bool> _isExecuting = false;
   std::atomic<bool> _isFinished = false;
+  std::atomic<bool> _isIdle = false;
   std::atomic<bool> _isCanceled = false;
   // Set before anything of a cancellation happens, so that a start or a new process on another thread sees it.
   std::atomic<bool> _cancelRequested = false;

@@ -28,17 +28,15 @@ class ReplyStep {
   /// Takes the answer, with the lock held, and lets the waiting thread go on; false when nobody waits for this answer.
   template <class Take>
   bool answer(Ticket ticket, Take take) {
-    if (!_lock.tryLockWhenCondition(kAwaitingReply)) return false;
-    bool current = ticket == _ticket;
+    _lock.lock();
+    bool current = _lock.condition() == kAwaitingReply && ticket == _ticket;
     if (current) take();
-    _lock.unlockWithCondition(current ? kReplied : kAwaitingReply);
-    return current;
+    return finish(current);
   }
   /// Lets the waiting thread go on without an answer; false when none waits.
   bool release() {
-    if (!_lock.tryLockWhenCondition(kAwaitingReply)) return false;
-    _lock.unlockWithCondition(kReplied);
-    return true;
+    _lock.lock();
+    return finish(_lock.condition() == kAwaitingReply);
   }
   void await() {
     _lock.lockWhenCondition(kReplied);
@@ -46,6 +44,12 @@ class ReplyStep {
   }
 
  private:
+  // With the lock held, which is never held for long: whoever settles the question waits for it rather than miss it.
+  bool finish(bool settled) {
+    settled ? _lock.unlockWithCondition(kReplied) : _lock.unlock();
+    return settled;
+  }
+
   static constexpr long kIdle = 0;
   static constexpr long kAwaitingReply = -1;
   static constexpr long kReplied = -2;

@@ -97,7 +97,8 @@ QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
     QRBSourceControlProxy proxy = subject.service
                                       ? subject.service(*manager)
                                       : manager->remoteProxyObjectForSourceControlSystem(subject.system(), operation);
-    if (!proxy) return;
+    // Nothing will answer; only its caller can still end it.
+    if (!proxy) return operation->setIdle(true);
     if constexpr (sizeof...(A) > 0) {
       auto& last = std::get<sizeof...(A) - 1>(arguments);
       if constexpr (std::is_same_v<std::remove_reference_t<decltype(last)>, String>) {
@@ -118,9 +119,15 @@ QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
         return;
       }
       if (!settlement->move(State::awaitingReply, State::asking)) return;
+      // The refused process has no more to do. Ended here, on its own reader, it cannot be lost later and be taken for
+      // the next attempt's.
+      manager->invalidateProcessForOperation(operation, false);
+      operation->setIdle(true);
       handler->handleAuthenticationFailure(error, repository, operation->context(), [=](bool retry) {
         if (retry) {
-          if (settlement->move(State::asking, State::awaitingReply)) operation->retry();
+          if (!settlement->move(State::asking, State::awaitingReply)) return;
+          operation->setIdle(false);
+          operation->retry();
           return;
         }
         if (!settlement->move(State::asking, State::settled)) return;

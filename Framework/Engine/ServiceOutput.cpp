@@ -35,7 +35,10 @@ class OutputCollector {
     if (!_epoll.valid()) {
       _epoll.reset(::epoll_create1(EPOLL_CLOEXEC));
       if (!_epoll.valid()) return {};
-      startBackgroundThread([this] { serve(); });
+      if (!startBackgroundThread([this] { serve(); })) {
+        _epoll.reset();
+        return {};
+      }
     }
     epoll_event event{};
     event.events = EPOLLIN;

@@ -47,11 +47,14 @@ struct ArchiveReaderTables::Tables {
   TextIndex keyNumbers;
   std::vector<Slot, PageAllocator<Slot>> objects;
   std::vector<std::shared_ptr<ArchiveMessage>> kept;
+  std::size_t keptBytes = 0;
+  std::size_t keyBytes = 0;
 
   std::uint32_t numberOfKey(std::string_view text) {
     auto known = keyNumbers.find(text, [this](std::uint32_t number) { return keys[number].text.view(); });
     if (known) return *known;
-    if (keys.size() >= kMostArchiveKeys) throw ArchiveError("too many shared keys");
+    keyBytes += text.size();
+    if (keys.size() >= kMostArchiveKeys || keyBytes > kMostArchiveKeyBytes) throw ArchiveError("too many shared keys");
     keys.push_back({String(text)});
     return keyNumbers.insert(text);
   }
@@ -121,6 +124,7 @@ class ArchiveIndexer {
       msgpack_object_kv& head = value.via.map.ptr[0];
       // The slot's number is kept in the nil key itself, which has no other use for it.
       head.key.via.u64 = _tables.objects.size();
+      if (_tables.objects.size() >= kMostArchiveObjects) throw ArchiveError("too many objects");
       _tables.objects.push_back({nullptr, &value, &_message});
       numberKey(head.val);
       first = 1;
@@ -178,7 +182,10 @@ ArchiveReaderTables::ArchiveReaderTables() : _tables(std::make_unique<Tables>())
 ArchiveReaderTables::~ArchiveReaderTables() = default;
 
 void ArchiveReaderTables::retire(const std::shared_ptr<ArchiveMessage>& message) {
-  if (message->_parsed->made < message->_parsed->objectCount) _tables->kept.push_back(message);
+  if (message->_parsed->made == message->_parsed->objectCount) return;
+  _tables->keptBytes += message->_parsed->bytes.size();
+  if (_tables->keptBytes > kMostKeptMessageBytes) throw ArchiveError("too much that nothing asked for");
+  _tables->kept.push_back(message);
 }
 
 ArchiveNode::Kind ArchiveNode::kind() const {

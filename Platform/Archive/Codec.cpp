@@ -73,7 +73,12 @@ void Codec<Dictionary>::write(ArchiveWriter& writer, const Dictionary& value) {
   }
 }
 
-Dictionary Codec<Dictionary>::read(ArchiveNode node) {
+namespace {
+
+// A key that crossed once may stand in any number of dictionaries, and here each gets a copy.
+constexpr std::size_t kMostKeyBytes = std::size_t{64} << 20;
+
+Dictionary readDictionary(ArchiveNode node, std::size_t& keyBytesLeft) {
   switch (node.kind()) {
     case ArchiveNode::Kind::nil:
       return nullptr;
@@ -88,14 +93,18 @@ Dictionary Codec<Dictionary>::read(ArchiveNode node) {
       return node.string().str();
     case ArchiveNode::Kind::array: {
       Dictionary array = Dictionary::array();
-      for (std::size_t index = 0; index < node.count(); ++index) array.push_back(read(node.element(index)));
+      for (std::size_t index = 0; index < node.count(); ++index) {
+        array.push_back(readDictionary(node.element(index), keyBytesLeft));
+      }
       return array;
     }
     case ArchiveNode::Kind::map: {
       Dictionary map = Dictionary::object();
       for (std::size_t index = 0; index < node.count(); ++index) {
         auto [key, value] = node.entry(index);
-        map[key.str()] = read(value);
+        if (key.size() > keyBytesLeft) throw ArchiveError("a dictionary with too much text for keys");
+        keyBytesLeft -= key.size();
+        map[key.str()] = readDictionary(value, keyBytesLeft);
       }
       return map;
     }
@@ -103,6 +112,13 @@ Dictionary Codec<Dictionary>::read(ArchiveNode node) {
       break;
   }
   throw ArchiveError("an object stands in a dictionary of plain values");
+}
+
+}  // namespace
+
+Dictionary Codec<Dictionary>::read(ArchiveNode node) {
+  std::size_t keyBytesLeft = kMostKeyBytes;
+  return readDictionary(node, keyBytesLeft);
 }
 
 }  // namespace qrb

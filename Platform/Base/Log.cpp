@@ -1,5 +1,6 @@
 #include "Log.h"
 
+#include <memory>
 #include <mutex>
 
 namespace qrb {
@@ -7,8 +8,9 @@ namespace qrb {
 namespace {
 
 struct Sink {
-  std::mutex mutex;
-  LogHandler handler;
+  // Recursive: what a handler does may be worth a line to the log.
+  std::recursive_mutex mutex;
+  std::shared_ptr<const LogHandler> handler;
 };
 
 // Never destroyed: threads may still log while the process exits.
@@ -21,17 +23,18 @@ Sink& sink() {
 
 void setLogHandler(LogHandler handler) {
   std::lock_guard lock(sink().mutex);
-  sink().handler = std::move(handler);
+  sink().handler = handler ? std::make_shared<const LogHandler>(std::move(handler)) : nullptr;
 }
 
 bool hasLogHandler() {
   std::lock_guard lock(sink().mutex);
-  return static_cast<bool>(sink().handler);
+  return sink().handler != nullptr;
 }
 
 void log(std::string_view source, std::string_view text) {
   std::lock_guard lock(sink().mutex);
-  if (sink().handler) sink().handler(source, text);
+  // A copy: the handler may replace itself.
+  if (auto handler = sink().handler) (*handler)(source, text);
 }
 
 }  // namespace qrb

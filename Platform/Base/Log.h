@@ -11,8 +11,8 @@ namespace qrb {
 /// thread, one call at a time.
 using LogHandler = std::function<void(std::string_view source, std::string_view text)>;
 
-/// Replaces the handler; an empty one (the default) drops everything. Returns after no call to the old one is running,
-/// so do not call it from a handler.
+/// Replaces the handler; an empty one (the default) drops everything. When it returns, no other thread is in the old
+/// one. A handler must not wait for a thread that may itself be logging, and must not throw.
 QRB_EXPORT void setLogHandler(LogHandler handler);
 
 /// Whether anybody listens.

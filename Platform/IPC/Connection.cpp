@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
+#include <stdexcept>
 
 #include "BackgroundThread.h"
 #include "Codec.h"
@@ -60,7 +62,10 @@ void Connection::setInterruptionHandler(FailureHandler handler) {
 
 void Connection::resume() {
   if (_lost) return;
-  if (!startBackgroundThread([self = shared_from_this()] { self->run(); })) lose();
+  if (startBackgroundThread([self = shared_from_this()] { self->run(); })) return;
+  // Told to whoever sends, not from here: the caller may hold what its handlers need.
+  std::lock_guard lock(_stateMutex);
+  _lost = true;
 }
 
 void Connection::run() {
@@ -96,9 +101,9 @@ void Connection::sendRequest(std::string_view method, const Encoder& arguments, 
       writer.writeString(method);
       arguments(writer);
     });
-  } catch (const ArchiveError&) {
-    takePending(identifier);
-    throw;
+  } catch (...) {
+    // Where the reader has failed it meanwhile, it has been told already.
+    if (takePending(identifier)) throw;
   }
 }
 
@@ -139,7 +144,7 @@ bool Connection::send(const Encoder& message, Backpressure backpressure) {
   try {
     ArchiveWriter writer(_output, *_writerTables);
     message(writer);
-  } catch (const ArchiveError&) {
+  } catch (...) {
     _output.resize(start);
     _writerTables->rollBack(mark);
     throw;
@@ -276,6 +281,10 @@ bool Connection::handleMessage(std::string bytes) {
     return true;
   } catch (const ArchiveError& problem) {
     return refuse(problem.what());
+  } catch (const std::bad_alloc&) {
+    return refuse("more than there is memory for");
+  } catch (const std::length_error&) {
+    return refuse("a text or an array too long");
   }
 }
 
@@ -288,7 +297,7 @@ void Connection::handleResponse(ArchiveNode root) {
   }
   try {
     pending->onReply(root.element(2), root.element(3));
-  } catch (const ArchiveError&) {
+  } catch (...) {
     if (!isInvalidated()) pending->onFailure();
     throw;
   }

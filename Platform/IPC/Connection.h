@@ -55,6 +55,7 @@ class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
   using Encoder = std::function<void(ArchiveWriter&)>;
   /// Receives the reply's error and result nodes, on the reader. May throw ArchiveError while it decodes them, before
   /// it acts on anything: then the request counts as failed and the connection ends.
+  /// Handlers must not let any other exception out.
   using ReplyHandler = std::function<void(ArchiveNode error, ArchiveNode result)>;
   /// Called instead of the reply handler when no reply will come.
   using FailureHandler = std::function<void()>;
@@ -73,7 +74,9 @@ class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
   /// their own failure handlers.)
   void setInterruptionHandler(FailureHandler handler);
 
-  /// Starts the reader on a thread of its own, which keeps the connection alive until it is lost or invalidated.
+  /// Starts the reader on a thread of its own, which keeps the connection alive until it is lost or invalidated. Where
+  /// no thread is to be had the connection is over: each request on it fails at once, and the interruption handler is
+  /// not called.
   void resume();
   /// Makes the calling thread the reader; returns when the connection is lost or invalidated.
   void run();

@@ -34,6 +34,7 @@ struct OperationQueue::State : std::enable_shared_from_this<OperationQueue::Stat
     std::shared_ptr<QueueOperation> operation;
     ObserverToken token;
     bool started = false;
+    bool idle = false;
   };
   using Identifier = std::uint64_t;
 
@@ -55,6 +56,7 @@ struct OperationQueue::State : std::enable_shared_from_this<OperationQueue::Stat
   bool takeReady(Identifier& identifier);
   void start(Identifier identifier);
   void changed(Identifier identifier, QueueOperation::Property property);
+  void idleChanged(Identifier identifier);
   void remove(Identifier identifier);
 };
 
@@ -85,6 +87,10 @@ void OperationQueue::State::changed(Identifier identifier, QueueOperation::Prope
     startReady();
     return;
   }
+  if (property == QueueOperation::Property::isIdle) {
+    idleChanged(identifier);
+    return;
+  }
   if (property != QueueOperation::Property::isFinished) {
     return;
   }
@@ -102,6 +108,22 @@ void OperationQueue::State::changed(Identifier identifier, QueueOperation::Prope
   }
 }
 
+/// One that is no longer idle takes its place again even where another has it by now: it has begun already.
+void OperationQueue::State::idleChanged(Identifier identifier) {
+  {
+    std::lock_guard lock(mutex);
+    const auto found = entries.find(identifier);
+    if (found == entries.end() || !found->second.started) {
+      return;
+    }
+    const bool idle = found->second.operation->isIdle();
+    if (std::exchange(found->second.idle, idle) != idle) {
+      idle ? --running : ++running;
+    }
+  }
+  startReady();
+}
+
 void OperationQueue::State::remove(Identifier identifier) {
   Entry entry;
   std::shared_ptr<State> self;
@@ -114,7 +136,7 @@ void OperationQueue::State::remove(Identifier identifier) {
     entry = std::move(found->second);
     entries.erase(found);
     if (entry.started) {
-      --running;
+      running -= entry.idle ? 0 : 1;
     } else {
       waiting.erase(std::find(waiting.begin(), waiting.end(), identifier));
     }

@@ -11,8 +11,8 @@
 namespace qrb {
 
 /// Starts operations in the order in which they were added, so many at once as its limit allows; an operation counts
-/// from its start until its end is announced, not only while start() runs. Waiting operations cost memory only.
-/// Destroying the queue lets the operations in it run to their end. Any thread.
+/// from its start until its end is announced, not only while start() runs, except while it is idle. Waiting operations
+/// cost memory only. Destroying the queue lets the operations in it run to their end. Any thread.
 class QRB_EXPORT OperationQueue {
  public:
   /// The limit is chosen from what the system has: see systemConcurrencyLimit.

@@ -17,7 +17,7 @@ namespace qrb {
 /// announce their changes with willChange() and didChange(); announcing the same end twice is harmless. Any thread.
 class QRB_EXPORT QueueOperation {
  public:
-  enum class Property { isReady, isExecuting, isFinished };
+  enum class Property { isReady, isExecuting, isFinished, isIdle };
   enum class Phase { willChange, didChange };
 
   virtual ~QueueOperation() = default;
@@ -31,6 +31,9 @@ class QRB_EXPORT QueueOperation {
   virtual bool isReady() const { return true; }
   virtual bool isExecuting() const = 0;
   virtual bool isFinished() const = 0;
+  /// Whether it only waits for somebody (a person's answer, its cancellation) and a queue may start another in its
+  /// place; announce its changes. Asked with the queue's lock held.
+  virtual bool isIdle() const { return false; }
 
   /// Empty until set.
   std::string name() const;

@@ -107,6 +107,21 @@ TEST_F(RequestTest, HistoryComesInBatchesOfTheSameObjectsThatTheReplyHolds) {
   EXPECT_EQ(items[4'711]->revision()->identifier(), "4711");
 }
 
+TEST_F(RequestTest, RequestsThatNothingWillAnswerKeepNoOthersFromRunning) {
+  auto placeholder = QRBSourceControlSystemPlaceholder::initWithPlugInIdentifier("org.nobody");
+  auto nowhere = QRBSourceControlRepository::initWithURL(URL::fileURL("/r"), placeholder);
+  std::vector<std::shared_ptr<RevisionOutcome>> stuck;
+  std::vector<QRBSourceControlOperationPtr> operations;
+  for (int number = 0; number < 600; ++number) {
+    stuck.push_back(RevisionOutcome::make());
+    operations.push_back(manager()->headRevisionOfRepository(nowhere, stuck.back()->completion()));
+  }
+  auto [revision, error] = requestBaseRevision()->wait();
+  EXPECT_NE(revision, nullptr) << error.description();
+  for (auto& operation : operations) operation->cancel();
+  for (auto& outcome : stuck) EXPECT_TRUE(isCancellation(outcome->error()));
+}
+
 TEST_F(RequestTest, ProgressReachesItsOwnOperationWithTheTextOfItsStatus) {
   std::vector<std::pair<std::string, double>> reports;
   auto outcome = Outcome<QRBSourceControlWorkingCopyPtr>::make();

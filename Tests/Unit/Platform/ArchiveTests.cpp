@@ -292,6 +292,30 @@ TEST(ArchiveTest, PlainDictionariesAndErrorsComeBack) {
   EXPECT_EQ(read.cause().domain(), "behind");
 }
 
+TEST(ArchiveTest, AKeySentOnceCannotBeMadeToFillTheMemoryOfTheReader) {
+  // One key of a megabyte, named by number in ten thousand dictionaries of three bytes each.
+  std::string bytes = std::string("\xdc\x27\x10", 3) + std::string("\x81\xdb\x00\x10\x00\x00", 6);
+  bytes += std::string(std::size_t{1} << 20, 'k') + "\x01";
+  for (int number = 1; number < 10'000; ++number) bytes += std::string("\x81\x00\x01", 3);
+  ArchiveReaderTables tables;
+  auto message = ArchiveMessage::parse(bytes, tables);
+  EXPECT_THROW(Codec<Dictionary>::read(message->root()), ArchiveError);
+}
+
+TEST(ArchiveTest, MessagesKeptForWhatNothingAskedForAreLimited) {
+  Pipe pipe;
+  auto unasked = [] {
+    auto newer = std::make_shared<NewerNode>();
+    newer->added = makeNode(std::string(std::size_t{8} << 20, 'x').c_str());
+    return newer;
+  };
+  EXPECT_THROW(
+      {
+        for (int number = 0; number < 16; ++number) pipe.send(unasked());
+      },
+      ArchiveError);
+}
+
 TEST(MessageScannerTest, FindsTheSameEndHoweverTheBytesArrive) {
   std::string value =
       "\x93\xa3"
