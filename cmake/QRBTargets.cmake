@@ -98,7 +98,7 @@ function(qrb_test name)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
   target_link_libraries(${name} PRIVATE qrb-test-support ${ARG_LIBRARIES} GTest::gmock GTest::gtest_main)
   # What is tested is optimised; optimising the tests themselves would only double the time that they take to compile.
-  target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O0>)
+  target_compile_options(${name} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-O0>)
   if(ARG_DEPENDS)
     add_dependencies(${name} ${ARG_DEPENDS})
   endif()
