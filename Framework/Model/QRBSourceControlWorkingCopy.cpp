@@ -1,5 +1,6 @@
 #include "QRBSourceControlWorkingCopy.h"
 
+#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "KeyedArchiver.h"
@@ -100,8 +101,12 @@ void QRBSourceControlWorkingCopy::updateCachedStatus(QRBSourceControlPathStatuse
                                                      QRBSourceControlPathStatusesPtr remoteStatus) {
   // What was there before is destroyed by these arguments, after the queue is left: it may be a large report.
   _cachedStatusChangeQueue.sync([&] {
-    if (localStatus != nullptr) std::swap(_cachedLocalStatus, localStatus);
-    if (remoteStatus != nullptr) std::swap(_cachedRemoteStatus, remoteStatus);
+    if (localStatus != nullptr) {
+      localStatus = updateStatusMapTableFromDictionary(_cachedLocalStatus, std::move(localStatus));
+    }
+    if (remoteStatus != nullptr) {
+      remoteStatus = updateStatusMapTableFromDictionary(_cachedRemoteStatus, std::move(remoteStatus));
+    }
   });
 }
 
@@ -167,4 +172,18 @@ void QRBSourceControlWorkingCopy::encodeWithCoder(qrb::KeyedArchiver& coder) con
   coder.encode("repository", repository());
   coder.encode("branchAndTagLocations", branchAndTagLocations());
   coder.encode("needsUpgrade", needsUpgrade());
+}
+
+std::uint64_t qrbscm_statusValue(const qrb::Dictionary& number) {
+  if (number.is_number_integer()) return number.get<std::uint64_t>();
+  if (!number.is_number_float()) return 0;
+  double value = number.get<double>();
+  // Written so that what is not a number fails too: converting what does not fit is undefined.
+  bool fits = value > -1.0 && value < 0x1p64;
+  return fits ? static_cast<std::uint64_t>(value) : 0;
+}
+
+QRBSourceControlPathStatusesPtr updateStatusMapTableFromDictionary(QRBSourceControlPathStatusesPtr& table,
+                                                                   QRBSourceControlPathStatusesPtr dictionary) {
+  return std::exchange(table, std::move(dictionary));
 }

@@ -22,7 +22,9 @@
 /// and a status report replaces the one before as a whole. Paths are relative to the root of the working copy and are
 /// bytes.
 ///
-/// Every request returns the manager's request token.
+/// Every request returns the manager's request token, refuses nothing by itself, and calls its completion once, on the
+/// thread of the reply. Failed requests give the system's error and absent values; cancelling the token gives the
+/// cancellation error. What the tools had changed by then stays changed.
 class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
                                                      public std::enable_shared_from_this<QRBSourceControlWorkingCopy> {
   QRB_OBJECT;
@@ -46,8 +48,10 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
   /// One in a format that the tools must upgrade before they work with it; the repository need not have an identifier.
   static QRBSourceControlWorkingCopyPtr initWithUpgradableFileURL(qrb::URL upgradableFileURL,
                                                                   QRBSourceControlRepositoryPtr repository);
+  /// As the first, and null where that is; the location, which may be null, is cached as the current one.
   static QRBSourceControlWorkingCopyPtr initWithFileURL(qrb::URL fileURL, QRBSourceControlRepositoryPtr repository,
                                                         QRBSourceControlRevisionLocationPtr locationInRepository);
+  /// The same with a layout, which replaces the empty one; null leaves none.
   static QRBSourceControlWorkingCopyPtr initWithFileURL(qrb::URL fileURL, QRBSourceControlRepositoryPtr repository,
                                                         QRBSourceControlRevisionLocationPtr locationInRepository,
                                                         QRBSourceControlBranchAndTagLocationsPtr branchAndTagLocations);
@@ -58,6 +62,7 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
   /// Empty and absent strings are ignored.
   void set_id(const qrb::String& identifier);
   qrb::URL fileURL() const { return _fileURL.get(); }
+  /// Replaces the folder, and with it what the working copy is equal to.
   void setFileURL(qrb::URL fileURL) { _fileURL.set(std::move(fileURL)); }
   QRBSourceControlRepositoryPtr repository() const { return _repository.get(); }
   void setRepository(QRBSourceControlRepositoryPtr repository) { _repository.set(std::move(repository)); }
@@ -106,15 +111,24 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
   /// Takes over the reports that are present, as `filesAndStatusWithRemoteStatus` does.
   void updateCachedStatus(QRBSourceControlPathStatusesPtr localStatus, QRBSourceControlPathStatusesPtr remoteStatus);
 
+  /// Puts the files under source control with the next commit.
   QRBSourceControlCancellablePtr addFiles(Files files, Completion<> completionBlock);
+  /// Takes the files out of source control with the next commit.
   QRBSourceControlCancellablePtr removeFiles(Files files, Completion<> completionBlock);
+  /// Copies each file to the path at the same place of `toFilePaths`, with its history where the system keeps one.
   QRBSourceControlCancellablePtr copyFiles(Files files, Files toFilePaths, Completion<> completionBlock);
+  /// Moves each file to the path at the same place of `toFilePaths`.
   QRBSourceControlCancellablePtr moveFiles(Files files, Files toFilePaths, Completion<> completionBlock);
+  /// Makes a directory; those above it that are missing are made only when asked. The attributes are the system's own.
   QRBSourceControlCancellablePtr createDirectory(qrb::String directory, bool withIntermediateDirectories,
                                                  const qrb::Dictionary& attributes, Completion<> completionBlock);
+  /// Brings the files back to what the base revision has; what was changed in them is lost.
   QRBSourceControlCancellablePtr discardChangesInFiles(Files files, Completion<> completionBlock);
+  /// The same for every file of the working copy.
   QRBSourceControlCancellablePtr discardAllChangesWithCompletionBlock(Completion<> completionBlock);
+  /// Ends the conflict of each file, whose content stays as it is.
   QRBSourceControlCancellablePtr markAsResolvedFiles(Files files, Completion<> completionBlock);
+  /// Commits the files as they are; the completion gets the new revision.
   QRBSourceControlCancellablePtr commitFiles(Files files, qrb::String message,
                                              Completion<QRBSourceControlRevisionPtr> completionBlock);
 
@@ -169,6 +183,7 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
                                                      QRBSourceControlIncrementalLogBlock incrementalLogBlock,
                                                      Completion<LogItems> completionBlock);
 
+  /// Merges a branch into the working copy; conflicts show in the status afterwards.
   QRBSourceControlCancellablePtr mergeBranch(QRBSourceControlBranchPtr branch, Completion<> completionBlock);
   /// The progress block is never called.
   QRBSourceControlCancellablePtr forceUpdateWorkingCopyFromRepository(QRBSourceControlRemoteRepositoryPtr repository,
@@ -191,6 +206,7 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
   /// error.
   QRBSourceControlCancellablePtr switchLocation(QRBSourceControlRevisionLocationPtr location,
                                                 Completion<QRBSourceControlRevisionLocationPtr> completionBlock);
+  /// The revision that the working copy is based on. It is not cached.
   QRBSourceControlCancellablePtr baseRevisionWithCompletionBlock(
       Completion<QRBSourceControlRevisionPtr> completionBlock);
   /// The progress block is never called.
@@ -227,3 +243,13 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
   qrb::Atomic<QRBSourceControlRevisionPtr> _cachedBaseRevision;
   qrb::Atomic<QRBSourceControlRevisionLocationPtr> _cachedCurrentLocation;
 };
+
+/// A number of a status report as the status that it stands for: its unsigned 64-bit value, to which a negative integer
+/// wraps and from which a fraction is cut off. 0, which is the status of what is not known, for anything else.
+QRB_EXPORT std::uint64_t qrbscm_statusValue(const qrb::Dictionary& number);
+
+/// Replaces the whole table by the report, whose paths alone it has from then on; null empties it. Nothing is copied.
+/// Returns the table as it was, for the caller to let go of where that takes no time of others. The table is the
+/// caller's to guard.
+QRB_EXPORT QRBSourceControlPathStatusesPtr
+updateStatusMapTableFromDictionary(QRBSourceControlPathStatusesPtr& table, QRBSourceControlPathStatusesPtr dictionary);

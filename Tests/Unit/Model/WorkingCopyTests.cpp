@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cmath>
+#include <nlohmann/json.hpp>
 #include <thread>
 
 #include "ModelTesting.h"
@@ -127,6 +129,42 @@ TEST(WorkingCopy, AReportReplacesTheOneBeforeAndOneThatDoesNotComeChangesNothing
   workingCopy->updateCachedStatus(report({}), nullptr);
   EXPECT_TRUE(workingCopy->cachedPathsWithLocalStatus().empty());
   EXPECT_EQ(workingCopy->cachedSourceControlRemoteStatusForFile("r"), 2u);
+}
+
+TEST(StatusValues, AreTheUnsignedValuesOfNumbersAndNothingElse) {
+  struct Case {
+    qrb::Dictionary number;
+    std::uint64_t status;
+  };
+  const Case cases[] = {
+      {0, 0},
+      {5, 5},
+      {UINT64_MAX, UINT64_MAX},
+      {std::uint64_t{1} << 63, std::uint64_t{1} << 63},
+      {7.9, 7},
+      {-0.5, 0},
+      {-1, UINT64_MAX},
+      {0x1p63, std::uint64_t{1} << 63},
+      {-3.0, 0},
+      {0x1p64, 0},
+      {std::nan(""), 0},
+      {"5", 0},
+      {nullptr, 0},
+      {true, 0},
+      {qrb::Dictionary::array(), 0},
+  };
+  for (const Case& each : cases) EXPECT_EQ(qrbscm_statusValue(each.number), each.status) << each.number;
+}
+
+TEST(StatusValues, ATableHasThePathsOfItsLastReportAlone) {
+  QRBSourceControlPathStatusesPtr table;
+  auto first = report({{"a", 1}, {"b", 2}});
+  auto second = report({{"b", 3}});
+  EXPECT_EQ(updateStatusMapTableFromDictionary(table, first), nullptr);
+  EXPECT_EQ(updateStatusMapTableFromDictionary(table, second), first);
+  EXPECT_EQ(*table, Statuses({{"b", 3}}));
+  EXPECT_EQ(updateStatusMapTableFromDictionary(table, nullptr), second);
+  EXPECT_EQ(table, nullptr);
 }
 
 TEST(WorkingCopy, ReadersSeeOneReportOrTheOther) {
