@@ -9,8 +9,10 @@ class QRB_EXPORT QRBSourceControlBasicAuthenticationStrategy final : public QRBS
   QRB_OBJECT;
 
  public:
+  /// Without user name and password.
   static QRBSourceControlBasicAuthenticationStrategyPtr init();
   static QRBSourceControlBasicAuthenticationStrategyPtr initWithUsername(qrb::String username, qrb::String password);
+  /// With the user name, here, or both, below, marked as what an address carried.
   static QRBSourceControlBasicAuthenticationStrategyPtr initWithURLDefinedUsername(qrb::String username,
                                                                                    qrb::String password);
   static QRBSourceControlBasicAuthenticationStrategyPtr initWithURLDefinedUsernameURLDefinedPassword(

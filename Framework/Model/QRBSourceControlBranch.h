@@ -23,6 +23,7 @@ class QRB_EXPORT QRBSourceControlBranch final : public QRBSourceControlRevisionL
   /// A remote branch exactly when a remote is named.
   static QRBSourceControlBranchPtr initWithBranchNameRemoteName(qrb::String branchName, bool primaryBranch,
                                                                 qrb::String remoteName);
+  /// A branch that is still to be made, here or, with a remote, there.
   static QRBSourceControlBranchPtr initWithNewBranchName(qrb::String branchName);
   static QRBSourceControlBranchPtr initWithNewBranchName(qrb::String branchName, qrb::String remoteName);
   /// The branch that lives at a path of a layout: its primary one, or one below its folder of branches. Null for every

@@ -42,7 +42,9 @@ class QRB_EXPORT QRBSourceControlBranchAndTagLocations final : public qrb::Objec
   const QRBSourceControlPathLocationPtr& relativeBranchesLocation() const noexcept { return _branches; }
   const QRBSourceControlPathLocationPtr& relativeTagsLocation() const noexcept { return _tags; }
 
+  /// Whether the primary branch and the folder of branches are known.
   bool isCompleteForBranches() const;
+  /// Whether the folder of tags is known.
   bool isCompleteForTags() const;
 
   /// Plain values for storing; empty unless the options ask for the layout.

@@ -38,6 +38,7 @@ class QRB_EXPORT QRBSourceControlLogItem : public qrb::Object {
                                                                     QRBSourceControlRevisionPtr revision,
                                                                     qrb::Date date,
                                                                     QRBSourceControlWorkingCopyPtr workingCopy);
+  /// Complete items; paths and renames may be null, which says that none were loaded.
   static QRBSourceControlLogItemPtr initWithAuthor(QRBSourceControlAuthorPtr author,
                                                    QRBSourceControlRevisionPtr revision, qrb::Date date,
                                                    qrb::String message, QRBSourceControlWorkingCopyPtr workingCopy);

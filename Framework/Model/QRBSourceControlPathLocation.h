@@ -25,6 +25,7 @@ class QRB_EXPORT QRBSourceControlPathLocation final : public QRBSourceControlRev
   bool isDirectory() const noexcept { return _relativePath.view().ends_with('/'); }
   bool isRootPath() const noexcept { return _relativePath.empty() || _relativePath.view() == "/"; }
 
+  /// The path below this one, at no revision; a trailing "/" of `path` is kept.
   QRBSourceControlPathLocationPtr pathLocationByAppendingPath(std::string_view path) const;
   /// Of a path with one component, and of the root, the shared root.
   QRBSourceControlPathLocationPtr parentPathLocation() const;

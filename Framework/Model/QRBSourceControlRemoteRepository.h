@@ -10,7 +10,7 @@
 /// A repository on a server, with the account that says how to authenticate there and what is trusted of the server.
 ///
 /// Initialisers take their account from the registered account manager, where there is one, and without `unsaved` have
-/// it saved there; a strategy that is not given is the anonymous one.
+/// it saved there; a strategy that is not given is the anonymous one. None of them answers null.
 class QRB_EXPORT QRBSourceControlRemoteRepository final : public QRBSourceControlRepository {
   QRB_OBJECT;
 
@@ -73,6 +73,7 @@ class QRB_EXPORT QRBSourceControlRemoteRepository final : public QRBSourceContro
   void setState(std::uint64_t state) { _state.set(state); }
   /// The account's; null without an account.
   QRBSourceControlAuthenticationStrategyPtr authenticationStrategy() const;
+  /// Sets the account's, as `QRBSourceControlAccount::setAuthenticationStrategy` says; nothing without an account.
   void setAuthenticationStrategy(QRBSourceControlAuthenticationStrategyPtr strategy);
   /// The properties whose changes change `authenticationStrategy`.
   static std::vector<qrb::String> keyPathsForValuesAffectingAuthenticationStrategy();
@@ -103,6 +104,8 @@ class QRB_EXPORT QRBSourceControlRemoteRepository final : public QRBSourceContro
   QRBSourceControlCancellablePtr validateAuthenticationForLocation(QRBSourceControlRevisionLocationPtr location,
                                                                    Layout branchAndTagLocations,
                                                                    Completion<> completionBlock);
+  /// Checks the repository out at a location into the folder at a file URL; the completion gets the working copy.
+  /// What was written before a failure or a cancellation is the caller's to remove.
   QRBSourceControlCancellablePtr createWorkingCopyAtURL(qrb::URL URL, QRBSourceControlRevisionLocationPtr location,
                                                         Layout branchAndTagLocations,
                                                         QRBSourceControlProgressBlock progressBlock,

@@ -20,7 +20,7 @@
 ///
 /// The requests check what the system can do. One that it cannot do calls the completion at once, on the calling
 /// thread, with empty results and the error named with the request, and returns null; all others return the manager's
-/// request.
+/// request. Cancelling it gives the completion the cancellation error.
 class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
                                               public std::enable_shared_from_this<QRBSourceControlRepository> {
   QRB_OBJECT;
@@ -37,6 +37,7 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
 
   /// A repository under a fresh `_id`, with a secondary identifier made from both and no identifier.
   static QRBSourceControlRepositoryPtr initWithURL(qrb::URL URL, QRBSourceControlSystemPtr sourceControlSystem);
+  /// The same with an identifier, which may be absent. Neither is ever null.
   static QRBSourceControlRepositoryPtr initWithURL(qrb::URL URL, qrb::String identifier,
                                                    QRBSourceControlSystemPtr sourceControlSystem);
   explicit QRBSourceControlRepository(Key) {}
@@ -80,19 +81,25 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
   void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
 
+  /// The newest revision of the repository. It is not cached.
   QRBSourceControlCancellablePtr headRevisionWithCompletionBlock(
       Completion<QRBSourceControlRevisionPtr> completionBlock);
+  /// The revision that the location stands for now. The layout matters only to systems that need one; it may be null.
   QRBSourceControlCancellablePtr revisionOfLocation(QRBSourceControlRevisionLocationPtr location,
                                                     Layout branchAndTagLocations,
                                                     Completion<QRBSourceControlRevisionPtr> completionBlock);
-  /// Refused with QRBSourceControlError_SystemBranchAndTagLocationsUnsupported.
+  /// The location that the path stands for and the layout found around it. For systems that need a layout; others
+  /// refuse with QRBSourceControlError_SystemBranchAndTagLocationsUnsupported.
   QRBSourceControlCancellablePtr automaticallyDetectBranchAndTagLocationsFromPath(
       QRBSourceControlPathLocationPtr path, Completion<QRBSourceControlRevisionLocationPtr, Layout> completionBlock);
-  /// Refused with QRBSourceControlError_SystemBrowsingRepositoriesUnsupported.
+  /// What lies directly below the path. For systems that support path locations; others refuse with
+  /// QRBSourceControlError_SystemBrowsingRepositoriesUnsupported.
   QRBSourceControlCancellablePtr listSubpathsAtPath(
       QRBSourceControlPathLocationPtr path, Completion<std::vector<QRBSourceControlPathLocationPtr>> completionBlock);
+  /// As the next, without a layout.
   QRBSourceControlCancellablePtr listBranchesWithCompletionBlock(
       Completion<std::vector<QRBSourceControlBranchPtr>> completionBlock);
+  /// The branches of the repository itself. The layout says where they are, in systems that need one; it may be null.
   QRBSourceControlCancellablePtr listBranchesForBranchAndTagLocations(
       Layout branchAndTagLocations, Completion<std::vector<QRBSourceControlBranchPtr>> completionBlock);
   /// All branches of all remotes, and the same by remote. Refused with
@@ -104,10 +111,12 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
   QRBSourceControlCancellablePtr parentBranchesOfBranch(
       QRBSourceControlBranchPtr branch, Layout branchAndTagLocations,
       Completion<QRBSourceControlBranchPtr, std::vector<QRBSourceControlBranchPtr>> completionBlock);
+  /// The last revision that both branches have in common.
   QRBSourceControlCancellablePtr ancestorRevisionOfBranch(QRBSourceControlBranchPtr branch,
                                                           QRBSourceControlBranchPtr otherBranch,
                                                           Layout branchAndTagLocations,
                                                           Completion<QRBSourceControlRevisionPtr> completionBlock);
+  /// Makes a branch that begins where `fromBranch` is; the completion gets the branch as the system names it.
   QRBSourceControlCancellablePtr addBranch(QRBSourceControlBranchPtr branch, QRBSourceControlBranchPtr fromBranch,
                                            Layout forBranchAndTagLocations,
                                            Completion<QRBSourceControlBranchPtr> completionBlock);
@@ -115,6 +124,7 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
   QRBSourceControlCancellablePtr removeBranch(QRBSourceControlBranchPtr branch, Layout forBranchAndTagLocations,
                                               QRBSourceControlRemoteRepositoryPtr remoteRepository,
                                               Completion<> completionBlock);
+  /// What differs between the two locations, in the form that the plug-in gives it; empty on an error.
   QRBSourceControlCancellablePtr diffLocation(QRBSourceControlRevisionLocationPtr location,
                                               QRBSourceControlRevisionLocationPtr againstLocation,
                                               Layout branchAndTagLocations,
@@ -123,19 +133,25 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
   /// the caches stay. Refused with QRBSourceControlError_SystemDistributedRepositoriesUnsupported.
   QRBSourceControlCancellablePtr listRemoteRepositoriesWithCompletionBlock(
       Completion<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositoriesPtr> completionBlock);
-  /// Refused with QRBSourceControlError_SystemDistributedRepositoriesUnsupported, as are those that follow.
+  /// The branch of a remote that the branch follows. For systems with several remotes; others refuse with
+  /// QRBSourceControlError_SystemDistributedRepositoriesUnsupported, here and in those that follow.
   QRBSourceControlCancellablePtr remoteBranchForBranch(QRBSourceControlBranchPtr branch,
                                                        Completion<QRBSourceControlBranchPtr> completionBlock);
+  /// Makes the remote known to the repository under the name. For systems with several remotes.
   QRBSourceControlCancellablePtr addRemoteRepository(QRBSourceControlRemoteRepositoryPtr remoteRepository,
                                                      qrb::String withName, Completion<> completionBlock);
+  /// Forgets the remote of that name; the remote itself is not touched. For systems with several remotes.
   QRBSourceControlCancellablePtr removeRemoteRepositoryNamed(qrb::String name, Completion<> completionBlock);
+  /// Fetches what the remote has and this one has not; no working copy changes. For systems with local repositories.
   QRBSourceControlCancellablePtr downloadUpdatesFromRemoteRepository(
       QRBSourceControlRemoteRepositoryPtr remoteRepository, QRBSourceControlProgressBlock progressBlock,
       Completion<> completionBlock);
+  /// Sends this repository's commits to a branch of the remote. For systems with local repositories.
   QRBSourceControlCancellablePtr uploadCommitsToRemoteRepository(QRBSourceControlRemoteRepositoryPtr remoteRepository,
                                                                  QRBSourceControlBranchPtr remoteBranch,
                                                                  QRBSourceControlProgressBlock progressBlock,
                                                                  Completion<> completionBlock);
+  /// Makes a new, empty repository in the folder. For systems with local repositories.
   static QRBSourceControlCancellablePtr createRepositoryAtFileURL(
       qrb::URL fileURL, QRBSourceControlSystemPtr withSystem,
       Completion<QRBSourceControlRepositoryPtr> completionBlock);

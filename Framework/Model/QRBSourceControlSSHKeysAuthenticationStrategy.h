@@ -13,8 +13,11 @@ class QRB_EXPORT QRBSourceControlSSHKeysAuthenticationStrategy final : public QR
  public:
   using Pointer = QRBSourceControlSSHKeysAuthenticationStrategyPtr;
 
+  /// Without user name, key file and passphrase.
   static Pointer init();
+  /// The key file is a file URL; it is neither read nor looked for.
   static Pointer initWithUsername(qrb::String username, qrb::URL privateKey, qrb::String password);
+  /// The same, for a user name that an address carried.
   static Pointer initWithURLDefinedUsername(qrb::String username, qrb::URL privateKey, qrb::String password);
   /// Writes the key pair as id_rsa and id_rsa.pub, for the user's eyes only, into a new directory inside
   /// `sshKeyDirectory`. When that fails no key file is left, and the strategy has none.
@@ -31,6 +34,7 @@ class QRB_EXPORT QRBSourceControlSSHKeysAuthenticationStrategy final : public QR
 
   static QRBSourceControlCancellablePtr defaultSSHKeyAuthenticationStrategyForURL(
       const qrb::URL& url, QRBSourceControlCompletionBlock<Pointer> completionBlock);
+  /// Whether the file holds a private key that can be used; the error says why not.
   static QRBSourceControlCancellablePtr validateSSHKeysWithPrivateKeyURL(
       const qrb::URL& privateKeyURL, QRBSourceControlCompletionBlock<> completionBlock);
   static QRBSourceControlCancellablePtr generateNewKeysWithPassword(
