@@ -18,6 +18,7 @@ class QRB_EXPORT QRBSourceControlBranch final : public QRBSourceControlRevisionL
   QRB_OBJECT;
 
  public:
+  /// One that is there already: here or, if `remoteBranch` says so, in a remote that is not named.
   static QRBSourceControlBranchPtr initWithBranchName(qrb::String branchName, bool primaryBranch,
                                                       bool remoteBranch = false);
   /// A remote branch exactly when a remote is named.
@@ -31,14 +32,19 @@ class QRB_EXPORT QRBSourceControlBranch final : public QRBSourceControlRevisionL
   static QRBSourceControlBranchPtr initWithBranchPathLocation(
       const QRBSourceControlPathLocationPtr& pathLocation,
       const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations, bool remoteBranch);
+  /// From what `dictionaryRepresentationWithOptions` wrote; null where the name is missing or no text. The remote's
+  /// name is not stored, so it is absent.
   static QRBSourceControlBranchPtr initWithDictionary(const qrb::Dictionary& dictionary);
   using QRBSourceControlRevisionLocation::QRBSourceControlRevisionLocation;
 
+  /// The name, twice: both are the same text, never empty in what the named initialisers make.
   const qrb::String& identifier() const noexcept { return _identifier; }
   const qrb::String& name() const noexcept { return _identifier; }
+  /// The bits above, set together.
   std::uint64_t options() const noexcept { return _options; }
   /// Absent for a branch that is not remote or whose remote is not known.
   const qrb::String& remoteName() const noexcept { return _remoteName; }
+  /// One bit each of `options`, fixed when the object was made: a new branch stays new once it has been made.
   bool isPrimaryBranch() const noexcept { return (_options & QRBSourceControlBranchOptionPrimary) != 0; }
   bool isNewBranch() const noexcept { return (_options & QRBSourceControlBranchOptionNew) != 0; }
   bool isRemoteBranch() const noexcept { return (_options & QRBSourceControlBranchOptionRemote) != 0; }
@@ -47,15 +53,20 @@ class QRB_EXPORT QRBSourceControlBranch final : public QRBSourceControlRevisionL
   QRBSourceControlPathLocationPtr pathLocationForBranchAndTagLocations(
       const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations) const;
 
+  /// The name itself, without the remote's.
   qrb::String displayName() const override { return name(); }
   /// Whether the other is a branch of the same name, of whatever kind and remote.
   bool isSimilar(const QRBSourceControlRevisionLocationPtr& other) const override;
+  /// Name and options where the options given ask for the location, the revision where they ask for that.
   qrb::Dictionary dictionaryRepresentationWithOptions(std::uint64_t options) const override;
+  /// Never null: the one shared picture of all branches, which the host draws by its name.
   static qrb::ImagePtr defaultImage();
 
   std::string description() const override { return descriptionWithWord("Branch"); }
   std::size_t hash() const override;
 
+  /// For archives. A key that is missing leaves its field absent, false or 0; a value of another type throws
+  /// ArchiveError.
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
   void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
 

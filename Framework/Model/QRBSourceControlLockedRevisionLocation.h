@@ -7,7 +7,9 @@ class QRB_EXPORT QRBSourceControlLockedRevisionLocation final : public QRBSource
   QRB_OBJECT;
 
  public:
+  /// Never null. A null revision gives a location without one, which equals nothing.
   static QRBSourceControlLockedRevisionLocationPtr initWithRevision(QRBSourceControlRevisionPtr revision);
+  /// Never null; where the revision is missing or no text, as from a null revision.
   static QRBSourceControlLockedRevisionLocationPtr initWithDictionary(const qrb::Dictionary& dictionary);
   using QRBSourceControlRevisionLocation::QRBSourceControlRevisionLocation;
 
@@ -15,6 +17,8 @@ class QRB_EXPORT QRBSourceControlLockedRevisionLocation final : public QRBSource
   qrb::Dictionary dictionaryRepresentationWithOptions(std::uint64_t options) const override;
   std::string description() const override;
 
+  /// For archives. A key that is missing leaves its field absent, false or 0; a value of another type throws
+  /// ArchiveError.
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
 
  protected:

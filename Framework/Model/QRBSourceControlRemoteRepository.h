@@ -15,7 +15,9 @@ class QRB_EXPORT QRBSourceControlRemoteRepository final : public QRBSourceContro
   QRB_OBJECT;
 
  public:
+  /// Anonymous at first; saved.
   static QRBSourceControlRemoteRepositoryPtr initWithURL(qrb::URL URL, QRBSourceControlSystemPtr sourceControlSystem);
+  /// Anonymous at first, and unsaved until `saveAccount`; so are the two that follow, under the given identifiers.
   static QRBSourceControlRemoteRepositoryPtr initUnsavedWithURL(qrb::URL URL,
                                                                 QRBSourceControlSystemPtr sourceControlSystem);
   static QRBSourceControlRemoteRepositoryPtr initUnsavedWithURL(qrb::URL URL, qrb::String identifier,
@@ -25,11 +27,15 @@ class QRB_EXPORT QRBSourceControlRemoteRepository final : public QRBSourceContro
                                                                 qrb::String secondaryIdentifier,
                                                                 QRBSourceControlSystemPtr sourceControlSystem);
 
+  /// With this very account, which the account manager is given to keep; nothing is trusted of the server yet. Null
+  /// leaves the repository without an account, here and in the three that follow.
   static QRBSourceControlRemoteRepositoryPtr initWithURL(qrb::URL URL, QRBSourceControlSystemPtr sourceControlSystem,
                                                          QRBSourceControlAccountPtr account);
+  /// With this very account, whose saving is disabled until `saveAccount`.
   static QRBSourceControlRemoteRepositoryPtr initWithURLUnsavedAccount(qrb::URL URL,
                                                                        QRBSourceControlSystemPtr sourceControlSystem,
                                                                        QRBSourceControlAccountPtr unsavedAccount);
+  /// As the two before, under an identifier, which may be absent.
   static QRBSourceControlRemoteRepositoryPtr initWithURL(qrb::URL URL, qrb::String identifier,
                                                          QRBSourceControlSystemPtr sourceControlSystem,
                                                          QRBSourceControlAccountPtr account);
@@ -37,12 +43,16 @@ class QRB_EXPORT QRBSourceControlRemoteRepository final : public QRBSourceContro
                                                                        QRBSourceControlSystemPtr sourceControlSystem,
                                                                        QRBSourceControlAccountPtr unsavedAccount);
 
+  /// With the account that the account manager has for the repository, and then that account's strategy; with a new one
+  /// of the given strategy where it has none. The trusted fingerprint is the account manager's.
   static QRBSourceControlRemoteRepositoryPtr initWithURL(
       qrb::URL URL, QRBSourceControlSystemPtr sourceControlSystem,
       QRBSourceControlAuthenticationStrategyPtr authenticationStrategy);
+  /// The same, but a new account is unsaved until `saveAccount`.
   static QRBSourceControlRemoteRepositoryPtr initWithURLUnsavedAuthenticationStrategy(
       qrb::URL URL, QRBSourceControlSystemPtr sourceControlSystem,
       QRBSourceControlAuthenticationStrategyPtr unsavedAuthenticationStrategy);
+  /// As the two before, under an identifier and, where it is taken, a secondary one; either may be absent.
   static QRBSourceControlRemoteRepositoryPtr initWithURL(
       qrb::URL URL, qrb::String identifier, QRBSourceControlSystemPtr sourceControlSystem,
       QRBSourceControlAuthenticationStrategyPtr authenticationStrategy);
@@ -62,6 +72,7 @@ class QRB_EXPORT QRBSourceControlRemoteRepository final : public QRBSourceContro
   /// Whether the server's certificate must have `trustedServerFingerprint`. True in new objects.
   bool enforceTrustedServerFingerprint() const { return _enforceTrustedServerFingerprint.get(); }
   void setEnforceTrustedServerFingerprint(bool enforce) { _enforceTrustedServerFingerprint.set(enforce); }
+  /// Absent when nothing is trusted of the server yet.
   qrb::String trustedServerFingerprint() const { return _trustedServerFingerprint.get(); }
   void setTrustedServerFingerprint(qrb::String fingerprint) { _trustedServerFingerprint.set(std::move(fingerprint)); }
   /// How it is to be authenticated; may be null.
@@ -93,6 +104,7 @@ class QRB_EXPORT QRBSourceControlRemoteRepository final : public QRBSourceContro
   /// When the account manager knows the repository already, that object is the result, with the identifier and what is
   /// trusted of the server taken over.
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
+  /// The account goes along with its strategy, password or passphrase included: such an archive is itself a secret.
   void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
 
   /// Finds the root of the repository that the URL points into, and moves this object and its account there. The block

@@ -61,10 +61,13 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
   qrb::String _id() const { return _idProperty.get(); }
   /// Empty and absent strings are ignored.
   void set_id(const qrb::String& identifier);
+  /// The root of the tree, on this machine; absent only where an archive had none.
   qrb::URL fileURL() const { return _fileURL.get(); }
   /// Replaces the folder, and with it what the working copy is equal to.
   void setFileURL(qrb::URL fileURL) { _fileURL.set(std::move(fileURL)); }
+  /// Shared with whoever else holds it. Null only after it was set so or where an archive had none.
   QRBSourceControlRepositoryPtr repository() const { return _repository.get(); }
+  /// Replaces the repository, and with its system what the working copy is equal to; null is taken.
   void setRepository(QRBSourceControlRepositoryPtr repository) { _repository.set(std::move(repository)); }
   /// Present only for systems that need a layout.
   QRBSourceControlBranchAndTagLocationsPtr branchAndTagLocations() const { return _branchAndTagLocations.get(); }
@@ -74,6 +77,7 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
   /// How far a checkout has got with it. Archived, but 0 again after decoding.
   std::uint64_t state() const { return _state.get(); }
   void setState(std::uint64_t state) { _state.set(state); }
+  /// Whether the tools must upgrade its format first. An upgrade request leaves it as it is: the host clears it.
   bool needsUpgrade() const { return _needsUpgrade.get(); }
   void setNeedsUpgrade(bool needsUpgrade) { _needsUpgrade.set(needsUpgrade); }
   /// The host's own.
@@ -89,18 +93,23 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
   QRBSourceControlRemoteRepositoryPtr primaryRemoteRepository() const { return nullptr; }
   /// The last path component of the file URL.
   qrb::String displayName() const { return fileURL().lastPathComponent(); }
+  /// Never null: the one shared picture of all working copies, which the host draws by its name.
   static qrb::ImagePtr defaultImage();
 
   /// The status last reported; 0 for a path that the report did not name.
   std::uint64_t cachedSourceControlLocalStatusForFile(const qrb::String& file) const;
+  /// The same of what the repository has and this working copy has not; 0 too before any report of it.
   std::uint64_t cachedSourceControlRemoteStatusForFile(const qrb::String& file) const;
   /// Every path that the last reports named, whatever its status.
   std::set<qrb::String> cachedPathsWithStatus() const;
+  /// Those of the last local report, below those of the last remote one; empty before the first.
   std::set<qrb::String> cachedPathsWithLocalStatus() const;
   std::set<qrb::String> cachedPathsWithRemoteStatus() const;
 
   std::string description() const override;
   std::size_t hash() const override;
+  /// For archives. A key that is missing leaves its field absent, false or 0; a value of another type throws
+  /// ArchiveError. Cached revision, location and statuses are not archived.
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
   void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
 
@@ -136,20 +145,25 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
   /// `fromLocation` to it, or stand for the bare revision where no location is given; so do blame and history.
   QRBSourceControlCancellablePtr exportFile(qrb::String file, QRBSourceControlRevisionPtr forParentOfRevision,
                                             Completion<qrb::URL> completionBlock);
+  /// As it is at the location; the new file is made in the directory.
   QRBSourceControlCancellablePtr exportFile(qrb::String file, QRBSourceControlRevisionLocationPtr fromRevisionLocation,
                                             qrb::URL toDirectory, Completion<qrb::URL> completionBlock);
+  /// As it was at the revision, on the location's line of history; the new file is made in the directory.
   QRBSourceControlCancellablePtr exportFile(qrb::String file, QRBSourceControlRevisionPtr revision,
                                             QRBSourceControlRevisionLocationPtr fromLocation, qrb::URL toDirectory,
                                             Completion<qrb::URL> completionBlock);
+  /// The same without a location.
   QRBSourceControlCancellablePtr exportFile(qrb::String file, QRBSourceControlRevisionPtr revision,
                                             qrb::URL toDirectory, Completion<qrb::URL> completionBlock);
 
   /// Items of one revision share one log item; those of uncommitted lines keep their own.
   QRBSourceControlCancellablePtr blameFile(qrb::String file, QRBSourceControlRevisionLocationPtr fromRevisionLocation,
                                            Completion<BlameItems> completionBlock);
+  /// The same of the file at the revision; the location, which may be null, is pinned to it first.
   QRBSourceControlCancellablePtr blameFile(qrb::String file, QRBSourceControlRevisionPtr revision,
                                            QRBSourceControlRevisionLocationPtr fromLocation,
                                            Completion<BlameItems> completionBlock);
+  /// The same of the file at the bare revision.
   QRBSourceControlCancellablePtr blameFile(qrb::String file, QRBSourceControlRevisionPtr revision,
                                            Completion<BlameItems> completionBlock);
 
@@ -162,6 +176,7 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
                                                std::int64_t maximumLogItems,
                                                QRBSourceControlIncrementalLogBlock incrementalLogBlock,
                                                Completion<LogItems> completionBlock);
+  /// The same from a revision on, to which the location, which may be null, is pinned first.
   QRBSourceControlCancellablePtr historyOfFile(qrb::String file, QRBSourceControlRevisionPtr fromRevision,
                                                QRBSourceControlRevisionLocationPtr location,
                                                QRBSourceControlRevisionPtr toRevision,
@@ -169,12 +184,14 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
                                                std::int64_t maximumLogItems,
                                                QRBSourceControlIncrementalLogBlock incrementalLogBlock,
                                                Completion<LogItems> completionBlock);
+  /// The same from the bare revision on.
   QRBSourceControlCancellablePtr historyOfFile(qrb::String file, QRBSourceControlRevisionPtr revision,
                                                QRBSourceControlRevisionPtr toRevision,
                                                QRBSourceControlHistoryInclusionType inclusionType,
                                                std::int64_t maximumLogItems,
                                                QRBSourceControlIncrementalLogBlock incrementalLogBlock,
                                                Completion<LogItems> completionBlock);
+  /// The same of the whole working copy, of the items that the search finds; without a search string, of all.
   QRBSourceControlCancellablePtr historyFromRevision(QRBSourceControlRevisionPtr fromRevision,
                                                      QRBSourceControlRevisionPtr toRevision,
                                                      QRBSourceControlHistoryInclusionType inclusionType,
