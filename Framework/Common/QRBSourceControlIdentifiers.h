@@ -19,7 +19,9 @@ QRB_EXPORT qrb::String identifierFromURL(const qrb::URL& url, const qrb::String&
 /// Divides at the first separator. Either slot may be null. Without a separator the whole is primary and the secondary
 /// slot is left as it is; with nothing after the separator the secondary is absent.
 QRB_EXPORT void splitIdentifier(const qrb::String& identifier, qrb::String* primary, qrb::String* secondary);
+/// Everything before the first separator; the whole without one, absent as it may be.
 QRB_EXPORT qrb::String primaryIdentifier(const qrb::String& identifier);
+/// Everything behind the first separator; absent without one and where nothing follows it.
 QRB_EXPORT qrb::String secondaryIdentifier(const qrb::String& identifier);
 
 /// The serialized form; the primary alone when the secondary is absent.

@@ -11,8 +11,12 @@
 // understand. These take both apart by one pattern. Pure functions; any thread. A part that the address does not have
 // is absent; nothing is percent-decoded unless said.
 
+/// What stands before "://", in the letter case it has; absent for an scp-style address.
 QRB_EXPORT qrb::String qrbscm_scheme(const qrb::URL& url);
+/// Of letters, digits, "_" and "-" only. Where user or password has any other character both are absent, and what
+/// stands there counts as the host and what follows.
 QRB_EXPORT qrb::String qrbscm_user(const qrb::URL& url);
+/// Of the same characters and with the same exception; absent too where there is only a user.
 QRB_EXPORT qrb::String qrbscm_password(const qrb::URL& url);
 /// Of a file URL, the first component of the path with its slash.
 QRB_EXPORT qrb::String qrbscm_host(const qrb::URL& url);
@@ -32,6 +36,8 @@ QRB_EXPORT bool qrbscm_isSCPURI(const qrb::URL& url);
 QRB_EXPORT bool qrbscm_isValid(const qrb::URL& url);
 /// Whether the server URLs are the same text: another user is another server.
 QRB_EXPORT bool qrbscm_sameServerAs(const qrb::URL& url, const qrb::URL& other);
+/// The URL's, percent-decoded, "/" for the root; of an address that the generic syntax gives none, what follows the
+/// last ":" or "/", which may be empty.
 QRB_EXPORT qrb::String qrbscm_lastPathComponent(const qrb::URL& url);
 /// Cut before its last ".".
 QRB_EXPORT qrb::String qrbscm_lastPathComponentNoExtension(const qrb::URL& url);

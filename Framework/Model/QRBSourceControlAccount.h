@@ -19,6 +19,8 @@
 /// name, and stored settings know it so.
 inline constexpr const char* QRBSourceControlAccountsDefaultsKey = "QRBSourceControlAccountDefaultsKey";
 
+/// Keys of `dictionaryRepresentation`. All are texts but the kind of authentication, which is a number; what is absent
+/// has no entry.
 inline constexpr const char* QRBSourceControlAccountNameKey = "QRBSourceControlAccountNameKey";
 inline constexpr const char* QRBSourceControlAccountURLKey = "QRBSourceControlAccountURLKey";
 inline constexpr const char* QRBSourceControlAccountUsernameKey = "QRBSourceControlAccountUsernameKey";
@@ -45,15 +47,20 @@ class QRB_EXPORT QRBSourceControlAccount : public qrb::Object,
 
   /// The host's one account manager, kept until another takes its place (null: none).
   static void registerAccountManager(std::shared_ptr<QRBSourceControlAccountManager> accountManager);
+  /// The one registered last; null when none is. Shared: it lives on while its caller holds it, registered or not.
   static std::shared_ptr<QRBSourceControlAccountManager> sharedAccountManager();
   /// Asks the SSH helper service for the hosts that the user's SSH knows: host to fingerprint.
   static QRBSourceControlCancellablePtr knownSSHHostsAndFingerprintsWithCompletionBlock(
       QRBSourceControlCompletionBlock<qrb::Dictionary> completionBlock);
 
+  /// What the user calls it; may be absent. Setting it tells nobody.
   qrb::String accountName() const { return _accountName.get(); }
   void setAccountName(qrb::String accountName) { _accountName.set(std::move(accountName)); }
+  /// The server, or one repository on it. Setting it keeps the strategy, even one that cannot serve the new URL, and
+  /// tells nobody.
   qrb::URL hostURL() const { return _hostURL.get(); }
   void setHostURL(qrb::URL hostURL) { _hostURL.set(std::move(hostURL)); }
+  /// The host's own: whether the user wants it used. True in new accounts, and archived.
   bool enabled() const { return _enabled; }
   void setEnabled(bool enabled) { _enabled = enabled; }
   /// While true, the account manager hears of no change.
@@ -87,14 +94,19 @@ class QRB_EXPORT QRBSourceControlAccount : public qrb::Object,
   /// saved.
   std::shared_ptr<qrb::Object> copy() const override;
 
+  /// For archives. A key that is missing leaves its field absent, false or 0; a value of another type throws
+  /// ArchiveError. Without a strategy the account is anonymous.
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
+  /// The strategy goes along, password or passphrase included: such an archive is itself a secret.
   void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
 
  protected:
   /// Fills a new account, unheard by the account manager.
   void build(qrb::String accountName, qrb::URL hostURL,
              QRBSourceControlAuthenticationStrategyPtr authenticationStrategy, bool enabled);
+  /// Takes over name, URL, enabled flag and strategy as they are.
   void buildLike(const QRBSourceControlAccount& other);
+  /// What `initWithCoder` reads, into an account of a subclass.
   void decode(qrb::KeyedUnarchiver& coder);
 
  private:

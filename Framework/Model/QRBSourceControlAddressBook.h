@@ -13,9 +13,11 @@
 struct QRBSourceControlPerson {
   /// Bits of `flags`. A record whose show-as bits are not all clear is shown under the organization's name.
   static constexpr std::uint64_t kShowAsMask = 7;
+  /// In which order first and last name are shown: the value below, or the first name first.
   static constexpr std::uint64_t kNameOrderingMask = 56;
   static constexpr std::uint64_t kLastNameFirst = 16;
 
+  /// Absent where the record has none of it; `uniqueId` never is in what an address book answers.
   qrb::String uniqueId;
   std::uint64_t flags = 0;
   qrb::String nickname;
@@ -28,6 +30,8 @@ using QRBSourceControlPersonPtr = std::shared_ptr<const QRBSourceControlPerson>;
 
 /// What changed in an address book. One object stands for one event, however many times it is delivered.
 struct QRBSourceControlAddressBookNotification {
+  /// Unique ids. After a restoration from a backup that inserted and deleted none, every paired author is looked up
+  /// anew.
   std::vector<qrb::String> updatedRecords;
   std::vector<qrb::String> insertedRecords;
   std::vector<qrb::String> deletedRecords;

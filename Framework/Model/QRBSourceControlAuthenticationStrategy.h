@@ -43,5 +43,6 @@ class QRB_EXPORT QRBSourceControlAuthenticationStrategy
   /// The strategy itself; a subclass's gives another that is equal to it.
   std::shared_ptr<qrb::Object> copy() const override;
 
+  /// For archives: reads nothing and gives a new strategy, which is not equal to the shared one.
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
 };

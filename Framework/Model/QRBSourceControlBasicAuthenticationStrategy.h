@@ -11,6 +11,7 @@ class QRB_EXPORT QRBSourceControlBasicAuthenticationStrategy final : public QRBS
  public:
   /// Without user name and password.
   static QRBSourceControlBasicAuthenticationStrategyPtr init();
+  /// As the user gave them; an absent text is kept as an empty one, here and below.
   static QRBSourceControlBasicAuthenticationStrategyPtr initWithUsername(qrb::String username, qrb::String password);
   /// With the user name, here, or both, below, marked as what an address carried.
   static QRBSourceControlBasicAuthenticationStrategyPtr initWithURLDefinedUsername(qrb::String username,
@@ -19,22 +20,29 @@ class QRB_EXPORT QRBSourceControlBasicAuthenticationStrategy final : public QRBS
       qrb::String username, qrb::String password);
   using QRBSourceControlAuthenticationStrategy::QRBSourceControlAuthenticationStrategy;
 
+  /// What the kind is called; English.
   static qrb::String name() { return "Username and Password"; }
   QRBSourceControlAuthenticationTypes type() const noexcept override { return QRBSourceControlAuthenticationTypeBasic; }
 
+  /// Never absent in what the initialisers make; empty where none was given.
   const qrb::String& username() const noexcept { return _username; }
   const qrb::String& password() const noexcept { return _password; }
+  /// Whether an address carried it, so that the user cannot change it apart from the address.
   bool usernameDefinedFromURL() const noexcept { return _usernameDefinedFromURL; }
   bool passwordDefinedFromURL() const noexcept { return _passwordDefinedFromURL; }
 
+  /// With the user name, without the password.
   std::string description() const override;
   std::size_t hash() const override { return _username.hash() ^ _password.hash(); }
   std::shared_ptr<qrb::Object> copy() const override;
 
+  /// For archives. A key that is missing leaves its field absent, false or 0; a value of another type throws
+  /// ArchiveError. The password is in the archive as it is.
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
   void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
 
  protected:
+  /// Both texts and where they came from.
   bool isEqualToSameClass(const qrb::Object& other) const override;
 
  private:

@@ -20,12 +20,15 @@ class QRB_EXPORT QRBSourceControlBlameItem final : public qrb::Object {
   QRB_OBJECT;
 
  public:
+  /// Never null; the log item, which may be null, is shared and not copied.
   static QRBSourceControlBlameItemPtr initWithLineRange(QRBSourceControlLineRange lineRange,
                                                         QRBSourceControlLogItemPtr logItem);
   QRBSourceControlBlameItem(QRBSourceControlLineRange lineRange, QRBSourceControlLogItemPtr logItem);
 
+  /// Lines of the file as it was blamed, not as it is on disk now.
   QRBSourceControlLineRange lineRange() const { return _lineRange.get(); }
   void setLineRange(QRBSourceControlLineRange lineRange) { _lineRange.set(lineRange); }
+  /// What brought the lines; null where none was given.
   QRBSourceControlLogItemPtr logItem() const { return _logItem.get(); }
   void setLogItem(QRBSourceControlLogItemPtr logItem) { _logItem.set(std::move(logItem)); }
 
@@ -35,10 +38,13 @@ class QRB_EXPORT QRBSourceControlBlameItem final : public qrb::Object {
   /// Holds a copy of the log item.
   std::shared_ptr<qrb::Object> copy() const override;
 
+  /// For archives. A range that is missing is 0 and 0; one that no lines can have, or a value of another type, throws
+  /// ArchiveError.
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
   void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
 
  protected:
+  /// Equal ranges and equal log items, or none in both.
   bool isEqualToSameClass(const qrb::Object& other) const override;
 
  private:

@@ -51,8 +51,10 @@ class QRB_EXPORT QRBSourceControlBranchAndTagLocations final : public qrb::Objec
   qrb::Dictionary dictionaryRepresentationWithOptions(std::uint64_t options) const;
 
   std::string description() const override;
+  /// Equal only to itself, so a copy is not equal to this one.
   std::shared_ptr<qrb::Object> copy() const override;
 
+  /// For archives. A location that is missing is null; a value of another type throws ArchiveError.
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
   void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
 

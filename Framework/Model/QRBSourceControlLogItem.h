@@ -56,21 +56,29 @@ class QRB_EXPORT QRBSourceControlLogItem : public qrb::Object {
   /// The item that stands for uncommitted changes; its revision is the shared unversioned one.
   static QRBSourceControlLogItemPtr sharedUnversionedLogItem();
 
+  /// Null where none was given, as in the item of uncommitted changes.
   const QRBSourceControlAuthorPtr& author() const noexcept { return _author; }
+  /// Null where none was given.
   const QRBSourceControlRevisionPtr& revision() const noexcept { return _revision; }
+  /// UTC, to the microsecond; the epoch in the item of uncommitted changes.
   qrb::Date date() const noexcept { return qrb::Date(std::chrono::microseconds(_microseconds)); }
+  /// Absent in an incomplete item and in that of uncommitted changes.
   const qrb::String& message() const noexcept { return _message; }
   /// Null where paths were not loaded.
   const QRBSourceControlPathStatusesPtr& pathsWithStatus() const noexcept { return _pathsWithStatus; }
+  /// The working copy whose history it is of, kept alive by the item; null where none was given, and then it cannot be
+  /// completed.
   const QRBSourceControlWorkingCopyPtr& workingCopy() const noexcept { return _workingCopy; }
   /// Old path to new path; null where none were given.
   const QRBSourceControlFileRenamesPtr& fileRenames() const noexcept { return _fileRenames; }
   /// False when only author, revision and date were loaded.
   bool isComplete() const noexcept { return _complete; }
+  /// True only of `sharedUnversionedLogItem`.
   virtual bool isUnversionedLogItem() const noexcept { return false; }
 
   /// 40 hexadecimal digits, from revision, date and message: the same for equal items of any process.
   std::string identifier() const;
+  /// Revision, author, date (UTC) and message on labelled lines, for logs.
   std::string description() const override;
   /// The sum over author, revision, date and message. Mind that the author counts here and not for equality, so a set
   /// of items from several replies is better kept by `identifier`.
@@ -88,6 +96,8 @@ class QRB_EXPORT QRBSourceControlLogItem : public qrb::Object {
   static void loadCompleteLogItemWithCompletionBlock(QRBSourceControlLogItemPtr item,
                                                      std::function<void(const qrb::Error& error)> completionBlock);
 
+  /// For archives. A key that is missing leaves its field absent, false or 0; a value of another type throws
+  /// ArchiveError.
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
   void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
 

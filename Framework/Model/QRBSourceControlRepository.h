@@ -46,7 +46,9 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
   qrb::String _id() const { return _idProperty.get(); }
   /// Empty and absent strings are ignored.
   void set_id(const qrb::String& identifier);
+  /// As it was given, user information included; absent only where that was.
   qrb::URL URL() const { return _URL.get(); }
+  /// Replaces the address alone: both identifiers stay.
   void setURL(qrb::URL URL) { _URL.set(std::move(URL)); }
   /// What the repository is known by in workspaces and blueprints; may be absent.
   qrb::String identifier() const { return _identifier.get(); }
@@ -54,6 +56,7 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
   /// Tells repositories of one identifier apart; derived from the URL unless it was replaced.
   qrb::String secondaryIdentifier() const { return _secondaryIdentifier.get(); }
   void setSecondaryIdentifier(qrb::String identifier) { _secondaryIdentifier.set(std::move(identifier)); }
+  /// Null when none was given; the requests that need a capability are refused then.
   QRBSourceControlSystemPtr sourceControlSystem() const { return _sourceControlSystem.get(); }
   void setSourceControlSystem(QRBSourceControlSystemPtr system) { _sourceControlSystem.set(std::move(system)); }
   /// The remotes by name, and the primary one, as `listRemoteRepositoriesWithCompletionBlock` last listed them;
@@ -72,12 +75,15 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
   std::optional<std::vector<QRBSourceControlTagPtr>> cachedTags() const { return std::nullopt; }
   /// The last component of the URL, decoded and without extension.
   qrb::String displayName() const;
+  /// Never null: the one shared picture of all repositories, which the host draws by its name.
   static qrb::ImagePtr defaultImage();
 
   std::string description() const override;
   /// A plain repository with the same URL, identifier and system, a new `_id`, a secondary identifier made anew and no
   /// cached remotes.
   std::shared_ptr<qrb::Object> copy() const override;
+  /// For archives. A key that is missing leaves its field absent, false or 0; a value of another type throws
+  /// ArchiveError. The cached remotes are not archived.
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
   void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
 

@@ -17,6 +17,7 @@ class QRB_EXPORT QRBSourceControlRevision : public qrb::Object {
   };
 
  public:
+  /// Never null, and a plain revision even for "HEAD" and its like. An absent identifier stays absent.
   static QRBSourceControlRevisionPtr initWithIdentifier(qrb::String identifier);
   /// `displayName` is what users see in place of a long identifier; absent: the identifier.
   static QRBSourceControlRevisionPtr initWithIdentifier(qrb::String identifier, qrb::String displayName);
@@ -31,8 +32,11 @@ class QRB_EXPORT QRBSourceControlRevision : public qrb::Object {
   /// What was before the first revision, "INITIAL".
   static QRBSourceControlRevisionPtr sharedInitialRevision();
 
+  /// The system's own text; absent in the revision of uncommitted changes.
   const qrb::String& identifier() const noexcept { return _identifier; }
+  /// What was given for users, else the identifier.
   const qrb::String& displayName() const noexcept { return _displayName ? _displayName : _identifier; }
+  /// True only of `sharedUnversionedRevision`.
   virtual bool isUnversionedRevision() const noexcept { return false; }
   /// Whether the identifier stands for a revision without naming it.
   virtual bool isPlaceholderRevision() const noexcept { return false; }
@@ -46,6 +50,7 @@ class QRB_EXPORT QRBSourceControlRevision : public qrb::Object {
   /// A plain revision with the same identifier and no display name; a shared revision copies as itself.
   std::shared_ptr<qrb::Object> copy() const override;
 
+  /// For archives. A text that is missing is absent; a value of another type throws ArchiveError.
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
   void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
 
@@ -69,12 +74,14 @@ class QRB_EXPORT QRBSourceControlUnversionedRevision final : public ::QRBSourceC
 
   /// A programming error, since there is one instance only: asserts and answers null.
   static QRBSourceControlRevisionPtr init();
+  /// Never null and never destroyed.
   static const std::shared_ptr<QRBSourceControlUnversionedRevision>& shared();
 
   bool isUnversionedRevision() const noexcept override { return true; }
   bool isPlaceholderRevision() const noexcept override { return true; }
   std::string description() const override;
   std::shared_ptr<Object> copy() const override;
+  /// For archives: reads nothing and gives the shared one.
   static std::shared_ptr<Object> initWithCoder(KeyedUnarchiver& coder);
 };
 
@@ -92,6 +99,7 @@ class QRB_EXPORT QRBSourceControlConceptualRevision final : public ::QRBSourceCo
 
   bool isPlaceholderRevision() const noexcept override { return true; }
   std::shared_ptr<Object> copy() const override;
+  /// For archives: the shared revision of the word; throws ArchiveError for any other word.
   static std::shared_ptr<Object> initWithCoder(KeyedUnarchiver& coder);
 };
 

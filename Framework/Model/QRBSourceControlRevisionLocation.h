@@ -45,12 +45,15 @@ class QRB_EXPORT QRBSourceControlRevisionLocation : public qrb::Object {
   virtual bool isSimilar(const QRBSourceControlRevisionLocationPtr& other) const { return isEqual(other); }
   /// Plain values for storing: what the option bits ask for.
   virtual qrb::Dictionary dictionaryRepresentationWithOptions(std::uint64_t options) const;
+  /// Never null: the one shared picture of all revisions, which the host draws by its name.
   static qrb::ImagePtr defaultImage();
 
   std::string description() const override;
   std::size_t hash() const override;
   std::shared_ptr<qrb::Object> copy() const override { return mutableCopy(); }
 
+  /// For archives. A key that is missing leaves its field absent, false or 0; a value of another type throws
+  /// ArchiveError.
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
   void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
 
@@ -59,7 +62,9 @@ class QRB_EXPORT QRBSourceControlRevisionLocation : public qrb::Object {
   bool isEqualToSameClass(const qrb::Object& other) const override;
   /// A copy of the same class, not yet shared with anyone.
   virtual std::shared_ptr<QRBSourceControlRevisionLocation> mutableCopy() const;
+  /// For the initialisers of subclasses: takes over the archive's revision, or none.
   void decodeRevision(qrb::KeyedUnarchiver& coder);
+  /// The same of a dictionary; an entry that is missing or no text leaves the revision as it is.
   void readRevision(const qrb::Dictionary& dictionary);
   /// "<word>: <display name>", with the revision where there is one.
   std::string descriptionWithWord(const char* word) const;

@@ -30,13 +30,17 @@ class QRB_EXPORT QRBSourceControlSSHKeysAuthenticationStrategy final : public QR
   static qrb::URL defaultSSHKeyFolder();
   /// With the first of id_rsa, id_ecdsa and id_dsa that is in the default folder; null without any.
   static Pointer defaultSSHKeyAuthenticationStrategyWithUsername(qrb::String username, qrb::String password = nullptr);
+  /// The same without user name and passphrase.
   static Pointer defaultSSHKeyAuthenticationStrategy();
 
+  /// The key that ssh would offer first to the server of that address.
   static QRBSourceControlCancellablePtr defaultSSHKeyAuthenticationStrategyForURL(
       const qrb::URL& url, QRBSourceControlCompletionBlock<Pointer> completionBlock);
   /// Whether the file holds a private key that can be used; the error says why not.
   static QRBSourceControlCancellablePtr validateSSHKeysWithPrivateKeyURL(
       const qrb::URL& privateKeyURL, QRBSourceControlCompletionBlock<> completionBlock);
+  /// A new pair in the folder, which is made when it is missing, under that passphrase; a key that is there already is
+  /// an error.
   static QRBSourceControlCancellablePtr generateNewKeysWithPassword(
       const qrb::String& password, const qrb::URL& inFolder, QRBSourceControlCompletionBlock<Pointer> completionBlock);
   /// Under a fresh random passphrase, which the strategy holds.
@@ -45,6 +49,7 @@ class QRB_EXPORT QRBSourceControlSSHKeysAuthenticationStrategy final : public QR
   static QRBSourceControlCancellablePtr generateNewKeysInFolder(
       const qrb::URL& folder, QRBSourceControlCompletionBlock<Pointer> completionBlock);
 
+  /// What the kind is called; English.
   static qrb::String name() { return "SSH Keys"; }
   QRBSourceControlAuthenticationTypes type() const noexcept override {
     return QRBSourceControlAuthenticationTypeSSHKeys;
@@ -53,23 +58,31 @@ class QRB_EXPORT QRBSourceControlSSHKeysAuthenticationStrategy final : public QR
   static bool strategyIsValidForURL(const qrb::URL& url);
   bool isValidForURL(const qrb::URL& url) const override { return strategyIsValidForURL(url); }
 
+  /// Never absent in what the initialisers make; empty where none was given.
   const qrb::String& username() const noexcept { return _username; }
+  /// Whether an address carried the user name.
   bool usernameDefinedFromURL() const noexcept { return _usernameDefinedFromURL; }
   /// Absent when there is none.
   const qrb::URL& privateKeyFile() const noexcept { return _privateKeyFile; }
   /// The passphrase of the private key.
   const qrb::String& privateKeyPassword() const noexcept { return _privateKeyPassword; }
+  /// The private key's URL with ".pub" added; absent without a key file. Whether there is such a file is not looked at.
   qrb::URL publicKeyFile() const { return _privateKeyFile.appendingPathExtension("pub"); }
+  /// The folder that holds the private key, ending in "/"; absent without a key file.
   qrb::URL keyDirectory() const { return _privateKeyFile.deletingLastPathComponent(); }
 
+  /// With the key file, without user name and passphrase.
   std::string description() const override;
   std::size_t hash() const override;
   std::shared_ptr<qrb::Object> copy() const override;
 
+  /// For archives. A key that is missing leaves its field absent, false or 0; a value of another type throws
+  /// ArchiveError. The passphrase is in the archive as it is; the key's content is not.
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
   void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
 
  protected:
+  /// The same user name from the same kind of place, key file and passphrase.
   bool isEqualToSameClass(const qrb::Object& other) const override;
 
  private:

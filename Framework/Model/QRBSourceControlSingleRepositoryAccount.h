@@ -18,6 +18,7 @@ class QRB_EXPORT QRBSourceControlSingleRepositoryAccount final : public QRBSourc
 
   /// Null once its owners have let it go.
   QRBSourceControlRemoteRepositoryPtr repository() const { return _repository.get().lock(); }
+  /// Leaves name, URL and strategy as they are; null is taken.
   void setRepository(const QRBSourceControlRemoteRepositoryPtr& repository) { _repository.set(repository); }
 
   /// Asks the repository's server. Null, and no answer, when the repository is gone.
@@ -27,10 +28,13 @@ class QRB_EXPORT QRBSourceControlSingleRepositoryAccount final : public QRBSourc
   QRBSourceControlCancellablePtr listRepositoriesWithCompletionBlock(
       QRBSourceControlCompletionBlock<std::vector<QRBSourceControlRemoteRepositoryPtr>> completionBlock) override;
 
+  /// An account's, and the repository's identifier and system where the repository is there and has them.
   qrb::Dictionary dictionaryRepresentation() const override;
   std::string description() const override;
+  /// As an account's, for the same repository.
   std::shared_ptr<qrb::Object> copy() const override;
 
+  /// As an account's. The repository is not archived: one that is decoded with its account sets itself.
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
 
  private:

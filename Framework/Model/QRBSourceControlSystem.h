@@ -64,9 +64,12 @@ class QRB_EXPORT QRBSourceControlSystem : public qrb::Object,
       bool requiresLocationsForBranchesAndTags, QRBSourceControlAuthenticationTypes supportedAuthenticationTypes);
   explicit QRBSourceControlSystem(Key) noexcept {}
 
+  /// For users, as the plug-in names it; absent in a placeholder.
   const qrb::String& name() const noexcept { return _name; }
+  /// What its plug-in is launched by; under both spellings the same text. Absent only after a programming error.
   const qrb::String& plugInIdentifier() const noexcept { return _plugInIdentifier; }
   const qrb::String& pluginIdentifier() const noexcept { return plugInIdentifier(); }
+  /// The plug-in's own and not its tools'; absent in a placeholder.
   const qrb::String& version() const noexcept { return _version; }
   /// Name of the folder whose presence marks a working copy of this system.
   const qrb::String& workingCopyFolderIdentifier() const noexcept { return _workingCopyFolderIdentifier; }
@@ -82,6 +85,7 @@ class QRB_EXPORT QRBSourceControlSystem : public qrb::Object,
   bool repositoryURLIncludesSubpath() const noexcept { return _repositoryURLIncludesSubpath; }
   /// Branches and tags are folders that a layout has to name.
   bool requiresLocationsForBranchesAndTags() const noexcept { return _requiresLocationsForBranchesAndTags; }
+  /// A union of bits; 0, in a placeholder, is none.
   QRBSourceControlAuthenticationTypes supportedAuthenticationTypes() const noexcept {
     return _supportedAuthenticationTypes;
   }
@@ -89,6 +93,7 @@ class QRB_EXPORT QRBSourceControlSystem : public qrb::Object,
   const qrb::String& nonLegacyIdentifier() const noexcept { return _nonLegacyIdentifier; }
   /// A stored flag that nothing sets; `isIsLegacyPlugIn` is the test.
   bool isLegacyPlugIn() const noexcept { return _legacyPlugIn; }
+  /// Whether its plug-in stands in for a current one.
   bool isIsLegacyPlugIn() const noexcept { return _nonLegacyIdentifier.has_value(); }
   /// Whether requests can be made of it at all.
   virtual bool isUsable() const noexcept { return true; }
@@ -101,11 +106,14 @@ class QRB_EXPORT QRBSourceControlSystem : public qrb::Object,
   std::string description() const override;
   std::size_t hash() const override;
 
+  /// For archives. A key that is missing leaves its field absent, false or 0; a value of another type throws
+  /// ArchiveError. The stored legacy flag is not archived.
   static std::shared_ptr<qrb::Object> initWithCoder(qrb::KeyedUnarchiver& coder);
   void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
 
  protected:
   QRBSourceControlSystem(Key, qrb::String plugInIdentifier) noexcept : _plugInIdentifier(std::move(plugInIdentifier)) {}
+  /// Equal plug-in identifiers and versions; nothing else is compared.
   bool isEqualToSameClass(const qrb::Object& other) const override;
 
  private:

@@ -14,10 +14,12 @@ class QRB_EXPORT QRBSourceControlSystemPlaceholder final : public QRBSourceContr
   QRBSourceControlSystemPlaceholder(Key key, qrb::String plugInIdentifier) noexcept
       : QRBSourceControlSystem(key, std::move(plugInIdentifier)) {}
 
+  /// Never usable.
   bool isUsable() const noexcept override { return false; }
   /// Calls the completion at once, on this thread, with the error of an unusable system, and answers null.
   QRBSourceControlCancellablePtr keychainNameFromURL(
       const qrb::URL& url,
       QRBSourceControlCompletionBlock<qrb::String, std::uint64_t, qrb::String> completionBlock) const override;
+  /// "SCMSystem Placeholder" and the identifier, for logs.
   std::string description() const override;
 };
