@@ -77,14 +77,17 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
 
   /// Null when the host set none: authentication failures go to the callers then.
   std::shared_ptr<QRBSourceControlAuthenticationFailureHandler> failureHandler() const;
+  /// Replaces the handler for the failures to come; null for none. The manager keeps it alive.
   void setFailureHandler(std::shared_ptr<QRBSourceControlAuthenticationFailureHandler> handler);
 
   /// The systems found by the last discovery; null before the first.
   std::shared_ptr<const Systems> cachedSourceControlSystems() const;
+  /// Replaces the list until the next discovery; null makes `systemWithIdentifer` discover anew.
   void setCachedSourceControlSystems(std::shared_ptr<const Systems> systems);
 
   // Operations and their processes
 
+  /// Queues an operation, which may start on another thread before this returns.
   void addOperation(const QRBSourceControlOperationPtr& operation);
   /// Cancels every operation on the queue; each completion receives the cancellation error.
   void cancelAllOperations();
@@ -101,6 +104,8 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   /// usable.
   QRBSourceControlProxy remoteProxyObjectForSourceControlSystem(const QRBSourceControlSystemPtr& system,
                                                                 const QRBSourceControlOperationPtr& operation);
+  /// The same of the plug-in of that identifier, whether its system is known or not; none for an operation that is
+  /// ending.
   QRBSourceControlProxy remoteProxyObjectForPlugInIdentifier(const qrb::String& identifier,
                                                              const QRBSourceControlOperationPtr& operation);
 
@@ -132,6 +137,7 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   QRBSourceControlOperationPtr generateSSHKeysWithPassphrase(const qrb::String& passphrase, const qrb::String& comment,
                                                              const qrb::URL& inFolder,
                                                              Completion<SSHKeysStrategyPtr> completionBlock);
+  /// The same with the helper's comment.
   QRBSourceControlOperationPtr generateSSHKeysWithPassphrase(const qrb::String& passphrase, const qrb::URL& inFolder,
                                                              Completion<SSHKeysStrategyPtr> completionBlock);
   /// The key that ssh would offer first to the server of that remote.
@@ -150,7 +156,9 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
 
   // Callbacks of plug-ins; dropped when no running operation has that identifier.
 
+  /// Hands items and the fraction done to the request's incremental block, on this thread.
   void incrementalLogStatus(const LogItems& items, const qrb::Dictionary& info, const qrb::String& progressIdentifier);
+  /// Hands text and fraction to the request's progress block, on this thread.
   void progressStatus(std::int64_t status, const qrb::Dictionary& withDictionary,
                       const qrb::String& progressIdentifier);
 
@@ -164,6 +172,8 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   QRBSourceControlOperationPtr filesAndStatusOfWorkingCopy(
       const QRBSourceControlWorkingCopyPtr& workingCopy, bool withRemoteStatus,
       Completion<QRBSourceControlPathStatusesPtr, QRBSourceControlPathStatusesPtr> completionBlock);
+  /// Requests that change the working copy. Its cached status stays as it was, and what the tools had done before a
+  /// failure or a cancellation stays done. Paths are relative to its root.
   QRBSourceControlOperationPtr addFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                                         Completion<> completionBlock);
   QRBSourceControlOperationPtr removeFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
@@ -199,6 +209,7 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
       const qrb::String& file, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
       const QRBSourceControlRevisionLocationPtr& fromRevisionLocation, const qrb::URL& toDirectory,
       Completion<qrb::URL> completionBlock);
+  /// Runs of lines, each with the log item that it came with.
   QRBSourceControlOperationPtr blameFile(const qrb::String& file, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                                          const QRBSourceControlRevisionLocationPtr& fromRevisionLocation,
                                          Completion<std::vector<QRBSourceControlBlameItemPtr>> completionBlock);
@@ -212,6 +223,7 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
                                              std::uint64_t searchType,
                                              QRBSourceControlIncrementalLogBlock incrementalLogBlock,
                                              Completion<LogItems> completionBlock);
+  /// Merges a branch into the working copy; conflicts show in the status afterwards.
   QRBSourceControlOperationPtr mergeBranch(const QRBSourceControlBranchPtr& branch,
                                            const QRBSourceControlWorkingCopyPtr& intoWorkingCopy,
                                            Completion<> completionBlock);
@@ -228,12 +240,15 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
                                                     const qrb::String& searchString, std::uint64_t searchType,
                                                     QRBSourceControlIncrementalLogBlock incrementalLogBlock,
                                                     Completion<LogItems> completionBlock);
+  /// The branch, tag or path that it is on; the caller caches it.
   QRBSourceControlOperationPtr currentLocationOfWorkingCopy(
       const QRBSourceControlWorkingCopyPtr& workingCopy,
       Completion<QRBSourceControlRevisionLocationPtr> completionBlock);
+  /// The location that the system reports afterwards; the caller caches it.
   QRBSourceControlOperationPtr switchLocation(const QRBSourceControlRevisionLocationPtr& location,
                                               const QRBSourceControlWorkingCopyPtr& ofWorkingCopy,
                                               Completion<QRBSourceControlRevisionLocationPtr> completionBlock);
+  /// The revision that the working copy is based on.
   QRBSourceControlOperationPtr baseRevisionOfWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
                                                          Completion<QRBSourceControlRevisionPtr> completionBlock);
   /// The progress callback is accepted and never called.
@@ -246,15 +261,20 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
 
   // Requests on a repository
 
+  /// The newest revision.
   QRBSourceControlOperationPtr headRevisionOfRepository(const QRBSourceControlRepositoryPtr& repository,
                                                         Completion<QRBSourceControlRevisionPtr> completionBlock);
+  /// The revision that the location stands for now. A layout, here and below, matters only to systems that need one; it
+  /// may be null.
   QRBSourceControlOperationPtr revisionOfLocation(const QRBSourceControlRevisionLocationPtr& location,
                                                   const QRBSourceControlRepositoryPtr& inRepository,
                                                   const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
                                                   Completion<QRBSourceControlRevisionPtr> completionBlock);
+  /// What lies directly below the path.
   QRBSourceControlOperationPtr listSubpathsOfRepository(
       const QRBSourceControlRepositoryPtr& repository, const QRBSourceControlPathLocationPtr& atPath,
       Completion<std::vector<QRBSourceControlPathLocationPtr>> completionBlock);
+  /// The branches of the repository itself, those of remotes left out.
   QRBSourceControlOperationPtr listBranchesOfRepository(
       const QRBSourceControlRepositoryPtr& repository,
       const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations, Completion<Branches> completionBlock);
@@ -263,10 +283,12 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
       const QRBSourceControlRepositoryPtr& repository,
       const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
       Completion<Branches, QRBSourceControlRemoteBranchesPtr> completionBlock);
+  /// The branch that it most likely came from, and all candidates.
   QRBSourceControlOperationPtr parentBranchesOfBranch(
       const QRBSourceControlBranchPtr& branch, const QRBSourceControlRepositoryPtr& inRepository,
       const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
       Completion<QRBSourceControlBranchPtr, Branches> completionBlock);
+  /// The last revision that both branches have in common.
   QRBSourceControlOperationPtr ancestorRevisionInRepository(
       const QRBSourceControlRepositoryPtr& repository, const QRBSourceControlBranchPtr& ofBranch,
       const QRBSourceControlBranchPtr& otherBranch,
@@ -276,24 +298,29 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   QRBSourceControlOperationPtr listRemoteRepositoriesForRepository(
       const QRBSourceControlRepositoryPtr& repository,
       Completion<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositoriesPtr> completionBlock);
+  /// The new branch, as the system names it; it begins where `fromBranch` is.
   QRBSourceControlOperationPtr addBranch(const QRBSourceControlBranchPtr& branch,
                                          const QRBSourceControlBranchPtr& fromBranch,
                                          const QRBSourceControlRepositoryPtr& toRepository,
                                          const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
                                          Completion<QRBSourceControlBranchPtr> completionBlock);
+  /// Of the remote when one is given, else of the repository itself.
   QRBSourceControlOperationPtr removeBranch(const QRBSourceControlBranchPtr& branch,
                                             const QRBSourceControlRepositoryPtr& fromRepository,
                                             const QRBSourceControlRemoteRepositoryPtr& andRemoteRepository,
                                             const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
                                             Completion<> completionBlock);
+  /// What differs, in the form that the plug-in gives it; empty on an error.
   QRBSourceControlOperationPtr diffRepository(const QRBSourceControlRepositoryPtr& repository,
                                               const QRBSourceControlRevisionLocationPtr& fromLocation,
                                               const QRBSourceControlRevisionLocationPtr& againstLocation,
                                               const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
                                               Completion<qrb::Dictionary> completionBlock);
+  /// The branch of a remote that this one follows.
   QRBSourceControlOperationPtr remoteBranchFromRepository(const QRBSourceControlRepositoryPtr& repository,
                                                           const QRBSourceControlBranchPtr& forBranch,
                                                           Completion<QRBSourceControlBranchPtr> completionBlock);
+  /// Change what the repository knows of remotes; the remotes themselves are not touched.
   QRBSourceControlOperationPtr addRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& remoteRepository,
                                                    const qrb::String& withName,
                                                    const QRBSourceControlRepositoryPtr& toRepository,
@@ -301,6 +328,7 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   QRBSourceControlOperationPtr removeRemoteRepositoryNamed(const qrb::String& name,
                                                            const QRBSourceControlRepositoryPtr& fromRepository,
                                                            Completion<> completionBlock);
+  /// The location that the path stands for, and the layout found around it.
   QRBSourceControlOperationPtr automaticallyDetectBranchAndTagLocationsForRepository(
       const QRBSourceControlRepositoryPtr& repository, const QRBSourceControlPathLocationPtr& fromPath,
       Completion<QRBSourceControlRevisionLocationPtr, QRBSourceControlBranchAndTagLocationsPtr> completionBlock);
@@ -315,9 +343,11 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   QRBSourceControlOperationPtr updateRepositoryURLRootForRepository(
       const QRBSourceControlRemoteRepositoryPtr& repository,
       Completion<qrb::URL, QRBSourceControlPathLocationPtr> completionBlock);
+  /// Fetches what the remote has and the repository has not; no working copy changes.
   QRBSourceControlOperationPtr downloadUpdatesFromRemoteRepository(
       const QRBSourceControlRemoteRepositoryPtr& remoteRepository, const QRBSourceControlRepositoryPtr& toRepository,
       QRBSourceControlProgressBlock progressBlock, Completion<> completionBlock);
+  /// Sends commits to the branch of the remote. Those that arrived before a cancellation stay there.
   QRBSourceControlOperationPtr uploadCommitsToRemoteRepository(
       const QRBSourceControlRemoteRepositoryPtr& remoteRepository,
       const QRBSourceControlRepositoryPtr& fromLocalRepository, const QRBSourceControlBranchPtr& remoteBranch,
@@ -326,6 +356,8 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   QRBSourceControlOperationPtr validateAuthenticationOfRepository(
       const QRBSourceControlRemoteRepositoryPtr& repository, const QRBSourceControlRevisionLocationPtr& location,
       const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations, Completion<> completionBlock);
+  /// The working copy checked out into the folder. What was written before a failure or a cancellation is the caller's
+  /// to remove.
   QRBSourceControlOperationPtr createWorkingCopyFromRepository(
       const QRBSourceControlRemoteRepositoryPtr& repository, const qrb::URL& atURL,
       const QRBSourceControlRevisionLocationPtr& location,

@@ -27,6 +27,7 @@ class QRB_EXPORT QRBSourceControlMultiCancellable final : public qrb::BlockOpera
   /// Cancels the current step and the action; blocks that have not begun are skipped.
   void cancel() override;
 
+  /// The action's own, handed to the steps that are set from then on.
   bool suppressAuthenticationFailure() const override { return _suppressAuthenticationFailure; }
   void setSuppressAuthenticationFailure(bool suppress) override { _suppressAuthenticationFailure = suppress; }
   std::shared_ptr<void> context() const override;

@@ -38,6 +38,7 @@ class QRB_EXPORT QRBSourceControlOperation final : public qrb::QueueOperation,
       QRBSourceControlManagerPtr manager, QRBSourceControlSystemPtr system, OperationBlock operationBlock,
       QRBSourceControlIncrementalLogBlock incrementalLogBlock, QRBSourceControlProgressBlock progressBlock,
       TerminationBlock terminationBlock);
+  /// The same without the callbacks that are not given, here and below.
   static QRBSourceControlOperationPtr initWithSourceControlManager(QRBSourceControlManagerPtr manager,
                                                                    QRBSourceControlSystemPtr system,
                                                                    OperationBlock operationBlock,
@@ -80,6 +81,7 @@ class QRB_EXPORT QRBSourceControlOperation final : public qrb::QueueOperation,
   /// Kills the request's process if it has one, and hands the cancellation error to the termination block, once.
   void cancel() override;
 
+  /// Read when an authentication failure arrives, so either may still be set after the request was made.
   bool suppressAuthenticationFailure() const override { return _suppressAuthenticationFailure; }
   void setSuppressAuthenticationFailure(bool suppress) override { _suppressAuthenticationFailure = suppress; }
   std::shared_ptr<void> context() const override;

@@ -62,6 +62,7 @@ class QRB_EXPORT QRBSourceControlBranch final : public QRBSourceControlRevisionL
   /// Never null: the one shared picture of all branches, which the host draws by its name.
   static qrb::ImagePtr defaultImage();
 
+  /// For logs: the kind of location and the name, with the revision where one pins it.
   std::string description() const override { return descriptionWithWord("Branch"); }
   std::size_t hash() const override;
 

@@ -50,6 +50,7 @@ class QRB_EXPORT QRBSourceControlBranchAndTagLocations final : public qrb::Objec
   /// Plain values for storing; empty unless the options ask for the layout.
   qrb::Dictionary dictionaryRepresentationWithOptions(std::uint64_t options) const;
 
+  /// The three locations, one a line, for logs.
   std::string description() const override;
   /// Equal only to itself, so a copy is not equal to this one.
   std::shared_ptr<qrb::Object> copy() const override;

@@ -44,6 +44,7 @@ class QRB_EXPORT QRBSourceControlPathLocation final : public QRBSourceControlRev
   /// Never null: the one shared picture of all paths, which the host draws by its name.
   static qrb::ImagePtr defaultImage();
 
+  /// For logs: the kind of location and the decoded path, with the revision where one pins it.
   std::string description() const override { return descriptionWithWord("Path"); }
   std::size_t hash() const override { return isRootPath() ? 0 : _relativePath.hash(); }
 

@@ -97,6 +97,7 @@ class QRB_EXPORT QRBSourceControlRemoteRepository final : public QRBSourceContro
   /// Adds the account to the account manager, and lets it be saved from now on.
   void saveAccount();
 
+  /// As a repository's, and the strategy's own description.
   std::string description() const override;
   /// A remote repository with the same URL, identifiers, system, strategy and trust, a new `_id`, and an account found
   /// as for a new one: saved only if this one's account is.

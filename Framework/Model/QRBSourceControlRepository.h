@@ -78,6 +78,7 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
   /// Never null: the one shared picture of all repositories, which the host draws by its name.
   static qrb::ImagePtr defaultImage();
 
+  /// Class, URL, system and both identifiers, for logs. A password is left out of the URL, and the user name with it.
   std::string description() const override;
   /// A plain repository with the same URL, identifier and system, a new `_id`, a secondary identifier made anew and no
   /// cached remotes.

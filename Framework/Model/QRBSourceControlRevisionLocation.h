@@ -48,6 +48,7 @@ class QRB_EXPORT QRBSourceControlRevisionLocation : public qrb::Object {
   /// Never null: the one shared picture of all revisions, which the host draws by its name.
   static qrb::ImagePtr defaultImage();
 
+  /// For logs: that it names no line of history, and the revision where there is one.
   std::string description() const override;
   std::size_t hash() const override;
   std::shared_ptr<qrb::Object> copy() const override { return mutableCopy(); }

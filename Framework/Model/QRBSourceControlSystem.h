@@ -103,6 +103,7 @@ class QRB_EXPORT QRBSourceControlSystem : public qrb::Object,
       const qrb::URL& url,
       QRBSourceControlCompletionBlock<qrb::String, std::uint64_t, qrb::String> completionBlock) const;
 
+  /// Name, plug-in identifier and version, for logs.
   std::string description() const override;
   std::size_t hash() const override;
 

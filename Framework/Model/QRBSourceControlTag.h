@@ -47,6 +47,7 @@ class QRB_EXPORT QRBSourceControlTag final : public QRBSourceControlRevisionLoca
   /// Never null: the one shared picture of all tags, which the host draws by its name.
   static qrb::ImagePtr defaultImage();
 
+  /// For logs: the kind of location and the name, with the revision where one pins it.
   std::string description() const override { return descriptionWithWord("Tag"); }
   std::size_t hash() const override { return _identifier.hash(); }
 

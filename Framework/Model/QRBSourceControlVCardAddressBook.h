@@ -36,6 +36,7 @@ class QRB_EXPORT QRBSourceControlVCardAddressBook final : public QRBSourceContro
   /// What the last `reload` could not read, each as "file:line: what is wrong", for the user.
   std::vector<std::string> problems() const;
 
+  /// Of the people that the last successful `reload` read.
   QRBSourceControlPersonPtr personForUniqueId(const qrb::String& uniqueId) override;
   /// The first person with that e-mail address, upper and lower case being the same; null when there is none.
   QRBSourceControlPersonPtr personForEmail(const qrb::String& email) const;

@@ -106,6 +106,7 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
   std::set<qrb::String> cachedPathsWithLocalStatus() const;
   std::set<qrb::String> cachedPathsWithRemoteStatus() const;
 
+  /// The file URL and the repository, for logs.
   std::string description() const override;
   std::size_t hash() const override;
   /// For archives. A key that is missing leaves its field absent, false or 0; a value of another type throws
