@@ -123,7 +123,10 @@ QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
       // the next attempt's.
       manager->invalidateProcessForOperation(operation, false);
       operation->setIdle(true);
+      auto answered = std::make_shared<std::atomic<bool>>(false);
       handler->handleAuthenticationFailure(error, repository, operation->context(), [=](bool retry) {
+        // An answer given again may come when the next attempt is asked about, and is not for that.
+        if (answered->exchange(true)) return;
         if (retry) {
           if (!settlement->move(State::asking, State::awaitingReply)) return;
           operation->setIdle(false);

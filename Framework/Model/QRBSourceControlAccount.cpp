@@ -157,7 +157,7 @@ qrb::Dictionary QRBSourceControlAccount::dictionaryRepresentation() const {
 
 std::string QRBSourceControlAccount::description() const {
   return qrb::format("Account:%@ Authentication:%@",
-                     {hostURL().absoluteString(), authenticationStrategy()->description()});
+                     {hostURL().withoutPassword().absoluteString(), authenticationStrategy()->description()});
 }
 
 std::shared_ptr<qrb::Object> QRBSourceControlAccount::copy() const {

@@ -57,8 +57,7 @@ qrb::ImagePtr QRBSourceControlRepository::defaultImage() {
 
 std::string QRBSourceControlRepository::description() const {
   // An address may carry a password, which no log is to show.
-  qrb::URL shown = URL();
-  if (qrbscm_password(shown)) shown = qrbscm_anonymousURL(shown);
+  qrb::URL shown = URL().withoutPassword();
   QRBSourceControlSystemPtr system = sourceControlSystem();
   return qrb::format(
       "%@:%@ System:%@ (%@+++%@)",

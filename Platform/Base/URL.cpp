@@ -140,6 +140,18 @@ std::vector<std::string> URL::pathComponents() const {
   return qrb::pathComponents(path().view());
 }
 
+URL URL::withoutPassword() const {
+  std::string_view text = _text.view();
+  std::size_t begin = text.find("://");
+  if (begin == std::string_view::npos) return *this;
+  begin += 3;
+  std::string_view authority = text.substr(begin, text.substr(begin).find_first_of("/?#"));
+  std::size_t at = authority.rfind('@');
+  std::size_t colon = authority.find(':');
+  if (at == std::string_view::npos || colon > at) return *this;
+  return URL(String(std::string(text.substr(0, begin + colon)) + std::string(text.substr(begin + at))));
+}
+
 URL URL::appendingPathComponent(std::string_view component, bool isDirectory) const {
   if (!_text) return {};
   while (!component.empty() && component.front() == '/') component.remove_prefix(1);

@@ -45,6 +45,10 @@ class QRB_EXPORT URL {
 
   // These work on the text, so on scp-style addresses too, where nothing is percent-encoded.
 
+  /// The URL as it may be shown: without the password of its user information, whatever characters that has; the
+  /// receiver where there is none.
+  URL withoutPassword() const;
+
   /// The URL with one more component, percent-encoded, joined by exactly one "/". A directory's ends in "/".
   URL appendingPathComponent(std::string_view component, bool isDirectory = false) const;
   /// The URL with "." and the extension added to its last component; the URL itself where the path is empty or the
