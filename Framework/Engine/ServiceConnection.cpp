@@ -56,8 +56,6 @@ ProcessReaper::Policy policyFor(ServiceConnection::Ending ending) {
       return ProcessReaper::Policy::expectExit;
     case ServiceConnection::Ending::killed:
       return ProcessReaper::Policy::forced;
-    case ServiceConnection::Ending::lost:
-      return ProcessReaper::Policy::diedAlready;
   }
   return ProcessReaper::Policy::forced;
 }

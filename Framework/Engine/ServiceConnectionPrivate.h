@@ -48,8 +48,6 @@ class QRB_EXPORT ServiceConnection {
     told,
     /// It is killed at once; the tools it runs are asked to end and killed after a grace period.
     killed,
-    /// It is believed dead already; what it left running is ended.
-    lost,
   };
   /// Ends the connection; no handler begins after this returns on the calling thread. The process is seen to its end
   /// in the background. Any thread, any number of times; only the first call counts.

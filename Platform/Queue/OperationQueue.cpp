@@ -52,6 +52,7 @@ struct OperationQueue::State : std::enable_shared_from_this<OperationQueue::Stat
   std::size_t limit = currentSystemLimit();
 
   void add(std::shared_ptr<QueueOperation> operation);
+  std::shared_ptr<QueueOperation> operationOf(Identifier identifier) const;
   void startReady();
   bool takeReady(Identifier& identifier);
   void start(Identifier identifier);
@@ -82,6 +83,13 @@ void OperationQueue::State::add(std::shared_ptr<QueueOperation> operation) {
   startReady();
 }
 
+/// Null once it has been removed.
+std::shared_ptr<QueueOperation> OperationQueue::State::operationOf(Identifier identifier) const {
+  std::lock_guard lock(mutex);
+  const auto found = entries.find(identifier);
+  return found == entries.end() ? nullptr : found->second.operation;
+}
+
 void OperationQueue::State::changed(Identifier identifier, QueueOperation::Property property) {
   if (property == QueueOperation::Property::isReady) {
     startReady();
@@ -94,14 +102,9 @@ void OperationQueue::State::changed(Identifier identifier, QueueOperation::Prope
   if (property != QueueOperation::Property::isFinished) {
     return;
   }
-  std::shared_ptr<QueueOperation> operation;
-  {
-    std::lock_guard lock(mutex);
-    const auto found = entries.find(identifier);
-    if (found == entries.end()) {
-      return;
-    }
-    operation = found->second.operation;
+  const std::shared_ptr<QueueOperation> operation = operationOf(identifier);
+  if (!operation) {
+    return;
   }
   if (operation->isFinished()) {
     remove(identifier);
@@ -178,14 +181,9 @@ void OperationQueue::State::startReady() {
 }
 
 void OperationQueue::State::start(Identifier identifier) {
-  std::shared_ptr<QueueOperation> operation;
-  {
-    std::lock_guard lock(mutex);
-    const auto found = entries.find(identifier);
-    if (found == entries.end()) {
-      return;
-    }
-    operation = found->second.operation;
+  const std::shared_ptr<QueueOperation> operation = operationOf(identifier);
+  if (!operation) {
+    return;
   }
   // It may have finished before it was added, or without being started.
   if (operation->isFinished()) {
