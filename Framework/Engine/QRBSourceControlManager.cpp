@@ -139,23 +139,33 @@ QRBSourceControlManager::ServiceConnectionPtr QRBSourceControlManager::_plugInCo
   return ServiceConnection::launch(identifier.str(), ServiceConnection::Kind::oneShot);
 }
 
+// A message that brings no identifier (fetch, push) still belongs to the one operation that its process serves.
+String QRBSourceControlManager::resolvedProgressIdentifier(
+    const String& given, const std::weak_ptr<ServiceConnection>& weakConnection) const {
+  if (!given || !given.empty()) return given;
+  ServiceConnectionPtr connection = weakConnection.lock();
+  QRBSourceControlOperationPtr operation = connection ? operationForConnection(connection.get()) : nullptr;
+  return operation ? operation->identifier() : String();
+}
+
 void QRBSourceControlManager::resumePlugInConnection(const ServiceConnectionPtr& connection) {
+  std::weak_ptr<ServiceConnection> weak = connection;
   ServiceConnection::Handlers handlers;
-  handlers.call = [this](const qrb::Connection::IncomingCall& call) {
+  handlers.call = [this, weak](const qrb::Connection::IncomingCall& call) {
     namespace Callback = QRBSourceControlPlugInCallbackProtocol;
     if (call.identifier) throw qrb::ArchiveError("a request where only callbacks are served");
     if (call.method == Callback::incrementalLogStatus.selector) {
       using Values = decltype(Callback::incrementalLogStatus)::ArgumentTuple;
-      std::apply([this](const auto&... value) { incrementalLogStatus(value...); },
-                 qrb::readValues<Values>(call.arguments));
+      auto [items, info, identifier] = qrb::readValues<Values>(call.arguments);
+      incrementalLogStatus(items, info, resolvedProgressIdentifier(identifier, weak));
     } else if (call.method == Callback::progressStatus.selector) {
       using Values = decltype(Callback::progressStatus)::ArgumentTuple;
-      std::apply([this](const auto&... value) { progressStatus(value...); }, qrb::readValues<Values>(call.arguments));
+      auto [status, info, identifier] = qrb::readValues<Values>(call.arguments);
+      progressStatus(status, info, resolvedProgressIdentifier(identifier, weak));
     } else {
       throw qrb::ArchiveError("an unknown callback");
     }
   };
-  std::weak_ptr<ServiceConnection> weak = connection;
   handlers.interruption = [this, weak] { communicationFailed(weak); };
   connection->resume(std::move(handlers));
 }

@@ -377,6 +377,8 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   void communicationFailed(const std::weak_ptr<qrb::ServiceConnection>& connection);
   QRBSourceControlProxy remoteProxyObjectForService(qrb::Guarded<ServiceConnectionPtr>& connection,
                                                     std::string_view name);
+  qrb::String resolvedProgressIdentifier(const qrb::String& given,
+                                         const std::weak_ptr<qrb::ServiceConnection>& connection) const;
   QRBSourceControlOperationPtr operationWithIdentifier(const qrb::String& identifier) const;
 
   qrb::Guarded<ServiceConnectionPtr> _sshHelperConnection;

@@ -16,7 +16,8 @@ class QRB_EXPORT QRBSourceControlPlugInHost {
       : _connection(std::move(connection)) {}
 
   /// Reports what is going on and the fraction done, from 0 to 1. Without a text the host shows its own for the status.
-  /// `progressIdentifier` is the one that the request carried.
+  /// `progressIdentifier` is the one that the request carried; for a request that carries none (fetch, push) the empty
+  /// text, which stands for the request that this process serves.
   void progressStatus(QRBSourceControlProgressStatus status, double fraction, const qrb::String& text,
                       const qrb::String& progressIdentifier) const;
   /// Sends a batch of log items ahead of the reply. Waits while the host has too much unread.

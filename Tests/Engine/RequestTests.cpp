@@ -139,6 +139,25 @@ TEST_F(RequestTest, ProgressReachesItsOwnOperationWithTheTextOfItsStatus) {
                                                                   {"of its own", 1}}));
 }
 
+TEST_F(RequestTest, AMessageWithoutAnIdentifierReportsProgressUnderTheEmptyOne) {
+  // Two at once, so that a report which finds any operation but its own is seen.
+  using Reports = std::vector<std::pair<std::string, double>>;
+  std::array<Reports, 2> reports;
+  std::vector<std::shared_ptr<Outcome<>>> outcomes;
+  auto remote = QRBSourceControlRemoteRepository::initUnsavedWithURL(URL("https://server/team/repo.git"), system());
+  auto local = QRBSourceControlRepository::initWithURL(URL::fileURL("/local"), system());
+  for (Reports& own : reports) {
+    outcomes.push_back(Outcome<>::make());
+    manager()->downloadUpdatesFromRemoteRepository(
+        remote, local, [&own](const String& text, double fraction) { own.emplace_back(text.str(), fraction); },
+        outcomes.back()->completion());
+  }
+  for (auto& outcome : outcomes) EXPECT_FALSE(outcome->error());
+  for (const Reports& own : reports) {
+    EXPECT_EQ(own, (Reports{{"Transfering files…", 0.25}, {"of its own", 1}}));
+  }
+}
+
 TEST_F(RequestTest, AnUpgradeNeverCallsItsProgressBlock) {
   auto outcome = Outcome<>::make();
   bool called = false;

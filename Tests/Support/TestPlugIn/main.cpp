@@ -97,6 +97,15 @@ class GoodPlugIn : public QRBSourceControlPlugInPrimary {
     completionBlock(nullptr, {});
   }
 
+  void downloadUpdatesFromRemoteRepository(const QRBSourceControlRemoteRepositoryPtr&,
+                                           const QRBSourceControlRepositoryPtr&,
+                                           Completion<> completionBlock) override {
+    host().progressStatus(QRBSourceControlProgressStatus::transferring, 0.25, {}, "");
+    host().progressStatus(QRBSourceControlProgressStatus::transferring, 0.5, {}, {});
+    host().progressStatus(QRBSourceControlProgressStatus::transferring, 1, "of its own", "");
+    completionBlock({});
+  }
+
   // As many items as are asked for, in batches, with few authors and paths among them.
   void historyOfWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy, const QRBSourceControlRevisionPtr&,
                             const QRBSourceControlRevisionPtr&, std::uint64_t, std::int64_t maximumLogItems,
