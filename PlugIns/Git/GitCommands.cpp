@@ -2,35 +2,10 @@
 
 #include <algorithm>
 
-#include "GitLogParser.h"
+#include "GitCommandParts.h"
 #include "GitRefParser.h"
 
 namespace {
-
-void add(GitCommand& command, std::initializer_list<std::string_view> arguments) {
-  command.arguments.insert(command.arguments.end(), arguments.begin(), arguments.end());
-}
-
-GitCommand makeCommand(std::initializer_list<std::string_view> arguments) {
-  GitCommand command;
-  const auto common = gitCommonArguments();
-  command.arguments.reserve(common.size() + arguments.size() + 8);
-  command.arguments.assign(common.begin(), common.end());
-  // Paths are names, never patterns.
-  command.arguments.emplace_back("--literal-pathspecs");
-  add(command, arguments);
-  return command;
-}
-
-GitCommand refuse(std::string_view kind, std::string_view name) {
-  GitCommand command;
-  command.refusal = GitCommand::refusalOf(kind, name);
-  return command;
-}
-
-bool isPlainPath(std::string_view path) {
-  return !path.empty() && path.find('\0') == std::string_view::npos;
-}
 
 /// Takes the text before the line feed off the front.
 std::optional<std::string_view> takeLine(std::string_view& text) {
@@ -67,7 +42,7 @@ bool gitIsPlainRevision(std::string_view text) {
 }
 
 GitCommand gitVersionCommand() {
-  return makeCommand({"version"});
+  return gitMakeCommand({"version"});
 }
 
 std::string_view gitReadVersion(std::string_view output) {
@@ -80,9 +55,9 @@ std::string_view gitReadVersion(std::string_view output) {
 /// The option between the paths prints a word that no path ends before, so that paths with line feeds can be told
 /// apart.
 GitCommand gitLocationCommand() {
-  return makeCommand({"rev-parse", "--path-format=absolute", "--is-bare-repository", "--is-shallow-repository",
-                      "--git-dir", "--is-bare-repository", "--git-common-dir", "--is-bare-repository",
-                      "--show-toplevel"});
+  return gitMakeCommand({"rev-parse", "--path-format=absolute", "--is-bare-repository", "--is-shallow-repository",
+                         "--git-dir", "--is-bare-repository", "--git-common-dir", "--is-bare-repository",
+                         "--show-toplevel"});
 }
 
 std::optional<GitLocation> gitReadLocation(std::string_view output) {
@@ -105,37 +80,37 @@ std::optional<GitLocation> gitReadLocation(std::string_view output) {
 GitCommand gitStatusCommand(const GitStatusOptions& options) {
   static constexpr std::string_view untracked[] = {"--untracked-files=no", "--untracked-files=normal",
                                                    "--untracked-files=all"};
-  GitCommand command = makeCommand({"status", "--porcelain=v2", "-z", "--find-renames",
-                                    untracked[static_cast<std::size_t>(options.untracked)],
-                                    options.ignored ? "--ignored=matching" : "--ignored=no"});
+  GitCommand command = gitMakeCommand({"status", "--porcelain=v2", "-z", "--find-renames",
+                                       untracked[static_cast<std::size_t>(options.untracked)],
+                                       options.ignored ? "--ignored=matching" : "--ignored=no"});
   command.output = GitOutput::Blocks;
-  if (options.branch) add(command, {"--branch", "--ahead-behind"});
-  add(command, {"--"});
+  if (options.branch) gitAddArguments(command, {"--branch", "--ahead-behind"});
+  gitAddArguments(command, {"--"});
   for (const std::string& path : options.paths) {
-    if (!isPlainPath(path)) return refuse("path", path);
-    add(command, {path});
+    if (!gitIsPlainPath(path)) return gitRefusedCommand("path", path);
+    gitAddArguments(command, {path});
   }
   return command;
 }
 
 GitCommand gitRemoteStatusCommand() {
-  GitCommand command =
-      makeCommand({"diff", "--no-ext-diff", "--no-relative", "--name-status", "-z", "-M", "HEAD...@{upstream}", "--"});
+  GitCommand command = gitMakeCommand(
+      {"diff", "--no-ext-diff", "--no-relative", "--name-status", "-z", "-M", "HEAD...@{upstream}", "--"});
   command.output = GitOutput::Blocks;
   return command;
 }
 
 GitCommand gitCurrentBranchCommand() {
-  return makeCommand({"symbolic-ref", "-q", "HEAD"});
+  return gitMakeCommand({"symbolic-ref", "-q", "HEAD"});
 }
 
 GitCommand gitCurrentLocationCommand() {
-  return makeCommand({"rev-parse", "HEAD", "--symbolic-full-name", "HEAD"});
+  return gitMakeCommand({"rev-parse", "HEAD", "--symbolic-full-name", "HEAD"});
 }
 
 GitCommand gitResolveCommand(std::string_view revision) {
-  if (!gitIsPlainRevision(revision)) return refuse("revision", revision);
-  GitCommand command = makeCommand({"rev-parse", "--verify", "--end-of-options"});
+  if (!gitIsPlainRevision(revision)) return gitRefusedCommand("revision", revision);
+  GitCommand command = gitMakeCommand({"rev-parse", "--verify", "--end-of-options"});
   command.arguments.emplace_back(revision);
   // What is checked out is a commit. To look it up would cost a quarter of the whole command.
   if (revision != "HEAD") command.arguments.back().append("^{commit}");
@@ -143,17 +118,17 @@ GitCommand gitResolveCommand(std::string_view revision) {
 }
 
 GitCommand gitBranchesCommand(GitBranches which) {
-  GitCommand command = makeCommand({"for-each-ref", gitRefFormat});
-  if (which != GitBranches::Remote) add(command, {"refs/heads"});
-  if (which != GitBranches::Local) add(command, {"refs/remotes"});
+  GitCommand command = gitMakeCommand({"for-each-ref", gitRefFormat});
+  if (which != GitBranches::Remote) gitAddArguments(command, {"refs/heads"});
+  if (which != GitBranches::Local) gitAddArguments(command, {"refs/remotes"});
   command.output = GitOutput::Blocks;
   return command;
 }
 
 GitCommand gitRemotesCommand() {
-  return makeCommand({"remote"});
+  return gitMakeCommand({"remote"});
 }
 
 GitCommand gitRepositoryIdentifierCommand() {
-  return makeCommand({"rev-list", "--first-parent", "--max-parents=0", "HEAD", "--"});
+  return gitMakeCommand({"rev-list", "--first-parent", "--max-parents=0", "HEAD", "--"});
 }

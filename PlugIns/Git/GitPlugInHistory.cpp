@@ -1,10 +1,9 @@
 #include "GitHistoryReader.h"
+#include "GitNames.h"
 #include "GitPlugIn.h"
-#include "QRBSourceControlBranch.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlHistoryTypes.h"
 #include "QRBSourceControlRevision.h"
-#include "QRBSourceControlTag.h"
 #include "QRBSourceControlWorkingCopy.h"
 
 namespace {
@@ -12,20 +11,6 @@ namespace {
 /// As the commands take revisions; empty for none, and for work not committed yet, which no history holds.
 std::string revisionName(const QRBSourceControlRevisionPtr& revision) {
   return revision ? revision->identifier().str() : std::string();
-}
-
-/// A branch or tag by its full name, which nothing else can be mistaken for.
-std::string locationName(const QRBSourceControlRevisionLocationPtr& location) {
-  if (!location) return {};
-  if (location->revision()) return revisionName(location->revision());
-  if (const auto* const tag = dynamic_cast<const QRBSourceControlTag*>(location.get())) {
-    return "refs/tags/" + tag->name().str();
-  }
-  const auto* const branch = dynamic_cast<const QRBSourceControlBranch*>(location.get());
-  if (branch == nullptr) return {};
-  if (!branch->isRemoteBranch()) return "refs/heads/" + branch->name().str();
-  return branch->remoteName() ? "refs/remotes/" + branch->remoteName().str() + "/" + branch->name().str()
-                              : "refs/remotes/" + branch->name().str();
 }
 
 }  // namespace
@@ -40,7 +25,7 @@ void GitPlugIn::historyOfFile(const qrb::String& file, const QRBSourceControlWor
     completionBlock({}, QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::pathNotFound, file, {}));
     return;
   }
-  history({locationName(fromRevisionLocation), revisionName(toRevision), inclusionType, maximumLogItems,
+  history({gitLocationName(fromRevisionLocation), revisionName(toRevision), inclusionType, maximumLogItems,
            searchString.str(), searchType, file.str()},
           inWorkingCopy, progressIdentifier, completionBlock);
 }

@@ -64,6 +64,8 @@ std::optional<fs::path> gitDirectoryOf(const fs::path& root) {
 }  // namespace
 
 std::optional<GitWorkingCopyPlace> gitProbeWorkingCopy(const std::string& path) {
+  // A relative path would speak of wherever this process happens to be.
+  if (!path.starts_with('/')) return std::nullopt;
   fs::path root = fs::path(path).lexically_normal();
   if (!root.has_filename() && root.has_parent_path()) root = root.parent_path();
   if (root.filename() == ".git") root = root.parent_path();

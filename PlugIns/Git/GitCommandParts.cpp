@@ -1,0 +1,26 @@
+#include "GitCommandParts.h"
+
+void gitAddArguments(GitCommand& command, std::initializer_list<std::string_view> arguments) {
+  command.arguments.insert(command.arguments.end(), arguments.begin(), arguments.end());
+}
+
+GitCommand gitMakeCommand(std::initializer_list<std::string_view> arguments) {
+  GitCommand command;
+  const auto common = gitCommonArguments();
+  command.arguments.reserve(common.size() + arguments.size() + 8);
+  command.arguments.assign(common.begin(), common.end());
+  // Paths are names, never patterns.
+  command.arguments.emplace_back("--literal-pathspecs");
+  gitAddArguments(command, arguments);
+  return command;
+}
+
+GitCommand gitRefusedCommand(std::string_view kind, std::string_view name) {
+  GitCommand command;
+  command.refusal = GitCommand::refusalOf(kind, name);
+  return command;
+}
+
+bool gitIsPlainPath(std::string_view path) {
+  return !path.empty() && path.find('\0') == std::string_view::npos;
+}

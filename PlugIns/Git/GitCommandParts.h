@@ -1,0 +1,16 @@
+#pragma once
+
+#include <initializer_list>
+#include <string_view>
+
+#include "GitCommands.h"
+
+// What the functions that build commands share.
+
+/// A command that begins with gitCommonArguments() and takes paths as names, never as patterns.
+GitCommand gitMakeCommand(std::initializer_list<std::string_view> arguments);
+void gitAddArguments(GitCommand& command, std::initializer_list<std::string_view> arguments);
+/// A command that must not be run; `kind` as for GitCommand::refusalOf.
+GitCommand gitRefusedCommand(std::string_view kind, std::string_view name);
+/// Whether a text can be handed to git as a path.
+bool gitIsPlainPath(std::string_view path);
