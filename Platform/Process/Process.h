@@ -44,6 +44,8 @@ struct LaunchOptions {
   int stdinDescriptor = -1;
   int stdoutDescriptor = -1;
   int stderrDescriptor = -1;
+  /// What becomes the child's descriptor 3, which what it starts inherits too; -1 is none.
+  int inheritedDescriptor = -1;
   /// Session and process group of its own and no controlling terminal.
   bool newSession = false;
   /// Sent to the child when the launching thread (not only its process) ends; 0 is none. So launch from a thread that

@@ -50,7 +50,9 @@ struct ChildPlan {
   char* const* arguments;
   char* const* environment;
   const char* workingDirectory;
-  int sources[3];
+  /// What becomes 0, 1, 2 and, if there is one, 3.
+  int sources[4];
+  int sourceCount;
   bool newSession;
   int parentDeathSignal;
   pid_t parent;
@@ -80,8 +82,9 @@ QRB_IN_CHILD void resetSignals() {
 }
 
 QRB_IN_CHILD void placeDescriptors(ChildPlan& plan) {
-  // First everything out of the way of 0, 1 and 2, since the caller may cross them over or have closed some.
-  for (int& source : plan.sources) {
+  // First everything out of the way of what they become, since the caller may cross them over or have closed some.
+  for (int target = 0; target < plan.sourceCount; ++target) {
+    int& source = plan.sources[target];
     int opened = -1;
     if (source < 0) {
       opened = source = ::open("/dev/null", O_RDWR | O_CLOEXEC);
@@ -89,8 +92,8 @@ QRB_IN_CHILD void placeDescriptors(ChildPlan& plan) {
         failInChild(plan, Step::descriptors);
       }
     }
-    if (source <= STDERR_FILENO) {
-      source = ::fcntl(source, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (source < plan.sourceCount) {
+      source = ::fcntl(source, F_DUPFD_CLOEXEC, plan.sourceCount);
       if (source < 0) {
         failInChild(plan, Step::descriptors);
       }
@@ -99,7 +102,7 @@ QRB_IN_CHILD void placeDescriptors(ChildPlan& plan) {
       }
     }
   }
-  for (int target = 0; target < 3; ++target) {
+  for (int target = 0; target < plan.sourceCount; ++target) {
     int result;
     do {
       result = ::dup2(plan.sources[target], target);
@@ -112,11 +115,12 @@ QRB_IN_CHILD void placeDescriptors(ChildPlan& plan) {
 
 QRB_IN_CHILD void closeOthersOnExec(const ChildPlan& plan) {
   constexpr unsigned int closeOnExec = 1U << 2;  // CLOSE_RANGE_CLOEXEC, which older headers lack.
-  if (::syscall(SYS_close_range, 3U, ~0U, closeOnExec) == 0) {
+  const auto first = static_cast<unsigned int>(plan.sourceCount);
+  if (::syscall(SYS_close_range, first, ~0U, closeOnExec) == 0) {
     return;
   }
   // A system call filter may forbid it.
-  for (unsigned int descriptor = 3; descriptor < plan.descriptorLimit; ++descriptor) {
+  for (unsigned int descriptor = first; descriptor < plan.descriptorLimit; ++descriptor) {
     ::fcntl(static_cast<int>(descriptor), F_SETFD, FD_CLOEXEC);
   }
 }
@@ -291,9 +295,10 @@ std::variant<Process, LaunchFailure> Process::launch(const LaunchOptions& option
     return failure(Step::find, ENOENT, options);
   }
   DescriptorPair status = makePipe();
-  if (status && status.second.get() <= STDERR_FILENO) {
-    // The program runs with some of 0, 1 and 2 closed; the child fills them.
-    status.second.reset(::fcntl(status.second.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  const int sourceCount = options.inheritedDescriptor < 0 ? 3 : 4;
+  if (status && status.second.get() < sourceCount) {
+    // The program runs with some of these closed; the child fills them.
+    status.second.reset(::fcntl(status.second.get(), F_DUPFD_CLOEXEC, sourceCount));
   }
   if (!status) {
     return failure(Step::prepare, errno, options);
@@ -304,16 +309,18 @@ std::variant<Process, LaunchFailure> Process::launch(const LaunchOptions& option
   if (options.environment) {
     environment = pointers(*options.environment);
   }
-  ChildPlan plan{path.c_str(),
-                 arguments.data(),
-                 options.environment ? environment.data() : environ,
-                 options.workingDirectory ? options.workingDirectory->c_str() : nullptr,
-                 {options.stdinDescriptor, options.stdoutDescriptor, options.stderrDescriptor},
-                 options.newSession,
-                 options.parentDeathSignal,
-                 ::getpid(),
-                 descriptorLimit(),
-                 status.second.get()};
+  ChildPlan plan{
+      path.c_str(),
+      arguments.data(),
+      options.environment ? environment.data() : environ,
+      options.workingDirectory ? options.workingDirectory->c_str() : nullptr,
+      {options.stdinDescriptor, options.stdoutDescriptor, options.stderrDescriptor, options.inheritedDescriptor},
+      sourceCount,
+      options.newSession,
+      options.parentDeathSignal,
+      ::getpid(),
+      descriptorLimit(),
+      status.second.get()};
   Child child;
   int forkError = 0;
   {

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -64,6 +65,26 @@ ssize_t writeWithoutSignal(int descriptor, std::string_view bytes) {
   ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
   errno = error;
   return written;
+}
+
+/// A descriptor from which the text can be read once; invalid, with errno set, when there is no room for it.
+FileDescriptor holdInMemory(std::string_view text) {
+  FileDescriptor memory(::memfd_create("input", MFD_CLOEXEC));
+  while (memory.valid() && !text.empty()) {
+    const ssize_t written = ::write(memory.get(), text.data(), text.size());
+    if (written < 0 && errno != EINTR) {
+      const int error = errno;
+      memory.reset();
+      errno = error;
+    }
+    if (written > 0) {
+      text.remove_prefix(static_cast<std::size_t>(written));
+    }
+  }
+  if (memory.valid()) {
+    ::lseek(memory.get(), 0, SEEK_SET);
+  }
+  return memory;
 }
 
 /// One run, from launch to end: what is open, what is to be fed, and why it is to stop.
@@ -139,6 +160,14 @@ bool Run::start() {
     return fail({LaunchFailure::Step::prepare, errno,
                  "The pipes for \"" + _command.path + "\" could not be made: " + ::strerrordesc_np(errno)});
   }
+  FileDescriptor secondInput;
+  if (!_command.secondInput.empty()) {
+    secondInput = holdInMemory(_command.secondInput);
+    if (!secondInput.valid()) {
+      return fail({LaunchFailure::Step::prepare, errno,
+                   "The input for \"" + _command.path + "\" could not be kept: " + ::strerrordesc_np(errno)});
+    }
+  }
   // Refused when the user's pipes take too much memory already: slower, not wrong.
   ::fcntl(output.first.get(), F_SETPIPE_SZ, pipeSize);
   if (input) {
@@ -156,6 +185,7 @@ bool Run::start() {
   options.stdinDescriptor = input.first.get();
   options.stdoutDescriptor = output.second.get();
   options.stderrDescriptor = error.second.get();
+  options.inheritedDescriptor = secondInput.get();
   options.parentDeathSignal = SIGTERM;
   auto launched = Process::launch(options);
   if (auto* const failure = std::get_if<LaunchFailure>(&launched)) {

@@ -25,6 +25,10 @@ struct ToolCommand {
   std::optional<std::string> workingDirectory;
   /// Fed to the tool while it runs; empty means that its standard input is /dev/null.
   std::string standardInput;
+  /// What the tool can read as the file `secondInputPath`, for tools that take more than one input; no file of that
+  /// content is ever on disk. Empty means that there is no such file.
+  std::string secondInput;
+  static constexpr const char* secondInputPath = "/dev/fd/3";
 };
 
 /// How a tool ended.

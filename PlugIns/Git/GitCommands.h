@@ -16,6 +16,10 @@ struct GitCommand {
   std::vector<std::string> arguments;
   GitAccess access = GitAccess::Read;
   GitOutput output = GitOutput::Prompt;
+  /// What git gets through standard input; empty: nothing.
+  std::string standardInput;
+  /// What git gets through the file qrb::ToolCommand::secondInputPath; empty: there is no such file.
+  std::string secondInput;
   /// Empty, or a sentence that names the name that was refused; the arguments are empty then.
   std::string refusal;
 

@@ -1,7 +1,9 @@
 #include "GitTool.h"
 
+#include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <span>
 
 namespace {
@@ -71,6 +73,28 @@ GitOutcome outcomeOf(const ToolResult& result) {
   return outcome;
 }
 
+/// When to run a command again that found a lock file: soon at first, for most locks are held for a moment only.
+class LockWait {
+ public:
+  explicit LockWait(std::chrono::milliseconds patience) : _end(Clock::now() + patience) {}
+
+  /// Waits for a while that grows with each call. False: there is no more time, or the host is gone.
+  bool wait(int hostConnection) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(_end - Clock::now());
+    if (left.count() <= 0) return false;
+    pollfd host{hostConnection, POLLRDHUP, 0};
+    if (::poll(&host, 1, static_cast<int>(std::min(left, _next).count())) > 0) return false;
+    _next = std::min(_next * 2, longest);
+    return true;
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  static constexpr std::chrono::milliseconds longest{250};
+  const Clock::time_point _end;
+  std::chrono::milliseconds _next{5};
+};
+
 }  // namespace
 
 GitOutcome GitOutcome::failed(GitFailure failure) {
@@ -86,11 +110,11 @@ GitOutcome GitOutcome::unreadable(const std::string& what, std::uint64_t offset)
                  "What git printed could not be read: " + what + " (byte " + std::to_string(offset) + ")"});
 }
 
-GitTool::GitTool(std::string folder, int hostConnection) : _folder(std::move(folder)) {
+GitTool::GitTool(std::string folder, int hostConnection) : _folder(std::move(folder)), _hostConnection(hostConnection) {
   _runner.setHostConnectionDescriptor(hostConnection);
 }
 
-GitOutcome GitTool::run(const GitCommand& command, const qrb::ToolRunner::Output& onOutput) const {
+GitOutcome GitTool::run(const GitCommand& command, const Output& onOutput, const Output& onError) const {
   if (!command) return GitOutcome::failed({GitFailureKind::UnknownRevision, {}, command.refusal});
   if (_folder.empty()) return GitOutcome::failed({GitFailureKind::NotARepository, {}, "not a folder of this machine"});
   ToolCommand tool;
@@ -102,7 +126,24 @@ GitOutcome GitTool::run(const GitCommand& command, const qrb::ToolRunner::Output
     tool.environment.emplace_back("GIT_CEILING_DIRECTORIES", std::move(ceiling));
   }
   tool.workingDirectory = _folder;
-  return outcomeOf(_runner.run(tool, onOutput));
+  tool.standardInput = command.standardInput;
+  tool.secondInput = command.secondInput;
+  if (command.access == GitAccess::Read) return runOnce(tool, onOutput, onError);
+  bool hasPrinted = false;
+  const Output onFirstOutput = [&](std::string_view bytes) {
+    hasPrinted = true;
+    return !onOutput || onOutput(bytes);
+  };
+  LockWait lock(_lockPatience);
+  GitOutcome outcome = runOnce(tool, onFirstOutput, onError);
+  while (outcome.failedWith(GitFailureKind::Locked) && !hasPrinted && lock.wait(_hostConnection)) {
+    outcome = runOnce(tool, onFirstOutput, onError);
+  }
+  return outcome;
+}
+
+GitOutcome GitTool::runOnce(const qrb::ToolCommand& tool, const Output& onOutput, const Output& onError) const {
+  return outcomeOf(_runner.run(tool, onOutput, onError));
 }
 
 GitOutcome GitTool::run(const GitCommand& command, std::string& output) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <string_view>
 
@@ -33,12 +34,19 @@ struct GitOutcome {
 /// Runs git in one folder, one command at a time, on the calling thread.
 class GitTool {
  public:
+  using Output = qrb::ToolRunner::Output;
+
   /// In the folder itself and never in a repository further up: what is no root of a working copy and no repository is
   /// told as such. `hostConnection` is as for ToolRunner.
   GitTool(std::string folder, int hostConnection);
 
-  /// Runs the command; `onOutput` gets its output as it comes.
-  GitOutcome run(const GitCommand& command, const qrb::ToolRunner::Output& onOutput) const;
+  /// For how long a writing command is tried again that finds a lock file of another process; 5 seconds at first.
+  void setLockPatience(std::chrono::milliseconds patience) { _lockPatience = patience; }
+
+  /// Runs the command; `onOutput` gets its output as it comes, `onError` what goes to standard error. A writing command
+  /// that finds a lock file before it has printed anything is run again, for lockPatience at most, while the other
+  /// process may be about to end.
+  GitOutcome run(const GitCommand& command, const Output& onOutput = {}, const Output& onError = {}) const;
   /// Runs a command that prints little, and returns that without the line feed at the end.
   GitOutcome run(const GitCommand& command, std::string& output) const;
   /// Runs the command through a parser with feed(bytes, sink), finish() and error().
@@ -52,6 +60,10 @@ class GitTool {
   }
 
  private:
+  GitOutcome runOnce(const qrb::ToolCommand& tool, const Output& onOutput, const Output& onError) const;
+
   const std::string _folder;
+  const int _hostConnection;
+  std::chrono::milliseconds _lockPatience{5000};
   qrb::ToolRunner _runner;
 };

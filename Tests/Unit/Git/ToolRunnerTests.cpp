@@ -54,6 +54,17 @@ TEST(ToolRunner, FeedsAndReadsAtOnceWithoutDeadlock) {
   EXPECT_TRUE(captured.output == bytes);
 }
 
+TEST(ToolRunner, GivesTheToolASecondInputAndLeavesNoFileOfIt) {
+  const std::string bytes(3'000'000, 'x');
+  ToolCommand command = shell("cat; cat /dev/fd/3; ls -l /proc/self/fd/3");
+  command.standardInput = "first ";
+  command.secondInput = bytes;
+  const Captured captured = capture(command);
+  EXPECT_TRUE(captured.result.succeeded()) << captured.result.errorText;
+  EXPECT_THAT(captured.output, StartsWith("first " + bytes));
+  EXPECT_THAT(captured.output, HasSubstr("memfd:"));
+}
+
 TEST(ToolRunner, ReportsHowTheToolEndedAndWhatItSaid) {
   struct Case {
     std::string script;

@@ -164,6 +164,19 @@ TEST(ProcessLaunch, PlacesDescriptorsThatCrossEachOther) {
   EXPECT_EXIT(crossed(), testing::ExitedWithCode(0), "");
 }
 
+TEST(ProcessLaunch, PassesOnAFourthDescriptorWhereverItIs) {
+  DescriptorPair pipe = makePipe();
+  const FileDescriptor third(::fcntl(pipe.second.get(), F_DUPFD_CLOEXEC, 3));
+  for (const int descriptor : {pipe.second.get(), third.get()}) {
+    LaunchOptions options = shell("echo through the fourth >&3; ls -x /proc/self/fd");
+    options.inheritedDescriptor = descriptor;
+    EXPECT_THAT(outputOf(options), testing::MatchesRegex("0 +1 +2 +3 +4\n"));
+    char text[100] = {};
+    EXPECT_GT(::read(pipe.first.get(), text, sizeof text - 1), 0);
+    EXPECT_STREQ(text, "through the fourth\n");
+  }
+}
+
 TEST(ProcessLaunch, GivesTheChildDefaultSignalsAndAnEmptyMask) {
   const auto previous = ::signal(SIGTERM, SIG_IGN);
   sigset_t blocked, before;

@@ -1,0 +1,82 @@
+#include "GitTool.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "GitCommandParts.h"
+#include "GitTestRepository.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+GitCommand addEverything(GitAccess access = GitAccess::Write) {
+  GitCommand command = gitMakeCommand({"add", "--all"});
+  command.access = access;
+  return command;
+}
+
+class GitToolTest : public testing::Test {
+ protected:
+  GitToolTest() {
+    _repository.write("file", "1");
+    _repository.write(".git/index.lock", "");
+  }
+
+  std::string lock() const { return (_repository.root() / ".git/index.lock").string(); }
+
+  GitTestRepository _repository;
+};
+
+TEST_F(GitToolTest, AWritingCommandRunsOnceTheLockOfAnotherProcessIsGone) {
+  const GitTool tool(_repository.root().string(), -1);
+  int refused = 0;
+  const GitOutcome outcome = tool.run(addEverything(), {}, [&](std::string_view) {
+    // The other process ends while the command is waiting for its third turn.
+    if (++refused == 2) fs::remove(lock());
+    return true;
+  });
+  EXPECT_TRUE(outcome) << outcome.failure.message;
+  EXPECT_EQ(refused, 2);
+  EXPECT_EQ(_repository.git({"ls-files"}), "file");
+}
+
+TEST_F(GitToolTest, ALockThatStaysIsReportedByItsName) {
+  GitTool tool(_repository.root().string(), -1);
+  tool.setLockPatience(20ms);
+  int tries = 0;
+  const GitOutcome outcome = tool.run(addEverything(), {}, [&](std::string_view) { return ++tries > 0; });
+  EXPECT_TRUE(outcome.failedWith(GitFailureKind::Locked));
+  EXPECT_EQ(outcome.failure.detail, lock());
+  EXPECT_GT(tries, 1);
+  EXPECT_TRUE(fs::exists(lock())) << "it is another process's";
+}
+
+TEST_F(GitToolTest, NothingIsTriedAgainThatOnlyReads) {
+  const GitTool tool(_repository.root().string(), -1);
+  int tries = 0;
+  const GitOutcome outcome =
+      tool.run(addEverything(GitAccess::Read), {}, [&](std::string_view) { return ++tries > 0; });
+  EXPECT_TRUE(outcome.failedWith(GitFailureKind::Locked));
+  EXPECT_EQ(tries, 1);
+}
+
+TEST_F(GitToolTest, NobodyWaitsForALockOnceTheHostIsGone) {
+  int ends[2];
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+  GitTool tool(_repository.root().string(), ends[0]);
+  tool.setLockPatience(1h);
+  const GitOutcome outcome = tool.run(addEverything(), {}, [&](std::string_view) {
+    ::close(ends[1]);
+    return true;
+  });
+  EXPECT_FALSE(outcome);
+  ::close(ends[0]);
+}
+
+}  // namespace
