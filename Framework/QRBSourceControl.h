@@ -48,5 +48,8 @@
 #include "QRBSourceControlURL.h"
 #include "QRBSourceControlVCardAddressBook.h"
 #include "QRBSourceControlWorkingCopy.h"
+#include "QRBSourceControlWorkspaceBlueprint.h"
+#include "QRBSourceControlWorkspaceBlueprintKeys.h"
+#include "QRBSourceControlWorkspaceForward.h"
 #include "RunLoop.h"
 #include "ServiceDirectories.h"

@@ -8,12 +8,18 @@ pkg_check_modules(pcre2 REQUIRED IMPORTED_TARGET libpcre2-8)
 pkg_check_modules(utf8proc REQUIRED IMPORTED_TARGET libutf8proc)
 pkg_check_modules(nettle REQUIRED IMPORTED_TARGET nettle)
 pkg_check_modules(uuid REQUIRED IMPORTED_TARGET uuid)
+pkg_check_modules(plist REQUIRED IMPORTED_TARGET libplist-2.0)
+pkg_check_modules(icu REQUIRED IMPORTED_TARGET icu-i18n)
 
 # What every program or library made of the project's objects links.
 add_library(qrb-dependencies INTERFACE)
 target_link_libraries(qrb-dependencies INTERFACE
   Threads::Threads PkgConfig::msgpack PkgConfig::uriparser PkgConfig::pcre2 PkgConfig::utf8proc PkgConfig::nettle
   PkgConfig::uuid ${CMAKE_DL_LIBS})
+
+# What the parts of the library that plug-ins do not carry link besides: too slow to load once per request.
+add_library(qrb-dependencies-host INTERFACE)
+target_link_libraries(qrb-dependencies-host INTERFACE PkgConfig::plist PkgConfig::icu)
 
 # The same for the shipped plug-ins, which start once per request: each shared library that the loader need not open
 # saves start-up time, so archives are taken where the distribution has them.

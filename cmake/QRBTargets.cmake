@@ -34,14 +34,21 @@ function(qrb_header_directories result)
   set(${result} ${directories} PARENT_SCOPE)
 endfunction()
 
-# qrb_subsystem(<name> DEPENDS <subsystem>...): the sources of the current folder as one OBJECT library, compiled once and
-# linked into the shared library and into every plug-in. Its include path is its own folders and those of the subsystems
-# named, so an include against the direction of the arrows does not compile.
+# qrb_subsystem(<name> [HOST_ONLY] DEPENDS <subsystem>... [EXCLUDE <folder>...]): the sources of the current folder as one
+# OBJECT library, compiled once and linked into the shared library and into every plug-in. Its include path is its own
+# folders and those of the subsystems named, so an include against the direction of the arrows does not compile. Plug-ins
+# carry nothing of a HOST_ONLY one, nor the libraries that it calls. Folders below that are subsystems of their own are
+# excluded.
 set_property(GLOBAL PROPERTY QRB_SUBSYSTEMS "")
+set_property(GLOBAL PROPERTY QRB_HOST_ONLY_SUBSYSTEMS "")
 function(qrb_subsystem name)
-  cmake_parse_arguments(ARG "" "" "DEPENDS;PRIVATE_DEPENDS" ${ARGN})
+  cmake_parse_arguments(ARG "HOST_ONLY" "" "DEPENDS;PRIVATE_DEPENDS;EXCLUDE" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   qrb_header_directories(directories)
+  foreach(folder ${ARG_EXCLUDE})
+    list(FILTER sources EXCLUDE REGEX "^${CMAKE_CURRENT_SOURCE_DIR}/${folder}/")
+    list(FILTER directories EXCLUDE REGEX "^${CMAKE_CURRENT_SOURCE_DIR}/${folder}(/|$)")
+  endforeach()
   add_library(qrb-${name} OBJECT ${sources})
   target_include_directories(qrb-${name} PUBLIC ${directories})
   target_link_libraries(qrb-${name} PRIVATE qrb-settings)
@@ -53,13 +60,24 @@ function(qrb_subsystem name)
     target_include_directories(qrb-${name} PRIVATE $<TARGET_PROPERTY:qrb-${dependency},INTERFACE_INCLUDE_DIRECTORIES>)
   endforeach()
   target_compile_definitions(qrb-${name} PRIVATE QRB_BUILDING_LIBRARY)
-  set_property(GLOBAL APPEND PROPERTY QRB_SUBSYSTEMS qrb-${name})
+  if(ARG_HOST_ONLY)
+    set_property(GLOBAL APPEND PROPERTY QRB_HOST_ONLY_SUBSYSTEMS qrb-${name})
+  else()
+    set_property(GLOBAL APPEND PROPERTY QRB_SUBSYSTEMS qrb-${name})
+  endif()
 endfunction()
 
-# Links every object of the library into a target, without the shared library between.
-function(qrb_link_objects target)
+# Every subsystem of the library, those that plug-ins do not carry included.
+function(qrb_all_subsystems result)
   get_property(subsystems GLOBAL PROPERTY QRB_SUBSYSTEMS)
-  target_link_libraries(${target} PRIVATE ${subsystems} qrb-settings)
+  get_property(hostOnly GLOBAL PROPERTY QRB_HOST_ONLY_SUBSYSTEMS)
+  set(${result} ${subsystems} ${hostOnly} PARENT_SCOPE)
+endfunction()
+
+# Links every object of the library into a target, and the libraries that they call, without the shared library between.
+function(qrb_link_objects target)
+  qrb_all_subsystems(subsystems)
+  target_link_libraries(${target} PRIVATE ${subsystems} qrb-settings qrb-dependencies qrb-dependencies-host)
 endfunction()
 
 # qrb_service(<target> <identifier suffix>): a plug-in or helper service, built under the name it is launched by.
@@ -78,8 +96,8 @@ function(qrb_service target suffix)
     OUTPUT_NAME "${QRB_VENDOR_PREFIX}.Orlix.sourcecontrol.${suffix}"
     RUNTIME_OUTPUT_DIRECTORY ${ARG_OUTPUT_DIRECTORY}
     INSTALL_RPATH "")
-  qrb_link_objects(${target})
-  target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES} qrb-dependencies-static)
+  get_property(subsystems GLOBAL PROPERTY QRB_SUBSYSTEMS)
+  target_link_libraries(${target} PRIVATE ${subsystems} qrb-settings ${ARG_LIBRARIES} qrb-dependencies-static)
   target_link_options(${target} PRIVATE -Wl,--gc-sections -Wl,--as-needed)
   if(NOT QRB_SANITIZER)
     target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
