@@ -3,16 +3,11 @@
 #include <utility>
 #include <vector>
 
+#include "Localization.h"
 #include "QRBSourceControlError.h"
+#include "UTF8.h"
 
 namespace {
-
-/// For errors whose constructors take no message of the tool.
-qrb::Error withUnderlyingMessage(const qrb::Error& error, const qrb::String& message) {
-  qrb::StringMap<qrb::String> userInfo = error.userInfo();
-  userInfo.set(QRBSourceControlUnderlyingErrorString, message);
-  return {error.domain(), error.code(), std::move(userInfo), error.cause()};
-}
 
 qrb::Error locationNotFound(QRBSourceControlErrorCode code, const GitFailure& failure) {
   return QRBSourceControlError_LocationNotFound(code, failure.detail, failure.message);
@@ -27,7 +22,47 @@ std::string dubiousOwnershipMessage(const GitFailure& failure) {
   return text + failure.message;
 }
 
+/// An error of a known code with texts of its own: the codes are few, and what a user reads must be true.
+qrb::Error reworded(const qrb::Error& like, const char* description, const char* suggestion, const qrb::String& name,
+                    const qrb::String& message) {
+  const qrb::String shown(qrb::replacingInvalidUTF8(name.view()));
+  return {like.domain(),
+          like.code(),
+          {{qrb::kErrorLocalizedDescriptionKey, qrb::format(qrb::localized(description), {shown})},
+           {qrb::kErrorLocalizedRecoverySuggestionKey, qrb::localized(suggestion)},
+           {QRBSourceControlUnderlyingErrorString, message.valueOr("")}}};
+}
+
+const char* existsDescription(GitThing thing) {
+  switch (thing) {
+    case GitThing::Branch:
+      return qrb::localizable("The branch “%@” cannot be created, because one of that or a conflicting name exists.");
+    case GitThing::Tag:
+      return qrb::localizable("The tag “%@” cannot be created, because one of that or a conflicting name exists.");
+    case GitThing::RemoteRepository:
+      break;
+  }
+  return qrb::localizable("The remote repository “%@” cannot be added, because one of that name exists.");
+}
+
 }  // namespace
+
+qrb::Error gitErrorWithMessage(const qrb::Error& error, const qrb::String& message) {
+  qrb::StringMap<qrb::String> userInfo = error.userInfo();
+  userInfo.set(QRBSourceControlUnderlyingErrorString, message);
+  return {error.domain(), error.code(), std::move(userInfo), error.cause()};
+}
+
+qrb::Error gitAlreadyExists(GitThing thing, const qrb::String& name, const qrb::String& message) {
+  return reworded(QRBSourceControlError_RepositoryExists({}), existsDescription(thing),
+                  qrb::localizable("Choose another name and try again."), name, message);
+}
+
+qrb::Error gitBranchInUse(const qrb::String& name, const qrb::String& message) {
+  return reworded(QRBSourceControlError_RepositoryLocked({}, message),
+                  qrb::localizable("The branch “%@” is checked out in a working copy."),
+                  qrb::localizable("Switch that working copy to another branch and try again."), name, message);
+}
 
 qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::String& name) {
   if (outcome) return {};
@@ -43,7 +78,7 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::RepositoryCorrupt:
       return QRBSourceControlError_RepositoryNotFound(failure.message);
     case GitFailureKind::RepositoryTooNew:
-      return withUnderlyingMessage(QRBSourceControlError_WorkingCopyTooNew(), failure.message);
+      return gitErrorWithMessage(QRBSourceControlError_WorkingCopyTooNew(), failure.message);
     case GitFailureKind::DubiousOwnership:
       return QRBSourceControlError_AuthenticationPermissionDenied(dubiousOwnershipMessage(failure));
     case GitFailureKind::PermissionDenied:
@@ -55,10 +90,15 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::NoCommonAncestor:
       return locationNotFound(QRBSourceControlErrorCode::revisionNotFound, failure);
     case GitFailureKind::NoUpstream:
+    case GitFailureKind::UnknownBranch:
       return locationNotFound(QRBSourceControlErrorCode::branchNotFound, failure);
     case GitFailureKind::UnknownPath:
     case GitFailureKind::PathOutside:
       return locationNotFound(QRBSourceControlErrorCode::pathNotFound, failure);
+    case GitFailureKind::Exists:
+      return gitAlreadyExists(GitThing::Branch, failure.detail, failure.message);
+    case GitFailureKind::BranchInUse:
+      return gitBranchInUse(failure.detail, failure.message);
     case GitFailureKind::Locked:
       return QRBSourceControlError_RepositoryLocked(name, failure.message);
     case GitFailureKind::MidOperation:
@@ -71,6 +111,7 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::CertificateInvalid:
       return QRBSourceControlError_AuthenticationSSLCertificateInvalid(failure.message);
     case GitFailureKind::ProtocolNotAllowed:
+    case GitFailureKind::UnknownRemote:
     case GitFailureKind::RemoteNotFound:
     case GitFailureKind::RemoteUnreachable:
       return QRBSourceControlError_RemoteRepositoryNotFound(failure.message);
@@ -85,5 +126,5 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::Other:
       break;
   }
-  return withUnderlyingMessage(QRBSourceControlError_SystemUnusable(), failure.message);
+  return gitErrorWithMessage(QRBSourceControlError_SystemUnusable(), failure.message);
 }

@@ -10,3 +10,17 @@ enum class GitSubject : unsigned char { WorkingCopy, Repository };
 /// The error that a host gets for a git command that failed; git's own words are always in it. `name` is what users
 /// call the subject.
 qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::String& name);
+
+/// What there can be only one of under a name.
+enum class GitThing : unsigned char { Branch, Tag, RemoteRepository };
+
+/// The error that a thing of this name is there already, so that none can be made; the code is that of a repository
+/// that exists.
+qrb::Error gitAlreadyExists(GitThing thing, const qrb::String& name, const qrb::String& message);
+
+/// The error that a branch cannot be removed while a working copy has it checked out; the code is that of a locked
+/// repository.
+qrb::Error gitBranchInUse(const qrb::String& name, const qrb::String& message);
+
+/// The same error with git's words in it, for constructors that take none.
+qrb::Error gitErrorWithMessage(const qrb::Error& error, const qrb::String& message);

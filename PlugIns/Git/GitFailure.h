@@ -23,11 +23,17 @@ enum class GitFailureKind : std::uint8_t {
   /// The current branch follows none, or HEAD is at no branch.
   NoUpstream,
   NoCommonAncestor,
+  /// A branch that was to be changed or removed.
+  UnknownBranch,
   UnknownPath,
   /// A path that lies outside of the working copy.
   PathOutside,
   /// Another process holds a lock file.
   Locked,
+  /// A branch, tag or remote that was to be made, or one whose name leaves no room for it.
+  Exists,
+  /// A branch that a working copy has checked out.
+  BranchInUse,
   IndexUnreadable,
   RepositoryCorrupt,
   ConfigurationBroken,
@@ -43,6 +49,8 @@ enum class GitFailureKind : std::uint8_t {
   HostKeyUnverified,
   CertificateInvalid,
   ProtocolNotAllowed,
+  /// No remote of that name is configured.
+  UnknownRemote,
   RemoteNotFound,
   RemoteUnreachable,
   RemoteOutOfDate,

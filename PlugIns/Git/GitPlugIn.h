@@ -1,5 +1,7 @@
 #pragma once
 
+#include <span>
+
 #include "GitErrors.h"
 #include "GitTool.h"
 #include "QRBSourceControlPlugInPrimary.h"
@@ -46,12 +48,88 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   void listRemoteBranchesOfRepository(const QRBSourceControlRepositoryPtr& repository,
                                       const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
                                       Completion<Branches, QRBSourceControlRemoteBranchesPtr> completionBlock) override;
+  /// Of a branch or tag, of a revision in any form that git reads as one (abbreviations too), of what pins a location.
+  void revisionOfLocation(const QRBSourceControlRevisionLocationPtr& location,
+                          const QRBSourceControlRepositoryPtr& inRepository,
+                          const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+                          Completion<QRBSourceControlRevisionPtr> completionBlock) override;
+  /// See gitFindParentBranches(): the likeliest, and all in that order. Null and none for a main branch.
+  void parentBranchesOfBranch(const QRBSourceControlBranchPtr& branch,
+                              const QRBSourceControlRepositoryPtr& inRepository,
+                              const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+                              Completion<QRBSourceControlBranchPtr, Branches> completionBlock) override;
+  void ancestorRevisionInRepository(const QRBSourceControlRepositoryPtr& repository,
+                                    const QRBSourceControlBranchPtr& ofBranch,
+                                    const QRBSourceControlBranchPtr& otherBranch,
+                                    const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+                                    Completion<QRBSourceControlRevisionPtr> completionBlock) override;
+  /// From HEAD where no branch to start at is given. Made from a remote branch it follows that one, unless the user has
+  /// told git otherwise.
+  void addBranch(const QRBSourceControlBranchPtr& branch, const QRBSourceControlBranchPtr& fromBranch,
+                 const QRBSourceControlRepositoryPtr& toRepository,
+                 const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+                 Completion<QRBSourceControlBranchPtr> completionBlock) override;
+  /// Merged or not: whether its commits are elsewhere is for the host to ask before. Of a remote branch without a
+  /// remote repository only what is known here is removed.
+  void removeBranch(const QRBSourceControlBranchPtr& branch, const QRBSourceControlRepositoryPtr& fromRepository,
+                    const QRBSourceControlRemoteRepositoryPtr& andRemoteRepository,
+                    const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+                    Completion<> completionBlock) override;
+  /// Null, without an error, for a branch that follows none of a remote.
+  void remoteBranchFromRepository(const QRBSourceControlRepositoryPtr& repository,
+                                  const QRBSourceControlBranchPtr& forBranch,
+                                  Completion<QRBSourceControlBranchPtr> completionBlock) override;
+  /// What has to be done to `fromLocation` to get `againstLocation`: see gitDiffDictionary(). Either may be the
+  /// uncommitted state of the working copy, or the empty state before the first revision.
+  void diffRepository(const QRBSourceControlRepositoryPtr& repository,
+                      const QRBSourceControlRevisionLocationPtr& fromLocation,
+                      const QRBSourceControlRevisionLocationPtr& againstLocation,
+                      const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+                      Completion<qrb::Dictionary> completionBlock) override;
+  /// The primary one is that which the current branch follows, else "origin", else the first. Paths of this machine
+  /// come as file URLs.
+  void listRemoteRepositoriesForRepository(
+      const QRBSourceControlRepositoryPtr& repository,
+      Completion<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositoriesPtr> completionBlock) override;
+  /// A password in the URL is not stored.
+  void addRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& remoteRepository, const qrb::String& withName,
+                           const QRBSourceControlRepositoryPtr& toRepository, Completion<> completionBlock) override;
+  /// With what was fetched of its branches.
+  void removeRemoteRepositoryNamed(const qrb::String& name, const QRBSourceControlRepositoryPtr& fromRepository,
+                                   Completion<> completionBlock) override;
+  /// The server, the port and the user. All are absent for addresses of this machine.
+  void keychainNameFromURL(const qrb::URL& url,
+                           Completion<qrb::String, std::uint64_t, qrb::String> completionBlock) override;
+  /// Makes the folder and those above it too. The first branch is the one that the user has configured, else "main".
+  void createRepositoryAtFileURL(const qrb::URL& fileURL,
+                                 Completion<QRBSourceControlRepositoryPtr> completionBlock) override;
+  /// The folders themselves, all below them and, if asked for, those above. Links are not followed.
+  void scanForWorkingCopiesInFolderPaths(const Files& folderPaths, bool traversingUp,
+                                         Answer<WorkingCopies> completionBlock) override;
+
+  // What git has no notion of.
+
+  void upgradeWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy, const qrb::String& progressIdentifier,
+                          Completion<> completionBlock) override;
+  void listSubpathsOfRepository(const QRBSourceControlRepositoryPtr& repository,
+                                const QRBSourceControlPathLocationPtr& atPath,
+                                Completion<std::vector<QRBSourceControlPathLocationPtr>> completionBlock) override;
+  void automaticallyDetectBranchAndTagLocationsForRepository(
+      const QRBSourceControlRepositoryPtr& repository, const QRBSourceControlPathLocationPtr& fromPath,
+      Completion<QRBSourceControlRevisionLocationPtr, QRBSourceControlBranchAndTagLocationsPtr> completionBlock)
+      override;
+  void repositoryURLRootForRepository(const QRBSourceControlRemoteRepositoryPtr& repository,
+                                      Completion<qrb::URL, QRBSourceControlPathLocationPtr> completionBlock) override;
 
  private:
   GitTool toolFor(const QRBSourceControlWorkingCopyPtr& workingCopy) const;
   GitTool toolFor(const QRBSourceControlRepositoryPtr& repository) const;
   static qrb::Error errorFor(const GitOutcome& outcome, const QRBSourceControlWorkingCopyPtr& workingCopy);
   static qrb::Error errorFor(const GitOutcome& outcome, const QRBSourceControlRepositoryPtr& repository);
+  /// The full object names of the commits that the locations stand for, or the error for the first that is not there.
+  static qrb::Error resolve(const GitTool& tool, const QRBSourceControlRepositoryPtr& repository,
+                            std::span<const QRBSourceControlRevisionLocationPtr> locations,
+                            std::vector<std::string>& hashes);
   qrb::Error statusOf(const QRBSourceControlWorkingCopyPtr& workingCopy, QRBSourceControlPathStatusesPtr& statuses);
   qrb::Error remoteStatusOf(const QRBSourceControlWorkingCopyPtr& workingCopy,
                             QRBSourceControlPathStatusesPtr& statuses);

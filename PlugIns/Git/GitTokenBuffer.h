@@ -86,6 +86,9 @@ class GitTokenBuffer {
   /// Whether the last token is unfinished.
   bool hasPartialToken() const { return _token < _data.size(); }
 
+  /// What has arrived after the last token. It stays right until the caller's piece goes, or the next append().
+  std::string_view rest() const { return _data.substr(_token); }
+
   /// Where in the stream the record begins.
   std::uint64_t recordOffset() const { return _base + _record; }
   /// Where in the stream the token after the last one begins.

@@ -1,0 +1,37 @@
+#include "GitDiffCommand.h"
+
+#include "GitCommandParts.h"
+
+namespace {
+
+/// Every repository knows the tree without entries, by the name that its kind of hash gives it.
+std::string_view emptyTree(std::string_view hash) {
+  return hash.size() == 64 ? "6ef19b41225c5369f1c104d45d8d85efa9b057b53b14b4b9b939dd74decc5321"
+                           : "4b825dc642cb6eb9a060e54bf8d69288fbee4904";
+}
+
+}  // namespace
+
+std::optional<GitCommand> gitDiffCommand(const GitDiffSide& from, const GitDiffSide& to) {
+  using Kind = GitDiffSide::Kind;
+  if (from.kind != Kind::Commit && to.kind != Kind::Commit) return std::nullopt;
+  if (from.kind == to.kind && from.hash == to.hash) return std::nullopt;
+  GitCommand command = gitMakeCommand({});
+  // Ahead of the subcommand: names are shown as they are, and a file whose time alone has changed is no difference.
+  gitAddArguments(command, {"-c", "core.quotePath=false", "-c", "diff.autoRefreshIndex=true", "diff", "--raw",
+                            "--numstat", "--patch", "-z", "-M", "--no-abbrev", "--full-index", "--no-color",
+                            "--no-ext-diff", "--no-textconv", "--no-relative", "--submodule=short"});
+  command.output = GitOutput::Blocks;
+  const bool isReversed = from.kind == Kind::WorkingCopy;
+  // With the sides, git turns the prefixes round.
+  gitAddArguments(command, {isReversed ? "--src-prefix=b/" : "--src-prefix=a/",
+                            isReversed ? "--dst-prefix=a/" : "--dst-prefix=b/"});
+  if (isReversed) gitAddArguments(command, {"-R"});
+  for (const GitDiffSide* side : {&from, &to}) {
+    const GitDiffSide& other = side == &from ? to : from;
+    if (side->kind == Kind::Commit) gitAddArguments(command, {side->hash});
+    if (side->kind == Kind::Nothing) gitAddArguments(command, {emptyTree(other.hash)});
+  }
+  gitAddArguments(command, {"--"});
+  return command;
+}

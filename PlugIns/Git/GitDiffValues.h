@@ -1,0 +1,11 @@
+#pragma once
+
+#include <vector>
+
+#include "Dictionary.h"
+#include "GitDiffCommand.h"
+#include "GitDiffParser.h"
+
+/// The dictionary that a host gets for a comparison; Documentation/plug-ins.md has its layout. Takes the patches over.
+qrb::Dictionary gitDiffDictionary(const GitDiffSide& from, const GitDiffSide& against,
+                                  std::vector<GitDiffFile>&& files);

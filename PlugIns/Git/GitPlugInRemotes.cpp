@@ -1,0 +1,107 @@
+#include <algorithm>
+
+#include "GitBranchCommands.h"
+#include "GitNames.h"
+#include "GitPlugIn.h"
+#include "GitRemoteCommands.h"
+#include "PathString.h"
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlRepository.h"
+#include "QRBSourceControlURL.h"
+
+namespace {
+
+/// Paths as file URLs, so that a host treats all addresses alike; git reads a relative one from the repository's root.
+qrb::URL remoteURL(const std::string& address, const qrb::URL& repository) {
+  const std::size_t colon = address.find(':');
+  const bool isPath = !address.empty() && (colon == std::string::npos || address.find('/') < colon);
+  if (!isPath) return qrb::URL(address);
+  const bool isAbsolute = address.front() == '/';
+  return qrb::URL::fileURL(qrb::standardizedPath(isAbsolute ? address : repository.path().str() + "/" + address));
+}
+
+/// The name of the remote that the branch checked out follows; empty where it follows none.
+std::string remoteOfCurrentBranch(const GitTool& tool) {
+  std::string branch;
+  if (!tool.run(gitCurrentBranchCommand(), branch)) return {};
+  std::string output;
+  if (!tool.run(gitUpstreamCommand(branch), output)) return {};
+  const auto upstream = gitReadUpstream(output);
+  return upstream ? upstream->remote : std::string();
+}
+
+const GitRemote* primaryOf(const std::vector<GitRemote>& remotes, const GitTool& tool) {
+  if (remotes.empty()) return nullptr;
+  if (remotes.size() == 1) return &remotes.front();
+  for (const std::string& name : {remoteOfCurrentBranch(tool), std::string("origin")}) {
+    const auto found = std::ranges::find(remotes, name, &GitRemote::name);
+    if (found != remotes.end()) return &*found;
+  }
+  return &remotes.front();
+}
+
+/// The port that says which protocol a password is for.
+std::uint64_t portOf(const qrb::URL& url) {
+  if (const auto port = url.port(); port && *port > 0) return static_cast<std::uint64_t>(*port);
+  const qrb::String scheme = qrbscm_scheme(url);
+  if (scheme == qrb::String("http")) return 80;
+  if (scheme == qrb::String("https")) return 443;
+  if (scheme == qrb::String("git")) return 9418;
+  return 22;
+}
+
+}  // namespace
+
+void GitPlugIn::listRemoteRepositoriesForRepository(
+    const QRBSourceControlRepositoryPtr& repository,
+    Completion<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositoriesPtr> completionBlock) {
+  const GitTool tool = toolFor(repository);
+  std::string output;
+  const GitOutcome outcome = tool.run(gitRemoteAddressesCommand(), output);
+  if (!outcome) return completionBlock(nullptr, nullptr, errorFor(outcome, repository));
+  const auto remotes = gitReadRemotes(output);
+  if (!remotes) {
+    return completionBlock(nullptr, nullptr, errorFor(GitOutcome::unreadable("remotes were expected", 0), repository));
+  }
+  const GitRemote* const primary = primaryOf(*remotes, tool);
+  QRBSourceControlRemoteRepositoryPtr primaryRepository;
+  std::vector<QRBSourceControlRemoteRepositories::value_type> entries;
+  for (const GitRemote& remote : *remotes) {
+    const qrb::URL url = remoteURL(remote.address, repository->URL());
+    entries.emplace_back(remote.name, QRBSourceControlRemoteRepository::initUnsavedWithURL(url, system()));
+    if (&remote == primary) primaryRepository = entries.back().second;
+  }
+  completionBlock(primaryRepository, std::make_shared<QRBSourceControlRemoteRepositories>(std::move(entries)), {});
+}
+
+void GitPlugIn::addRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& remoteRepository,
+                                    const qrb::String& withName, const QRBSourceControlRepositoryPtr& toRepository,
+                                    Completion<> completionBlock) {
+  const qrb::URL url = remoteRepository ? remoteRepository->URL().withoutPassword() : qrb::URL();
+  qrb::Error refusal = gitRefuseRemoteName(withName);
+  if (!refusal) refusal = gitRefuseURL(url);
+  if (refusal) return completionBlock(refusal);
+  const GitOutcome outcome =
+      toolFor(toRepository).run(gitAddRemoteCommand(withName.view(), url.absoluteString().view()));
+  if (outcome.failedWith(GitFailureKind::Exists)) {
+    return completionBlock(gitAlreadyExists(GitThing::RemoteRepository, withName, outcome.failure.message));
+  }
+  completionBlock(errorFor(outcome, toRepository));
+}
+
+void GitPlugIn::removeRemoteRepositoryNamed(const qrb::String& name,
+                                            const QRBSourceControlRepositoryPtr& fromRepository,
+                                            Completion<> completionBlock) {
+  if (const qrb::Error refusal = gitRefuseRemoteName(name)) return completionBlock(refusal);
+  completionBlock(errorFor(toolFor(fromRepository).run(gitRemoveRemoteCommand(name.view())), fromRepository));
+}
+
+void GitPlugIn::keychainNameFromURL(const qrb::URL& url,
+                                    Completion<qrb::String, std::uint64_t, qrb::String> completionBlock) {
+  if (const qrb::Error refusal = gitRefuseURL(url)) return completionBlock({}, 0, {}, refusal);
+  if (url.isFileURL() || url.absoluteString().view().starts_with('/')) return completionBlock({}, 0, {}, {});
+  const bool hasScheme = !qrbscm_isSCPURI(url);
+  completionBlock(hasScheme ? url.host() : qrbscm_host(url), portOf(url), hasScheme ? url.user() : qrbscm_user(url),
+                  {});
+}

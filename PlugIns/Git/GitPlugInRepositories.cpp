@@ -1,0 +1,106 @@
+#include <filesystem>
+
+#include "GitCommandParts.h"
+#include "GitPlugIn.h"
+#include "GitRepositoryCommands.h"
+#include "GitWorkingCopyProbe.h"
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlRepository.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A folder, a file or a link, whatever it leads to.
+bool hasGitEntry(const fs::path& folder) {
+  std::error_code error;
+  return fs::exists(fs::symlink_status(folder / ".git", error));
+}
+
+/// Whether the folder is under source control itself: a working copy, also one that git could not work in, or a bare
+/// repository. One that lies in another's working copy is not.
+bool isRepository(const fs::path& folder) {
+  std::error_code error;
+  return hasGitEntry(folder) || (fs::exists(folder / "HEAD", error) && fs::is_directory(folder / "objects", error) &&
+                                 fs::is_directory(folder / "refs", error));
+}
+
+void addCandidate(std::vector<qrb::URL>& candidates, const fs::path& folder) {
+  if (hasGitEntry(folder)) candidates.push_back(qrb::URL::fileURL(folder.string(), true));
+}
+
+/// What cannot be read is passed over.
+void addCandidatesBelow(std::vector<qrb::URL>& candidates, const fs::path& root) {
+  std::error_code error;
+  fs::recursive_directory_iterator place(root, fs::directory_options::skip_permission_denied, error);
+  while (!error && place != fs::recursive_directory_iterator()) {
+    std::error_code entryError;
+    if (place->path().filename() == ".git") {
+      place.disable_recursion_pending();
+    } else if (place->symlink_status(entryError).type() == fs::file_type::directory) {
+      addCandidate(candidates, place->path());
+    }
+    place.increment(error);
+  }
+}
+
+}  // namespace
+
+void GitPlugIn::createRepositoryAtFileURL(const qrb::URL& fileURL,
+                                          Completion<QRBSourceControlRepositoryPtr> completionBlock) {
+  const std::string folder = fileURL.isFileURL() ? fileURL.path().str() : std::string();
+  if (!gitIsPlainPath(folder)) {
+    return completionBlock(nullptr, QRBSourceControlError_InvalidURL(fileURL.withoutPassword(), "Git",
+                                                                     "A repository can be made in a folder of this "
+                                                                     "machine only."));
+  }
+  if (isRepository(folder)) return completionBlock(nullptr, QRBSourceControlError_RepositoryExists(fileURL));
+  const GitTool tool("/", host().connectionDescriptor());
+  std::string configured;
+  GitOutcome outcome = tool.run(gitFirstBranchNameCommand(), configured);
+  if (outcome || outcome.exitCode == 1) {
+    outcome = tool.run(gitCreateRepositoryCommand(folder, configured.empty() ? "main" : ""));
+  }
+  auto repository = QRBSourceControlRepository::initWithURL(qrb::URL::fileURL(folder, true), system());
+  if (!outcome) return completionBlock(nullptr, errorFor(outcome, repository));
+  completionBlock(repository, {});
+}
+
+void GitPlugIn::scanForWorkingCopiesInFolderPaths(const Files& folderPaths, bool traversingUp,
+                                                  Answer<WorkingCopies> completionBlock) {
+  std::vector<qrb::URL> candidates;
+  for (const qrb::String& given : folderPaths) {
+    const fs::path root = fs::path(given.str()).lexically_normal();
+    if (!root.is_absolute()) continue;
+    addCandidate(candidates, root);
+    addCandidatesBelow(candidates, root);
+    for (fs::path above = root; traversingUp && above.has_relative_path();) {
+      above = above.parent_path();
+      addCandidate(candidates, above);
+    }
+  }
+  scanForWorkingCopiesInPotentialWorkingCopies(candidates, std::move(completionBlock));
+}
+
+void GitPlugIn::upgradeWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy, const qrb::String&,
+                                   Completion<> completionBlock) {
+  std::string place;
+  const GitOutcome outcome = toolFor(workingCopy).run(gitLocationCommand(), place);
+  completionBlock(outcome ? QRBSourceControlError_WorkingCopyUpgradeNotNeeded() : errorFor(outcome, workingCopy));
+}
+
+void GitPlugIn::listSubpathsOfRepository(const QRBSourceControlRepositoryPtr&, const QRBSourceControlPathLocationPtr&,
+                                         Completion<std::vector<QRBSourceControlPathLocationPtr>> completionBlock) {
+  completionBlock({}, QRBSourceControlError_SystemBrowsingRepositoriesUnsupported());
+}
+
+void GitPlugIn::automaticallyDetectBranchAndTagLocationsForRepository(
+    const QRBSourceControlRepositoryPtr&, const QRBSourceControlPathLocationPtr&,
+    Completion<QRBSourceControlRevisionLocationPtr, QRBSourceControlBranchAndTagLocationsPtr> completionBlock) {
+  completionBlock(nullptr, nullptr, QRBSourceControlError_SystemBranchAndTagLocationsUnsupported());
+}
+
+void GitPlugIn::repositoryURLRootForRepository(const QRBSourceControlRemoteRepositoryPtr&,
+                                               Completion<qrb::URL, QRBSourceControlPathLocationPtr> completionBlock) {
+  completionBlock({}, nullptr, QRBSourceControlError_SystemRootURLOfRepositoriesUnsupported());
+}

@@ -1,0 +1,39 @@
+#include "GitRemoteCommands.h"
+
+#include "GitCommandParts.h"
+
+GitCommand gitRemoteAddressesCommand() {
+  return gitMakeCommand({"remote", "--verbose"});
+}
+
+std::optional<std::vector<GitRemote>> gitReadRemotes(std::string_view output) {
+  std::vector<GitRemote> remotes;
+  while (!output.empty()) {
+    const std::size_t end = output.find('\n');
+    std::string_view line = output.substr(0, end);
+    output.remove_prefix(end == std::string_view::npos ? output.size() : end + 1);
+    const std::size_t tab = line.find('\t');
+    if (tab == 0 || tab == std::string_view::npos) return std::nullopt;
+    const std::string_view name = line.substr(0, tab);
+    line.remove_prefix(tab + 1);
+    // What was left out when it was cloned follows in brackets.
+    const std::size_t kind = line.rfind(" (fetch)");
+    if (kind == 0 || kind == std::string_view::npos) continue;
+    const std::string_view address = line.substr(0, kind);
+    if (!remotes.empty() && remotes.back().name == name) continue;
+    remotes.push_back({std::string(name), std::string(address)});
+  }
+  return remotes;
+}
+
+GitCommand gitAddRemoteCommand(std::string_view name, std::string_view address) {
+  GitCommand command = gitMakeCommand({"remote", "add", "--", name, address});
+  command.access = GitAccess::Write;
+  return command;
+}
+
+GitCommand gitRemoveRemoteCommand(std::string_view name) {
+  GitCommand command = gitMakeCommand({"remote", "remove", "--", name});
+  command.access = GitAccess::Write;
+  return command;
+}

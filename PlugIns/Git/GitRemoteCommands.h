@@ -1,0 +1,28 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "GitCommands.h"
+
+/// Prints the remotes with their addresses: see gitReadRemotes().
+GitCommand gitRemoteAddressesCommand();
+
+struct GitRemote {
+  std::string name;
+  /// Where fetches go, with the user's rewriting of addresses done.
+  std::string address;
+  bool operator==(const GitRemote&) const = default;
+};
+
+/// Reads the output of gitRemoteAddressesCommand(), in the order in which git lists them. Remotes without an address
+/// are left out, and of several addresses the first counts. None when it is something else.
+std::optional<std::vector<GitRemote>> gitReadRemotes(std::string_view output);
+
+/// Makes a remote known, without fetching. Fails with Exists. Name and address have been checked (GitNames.h).
+GitCommand gitAddRemoteCommand(std::string_view name, std::string_view address);
+
+/// Forgets a remote and what was fetched of its branches. Fails with UnknownRemote.
+GitCommand gitRemoveRemoteCommand(std::string_view name);
