@@ -37,9 +37,9 @@ std::string toAbsoluteFolder(std::string& directory) {
   return {};
 }
 
-void addCommonOptions(CLI::App& app, CommonOptions& options) {
+void addCommonOptions(CLI::App& app, CommonOptions& options, bool lists) {
   app.set_help_flag("-h,--help", "Show this help");
-  app.add_flag("--json", options.json, "Print one JSON array");
+  if (lists) app.add_flag("--json", options.json, "Print one JSON array");
   app.add_flag("-v,--verbose", options.verbose, "Print also, on standard error, what plug-ins and library have to say");
   app.add_option("--plug-in-directory", options.plugInDirectories,
                  "Look there for plug-ins, before those that were installed; may be repeated")
@@ -51,7 +51,10 @@ void addCommonOptions(CLI::App& app, CommonOptions& options) {
 // The parser's own text, and what to do.
 int refuse(const CLI::App& app, const CLI::ParseError& error) {
   std::string help = "qrbscm";
-  for (const CLI::App* command : app.get_subcommands()) help += " " + command->get_name();
+  for (const CLI::App* command = &app; !command->get_subcommands().empty();) {
+    command = command->get_subcommands().front();
+    help += " " + command->get_name();
+  }
   std::string what = error.what();
   // The parser misses a command before it looks at what stands in its place.
   if (app.get_subcommands().empty() && !app.remaining().empty()) {
@@ -88,7 +91,7 @@ int run(int argc, char** argv) {
   app.require_subcommand(1);
   for (const Command* command : allCommands()) {
     CLI::App* subcommand = app.add_subcommand(command->name, command->summary);
-    addCommonOptions(*subcommand, options);
+    addCommonOptions(*subcommand, options, command->lists);
     subcommand->footer(command->details);
     subcommand->callback([&chosen, run = command->declare(*subcommand)] { chosen = run; });
   }

@@ -270,6 +270,25 @@ qrb::Error AccountManager::save(const AccountPtr& account, const qrb::String& fi
   return storeSecret(account);
 }
 
+qrb::Error AccountManager::trust(const RemotePtr& repository, const qrb::String& fingerprint) {
+  std::lock_guard lock(_mutex);
+  if (qrb::Error error = load()) return error;
+  bool isKept = false;
+  for (Kept& kept : _kept) {
+    if (!kept.saved || !serves(kept.account->hostURL(), repository->URL())) continue;
+    kept.fingerprint = fingerprint;
+    if (qrb::Error error = saveRecord(kept)) return error;
+    isKept = true;
+  }
+  if (isKept) return {};
+  qrb::URL url = withoutPassword(repository->URL());
+  auto anonymous = QRBSourceControlAuthenticationStrategy::sharedAnonymousStrategy();
+  Kept kept{QRBSourceControlAccount::initWithName(url.absoluteString(), url, anonymous), std::nullopt, fingerprint};
+  if (qrb::Error error = saveRecord(kept)) return error;
+  _kept.push_back(std::move(kept));
+  return {};
+}
+
 qrb::Error AccountManager::remove(const AccountPtr& account) {
   {
     std::lock_guard lock(_mutex);

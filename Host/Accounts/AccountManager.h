@@ -50,6 +50,9 @@ class AccountManager final : public QRBSourceControlAccountManager {
   qrb::Error list(std::vector<QRBSourceControlAccountPtr>& accounts);
   /// Saves an account, with its secret, whatever its kind. Refused where there is one of that name or one like it.
   qrb::Error save(const QRBSourceControlAccountPtr& account, const qrb::String& fingerprint = {});
+  /// Keeps what is trusted of the repository's server: with the accounts that serve the repository, or with a new,
+  /// anonymous one.
+  qrb::Error trust(const QRBSourceControlRemoteRepositoryPtr& repository, const qrb::String& fingerprint);
   /// Forgets an account and its secret.
   qrb::Error remove(const QRBSourceControlAccountPtr& account);
   /// The strategy with what the secret store has for it, where its own secret is empty.

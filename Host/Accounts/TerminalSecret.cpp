@@ -84,6 +84,10 @@ bool canAskForSecret() {
   return openTerminal().valid();
 }
 
+bool canAskUser() {
+  return ::isatty(STDIN_FILENO) != 0 && ::isatty(STDERR_FILENO) != 0 && canAskForSecret();
+}
+
 qrb::Error askForSecret(const std::string& prompt, std::string& secret) {
   qrb::FileDescriptor terminal = openTerminal();
   if (!terminal.valid()) {
@@ -102,6 +106,22 @@ qrb::Error askForSecret(const std::string& prompt, std::string& secret) {
   if (error) return error;
   line.pop_back();
   secret = std::move(line);
+  return {};
+}
+
+qrb::Error askForLine(const std::string& prompt, std::string& line) {
+  qrb::FileDescriptor terminal = openTerminal();
+  if (!terminal.valid()) return hostError("There is no terminal to ask on.", {}, errno);
+  // What was typed before the question is no answer to it.
+  ::tcflush(terminal.get(), TCIFLUSH);
+  if (!say(terminal.get(), prompt)) return hostError("The terminal cannot be written to.", {}, errno);
+  std::string typed;
+  if (qrb::Error error = readTerminalLine(terminal.get(), typed)) {
+    say(terminal.get(), "\n");
+    return error;
+  }
+  std::size_t first = typed.find_first_not_of(" \t\r\n");
+  line = first == std::string::npos ? "" : typed.substr(first, typed.find_last_not_of(" \t\r\n") - first + 1);
   return {};
 }
 

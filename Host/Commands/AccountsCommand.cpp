@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "Command.h"
+#include "Actions.h"
 #include "ErrorPrinting.h"
 #include "HostError.h"
 #include "ProgramAccounts.h"
@@ -15,7 +15,6 @@
 #include "Systems.h"
 #include "TerminalSecret.h"
 #include "Text.h"
-#include "UnicodeText.h"
 
 namespace host {
 
@@ -187,16 +186,6 @@ ExitStatus runRemove(Session& session, const Options& options) {
   return ExitStatus::success;
 }
 
-qrb::Error findSystem(Session& session, const std::string& name, QRBSourceControlSystemPtr& system) {
-  auto [systems, error] = listSystems(session);
-  if (error) return error;
-  for (const QRBSourceControlSystemPtr& each : systems) {
-    if (qrb::lowercased(each->name().view()) == qrb::lowercased(name)) system = each;
-  }
-  if (system != nullptr) return {};
-  return hostError("There is no system named \"" + name + "\".", "\"qrbscm systems\" shows which there are.", ENOENT);
-}
-
 // What to try: the secret given, the one kept, or the one that the user types.
 qrb::Error strategyToTest(AccountManager& manager, const QRBSourceControlAccountPtr& account, const Options& options,
                           QRBSourceControlAuthenticationStrategyPtr& strategy) {
@@ -224,8 +213,8 @@ ExitStatus runTest(Session& session, const Options& options) {
   if (qrb::Error error = findNamed(*manager, options.name, account)) return session.fail(error);
   QRBSourceControlAuthenticationStrategyPtr strategy;
   if (qrb::Error error = strategyToTest(*manager, account, options, strategy)) return session.fail(error);
-  QRBSourceControlSystemPtr system;
-  if (qrb::Error error = findSystem(session, options.system, system)) return session.fail(error);
+  auto [system, unknown] = findSystemNamed(session, options.system);
+  if (unknown) return session.fail(unknown);
   // Another account like it, so that nothing that was typed is kept.
   auto tried = QRBSourceControlAccount::initWithName(account->accountName(), account->hostURL(), strategy);
   auto repository = QRBSourceControlRemoteRepository::initWithURLUnsavedAccount(account->hostURL(), system, tried);
@@ -239,17 +228,11 @@ ExitStatus runTest(Session& session, const Options& options) {
 
 // The command line
 
-using Runner = ExitStatus (*)(Session& session, const Options& options);
-
 Command::Run declareAccounts(CLI::App& app) {
   auto options = std::make_shared<Options>();
-  auto chosen = std::make_shared<Runner>(nullptr);
-  app.require_subcommand(1);
-  auto add = [&](const char* name, const char* summary, Runner run) {
-    CLI::App* command = app.add_subcommand(name, summary);
-    command->fallthrough();
-    command->callback([chosen, run] { *chosen = run; });
-    return command;
+  Actions actions(app);
+  auto add = [&](const char* name, const char* summary, ExitStatus (*run)(Session&, const Options&)) {
+    return &actions.add(name, summary, [options, run](Session& session) { return run(session, *options); });
   };
   auto nameArgument = [&](CLI::App* command) {
     command->add_option("NAME", options->name, "What the account is called")->required()->type_name("");
@@ -273,7 +256,7 @@ Command::Run declareAccounts(CLI::App& app) {
   testing->add_option("--system", options->system, "The system that the server serves (default: git)")
       ->type_name("NAME");
   passwordFlag(testing);
-  return [options, chosen](Session& session) { return (*chosen)(session, *options); };
+  return actions.run();
 }
 
 }  // namespace

@@ -5,13 +5,38 @@ namespace host {
 extern const Command systemsCommand;
 extern const Command statusCommand;
 extern const Command logCommand;
-extern const Command branchesCommand;
 extern const Command infoCommand;
+extern const Command addCommand;
+extern const Command removeCommand;
+extern const Command moveCommand;
+extern const Command copyCommand;
+extern const Command makeDirectoryCommand;
+extern const Command discardCommand;
+extern const Command resolveCommand;
+extern const Command commitCommand;
+extern const Command blameCommand;
+extern const Command exportCommand;
+extern const Command switchCommand;
+extern const Command mergeCommand;
+extern const Command branchCommand;
+extern const Command branchesCommand;
+extern const Command tagCommand;
+extern const Command remoteCommand;
+extern const Command fetchCommand;
+extern const Command pullCommand;
+extern const Command pushCommand;
+extern const Command updateCommand;
+extern const Command cloneCommand;
+extern const Command initCommand;
 extern const Command accountsCommand;
 
 std::span<const Command* const> allCommands() {
-  static constexpr const Command* commands[] = {&systemsCommand,  &statusCommand, &logCommand,
-                                                &branchesCommand, &infoCommand,   &accountsCommand};
+  static constexpr const Command* commands[] = {
+      &systemsCommand, &statusCommand, &logCommand,           &infoCommand,    &addCommand,     &removeCommand,
+      &moveCommand,    &copyCommand,   &makeDirectoryCommand, &discardCommand, &resolveCommand, &commitCommand,
+      &blameCommand,   &exportCommand, &switchCommand,        &mergeCommand,   &branchCommand,  &branchesCommand,
+      &tagCommand,     &remoteCommand, &fetchCommand,         &pullCommand,    &pushCommand,    &updateCommand,
+      &cloneCommand,   &initCommand,   &accountsCommand};
   return commands;
 }
 
@@ -19,6 +44,19 @@ std::shared_ptr<std::string> addPathArgument(CLI::App& app) {
   auto path = std::make_shared<std::string>();
   app.add_option("PATH", *path, "Folder in the working copy (default: the current one)")->type_name("");
   return path;
+}
+
+std::shared_ptr<std::string> addDirectoryOption(CLI::App& app) {
+  auto folder = std::make_shared<std::string>();
+  app.add_option("-C,--directory", *folder, "Work in that folder instead of the current one")->type_name("DIR");
+  return folder;
+}
+
+void checkUsage(CLI::App& app, std::function<std::string()> whatIsWrong) {
+  app.parse_complete_callback([whatIsWrong = std::move(whatIsWrong)] {
+    std::string wrong = whatIsWrong();
+    if (!wrong.empty()) throw CLI::ValidationError(wrong, CLI::ExitCodes::ValidationError);
+  });
 }
 
 }  // namespace host

@@ -21,9 +21,18 @@ struct Command {
   const char* details;
   /// Adds the command's own options and arguments, and returns what runs it with their values.
   Run (*declare)(CLI::App& app);
+  /// Whether it prints something that --json can give another form.
+  bool lists = true;
 };
 
 /// The folder given last, which most commands have. Empty when it is left out.
 std::shared_ptr<std::string> addPathArgument(CLI::App& app);
+
+/// The same as an option, -C, of commands whose arguments are files or names: it says where these are looked for.
+std::shared_ptr<std::string> addDirectoryOption(CLI::App& app);
+
+/// What is asked of a command's arguments beyond what the parser knows: `whatIsWrong` is called once they are read, and
+/// what it returns, unless it is empty, is told as wrong usage.
+void checkUsage(CLI::App& app, std::function<std::string()> whatIsWrong);
 
 }  // namespace host

@@ -5,14 +5,13 @@
 #include <unordered_map>
 
 #include "Command.h"
+#include "FilePaths.h"
+#include "LogItemPrinting.h"
 #include "QRBSourceControlAuthor.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlHistoryTypes.h"
 #include "QRBSourceControlLogItem.h"
 #include "QRBSourceControlManager.h"
-#include "QRBSourceControlRevision.h"
-#include "QRBSourceControlRevisionLocation.h"
-#include "QRBSourceControlStatusValues.h"
 #include "QRBSourceControlVCardAddressBook.h"
 #include "QRBSourceControlWorkingCopy.h"
 #include "Text.h"
@@ -102,16 +101,7 @@ class LogPrinter {
   }
 
  private:
-  void print(const QRBSourceControlLogItem& item) {
-    ++_count;
-    if (_asJSON) {
-      printJSON(item);
-    } else {
-      printPlain(item);
-    }
-  }
-  void printJSON(const QRBSourceControlLogItem& item);
-  void printPlain(const QRBSourceControlLogItem& item);
+  void print(const QRBSourceControlLogItem& item);
 
   Output& _output;
   JSONArray _array;
@@ -123,74 +113,12 @@ class LogPrinter {
   std::size_t _count = 0;
 };
 
-void LogPrinter::printJSON(const QRBSourceControlLogItem& item) {
-  JSONValue entry;
+void LogPrinter::print(const QRBSourceControlLogItem& item) {
   qrb::String email = item.author() ? _people.emailOf(item.author()) : qrb::String();
-  entry["revision"] = item.revision() ? item.revision()->identifier().view() : "";
-  entry["author"] = item.author() ? item.author()->displayName().view() : "";
-  if (email) entry["email"] = email.view();
-  entry["date"] = isoDate(item.date());
-  entry["message"] = item.message().view();
-  JSONValue paths = JSONValue::array();
-  if (item.pathsWithStatus()) {
-    for (const auto& [path, status] : *item.pathsWithStatus()) {
-      JSONValue& element = paths.emplace_back(JSONValue::object());
-      setPath(element, "path", path.view());
-      element["status"] = QRBSourceControlStatusWords(status);
-    }
-  }
-  entry["paths"] = std::move(paths);
-  if (item.fileRenames() && !item.fileRenames()->empty()) {
-    JSONValue& renames = entry["renames"] = JSONValue::array();
-    for (const auto& [from, to] : *item.fileRenames()) {
-      JSONValue& element = renames.emplace_back(JSONValue::object());
-      setPath(element, "from", from.view());
-      setPath(element, "to", to.view());
-    }
-  }
-  _array.add(entry);
-}
-
-void LogPrinter::printPlain(const QRBSourceControlLogItem& item) {
+  ++_count;
+  if (_asJSON) return _array.add(jsonOfLogItem(item, email));
   if (_count > 1) _output.write("\n");
-  if (item.revision()) _output.write(Style::yellow, displayText(item.revision()->identifier().view()));
-  _output.write("  " + localDate(item.date()));
-  if (item.author()) {
-    _people.emailOf(item.author());
-    _output.write("  ");
-    _output.write(Style::bold, displayText(item.author()->displayName().view()));
-  }
-  _output.write("\n");
-  std::string message = displayText(item.message().view());
-  while (message.ends_with('\n')) message.pop_back();
-  for (std::size_t start = 0; start < message.size();) {
-    std::size_t end = std::min(message.find('\n', start), message.size());
-    if (end > start) _output.write("    " + message.substr(start, end - start));
-    _output.write("\n");
-    start = end + 1;
-  }
-  if (!_paths || !item.pathsWithStatus()) return;
-  for (const auto& [path, status] : *item.pathsWithStatus()) {
-    std::string words;
-    for (std::string_view word : QRBSourceControlStatusWords(status)) words += std::string(word) + " ";
-    _output.write("  ");
-    _output.write(Style::cyan, words);
-    _output.write(displayPath(path.view()) + "\n");
-  }
-}
-
-/// The file relative to the root of the working copy; absent with the reason where it lies outside.
-std::optional<std::string> pathInWorkingCopy(const std::string& file, const std::string& folder,
-                                             const std::string& root) {
-  std::error_code failure;
-  fs::path path = fs::canonical(folder.empty() ? "." : folder, failure) / file;
-  // The file itself may be a link, or gone by now; the folders that lead to it are taken for what they are.
-  fs::path parent = fs::weakly_canonical(path.lexically_normal().parent_path(), failure);
-  fs::path relative = (parent / path.lexically_normal().filename()).lexically_relative(root);
-  if (failure || relative.empty() || *relative.begin() == "..") return std::nullopt;
-  std::string text = relative.native();
-  while (text.ends_with('/')) text.pop_back();
-  return text == "." ? "" : text;
+  writeLogItem(_output, item, _paths);
 }
 
 struct Query {
@@ -228,12 +156,9 @@ ExitStatus runLog(Session& session, const Options& options) {
   Query query;
   query.workingCopy = found.workingCopy;
   if (!options.file.empty()) {
-    auto file = pathInWorkingCopy(options.file, *options.path, found.root);
-    if (!file) {
-      return session.fail(QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::pathNotFound, options.file,
-                                                                 "not in the working copy " + found.root));
-    }
-    query.file = *file;
+    qrb::Error outside = pathInWorkingCopy(options.file, *options.path, found.root, query.file);
+    if (outside) return session.fail(outside);
+    if (query.file == ".") query.file.clear();
   }
   bool isForPeople = session.output().isTerminal() && !session.json();
   query.maximum = options.maximum.value_or(isForPeople ? kTerminalMaximum : 0);

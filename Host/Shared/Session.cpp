@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 
+#include "AuthenticationRemedy.h"
 #include "ErrorPrinting.h"
 #include "Log.h"
 #include "ProcessReaper.h"
@@ -13,6 +14,8 @@
 #include "QRBSourceControlError.h"
 #include "QueueOperation.h"
 #include "ServiceDirectories.h"
+#include "ServiceOutput.h"
+#include "TerminalSecret.h"
 #include "Text.h"
 
 namespace host {
@@ -57,7 +60,11 @@ std::unique_ptr<Request> begin(const Session::Start& start, EventLoop& loop) {
 }  // namespace
 
 Session::Session(CommonOptions options, EventLoop& loop, Output& output)
-    : _options(std::move(options)), _loop(loop), _output(output) {
+    : _options(std::move(options)),
+      _loop(loop),
+      _output(output),
+      _prompter(std::make_shared<AuthenticationPrompter>([&loop] { loop.wake(); })) {
+  QRBSourceControlManager::sharedInstance()->setFailureHandler(_prompter);
   _output.setHooks([this] { _progress.clear(); }, [this] { _loop.wake(); });
   for (const std::string& directory : _options.plugInDirectories) {
     qrb::ServiceDirectories::registerDirectory(directory);
@@ -71,6 +78,7 @@ Session::Session(CommonOptions options, EventLoop& loop, Output& output)
 }
 
 std::vector<qrb::Error> Session::perform(std::string label, const std::vector<Start>& starts) {
+  std::string shown = label;
   _progress.start(std::move(label));
   std::vector<std::unique_ptr<Request>> requests;
   for (const Start& start : starts) requests.push_back(begin(start, _loop));
@@ -80,7 +88,13 @@ std::vector<qrb::Error> Session::perform(std::string label, const std::vector<St
   while (!std::all_of(requests.begin(), requests.end(), isOver)) {
     auto event = _loop.wait(_progress.isShown() ? Progress::interval : std::chrono::milliseconds(-1));
     if (event == EventLoop::Event::readerGone) _output.lose(EPIPE);
-    if (!cancelled && (event == EventLoop::Event::interrupted || _output.isLost())) {
+    bool stops = event == EventLoop::Event::interrupted || _output.isLost();
+    if (!stops && !cancelled && _prompter->hasQuestions()) {
+      _progress.stop();
+      stops = !_prompter->answerQuestions();
+      _progress.start(shown);
+    }
+    if (stops && !cancelled) {
       cancelled = true;
       _output.stopWaiting();
       for (auto& request : requests) {
@@ -90,6 +104,7 @@ std::vector<qrb::Error> Session::perform(std::string label, const std::vector<St
     }
     _progress.tick();
   }
+  qrb::drainServiceOutput();
   _progress.stop();
 
   std::vector<qrb::Error> errors;
@@ -101,12 +116,34 @@ qrb::Error Session::perform(std::string label, const Start& request) {
   return perform(std::move(label), std::vector{request}).front();
 }
 
+qrb::Error Session::perform(std::string label, const Start& request,
+                            const QRBSourceControlRemoteRepositoryPtr& remote) {
+  return perform(std::move(label), [&](Done done) {
+    QRBSourceControlCancellablePtr token = request(std::move(done));
+    if (token != nullptr) token->setContext(remote);
+    return token;
+  });
+}
+
+std::function<void(const qrb::String& text, double fraction)> Session::progressBlock() {
+  return [this](const qrb::String& text, double fraction) { _progress.update(text.str(), fraction); };
+}
+
+void Session::showPlugInMessages() {
+  if (_options.verbose) return;
+  qrb::setLogHandler([this](std::string_view, std::string_view text) {
+    _progress.clear();
+    printRemark(displayText(text));
+  });
+}
+
 ExitStatus Session::fail(const qrb::Error& error) {
   // What could not be written is the reason then, and finish() reports it.
   if (_output.isLost()) return ExitStatus::failed;
   _output.flush();
   _progress.stop();
   printError(error);
+  if (std::string advice = adviceFor(error); !advice.empty() && !canAskUser()) printRemark(advice);
   return ExitStatus::failed;
 }
 

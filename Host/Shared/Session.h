@@ -1,10 +1,12 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "AuthenticationPrompter.h"
 #include "Error.h"
 #include "EventLoop.h"
 #include "Output.h"
@@ -43,6 +45,14 @@ class Session {
   /// callbacks of a cancelled request may still be running on another thread then.
   std::vector<qrb::Error> perform(std::string label, const std::vector<Start>& requests);
   qrb::Error perform(std::string label, const Start& request);
+  /// The same for a request on the working copy or its repository that reaches a remote one: the user is asked about
+  /// that one when its server refuses.
+  qrb::Error perform(std::string label, const Start& request, const QRBSourceControlRemoteRepositoryPtr& remote);
+  /// What shows the progress of the request that is made next; any thread.
+  std::function<void(const qrb::String& text, double fraction)> progressBlock();
+
+  /// From now on what plug-ins write to their standard error is shown, such as the words of a repository's hooks.
+  void showPlugInMessages();
 
   /// Prints an error for the user and returns what to end with: failure, unless the error is only that the reader of
   /// the output has gone.
@@ -57,6 +67,7 @@ class Session {
   EventLoop& _loop;
   Output& _output;
   Progress _progress;
+  const std::shared_ptr<AuthenticationPrompter> _prompter;
 };
 
 }  // namespace host

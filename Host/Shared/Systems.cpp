@@ -1,9 +1,11 @@
 #include "Systems.h"
 
+#include "HostError.h"
 #include "QRBSourceControlCancellable.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlManager.h"
 #include "QRBSourceControlSystem.h"
+#include "UnicodeText.h"
 
 namespace host {
 
@@ -18,6 +20,16 @@ ListedSystems listSystems(Session& session) {
   });
   found->error = error;
   return *found;
+}
+
+FoundSystem findSystemNamed(Session& session, const std::string& name) {
+  auto [systems, error] = listSystems(session);
+  if (error) return {nullptr, error};
+  for (const QRBSourceControlSystemPtr& each : systems) {
+    if (qrb::lowercased(each->name().view()) == qrb::lowercased(name)) return {each, {}};
+  }
+  return {nullptr,
+          hostError("There is no system named \"" + name + "\".", "\"qrbscm systems\" shows which there are.", ENOENT)};
 }
 
 }  // namespace host

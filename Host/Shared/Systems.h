@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "Error.h"
@@ -15,5 +16,12 @@ struct ListedSystems {
 
 /// Asks every installed plug-in what it is; the error is that of a cancellation.
 ListedSystems listSystems(Session& session);
+
+/// The system that the user calls so, whatever the case of the letters.
+struct FoundSystem {
+  QRBSourceControlSystemPtr system;
+  qrb::Error error;
+};
+FoundSystem findSystemNamed(Session& session, const std::string& name);
 
 }  // namespace host

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "Export.h"
+
+namespace qrb {
+
+/// Returns once the log handler has had every whole line that services have written to their stderr up to now. What a
+/// service wrote before it answered is among it. Returns at once when nobody listens to the log. Any thread but that of
+/// a log handler.
+QRB_EXPORT void drainServiceOutput();
+
+}  // namespace qrb

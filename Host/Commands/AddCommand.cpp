@@ -1,0 +1,25 @@
+#include "FileRequest.h"
+
+namespace host {
+
+namespace {
+
+Command::Run declareAdd(CLI::App& app) {
+  auto arguments = addFileArguments(app, "Files or folders to put under source control");
+  return [arguments](Session& session) {
+    return runFileRequest(session, *arguments, "Adding files", &QRBSourceControlWorkingCopy::addFiles);
+  };
+}
+
+}  // namespace
+
+extern const Command addCommand{
+    "add", "Put files under source control with the next commit",
+    "A folder stands for everything in it. Where the system has a staging area, the present content is staged.\n\n"
+    "Examples:\n"
+    "  qrbscm add README.md src\n"
+    "  qrbscm add -- -strangely-named-file\n"
+    "  qrbscm add -C ~/orchard .\n",
+    declareAdd, false};
+
+}  // namespace host

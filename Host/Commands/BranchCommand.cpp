@@ -1,0 +1,111 @@
+#include "Actions.h"
+#include "BranchListing.h"
+#include "LocationFinder.h"
+#include "QRBSourceControlBranch.h"
+#include "QRBSourceControlCancellable.h"
+#include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlWorkingCopy.h"
+#include "RemoteFinder.h"
+#include "WorkingCopyFinder.h"
+
+namespace host {
+
+namespace {
+
+struct Options {
+  std::shared_ptr<std::string> folder;
+  std::string name;
+  std::string from;
+  std::string remote;
+  bool remotes = false;
+  bool all = false;
+};
+
+ExitStatus runList(Session& session, const Options& options) {
+  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  if (found.error) return session.fail(found.error);
+  return listBranches(session, found.workingCopy, {!options.remotes, options.remotes || options.all});
+}
+
+// Where a new branch begins: at the branch named, else at the one that the working copy is on.
+FoundLocation beginning(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy, const std::string& name) {
+  if (!name.empty()) return findBranch(session, workingCopy->repository(), name);
+  CurrentBranch current = findCurrentBranch(session, workingCopy);
+  return {current.branch, current.branch == nullptr ? current.error : qrb::Error(), nullptr};
+}
+
+ExitStatus runAdd(Session& session, const Options& options) {
+  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  if (found.error) return session.fail(found.error);
+  FoundLocation from = beginning(session, found.workingCopy, options.from);
+  if (from.error) return session.fail(from.error);
+  QRBSourceControlRemoteRepositoryPtr remote;
+  if (!options.remote.empty()) {
+    FoundRemote there = findRemote(session, found.workingCopy->repository(), options.remote);
+    if (there.error) return session.fail(there.error);
+    remote = there.remote;
+  }
+  auto branch = remote == nullptr ? QRBSourceControlBranch::initWithNewBranchName(options.name)
+                                  : QRBSourceControlBranch::initWithNewBranchName(options.name, options.remote);
+  auto start = std::dynamic_pointer_cast<const QRBSourceControlBranch>(from.location);
+  auto request = [&](Session::Done done) {
+    return found.workingCopy->repository()->addBranch(branch, start, nullptr,
+                                                      [done](auto, qrb::Error error) { done(std::move(error)); });
+  };
+  qrb::Error error = session.perform("Adding the branch", request, remote);
+  return error ? session.fail(error) : ExitStatus::success;
+}
+
+ExitStatus runRemove(Session& session, const Options& options) {
+  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  if (found.error) return session.fail(found.error);
+  QRBSourceControlRemoteRepositoryPtr remote;
+  auto branch = QRBSourceControlBranch::initWithBranchName(options.name, false);
+  if (!options.remote.empty()) {
+    FoundRemote there = findRemote(session, found.workingCopy->repository(), options.remote);
+    if (there.error) return session.fail(there.error);
+    remote = there.remote;
+    branch = QRBSourceControlBranch::initWithBranchNameRemoteName(options.name, false, options.remote);
+  }
+  qrb::Error error = session.perform("Removing the branch", [&](Session::Done done) {
+    return found.workingCopy->repository()->removeBranch(branch, nullptr, remote, done);
+  });
+  return error ? session.fail(error) : ExitStatus::success;
+}
+
+Command::Run declareBranch(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  options->folder = addDirectoryOption(app);
+  auto with = [options](ExitStatus (*run)(Session&, const Options&)) -> Command::Run {
+    return [=](Session& session) { return run(session, *options); };
+  };
+  auto nameArgument = [&](CLI::App& action) {
+    auto* name = action.add_option("NAME", options->name, "The branch")->required()->type_name("");
+    name->check(CLI::Validator([](std::string& text) { return text.empty() ? "a branch has a name" : ""; }, ""));
+  };
+  Actions actions(app, with(runList));
+  CLI::App& list = actions.add("list", "List the branches (also without an action)", with(runList));
+  auto* remotes = list.add_flag("--remotes", options->remotes, "Those of remotes instead, as last fetched");
+  list.add_flag("--all", options->all, "Those of remotes, too")->excludes(remotes);
+  CLI::App& add = actions.add("add", "Make a branch; the working copy stays where it is", with(runAdd));
+  nameArgument(add);
+  add.add_option("--from", options->from, "Where that branch is (default: the current one)")->type_name("BRANCH");
+  add.add_option("--remote", options->remote, "On that remote")->type_name("NAME");
+  CLI::App& remove = actions.add("remove", "Remove a branch", with(runRemove));
+  nameArgument(remove);
+  remove.add_option("--remote", options->remote, "From that remote")->type_name("NAME");
+  return actions.run();
+}
+
+}  // namespace
+
+extern const Command branchCommand{"branch", "List, add and remove branches",
+                                   "\"qrbscm switch -c\" makes a branch and switches to it.\n\n"
+                                   "Examples:\n"
+                                   "  qrbscm branch\n"
+                                   "  qrbscm branch list --all --json\n"
+                                   "  qrbscm branch add topic --from origin/main\n"
+                                   "  qrbscm branch remove topic --remote origin\n",
+                                   declareBranch};
+
+}  // namespace host

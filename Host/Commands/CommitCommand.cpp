@@ -1,0 +1,160 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <fstream>
+#include <iterator>
+
+#include "Editor.h"
+#include "FileRequest.h"
+#include "HostError.h"
+#include "QRBSourceControlCancellable.h"
+#include "QRBSourceControlRevision.h"
+#include "QRBSourceControlStatusValues.h"
+#include "Text.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::uint64_t kStaged = QRBSourceControlStatusStagedAdded | QRBSourceControlStatusStagedModified |
+                                  QRBSourceControlStatusStagedDeleted | QRBSourceControlStatusStagedRenamed |
+                                  QRBSourceControlStatusStagedCopied | QRBSourceControlStatusStagedTypeChanged;
+
+struct Options {
+  std::shared_ptr<FileArguments> files;
+  std::vector<std::string> paragraphs;
+  std::string messageFile;
+};
+
+qrb::Error readMessage(const std::string& file, std::string& message) {
+  if (file == "-" && ::isatty(STDIN_FILENO) == 0) {
+    // Not through a stream of the language, which would keep what is left for nobody.
+    char bytes[4096];
+    for (ssize_t count = 0; (count = ::read(STDIN_FILENO, bytes, sizeof bytes)) != 0;) {
+      if (count > 0) message.append(bytes, static_cast<std::size_t>(count));
+      if (count < 0 && errno != EINTR) return hostError("Standard input cannot be read.", {}, errno);
+    }
+    return {};
+  }
+  std::ifstream stream(file == "-" ? "/dev/stdin" : file, std::ios::binary);
+  if (!stream) return hostError("\"" + file + "\" cannot be read.", "Name a file that holds the message.", ENOENT);
+  message.assign(std::istreambuf_iterator<char>(stream), {});
+  return {};
+}
+
+std::string joined(const std::vector<std::string>& paragraphs) {
+  std::string message;
+  for (const std::string& paragraph : paragraphs) message += (message.empty() ? "" : "\n") + paragraph + "\n";
+  return message;
+}
+
+// What will be committed, for the user to see while he describes it.
+qrb::Error listChanges(Session& session, const FoundFiles& found, std::string& text) {
+  if (!found.paths.empty()) {
+    for (const qrb::String& path : found.paths) text += "#   " + displayPath(path.view()) + "\n";
+    return {};
+  }
+  auto listed = std::make_shared<QRBSourceControlPathStatusesPtr>();
+  qrb::Error error = session.perform("Looking for changes", [&](Session::Done done) {
+    return found.place.workingCopy->filesAndStatusWithRemoteStatus(
+        false, [listed, done](auto local, auto, qrb::Error failure) {
+          *listed = std::move(local);
+          done(std::move(failure));
+        });
+  });
+  if (error) return error;
+  for (const auto& [path, status] : **listed) {
+    if ((status & kStaged) != 0) text += "#   " + displayPath(path.view()) + "\n";
+  }
+  return {};
+}
+
+qrb::Error editMessage(Session& session, const FoundFiles& found, std::string& message) {
+  if (::isatty(STDIN_FILENO) == 0 || !session.output().isTerminal()) {
+    return hostError("There is no message.", "Give one with --message or --file.");
+  }
+  message =
+      "\n# Describe the changes. Lines that begin with \"#\" are left out; an empty message commits nothing.\n"
+      "#\n# To be committed:\n";
+  if (qrb::Error error = listChanges(session, found, message)) return error;
+  if (qrb::Error error = editText(message)) return error;
+  message = editedMessage(message);
+  return {};
+}
+
+qrb::Error obtainMessage(Session& session, const Options& options, const FoundFiles& found, std::string& message) {
+  if (!options.paragraphs.empty()) {
+    message = joined(options.paragraphs);
+  } else if (!options.messageFile.empty()) {
+    if (qrb::Error error = readMessage(options.messageFile, message)) return error;
+  } else if (qrb::Error error = editMessage(session, found, message)) {
+    return error;
+  }
+  bool isBlank = message.find_first_not_of(" \t\r\n") == std::string::npos;
+  return isBlank ? hostError("The message is empty, so nothing was committed.", "Say what was changed, and why.")
+                 : qrb::Error();
+}
+
+void print(Session& session, const QRBSourceControlRevisionPtr& revision, const std::string& message) {
+  std::string_view identifier = revision == nullptr ? std::string_view() : revision->identifier().view();
+  std::string title = message.substr(std::min(message.size(), message.find_first_not_of(" \t\r\n")));
+  title = title.substr(0, title.find('\n'));
+  if (session.json()) {
+    JSONArray array(session.output());
+    JSONValue entry;
+    entry["revision"] = identifier;
+    entry["message"] = message;
+    array.add(entry);
+    array.finish();
+    return;
+  }
+  session.output().write(Style::yellow, displayText(identifier));
+  session.output().write("  " + displayText(title) + "\n");
+}
+
+ExitStatus runCommit(Session& session, const Options& options) {
+  FoundFiles found = findFiles(session, *options.files);
+  if (found.error) return session.fail(found.error);
+  std::string message;
+  if (qrb::Error error = obtainMessage(session, options, found, message)) return session.fail(error);
+  session.showPlugInMessages();
+  auto revision = std::make_shared<QRBSourceControlRevisionPtr>();
+  qrb::Error error = session.perform("Committing", [&](Session::Done done) {
+    return found.place.workingCopy->commitFiles(found.paths, message, [revision, done](auto made, qrb::Error failure) {
+      *revision = std::move(made);
+      done(std::move(failure));
+    });
+  });
+  if (error) return session.fail(error);
+  print(session, *revision, message);
+  return ExitStatus::success;
+}
+
+Command::Run declareCommit(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  options->files = addFileArguments(app, "Files or folders to commit (default: what is staged)", false);
+  auto* message = app.add_option("-m,--message", options->paragraphs, "The message; each further one is a paragraph")
+                      ->type_name("TEXT")
+                      ->allow_extra_args(false);
+  app.add_option("-F,--file", options->messageFile, "Read the message from that file; \"-\" is standard input")
+      ->type_name("FILE")
+      ->excludes(message);
+  return [options](Session& session) { return runCommit(session, *options); };
+}
+
+}  // namespace
+
+extern const Command commitCommand{"commit", "Commit changes: of the files named, else what is staged",
+                                   "Files that are named are committed as they are on disk, and nothing else with "
+                                   "them, whatever is staged. Without -m\n"
+                                   "and -F the message is written in the editor that VISUAL or EDITOR names. What the "
+                                   "repository's hooks have to say is\n"
+                                   "shown on standard error.\n\n"
+                                   "Examples:\n"
+                                   "  qrbscm commit -m 'water the trees'\n"
+                                   "  qrbscm commit -m 'fix' src/main.c\n"
+                                   "  git log -1 --format=%B v1 | qrbscm commit -F -\n",
+                                   declareCommit};
+
+}  // namespace host

@@ -1,0 +1,46 @@
+#include "FileRequest.h"
+#include "QRBSourceControlCancellable.h"
+
+namespace host {
+
+namespace {
+
+struct Options {
+  std::shared_ptr<FileArguments> files;
+  bool all = false;
+};
+
+ExitStatus runDiscard(Session& session, const Options& options) {
+  if (!options.all) {
+    return runFileRequest(session, *options.files, "Discarding changes",
+                          &QRBSourceControlWorkingCopy::discardChangesInFiles);
+  }
+  FoundWorkingCopy found = findWorkingCopy(session, *options.files->folder);
+  if (found.error) return session.fail(found.error);
+  qrb::Error error = session.perform("Discarding changes", [&](Session::Done done) {
+    return found.workingCopy->discardAllChangesWithCompletionBlock(done);
+  });
+  return error ? session.fail(error) : ExitStatus::success;
+}
+
+Command::Run declareDiscard(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  options->files = addFileArguments(app, "Files or folders to bring back", false);
+  auto* all = app.add_flag("--all", options->all, "Bring back the whole working copy");
+  app.get_option("FILE")->excludes(all);
+  checkUsage(app, [options] {
+    return options->all || !options->files->files.empty() ? "" : "which files? Name them, or say --all";
+  });
+  return [options](Session& session) { return runDiscard(session, *options); };
+}
+
+}  // namespace
+
+extern const Command discardCommand{"discard", "Bring files back to what was last committed; their changes are lost",
+                                    "Say which files, or --all. Files that are not under source control stay.\n\n"
+                                    "Examples:\n"
+                                    "  qrbscm discard src/main.c\n"
+                                    "  qrbscm discard --all -C ~/orchard\n",
+                                    declareDiscard, false};
+
+}  // namespace host

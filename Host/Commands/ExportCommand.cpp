@@ -1,0 +1,113 @@
+#include <filesystem>
+
+#include "FilePaths.h"
+#include "FileRequest.h"
+#include "HostError.h"
+#include "LocationFinder.h"
+#include "QRBSourceControlCancellable.h"
+#include "QRBSourceControlRepository.h"
+#include "QRBSourceControlRevisionLocation.h"
+#include "Text.h"
+
+namespace host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Options {
+  std::shared_ptr<std::string> folder;
+  std::string file;
+  std::string place;
+  std::string parentOf;
+  std::string output = ".";
+};
+
+// What comes from before a revision comes in a temporary folder, and is put where the user wants it.
+qrb::Error moveInto(const fs::path& folder, fs::path& file) {
+  std::error_code failure;
+  fs::path target = folder / file.filename();
+  fs::copy_file(file, target, fs::copy_options::none, failure);
+  if (failure) {
+    return hostError("\"" + target.native() + "\" could not be written: " + failure.message(),
+                     "What was exported is at " + file.native() + ".", failure.value());
+  }
+  fs::remove(file, failure);
+  fs::remove(file.parent_path(), failure);
+  file = target;
+  return {};
+}
+
+qrb::Error exportOne(Session& session, const Options& options, const FoundWorkingCopy& found, const std::string& path,
+                     const fs::path& folder, fs::path& exported) {
+  QRBSourceControlRevisionLocationPtr location;
+  if (options.parentOf.empty()) {
+    FoundLocation at = findLocation(session, found.workingCopy->repository(), options.place);
+    if (at.error) return at.error;
+    location = at.location;
+  }
+  auto url = std::make_shared<qrb::URL>();
+  qrb::Error error = session.perform("Exporting", [&](Session::Done done) {
+    auto onReply = [url, done](qrb::URL answer, qrb::Error failure) {
+      *url = std::move(answer);
+      done(std::move(failure));
+    };
+    if (location == nullptr) return found.workingCopy->exportFile(path, revisionNamed(options.parentOf), onReply);
+    return found.workingCopy->exportFile(path, location, qrb::URL::fileURL(folder.native(), true), onReply);
+  });
+  if (error) return error;
+  exported = url->path().str();
+  return location == nullptr ? moveInto(folder, exported) : qrb::Error();
+}
+
+ExitStatus runExport(Session& session, const Options& options) {
+  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  if (found.error) return session.fail(found.error);
+  std::string path;
+  if (qrb::Error error = pathInWorkingCopy(options.file, *options.folder, found.root, path)) return session.fail(error);
+  fs::path output = (fs::absolute(options.folder->empty() ? "." : *options.folder) / options.output).lexically_normal();
+  std::error_code failure;
+  if (!fs::is_directory(output, failure)) {
+    return session.fail(hostError("\"" + output.native() + "\" is not a folder.", "Name one that is there.", ENOTDIR));
+  }
+  fs::path exported;
+  if (qrb::Error error = exportOne(session, options, found, path, output, exported)) return session.fail(error);
+  if (session.json()) {
+    JSONValue entry;
+    setPath(entry, "path", exported.native());
+    JSONArray array(session.output());
+    array.add(entry);
+    array.finish();
+  } else {
+    session.output().write(displayPath(exported.native()) + "\n");
+  }
+  return ExitStatus::success;
+}
+
+Command::Run declareExport(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  options->folder = addDirectoryOption(app);
+  app.add_option("FILE", options->file, "The file, under its present name")->type_name("")->required();
+  auto* place =
+      app.add_option("REVISION", options->place, "The branch, tag or revision to take it from")->type_name("");
+  app.add_option("--parent-of", options->parentOf, "Take it as it was before that revision")
+      ->type_name("REV")
+      ->excludes(place);
+  app.add_option("-o,--output", options->output, "Write it into that folder (default: the current one)")
+      ->type_name("DIR");
+  checkUsage(app, [options] {
+    return options->place.empty() && options->parentOf.empty() ? "from where? Name a REVISION, or use --parent-of" : "";
+  });
+  return [options](Session& session) { return runExport(session, *options); };
+}
+
+}  // namespace
+
+extern const Command exportCommand{"export", "Write a file as it was at a branch, tag or revision to a new file",
+                                   "Prints the path of the new file. The working copy stays as it is.\n\n"
+                                   "Examples:\n"
+                                   "  qrbscm export src/main.c v1.0 -o /tmp\n"
+                                   "  qrbscm export src/main.c --parent-of 1a2b3c4 -o /tmp\n",
+                                   declareExport};
+
+}  // namespace host

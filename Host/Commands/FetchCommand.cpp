@@ -1,0 +1,49 @@
+#include "Command.h"
+#include "QRBSourceControlCancellable.h"
+#include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlWorkingCopy.h"
+#include "RemoteFinder.h"
+#include "WorkingCopyFinder.h"
+
+namespace host {
+
+namespace {
+
+struct Options {
+  std::shared_ptr<std::string> folder;
+  std::string remote;
+};
+
+ExitStatus runFetch(Session& session, const Options& options) {
+  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  if (found.error) return session.fail(found.error);
+  auto repository = found.workingCopy->repository();
+  FoundRemote from = findRemote(session, repository, options.remote);
+  if (from.error) return session.fail(from.error);
+  qrb::Error error = session.perform("Fetching from " + from.name, [&](Session::Done done) {
+    return repository->downloadUpdatesFromRemoteRepository(from.remote, session.progressBlock(), done);
+  });
+  return error ? session.fail(error) : ExitStatus::success;
+}
+
+Command::Run declareFetch(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  options->folder = addDirectoryOption(app);
+  app.add_option("REMOTE", options->remote, "From that remote (default: the primary one)")->type_name("");
+  return [options](Session& session) { return runFetch(session, *options); };
+}
+
+}  // namespace
+
+extern const Command fetchCommand{"fetch",
+                                  "Get what a remote has and the repository has not; the working copy stays as it is",
+                                  "What came is seen with \"qrbscm branch list --remotes\" and \"qrbscm status "
+                                  "--remote\". A server that wants to know\n"
+                                  "who you are is answered with an account that is kept (\"qrbscm accounts\"), else "
+                                  "you are asked on the terminal.\n\n"
+                                  "Examples:\n"
+                                  "  qrbscm fetch\n"
+                                  "  qrbscm fetch upstream\n",
+                                  declareFetch, false};
+
+}  // namespace host

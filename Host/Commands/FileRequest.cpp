@@ -1,0 +1,75 @@
+#include "FileRequest.h"
+
+#include <filesystem>
+
+#include "FilePaths.h"
+#include "HostError.h"
+#include "QRBSourceControlCancellable.h"
+
+namespace host {
+
+namespace {
+
+ExitStatus runFilePairs(Session& session, const FileArguments& arguments, const char* label, FilePairsRequest request) {
+  FileArguments sources{arguments.folder, {arguments.files.begin(), arguments.files.end() - 1}};
+  const std::string& destination = arguments.files.back();
+  std::filesystem::path folder = arguments.folder->empty() ? "." : *arguments.folder;
+  std::error_code failure;
+  bool isFolder = std::filesystem::is_directory(folder / destination, failure);
+  if (sources.files.size() > 1 && !isFolder) {
+    return session.fail(hostError("\"" + destination + "\" is not a folder.",
+                                  "Several files go into a folder that is there; \"qrbscm mkdir\" makes one."));
+  }
+  FileArguments targets{arguments.folder, {}};
+  for (const std::string& source : sources.files) {
+    targets.files.push_back(destinationOf(source, destination, isFolder));
+  }
+  FoundFiles found = findFiles(session, sources);
+  if (found.error) return session.fail(found.error);
+  QRBSourceControlWorkingCopy::Files paths;
+  if (qrb::Error error = pathsInWorkingCopy(targets.files, *targets.folder, found.place.root, paths)) {
+    return session.fail(error);
+  }
+  qrb::Error error = session.perform(
+      label, [&](Session::Done done) { return (found.place.workingCopy.get()->*request)(found.paths, paths, done); });
+  return error ? session.fail(error) : ExitStatus::success;
+}
+
+}  // namespace
+
+std::shared_ptr<FileArguments> addFileArguments(CLI::App& app, const char* description, bool required) {
+  auto arguments = std::make_shared<FileArguments>();
+  arguments->folder = addDirectoryOption(app);
+  app.add_option("FILE", arguments->files, description)->type_name("...")->required(required);
+  return arguments;
+}
+
+FoundFiles findFiles(Session& session, const FileArguments& arguments) {
+  FoundFiles found;
+  found.place = findWorkingCopy(session, *arguments.folder);
+  found.error = found.place.error;
+  if (!found.error) {
+    found.error = pathsInWorkingCopy(arguments.files, *arguments.folder, found.place.root, found.paths);
+  }
+  return found;
+}
+
+ExitStatus runFileRequest(Session& session, const FileArguments& arguments, const char* label, FileRequest request) {
+  FoundFiles found = findFiles(session, arguments);
+  if (found.error) return session.fail(found.error);
+  qrb::Error error = session.perform(
+      label, [&](Session::Done done) { return (found.place.workingCopy.get()->*request)(found.paths, done); });
+  return error ? session.fail(error) : ExitStatus::success;
+}
+
+Command::Run declareFilePairs(CLI::App& app, const char* label, FilePairsRequest request) {
+  auto arguments = std::make_shared<FileArguments>();
+  arguments->folder = addDirectoryOption(app);
+  app.add_option("SOURCE", arguments->files, "One or more files, then where they go")
+      ->type_name("... DESTINATION")
+      ->required()
+      ->expected(2, 1 << 20);
+  return [=](Session& session) { return runFilePairs(session, *arguments, label, request); };
+}
+
+}  // namespace host

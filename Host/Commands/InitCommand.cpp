@@ -1,0 +1,47 @@
+#include <filesystem>
+
+#include "Command.h"
+#include "QRBSourceControlCancellable.h"
+#include "QRBSourceControlRepository.h"
+#include "Systems.h"
+#include "Text.h"
+
+namespace host {
+
+namespace {
+
+struct Options {
+  std::string folder = ".";
+  std::string system = "git";
+};
+
+ExitStatus runInit(Session& session, const Options& options) {
+  FoundSystem found = findSystemNamed(session, options.system);
+  if (found.error) return session.fail(found.error);
+  std::filesystem::path folder = std::filesystem::absolute(options.folder).lexically_normal();
+  qrb::Error error = session.perform("Making a repository", [&](Session::Done done) {
+    return QRBSourceControlRepository::createRepositoryAtFileURL(
+        qrb::URL::fileURL(folder.native(), true), found.system,
+        [done](auto, qrb::Error failure) { done(std::move(failure)); });
+  });
+  return error ? session.fail(error) : ExitStatus::success;
+}
+
+Command::Run declareInit(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  app.add_option("FOLDER", options->folder, "Where (default: the current folder); it is made if it is missing")
+      ->type_name("");
+  app.add_option("--system", options->system, "Of that system (default: git)")->type_name("NAME");
+  return [options](Session& session) { return runInit(session, *options); };
+}
+
+}  // namespace
+
+extern const Command initCommand{"init", "Make a new, empty repository in a folder",
+                                 "Files that are in the folder stay, and are not under source control yet.\n\n"
+                                 "Examples:\n"
+                                 "  qrbscm init\n"
+                                 "  qrbscm init ~/orchard\n",
+                                 declareInit, false};
+
+}  // namespace host

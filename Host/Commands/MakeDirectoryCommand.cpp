@@ -1,0 +1,44 @@
+#include <nlohmann/json.hpp>
+
+#include "FileRequest.h"
+#include "QRBSourceControlCancellable.h"
+
+namespace host {
+
+namespace {
+
+struct Options {
+  std::shared_ptr<FileArguments> folders;
+  bool parents = false;
+};
+
+ExitStatus runMakeDirectory(Session& session, const Options& options) {
+  FoundFiles found = findFiles(session, *options.folders);
+  if (found.error) return session.fail(found.error);
+  for (const qrb::String& path : found.paths) {
+    qrb::Error error = session.perform("Making a folder", [&](Session::Done done) {
+      return found.place.workingCopy->createDirectory(path, options.parents, qrb::Dictionary::object(), done);
+    });
+    if (error) return session.fail(error);
+  }
+  return ExitStatus::success;
+}
+
+Command::Run declareMakeDirectory(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  options->folders = addFileArguments(app, "Folders to make, one after the other");
+  app.add_flag("-p,--parents", options->parents, "Make also the folders above that are missing");
+  return [options](Session& session) { return runMakeDirectory(session, *options); };
+}
+
+}  // namespace
+
+extern const Command makeDirectoryCommand{
+    "mkdir", "Make folders in a working copy",
+    "Where the system keeps folders under source control, they are added with the next commit.\n\n"
+    "Examples:\n"
+    "  qrbscm mkdir docs\n"
+    "  qrbscm mkdir -p src/fruit/apple\n",
+    declareMakeDirectory, false};
+
+}  // namespace host

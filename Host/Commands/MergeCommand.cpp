@@ -1,0 +1,49 @@
+#include "Command.h"
+#include "LocationFinder.h"
+#include "QRBSourceControlBranch.h"
+#include "QRBSourceControlCancellable.h"
+#include "QRBSourceControlRepository.h"
+#include "QRBSourceControlWorkingCopy.h"
+#include "WorkingCopyFinder.h"
+
+namespace host {
+
+namespace {
+
+struct Options {
+  std::shared_ptr<std::string> folder;
+  std::string branch;
+};
+
+ExitStatus runMerge(Session& session, const Options& options) {
+  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  if (found.error) return session.fail(found.error);
+  FoundLocation from = findBranch(session, found.workingCopy->repository(), options.branch);
+  if (from.error) return session.fail(from.error);
+  auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(from.location);
+  qrb::Error error =
+      session.perform("Merging", [&](Session::Done done) { return found.workingCopy->mergeBranch(branch, done); });
+  return error ? session.fail(error) : ExitStatus::success;
+}
+
+Command::Run declareMerge(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  options->folder = addDirectoryOption(app);
+  app.add_option("BRANCH", options->branch, "The branch to merge, or one of a remote: origin/main")
+      ->type_name("")
+      ->required();
+  return [options](Session& session) { return runMerge(session, *options); };
+}
+
+}  // namespace
+
+extern const Command mergeCommand{"merge", "Merge a branch into the working copy",
+                                  "Where both sides changed the same lines the merge stops: \"qrbscm status\" shows "
+                                  "the files in conflict; edit them,\n"
+                                  "then use \"qrbscm resolve\" and \"qrbscm commit\".\n\n"
+                                  "Examples:\n"
+                                  "  qrbscm merge topic\n"
+                                  "  qrbscm merge origin/main\n",
+                                  declareMerge, false};
+
+}  // namespace host

@@ -1,0 +1,82 @@
+#include "Command.h"
+#include "QRBSourceControlBranch.h"
+#include "QRBSourceControlCancellable.h"
+#include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlWorkingCopy.h"
+#include "RemoteFinder.h"
+#include "WorkingCopyFinder.h"
+
+namespace host {
+
+namespace {
+
+struct Options {
+  std::shared_ptr<std::string> folder;
+  std::string remote;
+  std::string branch;
+};
+
+// Where to: what the user names, else what the current branch follows, else a branch of the same name.
+struct Target {
+  FoundRemote remote;
+  QRBSourceControlBranchPtr branch;
+  qrb::Error error;
+};
+
+Target findTarget(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy, const Options& options) {
+  Target target;
+  std::string remoteName = options.remote;
+  std::string branchName = options.branch;
+  if (branchName.empty()) {
+    CurrentBranch current = findCurrentBranch(session, workingCopy);
+    target.error = current.error;
+    if (target.error) return target;
+    bool isFollowed =
+        current.followed != nullptr && (remoteName.empty() || current.followed->remoteName().view() == remoteName);
+    branchName = isFollowed ? current.followed->name().str() : current.branch->name().str();
+    if (isFollowed) remoteName = current.followed->remoteName().str();
+  }
+  target.remote = findRemote(session, workingCopy->repository(), remoteName);
+  target.error = target.remote.error;
+  target.branch = QRBSourceControlBranch::initWithBranchNameRemoteName(branchName, false, target.remote.name);
+  return target;
+}
+
+ExitStatus runPush(Session& session, const Options& options) {
+  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  if (found.error) return session.fail(found.error);
+  Target target = findTarget(session, found.workingCopy, options);
+  if (target.error) return session.fail(target.error);
+  session.showPlugInMessages();
+  qrb::Error error = session.perform("Pushing to " + target.remote.name, [&](Session::Done done) {
+    return found.workingCopy->repository()->uploadCommitsToRemoteRepository(target.remote.remote, target.branch,
+                                                                            session.progressBlock(), done);
+  });
+  return error ? session.fail(error) : ExitStatus::success;
+}
+
+Command::Run declarePush(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  options->folder = addDirectoryOption(app);
+  app.add_option("REMOTE", options->remote,
+                 "To that remote (default: the one that the current branch follows, else the "
+                 "primary one)")
+      ->type_name("");
+  app.add_option("BRANCH", options->branch,
+                 "To that branch there (default: the one that the current branch follows, "
+                 "else one of the same name)")
+      ->type_name("");
+  return [options](Session& session) { return runPush(session, *options); };
+}
+
+}  // namespace
+
+extern const Command pushCommand{
+    "push", "Send the commits of the current branch to a remote",
+    "Nothing that the remote has is overwritten: where it has commits of its own, get them first (\"qrbscm pull\").\n\n"
+    "Examples:\n"
+    "  qrbscm push\n"
+    "  qrbscm push origin topic\n",
+    declarePush, false};
+
+}  // namespace host

@@ -1,0 +1,101 @@
+#include "AccountRecord.h"
+#include "Actions.h"
+#include "QRBSourceControlCancellable.h"
+#include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlWorkingCopy.h"
+#include "RemoteFinder.h"
+#include "Text.h"
+#include "WorkingCopyFinder.h"
+
+namespace host {
+
+namespace {
+
+struct Options {
+  std::shared_ptr<std::string> folder;
+  std::string name;
+  std::string url;
+};
+
+bool isPrimary(const ListedRemotes& listed, const QRBSourceControlRemoteRepositoryPtr& remote) {
+  return listed.primary != nullptr && (remote == listed.primary || remote->URL() == listed.primary->URL());
+}
+
+ExitStatus runList(Session& session, const Options& options) {
+  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  if (found.error) return session.fail(found.error);
+  ListedRemotes listed = listRemotes(session, found.workingCopy->repository());
+  if (listed.error) return session.fail(listed.error);
+  static const QRBSourceControlRemoteRepositories none;
+  JSONArray array(session.output());
+  for (const auto& [name, remote] : listed.byName == nullptr ? none : *listed.byName) {
+    std::string url = withoutPassword(remote->URL()).absoluteString().str();
+    if (session.json()) {
+      JSONValue entry;
+      entry["name"] = name.view();
+      entry["url"] = url;
+      entry["primary"] = isPrimary(listed, remote);
+      array.add(entry);
+      continue;
+    }
+    session.output().write(Style::bold, displayText(name.view()));
+    session.output().write("  " + displayText(url));
+    if (isPrimary(listed, remote)) session.output().write(Style::dim, "  (primary)");
+    session.output().write("\n");
+  }
+  if (session.json()) array.finish();
+  return ExitStatus::success;
+}
+
+ExitStatus runAdd(Session& session, const Options& options) {
+  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  if (found.error) return session.fail(found.error);
+  qrb::URL url;
+  if (qrb::Error error = readAddress(options.url, *options.folder, url)) return session.fail(error);
+  auto repository = found.workingCopy->repository();
+  auto remote = QRBSourceControlRemoteRepository::initUnsavedWithURL(url, repository->sourceControlSystem());
+  qrb::Error error = session.perform("Adding the remote", [&](Session::Done done) {
+    return repository->addRemoteRepository(remote, options.name, done);
+  });
+  return error ? session.fail(error) : ExitStatus::success;
+}
+
+ExitStatus runRemove(Session& session, const Options& options) {
+  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  if (found.error) return session.fail(found.error);
+  qrb::Error error = session.perform("Removing the remote", [&](Session::Done done) {
+    return found.workingCopy->repository()->removeRemoteRepositoryNamed(options.name, done);
+  });
+  return error ? session.fail(error) : ExitStatus::success;
+}
+
+Command::Run declareRemote(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  options->folder = addDirectoryOption(app);
+  auto with = [options](ExitStatus (*run)(Session&, const Options&)) -> Command::Run {
+    return [=](Session& session) { return run(session, *options); };
+  };
+  auto nameArgument = [&](CLI::App& action) {
+    action.add_option("NAME", options->name, "What the remote is called")->required()->type_name("");
+  };
+  Actions actions(app, with(runList));
+  actions.add("list", "List the remotes (also without an action)", with(runList));
+  CLI::App& add = actions.add("add", "Make a remote known to the repository", with(runAdd));
+  nameArgument(add);
+  add.add_option("URL", options->url, "Where it is: a URL, user@host:path, or the path of a folder")
+      ->required()
+      ->type_name("");
+  nameArgument(actions.add("remove", "Forget a remote; the remote itself stays as it is", with(runRemove)));
+  return actions.run();
+}
+
+}  // namespace
+
+extern const Command remoteCommand{"remote", "List, add and remove the remotes of a repository",
+                                   "Examples:\n"
+                                   "  qrbscm remote\n"
+                                   "  qrbscm remote add upstream https://example.org/orchard.git\n"
+                                   "  qrbscm remote remove upstream\n",
+                                   declareRemote};
+
+}  // namespace host

@@ -1,0 +1,44 @@
+#include "Command.h"
+#include "QRBSourceControlCancellable.h"
+#include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlWorkingCopy.h"
+#include "RemoteFinder.h"
+#include "WorkingCopyFinder.h"
+
+namespace host {
+
+namespace {
+
+struct Options {
+  std::shared_ptr<std::string> folder;
+  std::string remote;
+};
+
+ExitStatus runUpdate(Session& session, const Options& options) {
+  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  if (found.error) return session.fail(found.error);
+  FoundRemote from = findRemote(session, found.workingCopy->repository(), options.remote);
+  if (from.error) return session.fail(from.error);
+  auto request = [&](Session::Done done) {
+    return found.workingCopy->forceUpdateWorkingCopyFromRepository(from.remote, session.progressBlock(), done);
+  };
+  qrb::Error error = session.perform("Updating from " + from.name, request, from.remote);
+  return error ? session.fail(error) : ExitStatus::success;
+}
+
+Command::Run declareUpdate(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  options->folder = addDirectoryOption(app);
+  app.add_option("REMOTE", options->remote, "From that remote (default: the primary one)")->type_name("");
+  return [options](Session& session) { return runUpdate(session, *options); };
+}
+
+}  // namespace
+
+extern const Command updateCommand{"update", "Bring the working copy to what the remote has",
+                                   "Examples:\n"
+                                   "  qrbscm update\n"
+                                   "  qrbscm update upstream\n",
+                                   declareUpdate, false};
+
+}  // namespace host

@@ -1,0 +1,186 @@
+#include "AuthenticationPrompter.h"
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "AccountRecord.h"
+#include "AuthenticationRemedy.h"
+#include "ErrorPrinting.h"
+#include "ProgramAccounts.h"
+#include "QRBSourceControlBasicAuthenticationStrategy.h"
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
+#include "QRBSourceControlSingleRepositoryAccount.h"
+#include "QRBSourceControlURL.h"
+#include "TerminalSecret.h"
+#include "Text.h"
+
+namespace host {
+
+namespace {
+
+using Basic = QRBSourceControlBasicAuthenticationStrategy;
+using SSHKeys = QRBSourceControlSSHKeysAuthenticationStrategy;
+
+// As with other programs that ask: who is wrong three times needs to look it up.
+constexpr int kMostAttempts = 3;
+
+std::string addressOf(const QRBSourceControlRemoteRepositoryPtr& remote) {
+  return displayText(withoutPassword(remote->URL()).absoluteString().view());
+}
+
+// The user that the address, or what the request was made with, names.
+std::string knownUserOf(const QRBSourceControlRemoteRepositoryPtr& remote) {
+  std::string user = qrbscm_user(remote->URL()).str();
+  return user.empty() ? usernameOf(remote->authenticationStrategy()) : user;
+}
+
+qrb::Error askWithDefault(const std::string& what, const std::string& preset, std::string& answer) {
+  std::string prompt = what + (preset.empty() ? "" : " [" + displayText(preset) + "]") + ": ";
+  if (qrb::Error error = askForLine(prompt, answer)) return error;
+  if (answer.empty()) answer = preset;
+  return {};
+}
+
+std::string expandHome(const std::string& path) {
+  const char* home = std::getenv("HOME");
+  return home != nullptr && path.starts_with("~/") ? home + path.substr(1) : path;
+}
+
+}  // namespace
+
+AuthenticationPrompter::AuthenticationPrompter(std::function<void()> onQuestion) : _onQuestion(std::move(onQuestion)) {}
+
+void AuthenticationPrompter::handleAuthenticationFailure(const qrb::Error& error,
+                                                         const QRBSourceControlRepositoryPtr& forRepository,
+                                                         const std::shared_ptr<void>& context,
+                                                         std::function<void(bool retry)> completionBlock) {
+  auto remote = std::dynamic_pointer_cast<QRBSourceControlRemoteRepository>(forRepository);
+  if (remote == nullptr) remote = std::static_pointer_cast<QRBSourceControlRemoteRepository>(context);
+  if (remote == nullptr || !canAskUser()) return completionBlock(false);
+  {
+    std::lock_guard lock(_mutex);
+    _questions.push_back({error, remote, std::move(completionBlock)});
+  }
+  _onQuestion();
+}
+
+bool AuthenticationPrompter::hasQuestions() const {
+  std::lock_guard lock(_mutex);
+  return !_questions.empty();
+}
+
+bool AuthenticationPrompter::answerQuestions() {
+  std::vector<Question> questions;
+  {
+    std::lock_guard lock(_mutex);
+    questions.swap(_questions);
+  }
+  for (const Question& question : questions) {
+    qrb::Error stop;
+    bool retry = ask(question, stop);
+    if (stop) return false;
+    question.answer(retry);
+  }
+  return true;
+}
+
+bool AuthenticationPrompter::ask(const Question& question, qrb::Error& stop) {
+  const RemotePtr& remote = question.remote;
+  AuthenticationRemedy remedy = remedyFor(question.error, remote->URL(), remote->authenticationStrategy());
+  if (remedy == AuthenticationRemedy::none) return false;
+  if (remedy == AuthenticationRemedy::trust) {
+    bool trusted = false;
+    stop = askForTrust(question, trusted);
+    return trusted;
+  }
+  if (_attempts[remote]++ == kMostAttempts) return false;
+  if (remedy == AuthenticationRemedy::password) stop = askForPassword(question);
+  if (remedy == AuthenticationRemedy::key) stop = askForKey(question);
+  if (remedy == AuthenticationRemedy::passphrase) stop = askForPassphrase(remote);
+  return true;
+}
+
+void AuthenticationPrompter::use(const RemotePtr& remote, const QRBSourceControlAuthenticationStrategyPtr& strategy) {
+  // An account of its own, so that one that is kept stays as it is.
+  auto account = QRBSourceControlSingleRepositoryAccount::initWithRepository(remote, strategy);
+  account->setSavingDisabled(true);
+  remote->setAccount(account);
+}
+
+qrb::Error AuthenticationPrompter::askForPassword(const Question& question) {
+  const RemotePtr& remote = question.remote;
+  bool isFirst = _attempts[remote] == 1;
+  bool hadSecret = !secretOf(remote->authenticationStrategy()).empty();
+  printRemark(isFirst && !hadSecret ? addressOf(remote) + " wants to know who you are."
+                                    : displayText(question.error.localizedDescription()));
+  std::string user = knownUserOf(remote);
+  if (!qrbscm_user(remote->URL())) {
+    if (qrb::Error error = askWithDefault("User name", user, user)) return error;
+  }
+  std::string password;
+  if (qrb::Error error = askForSecret("Password of " + displayText(user) + ": ", password)) return error;
+  use(remote, Basic::initWithUsername(user, password));
+  return {};
+}
+
+qrb::Error AuthenticationPrompter::askForKey(const Question& question) {
+  const RemotePtr& remote = question.remote;
+  printRemark(addressOf(remote) + ": " + displayText(question.error.localizedDescription()));
+  std::string user = knownUserOf(remote);
+  if (user.empty()) {
+    if (qrb::Error error = askWithDefault("User name", "", user)) return error;
+  }
+  auto standard = SSHKeys::defaultSSHKeyAuthenticationStrategy();
+  std::string preset = standard == nullptr ? "" : standard->privateKeyFile().path().str();
+  std::string file;
+  std::string wanted = "Private SSH key, or \"password\"";
+  while (true) {
+    if (qrb::Error error = askWithDefault(wanted, preset, file)) return error;
+    if (file == "password") {
+      std::string password;
+      if (qrb::Error error = askForSecret("Password of " + displayText(user) + ": ", password)) return error;
+      use(remote, Basic::initWithUsername(user, password));
+      return {};
+    }
+    std::error_code failure;
+    file = std::filesystem::absolute(expandHome(file), failure).lexically_normal().native();
+    if (std::filesystem::is_regular_file(file, failure)) break;
+    printRemark(displayText(file) + " is not there.");
+  }
+  use(remote, SSHKeys::initWithUsername(user, qrb::URL::fileURL(file), {}));
+  return askForPassphrase(remote);
+}
+
+qrb::Error AuthenticationPrompter::askForPassphrase(const RemotePtr& remote) {
+  auto keys = std::dynamic_pointer_cast<const SSHKeys>(remote->authenticationStrategy());
+  if (keys == nullptr) return {};
+  std::string passphrase;
+  std::string prompt = "Passphrase of " + displayText(keys->privateKeyFile().path().view());
+  if (qrb::Error error = askForSecret(prompt + " (empty if it has none): ", passphrase)) return error;
+  use(remote, withSecret(keys, passphrase));
+  return {};
+}
+
+qrb::Error AuthenticationPrompter::askForTrust(const Question& question, bool& trusted) {
+  const RemotePtr& remote = question.remote;
+  std::string fingerprint = question.error.userInfo(QRBSourceControlSSHFingerprint).str();
+  // What was trusted and did not help will not help again.
+  if (remote->trustedServerFingerprint().view() == fingerprint) return {};
+  printRemark(displayText(question.error.localizedDescription()) + "\n" + addressOf(remote) +
+              " shows the fingerprint\n  " + displayText(fingerprint) +
+              "\nCompare it with the one that you have from whoever runs the server.");
+  std::string answer;
+  while (answer != "yes" && answer != "always" && answer != "no") {
+    if (qrb::Error error = askForLine("Trust this server? (yes, always or no): ", answer)) return error;
+  }
+  trusted = answer != "no";
+  if (!trusted) return {};
+  remote->setTrustedServerFingerprint(fingerprint);
+  if (answer == "always") {
+    if (qrb::Error error = accountManager()->trust(remote, fingerprint)) printError(error);
+  }
+  return {};
+}
+
+}  // namespace host

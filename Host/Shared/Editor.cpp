@@ -1,0 +1,112 @@
+#include "Editor.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <variant>
+
+#include "HostError.h"
+#include "Process.h"
+
+namespace host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A folder that only the user can enter, removed with what is in it.
+class PrivateFolder {
+ public:
+  PrivateFolder() {
+    std::string place = (fs::temp_directory_path() / "qrbscm-XXXXXX").native();
+    if (::mkdtemp(place.data()) != nullptr) _path = place;
+  }
+  ~PrivateFolder() {
+    std::error_code failure;
+    if (!_path.empty()) fs::remove_all(_path, failure);
+  }
+  PrivateFolder(const PrivateFolder&) = delete;
+  PrivateFolder& operator=(const PrivateFolder&) = delete;
+  const fs::path& path() const { return _path; }
+
+ private:
+  fs::path _path;
+};
+
+std::string chosenEditor() {
+  for (const char* name : {"VISUAL", "EDITOR"}) {
+    const char* value = std::getenv(name);
+    if (value != nullptr && *value != '\0') return value;
+  }
+  return "vi";
+}
+
+// An interruption was typed for the editor, which has the terminal; it is not the wish to stop us.
+void forgetInterruptions() {
+  sigset_t interruption;
+  ::sigemptyset(&interruption);
+  ::sigaddset(&interruption, SIGINT);
+  timespec now{};
+  while (::sigtimedwait(&interruption, nullptr, &now) > 0) {
+  }
+}
+
+qrb::Error runEditor(const std::string& editor, const fs::path& file) {
+  qrb::LaunchOptions options;
+  options.path = "/bin/sh";
+  // The variable may hold options, and the name of a file may hold anything.
+  options.arguments = {"sh", "-c", editor + " \"$@\"", editor, file.native()};
+  options.stdinDescriptor = STDIN_FILENO;
+  options.stdoutDescriptor = STDOUT_FILENO;
+  options.stderrDescriptor = STDERR_FILENO;
+  auto launched = qrb::Process::launch(options);
+  if (auto* failure = std::get_if<qrb::LaunchFailure>(&launched)) return hostError(failure->text);
+  qrb::ExitStatus status = std::get<qrb::Process>(launched).wait();
+  forgetInterruptions();
+  if (status.succeeded()) return {};
+  return hostError("The editor \"" + editor + "\" failed: " + status.description() + ".",
+                   "Set EDITOR to another one, or give the message with --message.");
+}
+
+}  // namespace
+
+qrb::Error editText(std::string& text) {
+  PrivateFolder folder;
+  if (folder.path().empty()) return hostError("There is no room for a temporary file.", {}, errno);
+  // Editors know by this name what kind of text it is.
+  fs::path file = folder.path() / "COMMIT_EDITMSG";
+  std::ofstream(file, std::ios::binary) << text;
+  if (qrb::Error error = runEditor(chosenEditor(), file)) return error;
+  std::ifstream edited(file, std::ios::binary);
+  std::ostringstream content;
+  content << edited.rdbuf();
+  if (!edited) return hostError("What the editor left behind cannot be read.");
+  text = content.str();
+  return {};
+}
+
+std::string editedMessage(const std::string& text) {
+  std::string result;
+  std::size_t empty = 0;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with('#')) continue;
+    line.erase(line.find_last_not_of(" \t\r") + 1);
+    if (line.empty()) {
+      ++empty;
+      continue;
+    }
+    if (!result.empty()) result.append(empty, '\n');
+    result += line + "\n";
+    empty = 0;
+  }
+  return result;
+}
+
+}  // namespace host

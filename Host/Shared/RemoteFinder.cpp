@@ -1,0 +1,132 @@
+#include "RemoteFinder.h"
+
+#include <cerrno>
+#include <filesystem>
+
+#include "HostError.h"
+#include "ProgramAccounts.h"
+#include "QRBSourceControlAuthenticationStrategy.h"
+#include "QRBSourceControlBranch.h"
+#include "QRBSourceControlCancellable.h"
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlURL.h"
+#include "QRBSourceControlWorkingCopy.h"
+
+namespace host {
+
+namespace {
+
+// A remote comes from the plug-in with an account of its own, for which nothing may be kept.
+void useKeptAccount(const QRBSourceControlRemoteRepositoryPtr& remote) {
+  const auto& manager = accountManager();
+  auto anyone = QRBSourceControlAuthenticationStrategy::sharedAnonymousStrategy();
+  if (auto account = manager->existingAccountForRepository(remote, anyone, false)) remote->setAccount(account);
+  if (qrb::String fingerprint = manager->existingFingerprintForRepository(remote)) {
+    remote->setTrustedServerFingerprint(fingerprint);
+  }
+}
+
+// Known by its name, whatever it stands for by now.
+QRBSourceControlBranchPtr unpinned(const QRBSourceControlRevisionLocationPtr& location) {
+  auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(location);
+  if (branch == nullptr) return nullptr;
+  return std::dynamic_pointer_cast<const QRBSourceControlBranch>(branch->locationWithRevision(nullptr));
+}
+
+std::string nameOf(const ListedRemotes& listed, const QRBSourceControlRemoteRepositoryPtr& remote) {
+  for (const auto& [name, each] : *listed.byName) {
+    if (each == remote || (each && remote && each->URL() == remote->URL())) return name.str();
+  }
+  return {};
+}
+
+}  // namespace
+
+ListedRemotes listRemotes(Session& session, const QRBSourceControlRepositoryPtr& repository) {
+  auto listed = std::make_shared<ListedRemotes>();
+  listed->error = session.perform("Looking for remotes", [&](Session::Done done) {
+    return repository->listRemoteRepositoriesWithCompletionBlock(
+        [listed, done](auto primary, auto remotes, qrb::Error error) {
+          listed->primary = std::move(primary);
+          listed->byName = std::move(remotes);
+          done(std::move(error));
+        });
+  });
+  return *listed;
+}
+
+FoundRemote findRemote(Session& session, const QRBSourceControlRepositoryPtr& repository, const std::string& name) {
+  ListedRemotes listed = listRemotes(session, repository);
+  if (listed.error) return {nullptr, {}, listed.error};
+  bool hasSome = listed.byName != nullptr && !listed.byName->empty();
+  QRBSourceControlRemoteRepositoryPtr remote;
+  if (hasSome && name.empty()) {
+    remote = listed.primary;
+  } else if (hasSome) {
+    for (const auto& [each, candidate] : *listed.byName) {
+      if (each.view() == name) remote = candidate;
+    }
+  }
+  if (remote != nullptr) {
+    useKeptAccount(remote);
+    return {remote, name.empty() ? nameOf(listed, remote) : name, {}};
+  }
+  std::string what = hasSome && name.empty() ? "None of the remotes is the primary one."
+                     : name.empty()          ? "The repository has no remotes."
+                                             : "There is no remote named \"" + name + "\".";
+  return {
+      nullptr,
+      {},
+      hostError(what,
+                hasSome ? "\"qrbscm remote list\" shows which there are." : "\"qrbscm remote add NAME URL\" adds one.",
+                ENOENT)};
+}
+
+qrb::Error readAddress(const std::string& text, const std::string& folder, qrb::URL& url) {
+  namespace fs = std::filesystem;
+  std::error_code failure;
+  fs::path local = fs::absolute(folder.empty() ? "." : folder, failure) / text;
+  bool isPath =
+      text.starts_with('/') || text.starts_with("./") || text.starts_with("../") || fs::exists(local, failure);
+  if (!text.empty() && isPath) {
+    url = qrb::URL::fileURL(local.lexically_normal().native());
+    return {};
+  }
+  url = qrb::URL(text);
+  if (qrbscm_password(url)) {
+    return hostError("The address holds a password, which everyone on this machine may have seen by now.",
+                     "Leave it out; it is asked for, or kept with \"qrbscm accounts add\".");
+  }
+  if (url.isFileURL() || qrbscm_isValid(url)) return {};
+  return hostError("\"" + text + "\" is no address of a repository.",
+                   "A URL is, or user@host:path, or the path of a folder.");
+}
+
+CurrentBranch findCurrentBranch(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy) {
+  auto current = std::make_shared<CurrentBranch>();
+  current->error = session.perform("Asking for the branch", [&](Session::Done done) {
+    return workingCopy->currentLocationWithCompletionBlock([current, done](auto location, qrb::Error error) {
+      current->branch = unpinned(location);
+      done(std::move(error));
+    });
+  });
+  if (current->error) return *current;
+  if (current->branch == nullptr) {
+    current->error = hostError("The working copy is on no branch.", "\"qrbscm switch BRANCH\" puts it on one.");
+    return *current;
+  }
+  qrb::Error error = session.perform("Asking what the branch follows", [&](Session::Done done) {
+    return workingCopy->repository()->remoteBranchForBranch(current->branch,
+                                                            [current, done](auto branch, qrb::Error failure) {
+                                                              current->followed = unpinned(branch);
+                                                              done(std::move(failure));
+                                                            });
+  });
+  bool followsNothing = error.domain().view() == QRBSourceControlErrorDomain &&
+                        error.code() == static_cast<std::int64_t>(QRBSourceControlErrorCode::branchNotFound);
+  if (!followsNothing) current->error = error;
+  return *current;
+}
+
+}  // namespace host

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <string>
+
+#include "Error.h"
+#include "QRBSourceControlCallbacks.h"
+#include "QRBSourceControlForward.h"
+#include "Session.h"
+
+namespace host {
+
+/// The remotes that a repository knows; `primary` and `byName` are null where it has none.
+struct ListedRemotes {
+  QRBSourceControlRemoteRepositoryPtr primary;
+  QRBSourceControlRemoteRepositoriesPtr byName;
+  qrb::Error error;
+};
+ListedRemotes listRemotes(Session& session, const QRBSourceControlRepositoryPtr& repository);
+
+/// One of them, with the account and the trust that the user keeps for its server.
+struct FoundRemote {
+  QRBSourceControlRemoteRepositoryPtr remote;
+  std::string name;
+  qrb::Error error;
+};
+/// The remote of that name; of several, none named, the primary one.
+FoundRemote findRemote(Session& session, const QRBSourceControlRepositoryPtr& repository, const std::string& name);
+
+/// The address that the user means by a text: a URL, user@host:path, or a path, relative to `folder` (empty: the
+/// current one), whose file URL it is then. One with a password is refused: by then others have seen it.
+qrb::Error readAddress(const std::string& text, const std::string& folder, qrb::URL& url);
+
+/// The branch that a working copy is on; with an error where it is on none.
+struct CurrentBranch {
+  QRBSourceControlBranchPtr branch;
+  /// What it follows; null where it follows nothing.
+  QRBSourceControlBranchPtr followed;
+  qrb::Error error;
+};
+CurrentBranch findCurrentBranch(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy);
+
+}  // namespace host
