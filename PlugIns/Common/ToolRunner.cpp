@@ -91,12 +91,8 @@ FileDescriptor holdInMemory(std::string_view text) {
 class Run {
  public:
   Run(const ToolCommand& command, const ToolRunner::Output& onOutput, const ToolRunner::Output& onError,
-      int hostConnection, std::chrono::milliseconds gracePeriod)
-      : _command(command),
-        _onOutput(onOutput),
-        _onError(onError),
-        _hostConnection(hostConnection),
-        _gracePeriod(gracePeriod) {}
+      const ToolRunner::Surroundings& surroundings)
+      : _command(command), _onOutput(onOutput), _onError(onError), _surroundings(surroundings) {}
 
   ToolResult perform() {
     if (!start()) {
@@ -114,7 +110,7 @@ class Run {
   }
 
  private:
-  enum Slot : std::size_t { processSlot, outputSlot, errorSlot, inputSlot, hostSlot, slotCount };
+  enum Slot : std::size_t { processSlot, outputSlot, errorSlot, inputSlot, hostSlot, sideSlot, slotCount };
 
   bool start();
   bool fail(LaunchFailure failure);
@@ -129,8 +125,7 @@ class Run {
   const ToolCommand& _command;
   const ToolRunner::Output& _onOutput;
   const ToolRunner::Output& _onError;
-  const int _hostConnection;
-  const std::chrono::milliseconds _gracePeriod;
+  const ToolRunner::Surroundings& _surroundings;
 
   std::optional<Process> _process;
   FileDescriptor _input;
@@ -206,7 +201,8 @@ void Run::step() {
   slots[errorSlot] = {_error.get(), POLLIN, 0};
   slots[inputSlot] = {_input.get(), POLLOUT, 0};
   // No POLLIN: the host may have sent something for later, which must not wake this loop again and again.
-  slots[hostSlot] = {_stopping ? -1 : _hostConnection, POLLRDHUP, 0};
+  slots[hostSlot] = {_stopping ? -1 : _surroundings.hostConnection, POLLRDHUP, 0};
+  slots[sideSlot] = {_surroundings.sideChannel, POLLIN, 0};
   if (::poll(slots.data(), slots.size(), timeout()) < 0) {
     if (errno != EINTR) {
       _result.launchFailure = {LaunchFailure::Step::descriptors, errno, "The tool's output could not be waited for"};
@@ -228,6 +224,9 @@ void Run::step() {
   }
   if (slots[inputSlot].revents != 0) {
     feed();
+  }
+  if (slots[sideSlot].revents != 0) {
+    _surroundings.onReadable();
   }
   escalate();
   if (slots[processSlot].revents != 0) {
@@ -259,7 +258,7 @@ void Run::stop(Outcome why) {
   }
   _stopping = true;
   _result.outcome = why;
-  _killAt = Clock::now() + _gracePeriod;
+  _killAt = Clock::now() + _surroundings.gracePeriod;
   _input.reset();
   _process->kill(SIGTERM);
 }
@@ -315,7 +314,7 @@ void Run::readAll(FileDescriptor& descriptor, const ToolRunner::Output& callback
 }  // namespace
 
 ToolResult ToolRunner::run(const ToolCommand& command, const Output& onOutput, const Output& onError) const {
-  return Run(command, onOutput, onError, _hostConnection, _gracePeriod).perform();
+  return Run(command, onOutput, onError, _surroundings).perform();
 }
 
 void BoundedText::append(std::string_view text) {

@@ -61,19 +61,31 @@ class ToolRunner {
   /// during the call only.
   using Output = std::function<bool(std::string_view chunk)>;
 
-  /// The descriptor of the connection to the host (lent; -1 for none, as at first). While a tool runs, its hanging up
-  /// ends the tool: nobody is left to tell. Nothing is read from it.
-  void setHostConnectionDescriptor(int descriptor) { _hostConnection = descriptor; }
-  /// How long a tool that is to stop may take over SIGTERM before it gets SIGKILL; 2 seconds at first.
-  void setGracePeriod(std::chrono::milliseconds period) { _gracePeriod = period; }
+  /// What goes on around a tool while it runs. Descriptors are lent; -1 is none.
+  struct Surroundings {
+    /// The connection to the host: its hanging up ends the tool, since nobody is left to tell. Nothing is read from it.
+    int hostConnection = -1;
+    /// How long a tool that is to stop may take over SIGTERM before it gets SIGKILL.
+    std::chrono::milliseconds gracePeriod{2000};
+    /// What is to be served while a tool runs, because the tool waits for it: `onReadable` is called, on the calling
+    /// thread, whenever it can be read.
+    int sideChannel = -1;
+    std::function<void()> onReadable;
+  };
+
+  void setHostConnectionDescriptor(int descriptor) { _surroundings.hostConnection = descriptor; }
+  void setGracePeriod(std::chrono::milliseconds period) { _surroundings.gracePeriod = period; }
+  void setSideChannel(int descriptor, std::function<void()> onReadable) {
+    _surroundings.sideChannel = descriptor;
+    _surroundings.onReadable = std::move(onReadable);
+  }
 
   /// Runs the command to its end. An empty `onOutput` discards the output. `onError` gets what goes to standard error,
   /// for progress, in addition to its being collected. Once a callback has returned false neither is called again.
   ToolResult run(const ToolCommand& command, const Output& onOutput = {}, const Output& onError = {}) const;
 
  private:
-  int _hostConnection = -1;
-  std::chrono::milliseconds _gracePeriod{2000};
+  Surroundings _surroundings;
 };
 
 /// Keeps the beginning and the end of a text of any length within a bound.

@@ -12,6 +12,7 @@
 #include "Localization.h"
 #include "QRBSourceControlError.h"
 #include "SSHAddress.h"
+#include "SSHHome.h"
 #include "SSHKeyFiles.h"
 #include "SSHKnownHosts.h"
 #include "SSHTools.h"
@@ -45,7 +46,7 @@ std::string expandHome(std::string_view path) {
 std::pair<SSHHelper::StrategyPtr, Error> defaultStrategy(const URL& url) {
   auto address = SSHAddress::parse(url);
   if (!address) return {nullptr, QRBSourceControlError_AuthenticationStrategyUnsupported()};
-  std::vector<std::string> arguments = sshHomeArguments();
+  std::vector<std::string> arguments = qrb::sshHomeArguments();
   arguments.push_back("-G");
   for (std::string& argument : address->arguments()) arguments.push_back(std::move(argument));
   SSHToolOutcome settings = runSSHTool("ssh", std::move(arguments));
@@ -115,14 +116,10 @@ Error upload(const URL& folder, const URL& server, const String& username) {
   std::string path = folder.isFileURL() ? folder.path().str() : std::string();
   auto key = publicSSHKeyInFolder(path);
   if (!key) return QRBSourceControlError_AuthenticationSSHPublicKeyNotFound(folder.appendingPathComponent("id_rsa"));
-  std::vector<std::string> arguments = sshHomeArguments();
+  std::vector<std::string> arguments = qrb::sshHomeArguments();
   arguments.insert(arguments.end(), {"-T", "-o", "BatchMode=yes", "-o", "StrictHostKeyChecking=yes", "-o",
                                      "ConnectTimeout=30", "-o", "ForwardAgent=no", "-o", "ClearAllForwardings=yes"});
-  if (arguments.front() == "-F") {
-    for (const char* name : {"id_rsa", "id_ecdsa", "id_ed25519"}) {
-      arguments.insert(arguments.end(), {"-o", "IdentityFile=\"" + qrb::homeDirectory() + "/.ssh/" + name + "\""});
-    }
-  }
+  for (std::string& argument : qrb::sshHomeIdentityArguments()) arguments.push_back(std::move(argument));
   for (std::string& argument : address->arguments()) arguments.push_back(std::move(argument));
   arguments.push_back(kAuthorizeCommand);
   SSHToolOutcome outcome = runSSHTool("ssh", std::move(arguments), *key + "\n");

@@ -1,13 +1,11 @@
 #include "SSHTools.h"
 
 #include <limits.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
 
-#include "FileSystem.h"
 #include "Localization.h"
 #include "QRBSourceControlError.h"
 
@@ -27,11 +25,6 @@ std::string ownProgram() {
   char path[PATH_MAX];
   ssize_t length = ::readlink("/proc/self/exe", path, sizeof path);
   return length > 0 ? std::string(path, static_cast<std::size_t>(length)) : std::string();
-}
-
-// The value of an option of ssh's, whose syntax takes blanks only within quotation marks.
-std::string quoted(const std::string& value) {
-  return '"' + value + '"';
 }
 
 }  // namespace
@@ -75,20 +68,6 @@ std::optional<int> answerAsPassphraseProgram(int argumentCount) {
   }
   line += '\n';
   return ::write(STDOUT_FILENO, line.data(), line.size()) == static_cast<ssize_t>(line.size()) ? 0 : 1;
-}
-
-std::vector<std::string> sshHomeArguments() {
-  std::string home = qrb::homeDirectory();
-  passwd entry{};
-  passwd* found = nullptr;
-  char buffer[16384];
-  if (::getpwuid_r(::getuid(), &entry, buffer, sizeof buffer, &found) != 0 || found == nullptr || home.empty() ||
-      home == found->pw_dir) {
-    return {};
-  }
-  std::string configuration = home + "/.ssh/config";
-  return {"-F", ::access(configuration.c_str(), R_OK) == 0 ? configuration : "none", "-o",
-          "UserKnownHostsFile=" + quoted(home + "/.ssh/known_hosts")};
 }
 
 qrb::Error systemError(int number, const std::string& description, const qrb::String& underlyingMessage) {

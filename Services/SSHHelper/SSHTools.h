@@ -35,9 +35,5 @@ std::optional<int> answerAsPassphraseProgram(int argumentCount);
 /// The longest passphrase that ssh's tools take from another program.
 inline constexpr std::size_t kMostPassphraseBytes = 1023;
 
-/// ssh looks for its files in the home that the user database tells, and this system in that of the environment, as
-/// everything else does. Where they differ, the arguments that make ssh look here too; empty otherwise.
-std::vector<std::string> sshHomeArguments();
-
 /// A failure that is no matter of source control: an error number of the system, and its texts.
 qrb::Error systemError(int number, const std::string& description, const qrb::String& underlyingMessage = "");

@@ -1,0 +1,104 @@
+#include "AskpassChannel.h"
+
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstddef>
+#include <cstring>
+#include <memory>
+
+#include "AskpassProtocol.h"
+
+namespace qrb {
+namespace {
+
+/// Listens under a name that the system chooses, and returns that name; empty with an invalid listener when it cannot.
+std::string listen(FileDescriptor& listener) {
+  FileDescriptor made(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  socklen_t size = sizeof address.sun_family;
+  if (!made.valid() || ::bind(made.get(), reinterpret_cast<const sockaddr*>(&address), size) != 0) return {};
+  size = sizeof address;
+  if (::listen(made.get(), 16) != 0 || ::getsockname(made.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+    return {};
+  }
+  const std::size_t length = size - offsetof(sockaddr_un, sun_path);
+  if (length < 2) return {};
+  listener = std::move(made);
+  return {address.sun_path + 1, length - 1};
+}
+
+/// Besides this process's own tools, nobody in its session can be: it made the session.
+bool isOwnTool(int connection) {
+  ucred peer{};
+  return askpassPeerIsOurs(connection, peer) && ::getsid(peer.pid) == ::getsid(0);
+}
+
+std::string receive(int connection) {
+  const timeval patience{1, 0};
+  ::setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  const std::unique_ptr<char[]> packet(new char[kAskpassLongestPacket]);
+  const ssize_t size = ::recv(connection, packet.get(), kAskpassLongestPacket, 0);
+  return size > 0 ? std::string(packet.get(), static_cast<std::size_t>(size)) : std::string();
+}
+
+}  // namespace
+
+std::optional<AskpassQuestion> parseAskpassQuestion(std::string_view packet) {
+  if (!packet.ends_with('\0')) return std::nullopt;
+  AskpassQuestion question;
+  for (bool isFirst = true; !packet.empty(); isFirst = false) {
+    const std::string_view field = packet.substr(0, packet.find('\0'));
+    packet.remove_prefix(field.size() + 1);
+    if (isFirst) {
+      question.kind = field;
+    } else {
+      question.values.emplace_back(field);
+    }
+  }
+  const bool isPrompt = question.kind == kAskpassPromptKind && question.values.size() == 1;
+  const bool isHostKey = question.kind == kAskpassHostKeyKind && question.values.size() == kAskpassHostKeyValues;
+  if (!isPrompt && !isHostKey) return std::nullopt;
+  return question;
+}
+
+AskpassChannel::AskpassChannel(Answer answer) : _answer(std::move(answer)) {
+  _name = listen(_listener);
+}
+
+void AskpassChannel::serve() {
+  for (;;) {
+    const FileDescriptor connection(::accept4(_listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    if (!connection.valid()) return;
+    if (!isOwnTool(connection.get())) continue;
+    const auto question = parseAskpassQuestion(receive(connection.get()));
+    const auto text = question ? _answer(*question) : std::nullopt;
+    const std::string packet = text ? kAskpassYes + *text : std::string(1, kAskpassNo);
+    ::send(connection.get(), packet.data(), packet.size(), MSG_NOSIGNAL);
+  }
+}
+
+std::vector<std::pair<std::string, std::string>> AskpassChannel::environment() const {
+  const std::string program = askpassProgram();
+  return {{kAskpassSocketVariable, _name},
+          {"GIT_ASKPASS", program},
+          {"SSH_ASKPASS", program},
+          {"SSH_ASKPASS_REQUIRE", "force"}};
+}
+
+std::string helperProgram(std::string_view name) {
+  char path[PATH_MAX];
+  const ssize_t length = ::readlink("/proc/self/exe", path, sizeof path);
+  const std::string_view own(path, length > 0 ? static_cast<std::size_t>(length) : 0);
+  return std::string(own.substr(0, own.rfind('/') + 1)).append(name);
+}
+
+std::string askpassProgram() {
+  return helperProgram("qrb-askpass");
+}
+
+}  // namespace qrb

@@ -1,0 +1,32 @@
+#include "CredentialPrompt.h"
+
+namespace qrb {
+namespace {
+
+using Kind = CredentialPrompt::Kind;
+
+/// The text between a beginning and an end; both must be there.
+bool isBetween(std::string_view text, std::string_view begin, std::string_view end, std::string& subject) {
+  if (text.size() < begin.size() + end.size() || !text.starts_with(begin) || !text.ends_with(end)) return false;
+  subject = text.substr(begin.size(), text.size() - begin.size() - end.size());
+  return true;
+}
+
+}  // namespace
+
+CredentialPrompt CredentialPrompt::parse(std::string_view text) {
+  CredentialPrompt prompt;
+  const auto read = [&](Kind kind, std::string_view begin, std::string_view end) {
+    if (!isBetween(text, begin, end, prompt.subject)) return false;
+    prompt.kind = kind;
+    return true;
+  };
+  const bool isKnown = read(Kind::Username, "Username for '", "': ") || read(Kind::Password, "Password for '", "': ") ||
+                       read(Kind::Passphrase, "Enter passphrase for key '", "': ") ||
+                       read(Kind::SSHPassword, "(", ") Password: ") || read(Kind::SSHPassword, "", "'s password: ");
+  // A server chooses the words after its prefix; names hold none of these.
+  const bool isOneName = prompt.kind != Kind::SSHPassword || prompt.subject.find_first_of(" ()\r\n") == std::string::npos;
+  return isKnown && isOneName ? prompt : CredentialPrompt();
+}
+
+}  // namespace qrb

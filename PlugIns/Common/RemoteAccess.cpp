@@ -1,0 +1,82 @@
+#include "RemoteAccess.h"
+
+#include <sys/stat.h>
+
+#include "QRBSourceControlBasicAuthenticationStrategy.h"
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
+
+namespace qrb {
+namespace {
+
+void take(RemoteAccess& access, const QRBSourceControlAuthenticationStrategy* strategy) {
+  if (const auto* const basic = dynamic_cast<const QRBSourceControlBasicAuthenticationStrategy*>(strategy)) {
+    access.kind = RemoteAccess::Kind::Password;
+    access.user = basic->username().str();
+    access.secret = basic->password().str();
+  } else if (const auto* const keys = dynamic_cast<const QRBSourceControlSSHKeysAuthenticationStrategy*>(strategy)) {
+    access.user = keys->username().str();
+    if (!access.address.isSSH()) return;
+    access.kind = RemoteAccess::Kind::Key;
+    access.secret = keys->privateKeyPassword().str();
+    if (keys->privateKeyFile()) access.keyFile = keys->privateKeyFile().path().str();
+  }
+}
+
+/// The tools take the first line of what an asked program prints.
+bool isOneLine(std::string_view text) {
+  return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
+}
+
+/// A name that ssh could take for an option, or a shell on the way for a command.
+bool isSafeUser(std::string_view user) {
+  return !user.starts_with('-') && user.find_first_of("'\"`$\\;&<>|(){} \t") == std::string_view::npos;
+}
+
+Error keyFault(const std::string& path) {
+  const URL url = URL::fileURL(path);
+  struct stat info {};
+  if (::stat(path.c_str(), &info) != 0) return QRBSourceControlError_AuthenticationSSHKeyNotFound(url);
+  if (!S_ISREG(info.st_mode)) return QRBSourceControlError_AuthenticationSSHKeyInvalid(url);
+  // What ssh itself insists on.
+  if ((info.st_mode & 077) != 0) return QRBSourceControlError_AuthenticationSSHKeyPermissionsInvalid(url);
+  return {};
+}
+
+}  // namespace
+
+RemoteAccess RemoteAccess::of(const QRBSourceControlRemoteRepository& repository) {
+  RemoteAccess access;
+  const String whole = repository.URL().absoluteString();
+  access.text = addressWithoutPassword(whole.view());
+  access.address = RemoteAddress::parse(whole.view());
+  access.trustedFingerprint = repository.trustedServerFingerprint().str();
+  access.isFingerprintEnforced = repository.enforceTrustedServerFingerprint();
+  const auto strategy = repository.authenticationStrategy();
+  take(access, strategy.get());
+  if (access.user.empty()) access.user = access.address.user.value_or("");
+  if (access.kind == Kind::None && access.address.password) {
+    access.kind = Kind::Password;
+    access.secret = *access.address.password;
+  }
+  access.address.password.reset();
+  // The name in the address would win over the one that the user chose.
+  const bool isOther = access.address.user && *access.address.user != access.user;
+  if (isOther && access.text.find("://") != std::string::npos) access.text = addressWithUser(access.text, access.user);
+  return access;
+}
+
+Error RemoteAccess::fault() const {
+  if (!isOneLine(user) || !isOneLine(secret)) {
+    return QRBSourceControlError_AuthenticationCredentialsInvalid(
+        "A user name, password or passphrase that has more than one line cannot be handed over.");
+  }
+  if (address.isSSH() && !isSafeUser(user)) {
+    return QRBSourceControlError_AuthenticationCredentialsInvalid("The user name “" + user +
+                                                                  "” cannot be handed to ssh.");
+  }
+  return kind == Kind::Key && !keyFile.empty() ? keyFault(keyFile) : Error();
+}
+
+}  // namespace qrb

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace qrb {
+
+/// The address of a repository taken apart as the tools do it, who are less strict than the generic syntax of URLs:
+/// "https://user@host:8443/a b.git", "user@host:path", "/srv/repository". Pure.
+struct RemoteAddress {
+  /// In small letters; "ssh" for user@host:path, "file" for a path.
+  std::string scheme;
+  /// Decoded where the address is a URL; absent where there is none.
+  std::optional<std::string> user;
+  std::optional<std::string> password;
+  /// In small letters, an IPv6 address with its brackets; empty where there is none.
+  std::string host;
+  /// Digits; the scheme's usual port where the address names none, empty where that has none.
+  std::string port;
+  /// As it stands, "/" included; of user@host:path what follows the colon; decoded where it is a file's.
+  std::string path;
+
+  static RemoteAddress parse(std::string_view address);
+
+  bool isHTTP() const { return scheme == "http" || scheme == "https"; }
+  bool isSSH() const { return scheme == "ssh" || scheme.ends_with("+ssh"); }
+  /// Whether what is meant for this server may be told to the other: the same host, port and protocol, or the same host
+  /// where only the protection is better.
+  bool mayShareSecretsWith(const RemoteAddress& other) const;
+  /// Whether both are the same repository, whoever logs in.
+  bool isSamePlaceAs(const RemoteAddress& other) const;
+};
+
+/// The address without a password, which is a secret; a user's name stays.
+std::string addressWithoutPassword(std::string_view address);
+/// The URL with another user name and without a password. Only for addresses with "://".
+std::string addressWithUser(std::string_view address, std::string_view user);
+
+}  // namespace qrb
