@@ -25,7 +25,8 @@ CredentialPrompt CredentialPrompt::parse(std::string_view text) {
                        read(Kind::Passphrase, "Enter passphrase for key '", "': ") ||
                        read(Kind::SSHPassword, "(", ") Password: ") || read(Kind::SSHPassword, "", "'s password: ");
   // A server chooses the words after its prefix; names hold none of these.
-  const bool isOneName = prompt.kind != Kind::SSHPassword || prompt.subject.find_first_of(" ()\r\n") == std::string::npos;
+  const bool isOneName =
+      prompt.kind != Kind::SSHPassword || prompt.subject.find_first_of(" ()\r\n") == std::string::npos;
   return isKnown && isOneName ? prompt : CredentialPrompt();
 }
 

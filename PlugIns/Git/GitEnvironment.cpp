@@ -45,6 +45,11 @@ constexpr std::string_view commonArguments[] = {
     "log.follow=false",
     "-c",
     "i18n.logOutputEncoding=UTF-8",
+    // What git tidies up now and then it does before it ends: a process left behind would outlive the request.
+    "-c",
+    "gc.autoDetach=false",
+    "-c",
+    "maintenance.autoDetach=false",
 };
 
 bool isKept(std::string_view name) {

@@ -82,6 +82,7 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::DubiousOwnership:
       return QRBSourceControlError_AuthenticationPermissionDenied(dubiousOwnershipMessage(failure));
     case GitFailureKind::PermissionDenied:
+    case GitFailureKind::RemotePermissionDenied:
       return QRBSourceControlError_AuthenticationPermissionDenied(failure.message);
     case GitFailureKind::UnbornHead:
       return QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::revisionNotFound, "HEAD",
@@ -91,6 +92,7 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
       return locationNotFound(QRBSourceControlErrorCode::revisionNotFound, failure);
     case GitFailureKind::NoUpstream:
     case GitFailureKind::UnknownBranch:
+    case GitFailureKind::RemoteBranchMissing:
       return locationNotFound(QRBSourceControlErrorCode::branchNotFound, failure);
     case GitFailureKind::UnknownPath:
     case GitFailureKind::PathOutside:
@@ -105,6 +107,7 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::LocalChanges:
       return QRBSourceControlError_RepositoryMidOperation(failure.message);
     case GitFailureKind::AuthenticationFailed:
+    case GitFailureKind::KeyInvalid:
       return QRBSourceControlError_AuthenticationCredentialsInvalid(failure.message);
     case GitFailureKind::HostKeyUnverified:
       return QRBSourceControlError_AuthenticationSSHFingerprintInvalid(failure.message, {});

@@ -120,9 +120,27 @@ constexpr Pattern patterns[] = {
     {"could not read Username for ", "", Kind::AuthenticationFailed},
     {"could not read Password for ", "", Kind::AuthenticationFailed},
     {"Host key verification failed.", "", Kind::HostKeyUnverified},
-    {"", "Permission denied (publickey).", Kind::AuthenticationFailed},
+    {"Load key \"", "\": invalid format", Kind::KeyInvalid},
+    {"Load key \"", "\": error in libcrypto", Kind::KeyInvalid},
+    {"", ").", Kind::AuthenticationFailed, ": Permission denied ("},
+    {"", "Too many authentication failures", Kind::AuthenticationFailed},
     {"unable to access '", "", Kind::CertificateInvalid, "': server certificate verification failed"},
     {"unable to access '", "", Kind::CertificateInvalid, "': SSL certificate problem"},
+    {"unable to access '", "", Kind::CertificateInvalid, "SSL: certificate subject name "},
+    {"unable to access '", "", Kind::CertificateInvalid, "SSL: public key does not match pinned public key"},
+    {"unable to access '", "The requested URL returned error: 401", Kind::AuthenticationFailed},
+    {"unable to access '", "The requested URL returned error: 403", Kind::RemotePermissionDenied},
+    {"unable to access '", "The requested URL returned error: 404", Kind::RemoteNotFound},
+    {"RPC failed; HTTP 401", "", Kind::AuthenticationFailed},
+    {"RPC failed; HTTP 403", "", Kind::RemotePermissionDenied},
+    {"ERROR: Permission to ", "", Kind::RemotePermissionDenied, " denied"},
+    {"ERROR: You are not allowed to ", "", Kind::RemotePermissionDenied},
+    {"FATAL: ", "", Kind::RemotePermissionDenied, " DENIED by "},
+    {"ERROR: Repository not found", "", Kind::RemoteNotFound},
+    {"Remote branch ", " not found in upstream origin", Kind::RemoteBranchMissing},
+    {"couldn't find remote ref ", "", Kind::RemoteBranchMissing},
+    {"remote error: access denied or repository not exported", "", Kind::RemoteNotFound},
+    {"remote error: service not enabled", "", Kind::RemoteRejected},
     {"transport '", "' not allowed", Kind::ProtocolNotAllowed},
     {"repository '", "' not found", Kind::RemoteNotFound},
     {"repository '", "' does not exist", Kind::RemoteNotFound},
@@ -177,6 +195,15 @@ std::string_view lockPath(std::string_view line) {
   return line.substr(0, line.size() - after.size());
 }
 
+std::string_view detailOf(const Pattern& pattern, std::string_view line) {
+  if (pattern.kind == Kind::Locked) return lockPath(line);
+  // Named without quotation marks.
+  if (pattern.kind == Kind::RemoteBranchMissing) {
+    return line.substr(pattern.start.size(), line.size() - pattern.start.size() - pattern.end.size());
+  }
+  return quoted(line);
+}
+
 }  // namespace
 
 GitFailure classifyGitFailure(int exitCode, std::string_view errorOutput) {
@@ -199,6 +226,6 @@ GitFailure classifyGitFailure(int exitCode, std::string_view errorOutput) {
     return failure;
   }
   failure.kind = best->kind;
-  failure.detail = best->kind == Kind::Locked ? lockPath(bestLine) : quoted(bestLine);
+  failure.detail = detailOf(*best, bestLine);
   return failure;
 }

@@ -53,6 +53,12 @@ enum class GitFailureKind : std::uint8_t {
   UnknownRemote,
   RemoteNotFound,
   RemoteUnreachable,
+  /// The server is there and the user known, but not allowed to do that.
+  RemotePermissionDenied,
+  /// What the remote was asked for by name.
+  RemoteBranchMissing,
+  /// A file of ssh's that holds no key.
+  KeyInvalid,
   RemoteOutOfDate,
   RemoteRejected,
 };
@@ -60,7 +66,7 @@ enum class GitFailureKind : std::uint8_t {
 struct GitFailure {
   GitFailureKind kind = GitFailureKind::Other;
   /// What the failure is about, where the message tells: of Locked the lock file's path, of UnknownRevision the
-  /// revision, of paths the path, of DubiousOwnership the folder.
+  /// revision, of paths the path, of DubiousOwnership the folder, of RemoteBranchMissing the branch.
   std::string detail;
   /// What git said, without the white space around it.
   std::string message;

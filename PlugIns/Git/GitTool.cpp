@@ -119,8 +119,10 @@ GitOutcome GitTool::run(const GitCommand& command, const Output& onOutput, const
   if (_folder.empty()) return GitOutcome::failed({GitFailureKind::NotARepository, {}, "not a folder of this machine"});
   ToolCommand tool;
   tool.path = "git";
-  tool.arguments = command.arguments;
+  for (const std::string& setting : _settings) tool.arguments.insert(tool.arguments.end(), {"-c", setting});
+  tool.arguments.insert(tool.arguments.end(), command.arguments.begin(), command.arguments.end());
   setEnvironment(tool, command);
+  tool.environment.insert(tool.environment.end(), _variables.begin(), _variables.end());
   // Later entries win.
   if (std::string ceiling = ceilingOf(_folder); !ceiling.empty()) {
     tool.environment.emplace_back("GIT_CEILING_DIRECTORIES", std::move(ceiling));

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "GitCommands.h"
 #include "GitFailure.h"
@@ -43,6 +46,14 @@ class GitTool {
   /// For how long a writing command is tried again that finds a lock file of another process; 5 seconds at first.
   void setLockPatience(std::chrono::milliseconds patience) { _lockPatience = patience; }
 
+  /// For all commands from now on: a setting ("name=value", as for -c) that wins over every file, a variable, and what
+  /// is to be served while a command runs (see ToolRunner::setSideChannel).
+  void addSetting(std::string setting) { _settings.push_back(std::move(setting)); }
+  void addVariable(std::string name, std::string value) { _variables.emplace_back(std::move(name), std::move(value)); }
+  void setSideChannel(int descriptor, std::function<void()> onReadable) {
+    _runner.setSideChannel(descriptor, std::move(onReadable));
+  }
+
   /// Runs the command; `onOutput` gets its output as it comes, `onError` what goes to standard error. A writing command
   /// that finds a lock file before it has printed anything is run again, for lockPatience at most, while the other
   /// process may be about to end.
@@ -64,6 +75,8 @@ class GitTool {
 
   const std::string _folder;
   const int _hostConnection;
+  std::vector<std::string> _settings;
+  std::vector<std::pair<std::string, std::string>> _variables;
   std::chrono::milliseconds _lockPatience{5000};
   qrb::ToolRunner _runner;
 };

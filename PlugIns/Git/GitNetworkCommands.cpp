@@ -1,0 +1,70 @@
+#include "GitNetworkCommands.h"
+
+#include "GitCommandParts.h"
+#include "GitRemoteTool.h"
+
+namespace {
+
+GitCommand writing(std::initializer_list<std::string_view> arguments) {
+  GitCommand command = gitMakeCommand(arguments);
+  command.access = GitAccess::Write;
+  return command;
+}
+
+/// A request brings what one server is to be told; what a repository names besides is not reached without being asked.
+GitCommand fetching() {
+  return writing({"fetch", "--progress", "--no-recurse-submodules"});
+}
+
+}  // namespace
+
+GitCommand gitFetchCommand() {
+  GitCommand command = fetching();
+  gitAddArguments(command, {"--no-write-fetch-head", "--", GitRemoteTool::remoteName()});
+  return command;
+}
+
+GitCommand gitFetchBranchCommand(std::string_view remoteRef) {
+  GitCommand command = fetching();
+  gitAddArguments(command, {"--", GitRemoteTool::remoteName(), remoteRef});
+  return command;
+}
+
+GitCommand gitPushCommand(std::string_view from, std::string_view to) {
+  GitCommand command = writing({"push", "--porcelain", "--progress", "--", GitRemoteTool::remoteName()});
+  command.arguments.push_back(std::string(from).append(1, ':').append(to));
+  return command;
+}
+
+GitCommand gitPushDeletionCommand(std::string_view remoteRef) {
+  return gitPushCommand({}, remoteRef);
+}
+
+GitCommand gitListRemoteCommand(std::string_view remoteRef) {
+  GitCommand command = gitMakeCommand({"ls-remote", "--", GitRemoteTool::remoteName()});
+  if (!remoteRef.empty()) gitAddArguments(command, {remoteRef});
+  return command;
+}
+
+GitCommand gitCloneCommand(std::string_view address, std::string_view folder, std::string_view branch,
+                           bool isWithoutFiles) {
+  GitCommand command = writing({"clone", "--progress", "--origin", "origin"});
+  if (isWithoutFiles) gitAddArguments(command, {"--no-checkout"});
+  if (!branch.empty()) gitAddArguments(command, {"--branch", branch});
+  gitAddArguments(command, {"--", address, folder});
+  return command;
+}
+
+GitCommand gitCheckOutDetachedCommand(std::string_view revision) {
+  GitCommand command = writing({"checkout", "--progress", "--force", "--detach"});
+  command.arguments.push_back(std::string(revision) + "^{commit}");
+  gitAddArguments(command, {"--"});
+  return command;
+}
+
+GitCommand gitSetUpstreamCommand(std::string_view branch, std::string_view trackingRef) {
+  GitCommand command = writing({"branch", "--quiet"});
+  command.arguments.push_back(std::string("--set-upstream-to=").append(trackingRef));
+  gitAddArguments(command, {"--", branch});
+  return command;
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "GitCommands.h"
+
+// Commands for GitRemoteTool: each reaches the repository that it calls by GitRemoteTool::remoteName(). Full names of
+// refs ("refs/heads/main") are meant, which the caller has checked (see GitNames.h).
+
+/// Fetches what the remote's rules say. Progress is told on standard error.
+GitCommand gitFetchCommand();
+/// Fetches one branch, to where it is named by FETCH_HEAD only.
+GitCommand gitFetchBranchCommand(std::string_view remoteRef);
+/// Sends a branch or, as HEAD, what is checked out; prints what gitReadPushReport() reads.
+GitCommand gitPushCommand(std::string_view from, std::string_view to);
+/// Removes a branch on the other side; prints the same.
+GitCommand gitPushDeletionCommand(std::string_view remoteRef);
+/// Prints "<object name>\t<full name>" for the ref, and of an annotated tag the same with "^{}"; nothing where there is
+/// none. "HEAD" and the empty text, which means all refs, can be asked for too.
+GitCommand gitListRemoteCommand(std::string_view remoteRef);
+/// Clones into an empty folder. A branch (its name without a folder) is checked out; without one, what the remote's
+/// HEAD is, or with `isWithoutFiles` nothing. Submodules are not fetched.
+GitCommand gitCloneCommand(std::string_view address, std::string_view folder, std::string_view branch,
+                           bool isWithoutFiles);
+/// Checks a revision or tag out, at no branch; to be run where nothing is checked out yet.
+GitCommand gitCheckOutDetachedCommand(std::string_view revision);
+/// Makes a branch (without a folder) follow what is kept under the full name.
+GitCommand gitSetUpstreamCommand(std::string_view branch, std::string_view trackingRef);

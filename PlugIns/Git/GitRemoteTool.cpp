@@ -1,0 +1,150 @@
+#include "GitRemoteTool.h"
+
+#include <cstdlib>
+
+#include "GitErrors.h"
+#include "GitNames.h"
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlRemoteRepository.h"
+#include "SSHCommand.h"
+
+namespace {
+
+using Kind = qrb::RemoteAccess::Kind;
+
+qrb::Error withEntry(const qrb::Error& error, std::string_view key, const std::string& value) {
+  qrb::StringMap<qrb::String> userInfo = error.userInfo();
+  userInfo.set(key, value);
+  return {error.domain(), error.code(), std::move(userInfo), error.cause()};
+}
+
+/// "https://host:443/", which every address of the server begins with, however it names the port and the user.
+std::string originOf(const qrb::RemoteAddress& address) {
+  return address.scheme + "://" + address.host + ":" + address.port + "/";
+}
+
+/// The user's own way of starting ssh, if the environment of the host tells one; it has to take ssh's options. Settings
+/// of the repository do not count here: they may have come with a repository of somebody else.
+std::string sshProgram() {
+  const char* const command = std::getenv("GIT_SSH_COMMAND");
+  if (command != nullptr && *command != '\0') return command;
+  const char* const program = std::getenv("GIT_SSH");
+  if (program != nullptr && *program != '\0') return qrb::shellCommand("", {program}).substr(1);
+  return "ssh";
+}
+
+}  // namespace
+
+GitRemoteTool::GitRemoteTool(std::string folder, const QRBSourceControlRemoteRepositoryPtr& remote, int hostConnection)
+    : _remote(remote),
+      _hostConnection(hostConnection),
+      _tool(std::move(folder), hostConnection),
+      _access(remote ? qrb::RemoteAccess::of(*remote) : qrb::RemoteAccess()),
+      _channel([this](const qrb::AskpassQuestion& question) { return _answers.answer(question); }) {}
+
+const std::string& GitRemoteTool::remoteName() {
+  static const std::string name = "qrb-request";
+  return name;
+}
+
+qrb::Error GitRemoteTool::open() {
+  if (!_remote) return QRBSourceControlError_RemoteRepositoryNotFound("No remote repository was given.");
+  if (qrb::Error error = gitRefuseURL(_remote->URL())) return error;
+  if (qrb::Error error = _access.fault()) return error;
+  if (!_channel.isOpen()) {
+    return withEntry(QRBSourceControlError_SystemUnusable(), QRBSourceControlUnderlyingErrorString,
+                     "No socket could be made for what git may ask.");
+  }
+  for (auto& [name, value] : _channel.environment()) _tool.addVariable(name, value);
+  _tool.setSideChannel(_channel.descriptor(), [this] { _channel.serve(); });
+  _tool.addSetting("remote." + remoteName() + ".url=" + _access.text);
+  // Helpers know other users of the same server, and would keep what the request brought.
+  if (_access.kind == Kind::Password) _tool.addSetting("credential.helper=");
+  _tool.addSetting("credential.interactive=false");
+  _tool.addVariable("GCM_INTERACTIVE", "never");
+  // Long work shows from its beginning.
+  _tool.addVariable("GIT_PROGRESS_DELAY", "0");
+  if (_access.address.isSSH()) useSSH();
+  const bool isTrusted = _access.address.scheme == "https" && !_access.trustedFingerprint.empty();
+  return isTrusted ? trustCertificate() : qrb::Error();
+}
+
+void GitRemoteTool::useSSH() {
+  const std::string program = sshProgram();
+  _tool.addVariable("GIT_SSH_COMMAND", qrb::shellCommand(program, qrb::sshArguments(_access, qrb::askpassProgram())));
+  if (program == "ssh") _tool.addVariable("GIT_SSH_VARIANT", "ssh");
+}
+
+std::optional<qrb::ServerCertificate> GitRemoteTool::certificate(std::string& reason) const {
+  qrb::ToolRunner runner;
+  runner.setHostConnectionDescriptor(_hostConnection);
+  return qrb::ServerCertificate::of(_access.address, runner, reason);
+}
+
+/// The certificate is compared here, since git knows no fingerprints; then git takes a connection to the holder of that
+/// certificate's key for good, and no other.
+qrb::Error GitRemoteTool::trustCertificate() {
+  std::string reason;
+  const auto shown = certificate(reason);
+  if (!shown) return QRBSourceControlError_RemoteRepositoryNotFound(reason);
+  if (shown->hasFingerprint(_access.trustedFingerprint)) {
+    const std::string section = "http." + originOf(_access.address) + ".";
+    _tool.addSetting(section + "sslVerify=false");
+    _tool.addSetting(section + "pinnedPubkey=" + shown->pin);
+    return {};
+  }
+  // Then it is for the authorities that the user trusts to say.
+  if (!_access.isFingerprintEnforced) return {};
+  return withEntry(QRBSourceControlError_AuthenticationSSLCertificateInvalid(
+                       "The server's certificate is not the trusted one. It has the fingerprint " + shown->fingerprint +
+                       " and is for " + shown->name + "."),
+                   QRBSourceControlSSHFingerprint, shown->fingerprint);
+}
+
+void GitRemoteTool::follow(const GitRemote& remote) {
+  const std::string section = "remote." + remoteName() + ".";
+  for (const std::string& rule : remote.fetchRules) _tool.addSetting(section + "fetch=" + rule);
+  for (const auto& [variable, value] : remote.settings) _tool.addSetting(section + variable + "=" + value);
+  for (const std::string& url : remote.pushURLs) {
+    if (gitAddressFault(url).empty()) _tool.addSetting(section + "pushurl=" + qrb::addressWithoutPassword(url));
+  }
+}
+
+qrb::Error GitRemoteTool::errorFor(const GitOutcome& outcome) const {
+  if (outcome.kind != GitOutcome::Kind::Failed) return gitError(outcome, GitSubject::Repository, {});
+  const GitFailure& failure = outcome.failure;
+  switch (failure.kind) {
+    case GitFailureKind::AuthenticationFailed:
+      return authenticationError(failure);
+    case GitFailureKind::KeyInvalid:
+      return QRBSourceControlError_AuthenticationSSHKeyInvalid(qrb::URL::fileURL(_access.keyFile));
+    case GitFailureKind::HostKeyUnverified:
+      return QRBSourceControlError_AuthenticationSSHFingerprintInvalid(failure.message, _answers.hostFingerprint());
+    case GitFailureKind::CertificateInvalid:
+      return certificateError(failure);
+    case GitFailureKind::NotARepository:
+    case GitFailureKind::RepositoryCorrupt:
+      return QRBSourceControlError_RemoteRepositoryNotFound(failure.message);
+    default:
+      return gitError(outcome, GitSubject::Repository, _remote ? _remote->displayName() : qrb::String());
+  }
+}
+
+/// Whoever asks the user for a new password has to know whether there was one.
+qrb::Error GitRemoteTool::authenticationError(const GitFailure& failure) const {
+  const bool wasTried = _answers.gaveSecret() || (_access.address.isSSH() && _access.kind != Kind::None);
+  if (wasTried) return QRBSourceControlError_AuthenticationCredentialsInvalid(failure.message);
+  std::string message = failure.message;
+  if (!_answers.foreignServer().empty()) {
+    message = "The credentials are not for " + _answers.foreignServer() + ", which asked for them.\n" + message;
+  }
+  return withEntry(QRBSourceControlError_AuthenticationStrategyUnsupported(), QRBSourceControlUnderlyingErrorString,
+                   message);
+}
+
+qrb::Error GitRemoteTool::certificateError(const GitFailure& failure) const {
+  const qrb::Error error = QRBSourceControlError_AuthenticationSSLCertificateInvalid(failure.message);
+  std::string reason;
+  const auto shown = certificate(reason);
+  return shown ? withEntry(error, QRBSourceControlSSHFingerprint, shown->fingerprint) : error;
+}

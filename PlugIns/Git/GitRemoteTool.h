@@ -1,0 +1,61 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "AskpassChannel.h"
+#include "CredentialAnswers.h"
+#include "GitRemotes.h"
+#include "GitTool.h"
+#include "QRBSourceControlForward.h"
+#include "RemoteAccess.h"
+#include "ServerCertificate.h"
+
+/// Runs git commands that reach one remote repository, with what a request brought to log in and to trust. Commands
+/// name the repository by remoteName(). Secrets reach git and ssh through the askpass bridge alone; where the request
+/// brought none, what the user has set up serves (credential helpers, agent, default keys), and nobody is asked.
+class GitRemoteTool {
+ public:
+  /// As GitTool; a null remote is told by open().
+  GitRemoteTool(std::string folder, const QRBSourceControlRemoteRepositoryPtr& remote, int hostConnection);
+  GitRemoteTool(const GitRemoteTool&) = delete;
+  GitRemoteTool& operator=(const GitRemoteTool&) = delete;
+
+  /// Checks the address, the key file and, where a certificate is trusted in particular, the server; to be called
+  /// before the first command. No error: commands may run.
+  qrb::Error open();
+  /// Takes over what the repository's configuration says of a remote: where its branches are kept, tags, proxies.
+  /// Without it nothing is kept. The remote of the request stays the one that is reached, but pushes go where the
+  /// remote says.
+  void follow(const GitRemote& remote);
+
+  /// What commands call the repository: a name that is known to the commands of this object only.
+  static const std::string& remoteName();
+  /// The address without a password.
+  const std::string& address() const { return _access.text; }
+  const qrb::RemoteAccess& access() const { return _access; }
+
+  GitTool& tool() { return _tool; }
+  GitOutcome run(const GitCommand& command, const GitTool::Output& onOutput = {},
+                 const GitTool::Output& onError = {}) const {
+    return _tool.run(command, onOutput, onError);
+  }
+  /// What a failed command means for the one who asked; none for one that succeeded. May ask the server for its
+  /// certificate, to tell which it was.
+  qrb::Error errorFor(const GitOutcome& outcome) const;
+
+ private:
+  qrb::Error trustCertificate();
+  std::optional<qrb::ServerCertificate> certificate(std::string& reason) const;
+  void useSSH();
+  qrb::Error authenticationError(const GitFailure& failure) const;
+  qrb::Error certificateError(const GitFailure& failure) const;
+
+  const QRBSourceControlRemoteRepositoryPtr _remote;
+  const int _hostConnection;
+  GitTool _tool;
+  qrb::RemoteAccess _access;
+  qrb::CredentialAnswers _answers{_access};
+  qrb::AskpassChannel _channel;
+};
