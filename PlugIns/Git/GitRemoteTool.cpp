@@ -12,9 +12,9 @@ namespace {
 
 using Kind = qrb::RemoteAccess::Kind;
 
-qrb::Error withEntry(const qrb::Error& error, std::string_view key, const std::string& value) {
+qrb::Error withFingerprint(const qrb::Error& error, const std::string& fingerprint) {
   qrb::StringMap<qrb::String> userInfo = error.userInfo();
-  userInfo.set(key, value);
+  userInfo.set(QRBSourceControlSSHFingerprint, fingerprint);
   return {error.domain(), error.code(), std::move(userInfo), error.cause()};
 }
 
@@ -52,8 +52,7 @@ qrb::Error GitRemoteTool::open() {
   if (qrb::Error error = gitRefuseURL(_remote->URL())) return error;
   if (qrb::Error error = _access.fault()) return error;
   if (!_channel.isOpen()) {
-    return withEntry(QRBSourceControlError_SystemUnusable(), QRBSourceControlUnderlyingErrorString,
-                     "No socket could be made for what git may ask.");
+    return gitErrorWithMessage(QRBSourceControlError_SystemUnusable(), "No socket could be made for what git may ask.");
   }
   for (auto& [name, value] : _channel.environment()) _tool.addVariable(name, value);
   _tool.setSideChannel(_channel.descriptor(), [this] { _channel.serve(); });
@@ -95,13 +94,13 @@ qrb::Error GitRemoteTool::trustCertificate() {
   }
   // Then it is for the authorities that the user trusts to say.
   if (!_access.isFingerprintEnforced) return {};
-  return withEntry(QRBSourceControlError_AuthenticationSSLCertificateInvalid(
-                       "The server's certificate is not the trusted one. It has the fingerprint " + shown->fingerprint +
-                       " and is for " + shown->name + "."),
-                   QRBSourceControlSSHFingerprint, shown->fingerprint);
+  return withFingerprint(QRBSourceControlError_AuthenticationSSLCertificateInvalid(
+                             "The server's certificate is not the trusted one. It has the fingerprint " +
+                             shown->fingerprint + " and is for " + shown->name + "."),
+                         shown->fingerprint);
 }
 
-void GitRemoteTool::follow(const GitRemote& remote) {
+void GitRemoteTool::follow(const GitRemoteSettings& remote) {
   const std::string section = "remote." + remoteName() + ".";
   for (const std::string& rule : remote.fetchRules) _tool.addSetting(section + "fetch=" + rule);
   for (const auto& [variable, value] : remote.settings) _tool.addSetting(section + variable + "=" + value);
@@ -138,13 +137,12 @@ qrb::Error GitRemoteTool::authenticationError(const GitFailure& failure) const {
   if (!_answers.foreignServer().empty()) {
     message = "The credentials are not for " + _answers.foreignServer() + ", which asked for them.\n" + message;
   }
-  return withEntry(QRBSourceControlError_AuthenticationStrategyUnsupported(), QRBSourceControlUnderlyingErrorString,
-                   message);
+  return gitErrorWithMessage(QRBSourceControlError_AuthenticationStrategyUnsupported(), message);
 }
 
 qrb::Error GitRemoteTool::certificateError(const GitFailure& failure) const {
   const qrb::Error error = QRBSourceControlError_AuthenticationSSLCertificateInvalid(failure.message);
   std::string reason;
   const auto shown = certificate(reason);
-  return shown ? withEntry(error, QRBSourceControlSSHFingerprint, shown->fingerprint) : error;
+  return shown ? withFingerprint(error, shown->fingerprint) : error;
 }

@@ -6,7 +6,7 @@
 
 #include "AskpassChannel.h"
 #include "CredentialAnswers.h"
-#include "GitRemotes.h"
+#include "GitNetworkSettings.h"
 #include "GitTool.h"
 #include "QRBSourceControlForward.h"
 #include "RemoteAccess.h"
@@ -28,7 +28,7 @@ class GitRemoteTool {
   /// Takes over what the repository's configuration says of a remote: where its branches are kept, tags, proxies.
   /// Without it nothing is kept. The remote of the request stays the one that is reached, but pushes go where the
   /// remote says.
-  void follow(const GitRemote& remote);
+  void follow(const GitRemoteSettings& remote);
 
   /// What commands call the repository: a name that is known to the commands of this object only.
   static const std::string& remoteName();

@@ -1,8 +1,9 @@
-#include "GitRemotes.h"
+#include "GitNetworkSettings.h"
 
 #include <algorithm>
 
 #include "GitCommandParts.h"
+#include "PathString.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ bool isOf(std::string_view section, std::string_view key, std::string_view& name
   return true;
 }
 
-void setRemote(GitRemote& remote, std::string_view variable, std::string_view value) {
+void setRemote(GitRemoteSettings& remote, std::string_view variable, std::string_view value) {
   if (variable == "url") {
     remote.urls.emplace_back(value);
   } else if (variable == "pushurl") {
@@ -83,15 +84,22 @@ GitNetworkSettings gitReadNetworkSettings(std::string_view output) {
   return settings;
 }
 
-const GitRemote* GitNetworkSettings::remoteAt(const qrb::RemoteAddress& address) const {
-  const auto isThere = [&](const std::string& url) { return qrb::RemoteAddress::parse(url).isSamePlaceAs(address); };
-  for (const GitRemote& remote : remotes) {
+const GitRemoteSettings* GitNetworkSettings::remoteAt(const qrb::RemoteAddress& address,
+                                                      std::string_view folder) const {
+  const auto isThere = [&](const std::string& url) {
+    qrb::RemoteAddress place = qrb::RemoteAddress::parse(url);
+    if (place.scheme == "file" && !place.path.starts_with('/')) {
+      place.path = qrb::standardizedPath(std::string(folder).append(1, '/').append(place.path));
+    }
+    return place.isSamePlaceAs(address);
+  };
+  for (const GitRemoteSettings& remote : remotes) {
     if (std::ranges::any_of(remote.urls, isThere) || std::ranges::any_of(remote.pushURLs, isThere)) return &remote;
   }
   return nullptr;
 }
 
-const GitRemote* GitNetworkSettings::remoteNamed(std::string_view name) const {
+const GitRemoteSettings* GitNetworkSettings::remoteNamed(std::string_view name) const {
   return entryNamed(remotes, name);
 }
 
@@ -99,7 +107,7 @@ const GitBranchSettings* GitNetworkSettings::branchNamed(std::string_view name) 
   return entryNamed(branches, name);
 }
 
-std::string gitTrackingRef(const GitRemote& remote, std::string_view remoteRef) {
+std::string gitTrackingRef(const GitRemoteSettings& remote, std::string_view remoteRef) {
   for (std::string_view rule : remote.fetchRules) {
     if (rule.starts_with('+')) rule.remove_prefix(1);
     const std::size_t colon = rule.find(':');

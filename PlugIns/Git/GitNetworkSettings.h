@@ -9,7 +9,7 @@
 #include "RemoteAddress.h"
 
 /// What a repository's configuration says of one remote.
-struct GitRemote {
+struct GitRemoteSettings {
   std::string name;
   std::vector<std::string> urls;
   std::vector<std::string> pushURLs;
@@ -29,15 +29,15 @@ struct GitBranchSettings {
 };
 
 struct GitNetworkSettings {
-  std::vector<GitRemote> remotes;
+  std::vector<GitRemoteSettings> remotes;
   std::vector<GitBranchSettings> branches;
   /// pull.rebase and pull.ff as they are written; empty where they are not set.
   std::string pullRebase;
   std::string pullFastForward;
 
-  /// The remote that is at the address; null where there is none.
-  const GitRemote* remoteAt(const qrb::RemoteAddress& address) const;
-  const GitRemote* remoteNamed(std::string_view name) const;
+  /// The remote that is at the address; null where there is none. Relative paths are read from the folder.
+  const GitRemoteSettings* remoteAt(const qrb::RemoteAddress& address, std::string_view folder) const;
+  const GitRemoteSettings* remoteNamed(std::string_view name) const;
   const GitBranchSettings* branchNamed(std::string_view name) const;
 };
 
@@ -49,4 +49,4 @@ GitNetworkSettings gitReadNetworkSettings(std::string_view output);
 
 /// Where a remote's branch is kept in this repository after a fetch, by the remote's rules; empty where they keep it
 /// nowhere. Both are full names. Pure.
-std::string gitTrackingRef(const GitRemote& remote, std::string_view remoteRef);
+std::string gitTrackingRef(const GitRemoteSettings& remote, std::string_view remoteRef);
