@@ -11,6 +11,7 @@
 #include "QRBSourceControlPlugInProtocol.h"
 #include "QRBSourceControlProxyPrivate.h"
 #include "ServiceConnectionPrivate.h"
+#include "ServiceReservePrivate.h"
 
 using qrb::ServiceConnection;
 using qrb::String;
@@ -136,7 +137,7 @@ const std::vector<String>& QRBSourceControlManager::_allPlugInIdentifiers() {
 QRBSourceControlManager::ServiceConnectionPtr QRBSourceControlManager::_plugInConntectionForPlugInIdentifier(
     const String& identifier, const String&) {
   if (!identifier) return nullptr;
-  return ServiceConnection::launch(identifier.str(), ServiceConnection::Kind::oneShot);
+  return qrb::ServiceReserve::shared().take(identifier.str());
 }
 
 // A message that brings no identifier (fetch, push) still belongs to the one operation that its process serves.

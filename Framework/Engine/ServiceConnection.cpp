@@ -2,7 +2,9 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <unistd.h>
 
+#include <cstdlib>
 #include <utility>
 
 #include "Log.h"
@@ -20,9 +22,8 @@ struct Launched {
   std::optional<Process> process;
 };
 
-Launched launchService(const std::string& name) {
-  std::string path = ServiceDirectories::executableNamed(name);
-  if (path.empty()) {
+Launched launchService(const std::string& name, LaunchOptions options) {
+  if (options.path.empty()) {
     log(name, "no such service is installed");
     return {};
   }
@@ -32,8 +33,6 @@ Launched launchService(const std::string& name) {
     return {};
   }
   FileDescriptor output = collectServiceOutput(name);
-  LaunchOptions options;
-  options.path = path;
   options.stdinDescriptor = sockets.second.get();
   options.stdoutDescriptor = sockets.second.get();
   options.stderrDescriptor = output.get();
@@ -62,8 +61,36 @@ ProcessReaper::Policy policyFor(ServiceConnection::Ending ending) {
 
 }  // namespace
 
+ServiceSurroundings ServiceSurroundings::current(const std::string& serviceName) {
+  ServiceSurroundings surroundings;
+  surroundings.executable = ServiceDirectories::executableNamed(serviceName);
+  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+    surroundings.environment.emplace_back(*entry);
+  }
+  const std::unique_ptr<char, decltype(&::free)> folder(::get_current_dir_name(), ::free);
+  if (folder != nullptr) surroundings.workingDirectory = folder.get();
+  surroundings.outputIsCollected = hasLogHandler();
+  return surroundings;
+}
+
 std::shared_ptr<ServiceConnection> ServiceConnection::launch(const std::string& serviceName, Kind kind) {
-  Launched launched = launchService(serviceName);
+  LaunchOptions options;
+  options.path = ServiceDirectories::executableNamed(serviceName);
+  return launch(serviceName, kind, std::move(options));
+}
+
+std::shared_ptr<ServiceConnection> ServiceConnection::launch(const std::string& serviceName, Kind kind,
+                                                             const ServiceSurroundings& surroundings) {
+  LaunchOptions options;
+  options.path = surroundings.executable;
+  options.environment = surroundings.environment;
+  options.workingDirectory = surroundings.workingDirectory;
+  return launch(serviceName, kind, std::move(options));
+}
+
+std::shared_ptr<ServiceConnection> ServiceConnection::launch(const std::string& serviceName, Kind kind,
+                                                             LaunchOptions launchOptions) {
+  Launched launched = launchService(serviceName, std::move(launchOptions));
   Connection::Options options;
   options.sharing = kind == Kind::oneShot ? Connection::Sharing::perConnection : Connection::Sharing::perMessage;
   options.name = serviceName;

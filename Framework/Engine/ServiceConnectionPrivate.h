@@ -5,12 +5,26 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Connection.h"
 #include "Export.h"
 #include "Process.h"
 
 namespace qrb {
+
+/// All that a service inherits when it is launched at this moment. To be read where the host expects its environment to
+/// be read: while it makes a request.
+struct ServiceSurroundings {
+  /// Empty when no service of the name is installed.
+  std::string executable;
+  std::vector<std::string> environment;
+  std::string workingDirectory;
+  bool outputIsCollected = false;
+
+  static ServiceSurroundings current(const std::string& serviceName);
+  bool operator==(const ServiceSurroundings&) const = default;
+};
 
 /// A service process and the connection to it. One thread at a time, except where said.
 class QRB_EXPORT ServiceConnection {
@@ -31,6 +45,9 @@ class QRB_EXPORT ServiceConnection {
   /// Starts the service of that name. A service that cannot be found or launched gives a connection that is over
   /// already: every request on it fails at once. The connection reads nothing before `resume`.
   static std::shared_ptr<ServiceConnection> launch(const std::string& serviceName, Kind kind);
+  /// The same in surroundings that were current at another moment.
+  static std::shared_ptr<ServiceConnection> launch(const std::string& serviceName, Kind kind,
+                                                   const ServiceSurroundings& surroundings);
   ~ServiceConnection();
   ServiceConnection(const ServiceConnection&) = delete;
   ServiceConnection& operator=(const ServiceConnection&) = delete;
@@ -54,6 +71,7 @@ class QRB_EXPORT ServiceConnection {
   void invalidate(Ending ending);
 
  private:
+  static std::shared_ptr<ServiceConnection> launch(const std::string& serviceName, Kind kind, LaunchOptions options);
   ServiceConnection(std::shared_ptr<Connection> connection, std::optional<Process> process);
 
   const std::shared_ptr<Connection> _connection;

@@ -22,6 +22,7 @@
 #include "QRBSourceControlManager.h"
 #include "QRBSourceControlModelPrivate.h"
 #include "ServiceDirectories.h"
+#include "ServiceReservePrivate.h"
 #include "TemporaryDirectory.h"
 #include "UUIDString.h"
 
@@ -95,6 +96,7 @@ class EngineTest : public testing::Test {
   void settleProcesses() {
     auto deadline = std::chrono::steady_clock::now() + kPatience;
     do {
+      ServiceReserve::shared().clear();
       EXPECT_TRUE(ProcessReaper::shared().drain(kPatience));
     } while ((holdsConnection() || !childProcesses().empty()) && std::chrono::steady_clock::now() < deadline);
   }
