@@ -45,7 +45,7 @@ std::shared_ptr<ServiceConnection> ServiceReserve::take(const std::string& servi
 bool ServiceReserve::followsClosely(const std::string& serviceName) {
   const Clock::time_point now = Clock::now();
   Recent& recent = _recent[serviceName];
-  std::ranges::rotate(recent, recent.begin() + 1);
+  std::rotate(recent.begin(), recent.begin() + 1, recent.end());
   recent.back() = now;
   return now - recent.front() < kCloseTogether;
 }
