@@ -38,6 +38,11 @@ QRBSourceControlBasicAuthenticationStrategy::initWithURLDefinedUsernameURLDefine
   return make(std::move(username), true, std::move(password), true);
 }
 
+QRBSourceControlBasicAuthenticationStrategyPtr QRBSourceControlBasicAuthenticationStrategy::strategyWithUsername(
+    qrb::String username, qrb::String password) const {
+  return make(std::move(username), _usernameDefinedFromURL, std::move(password), _passwordDefinedFromURL);
+}
+
 std::string QRBSourceControlBasicAuthenticationStrategy::description() const {
   return qrb::format("Basic Authentication (%@)", {_username});
 }

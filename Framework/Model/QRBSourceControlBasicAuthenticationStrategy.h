@@ -18,6 +18,8 @@ class QRB_EXPORT QRBSourceControlBasicAuthenticationStrategy final : public QRBS
                                                                                    qrb::String password);
   static QRBSourceControlBasicAuthenticationStrategyPtr initWithURLDefinedUsernameURLDefinedPassword(
       qrb::String username, qrb::String password);
+  /// Another user name and password that came from the same places as these.
+  QRBSourceControlBasicAuthenticationStrategyPtr strategyWithUsername(qrb::String username, qrb::String password) const;
   using QRBSourceControlAuthenticationStrategy::QRBSourceControlAuthenticationStrategy;
 
   /// What the kind is called; English.

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "Dictionary.h"
@@ -231,8 +232,12 @@ class QRB_EXPORT QRBSourceControlWorkspaceBlueprint
   /// The legacy form as an XML property list; absent where a text is not UTF-8 or has characters that XML cannot hold.
   std::optional<std::string> propertyListDataRepresentationWithOptions(std::uint64_t options,
                                                                        qrb::Error* error = nullptr) const;
+  /// The text of a key file as it is stored in a file: absent for bytes that are not UTF-8. And back.
+  static qrb::String _stringFromData(std::string_view data);
+  static std::optional<std::string> _dataFromString(const qrb::String& string);
   /// Writes a file named after the blueprint, a "/" in the name made a "-", in the form that the options ask for. A
-  /// file of that name is overwritten in place. With credentials only the user can read it. Answers its URL, or an
+  /// file of that name is overwritten in place. With credentials, or where a URL has a password, only the user can
+  /// read it. Answers its URL, or an
   /// absent one where it could not be written or there is no name.
   qrb::URL saveBlueprintInFolder(const qrb::URL& folder, std::uint64_t options, qrb::Error* error = nullptr) const;
   /// @}
@@ -287,11 +292,14 @@ class QRB_EXPORT QRBSourceControlWorkspaceBlueprint
     std::shared_ptr<RepositoryLocations> repositoryLocations = std::make_shared<RepositoryLocations>();
     std::shared_ptr<Locations> locations = std::make_shared<Locations>();
   };
-  friend class QRBBlueprintReading;
-  friend class QRBBlueprintMatching;
 
   bool contains(const QRBSourceControlRemoteRepositoryPtr& remoteRepository) const;
   void takeRepositories(RemoteRepositories repositories);
+  void takeEverythingOf(const QRBSourceControlWorkspaceBlueprint& blueprint);
+  void mergeWithLikeBlueprint(const QRBSourceControlWorkspaceBlueprint& blueprint);
+  void takeNewRepository(const QRBSourceControlRemoteRepositoryPtr& repository,
+                         const QRBSourceControlWorkspaceBlueprint& blueprint);
+  RemoteRepositories repositoriesWithoutIdentifierAmong(const std::unordered_set<qrb::String>& identifiers) const;
   QRBSourceControlWorkspaceBlueprintPtr copyWithRepositories(
       QRBSourceControlRemoteRepositoryPtr (*copyOf)(const QRBSourceControlRemoteRepository&)) const;
 

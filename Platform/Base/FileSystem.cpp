@@ -5,10 +5,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <vector>
+
+#include "FileDescriptor.h"
 
 namespace qrb {
 
@@ -21,6 +24,19 @@ bool writeAll(int file, std::string_view bytes) {
     if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
   }
   return true;
+}
+
+// Closes the file; what was written to a file that goes wrong here or before is removed when it was new.
+bool finishWriting(int file, bool complete, const std::string& path, bool isNew) {
+  int reason = errno;
+  if (::close(file) != 0 && complete) {
+    reason = errno;
+    complete = false;
+  }
+  if (complete) return true;
+  if (isNew) ::unlink(path.c_str());
+  errno = reason;
+  return false;
 }
 
 }  // namespace
@@ -55,16 +71,45 @@ bool writePrivateFile(const std::string& path, std::string_view bytes) {
   int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
   if (file < 0) return false;
   bool complete = ::fchmod(file, S_IRUSR | S_IWUSR) == 0 && writeAll(file, bytes);
-  int reason = errno;
-  if (::close(file) != 0 && complete) {
-    reason = errno;
-    complete = false;
+  return finishWriting(file, complete, path, true);
+}
+
+bool overwriteFile(const std::string& path, std::string_view bytes, FileAccess access) {
+  const bool isPrivate = access == FileAccess::userOnly;
+  constexpr mode_t userOnly = S_IRUSR | S_IWUSR;
+  const mode_t mode = isPrivate ? userOnly : userOnly | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+  int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+  const bool isNew = file >= 0;
+  // Emptied only once nobody else can open it. Without waiting, should the name be that of a pipe.
+  if (!isNew && errno == EEXIST) file = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+  if (file < 0) return false;
+  bool complete = (!isPrivate || ::fchmod(file, userOnly) == 0) && ::ftruncate(file, 0) == 0 && writeAll(file, bytes);
+  return finishWriting(file, complete, path, isNew);
+}
+
+std::optional<std::string> readFile(const std::string& path, std::size_t limit) {
+  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (!file.valid()) return std::nullopt;
+  struct stat status;
+  if (::fstat(file.get(), &status) != 0) return std::nullopt;
+  if (!S_ISREG(status.st_mode)) {
+    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    return std::nullopt;
   }
-  if (!complete) {
-    ::unlink(path.c_str());
-    errno = reason;
+  // The size may be out of date as soon as it is known, so the bytes are counted as they come.
+  std::string bytes;
+  std::array<char, 65536> piece;
+  for (;;) {
+    ssize_t count = ::read(file.get(), piece.data(), piece.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return std::nullopt;
+    if (count == 0) return bytes;
+    bytes.append(piece.data(), static_cast<std::size_t>(count));
+    if (bytes.size() > limit) {
+      errno = EFBIG;
+      return std::nullopt;
+    }
   }
-  return complete;
 }
 
 }  // namespace qrb

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -17,5 +19,17 @@ QRB_EXPORT bool makePrivateDirectory(const std::string& path);
 /// Writes a new file that only the user can read and write, whatever the umask. False, with errno set, when there is
 /// one already or not all could be written; nothing is left behind then.
 QRB_EXPORT bool writePrivateFile(const std::string& path, std::string_view bytes);
+
+/// Who may read a file that is written.
+enum class FileAccess { asUsual, userOnly };
+
+/// Writes over the file of that name, or makes one. False, with errno set, when not all could be written: a file that
+/// was there is cut off then, a new one removed. `userOnly` holds for a file that is there already too, from before the
+/// first byte is written.
+QRB_EXPORT bool overwriteFile(const std::string& path, std::string_view bytes, FileAccess access);
+
+/// The bytes of a plain file of at most so many; nothing, with errno set, for any other. Waits for nobody: a pipe is no
+/// plain file.
+QRB_EXPORT std::optional<std::string> readFile(const std::string& path, std::size_t limit);
 
 }  // namespace qrb

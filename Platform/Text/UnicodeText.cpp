@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
 #include <vector>
 
 namespace qrb {
@@ -90,6 +92,18 @@ std::string lowercased(std::string_view text) {
     result.append(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(length));
   }
   return result;
+}
+
+std::string caseFolded(std::string_view text) {
+  auto isASCII = [](char character) { return static_cast<unsigned char>(character) < 0x80; };
+  if (std::all_of(text.begin(), text.end(), isASCII)) return lowercased(text);
+  constexpr auto options = static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_CASEFOLD | UTF8PROC_COMPOSE);
+  utf8proc_uint8_t* folded = nullptr;
+  utf8proc_ssize_t size = utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
+                                       static_cast<utf8proc_ssize_t>(text.size()), &folded, options);
+  std::unique_ptr<utf8proc_uint8_t, decltype(&std::free)> owned(folded, &std::free);
+  if (size < 0) return lowercased(text);
+  return std::string(reinterpret_cast<const char*>(folded), static_cast<std::size_t>(size));
 }
 
 std::optional<TextRange> caseAndDiacriticInsensitiveFind(std::string_view term, std::string_view text) {

@@ -12,6 +12,10 @@ namespace qrb {
 /// The text in lower case, letter by letter and without regard to a language; bytes that are not UTF-8 stay.
 QRB_EXPORT std::string lowercased(std::string_view text);
 
+/// What is equal for texts that differ in letter case only, or in how their letters are composed, whatever the
+/// language. Bytes that are not UTF-8 stay.
+QRB_EXPORT std::string caseFolded(std::string_view text);
+
 /// A place in a text, in bytes.
 struct TextRange {
   std::size_t location;

@@ -1,0 +1,99 @@
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "BlueprintFormsPrivate.h"
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlSystem.h"
+#include "QRBSourceControlWorkingCopy.h"
+
+namespace qrb::detail {
+
+namespace {
+
+constexpr std::uint64_t kLeastCurrentVersion = 202;
+constexpr std::uint64_t kLeastLegacyVersion = 110;
+constexpr std::int64_t kInvalidBlueprint = -400;
+
+bool hasVersion(const Dictionary& dictionary, const char* key, std::uint64_t least) {
+  const Dictionary* version = valueForKey(dictionary, key);
+  return version != nullptr && qrbscm_statusValue(*version) >= least;
+}
+
+}  // namespace
+
+BlueprintForm formOfBlueprint(const Dictionary& dictionary) {
+  if (hasVersion(dictionary, QRBSourceControlWorkspaceBlueprintVersion, kLeastCurrentVersion)) {
+    return BlueprintForm::current;
+  }
+  return hasVersion(dictionary, QRBSourceControlLegacyWorkspaceBlueprintVersionKey, kLeastLegacyVersion)
+             ? BlueprintForm::legacy
+             : BlueprintForm::none;
+}
+
+bool isLeftOut(const QRBSourceControlWorkspaceBlueprint& blueprint,
+               const QRBSourceControlRemoteRepositoryPtr& repository, std::uint64_t options) {
+  if (!repository->identifier()) return true;
+  return (options & QRBSourceControlWorkspaceBlueprintWithoutIgnored) != 0 &&
+         blueprint.workingCopyStateForRemoteRepository(repository) == QRBSourceControlWorkspaceBlueprintIgnoredState;
+}
+
+String writtenURL(const QRBSourceControlRemoteRepository& repository, std::uint64_t options) {
+  bool isAnonymous = (options & QRBSourceControlWorkspaceBlueprintAnonymousURLs) != 0;
+  return (isAnonymous ? repository.anonymousURL() : repository.URL()).absoluteString();
+}
+
+QRBSourceControlSystemPtr SystemLookup::systemWithIdentifier(const String& identifier) {
+  if (identifier.empty()) return nullptr;
+  if (const auto* known = _known.find(identifier.view())) return *known;
+  auto system = QRBSourceControlSystem::systemWithIdentifier(identifier);
+  if (system != nullptr && !system->isUsable()) system = nullptr;
+  _known.set(identifier, system);
+  return system;
+}
+
+const Dictionary* valueForKey(const Dictionary& dictionary, std::string_view key) {
+  if (!dictionary.is_object()) return nullptr;
+  auto entry = dictionary.find(key);
+  return entry == dictionary.end() ? nullptr : &*entry;
+}
+
+const Dictionary& sectionForKey(const Dictionary& dictionary, const char* key) {
+  static const auto& empty = *new Dictionary(Dictionary::object());
+  const Dictionary* section = valueForKey(dictionary, key);
+  return section != nullptr && section->is_object() ? *section : empty;
+}
+
+const Dictionary& arrayForKey(const Dictionary& dictionary, const char* key) {
+  static const auto& empty = *new Dictionary(Dictionary::array());
+  const Dictionary* array = valueForKey(dictionary, key);
+  return array != nullptr && array->is_array() ? *array : empty;
+}
+
+String textForKey(const Dictionary& dictionary, std::string_view key) {
+  const Dictionary* value = valueForKey(dictionary, key);
+  return value != nullptr && value->is_string() ? String(value->get_ref<const std::string&>()) : String();
+}
+
+bool isTrue(const Dictionary* value) {
+  if (value == nullptr) return false;
+  return value->is_boolean() ? value->get<bool>() : value->is_number() && value->get<double>() != 0;
+}
+
+void setText(Dictionary& dictionary, const char* key, const String& text) {
+  if (text) dictionary[key] = text.str();
+}
+
+URL usableURL(const String& text) {
+  auto isControl = [](char character) { return static_cast<unsigned char>(character) < 0x20 || character == 0x7f; };
+  std::string_view bytes = text.view();
+  bool isUsable = !bytes.empty() && std::none_of(bytes.begin(), bytes.end(), isControl);
+  return isUsable ? URL(text) : URL();
+}
+
+Error blueprintError(const std::string& text, Error cause) {
+  return Error(QRBSourceControlErrorDomain, kInvalidBlueprint, {{kErrorLocalizedDescriptionKey, String(text)}},
+               std::move(cause));
+}
+
+}  // namespace qrb::detail
