@@ -1,0 +1,212 @@
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "GitPlugInTesting.h"
+#include "LongHistoryTesting.h"
+
+namespace qrb::test {
+namespace {
+
+using testing::HasSubstr;
+using Code = QRBSourceControlErrorCode;
+
+class GitDiff : public GitPlugInTest {
+ protected:
+  static auto diffOf(const std::string& root, const QRBSourceControlRevisionLocationPtr& from,
+                     const QRBSourceControlRevisionLocationPtr& against) {
+    Reply<Dictionary> reply;
+    manager()->diffRepository(repositoryAt(root), from, against, nullptr, reply.completion());
+    return reply.wait();
+  }
+  /// The files of a comparison by path, which fails the test where there is an error.
+  static std::map<std::string, Dictionary> filesOf(const std::string& root,
+                                                   const QRBSourceControlRevisionLocationPtr& from,
+                                                   const QRBSourceControlRevisionLocationPtr& against) {
+    const auto [diff, error] = diffOf(root, from, against);
+    EXPECT_FALSE(error) << error.description();
+    std::map<std::string, Dictionary> files;
+    if (error) return files;
+    for (const Dictionary& file : diff["files"]) files[file["path"].get<std::string>()] = file;
+    return files;
+  }
+  static QRBSourceControlRevisionLocationPtr at(const QRBSourceControlRevisionPtr& revision) {
+    return QRBSourceControlRevisionLocation::initWithRevision(revision);
+  }
+  static QRBSourceControlRevisionLocationPtr at(const std::string& text) { return at(revision(text)); }
+  static QRBSourceControlRevisionLocationPtr workingCopy() {
+    return at(QRBSourceControlRevision::sharedUnversionedRevision());
+  }
+  static QRBSourceControlRevisionLocationPtr nothing() { return at(QRBSourceControlRevision::sharedInitialRevision()); }
+  static bool has(const Error& error, Code code) {
+    return error.domain() == String(QRBSourceControlErrorDomain) && error.code() == static_cast<std::int64_t>(code);
+  }
+
+  /// Everything that a comparison says, put together again in the forms that git itself prints.
+  struct Texts {
+    std::string raw;
+    std::string counts;
+    std::string patch;
+    bool operator==(const Texts&) const = default;
+  };
+  static Texts textsOf(const Dictionary& diff) {
+    const auto text = [](const Dictionary& file, const char* key, const char* fallback) {
+      return file.contains(key) ? file[key].get<std::string>() : std::string(fallback);
+    };
+    const std::map<std::string, std::string> letters{{"modified", "M"}, {"added", "A"},  {"deleted", "D"},
+                                                     {"renamed", "R"},  {"copied", "C"}, {"type-changed", "T"}};
+    const std::string zeros(40, '0');
+    Texts texts;
+    for (const Dictionary& file : diff["files"]) {
+      const std::string path = file["path"].get<std::string>();
+      const std::string original = text(file, "originalPath", "");
+      const std::string similarity = original.empty() ? "" : std::to_string(file["similarity"].get<int>());
+      const std::string paths = original.empty() ? path : original + '\0' + path;
+      texts.raw += ":" + text(file, "oldMode", "000000") + " " + text(file, "newMode", "000000") + " " +
+                   text(file, "oldObject", zeros.c_str()) + " " + text(file, "newObject", zeros.c_str()) + " " +
+                   letters.at(file["change"].get<std::string>()) +
+                   (similarity.empty() ? "" : std::string(3 - similarity.size(), '0') + similarity) + '\0' + paths +
+                   '\0';
+      const bool isBinary = file["isBinary"].get<bool>();
+      texts.counts += (isBinary ? "-" : std::to_string(file["additions"].get<int>())) + "\t" +
+                      (isBinary ? "-" : std::to_string(file["deletions"].get<int>())) + "\t" +
+                      (original.empty() ? "" : std::string(1, '\0')) + paths + '\0';
+      texts.patch += text(file, "patch", "left out");
+    }
+    return texts;
+  }
+  static Texts textsOfGit(GitRepository& repository, const std::string& from, const std::string& against) {
+    const auto diff = [&](std::vector<std::string> options) {
+      options.insert(options.begin(), {"-c", "core.quotePath=false", "diff", "-M"});
+      options.insert(options.end(), {from, against, "--"});
+      return repository.tryRun(options).output;
+    };
+    return {diff({"--raw", "--no-abbrev", "-z"}), diff({"--numstat", "-z"}), diff({"--patch", "--full-index"})};
+  }
+};
+
+TEST_F(GitDiff, aLongHistoryComparesAsGitComparesIt) {
+  LongHistory history(60);
+  GitRepository& repository = history.repository();
+  const struct {
+    const char* from;
+    const char* against;
+  } rows[] = {{"main~60", "main"},    {"main", "main~60"},    {"main~5", "main~4"},   {"side/10", "side/60"},
+              {"main~20", "side/40"}, {"main~31", "main~30"}, {"main~24", "main~23"}, {"main~48", "main~47"},
+              {"main~1", "main"},     {"main", "main"},       {"annotated", "loose"}};
+  for (const auto& row : rows) {
+    const auto [diff, error] = diffOf(repository.root(), at(row.from), at(row.against));
+    ASSERT_FALSE(error) << row.from << ": " << error.description();
+    EXPECT_EQ(textsOf(diff), textsOfGit(repository, row.from, row.against)) << row.from << " against " << row.against;
+    EXPECT_EQ(diff["from"], repository.run({"rev-parse", std::string(row.from) + "^{commit}"}));
+    EXPECT_EQ(diff["against"], repository.run({"rev-parse", std::string(row.against) + "^{commit}"}));
+  }
+}
+
+TEST_F(GitDiff, theSettingsOfAUserDoNotChangeWhatIsRead) {
+  LongHistory history(40);
+  GitRepository& repository = history.repository();
+  const auto before = std::get<0>(diffOf(repository.root(), at("main~30"), at("main")));
+  for (const auto& [name, value] : std::map<std::string, std::string>{{"diff.noprefix", "true"},
+                                                                      {"diff.mnemonicPrefix", "true"},
+                                                                      {"color.ui", "always"},
+                                                                      {"diff.submodule", "log"},
+                                                                      {"diff.external", "touch pwned"},
+                                                                      {"diff.relative", "true"},
+                                                                      {"diff.renames", "copies"},
+                                                                      {"diff.wsErrorHighlight", "all"},
+                                                                      {"diff.colorMoved", "zebra"},
+                                                                      {"diff.autoRefreshIndex", "false"},
+                                                                      {"diff.text.textconv", "touch pwned; cat"}}) {
+    repository.run({"config", name, value});
+  }
+  repository.write(".git/info/attributes", "* diff=text\n");
+  EXPECT_EQ(std::get<0>(diffOf(repository.root(), at("main~30"), at("main"))), before);
+  EXPECT_FALSE(std::filesystem::exists(repository.pathOf("pwned")));
+}
+
+TEST_F(GitDiff, uncommittedChangesCompareBothWays) {
+  GitRepository repository;
+  repository.write("changed", "1\n");
+  repository.write("deleted", "1\n");
+  repository.write("touched", "1\n");
+  repository.commit("one");
+  repository.write("changed", "1\n2\n");
+  repository.write("staged", "another\n");
+  repository.run({"add", "staged"});
+  repository.write("untracked", "1\n");
+  std::filesystem::remove(repository.pathOf("deleted"));
+  std::filesystem::last_write_time(repository.pathOf("touched"),
+                                   std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+  const auto base = at(QRBSourceControlRevision::sharedBaseRevision());
+  const auto files = filesOf(repository.root(), base, workingCopy());
+  ASSERT_EQ(files.size(), 3u);
+  EXPECT_EQ(files.at("changed")["additions"], 1);
+  EXPECT_EQ(files.at("deleted")["change"], "deleted");
+  EXPECT_EQ(files.at("staged")["change"], "added");
+  const auto reversed = filesOf(repository.root(), workingCopy(), base);
+  ASSERT_EQ(reversed.size(), 3u);
+  EXPECT_EQ(reversed.at("changed")["deletions"], 1);
+  EXPECT_EQ(reversed.at("deleted")["change"], "added");
+  EXPECT_THAT(reversed.at("changed")["patch"].get<std::string>(), HasSubstr("diff --git a/changed b/changed\n"));
+}
+
+TEST_F(GitDiff, theFirstRevisionComparesWithNothing) {
+  for (const bool isSHA256 : {false, true}) {
+    GitRepository repository(isSHA256 ? std::vector<std::string>{"--object-format=sha256"}
+                                      : std::vector<std::string>{});
+    repository.write("file", "1\n2\n");
+    repository.commit("one");
+    const auto files = filesOf(repository.root(), nothing(), at("HEAD"));
+    ASSERT_EQ(files.count("file"), 1u);
+    EXPECT_EQ(files.at("file")["additions"], 2);
+    EXPECT_FALSE(files.at("file").contains("oldMode"));
+    EXPECT_EQ(filesOf(repository.root(), at("HEAD"), nothing()).at("file")["change"], "deleted");
+  }
+}
+
+TEST_F(GitDiff, namesAndContentsArriveAsTheBytesThatTheyAre) {
+  GitRepository repository;
+  repository.write("\xff\xfe", "caf\xe9\n");
+  repository.commit("one");
+  repository.write("\xff\xfe", "caf\xe8\r\n\x01\n");
+  repository.write("line\nfeed", "no end of line");
+  repository.commit("two");
+  const auto files = filesOf(repository.root(), at("HEAD^"), at("HEAD"));
+  ASSERT_EQ(files.count("\xff\xfe"), 1u);
+  EXPECT_THAT(files.at("\xff\xfe")["patch"].get<std::string>(), HasSubstr("-caf\xe9\n+caf\xe8\r\n+\x01\n"));
+  EXPECT_THAT(files.at("line\nfeed")["patch"].get<std::string>(), HasSubstr("No newline at end of file"));
+}
+
+TEST_F(GitDiff, anEnormousPatchIsLeftOutAndSaysSo) {
+  GitRepository repository;
+  repository.write("small", "1\n");
+  repository.commit("one");
+  std::string large;
+  while (large.size() < (std::size_t{9} << 20)) large += "a line of some length " + std::to_string(large.size()) + "\n";
+  repository.write("large", large);
+  repository.write("small", "2\n");
+  repository.commit("two");
+  const auto files = filesOf(repository.root(), at("HEAD^"), at("HEAD"));
+  EXPECT_TRUE(files.at("large")["isPatchLeftOut"].get<bool>());
+  EXPECT_FALSE(files.at("large").contains("patch"));
+  EXPECT_EQ(files.at("large")["additions"].get<std::size_t>(),
+            static_cast<std::size_t>(std::count(large.begin(), large.end(), '\n')));
+  EXPECT_THAT(files.at("small")["patch"].get<std::string>(), HasSubstr("+2\n"));
+}
+
+TEST_F(GitDiff, whatIsNotThereIsToldByItsKindAndName) {
+  GitRepository repository;
+  repository.commit("one");
+  const auto missing = QRBSourceControlBranch::initWithBranchName("missing", false);
+  for (const bool isFirst : {true, false}) {
+    const auto [diff, error] =
+        diffOf(repository.root(), isFirst ? missing : at("HEAD"), isFirst ? at("HEAD") : missing);
+    EXPECT_TRUE(has(error, Code::branchNotFound)) << error.description();
+    EXPECT_THAT(error.localizedDescription(), HasSubstr("\"missing\""));
+  }
+  EXPECT_TRUE(has(std::get<1>(diffOf(repository.root(), nothing(), workingCopy())), Code::revisionNotFound));
+  EXPECT_TRUE(has(std::get<1>(diffOf(repository.beside("none"), at("HEAD"), at("HEAD^"))), Code::repositoryNotFound));
+}
+
+}  // namespace
+}  // namespace qrb::test

@@ -1,0 +1,247 @@
+#include <filesystem>
+#include <fstream>
+#include <functional>
+
+#include "GitPlugInTesting.h"
+#include "QRBSourceControlRemoteRepository.h"
+
+// Names that would make git do something else if they reached it as they are, in every request that takes a name. Each
+// has to be refused with an error that says which name it was, and to leave no trace.
+namespace qrb::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using Code = QRBSourceControlErrorCode;
+
+/// Where one kind of name goes into a request; the error that comes back.
+struct Request {
+  const char* name;
+  std::function<Error(GitRepository& repository, const std::string& hostile)> send;
+};
+
+class GitHostileNames : public GitPlugInTest {
+ protected:
+  template <class... Values, class Send>
+  static Error errorOf(Send&& send) {
+    Reply<Values...> reply;
+    send(reply.completion());
+    return std::get<sizeof...(Values)>(reply.wait());
+  }
+  static QRBSourceControlBranchPtr branch(const std::string& name) {
+    return QRBSourceControlBranch::initWithBranchName(name, false);
+  }
+  static QRBSourceControlRevisionLocationPtr at(const std::string& text) {
+    return QRBSourceControlRevisionLocation::initWithRevision(revision(text));
+  }
+  static Error resolve(GitRepository& repository, const QRBSourceControlRevisionLocationPtr& location) {
+    return errorOf<QRBSourceControlRevisionPtr>([&](auto completion) {
+      manager()->revisionOfLocation(location, repositoryAt(repository.root()), nullptr, completion);
+    });
+  }
+  static Error diff(GitRepository& repository, const QRBSourceControlRevisionLocationPtr& from,
+                    const QRBSourceControlRevisionLocationPtr& against) {
+    return errorOf<Dictionary>([&](auto completion) {
+      manager()->diffRepository(repositoryAt(repository.root()), from, against, nullptr, completion);
+    });
+  }
+  static Error addBranch(GitRepository& repository, const QRBSourceControlBranchPtr& made,
+                         const QRBSourceControlBranchPtr& from) {
+    return errorOf<QRBSourceControlBranchPtr>([&](auto completion) {
+      manager()->addBranch(made, from, repositoryAt(repository.root()), nullptr, completion);
+    });
+  }
+  static Error removeBranch(GitRepository& repository, const QRBSourceControlBranchPtr& removed) {
+    return errorOf<>([&](auto completion) {
+      manager()->removeBranch(removed, repositoryAt(repository.root()), nullptr, nullptr, completion);
+    });
+  }
+  static Error parents(GitRepository& repository, const QRBSourceControlBranchPtr& of) {
+    return errorOf<QRBSourceControlBranchPtr, std::vector<QRBSourceControlBranchPtr>>([&](auto completion) {
+      manager()->parentBranchesOfBranch(of, repositoryAt(repository.root()), nullptr, completion);
+    });
+  }
+  static Error ancestor(GitRepository& repository, const QRBSourceControlBranchPtr& one,
+                        const QRBSourceControlBranchPtr& other) {
+    return errorOf<QRBSourceControlRevisionPtr>([&](auto completion) {
+      manager()->ancestorRevisionInRepository(repositoryAt(repository.root()), one, other, nullptr, completion);
+    });
+  }
+  static Error upstream(GitRepository& repository, const QRBSourceControlBranchPtr& of) {
+    return errorOf<QRBSourceControlBranchPtr>([&](auto completion) {
+      manager()->remoteBranchFromRepository(repositoryAt(repository.root()), of, completion);
+    });
+  }
+  static Error addRemote(GitRepository& repository, const std::string& name, const std::string& url) {
+    return errorOf<>([&](auto completion) {
+      manager()->addRemoteRepository(QRBSourceControlRemoteRepository::initUnsavedWithURL(URL(url), system()), name,
+                                     repositoryAt(repository.root()), completion);
+    });
+  }
+  static Error removeRemote(GitRepository& repository, const std::string& name) {
+    return errorOf<>([&](auto completion) {
+      manager()->removeRemoteRepositoryNamed(name, repositoryAt(repository.root()), completion);
+    });
+  }
+  static Error history(GitRepository& repository, const std::string& from, const std::string& to) {
+    HistoryQuery query;
+    query.from = revision(from);
+    query.to = revision(to);
+    return std::get<1>(historyOf(workingCopyAt(repository.root()), query));
+  }
+
+  /// Every file below the repository's folder with its size and last change: what an attack would leave a trace in.
+  static std::map<std::string, std::string> traces(const GitRepository& repository) {
+    std::map<std::string, std::string> result;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(repository.beside(""))) {
+      std::string& trace = result[entry.path().string()];
+      if (!entry.is_regular_file()) continue;
+      std::ifstream stream(entry.path(), std::ios::binary);
+      trace.assign(std::istreambuf_iterator<char>(stream), {});
+    }
+    return result;
+  }
+
+  static void expectRefused(const Error& error, const std::string& request, const std::string& hostile) {
+    EXPECT_TRUE(error) << request << " took " << hostile;
+    EXPECT_EQ(error.domain(), String(QRBSourceControlErrorDomain)) << request << ": " << error.description();
+    // Not by the plug-in's dying of it, and not as something that the user could put right elsewhere.
+    EXPECT_LT(error.code(), 0) << request;
+    const std::string said = error.localizedDescription() + "\n" + underlyingMessage(error);
+    EXPECT_THAT(said, HasSubstr(hostile)) << request;
+  }
+
+  GitRepository _repository;
+};
+
+TEST_F(GitHostileNames, areRefusedByNameAndLeaveNoTrace) {
+  _repository.write("file", "1");
+  _repository.commit("one");
+  _repository.run({"branch", "other"});
+  _repository.run({"remote", "add", "origin", "https://host/path"});
+  const std::string touched = _repository.beside("pwned");
+  const std::string hostile[] = {"--upload-pack=touch " + touched,
+                                 "--output=" + touched,
+                                 "-c core.sshCommand=touch " + touched,
+                                 "-d",
+                                 "--all",
+                                 "--exec=touch " + touched,
+                                 "ext::sh -c touch% " + touched,
+                                 "main\nother",
+                                 "../../../pwned",
+                                 "a..b",
+                                 "main..other",
+                                 "^main",
+                                 "main^!",
+                                 "HEAD:file",
+                                 ":/one",
+                                 "refs/heads/*:refs/heads/x",
+                                 "@{-1}..main",
+                                 "main\x1b[2J:"};
+  const Request requests[] = {
+      {"revision of a branch", [](auto& repository, auto& name) { return resolve(repository, branch(name)); }},
+      {"revision of a remote branch",
+       [](auto& repository, auto& name) {
+         return resolve(repository, QRBSourceControlBranch::initWithBranchNameRemoteName(name, false, "origin"));
+       }},
+      {"revision of a branch of a remote",
+       [](auto& repository, auto& name) {
+         return resolve(repository, QRBSourceControlBranch::initWithBranchNameRemoteName("main", false, name));
+       }},
+      {"revision of a tag",
+       [](auto& repository, auto& name) { return resolve(repository, QRBSourceControlTag::initWithTagName(name)); }},
+      {"revision", [](auto& repository, auto& name) { return resolve(repository, at(name)); }},
+      {"revision of a pinned branch",
+       [](auto& repository, auto& name) {
+         return resolve(repository, branch("main")->locationWithRevision(revision(name)));
+       }},
+      {"parents", [](auto& repository, auto& name) { return parents(repository, branch(name)); }},
+      {"ancestor", [](auto& repository, auto& name) { return ancestor(repository, branch(name), branch("main")); }},
+      {"other's ancestor",
+       [](auto& repository, auto& name) { return ancestor(repository, branch("main"), branch(name)); }},
+      {"new branch",
+       [](auto& repository, auto& name) {
+         return addBranch(repository, QRBSourceControlBranch::initWithNewBranchName(name), nullptr);
+       }},
+      {"branch to begin at",
+       [](auto& repository, auto& name) { return addBranch(repository, branch("new"), branch(name)); }},
+      {"removed branch", [](auto& repository, auto& name) { return removeBranch(repository, branch(name)); }},
+      {"removed remote branch",
+       [](auto& repository, auto& name) {
+         return removeBranch(repository, QRBSourceControlBranch::initWithBranchName(name, false, true));
+       }},
+      {"upstream", [](auto& repository, auto& name) { return upstream(repository, branch(name)); }},
+      {"compared branch", [](auto& repository, auto& name) { return diff(repository, branch(name), at("HEAD")); }},
+      {"branch compared with", [](auto& repository, auto& name) { return diff(repository, at("HEAD"), branch(name)); }},
+      {"compared revision", [](auto& repository, auto& name) { return diff(repository, at(name), at("HEAD")); }},
+      {"new remote", [](auto& repository, auto& name) { return addRemote(repository, name, "https://host/path"); }},
+      {"removed remote", [](auto& repository, auto& name) { return removeRemote(repository, name); }},
+      {"history from", [](auto& repository, auto& name) { return history(repository, name, ""); }},
+      {"history to", [](auto& repository, auto& name) { return history(repository, "HEAD", name); }},
+  };
+  const auto before = traces(_repository);
+  for (const Request& request : requests) {
+    for (const std::string& name : hostile) expectRefused(request.send(_repository, name), request.name, name);
+  }
+  EXPECT_EQ(traces(_repository), before);
+}
+
+TEST_F(GitHostileNames, addressesThatRunProgramsAreRefusedAndNotStored) {
+  const std::string touched = _repository.beside("pwned");
+  const auto before = traces(_repository);
+  const std::string urls[] = {"--upload-pack=touch " + touched,
+                              "-c core.sshCommand=touch " + touched,
+                              "ext::sh -c touch% " + touched,
+                              "fd::17",
+                              "ssh://-oProxyCommand=touch " + touched + "/x",
+                              "-oProxyCommand=touch:x",
+                              "a@-oProxyCommand=x:path",
+                              std::string("host:-path"),
+                              std::string("https://host/\nfetch = +x"),
+                              std::string("../relative"),
+                              std::string("ftp://host/path")};
+  for (const std::string& url : urls) {
+    expectRefused(addRemote(_repository, "new", url), "address", url);
+  }
+  EXPECT_EQ(traces(_repository), before);
+}
+
+TEST_F(GitHostileNames, aRepositoryThatNamesProgramsRunsNoneOfThem) {
+  _repository.write("file", "1\n");
+  _repository.commit("one");
+  _repository.run({"branch", "other"});
+  _repository.write("file", "2\n");
+  _repository.commit("two");
+  const std::string touch = "touch " + _repository.beside("pwned");
+  for (const auto& [name, value] : std::map<std::string, std::string>{{"core.fsmonitor", touch},
+                                                                      {"core.sshCommand", touch},
+                                                                      {"core.pager", touch},
+                                                                      {"core.editor", touch},
+                                                                      {"diff.external", touch},
+                                                                      {"diff.evil.textconv", touch},
+                                                                      {"diff.evil.command", touch},
+                                                                      {"alias.rev-parse", "!" + touch},
+                                                                      {"alias.branch", "!" + touch},
+                                                                      {"remote.evil.url", "ext::sh -c " + touch},
+                                                                      {"remote.evil.uploadpack", touch},
+                                                                      {"remote.evil.vcs", "ext"}}) {
+    _repository.run({"config", name, value});
+  }
+  _repository.write(".git/info/attributes", "* diff=evil\n");
+  EXPECT_FALSE(resolve(_repository, branch("main")));
+  EXPECT_FALSE(diff(_repository, branch("other"), branch("main")));
+  EXPECT_FALSE(
+      diff(_repository, at("HEAD^"),
+           QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::sharedUnversionedRevision())));
+  EXPECT_FALSE(parents(_repository, branch("other")));
+  EXPECT_FALSE(addBranch(_repository, branch("made"), branch("main")));
+  EXPECT_FALSE(removeBranch(_repository, branch("made")));
+  Reply<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositoriesPtr> remotes;
+  manager()->listRemoteRepositoriesForRepository(repositoryAt(_repository.root()), remotes.completion());
+  EXPECT_FALSE(std::get<2>(remotes.wait()));
+  EXPECT_FALSE(removeRemote(_repository, "evil"));
+  EXPECT_FALSE(std::filesystem::exists(_repository.beside("pwned")));
+}
+
+}  // namespace
+}  // namespace qrb::test
