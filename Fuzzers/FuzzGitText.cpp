@@ -1,13 +1,17 @@
-// The small readers: branches, locations, versions, error messages; and the check that keeps revisions plain.
+// The small readers: branches, upstreams, remotes, locations, versions, error messages; and the checks that keep names
+// from being anything else.
 
 #include <cstdint>
 #include <cstdlib>
 #include <string>
 #include <string_view>
 
+#include "GitBranchCommands.h"
 #include "GitCommands.h"
 #include "GitFailure.h"
+#include "GitNames.h"
 #include "GitRefParser.h"
+#include "GitRemoteCommands.h"
 
 namespace {
 
@@ -23,11 +27,42 @@ std::string readBranches(std::string_view bytes, std::size_t cut) {
   return isWhole ? result : result + parser.error()->what + std::to_string(parser.error()->offset);
 }
 
+bool isPlain(std::string_view name) {
+  if (name.empty() || name.front() == '-') return false;
+  for (const char byte : name) {
+    if (static_cast<unsigned char>(byte) < 0x20) return false;
+  }
+  return true;
+}
+
+void checkNames(std::string_view bytes) {
+  const bool isRefName = gitBranchNameFault(bytes).empty() || gitRemoteNameFault(bytes).empty();
+  if (isRefName && (!isPlain(bytes) || bytes.find("..") != std::string_view::npos ||
+                    bytes.find_first_of(" :^~") != std::string_view::npos)) {
+    std::abort();
+  }
+  if (gitAddressFault(bytes).empty() && (!isPlain(bytes) || bytes.starts_with("ext::"))) std::abort();
+  if (gitRevisionFault(bytes).empty() && !isPlain(bytes)) std::abort();
+  if (const qrb::URL url(bytes); !gitRefuseURL(url) != gitAddressFault(bytes).empty()) std::abort();
+}
+
+void readAnswers(std::string_view bytes) {
+  if (const auto remotes = gitReadRemotes(bytes)) {
+    for (const GitRemote& remote : *remotes) {
+      if (remote.name.empty() || remote.address.empty()) std::abort();
+    }
+  }
+  if (bytes.find(gitReadBranchOrigin(bytes)) == std::string_view::npos) std::abort();
+  gitReadUpstream(bytes);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
   if (readBranches(bytes, size) != readBranches(bytes, size / 2)) std::abort();
+  checkNames(bytes);
+  readAnswers(bytes);
   gitReadVersion(bytes);
   gitReadLocation(bytes);
   const GitFailure failure = classifyGitFailure(128, bytes);
