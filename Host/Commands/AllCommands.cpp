@@ -14,6 +14,8 @@ extern const Command makeDirectoryCommand;
 extern const Command discardCommand;
 extern const Command resolveCommand;
 extern const Command commitCommand;
+extern const Command showCommand;
+extern const Command diffCommand;
 extern const Command blameCommand;
 extern const Command exportCommand;
 extern const Command switchCommand;
@@ -32,11 +34,11 @@ extern const Command accountsCommand;
 
 std::span<const Command* const> allCommands() {
   static constexpr const Command* commands[] = {
-      &systemsCommand, &statusCommand, &logCommand,           &infoCommand,    &addCommand,     &removeCommand,
-      &moveCommand,    &copyCommand,   &makeDirectoryCommand, &discardCommand, &resolveCommand, &commitCommand,
-      &blameCommand,   &exportCommand, &switchCommand,        &mergeCommand,   &branchCommand,  &branchesCommand,
-      &tagCommand,     &remoteCommand, &fetchCommand,         &pullCommand,    &pushCommand,    &updateCommand,
-      &cloneCommand,   &initCommand,   &accountsCommand};
+      &systemsCommand, &statusCommand,   &logCommand,           &infoCommand,    &addCommand,     &removeCommand,
+      &moveCommand,    &copyCommand,     &makeDirectoryCommand, &discardCommand, &resolveCommand, &commitCommand,
+      &showCommand,    &diffCommand,     &blameCommand,         &exportCommand,  &switchCommand,  &mergeCommand,
+      &branchCommand,  &branchesCommand, &tagCommand,           &remoteCommand,  &fetchCommand,   &pullCommand,
+      &pushCommand,    &updateCommand,   &cloneCommand,         &initCommand,    &accountsCommand};
   return commands;
 }
 

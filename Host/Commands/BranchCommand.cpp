@@ -27,17 +27,12 @@ ExitStatus runList(Session& session, const Options& options) {
   return listBranches(session, found.workingCopy, {!options.remotes, options.remotes || options.all});
 }
 
-// Where a new branch begins: at the branch named, else at the one that the working copy is on.
-FoundLocation beginning(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy, const std::string& name) {
-  if (!name.empty()) return findBranch(session, workingCopy->repository(), name);
-  CurrentBranch current = findCurrentBranch(session, workingCopy);
-  return {current.branch, current.branch == nullptr ? current.error : qrb::Error(), nullptr};
-}
-
 ExitStatus runAdd(Session& session, const Options& options) {
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
-  FoundLocation from = beginning(session, found.workingCopy, options.from);
+  // Where none is named it begins where the working copy is, which may be on no branch.
+  FoundLocation from;
+  if (!options.from.empty()) from = findBranch(session, found.workingCopy->repository(), options.from);
   if (from.error) return session.fail(from.error);
   QRBSourceControlRemoteRepositoryPtr remote;
   if (!options.remote.empty()) {
@@ -89,7 +84,7 @@ Command::Run declareBranch(CLI::App& app) {
   list.add_flag("--all", options->all, "Those of remotes, too")->excludes(remotes);
   CLI::App& add = actions.add("add", "Make a branch; the working copy stays where it is", with(runAdd));
   nameArgument(add);
-  add.add_option("--from", options->from, "Where that branch is (default: the current one)")->type_name("BRANCH");
+  add.add_option("--from", options->from, "Begin where that branch is (default: where the working copy is)")->type_name("BRANCH");
   add.add_option("--remote", options->remote, "On that remote")->type_name("NAME");
   CLI::App& remove = actions.add("remove", "Remove a branch", with(runRemove));
   nameArgument(remove);

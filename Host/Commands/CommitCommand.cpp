@@ -154,7 +154,7 @@ extern const Command commitCommand{"commit", "Commit changes: of the files named
                                    "Examples:\n"
                                    "  qrbscm commit -m 'water the trees'\n"
                                    "  qrbscm commit -m 'fix' src/main.c\n"
-                                   "  git log -1 --format=%B v1 | qrbscm commit -F -\n",
+                                   "  ./describe-changes | qrbscm commit -F -\n",
                                    declareCommit};
 
 }  // namespace host

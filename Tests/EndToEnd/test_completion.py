@@ -21,6 +21,11 @@ class Completion(HostTest):
     def help_of(self, *command):
         return self.run_host(*command, "--help").stdout.decode()
 
+    def options_of(self, *command):
+        """The options that the help explains, not those that it mentions beside one."""
+        listed = self.help_of(*command).split("\nOptions:")[1].split("\n\n")[0]
+        return set(re.findall(r"^  (?:-[A-Za-z],)?(--[a-z-]+)", listed, re.MULTILINE))
+
     def commands(self):
         listed = re.findall(r"^  ([a-z]+) ", self.help_of().split("Subcommands:")[1].split("\n\n")[0], re.MULTILINE)
         self.assertIn("status", listed)
@@ -30,8 +35,7 @@ class Completion(HostTest):
         self.assertEqual(self.completed(""), set(self.commands()) | {"--help", "--version"})
         for command in self.commands():
             with self.subTest(command):
-                options = set(re.findall(r"--[a-z-]+", self.help_of(command).split("\nOptions:")[1].split("\n\n")[0]))
-                self.assertEqual(self.completed(command, "--"), options)
+                self.assertEqual(self.completed(command, "--"), self.options_of(command))
 
     def test_bash_offers_folders_and_files_where_they_are_wanted(self):
         self.write(self.folder, "a file")
@@ -40,14 +44,18 @@ class Completion(HostTest):
         self.assertEqual(self.completed("status", "a"), set())
         self.assertEqual(self.completed("log", "--file", "so"), {"some"})
         self.assertEqual(self.completed("log", "-n", ""), set())
+        self.assertEqual(self.completed("add", "a"), {"a", "file"})
+        self.assertEqual(self.completed("commit", "-C", ""), {"some", "home"})
+        self.assertEqual(self.completed("commit", "-m", ""), set())
 
-    def test_bash_offers_what_there_is_to_do_with_accounts(self):
-        self.assertEqual(self.completed("accounts", ""), {"list", "add", "remove", "test"})
-        for action in ("list", "add", "remove", "test"):
-            with self.subTest(action):
-                own = re.findall(r"--[a-z-]+", self.help_of("accounts", action).split("\nOptions:")[1].split("\n\n")[0])
-                common = {"--help", "--json", "--verbose", "--plug-in-directory"}
-                self.assertEqual(self.completed("accounts", action, "--"), set(own) | common)
+    def test_bash_offers_what_there_is_to_do_with_commands_that_have_actions(self):
+        for command, actions in [("accounts", {"list", "add", "remove", "test"}),
+                                 ("branch", {"list", "add", "remove"}), ("remote", {"list", "add", "remove"})]:
+            self.assertEqual(self.completed(command, ""), actions)
+            for action in actions:
+                with self.subTest(command=command, action=action):
+                    self.assertEqual(self.completed(command, action, "--"),
+                                     self.options_of(command) | self.options_of(command, action))
 
     def test_zsh_and_the_manual_know_every_command_and_option(self):
         for file in ("_qrbscm", "../qrbscm.1"):
@@ -55,7 +63,7 @@ class Completion(HostTest):
                 known = text.read().replace("\\-", "-")
             for command in self.commands():
                 self.assertIn(command, known)
-                for option in re.findall(r"--[a-z-]+", self.help_of(command).split("\nOptions:")[1].split("\n\n")[0]):
+                for option in self.options_of(command):
                     self.assertIn(option, known, f"{command} in {file}")
 
 

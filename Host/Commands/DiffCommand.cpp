@@ -1,0 +1,74 @@
+#include <nlohmann/json.hpp>
+
+#include "Command.h"
+#include "DiffPrinting.h"
+#include "LocationFinder.h"
+#include "QRBSourceControlRepository.h"
+#include "QRBSourceControlRevision.h"
+#include "QRBSourceControlRevisionLocation.h"
+#include "QRBSourceControlWorkingCopy.h"
+#include "WorkingCopyFinder.h"
+
+namespace host {
+
+namespace {
+
+struct Options {
+  std::shared_ptr<std::string> folder;
+  std::string from;
+  std::string against;
+  bool summary = false;
+};
+
+FoundLocation locationFor(Session& session, const QRBSourceControlRepositoryPtr& repository, const std::string& name,
+                          const QRBSourceControlRevisionPtr& otherwise) {
+  if (!name.empty()) return findLocation(session, repository, name);
+  return {QRBSourceControlRevisionLocation::initWithRevision(otherwise), {}, otherwise};
+}
+
+ExitStatus runDiff(Session& session, const Options& options) {
+  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  if (found.error) return session.fail(found.error);
+  auto repository = found.workingCopy->repository();
+  FoundLocation from = locationFor(session, repository, options.from, QRBSourceControlRevision::sharedBaseRevision());
+  if (from.error) return session.fail(from.error);
+  FoundLocation against =
+      locationFor(session, repository, options.against, QRBSourceControlRevision::sharedUnversionedRevision());
+  if (against.error) return session.fail(against.error);
+  FoundDifferences differences = findDifferences(session, repository, from.location, against.location);
+  if (differences.error) return session.fail(differences.error);
+  if (session.json()) {
+    JSONArray array(session.output());
+    for (const JSONValue& entry : jsonOfDifferences(*differences.dictionary)) array.add(entry);
+    array.finish();
+  } else if (options.summary) {
+    writeSummary(session.output(), *differences.dictionary);
+  } else {
+    writePatches(session.output(), *differences.dictionary);
+  }
+  return ExitStatus::success;
+}
+
+Command::Run declareDiff(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  options->folder = addDirectoryOption(app);
+  app.add_option("FROM", options->from, "A branch, tag or revision (default: what was last committed)")->type_name("");
+  app.add_option("TO", options->against, "Another (default: the files of the working copy as they are now)")
+      ->type_name("");
+  app.add_flag("--stat", options->summary, "Show only which files differ, and how many lines came and went");
+  return [options](Session& session) { return runDiff(session, *options); };
+}
+
+}  // namespace
+
+extern const Command diffCommand{"diff", "Show what has to be done to one state of the files to get another",
+                                 "Without arguments: what was changed since the last commit. Where output is no "
+                                 "terminal, patches are written byte for\n"
+                                 "byte, for tools that apply them.\n\n"
+                                 "Examples:\n"
+                                 "  qrbscm diff\n"
+                                 "  qrbscm diff --stat v1.0 main\n"
+                                 "  qrbscm diff --json topic | jq '.[].path'\n",
+                                 declareDiff};
+
+}  // namespace host

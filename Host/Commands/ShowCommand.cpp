@@ -1,0 +1,109 @@
+#include <nlohmann/json.hpp>
+
+#include "Command.h"
+#include "DiffPrinting.h"
+#include "LocationFinder.h"
+#include "LogItemPrinting.h"
+#include "QRBSourceControlAuthor.h"
+#include "QRBSourceControlCancellable.h"
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlHistoryTypes.h"
+#include "QRBSourceControlRepository.h"
+#include "QRBSourceControlRevision.h"
+#include "QRBSourceControlRevisionLocation.h"
+#include "QRBSourceControlWorkingCopy.h"
+#include "WorkingCopyFinder.h"
+
+namespace host {
+
+namespace {
+
+using LogItems = QRBSourceControlWorkingCopy::LogItems;
+
+struct Options {
+  std::shared_ptr<std::string> folder;
+  std::string name = "BASE";
+  bool summary = false;
+};
+
+// The revision, and after it the one that it was made from, if any.
+qrb::Error findItems(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy,
+                     const QRBSourceControlRevisionPtr& revision, LogItems& items) {
+  auto found = std::make_shared<LogItems>();
+  qrb::Error error = session.perform("Reading the history", [&](Session::Done done) {
+    return workingCopy->historyFromRevision(
+        revision, QRBSourceControlRevision::sharedInitialRevision(), QRBSourceControlHistoryFirstParentOnly, 2, {},
+        QRBSourceControlHistorySearchDefault, {}, [found, done](LogItems answer, qrb::Error failure) {
+          *found = std::move(answer);
+          done(std::move(failure));
+        });
+  });
+  items = std::move(*found);
+  return error;
+}
+
+void print(Session& session, const QRBSourceControlLogItem& item, const qrb::Dictionary& differences, bool summary) {
+  if (session.json()) {
+    qrb::String email;
+    if (item.author() != nullptr && !item.author()->emails().empty()) email = item.author()->emails().front();
+    JSONValue entry = jsonOfLogItem(item, email);
+    entry.erase("paths");
+    entry.erase("renames");
+    entry["files"] = jsonOfDifferences(differences);
+    JSONArray array(session.output());
+    array.add(entry);
+    array.finish();
+    return;
+  }
+  writeLogItem(session.output(), item, false);
+  session.output().write("\n");
+  if (summary) {
+    writeSummary(session.output(), differences);
+  } else {
+    writePatches(session.output(), differences);
+  }
+}
+
+ExitStatus runShow(Session& session, const Options& options) {
+  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  if (found.error) return session.fail(found.error);
+  auto repository = found.workingCopy->repository();
+  FoundLocation what = findLocation(session, repository, options.name);
+  if (what.error) return session.fail(what.error);
+  LogItems items;
+  if (qrb::Error error = findItems(session, found.workingCopy, what.revision, items)) return session.fail(error);
+  if (items.empty()) {
+    return session.fail(QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::revisionNotFound,
+                                                               options.name, "no entry of the history is of it"));
+  }
+  auto locationOf = [](const QRBSourceControlRevisionPtr& revision) {
+    return QRBSourceControlRevisionLocation::initWithRevision(revision);
+  };
+  auto before = items.size() > 1 ? items[1]->revision() : QRBSourceControlRevision::sharedInitialRevision();
+  FoundDifferences differences =
+      findDifferences(session, repository, locationOf(before), locationOf(items.front()->revision()));
+  if (differences.error) return session.fail(differences.error);
+  print(session, *items.front(), *differences.dictionary, options.summary);
+  return ExitStatus::success;
+}
+
+Command::Run declareShow(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  options->folder = addDirectoryOption(app);
+  app.add_option("REVISION", options->name, "A branch, tag or revision (default: what was last committed)")
+      ->type_name("");
+  app.add_flag("--stat", options->summary, "Show only which files it changed, and how many lines came and went");
+  return [options](Session& session) { return runShow(session, *options); };
+}
+
+}  // namespace
+
+extern const Command showCommand{"show", "Show a revision: who made it, when and why, and what it changed",
+                                 "Of a merge, what it brought to the branch that was merged into.\n\n"
+                                 "Examples:\n"
+                                 "  qrbscm show\n"
+                                 "  qrbscm show --stat v1.0\n"
+                                 "  qrbscm show --json 1a2b3c4 | jq '.[0].files[].path'\n",
+                                 declareShow};
+
+}  // namespace host
