@@ -16,6 +16,20 @@ GitCommand fetching() {
   return writing({"fetch", "--progress", "--no-recurse-submodules"});
 }
 
+GitCommand pushing(std::initializer_list<std::string_view> options, std::string_view from, std::string_view to) {
+  GitCommand command = writing({"push", "--porcelain", "--progress"});
+  gitAddArguments(command, options);
+  gitAddArguments(command, {"--", GitRemoteTool::remoteName()});
+  command.arguments.push_back(std::string(from).append(1, ':').append(to));
+  return command;
+}
+
+/// Only as long as the other side has the ref at the commit; empty: as long as it has none.
+GitCommand pushingOnlyFrom(std::string_view expectedHash, std::string_view from, std::string_view to) {
+  const std::string lease = std::string("--force-with-lease=").append(to).append(1, ':').append(expectedHash);
+  return pushing({lease}, from, to);
+}
+
 }  // namespace
 
 GitCommand gitFetchCommand() {
@@ -31,13 +45,15 @@ GitCommand gitFetchBranchCommand(std::string_view remoteRef) {
 }
 
 GitCommand gitPushCommand(std::string_view from, std::string_view to) {
-  GitCommand command = writing({"push", "--porcelain", "--progress", "--", GitRemoteTool::remoteName()});
-  command.arguments.push_back(std::string(from).append(1, ':').append(to));
-  return command;
+  return pushing({}, from, to);
 }
 
-GitCommand gitPushDeletionCommand(std::string_view remoteRef) {
-  return gitPushCommand({}, remoteRef);
+GitCommand gitPushNewBranchCommand(std::string_view hash, std::string_view remoteRef) {
+  return pushingOnlyFrom({}, hash, remoteRef);
+}
+
+GitCommand gitPushDeletionCommand(std::string_view remoteRef, std::string_view expectedHash) {
+  return pushingOnlyFrom(expectedHash, {}, remoteRef);
 }
 
 GitCommand gitListRemoteCommand(std::string_view remoteRef) {

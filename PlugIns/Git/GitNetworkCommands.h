@@ -14,8 +14,12 @@ GitCommand gitFetchCommand();
 GitCommand gitFetchBranchCommand(std::string_view remoteRef);
 /// Sends a branch or, as HEAD, what is checked out; prints what gitReadPushReport() reads.
 GitCommand gitPushCommand(std::string_view from, std::string_view to);
-/// Removes a branch on the other side; prints the same.
-GitCommand gitPushDeletionCommand(std::string_view remoteRef);
+/// Makes a branch on the other side at the commit, unless there is one: that is told as out of date, or, where it is at
+/// this very commit, as up to date. Prints the same.
+GitCommand gitPushNewBranchCommand(std::string_view hash, std::string_view remoteRef);
+/// Removes a branch on the other side, unless it has gone on from the commit meanwhile: that is told as out of date.
+/// Prints the same.
+GitCommand gitPushDeletionCommand(std::string_view remoteRef, std::string_view expectedHash);
 /// Prints "<object name>\t<full name>" for the ref, and of an annotated tag the same with "^{}"; nothing where there is
 /// none. "HEAD" and the empty text, which means all refs, can be asked for too.
 GitCommand gitListRemoteCommand(std::string_view remoteRef);

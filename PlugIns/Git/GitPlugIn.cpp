@@ -15,11 +15,15 @@
 
 namespace {
 
-std::string folderOf(const qrb::URL& url) {
+std::string pathOf(const qrb::URL& url) {
   return url.isFileURL() ? url.path().str() : std::string();
 }
 
 }  // namespace
+
+std::string GitPlugIn::folderOf(const QRBSourceControlRepositoryPtr& repository) {
+  return repository ? pathOf(repository->URL()) : std::string();
+}
 
 const QRBSourceControlSystemPtr& GitPlugIn::system() {
   if (!_system) {
@@ -34,11 +38,11 @@ const QRBSourceControlSystemPtr& GitPlugIn::system() {
 }
 
 GitTool GitPlugIn::toolFor(const QRBSourceControlWorkingCopyPtr& workingCopy) const {
-  return {workingCopy ? folderOf(workingCopy->fileURL()) : std::string(), host().connectionDescriptor()};
+  return {workingCopy ? pathOf(workingCopy->fileURL()) : std::string(), host().connectionDescriptor()};
 }
 
 GitTool GitPlugIn::toolFor(const QRBSourceControlRepositoryPtr& repository) const {
-  return {repository ? folderOf(repository->URL()) : std::string(), host().connectionDescriptor()};
+  return {folderOf(repository), host().connectionDescriptor()};
 }
 
 qrb::Error GitPlugIn::errorFor(const GitOutcome& outcome, const QRBSourceControlWorkingCopyPtr& workingCopy) {

@@ -7,6 +7,7 @@
 #include "QRBSourceControlPlugInPrimary.h"
 
 struct GitHistoryRequest;
+struct GitRemote;
 
 /// Serves a host's requests on Git repositories by running git, once per request wherever that gives the answer.
 class GitPlugIn : public QRBSourceControlPlugInPrimary {
@@ -64,13 +65,13 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
                                     const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
                                     Completion<QRBSourceControlRevisionPtr> completionBlock) override;
   /// From HEAD where no branch to start at is given. Made from a remote branch it follows that one, unless the user has
-  /// told git otherwise.
+  /// told git otherwise. With a remote's name it is made there, with what the user has set up to log in.
   void addBranch(const QRBSourceControlBranchPtr& branch, const QRBSourceControlBranchPtr& fromBranch,
                  const QRBSourceControlRepositoryPtr& toRepository,
                  const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
                  Completion<QRBSourceControlBranchPtr> completionBlock) override;
-  /// Merged or not: whether its commits are elsewhere is for the host to ask before. Of a remote branch without a
-  /// remote repository only what is known here is removed.
+  /// Merged or not: whether its commits are elsewhere is for the host to ask before. With a remote repository it is
+  /// removed there; of a remote branch without one only what is known of it here.
   void removeBranch(const QRBSourceControlBranchPtr& branch, const QRBSourceControlRepositoryPtr& fromRepository,
                     const QRBSourceControlRemoteRepositoryPtr& andRemoteRepository,
                     const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
@@ -124,12 +125,20 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
  private:
   GitTool toolFor(const QRBSourceControlWorkingCopyPtr& workingCopy) const;
   GitTool toolFor(const QRBSourceControlRepositoryPtr& repository) const;
+  /// The path of a repository on this machine; empty for every other.
+  static std::string folderOf(const QRBSourceControlRepositoryPtr& repository);
   static qrb::Error errorFor(const GitOutcome& outcome, const QRBSourceControlWorkingCopyPtr& workingCopy);
   static qrb::Error errorFor(const GitOutcome& outcome, const QRBSourceControlRepositoryPtr& repository);
   /// The full object names of the commits that the locations stand for, or the error for the first that is not there.
   static qrb::Error resolve(const GitTool& tool, const QRBSourceControlRepositoryPtr& repository,
                             std::span<const QRBSourceControlRevisionLocationPtr> locations,
                             std::vector<std::string>& hashes);
+  qrb::Error listRemotes(const QRBSourceControlRepositoryPtr& repository, std::vector<GitRemote>& remotes) const;
+  qrb::Error addRemoteBranch(const QRBSourceControlBranchPtr& branch, const QRBSourceControlRevisionLocationPtr& from,
+                             const QRBSourceControlRepositoryPtr& toRepository, QRBSourceControlBranchPtr& made);
+  qrb::Error removeRemoteBranch(const QRBSourceControlBranchPtr& branch,
+                                const QRBSourceControlRepositoryPtr& fromRepository,
+                                const QRBSourceControlRemoteRepositoryPtr& remoteRepository);
   qrb::Error statusOf(const QRBSourceControlWorkingCopyPtr& workingCopy, QRBSourceControlPathStatusesPtr& statuses);
   qrb::Error remoteStatusOf(const QRBSourceControlWorkingCopyPtr& workingCopy,
                             QRBSourceControlPathStatusesPtr& statuses);

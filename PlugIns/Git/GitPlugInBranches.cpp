@@ -129,18 +129,20 @@ void GitPlugIn::addBranch(const QRBSourceControlBranchPtr& branch, const QRBSour
                           Completion<QRBSourceControlBranchPtr> completionBlock) {
   qrb::Error refusal = gitRefuseLocation(branch);
   if (!refusal && fromBranch) refusal = gitRefuseLocation(fromBranch);
-  if (!refusal && branch->isRemoteBranch()) refusal = QRBSourceControlError_RemoteRepositoryOperationInvalid();
   if (refusal) return completionBlock(nullptr, refusal);
+  const auto head = QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::sharedHeadRevision());
+  const QRBSourceControlRevisionLocationPtr from = fromBranch ? fromBranch : head;
+  if (branch->remoteName()) {
+    QRBSourceControlBranchPtr made;
+    const qrb::Error error = addRemoteBranch(branch, from, toRepository, made);
+    return completionBlock(made, error);
+  }
   const GitTool tool = toolFor(toRepository);
-  const std::string start = fromBranch ? gitLocationName(fromBranch) : "HEAD";
-  const GitOutcome outcome = tool.run(gitAddBranchCommand(branch->name().view(), start));
+  const GitOutcome outcome = tool.run(gitAddBranchCommand(branch->name().view(), gitLocationName(from)));
   if (outcome.failedWith(GitFailureKind::Exists)) {
     return completionBlock(nullptr, gitAlreadyExists(GitThing::Branch, branch->name(), outcome.failure.message));
   }
   if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
-    const auto head =
-        QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::sharedHeadRevision());
-    const QRBSourceControlRevisionLocationPtr from = fromBranch ? fromBranch : head;
     return completionBlock(nullptr, gitLocationNotFound(from, outcome.failure.message));
   }
   if (!outcome) return completionBlock(nullptr, errorFor(outcome, toRepository));
@@ -155,7 +157,7 @@ void GitPlugIn::removeBranch(const QRBSourceControlBranchPtr& branch,
                              const QRBSourceControlRemoteRepositoryPtr& andRemoteRepository,
                              const QRBSourceControlBranchAndTagLocationsPtr&, Completion<> completionBlock) {
   if (const qrb::Error refusal = gitRefuseLocation(branch)) return completionBlock(refusal);
-  if (andRemoteRepository) return completionBlock(QRBSourceControlError_RemoteRepositoryOperationInvalid());
+  if (andRemoteRepository) return completionBlock(removeRemoteBranch(branch, fromRepository, andRemoteRepository));
   const GitOutcome outcome = toolFor(fromRepository).run(gitRemoveBranchCommand(gitBranchRefName(branch)));
   if (outcome.failedWith(GitFailureKind::UnknownBranch)) {
     return completionBlock(gitLocationNotFound(branch->locationWithRevision(nullptr), outcome.failure.message));

@@ -4,22 +4,12 @@
 #include "GitNames.h"
 #include "GitPlugIn.h"
 #include "GitRemoteCommands.h"
-#include "PathString.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlRepository.h"
 #include "QRBSourceControlURL.h"
 
 namespace {
-
-/// Paths as file URLs, so that a host treats all addresses alike; git reads a relative one from the repository's root.
-qrb::URL remoteURL(const std::string& address, const qrb::URL& repository) {
-  const std::size_t colon = address.find(':');
-  const bool isPath = !address.empty() && (colon == std::string::npos || address.find('/') < colon);
-  if (!isPath) return qrb::URL(address);
-  const bool isAbsolute = address.front() == '/';
-  return qrb::URL::fileURL(qrb::standardizedPath(isAbsolute ? address : repository.path().str() + "/" + address));
-}
 
 /// The name of the remote that the branch checked out follows; empty where it follows none.
 std::string remoteOfCurrentBranch(const GitTool& tool) {
@@ -53,22 +43,28 @@ std::uint64_t portOf(const qrb::URL& url) {
 
 }  // namespace
 
+qrb::Error GitPlugIn::listRemotes(const QRBSourceControlRepositoryPtr& repository,
+                                  std::vector<GitRemote>& remotes) const {
+  std::string output;
+  const GitOutcome outcome = toolFor(repository).run(gitRemoteAddressesCommand(), output);
+  if (!outcome) return errorFor(outcome, repository);
+  auto read = gitReadRemotes(output);
+  if (!read) return errorFor(GitOutcome::unreadable("remotes were expected", 0), repository);
+  remotes = std::move(*read);
+  return {};
+}
+
 void GitPlugIn::listRemoteRepositoriesForRepository(
     const QRBSourceControlRepositoryPtr& repository,
     Completion<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositoriesPtr> completionBlock) {
   const GitTool tool = toolFor(repository);
-  std::string output;
-  const GitOutcome outcome = tool.run(gitRemoteAddressesCommand(), output);
-  if (!outcome) return completionBlock(nullptr, nullptr, errorFor(outcome, repository));
-  const auto remotes = gitReadRemotes(output);
-  if (!remotes) {
-    return completionBlock(nullptr, nullptr, errorFor(GitOutcome::unreadable("remotes were expected", 0), repository));
-  }
-  const GitRemote* const primary = primaryOf(*remotes, tool);
+  std::vector<GitRemote> remotes;
+  if (const qrb::Error error = listRemotes(repository, remotes)) return completionBlock(nullptr, nullptr, error);
+  const GitRemote* const primary = primaryOf(remotes, tool);
   QRBSourceControlRemoteRepositoryPtr primaryRepository;
   std::vector<QRBSourceControlRemoteRepositories::value_type> entries;
-  for (const GitRemote& remote : *remotes) {
-    const qrb::URL url = remoteURL(remote.address, repository->URL());
+  for (const GitRemote& remote : remotes) {
+    const qrb::URL url = gitRemoteURL(remote.address, folderOf(repository));
     entries.emplace_back(remote.name, QRBSourceControlRemoteRepository::initUnsavedWithURL(url, system()));
     if (&remote == primary) primaryRepository = entries.back().second;
   }

@@ -1,6 +1,7 @@
 #include "GitRemoteCommands.h"
 
 #include "GitCommandParts.h"
+#include "PathString.h"
 
 GitCommand gitRemoteAddressesCommand() {
   return gitMakeCommand({"remote", "--verbose"});
@@ -24,6 +25,14 @@ std::optional<std::vector<GitRemote>> gitReadRemotes(std::string_view output) {
     remotes.push_back({std::string(name), std::string(address)});
   }
   return remotes;
+}
+
+qrb::URL gitRemoteURL(std::string_view address, std::string_view folder) {
+  const std::size_t colon = address.find(':');
+  const bool isPath = !address.empty() && (colon == std::string_view::npos || address.find('/') < colon);
+  if (!isPath) return qrb::URL(address);
+  if (address.front() == '/') return qrb::URL::fileURL(qrb::standardizedPath(address));
+  return qrb::URL::fileURL(qrb::standardizedPath(qrb::appendingPathComponent(folder, address)));
 }
 
 GitCommand gitAddRemoteCommand(std::string_view name, std::string_view address) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "GitCommands.h"
+#include "URL.h"
 
 /// Prints the remotes with their addresses: see gitReadRemotes().
 GitCommand gitRemoteAddressesCommand();
@@ -20,6 +21,10 @@ struct GitRemote {
 /// Reads the output of gitRemoteAddressesCommand(), in the order in which git lists them. Remotes without an address
 /// are left out, and of several addresses the first counts. None when it is something else.
 std::optional<std::vector<GitRemote>> gitReadRemotes(std::string_view output);
+
+/// A remote's address as hosts get it: paths, which git reads from the repository's folder, as file URLs, so that all
+/// addresses are treated alike; all others as they stand.
+qrb::URL gitRemoteURL(std::string_view address, std::string_view folder);
 
 /// Makes a remote known, without fetching. Fails with Exists. Name and address have been checked (GitNames.h).
 GitCommand gitAddRemoteCommand(std::string_view name, std::string_view address);

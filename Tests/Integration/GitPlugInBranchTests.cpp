@@ -2,6 +2,7 @@
 
 #include "GitPlugInTesting.h"
 #include "LongHistoryTesting.h"
+#include "QRBSourceControlRemoteRepository.h"
 
 namespace qrb::test {
 namespace {
@@ -266,6 +267,79 @@ TEST_F(GitBranches, aBranchIsRemovedUnlessAWorkingCopyHasIt) {
   EXPECT_EQ(clone.run({"for-each-ref", "--format=%(refname)"}),
             "refs/heads/elsewhere\nrefs/heads/main\nrefs/remotes/origin/HEAD\nrefs/remotes/origin/main");
   EXPECT_EQ(origin.run({"branch", "--list", "gone"}), "  gone") << "the remote itself is not touched";
+}
+
+TEST_F(GitBranches, aBranchIsMadeAndRemovedOnARemote) {
+  GitRepository origin({"--bare"});
+  GitRepository local;
+  const std::string one = local.commit("one");
+  const std::string two = local.commit("two");
+  local.run({"remote", "add", "team/x", "../short:project"});
+  local.run({"config", "url." + origin.root() + ".insteadOf", "../short:project"});
+  const auto made = [&](const std::string& name, const QRBSourceControlBranchPtr& from) {
+    Reply<QRBSourceControlBranchPtr> reply;
+    manager()->addBranch(QRBSourceControlBranch::initWithNewBranchName(name, "team/x"), from,
+                         repositoryAt(local.root()), nullptr, reply.completion());
+    return reply.wait();
+  };
+  const auto pinned = branch("main")->locationWithRevision(revision(one));
+  const auto [there, error] = made("a/b", std::dynamic_pointer_cast<const QRBSourceControlBranch>(pinned));
+  ASSERT_TRUE(there) << error.description() << underlyingMessage(error);
+  EXPECT_TRUE(there->isEqual(remoteBranch("a/b", "team/x"))) << there->description();
+  EXPECT_EQ(there->revision()->identifier(), String(one));
+  EXPECT_EQ(origin.run({"for-each-ref", "--format=%(refname) %(objectname)"}), "refs/heads/a/b " + one);
+  EXPECT_EQ(local.run({"rev-parse", "refs/remotes/team/x/a/b"}), one) << "known here as well";
+  // Neither moved on nor taken for made, whatever it is at.
+  for (const auto& from :
+       {QRBSourceControlBranchPtr(), std::dynamic_pointer_cast<const QRBSourceControlBranch>(pinned)}) {
+    const auto [again, exists] = made("a/b", from);
+    EXPECT_TRUE(has(exists, Code::repositoryExists)) << exists.description();
+    EXPECT_THAT(exists.localizedDescription(), HasSubstr("“a/b”"));
+  }
+  EXPECT_EQ(origin.run({"rev-parse", "a/b"}), one);
+  const auto remoteRepository =
+      QRBSourceControlRemoteRepository::initUnsavedWithURL(URL::fileURL(origin.root(), true), system());
+  const auto removed = [&](const std::string& name) {
+    Reply<> reply;
+    manager()->removeBranch(branch(name), repositoryAt(local.root()), remoteRepository, nullptr, reply.completion());
+    return std::get<0>(reply.wait());
+  };
+  EXPECT_FALSE(removed("a/b"));
+  EXPECT_EQ(origin.run({"for-each-ref"}), "");
+  EXPECT_EQ(local.run({"for-each-ref", "--format=%(refname)"}), "refs/heads/main") << "and main is still here";
+  const Error missing = removed("main");
+  EXPECT_TRUE(has(missing, Code::branchNotFound)) << missing.description();
+  EXPECT_THAT(missing.localizedDescription(), HasSubstr("\"main\""));
+}
+
+TEST_F(GitBranches, whatARemoteDoesNotTakeIsToldInItsWords) {
+  GitRepository origin({"--bare"});
+  GitRepository local;
+  local.commit("one");
+  local.run({"remote", "add", "origin", origin.root()});
+  local.run({"push", "-q", "origin", "main:kept"});
+  origin.write("hooks/pre-receive", "#!/bin/sh\necho no branches today >&2\nexit 1\n");
+  std::filesystem::permissions(origin.pathOf("hooks/pre-receive"), std::filesystem::perms::all);
+  const auto add = [&](const std::string& remote) {
+    Reply<QRBSourceControlBranchPtr> reply;
+    manager()->addBranch(QRBSourceControlBranch::initWithNewBranchName("new", remote), nullptr,
+                         repositoryAt(local.root()), nullptr, reply.completion());
+    return std::get<1>(reply.wait());
+  };
+  const Error added = add("origin");
+  EXPECT_TRUE(has(added, Code::remoteOperationRejected)) << added.description();
+  EXPECT_THAT(underlyingMessage(added), HasSubstr("no branches today"));
+  Reply<> reply;
+  manager()->removeBranch(branch("kept"), repositoryAt(local.root()),
+                          QRBSourceControlRemoteRepository::initUnsavedWithURL(URL::fileURL(origin.root()), system()),
+                          nullptr, reply.completion());
+  const Error removed = std::get<0>(reply.wait());
+  EXPECT_TRUE(has(removed, Code::remoteOperationRejected)) << removed.description();
+  EXPECT_THAT(underlyingMessage(removed), HasSubstr("no branches today"));
+  EXPECT_TRUE(has(add("nowhere"), Code::remoteRepositoryNotFound));
+  std::filesystem::remove_all(origin.root());
+  EXPECT_TRUE(has(add("origin"), Code::remoteRepositoryNotFound));
+  EXPECT_EQ(local.run({"for-each-ref", "--format=%(refname)"}), "refs/heads/main\nrefs/remotes/origin/kept");
 }
 
 TEST_F(GitBranches, theRemoteBranchIsTheOneThatGitWouldPullFrom) {

@@ -1,0 +1,106 @@
+#include <algorithm>
+
+#include "GitBranchCommands.h"
+#include "GitBranchValues.h"
+#include "GitNames.h"
+#include "GitNetworkCommands.h"
+#include "GitNetworkSettings.h"
+#include "GitPlugIn.h"
+#include "GitPushErrors.h"
+#include "GitPushReport.h"
+#include "GitRemoteCommands.h"
+#include "GitRemoteRefs.h"
+#include "QRBSourceControlBranch.h"
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlRepository.h"
+#include "QRBSourceControlRevision.h"
+
+// Making and removing branches on the other side.
+
+namespace {
+
+GitOutcome readSettings(const GitTool& tool, GitNetworkSettings& settings) {
+  std::string output;
+  GitOutcome outcome = tool.run(gitNetworkSettingsCommand(), output);
+  // Nothing is configured.
+  if (!outcome && outcome.exitCode == 1) outcome = {};
+  if (outcome) settings = gitReadNetworkSettings(output);
+  return outcome;
+}
+
+bool wasThere(std::string_view report) {
+  const std::vector<GitPushedRef> refs = gitReadPushReport(report);
+  return !refs.empty() && (refs.front().result == GitPushedRef::Result::UpToDate ||
+                           refs.front().result == GitPushedRef::Result::OutOfDate);
+}
+
+}  // namespace
+
+qrb::Error GitPlugIn::addRemoteBranch(const QRBSourceControlBranchPtr& branch,
+                                      const QRBSourceControlRevisionLocationPtr& from,
+                                      const QRBSourceControlRepositoryPtr& toRepository,
+                                      QRBSourceControlBranchPtr& made) {
+  const GitTool local = toolFor(toRepository);
+  std::vector<std::string> hashes;
+  if (qrb::Error error = resolve(local, toRepository, {&from, 1}, hashes)) return error;
+  std::vector<GitRemote> remotes;
+  if (qrb::Error error = listRemotes(toRepository, remotes)) return error;
+  const auto named = std::ranges::find(remotes, branch->remoteName().view(), &GitRemote::name);
+  if (named == remotes.end()) {
+    return QRBSourceControlError_RemoteRepositoryNotFound("There is no remote “" + branch->remoteName().str() + "”.");
+  }
+  GitNetworkSettings settings;
+  GitOutcome outcome = readSettings(local, settings);
+  if (!outcome) return errorFor(outcome, toRepository);
+  const std::string folder = folderOf(toRepository);
+  const auto remoteRepository =
+      QRBSourceControlRemoteRepository::initUnsavedWithURL(gitRemoteURL(named->address, folder), system());
+  GitRemoteTool remote(folder, remoteRepository, host().connectionDescriptor());
+  if (qrb::Error error = remote.open()) return error;
+  if (const GitRemoteSettings* const known = settings.remoteNamed(named->name)) remote.follow(*known);
+  const std::string ref = "refs/heads/" + branch->name().str();
+  std::string report;
+  outcome = remote.run(gitPushNewBranchCommand(hashes.front(), ref), [&](std::string_view bytes) {
+    report.append(bytes);
+    return true;
+  });
+  if (wasThere(report)) return gitAlreadyExists(GitThing::Branch, branch->name(), outcome.failure.message);
+  if (qrb::Error error = gitPushError(remote, outcome, report)) return error;
+  made = gitRemoteBranch(branch->name().view(), branch->remoteName().view(), hashes.front());
+  return {};
+}
+
+qrb::Error GitPlugIn::removeRemoteBranch(const QRBSourceControlBranchPtr& branch,
+                                         const QRBSourceControlRepositoryPtr& fromRepository,
+                                         const QRBSourceControlRemoteRepositoryPtr& remoteRepository) {
+  const std::string folder = folderOf(fromRepository);
+  std::vector<GitRemote> remotes;
+  if (qrb::Error error = listRemotes(fromRepository, remotes)) return error;
+  GitNetworkSettings settings;
+  GitOutcome outcome = readSettings(toolFor(fromRepository), settings);
+  if (!outcome) return errorFor(outcome, fromRepository);
+  GitRemoteTool remote(folder, remoteRepository, host().connectionDescriptor());
+  if (qrb::Error error = remote.open()) return error;
+  const auto there = std::ranges::find_if(remotes, [&](const GitRemote& listed) {
+    const qrb::URL url = gitRemoteURL(listed.address, folder);
+    return qrb::RemoteAddress::parse(url.absoluteString().view()).isSamePlaceAs(remote.access().address);
+  });
+  const GitRemoteSettings* const known = there == remotes.end() ? nullptr : settings.remoteNamed(there->name);
+  if (known != nullptr) remote.follow(*known);
+  const std::string ref = "refs/heads/" + branch->name().str();
+  std::string listed;
+  outcome = remote.tool().run(gitListRemoteCommand(ref), listed);
+  if (!outcome) return remote.errorFor(outcome);
+  // Servers take the removal of what they do not have for done.
+  const std::string hash(gitHashOfRemoteRef(listed, ref));
+  if (hash.empty()) {
+    return gitLocationNotFound(branch->locationWithRevision(nullptr), "The remote has no " + ref + ".");
+  }
+  std::string report;
+  outcome = remote.run(gitPushDeletionCommand(ref, hash), [&](std::string_view bytes) {
+    report.append(bytes);
+    return true;
+  });
+  return gitPushError(remote, outcome, report);
+}
