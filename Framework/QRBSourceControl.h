@@ -48,6 +48,7 @@
 #include "QRBSourceControlURL.h"
 #include "QRBSourceControlVCardAddressBook.h"
 #include "QRBSourceControlWorkingCopy.h"
+#include "QRBSourceControlWorkspace.h"
 #include "QRBSourceControlWorkspaceBlueprint.h"
 #include "QRBSourceControlWorkspaceBlueprintKeys.h"
 #include "QRBSourceControlWorkspaceForward.h"

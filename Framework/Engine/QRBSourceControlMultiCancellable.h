@@ -26,6 +26,10 @@ class QRB_EXPORT QRBSourceControlMultiCancellable final : public qrb::BlockOpera
 
   /// Cancels the current step and the action; blocks that have not begun are skipped.
   void cancel() override;
+  /// True from the moment that `cancel` began: the end of the step that it cancels must not look like any other.
+  bool isCancelled() const override {
+    return _step.with([](const Step& step) { return step.cancelled; });
+  }
 
   /// The action's own, handed to the steps that are set from then on.
   bool suppressAuthenticationFailure() const override { return _suppressAuthenticationFailure; }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,6 +14,7 @@
 #include "Export.h"
 #include "Object.h"
 #include "OperationQueue.h"
+#include "QRBSourceControlCallbacks.h"
 #include "QRBSourceControlForward.h"
 #include "QRBSourceControlWorkspaceBlueprintKeys.h"
 #include "QRBSourceControlWorkspaceForward.h"
@@ -283,6 +285,72 @@ class QRB_EXPORT QRBSourceControlWorkspaceBlueprint
   void mergeWithBlueprint(const QRBSourceControlWorkspaceBlueprintPtr& blueprint);
   /// For each repository, what it needs to authenticate from the like one of the other.
   void getMissingCredentialsFromBlueprint(const QRBSourceControlWorkspaceBlueprintPtr& blueprint);
+  /// @}
+
+  /// @name Actions
+  /// Each asks one repository after another, on `_blueprintOperationQueue`, and returns a handle at once; repositories
+  /// are those that the blueprint has when it begins. The completion, which may be empty, is called exactly once, on a
+  /// worker thread, and holds up that action alone. What fails for one repository is in the error table under it and
+  /// stops nothing; a system that no plug-in serves is such a failure. The completion's own error, of code -400 and
+  /// with all else absent, is for a blueprint that is not valid and for an action cancelled before its last request.
+  /// Cancelling the handle cancels the request under way. The action keeps the blueprint alive while it runs.
+  /// @{
+
+  /// Text, the fraction done of all repositories, and the fraction at which the current one began; both fractions
+  /// negative where the current one cannot tell.
+  using CheckoutProgressBlock = std::function<void(const qrb::String& text, double fraction, double startOfCurrent)>;
+  /// A workspace of the working copies that there are, and the repository of each; what failed.
+  using CheckoutCompletion =
+      QRBSourceControlCompletionBlock<QRBSourceControlWorkspacePtr, QRBSourceControlWorkingCopyRemotesPtr,
+                                      QRBSourceControlRemoteRepositoryErrorsPtr>;
+  using WorkspaceCompletion =
+      QRBSourceControlCompletionBlock<QRBSourceControlWorkspacePtr, QRBSourceControlWorkingCopyRemotesPtr>;
+  using Errors = QRBSourceControlRemoteRepositoryErrors;
+  using ErrorsPtr = QRBSourceControlRemoteRepositoryErrorsPtr;
+  using RepositoriesCompletion = QRBSourceControlCompletionBlock<ErrorsPtr>;
+  using Branches = Table<std::vector<QRBSourceControlBranchPtr>>;
+  using BranchesCompletion = QRBSourceControlCompletionBlock<std::shared_ptr<const Branches>, ErrorsPtr>;
+  using Updates = Table<QRBSourceControlRevisionPtr>;
+  using UpdatesCompletion = QRBSourceControlCompletionBlock<std::shared_ptr<const Updates>, ErrorsPtr>;
+
+  /// Checks every repository out below a root folder: at its working-copy path, on its location, enclosing working
+  /// copies before those within them. Each working copy gets the state that the blueprint has for it, and knows its
+  /// location. One without a path fails with code -11. Nothing that is there is overwritten: a folder in the way is an
+  /// error of its repository, so a second checkout after a cancelled one makes what is missing.
+  ///
+  /// Paths that climb above the root are followed; see `repositoriesWithWorkingCopyPathsAboveRootFolder`.
+  QRBSourceControlMultiCancellablePtr createWorkingCopiesAtURL(const qrb::URL& URL, CheckoutProgressBlock progressBlock,
+                                                               CheckoutCompletion completionBlock);
+  /// Where each repository's working copy goes below a root folder, "." and ".." resolved; no entry for one without a
+  /// path, and none at all for a root that is no folder of this machine.
+  Table<qrb::URL> _expandedWorkingCopyPathsFromURL(const qrb::URL& root) const;
+  /// The order of a checkout: by the length of the expanded path, shortest first; else as in `remoteRepositories`.
+  RemoteRepositories _sortedRemoteRepositoriesWithExpandedPaths(const Table<qrb::URL>& expandedPaths) const;
+
+  /// The workspace of those working copies of the blueprint that are below a root folder already, and the repository
+  /// of each: first those at their places, unless they are known to be of another repository; then, for repositories
+  /// whose place is empty, one found elsewhere below the root that alone has their identifier. They have the
+  /// blueprint's states and know what they are on, so that they can be compared with it. None is no error.
+  QRBSourceControlMultiCancellablePtr workspaceForWorkingCopiesCreatedAtURL(const qrb::URL& URL,
+                                                                            WorkspaceCompletion completionBlock);
+
+  /// Moves each repository whose URL may point below its root to the root. Where the blueprint has no location for it,
+  /// or a path, the location becomes the path from the root on, so that the same folder is meant. Repositories of
+  /// other systems are left alone. A root that the account manager has a repository for already brings that one in.
+  QRBSourceControlMultiCancellablePtr updateRepositoryURLRootsWithCompletionBlock(
+      RepositoriesCompletion completionBlock);
+  /// Finds the layout of each repository that needs one and has none that names its branches, from its location where
+  /// that is a path, else from the root; the location becomes the branch or tag found there. Others are left alone.
+  QRBSourceControlMultiCancellablePtr automaticallyDetectBranchAndTagLocationsWithCompletionBlock(
+      RepositoriesCompletion completionBlock);
+  /// The branches of each repository, on its server. A layout that is needed and missing is detected first and kept.
+  QRBSourceControlMultiCancellablePtr listBranchesWithCompletionBlock(BranchesCompletion completionBlock);
+  /// Whether the server of each repository lets its account in, to the location where there is one. Never asks the
+  /// user: the errors tell.
+  QRBSourceControlMultiCancellablePtr validateAuthenticationWithCompletionBlock(RepositoriesCompletion completionBlock);
+  /// Asks each server for the newest revision of the location, and answers those that are not the revision recorded;
+  /// where none is recorded, that is every one. A location that is itself a revision has no updates.
+  QRBSourceControlMultiCancellablePtr checkForUpdatesWithCompletionBlock(UpdatesCompletion completionBlock);
   /// @}
 
  private:

@@ -2,8 +2,12 @@
 
 #include <memory>
 
+#include "Error.h"
 #include "MapTable.h"
 #include "QRBSourceControlForward.h"
+
+class QRBSourceControlMultiCancellable;
+using QRBSourceControlMultiCancellablePtr = std::shared_ptr<QRBSourceControlMultiCancellable>;
 
 class QRBSourceControlWorkspace;
 class QRBSourceControlWorkspaceBlueprint;
@@ -16,3 +20,11 @@ using QRBSourceControlRemoteRepositoryTable = qrb::MapTable<QRBSourceControlRemo
 /// What is known about each working copy of a workspace.
 template <class Value>
 using QRBSourceControlWorkingCopyTable = qrb::MapTable<QRBSourceControlWorkingCopy, Value>;
+/// The remote repository of each working copy; may be absent (null).
+using QRBSourceControlWorkingCopyRemotes = QRBSourceControlWorkingCopyTable<QRBSourceControlRemoteRepositoryPtr>;
+using QRBSourceControlWorkingCopyRemotesPtr = std::shared_ptr<const QRBSourceControlWorkingCopyRemotes>;
+/// Which working copies, or repositories, failed and why; may be absent (null).
+using QRBSourceControlWorkingCopyErrors = QRBSourceControlWorkingCopyTable<qrb::Error>;
+using QRBSourceControlWorkingCopyErrorsPtr = std::shared_ptr<const QRBSourceControlWorkingCopyErrors>;
+using QRBSourceControlRemoteRepositoryErrors = QRBSourceControlRemoteRepositoryTable<qrb::Error>;
+using QRBSourceControlRemoteRepositoryErrorsPtr = std::shared_ptr<const QRBSourceControlRemoteRepositoryErrors>;

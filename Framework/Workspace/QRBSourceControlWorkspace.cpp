@@ -1,0 +1,270 @@
+#include "QRBSourceControlWorkspace.h"
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include "BlueprintIdentityPrivate.h"
+#include "Collator.h"
+#include "Localization.h"
+#include "PathString.h"
+#include "QRBSourceControlBranch.h"
+#include "QRBSourceControlRevision.h"
+#include "QRBSourceControlString.h"
+#include "QRBSourceControlURL.h"
+#include "QRBSourceControlWorkingCopy.h"
+#include "QRBSourceControlWorkspaceBlueprint.h"
+#include "UUIDString.h"
+#include "UnicodeText.h"
+#include "WorkspacePlacesPrivate.h"
+
+QRB_DEFINE_OBJECT(QRBSourceControlWorkspace, qrb::Object, "QRBSourceControlWorkspace", nullptr);
+
+using Workspace = QRBSourceControlWorkspace;
+using WorkspacePtr = QRBSourceControlWorkspacePtr;
+using WorkingCopyPtr = QRBSourceControlWorkingCopyPtr;
+using RemotePtr = QRBSourceControlRemoteRepositoryPtr;
+using BlueprintPtr = QRBSourceControlWorkspaceBlueprintPtr;
+using qrb::detail::arePresentAndEqual;
+
+namespace {
+
+qrb::String repositoryIdentifier(const WorkingCopyPtr& workingCopy) {
+  if (workingCopy == nullptr) return {};
+  QRBSourceControlRepositoryPtr repository = workingCopy->repository();
+  return repository == nullptr ? qrb::String() : repository->identifier();
+}
+
+std::string pathOf(const WorkingCopyPtr& workingCopy) {
+  return workingCopy == nullptr ? std::string() : workingCopy->fileURL().path().str();
+}
+
+std::string blueprintPath(const QRBSourceControlWorkspaceBlueprint& blueprint, const RemotePtr& remote) {
+  return qrbscm_stringByDeletingTrailingSlash(blueprint.workingCopyPathForRemoteRepository(remote).view());
+}
+
+bool isContinuationByte(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xc0) == 0x80;
+}
+
+std::size_t characterCount(std::string_view text) {
+  return text.size() - static_cast<std::size_t>(std::count_if(text.begin(), text.end(), isContinuationByte));
+}
+
+std::string firstCharacters(std::string_view text, std::size_t count) {
+  std::size_t end = 0;
+  while (end < text.size() && count > 0) {
+    ++end;
+    while (end < text.size() && isContinuationByte(text[end])) ++end;
+    --count;
+  }
+  return std::string(text.substr(0, end));
+}
+
+/// The folder that a blueprint's paths begin in, with its slash, as the place of its primary repository tells: what is
+/// in front of it, where it is sorted before it at all.
+std::optional<std::string> blueprintRoot(const std::string& primaryPath, const std::string& pathInBlueprint) {
+  if (primaryPath.empty() || pathInBlueprint.empty()) return std::nullopt;
+  if (qrb::lowercased(primaryPath) >= qrb::lowercased(pathInBlueprint)) return std::nullopt;
+  const std::size_t whole = characterCount(primaryPath);
+  const std::size_t tail = characterCount(pathInBlueprint);
+  if (whole < tail) return std::nullopt;
+  return firstCharacters(primaryPath, whole - tail);
+}
+
+/// Whether two locations are the same place of a repository to whoever is on them.
+bool isSamePlace(const QRBSourceControlRevisionLocationPtr& current,
+                 const QRBSourceControlRevisionLocationPtr& recorded) {
+  if (qrb::areEqual(current, recorded)) return true;
+  auto local = std::dynamic_pointer_cast<const QRBSourceControlBranch>(current);
+  auto remote = std::dynamic_pointer_cast<const QRBSourceControlBranch>(recorded);
+  return local != nullptr && remote != nullptr && !local->isRemoteBranch() && remote->isRemoteBranch() &&
+         local->isSimilar(remote);
+}
+
+}  // namespace
+
+// Making one
+
+Workspace::QRBSourceControlWorkspace(Key)
+    : _operationQueue("Source Control Workspace Operation Queue"), _idProperty(qrb::makeUUIDString()) {}
+
+WorkspacePtr Workspace::init() {
+  return std::make_shared<Workspace>(Key());
+}
+
+WorkspacePtr Workspace::initWithWorkingCopies(const WorkingCopies& workingCopies) {
+  WorkspacePtr workspace = init();
+  std::unordered_set<WorkingCopyPtr, qrb::detail::ObjectHash, qrb::detail::ObjectEqual> taken;
+  for (const WorkingCopyPtr& workingCopy : workingCopies) {
+    if (workingCopy != nullptr && taken.insert(workingCopy).second) workspace->_workingCopies.push_back(workingCopy);
+  }
+  return workspace;
+}
+
+WorkspacePtr Workspace::initWithPrimaryWorkingCopy(WorkingCopyPtr primaryWorkingCopy, qrb::String relativePathToProject,
+                                                   const WorkingCopies& workingCopies) {
+  WorkspacePtr workspace = initWithWorkingCopies(workingCopies);
+  workspace->_primaryWorkingCopy = std::move(primaryWorkingCopy);
+  workspace->_relativePathToProject = std::move(relativePathToProject);
+  return workspace;
+}
+
+// Fields
+
+void Workspace::set_id(const qrb::String& identifier) {
+  if (!identifier.empty()) _idProperty = identifier;
+}
+
+qrb::URL Workspace::workspaceRootFolder() const {
+  WorkingCopyPtr inner = _primaryWorkingCopy;
+  if (inner == nullptr && !_workingCopies.empty()) inner = _workingCopies.front();
+  return qrb::detail::folderAt(inner == nullptr ? qrb::URL() : inner->fileURL(), "..");
+}
+
+std::string Workspace::description() const {
+  return qrb::format("Workspace: %@ (%@ working copies)", {_idProperty, std::to_string(_workingCopies.size())});
+}
+
+// Finding working copies
+
+void Workspace::sortWorkingCopies() {
+  const auto& collator = qrb::Collator::ofUser();
+  std::vector<std::pair<std::string, WorkingCopyPtr>> keyed;
+  keyed.reserve(_workingCopies.size());
+  for (WorkingCopyPtr& workingCopy : _workingCopies) {
+    qrb::String name = workingCopy->displayName();
+    keyed.emplace_back(collator.sortKey(name.view()), std::move(workingCopy));
+  }
+  std::stable_sort(keyed.begin(), keyed.end(), [this](const auto& a, const auto& b) {
+    bool aIsPrimary = a.second == _primaryWorkingCopy;
+    bool bIsPrimary = b.second == _primaryWorkingCopy;
+    return aIsPrimary != bIsPrimary ? aIsPrimary : a.first < b.first;
+  });
+  std::transform(keyed.begin(), keyed.end(), _workingCopies.begin(),
+                 [](auto& entry) { return std::move(entry.second); });
+}
+
+WorkingCopyPtr Workspace::workingCopyForURL(const qrb::URL& URL) const {
+  if (!URL.isFileURL()) return nullptr;
+  const std::vector<std::string> place = URL.pathComponents();
+  WorkingCopyPtr innermost;
+  std::size_t depth = 0;
+  for (const WorkingCopyPtr& workingCopy : _workingCopies) {
+    const std::vector<std::string> root = workingCopy->fileURL().pathComponents();
+    const bool holds = root.size() <= place.size() && std::equal(root.begin(), root.end(), place.begin());
+    if (holds && (innermost == nullptr || root.size() > depth)) {
+      innermost = workingCopy;
+      depth = root.size();
+    }
+  }
+  return innermost;
+}
+
+WorkingCopyPtr Workspace::workingCopyForRepositoryID(const qrb::String& identifier) const {
+  WorkingCopyPtr only;
+  for (const WorkingCopyPtr& workingCopy : _workingCopies) {
+    if (!arePresentAndEqual(repositoryIdentifier(workingCopy), identifier)) continue;
+    if (only != nullptr) return nullptr;
+    only = workingCopy;
+  }
+  return only;
+}
+
+WorkingCopyPtr Workspace::workingCopyForRemoteRepository(const RemotePtr& remoteRepository,
+                                                         const BlueprintPtr& inBlueprint) const {
+  if (remoteRepository == nullptr || inBlueprint == nullptr) return nullptr;
+  if (WorkingCopyPtr known = workingCopyForRepositoryID(remoteRepository->identifier())) return known;
+  const auto root =
+      blueprintRoot(pathOf(_primaryWorkingCopy), blueprintPath(*inBlueprint, inBlueprint->primaryRemoteRepository()));
+  if (!root || !inBlueprint->workingCopyPathForRemoteRepository(remoteRepository)) return nullptr;
+  const std::string wanted = qrb::lowercased(blueprintPath(*inBlueprint, remoteRepository));
+  auto isThere = [&](const WorkingCopyPtr& workingCopy) {
+    std::string path = pathOf(workingCopy);
+    return path.starts_with(*root) && qrb::lowercased(std::string_view(path).substr(root->size())) == wanted;
+  };
+  auto found = std::find_if(_workingCopies.begin(), _workingCopies.end(), isThere);
+  return found == _workingCopies.end() ? nullptr : *found;
+}
+
+// Blueprints
+
+bool Workspace::representsBlueprint(const BlueprintPtr& blueprint) const {
+  if (blueprint == nullptr || blueprint->primaryRemoteRepository() == nullptr) return false;
+  return arePresentAndEqual(blueprint->primaryRemoteRepository()->identifier(),
+                            repositoryIdentifier(_primaryWorkingCopy)) &&
+         blueprint->relativePathToProject() == _relativePathToProject;
+}
+
+std::uint64_t Workspace::compareToBlueprint(const BlueprintPtr& blueprint) const {
+  if (blueprint == nullptr) return QRBSourceControlWorkspaceUnrelatedToBlueprint;
+  const auto& remotes = blueprint->remoteRepositories();
+  std::uint64_t extraWorkingCopies = _workingCopies.size();
+  std::uint64_t extraRemotes = remotes.size();
+  std::uint64_t onOtherLocations = 0;
+  std::unordered_map<qrb::String, RemotePtr> byIdentifier;
+  for (const RemotePtr& remote : remotes) {
+    if (remote->identifier()) byIdentifier.emplace(remote->identifier(), remote);
+  }
+  for (const WorkingCopyPtr& workingCopy : _workingCopies) {
+    auto match = byIdentifier.find(repositoryIdentifier(workingCopy));
+    if (match == byIdentifier.end()) continue;
+    --extraWorkingCopies;
+    // Wraps where several working copies are of one repository: those are then no plain match either.
+    --extraRemotes;
+    if (!isSamePlace(workingCopy->cachedCurrentLocation(), blueprint->locationForRemoteRepository(match->second))) {
+      ++onOtherLocations;
+    }
+  }
+  if (extraWorkingCopies == _workingCopies.size() && extraRemotes == remotes.size()) {
+    return QRBSourceControlWorkspaceUnrelatedToBlueprint;
+  }
+  if (extraWorkingCopies == 0 && extraRemotes == 0) {
+    return onOtherLocations == 0 ? QRBSourceControlWorkspaceSameAsBlueprint : QRBSourceControlWorkspaceOnOtherLocations;
+  }
+  if (extraRemotes == 0) return QRBSourceControlWorkspaceHasMoreThanBlueprint;
+  if (extraWorkingCopies == 0) return QRBSourceControlWorkspaceHasLessThanBlueprint;
+  return QRBSourceControlWorkspaceAndBlueprintDiffer;
+}
+
+Workspace::WorkingCopies Workspace::workingCopiesMissingFromBlueprint(const BlueprintPtr& blueprint) const {
+  std::unordered_set<qrb::String> identifiers;
+  std::unordered_set<qrb::String> paths;
+  if (blueprint != nullptr) {
+    for (const RemotePtr& remote : blueprint->remoteRepositories()) {
+      if (remote->identifier()) identifiers.insert(remote->identifier());
+      if (qrb::String path = blueprint->workingCopyPathForRemoteRepository(remote)) paths.insert(path);
+    }
+  }
+  const qrb::URL root = workspaceRootFolder();
+  WorkingCopies missing;
+  std::copy_if(_workingCopies.begin(), _workingCopies.end(), std::back_inserter(missing),
+               [&](const WorkingCopyPtr& workingCopy) {
+                 return !identifiers.contains(repositoryIdentifier(workingCopy)) &&
+                        !paths.contains(qrb::detail::workingCopyPath(workingCopy->fileURL(), root));
+               });
+  return missing;
+}
+
+// Revisions for histories
+
+Workspace::WeakRevisionTable Workspace::_revisionTableWithRevison(const QRBSourceControlRevisionPtr& revision) const {
+  WeakRevisionTable table;
+  for (const WorkingCopyPtr& workingCopy : _workingCopies) table.set(workingCopy, revision);
+  return table;
+}
+
+Workspace::WeakRevisionTable Workspace::headRevisionsMapTable() const {
+  return _revisionTableWithRevison(QRBSourceControlRevision::sharedHeadRevision());
+}
+
+Workspace::WeakRevisionTable Workspace::baseRevisionsMapTable() const {
+  return _revisionTableWithRevison(QRBSourceControlRevision::sharedBaseRevision());
+}
+
+Workspace::WeakRevisionTable Workspace::initialRevisionsMapTable() const {
+  return _revisionTableWithRevison(QRBSourceControlRevision::sharedInitialRevision());
+}
