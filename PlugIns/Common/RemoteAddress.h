@@ -24,6 +24,7 @@ struct RemoteAddress {
   static RemoteAddress parse(std::string_view address);
 
   bool isHTTP() const { return scheme == "http" || scheme == "https"; }
+  bool isLocalFile() const { return scheme == "file" && (host.empty() || host == "localhost"); }
   bool isSSH() const { return scheme == "ssh" || scheme.ends_with("+ssh"); }
   /// Whether what is meant for this server may be told to the other: the same host, port and protocol, or the same host
   /// where only the protection is better.

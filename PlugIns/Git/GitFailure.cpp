@@ -111,6 +111,7 @@ constexpr Pattern patterns[] = {
     {"Your local changes to the following files would be overwritten", "", Kind::LocalChanges},
     {"The following untracked working tree files would be ", "", Kind::LocalChanges},
     {"cannot pull with rebase: You have unstaged changes", "", Kind::LocalChanges},
+    {"cannot rebase: ", "", Kind::LocalChanges},
     {"Author identity unknown", "", Kind::IdentityUnknown},
     {"Committer identity unknown", "", Kind::IdentityUnknown},
     {"unable to auto-detect email address", "", Kind::IdentityUnknown},

@@ -30,6 +30,11 @@ GitCommand pushingOnlyFrom(std::string_view expectedHash, std::string_view from,
   return pushing({lease}, from, to);
 }
 
+/// As git reads such a setting: what is not false is true, in one of its ways.
+bool isRebaseWanted(std::string_view setting) {
+  return !setting.empty() && setting != "false" && setting != "no" && setting != "off" && setting != "0";
+}
+
 }  // namespace
 
 GitCommand gitFetchCommand() {
@@ -75,6 +80,29 @@ GitCommand gitCheckOutDetachedCommand(std::string_view revision) {
   GitCommand command = writing({"checkout", "--progress", "--force", "--detach"});
   command.arguments.push_back(std::string(revision) + "^{commit}");
   gitAddArguments(command, {"--"});
+  return command;
+}
+
+GitCommand gitCheckOutBranchAtCommand(std::string_view branch, std::string_view revision) {
+  GitCommand command = writing({"checkout", "--progress", "--force", "--no-track", "-B", branch});
+  command.arguments.push_back(std::string(revision) + "^{commit}");
+  gitAddArguments(command, {"--"});
+  return command;
+}
+
+GitCommand gitUpdateCommand(const GitNetworkSettings& settings, std::string_view branch, std::string_view from) {
+  const GitBranchSettings* const own = settings.branchNamed(branch);
+  const std::string_view setting = own != nullptr && !own->rebase.empty() ? own->rebase : settings.pullRebase;
+  if (isRebaseWanted(setting)) {
+    GitCommand command = writing({"rebase"});
+    if (setting == "merges" || setting == "m") gitAddArguments(command, {"--rebase-merges"});
+    gitAddArguments(command, {"--", from});
+    return command;
+  }
+  GitCommand command = writing({"merge", "--no-edit", "--no-stat"});
+  if (settings.pullFastForward == "only") gitAddArguments(command, {"--ff-only"});
+  if (settings.pullFastForward == "false") gitAddArguments(command, {"--no-ff"});
+  gitAddArguments(command, {"--", from});
   return command;
 }
 

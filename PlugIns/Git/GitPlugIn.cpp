@@ -21,6 +21,10 @@ std::string pathOf(const qrb::URL& url) {
 
 }  // namespace
 
+std::string GitPlugIn::folderOf(const QRBSourceControlWorkingCopyPtr& workingCopy) {
+  return workingCopy ? pathOf(workingCopy->fileURL()) : std::string();
+}
+
 std::string GitPlugIn::folderOf(const QRBSourceControlRepositoryPtr& repository) {
   return repository ? pathOf(repository->URL()) : std::string();
 }
@@ -38,7 +42,7 @@ const QRBSourceControlSystemPtr& GitPlugIn::system() {
 }
 
 GitTool GitPlugIn::toolFor(const QRBSourceControlWorkingCopyPtr& workingCopy) const {
-  return {workingCopy ? pathOf(workingCopy->fileURL()) : std::string(), host().connectionDescriptor()};
+  return {folderOf(workingCopy), host().connectionDescriptor()};
 }
 
 GitTool GitPlugIn::toolFor(const QRBSourceControlRepositoryPtr& repository) const {

@@ -7,7 +7,11 @@
 #include "QRBSourceControlPlugInPrimary.h"
 
 struct GitHistoryRequest;
+struct GitPushPlan;
 struct GitRemote;
+class GitNetworkRequest;
+class GitProgressReader;
+class GitRemoteTool;
 
 /// Serves a host's requests on Git repositories by running git, once per request wherever that gives the answer.
 class GitPlugIn : public QRBSourceControlPlugInPrimary {
@@ -122,11 +126,45 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   void repositoryURLRootForRepository(const QRBSourceControlRemoteRepositoryPtr& repository,
                                       Completion<qrb::URL, QRBSourceControlPathLocationPtr> completionBlock) override;
 
+  // Remote repositories: see GitRemoteTool for how they are reached. Of a remote that is configured the branches are
+  // kept where its configuration says.
+
+  /// Fetches from a remote that the repository has; submodules are left alone. Progress goes to the process's own
+  /// request, since the message brings no identifier.
+  void downloadUpdatesFromRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& remoteRepository,
+                                           const QRBSourceControlRepositoryPtr& toRepository,
+                                           Completion<> completionBlock) override;
+  /// Which branch is sent, gitPlanPush() says. A branch that followed none follows the remote one from then on. It is
+  /// an error that there was nothing to send.
+  void uploadCommitsToRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& remoteRepository,
+                                       const QRBSourceControlRepositoryPtr& fromLocalRepository,
+                                       const QRBSourceControlBranchPtr& remoteBranch,
+                                       Completion<> completionBlock) override;
+  /// Fetches, and merges (or rebases, where the user has set that up) what the branch checked out follows, else the
+  /// branch of the same name. Local changes stay; where they are in the way nothing changes but what is known of the
+  /// remote. With conflicts the working copy is left for the user to resolve them.
+  void forceUpdateWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
+                              const QRBSourceControlRemoteRepositoryPtr& fromRepository,
+                              Completion<> completionBlock) override;
+  /// Of a bare revision a remote does not tell whether it has it, so that is not looked at.
+  void validateAuthenticationOfRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& repository,
+                                                const QRBSourceControlRevisionLocationPtr& location,
+                                                const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+                                                Completion<> completionBlock) override;
+  /// The working copy appears whole or not at all. A branch or tag that a revision pins is checked out at that
+  /// revision: the branch as such, the tag as the revision. Submodules are left for git to fetch.
+  void createWorkingCopyFromRepository(const QRBSourceControlRemoteRepositoryPtr& repository,
+                                       const QRBSourceControlRevisionLocationPtr& location,
+                                       const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+                                       const qrb::URL& localAddress, const qrb::String& progressIdentifier,
+                                       Completion<QRBSourceControlWorkingCopyPtr> completionBlock) override;
+
  private:
   GitTool toolFor(const QRBSourceControlWorkingCopyPtr& workingCopy) const;
   GitTool toolFor(const QRBSourceControlRepositoryPtr& repository) const;
-  /// The path of a repository on this machine; empty for every other.
+  /// The path on this machine; empty for every other.
   static std::string folderOf(const QRBSourceControlRepositoryPtr& repository);
+  static std::string folderOf(const QRBSourceControlWorkingCopyPtr& workingCopy);
   static qrb::Error errorFor(const GitOutcome& outcome, const QRBSourceControlWorkingCopyPtr& workingCopy);
   static qrb::Error errorFor(const GitOutcome& outcome, const QRBSourceControlRepositoryPtr& repository);
   /// The full object names of the commits that the locations stand for, or the error for the first that is not there.
@@ -139,6 +177,19 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   qrb::Error removeRemoteBranch(const QRBSourceControlBranchPtr& branch,
                                 const QRBSourceControlRepositoryPtr& fromRepository,
                                 const QRBSourceControlRemoteRepositoryPtr& remoteRepository);
+  /// Of a command that reached a remote: what failed here is told of the repository here.
+  static qrb::Error errorFor(const GitOutcome& outcome, GitNetworkRequest& request,
+                             const QRBSourceControlRepositoryPtr& repository);
+  /// For a command's error output: tells the host how far it is. Without an identifier nobody is told.
+  GitTool::Output reportProgress(GitProgressReader& reader, const qrb::String& identifier);
+  /// The fraction never goes back.
+  void sendProgress(QRBSourceControlProgressStatus status, double fraction, const qrb::String& text,
+                    const qrb::String& identifier);
+  qrb::Error push(GitNetworkRequest& request, const GitPushPlan& plan, const QRBSourceControlRepositoryPtr& repository);
+  static qrb::Error update(GitNetworkRequest& request, const std::string& branch,
+                           const QRBSourceControlWorkingCopyPtr& workingCopy);
+  qrb::Error cloneInto(GitRemoteTool& remote, const std::string& folder,
+                       const QRBSourceControlRevisionLocationPtr& location, const qrb::String& progressIdentifier);
   qrb::Error statusOf(const QRBSourceControlWorkingCopyPtr& workingCopy, QRBSourceControlPathStatusesPtr& statuses);
   qrb::Error remoteStatusOf(const QRBSourceControlWorkingCopyPtr& workingCopy,
                             QRBSourceControlPathStatusesPtr& statuses);

@@ -4,7 +4,7 @@
 #include "GitBranchValues.h"
 #include "GitNames.h"
 #include "GitNetworkCommands.h"
-#include "GitNetworkSettings.h"
+#include "GitNetworkRequest.h"
 #include "GitPlugIn.h"
 #include "GitPushErrors.h"
 #include "GitPushReport.h"
@@ -19,15 +19,6 @@
 // Making and removing branches on the other side.
 
 namespace {
-
-GitOutcome readSettings(const GitTool& tool, GitNetworkSettings& settings) {
-  std::string output;
-  GitOutcome outcome = tool.run(gitNetworkSettingsCommand(), output);
-  // Nothing is configured.
-  if (!outcome && outcome.exitCode == 1) outcome = {};
-  if (outcome) settings = gitReadNetworkSettings(output);
-  return outcome;
-}
 
 bool wasThere(std::string_view report) {
   const std::vector<GitPushedRef> refs = gitReadPushReport(report);
@@ -50,23 +41,21 @@ qrb::Error GitPlugIn::addRemoteBranch(const QRBSourceControlBranchPtr& branch,
   if (named == remotes.end()) {
     return QRBSourceControlError_RemoteRepositoryNotFound("There is no remote “" + branch->remoteName().str() + "”.");
   }
-  GitNetworkSettings settings;
-  GitOutcome outcome = readSettings(local, settings);
-  if (!outcome) return errorFor(outcome, toRepository);
   const std::string folder = folderOf(toRepository);
   const auto remoteRepository =
       QRBSourceControlRemoteRepository::initUnsavedWithURL(gitRemoteURL(named->address, folder), system());
-  GitRemoteTool remote(folder, remoteRepository, host().connectionDescriptor());
-  if (qrb::Error error = remote.open()) return error;
-  if (const GitRemoteSettings* const known = settings.remoteNamed(named->name)) remote.follow(*known);
+  GitNetworkRequest request(folder, remoteRepository, host().connectionDescriptor());
+  GitOutcome outcome;
+  if (qrb::Error error = request.open(outcome)) return error;
+  if (!outcome) return errorFor(outcome, toRepository);
   const std::string ref = "refs/heads/" + branch->name().str();
   std::string report;
-  outcome = remote.run(gitPushNewBranchCommand(hashes.front(), ref), [&](std::string_view bytes) {
+  outcome = request.remote().run(gitPushNewBranchCommand(hashes.front(), ref), [&](std::string_view bytes) {
     report.append(bytes);
     return true;
   });
   if (wasThere(report)) return gitAlreadyExists(GitThing::Branch, branch->name(), outcome.failure.message);
-  if (qrb::Error error = gitPushError(remote, outcome, report)) return error;
+  if (qrb::Error error = gitPushError(request.remote(), outcome, report)) return error;
   made = gitRemoteBranch(branch->name().view(), branch->remoteName().view(), hashes.front());
   return {};
 }
@@ -74,20 +63,11 @@ qrb::Error GitPlugIn::addRemoteBranch(const QRBSourceControlBranchPtr& branch,
 qrb::Error GitPlugIn::removeRemoteBranch(const QRBSourceControlBranchPtr& branch,
                                          const QRBSourceControlRepositoryPtr& fromRepository,
                                          const QRBSourceControlRemoteRepositoryPtr& remoteRepository) {
-  const std::string folder = folderOf(fromRepository);
-  std::vector<GitRemote> remotes;
-  if (qrb::Error error = listRemotes(fromRepository, remotes)) return error;
-  GitNetworkSettings settings;
-  GitOutcome outcome = readSettings(toolFor(fromRepository), settings);
+  GitNetworkRequest request(folderOf(fromRepository), remoteRepository, host().connectionDescriptor());
+  GitOutcome outcome;
+  if (qrb::Error error = request.open(outcome)) return error;
   if (!outcome) return errorFor(outcome, fromRepository);
-  GitRemoteTool remote(folder, remoteRepository, host().connectionDescriptor());
-  if (qrb::Error error = remote.open()) return error;
-  const auto there = std::ranges::find_if(remotes, [&](const GitRemote& listed) {
-    const qrb::URL url = gitRemoteURL(listed.address, folder);
-    return qrb::RemoteAddress::parse(url.absoluteString().view()).isSamePlaceAs(remote.access().address);
-  });
-  const GitRemoteSettings* const known = there == remotes.end() ? nullptr : settings.remoteNamed(there->name);
-  if (known != nullptr) remote.follow(*known);
+  GitRemoteTool& remote = request.remote();
   const std::string ref = "refs/heads/" + branch->name().str();
   std::string listed;
   outcome = remote.tool().run(gitListRemoteCommand(ref), listed);

@@ -34,6 +34,9 @@ class GitRemoteTool {
   static const std::string& remoteName();
   /// The address without a password.
   const std::string& address() const { return _access.text; }
+  /// What to clone from: the address or, of a repository of this machine, its path, from which git links the objects
+  /// where it can instead of copying them.
+  const std::string& cloneSource() const { return _access.address.isLocalFile() ? _access.address.path : address(); }
   const qrb::RemoteAccess& access() const { return _access; }
 
   GitTool& tool() { return _tool; }

@@ -1,0 +1,219 @@
+#include <algorithm>
+
+#include "GitBranchValues.h"
+#include "GitNames.h"
+#include "GitNetworkCommands.h"
+#include "GitNetworkRequest.h"
+#include "GitPlugIn.h"
+#include "GitProgress.h"
+#include "GitPushErrors.h"
+#include "GitPushPlan.h"
+#include "GitPushReport.h"
+#include "GitRefParser.h"
+#include "QRBSourceControlBranch.h"
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlRepository.h"
+#include "QRBSourceControlRevision.h"
+#include "QRBSourceControlTag.h"
+#include "QRBSourceControlWorkingCopy.h"
+
+namespace {
+
+/// Requests that bring no progress identifier report under this one.
+const qrb::String ownRequest("");
+
+qrb::Error unknownRemote(const GitNetworkRequest& request, const std::string& address) {
+  std::string message = "No remote of this repository has the address " + address + ". It has ";
+  if (request.settings().remotes.empty()) message += "no remotes.";
+  for (const GitRemoteSettings& remote : request.settings().remotes) {
+    message += remote.name + (&remote == &request.settings().remotes.back() ? "." : ", ");
+  }
+  return QRBSourceControlError_RemoteRepositoryNotFound(message);
+}
+
+GitOutcome listLocalBranches(const GitTool& tool, std::vector<std::string>& branches) {
+  GitRefParser parser;
+  return tool.parse(gitBranchesCommand(GitBranches::Local), parser,
+                    [&](const GitRefRecord& record) { branches.emplace_back(record.name); });
+}
+
+bool hadAll(std::string_view report) {
+  const std::vector<GitPushedRef> refs = gitReadPushReport(report);
+  return !refs.empty() && refs.front().result == GitPushedRef::Result::UpToDate;
+}
+
+/// What to ask a remote for to see whether the location is there; empty: nothing can tell.
+std::string askedRef(const QRBSourceControlRevisionLocationPtr& location) {
+  if (const auto* const branch = dynamic_cast<const QRBSourceControlBranch*>(location.get())) {
+    return "refs/heads/" + branch->name().str();
+  }
+  if (const auto* const tag = dynamic_cast<const QRBSourceControlTag*>(location.get())) {
+    return "refs/tags/" + tag->name().str();
+  }
+  return {};
+}
+
+}  // namespace
+
+qrb::Error GitPlugIn::errorFor(const GitOutcome& outcome, GitNetworkRequest& request,
+                               const QRBSourceControlRepositoryPtr& repository) {
+  const bool isHere = outcome.failedWith(GitFailureKind::Locked) || outcome.failedWith(GitFailureKind::DiskFull);
+  return isHere ? errorFor(outcome, repository) : request.remote().errorFor(outcome);
+}
+
+GitTool::Output GitPlugIn::reportProgress(GitProgressReader& reader, const qrb::String& identifier) {
+  return [this, &reader, identifier](std::string_view bytes) {
+    if (!identifier) return true;
+    reader.feed(bytes, [&](double fraction, std::string_view text, bool isCheckout) {
+      const auto status =
+          isCheckout ? QRBSourceControlProgressStatus::copying : QRBSourceControlProgressStatus::transferring;
+      sendProgress(status, fraction, text, identifier);
+    });
+    return true;
+  };
+}
+
+void GitPlugIn::sendProgress(QRBSourceControlProgressStatus status, double fraction, const qrb::String& text,
+                             const qrb::String& identifier) {
+  if (!identifier) return;
+  _lastProgressValueSent = std::max(_lastProgressValueSent, fraction);
+  host().progressStatus(status, _lastProgressValueSent, text, identifier);
+}
+
+void GitPlugIn::downloadUpdatesFromRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& remoteRepository,
+                                                    const QRBSourceControlRepositoryPtr& toRepository,
+                                                    Completion<> completionBlock) {
+  GitNetworkRequest request(folderOf(toRepository), remoteRepository, host().connectionDescriptor());
+  GitOutcome outcome;
+  if (const qrb::Error error = request.open(outcome)) return completionBlock(error);
+  if (!outcome) return completionBlock(errorFor(outcome, toRepository));
+  if (request.configured() == nullptr) return completionBlock(unknownRemote(request, request.remote().address()));
+  sendProgress(QRBSourceControlProgressStatus::authenticating, 0, {}, ownRequest);
+  GitProgressReader progress(GitTransfer::Fetch);
+  outcome = request.remote().run(gitFetchCommand(), {}, reportProgress(progress, ownRequest));
+  if (outcome) sendProgress(QRBSourceControlProgressStatus::transferring, 1, {}, ownRequest);
+  completionBlock(errorFor(outcome, request, toRepository));
+}
+
+void GitPlugIn::uploadCommitsToRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& remoteRepository,
+                                                const QRBSourceControlRepositoryPtr& fromLocalRepository,
+                                                const QRBSourceControlBranchPtr& remoteBranch,
+                                                Completion<> completionBlock) {
+  if (remoteBranch) {
+    if (const qrb::Error refusal = gitRefuseBranchName(remoteBranch->name())) return completionBlock(refusal);
+  }
+  GitNetworkRequest request(folderOf(fromLocalRepository), remoteRepository, host().connectionDescriptor());
+  GitOutcome outcome;
+  if (const qrb::Error error = request.open(outcome)) return completionBlock(error);
+  GitPushSources sources;
+  if (outcome) outcome = listLocalBranches(request.local(), sources.branches);
+  if (!outcome) return completionBlock(errorFor(outcome, fromLocalRepository));
+  sources.current = request.currentBranch();
+  const GitPushPlan plan = gitPlanPush(sources, request.settings(), request.configured(),
+                                       remoteBranch ? remoteBranch->name().view() : std::string_view());
+  if (plan.from.empty()) {
+    return completionBlock(QRBSourceControlError_LocationNotFound(
+        QRBSourceControlErrorCode::branchNotFound, {}, "No branch is checked out, and none was named to send to."));
+  }
+  completionBlock(push(request, plan, fromLocalRepository));
+}
+
+qrb::Error GitPlugIn::push(GitNetworkRequest& request, const GitPushPlan& plan,
+                           const QRBSourceControlRepositoryPtr& repository) {
+  std::string hash;
+  const GitOutcome source = request.local().run(gitResolveCommand(plan.from), hash);
+  if (source.failedWith(GitFailureKind::UnknownRevision)) {
+    return QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::branchNotFound,
+                                                  gitLocalBranchName(plan.from), "There are no commits to send.");
+  }
+  if (!source) return errorFor(source, repository);
+  sendProgress(QRBSourceControlProgressStatus::authenticating, 0, {}, ownRequest);
+  std::string output;
+  GitProgressReader progress(GitTransfer::Push);
+  const GitOutcome outcome = request.remote().run(
+      gitPushCommand(plan.from, plan.to),
+      [&](std::string_view bytes) {
+        output.append(bytes);
+        return true;
+      },
+      reportProgress(progress, ownRequest));
+  qrb::Error error = gitPushError(request.remote(), outcome, output);
+  if (!error && hadAll(output)) error = QRBSourceControlError_RemoteOperationUpToDate(plan.to);
+  const bool isThere = outcome.kind == GitOutcome::Kind::Succeeded;
+  if (isThere && !plan.newFollower.empty()) {
+    const std::string tracking = gitTrackingRef(*request.configured(), plan.to);
+    // Where the remote's rules keep the branch nowhere, there is nothing to follow.
+    if (!tracking.empty()) request.local().run(gitSetUpstreamCommand(plan.newFollower, tracking));
+  }
+  if (!error) sendProgress(QRBSourceControlProgressStatus::transferring, 1, {}, ownRequest);
+  return error;
+}
+
+void GitPlugIn::forceUpdateWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
+                                       const QRBSourceControlRemoteRepositoryPtr& fromRepository,
+                                       Completion<> completionBlock) {
+  GitNetworkRequest request(folderOf(workingCopy), fromRepository, host().connectionDescriptor());
+  GitOutcome outcome;
+  if (const qrb::Error error = request.open(outcome)) return completionBlock(error);
+  if (!outcome) return completionBlock(errorFor(outcome, workingCopy));
+  const std::string branch = request.currentBranch();
+  if (branch.empty()) {
+    return completionBlock(QRBSourceControlError_LocationNotFound(
+        QRBSourceControlErrorCode::branchNotFound, {}, "No branch is checked out that could be brought up to date."));
+  }
+  completionBlock(update(request, branch, workingCopy));
+}
+
+/// What a branch follows is fetched with everything else of its remote; a branch of another repository by itself.
+qrb::Error GitPlugIn::update(GitNetworkRequest& request, const std::string& branch,
+                             const QRBSourceControlWorkingCopyPtr& workingCopy) {
+  const GitRemoteSettings* const remote = request.configured();
+  const GitBranchSettings* const settings = request.settings().branchNamed(branch);
+  const bool isFollowing = remote != nullptr && settings != nullptr && settings->remote == remote->name;
+  const std::string remoteRef = isFollowing && !settings->merge.empty() ? settings->merge : "refs/heads/" + branch;
+  const std::string tracking = remote != nullptr ? gitTrackingRef(*remote, remoteRef) : std::string();
+  const GitOutcome fetched =
+      request.remote().run(tracking.empty() ? gitFetchBranchCommand(remoteRef) : gitFetchCommand());
+  if (!fetched) return errorFor(fetched, request, workingCopy->repository());
+  const std::string from = tracking.empty() ? "FETCH_HEAD" : tracking;
+  std::string hash;
+  if (!request.local().run(gitResolveCommand(from), hash)) {
+    return QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::branchNotFound,
+                                                  gitLocalBranchName(remoteRef), "The remote has no such branch.");
+  }
+  std::string said;
+  GitOutcome outcome = request.local().run(gitUpdateCommand(request.settings(), branch, from), said);
+  // Git tells of conflicts on standard output.
+  if (!outcome && outcome.failure.kind == GitFailureKind::Other && outcome.exitCode == 1) {
+    return QRBSourceControlError_RepositoryMidOperation(said + "\n" + outcome.failure.message);
+  }
+  return errorFor(outcome, workingCopy);
+}
+
+void GitPlugIn::validateAuthenticationOfRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& repository,
+                                                         const QRBSourceControlRevisionLocationPtr& location,
+                                                         const QRBSourceControlBranchAndTagLocationsPtr&,
+                                                         Completion<> completionBlock) {
+  const std::string asked = askedRef(location);
+  // Of a bare revision a remote does not say whether it has it; a location that names nothing asks for nothing.
+  if (location && !asked.empty()) {
+    if (const qrb::Error refusal = gitRefuseLocation(location->locationWithRevision(nullptr))) {
+      return completionBlock(refusal);
+    }
+  }
+  // In no repository, whose settings would take part.
+  GitRemoteTool remote("/", repository, host().connectionDescriptor());
+  if (const qrb::Error error = remote.open()) return completionBlock(error);
+  std::string output;
+  const GitOutcome outcome =
+      remote.run(gitListRemoteCommand(asked.empty() ? "HEAD" : asked), [&](std::string_view bytes) {
+        output.append(bytes);
+        return true;
+      });
+  if (!outcome) return completionBlock(remote.errorFor(outcome));
+  if (!asked.empty() && output.empty()) {
+    return completionBlock(gitLocationNotFound(location->locationWithRevision(nullptr), "The remote has none."));
+  }
+  completionBlock({});
+}
