@@ -44,7 +44,6 @@ AuthenticationRemedy remedyFor(const qrb::Error& error, const qrb::URL& url,
   switch (static_cast<Code>(error.code())) {
     case Code::authenticationStrategyUnsupported:
     case Code::authenticationCredentialsInvalid:
-    case Code::authenticationPermissionDenied:
       return remedyForCredentials(url, strategy);
     case Code::authenticationSSLCertificateInvalid:
     case Code::authenticationSSHFingerprintInvalid:

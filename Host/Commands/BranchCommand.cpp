@@ -84,7 +84,8 @@ Command::Run declareBranch(CLI::App& app) {
   list.add_flag("--all", options->all, "Those of remotes, too")->excludes(remotes);
   CLI::App& add = actions.add("add", "Make a branch; the working copy stays where it is", with(runAdd));
   nameArgument(add);
-  add.add_option("--from", options->from, "Begin where that branch is (default: where the working copy is)")->type_name("BRANCH");
+  add.add_option("--from", options->from, "Begin where that branch is (default: where the working copy is)")
+      ->type_name("BRANCH");
   add.add_option("--remote", options->remote, "On that remote")->type_name("NAME");
   CLI::App& remove = actions.add("remove", "Remove a branch", with(runRemove));
   nameArgument(remove);

@@ -20,6 +20,8 @@ namespace {
 constexpr std::uint64_t kStaged = QRBSourceControlStatusStagedAdded | QRBSourceControlStatusStagedModified |
                                   QRBSourceControlStatusStagedDeleted | QRBSourceControlStatusStagedRenamed |
                                   QRBSourceControlStatusStagedCopied | QRBSourceControlStatusStagedTypeChanged;
+constexpr std::uint64_t kTracked = QRBSourceControlStatusModified | QRBSourceControlStatusDeleted |
+                                   QRBSourceControlStatusTypeChanged | QRBSourceControlStatusMissing;
 
 struct Options {
   std::shared_ptr<FileArguments> files;
@@ -49,12 +51,14 @@ std::string joined(const std::vector<std::string>& paragraphs) {
   return message;
 }
 
+void addLine(std::string& text, const qrb::String& path) {
+  text += "#   " + displayPath(path.view()) + "\n";
+}
+
 // What will be committed, for the user to see while he describes it.
 qrb::Error listChanges(Session& session, const FoundFiles& found, std::string& text) {
-  if (!found.paths.empty()) {
-    for (const qrb::String& path : found.paths) text += "#   " + displayPath(path.view()) + "\n";
-    return {};
-  }
+  for (const qrb::String& path : found.paths) addLine(text, path);
+  if (!found.paths.empty()) return {};
   auto listed = std::make_shared<QRBSourceControlPathStatusesPtr>();
   qrb::Error error = session.perform("Looking for changes", [&](Session::Done done) {
     return found.place.workingCopy->filesAndStatusWithRemoteStatus(
@@ -64,8 +68,10 @@ qrb::Error listChanges(Session& session, const FoundFiles& found, std::string& t
         });
   });
   if (error) return error;
-  for (const auto& [path, status] : **listed) {
-    if ((status & kStaged) != 0) text += "#   " + displayPath(path.view()) + "\n";
+  auto hasAny = [](std::uint64_t bits) { return [bits](const auto& entry) { return (entry.second & bits) != 0; }; };
+  bool isStaged = std::any_of((*listed)->begin(), (*listed)->end(), hasAny(kStaged));
+  for (const auto& entry : **listed) {
+    if (hasAny(isStaged ? kStaged : kTracked)(entry)) addLine(text, entry.first);
   }
   return {};
 }
@@ -133,7 +139,7 @@ ExitStatus runCommit(Session& session, const Options& options) {
 
 Command::Run declareCommit(CLI::App& app) {
   auto options = std::make_shared<Options>();
-  options->files = addFileArguments(app, "Files or folders to commit (default: what is staged)", false);
+  options->files = addFileArguments(app, "Files or folders to commit", false);
   auto* message = app.add_option("-m,--message", options->paragraphs, "The message; each further one is a paragraph")
                       ->type_name("TEXT")
                       ->allow_extra_args(false);
@@ -145,7 +151,7 @@ Command::Run declareCommit(CLI::App& app) {
 
 }  // namespace
 
-extern const Command commitCommand{"commit", "Commit changes: of the files named, else what is staged",
+extern const Command commitCommand{"commit", "Commit changes",
                                    "Files that are named are committed as they are on disk, and nothing else with "
                                    "them, whatever is staged. Without -m\n"
                                    "and -F the message is written in the editor that VISUAL or EDITOR names. What the "

@@ -165,8 +165,9 @@ qrb::Error AuthenticationPrompter::askForPassphrase(const RemotePtr& remote) {
 qrb::Error AuthenticationPrompter::askForTrust(const Question& question, bool& trusted) {
   const RemotePtr& remote = question.remote;
   std::string fingerprint = question.error.userInfo(QRBSourceControlSSHFingerprint).str();
-  // What was trusted and did not help will not help again.
-  if (remote->trustedServerFingerprint().view() == fingerprint) return {};
+  // A server that is trusted by another fingerprint may be somebody else by now, and one trusted by this is no better
+  // for being trusted again.
+  if (!remote->trustedServerFingerprint().empty()) return {};
   printRemark(displayText(question.error.localizedDescription()) + "\n" + addressOf(remote) +
               " shows the fingerprint\n  " + displayText(fingerprint) +
               "\nCompare it with the one that you have from whoever runs the server.");

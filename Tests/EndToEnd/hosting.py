@@ -3,12 +3,14 @@
 import base64
 import json
 import os
+import pty
 import select
 import shutil
 import signal
 import subprocess
 import sys
 import tempfile
+import termios
 import unittest
 
 HOST = os.environ["QRBSCM"]
@@ -125,6 +127,36 @@ class HostTest(unittest.TestCase):
 
     def run_host(self, *arguments, **options):
         return self.finish(self.start(*arguments, **options))
+
+    def converse(self, *arguments, answers=(), cwd=None, environment=None):
+        """Runs a host on a terminal of its own and types each answer when its question is shown: pairs of the end of
+        the question and what is typed. Gives the exit status and all that the terminal showed."""
+        process, terminal = pty.fork()
+        if process == 0:
+            os.chdir(cwd or self.folder)
+            os.execve(HOST, [HOST, *arguments], dict(environment or self.environment, TERM="dumb"))
+        shown, asked, answers = b"", 0, list(answers)
+        try:
+            while True:
+                try:
+                    piece = os.read(within_patience(terminal), 4096)
+                except OSError:  # how a terminal says that the other side is closed
+                    break
+                if not piece:
+                    break
+                shown += piece
+                if answers and shown[asked:].rstrip().endswith(answers[0][0].encode()):
+                    # The mode is read at the other end, which is the same terminal.
+                    hidden = not termios.tcgetattr(terminal)[3] & termios.ECHO
+                    is_secret = "Pass" in answers[0][0]
+                    self.assertEqual(hidden, is_secret, f"what is typed is {'not ' * (not hidden)}hidden: {shown}")
+                    asked = len(shown)
+                    os.write(terminal, answers.pop(0)[1].encode() + b"\n")
+        finally:
+            os.close(terminal)
+            status = os.waitstatus_to_exitcode(os.waitpid(process, 0)[1])
+        self.assertEqual(answers, [], "was not asked: " + shown.decode(errors="replace"))
+        return status, shown.decode(errors="replace")
 
     def json_of(self, *arguments, **options):
         """What a command lists, which must succeed without a word of complaint."""
