@@ -1,4 +1,4 @@
-#include "ServiceOutput.h"
+#include "ServiceOutputPrivate.h"
 
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
@@ -15,7 +15,7 @@
 
 #include "BackgroundThread.h"
 #include "Log.h"
-#include "ServiceOutputPrivate.h"
+#include "ServiceProcesses.h"
 
 namespace qrb {
 

@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "BackgroundThread.h"
+#include "ServiceProcesses.h"
 #include "ServiceReservePrivate.h"
 
 namespace qrb {
@@ -34,7 +35,7 @@ std::shared_ptr<ServiceConnection> ServiceReserve::take(const std::string& servi
     if (followsClosely(serviceName)) {
       _wanted.insert_or_assign(serviceName, std::move(surroundings));
       if (!_serving) _serving = startBackgroundThread([this] { serve(); });
-      _changed.notify_one();
+      _changed.notify_all();
     }
   }
   if (found != nullptr && fits && !found->isOver()) return found;
@@ -61,6 +62,9 @@ void ServiceReserve::clear() {
     _recent.clear();
   }
   for (auto& [name, spare] : ended) spare.connection->invalidate(ServiceConnection::Ending::killed);
+  // One that is on its way cannot be ended before it is there.
+  std::unique_lock lock(_mutex);
+  _changed.wait(lock, [this] { return !_launching; });
 }
 
 void ServiceReserve::serve() {
@@ -90,17 +94,20 @@ void ServiceReserve::launchAhead(std::unique_lock<std::mutex>& lock) {
   const std::string& name = wanted.key();
   if (_spares.contains(name)) return;
   const std::uint64_t clearings = _clearings;
+  _launching = true;
   lock.unlock();
   auto connection = ServiceConnection::launch(name, ServiceConnection::Kind::oneShot, wanted.mapped());
   lock.lock();
   if (clearings == _clearings && !connection->isOver()) {
     _spares.emplace(name, Spare{std::move(connection), std::move(wanted.mapped()), Clock::now() + kLongestWait});
-    return;
+  } else {
+    lock.unlock();
+    connection->invalidate(ServiceConnection::Ending::killed);
+    connection.reset();
+    lock.lock();
   }
-  lock.unlock();
-  connection->invalidate(ServiceConnection::Ending::killed);
-  connection.reset();
-  lock.lock();
+  _launching = false;
+  _changed.notify_all();
 }
 
 void ServiceReserve::endUnwanted(std::unique_lock<std::mutex>& lock) {
@@ -115,6 +122,10 @@ void ServiceReserve::endUnwanted(std::unique_lock<std::mutex>& lock) {
   for (auto& [name, spare] : ended) spare.connection->invalidate(ServiceConnection::Ending::killed);
   ended.clear();
   lock.lock();
+}
+
+void endUnusedServices() {
+  ServiceReserve::shared().clear();
 }
 
 }  // namespace qrb

@@ -21,7 +21,7 @@ class QRB_EXPORT ServiceReserve {
 
   /// A process that nobody has used: as ServiceConnection::launch.
   std::shared_ptr<ServiceConnection> take(const std::string& serviceName);
-  /// Ends what was launched ahead, and what is being launched at this moment.
+  /// Ends what was launched ahead; what is being launched at this moment is waited for and ended.
   void clear();
 
  private:
@@ -53,6 +53,7 @@ class QRB_EXPORT ServiceReserve {
   /// Counts calls of clear(), so that a launch which one overtakes is not kept.
   std::uint64_t _clearings = 0;
   bool _serving = false;
+  bool _launching = false;
 };
 
 }  // namespace qrb

@@ -101,13 +101,15 @@ qrb::Error firstReal(const std::vector<qrb::Error>& errors) {
 }  // namespace
 
 FoundLocation findLocation(Session& session, const QRBSourceControlRepositoryPtr& repository, const std::string& name) {
+  QRBSourceControlRevisionPtr named = revisionNamed(name);
+  auto asRevision = QRBSourceControlRevisionLocation::initWithRevision(named);
+  if (named->isPlaceholderRevision()) return {asRevision, {}, named};
   auto answers = std::make_shared<Answers>();
   std::vector<Session::Start> starts{askBranches(repository, answers), askRemoteBranches(repository, answers)};
   auto tag = QRBSourceControlTag::initWithTagName(name);
   if (tag != nullptr) {
-    auto revision = QRBSourceControlRevisionLocation::initWithRevision(revisionNamed(name));
     starts.push_back(askRevision(repository, tag, answers, &Answers::tagged));
-    starts.push_back(askRevision(repository, revision, answers, &Answers::revision));
+    starts.push_back(askRevision(repository, asRevision, answers, &Answers::revision));
   }
   auto errors = session.perform("Looking for " + name, starts);
   if (qrb::Error error = firstReal(errors)) return {nullptr, error, nullptr};

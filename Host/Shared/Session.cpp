@@ -14,7 +14,7 @@
 #include "QRBSourceControlError.h"
 #include "QueueOperation.h"
 #include "ServiceDirectories.h"
-#include "ServiceOutput.h"
+#include "ServiceProcesses.h"
 #include "TerminalSecret.h"
 #include "Text.h"
 
@@ -163,6 +163,7 @@ ExitStatus Session::finish(ExitStatus status) {
     printRemark(std::string("qrbscm: the output could not be written: ") + std::strerror(_output.error()));
     status = ExitStatus::failed;
   }
+  qrb::endUnusedServices();
   if (!qrb::ProcessReaper::shared().drain(kLongestDrain)) {
     printRemark("qrbscm: a plug-in process does not end");
     status = ExitStatus::failed;

@@ -9,4 +9,8 @@ namespace qrb {
 /// a log handler.
 QRB_EXPORT void drainServiceOutput();
 
+/// Ends the processes that were launched ahead for requests that may come, for a host that is about to end and leaves
+/// nothing behind. Their ends can be waited for like those of all others. Any thread.
+QRB_EXPORT void endUnusedServices();
+
 }  // namespace qrb
