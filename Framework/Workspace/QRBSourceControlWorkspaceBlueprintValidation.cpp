@@ -232,6 +232,9 @@ class Validator {
   }
 
   Problem problem() const {
+    // First, since the other keys are checked against what is listed here.
+    const Dictionary* repositories = valueForKey(_file, _form.repositoriesKey);
+    if (Problem found = repositories == nullptr ? std::nullopt : problemOfRepositories(*repositories)) return found;
     for (const auto& [key, value] : _file.items()) {
       if (Problem found = problemOfKey(key, value)) return found;
     }
@@ -240,7 +243,6 @@ class Validator {
 
  private:
   Problem problemOfKey(const std::string& key, const Dictionary& value) const {
-    if (key == _form.repositoriesKey) return problemOfRepositories(value);
     if (key == _form.primaryKey) {
       bool isListed = value.is_string() && repoExists(value.get_ref<const std::string&>());
       return isListed ? std::nullopt : mustBe(key, "the identifier of a repository that is listed");

@@ -124,6 +124,14 @@ bool fitsXML(std::string_view text) {
   return isValidUTF8(text) && std::none_of(text.begin(), text.end(), isControl);
 }
 
+// The declaration names a place on the web, where some readers of XML would go and look.
+std::string withoutDocumentType(std::string text) {
+  std::size_t begin = text.find("<!DOCTYPE");
+  std::size_t end = text.find('\n', begin);
+  if (begin != std::string::npos && end != std::string::npos) text.erase(begin, end + 1 - begin);
+  return text;
+}
+
 }  // namespace
 
 std::optional<Dictionary> valueFromPropertyList(std::string_view document, std::string& problem,
@@ -173,7 +181,7 @@ std::optional<std::string> propertyListFromValue(const Dictionary& value, std::s
     problem = "The property list could not be written.";
     return std::nullopt;
   }
-  return std::string(text, size);
+  return withoutDocumentType(std::string(text, size));
 }
 
 }  // namespace qrb
