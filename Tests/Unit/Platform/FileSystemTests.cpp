@@ -58,5 +58,39 @@ TEST_F(PrivateFiles, LieInDirectoriesOfTheSameKind) {
   EXPECT_FALSE(makePrivateDirectory(path + "/file/below"));
 }
 
+TEST_F(PrivateFiles, AreMadeOfFilesThatWereNotBeforeTheFirstByteIsWritten) {
+  std::string path = directory.string() + "/file";
+  ASSERT_TRUE(overwriteFile(path, "a longer text for everybody", FileAccess::asUsual));
+  EXPECT_EQ(permissionsOf(path), 0666u);
+  ASSERT_TRUE(overwriteFile(path, "secret", FileAccess::userOnly));
+  EXPECT_EQ(permissionsOf(path), 0600u);
+  EXPECT_EQ(readFile(path, 6), "secret");
+  ASSERT_TRUE(overwriteFile(path, "", FileAccess::asUsual));
+  EXPECT_EQ(permissionsOf(path), 0600u) << "what was private stays so";
+  EXPECT_FALSE(overwriteFile(directory.string() + "/none/file", "x", FileAccess::userOnly));
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_FALSE(overwriteFile(directory.string(), "x", FileAccess::asUsual));
+  EXPECT_EQ(errno, EISDIR);
+}
+
+TEST_F(PrivateFiles, ThatCannotBeWrittenWholeAreGone) {
+  if (::access("/dev/full", W_OK) != 0) GTEST_SKIP() << "there is no /dev/full";
+  EXPECT_FALSE(overwriteFile("/dev/full", "x", FileAccess::asUsual));
+  EXPECT_EQ(errno, EINVAL) << "a device is not emptied";
+  EXPECT_EQ(::access("/dev/full", W_OK), 0);
+}
+
+TEST_F(PrivateFiles, AreReadUpToALimitAndOnlyIfTheyAreFiles) {
+  std::string path = directory.string() + "/file";
+  ASSERT_TRUE(writePrivateFile(path, std::string(100'000, 'x')));
+  EXPECT_EQ(readFile(path, 100'000), std::string(100'000, 'x'));
+  EXPECT_EQ(readFile(path, 99'999), std::nullopt);
+  EXPECT_EQ(errno, EFBIG);
+  EXPECT_EQ(readFile(directory.string(), 1), std::nullopt);
+  EXPECT_EQ(errno, EISDIR);
+  ASSERT_EQ(::mkfifo((directory.string() + "/pipe").c_str(), 0600), 0);
+  EXPECT_EQ(readFile(directory.string() + "/pipe", 1), std::nullopt);
+}
+
 }  // namespace
 }  // namespace qrb

@@ -194,5 +194,19 @@ TEST(Lowercased, ReachesBeyondASCIIAndKeepsBytesThatAreNoText) {
   EXPECT_EQ(lowercased("HÉLLO Ωx\xff\xc3"), "héllo ωx\xff\xc3");
 }
 
+TEST(Text, FoldsCaseAndComposition) {
+  EXPECT_EQ(caseFolded("ABC/x"), "abc/x");
+  EXPECT_EQ(caseFolded("U\xcc\x88"
+                       "BER"),
+            caseFolded("\xc3\xbc"
+                       "ber"));
+  EXPECT_EQ(caseFolded("Stra\xc3\x9f"
+                       "e"),
+            caseFolded("STRASSE"));
+  EXPECT_NE(caseFolded("resume"), caseFolded("r\xc3\xa9sum\xc3\xa9"));
+  EXPECT_EQ(caseFolded("A\xff\xc3\x9c"), caseFolded("a\xff\xc3\xbc"));
+  EXPECT_NE(caseFolded("A\xff"), caseFolded("a\xfe"));
+}
+
 }  // namespace
 }  // namespace qrb
