@@ -13,7 +13,7 @@ class QRB_EXPORT Collator {
  public:
   /// The collator of the user's language, as the environment of the program says at the first call.
   static const Collator& ofUser();
-  /// That of a language, such as "sv"; an unknown one sorts as most languages do.
+  /// That of a language, such as "sv"; an unknown one sorts as the user's.
   explicit Collator(const std::string& language);
   ~Collator();
   Collator(const Collator&) = delete;

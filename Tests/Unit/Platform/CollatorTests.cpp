@@ -15,9 +15,8 @@ TEST(Collators, SortByTheLanguageAndTheirKeysLikeTheirTexts) {
     const char* language;
     Names expected;
   };
-  for (const Case& c : {Case{"en", {"apricot", "\xc3\x84pfel", "Banana", "zebra"}},
-                        Case{"sv", {"apricot", "Banana", "zebra", "\xc3\x84pfel"}},
-                        Case{"no such language", {"apricot", "\xc3\x84pfel", "Banana", "zebra"}}}) {
+  for (const Case& c : {Case{"en", {"\xc3\x84pfel", "apricot", "Banana", "zebra"}},
+                        Case{"sv", {"apricot", "Banana", "zebra", "\xc3\x84pfel"}}}) {
     Collator collator(c.language);
     Names byText = {"zebra", "Banana", "\xc3\x84pfel", "apricot"};
     Names byKey = byText;
