@@ -4,13 +4,35 @@ void gitAddArguments(GitCommand& command, std::initializer_list<std::string_view
   command.arguments.insert(command.arguments.end(), arguments.begin(), arguments.end());
 }
 
-GitCommand gitMakeCommand(std::initializer_list<std::string_view> arguments) {
+namespace {
+
+GitCommand makeCommon() {
   GitCommand command;
   const auto common = gitCommonArguments();
-  command.arguments.reserve(common.size() + arguments.size() + 8);
+  command.arguments.reserve(common.size() + 16);
   command.arguments.assign(common.begin(), common.end());
-  // Paths are names, never patterns.
+  return command;
+}
+
+}  // namespace
+
+GitCommand gitMakeCommand(std::initializer_list<std::string_view> arguments) {
+  GitCommand command = makeCommon();
   command.arguments.emplace_back("--literal-pathspecs");
+  gitAddArguments(command, arguments);
+  return command;
+}
+
+GitCommand gitMakeWritingCommand(std::initializer_list<std::string_view> arguments) {
+  GitCommand command = gitMakeCommand(arguments);
+  command.access = GitAccess::Write;
+  return command;
+}
+
+GitCommand gitMakeHookedCommand(std::initializer_list<std::string_view> arguments) {
+  GitCommand command = makeCommon();
+  command.access = GitAccess::Write;
+  command.runsHooks = true;
   gitAddArguments(command, arguments);
   return command;
 }

@@ -16,6 +16,8 @@ struct GitCommand {
   std::vector<std::string> arguments;
   GitAccess access = GitAccess::Read;
   GitOutput output = GitOutput::Prompt;
+  /// Git runs hooks of the repository, whose words and exit status are among its own.
+  bool runsHooks = false;
   /// What git gets through standard input; empty: nothing.
   std::string standardInput;
   /// What git gets through the file qrb::ToolCommand::secondInputPath; empty: there is no such file.

@@ -64,6 +64,44 @@ qrb::Error gitBranchInUse(const qrb::String& name, const qrb::String& message) {
                   qrb::localizable("Switch that working copy to another branch and try again."), name, message);
 }
 
+namespace {
+
+/// Errors whose codes say too little for what users read.
+qrb::Error rewordedFailure(const GitFailure& failure) {
+  const auto make = [&](const qrb::Error& like, const char* description, const char* suggestion) {
+    return reworded(like, description, suggestion, failure.detail, failure.message);
+  };
+  switch (failure.kind) {
+    case GitFailureKind::FileExists:
+      return make(QRBSourceControlError_RepositoryExists({}),
+                  qrb::localizable("“%@” cannot be made, because something of that name is there."),
+                  qrb::localizable("Choose another name and try again."));
+    case GitFailureKind::LocalChanges:
+      return make(QRBSourceControlError_RepositoryMidOperation({}),
+                  qrb::localizable("The operation would lose changes that are not committed."),
+                  qrb::localizable("Commit or discard the changes and try again."));
+    case GitFailureKind::MergeConflict:
+      return make(QRBSourceControlError_RepositoryMidOperation({}), qrb::localizable("The merge has conflicts."),
+                  qrb::localizable("Resolve the conflicts, mark the files as resolved and commit, or discard all "
+                                   "changes to give up the merge."));
+    case GitFailureKind::NothingToCommit:
+      return make(QRBSourceControlError_RemoteOperationUpToDate({}), qrb::localizable("There is nothing to commit."),
+                  qrb::localizable("Name files that have changes, or stage some, and try again."));
+    case GitFailureKind::IdentityUnknown:
+      return make(QRBSourceControlError_SystemUnusable(), qrb::localizable("Git does not know who you are."),
+                  qrb::localizable("Set your name and your e-mail address with git config --global user.name and git "
+                                   "config --global user.email, and try again."));
+    case GitFailureKind::DiskFull:
+      return make(QRBSourceControlError_SystemUnusable(), qrb::localizable("The disk is full."),
+                  qrb::localizable("Make room on the disk and try again."));
+    default:
+      return make(QRBSourceControlError_SystemUnusable(), qrb::localizable("The source control operation failed."),
+                  qrb::localizable("See what Git says about it, and try again."));
+  }
+}
+
+}  // namespace
+
 qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::String& name) {
   if (outcome) return {};
   if (outcome.kind == GitOutcome::Kind::Cancelled) return QRBSourceControlError_Canceled();
@@ -104,7 +142,6 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::Locked:
       return QRBSourceControlError_RepositoryLocked(name, failure.message);
     case GitFailureKind::MidOperation:
-    case GitFailureKind::LocalChanges:
       return QRBSourceControlError_RepositoryMidOperation(failure.message);
     case GitFailureKind::AuthenticationFailed:
     case GitFailureKind::KeyInvalid:
@@ -124,10 +161,15 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
       return QRBSourceControlError_RemoteOperationRejected(failure.message);
     case GitFailureKind::GitMissing:
     case GitFailureKind::ConfigurationBroken:
+      break;
+    case GitFailureKind::FileExists:
+    case GitFailureKind::LocalChanges:
+    case GitFailureKind::MergeConflict:
+    case GitFailureKind::NothingToCommit:
     case GitFailureKind::IdentityUnknown:
     case GitFailureKind::DiskFull:
     case GitFailureKind::Other:
-      break;
+      return rewordedFailure(failure);
   }
   return gitErrorWithMessage(QRBSourceControlError_SystemUnusable(), failure.message);
 }

@@ -42,6 +42,7 @@ constexpr Pattern patterns[] = {
     {"this operation must be run in a work tree", "", Kind::NoWorkingCopy},
     {"your current branch '", "' does not have any commits yet", Kind::UnbornHead},
     {"bad default revision 'HEAD'", "", Kind::UnbornHead},
+    {"no such ref: HEAD", "", Kind::UnbornHead},
     {"ambiguous argument 'HEAD': ", "", Kind::UnbornHead},
     {"bad revision 'HEAD'", "", Kind::UnbornHead},
     {"bad revision 'HEAD...", "", Kind::UnbornHead},
@@ -51,6 +52,7 @@ constexpr Pattern patterns[] = {
     {"upstream branch '", "", Kind::NoUpstream},
     {"ambiguous argument 'HEAD...@{upstream}': ", "", Kind::NoUpstream},
     {"", ": no merge base", Kind::NoCommonAncestor},
+    {"refusing to merge unrelated histories", "", Kind::NoCommonAncestor},
     {"ambiguous argument '", "", Kind::UnknownRevision},
     {"bad revision '", "", Kind::UnknownRevision},
     {"Needed a single revision", "", Kind::UnknownRevision},
@@ -72,8 +74,15 @@ constexpr Pattern patterns[] = {
     {"cannot delete branch '", "'", Kind::BranchInUse, "' used by worktree at '"},
     {"No such remote: '", "'", Kind::UnknownRemote},
     {"No such remote '", "'", Kind::UnknownRemote},
+    {"invalid reference: ", "", Kind::UnknownRevision},
+    {"merge: ", " - not something we can merge", Kind::UnknownRevision},
     {"bad object HEAD", "", Kind::RepositoryCorrupt},
     {"bad object ", "", Kind::UnknownRevision},
+    {"destination exists, source=", "", Kind::FileExists},
+    {"'", "", Kind::BranchInUse, "' is already checked out at '"},
+    {"'", "", Kind::BranchInUse, "' is already used by worktree at '"},
+    {"not under version control, source=", "", Kind::UnknownPath},
+    {"bad source, source=", "", Kind::UnknownPath},
     {"pathspec '", "did not match any file(s) known to git", Kind::UnknownPath},
     {"pathspec '", "did not match any files", Kind::UnknownPath},
     {"no such path '", "", Kind::UnknownPath},
@@ -81,6 +90,7 @@ constexpr Pattern patterns[] = {
     {"path '", "", Kind::UnknownPath},
     {"", "", Kind::PathOutside, "' is outside repository at '"},
     {"'", "' is beyond a symbolic link", Kind::PathOutside},
+    {"pathspec '", "' is beyond a symbolic link", Kind::PathOutside},
     {"bad config line ", "", Kind::ConfigurationBroken},
     {"bad numeric config value ", "", Kind::ConfigurationBroken},
     {"bad boolean config value ", "", Kind::ConfigurationBroken},
@@ -108,11 +118,17 @@ constexpr Pattern patterns[] = {
     {"revert is already in progress", "", Kind::MidOperation},
     {"It seems that there is already a rebase-", "", Kind::MidOperation},
     {"cannot switch branch while ", "", Kind::MidOperation},
+    {"conflicted, source=", "", Kind::MidOperation},
     {"Your local changes to the following files would be overwritten", "", Kind::LocalChanges},
     {"The following untracked working tree files would be ", "", Kind::LocalChanges},
+    {"Updating the following directories would lose untracked files in them", "", Kind::LocalChanges},
+    {"the following file has ", "", Kind::LocalChanges},
+    {"the following files have ", "", Kind::LocalChanges},
     {"cannot pull with rebase: You have unstaged changes", "", Kind::LocalChanges},
     {"cannot rebase: ", "", Kind::LocalChanges},
     {"Author identity unknown", "", Kind::IdentityUnknown},
+    {"unable to auto-detect name", "", Kind::IdentityUnknown},
+    {"empty ident name ", " not allowed", Kind::IdentityUnknown},
     {"Committer identity unknown", "", Kind::IdentityUnknown},
     {"unable to auto-detect email address", "", Kind::IdentityUnknown},
     {"no email was given and auto-detection is disabled", "", Kind::IdentityUnknown},
@@ -205,9 +221,18 @@ std::string_view detailOf(const Pattern& pattern, std::string_view line) {
   return quoted(line);
 }
 
+/// The exit status of a git that gives up by itself; hooks seldom use it.
+constexpr int fatalExit = 128;
+
+/// What git also reports with other exit statuses where hooks may run.
+bool isOfOwnFiles(Kind kind) {
+  return kind == Kind::UnknownPath || kind == Kind::UnknownRevision || kind == Kind::MidOperation ||
+         kind == Kind::LocalChanges || kind == Kind::NoCommonAncestor || kind == Kind::Exists;
+}
+
 }  // namespace
 
-GitFailure classifyGitFailure(int exitCode, std::string_view errorOutput) {
+GitFailure classifyGitFailure(int exitCode, std::string_view errorOutput, bool hasRunHooks) {
   GitFailure failure{Kind::Other, {}, std::string(trim(errorOutput))};
   const Pattern* best = std::end(patterns);
   std::string_view bestLine;
@@ -226,6 +251,7 @@ GitFailure classifyGitFailure(int exitCode, std::string_view errorOutput) {
     if (exitCode == 127) failure.kind = Kind::GitMissing;
     return failure;
   }
+  if (hasRunHooks && exitCode != fatalExit && !isOfOwnFiles(best->kind)) return failure;
   failure.kind = best->kind;
   failure.detail = detailOf(*best, bestLine);
   return failure;

@@ -28,6 +28,8 @@ enum class GitFailureKind : std::uint8_t {
   UnknownPath,
   /// A path that lies outside of the working copy.
   PathOutside,
+  /// What was to be made is there already.
+  FileExists,
   /// Another process holds a lock file.
   Locked,
   /// A branch, tag or remote that was to be made, or one whose name leaves no room for it.
@@ -41,6 +43,9 @@ enum class GitFailureKind : std::uint8_t {
   MidOperation,
   /// Local changes would be lost.
   LocalChanges,
+  /// A merge could not be finished; what is left to do is in the working copy.
+  MergeConflict,
+  NothingToCommit,
   PermissionDenied,
   DiskFull,
   /// The user has no name or no e-mail address configured.
@@ -74,4 +79,6 @@ struct GitFailure {
 
 /// Tells from git's exit status and error output, with messages in English as gitEnvironment() has them, why it failed.
 /// Texts within names, as of a file called "index.lock", do not mislead it: only git's own words at their places count.
-GitFailure classifyGitFailure(int exitCode, std::string_view errorOutput);
+/// Where hooks have run (`hasRunHooks`), an exit status that may be a hook's is never told as what another process
+/// or a server has done, whatever the hook has written.
+GitFailure classifyGitFailure(int exitCode, std::string_view errorOutput, bool hasRunHooks = false);

@@ -25,6 +25,58 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   void filesAndStatusOfWorkingCopy(
       const QRBSourceControlWorkingCopyPtr& workingCopy, bool withRemoteStatus,
       Completion<QRBSourceControlPathStatusesPtr, QRBSourceControlPathStatusesPtr> completionBlock) override;
+
+  // Files are named by path from the root of the working copy or by absolute path; an empty list is nothing to do,
+  // unless said otherwise. See GitTransfers.h and GitDiscarding.h for what is left alone and what is undone.
+
+  /// Stages files as they are on disk. What is ignored is refused.
+  void addFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                Completion<> completionBlock) override;
+  /// From disk too. What holds changes that no revision has is refused, and then nothing is removed.
+  void removeFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                   Completion<> completionBlock) override;
+  void copyFiles(const Files& files, const Files& toFilePaths, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                 Completion<> completionBlock) override;
+  void moveFiles(const Files& files, const Files& toFilePaths, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                 Completion<> completionBlock) override;
+  /// On disk only, since git tracks no folders. Of the attributes "posixPermissions", a number, counts. With
+  /// intermediate directories a folder that is there is no error.
+  void createDirectory(const qrb::String& path, bool withIntermediateDirectories, const qrb::Dictionary& attributes,
+                       const QRBSourceControlWorkingCopyPtr& inWorkingCopy, Completion<> completionBlock) override;
+  void discardChangesInFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                             Completion<> completionBlock) override;
+  void discardAllChangesInWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
+                                      Completion<> completionBlock) override;
+  /// Stages those of the files that are in conflict as they are on disk, or as gone. Others are left alone.
+  void markAsResolvedFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                           Completion<> completionBlock) override;
+
+  /// See gitCommit(). What hooks write goes to this process's standard error.
+  void commitFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy, const qrb::String& message,
+                   Completion<QRBSourceControlRevisionPtr> completionBlock) override;
+  /// See gitExportFile(). From the base revision where no location is given, to a new temporary folder where none is.
+  void exportFileFromRevisionLocation(const qrb::String& file, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                      const QRBSourceControlRevisionLocationPtr& fromRevisionLocation,
+                                      const qrb::URL& toDirectory, Completion<qrb::URL> completionBlock) override;
+  /// To a new temporary folder.
+  void exportFileForParentOfRevision(const qrb::String& file, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                     const QRBSourceControlRevisionPtr& forParentOfRevision,
+                                     Completion<qrb::URL> completionBlock) override;
+  /// In the order of the lines. Without a location, the file on disk. Log items are complete but for their paths.
+  void blameFile(const qrb::String& file, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                 const QRBSourceControlRevisionLocationPtr& fromRevisionLocation,
+                 Completion<std::vector<QRBSourceControlBlameItemPtr>> completionBlock) override;
+  /// The newest revision of the branch, whatever pins it. A merge that ends in conflict is an error and stays in the
+  /// working copy, to be resolved and committed or discarded.
+  void mergeBranch(const QRBSourceControlBranchPtr& branch, const QRBSourceControlWorkingCopyPtr& intoWorkingCopy,
+                   Completion<> completionBlock) override;
+  /// Of a remote branch the local one of that name is checked out, or made to follow it. A new branch is made at the
+  /// revision that pins it, or where the working copy is. Tags and revisions are checked out without a branch. The
+  /// reply is where the working copy is now.
+  void switchLocation(const QRBSourceControlRevisionLocationPtr& location,
+                      const QRBSourceControlWorkingCopyPtr& ofWorkingCopy,
+                      Completion<QRBSourceControlRevisionLocationPtr> completionBlock) override;
+
   void historyOfFile(const qrb::String& file, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                      const QRBSourceControlRevisionLocationPtr& fromRevisionLocation,
                      const QRBSourceControlRevisionPtr& toRevision, std::uint64_t inclusionType,

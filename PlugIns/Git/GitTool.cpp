@@ -46,7 +46,7 @@ GitFailure launchFailure(const qrb::LaunchFailure& failure) {
   }
 }
 
-GitOutcome outcomeOf(const ToolResult& result) {
+GitOutcome outcomeOf(const ToolResult& result, bool hasRunHooks) {
   GitOutcome outcome;
   outcome.kind = GitOutcome::Kind::Failed;
   switch (result.outcome) {
@@ -66,7 +66,7 @@ GitOutcome outcomeOf(const ToolResult& result) {
         break;
       }
       if (result.status.kind == qrb::ExitStatus::Kind::exited) outcome.exitCode = result.status.value;
-      outcome.failure = classifyGitFailure(outcome.exitCode, result.errorText);
+      outcome.failure = classifyGitFailure(outcome.exitCode, result.errorText, hasRunHooks);
       if (outcome.failure.message.empty()) outcome.failure.message = "git ended with " + result.status.description();
       break;
   }
@@ -130,22 +130,21 @@ GitOutcome GitTool::run(const GitCommand& command, const Output& onOutput, const
   tool.workingDirectory = _folder;
   tool.standardInput = command.standardInput;
   tool.secondInput = command.secondInput;
-  if (command.access == GitAccess::Read) return runOnce(tool, onOutput, onError);
+  const auto runOnce = [&](const Output& reader) {
+    return outcomeOf(_runner.run(tool, reader, onError), command.runsHooks);
+  };
+  if (command.access == GitAccess::Read) return runOnce(onOutput);
   bool hasPrinted = false;
   const Output onFirstOutput = [&](std::string_view bytes) {
     hasPrinted = true;
     return !onOutput || onOutput(bytes);
   };
   LockWait lock(_lockPatience);
-  GitOutcome outcome = runOnce(tool, onFirstOutput, onError);
+  GitOutcome outcome = runOnce(onFirstOutput);
   while (outcome.failedWith(GitFailureKind::Locked) && !hasPrinted && lock.wait(_hostConnection)) {
-    outcome = runOnce(tool, onFirstOutput, onError);
+    outcome = runOnce(onFirstOutput);
   }
   return outcome;
-}
-
-GitOutcome GitTool::runOnce(const qrb::ToolCommand& tool, const Output& onOutput, const Output& onError) const {
-  return outcomeOf(_runner.run(tool, onOutput, onError));
 }
 
 GitOutcome GitTool::run(const GitCommand& command, std::string& output) const {

@@ -71,8 +71,6 @@ class GitTool {
   }
 
  private:
-  GitOutcome runOnce(const qrb::ToolCommand& tool, const Output& onOutput, const Output& onError) const;
-
   const std::string _folder;
   const int _hostConnection;
   std::vector<std::string> _settings;

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "GitCommands.h"
+
+/// What to commit. Nobody is made up as its author: without a name and an e-mail address git fails (IdentityUnknown).
+struct GitCommitRequest {
+  /// As it is to be recorded, but for white space at the ends of its lines and its own. Blank: what git or a hook has
+  /// prepared, as for a merge.
+  std::string message;
+  /// Exactly these files as they are on disk, and folders with all that is tracked in them, whatever is staged of
+  /// others. Empty: what is staged. From the root, as gitResolvePath() gives them.
+  std::vector<std::string> paths;
+  /// Without paths: every change of tracked files.
+  bool isOfAllTracked = false;
+};
+
+/// Makes a commit: see gitReadCommit(). Exits with 1, having printed something, where there is nothing to commit.
+GitCommand gitCommitCommand(const GitCommitRequest& request);
+
+/// The abbreviated object name in what gitCommitCommand() printed; empty when it is something else.
+std::string_view gitReadCommit(std::string_view output);
+
+/// Prints nothing and exits with 1 when something is staged.
+GitCommand gitStagedCommand();

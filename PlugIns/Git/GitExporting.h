@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+#include "GitTool.h"
+
+/// Writes a file as a revision has it, the way a checkout would write it there, to a path where nothing is: complete or
+/// not at all. Of a symbolic link the file holds the target. Fails with UnknownPath for what is no file of the
+/// revision, with FileExists where something is at the destination.
+GitOutcome gitExportFile(const GitTool& tool, const std::string& revision, const std::string& path,
+                         const std::string& destination);
+
+/// The same of the first parent of a revision, in which the file may have had another path.
+GitOutcome gitExportFileOfParent(const GitTool& tool, const std::string& revision, const std::string& path,
+                                 const std::string& destination);

@@ -1,0 +1,74 @@
+#include "GitFileCommands.h"
+
+#include "GitCommandParts.h"
+
+void gitAddPathList(GitCommand& command, const GitPathList& paths) {
+  std::size_t size = 0;
+  for (const std::string& path : paths) size += path.size() + 1;
+  command.standardInput.reserve(size);
+  for (const std::string& path : paths) command.standardInput.append(path).push_back('\0');
+  gitAddArguments(command, {"--pathspec-from-file=-", "--pathspec-file-nul"});
+}
+
+namespace {
+
+GitCommand pathListCommand(std::initializer_list<std::string_view> arguments, const GitPathList& paths) {
+  GitCommand command = gitMakeWritingCommand(arguments);
+  gitAddPathList(command, paths);
+  return command;
+}
+
+}  // namespace
+
+GitCommand gitAddCommand(const GitPathList& paths) {
+  return pathListCommand({"add"}, paths);
+}
+
+GitCommand gitIntendToAddCommand(const GitPathList& paths) {
+  return pathListCommand({"add", "--intent-to-add", "--no-all"}, paths);
+}
+
+GitCommand gitForgetCommand(const GitPathList& paths) {
+  GitCommand command = gitMakeWritingCommand({"update-index", "--force-remove", "-z", "--stdin"});
+  for (const std::string& path : paths) command.standardInput.append(path).push_back('\0');
+  return command;
+}
+
+GitCommand gitRemoveCommand(const GitPathList& paths) {
+  return pathListCommand({"rm", "-r", "--quiet"}, paths);
+}
+
+GitCommand gitMoveCommand(const std::string& from, const std::string& to) {
+  GitCommand command = gitMakeWritingCommand({"mv", "--"});
+  gitAddArguments(command, {from, to});
+  return command;
+}
+
+GitCommand gitRestoreCommand(const GitPathList& paths) {
+  return pathListCommand({"restore", "--quiet", "--source=HEAD", "--staged", "--worktree"}, paths);
+}
+
+GitCommand gitResetCommand() {
+  return gitMakeWritingCommand({"reset", "--quiet", "--hard"});
+}
+
+GitCommand gitIndexCommand() {
+  GitCommand command = gitMakeCommand({"ls-files", "--stage", "-z"});
+  command.output = GitOutput::Blocks;
+  return command;
+}
+
+GitCommand gitUntrackedCommand(const GitPathList& paths) {
+  GitCommand command = gitMakeCommand({"ls-files", "--others", "--exclude-standard", "-z", "--"});
+  command.output = GitOutput::Blocks;
+  command.arguments.insert(command.arguments.end(), paths.begin(), paths.end());
+  return command;
+}
+
+GitCommand gitTreePathsCommand(std::string_view revision) {
+  if (!gitIsPlainRevision(revision)) return gitRefusedCommand("revision", revision);
+  GitCommand command = gitMakeCommand({"ls-tree", "-r", "-z", "--name-only", "--full-tree", "--end-of-options"});
+  command.output = GitOutput::Blocks;
+  gitAddArguments(command, {revision});
+  return command;
+}

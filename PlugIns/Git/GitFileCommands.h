@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "GitCommands.h"
+
+// Commands on the files of a working copy. Paths are from the root, as gitResolvePath() gives them, and reach git
+// through its standard input; no list may be empty.
+
+using GitPathList = std::vector<std::string>;
+
+/// Adds the paths to what a command is about; git gets them through standard input.
+void gitAddPathList(GitCommand& command, const GitPathList& paths);
+
+/// Stages files as they are on disk, also that they are gone. What is ignored is refused.
+GitCommand gitAddCommand(const GitPathList& paths);
+/// Makes files known that git does not know, and stages nothing of them.
+GitCommand gitIntendToAddCommand(const GitPathList& paths);
+/// Takes files out of the staging area; on disk they stay. Names that are not in it are passed over.
+GitCommand gitForgetCommand(const GitPathList& paths);
+/// Removes files, and folders with all that is tracked in them, from disk and the staging area. Refused (LocalChanges)
+/// is what holds changes that no revision has.
+GitCommand gitRemoveCommand(const GitPathList& paths);
+/// Moves a file or folder on disk and in the staging area.
+GitCommand gitMoveCommand(const std::string& from, const std::string& to);
+/// Makes files on disk and in the staging area what they are in HEAD, which has to have them.
+GitCommand gitRestoreCommand(const GitPathList& paths);
+/// Makes every tracked file on disk and in the staging area what it is in HEAD, and ends a merge or the like.
+GitCommand gitResetCommand();
+
+/// Prints the staging area: see GitIndexParser.
+GitCommand gitIndexCommand();
+/// Prints the files below the paths that git does not know and no rule ignores, a zero byte after each. These paths
+/// stand on the command line: not too many at once.
+GitCommand gitUntrackedCommand(const GitPathList& paths);
+/// Prints the paths of all files in a revision, a zero byte after each. Fails with UnknownRevision where there is none.
+GitCommand gitTreePathsCommand(std::string_view revision);

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "GitTool.h"
+#include "SharedString.h"
+
+// Files as hosts name them: by absolute path or by path from the root of the working copy, in bytes.
+
+/// The path from the root, without "." and ".." and slashes too many; "." for the root itself. Absolute paths may go
+/// through symbolic links above the working copy. Fails with PathOutside for what lies elsewhere or is git's own
+/// (".git"), and with UnknownPath for what is no path.
+GitOutcome gitResolvePath(const std::string& root, std::string_view file, std::string& path);
+/// The same of several.
+GitOutcome gitResolvePaths(const std::string& root, const std::vector<qrb::String>& files,
+                           std::vector<std::string>& paths);
+
+/// Whether a folder on the way from the root to the path is a symbolic link, so that the path may lead anywhere.
+bool gitIsBeyondLink(const std::string& root, std::string_view path);
+
+/// Where a path from the root is on disk.
+std::string gitPathOnDisk(const std::string& root, std::string_view path);
+
+/// Tells to which of some paths, each a file or a folder, a path belongs.
+class GitPathSet {
+ public:
+  /// Keeps no copy: the paths must outlive the set.
+  explicit GitPathSet(const std::vector<std::string>& paths);
+
+  /// Calls `found(place in the list)` for the path itself and for each folder above it that is in the list.
+  template <class Found>
+  void find(std::string_view path, Found&& found) const {
+    for (std::string_view folder = path; !folder.empty();) {
+      if (const auto place = _places.find(folder); place != _places.end()) found(place->second);
+      const std::size_t slash = folder.rfind('/');
+      folder = slash == std::string_view::npos ? std::string_view() : folder.substr(0, slash);
+    }
+    if (_root && path != ".") found(*_root);
+  }
+  bool covers(std::string_view path) const {
+    bool isCovered = false;
+    find(path, [&](std::size_t) { isCovered = true; });
+    return isCovered;
+  }
+
+ private:
+  std::unordered_map<std::string_view, std::size_t> _places;
+  std::optional<std::size_t> _root;
+};
+
+/// The failure that a path is no file under source control.
+GitOutcome gitUnknownPath(std::string_view path, std::string_view why = "is not under source control");

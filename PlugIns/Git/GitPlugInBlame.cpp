@@ -1,0 +1,72 @@
+#include "GitBlameReader.h"
+#include "GitContentCommands.h"
+#include "GitFilePaths.h"
+#include "GitHistoryReader.h"
+#include "GitNames.h"
+#include "GitPlugIn.h"
+#include "QRBSourceControlHistoryTypes.h"
+#include "QRBSourceControlRevision.h"
+#include "QRBSourceControlRevisionLocation.h"
+#include "QRBSourceControlWorkingCopy.h"
+
+namespace {
+
+/// Absent, unspecified and uncommitted locations mean the file on disk.
+bool isOnDisk(const QRBSourceControlRevisionLocationPtr& location) {
+  if (!location) return true;
+  if (const auto& revision = location->revision()) return revision->isUnversionedRevision();
+  return gitLocationName(location).empty();
+}
+
+GitOutcome readBlame(const GitTool& tool, const GitCommand& command, GitBlameReader& reader) {
+  GitOutcome outcome = tool.run(command, [&](std::string_view bytes) { return reader.feed(bytes); });
+  if (outcome && (reader.error() || !reader.finish())) {
+    return GitOutcome::unreadable(reader.error()->what, reader.error()->offset);
+  }
+  return outcome;
+}
+
+/// Blame itself knows only the subjects of messages.
+GitOutcome readLogItems(const GitTool& tool, const QRBSourceControlWorkingCopyPtr& workingCopy, std::string hashes,
+                        GitHistoryReader::Items& items) {
+  if (hashes.empty()) return {};
+  GitHistoryRequest request;
+  request.inclusionType = QRBSourceControlHistoryWithoutPaths;
+  GitHistoryReader reader(request, false, workingCopy, {});
+  GitOutcome outcome =
+      tool.run(gitCommitMessagesCommand(std::move(hashes)), [&](std::string_view bytes) { return reader.feed(bytes); });
+  if (outcome && (reader.error() || !reader.finish())) {
+    return GitOutcome::unreadable(reader.error()->what, reader.error()->offset);
+  }
+  items = reader.items();
+  return outcome;
+}
+
+}  // namespace
+
+void GitPlugIn::blameFile(const qrb::String& file, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                          const QRBSourceControlRevisionLocationPtr& fromRevisionLocation,
+                          Completion<std::vector<QRBSourceControlBlameItemPtr>> completionBlock) {
+  std::string revision;
+  if (!isOnDisk(fromRevisionLocation)) {
+    if (const qrb::Error error = gitRefuseLocation(fromRevisionLocation)) return completionBlock({}, error);
+    revision = gitLocationName(fromRevisionLocation);
+  }
+  std::string path;
+  GitOutcome outcome = gitResolvePath(folderOf(inWorkingCopy), file.view(), path);
+  if (!outcome) return completionBlock({}, errorFor(outcome, inWorkingCopy));
+  const GitTool tool = toolFor(inWorkingCopy);
+  GitBlameReader reader;
+  outcome = readBlame(tool, gitBlameCommand(path, revision), reader);
+  if (outcome.failedWith(GitFailureKind::UnknownRevision) && !revision.empty()) {
+    return completionBlock({}, gitLocationNotFound(fromRevisionLocation, outcome.failure.message));
+  }
+  // Its message names the path without quotation marks.
+  if (outcome.failedWith(GitFailureKind::UnknownPath)) outcome.failure.detail = path;
+  GitHistoryReader::Items logItems;
+  if (outcome) outcome = readLogItems(tool, inWorkingCopy, reader.hashes(), logItems);
+  if (!outcome) return completionBlock({}, errorFor(outcome, inWorkingCopy));
+  const auto items = reader.items(logItems);
+  if (!items) return completionBlock({}, errorFor(GitOutcome::unreadable("not all commits", 0), inWorkingCopy));
+  completionBlock(*items, {});
+}

@@ -1,0 +1,12 @@
+#include "GitCommitting.h"
+#include "GitPlugIn.h"
+#include "QRBSourceControlRevision.h"
+#include "QRBSourceControlWorkingCopy.h"
+
+void GitPlugIn::commitFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                            const qrb::String& message, Completion<QRBSourceControlRevisionPtr> completionBlock) {
+  std::string hash;
+  const GitOutcome outcome = gitCommit(toolFor(inWorkingCopy), folderOf(inWorkingCopy), files, message.str(), hash);
+  if (!outcome) return completionBlock(nullptr, errorFor(outcome, inWorkingCopy));
+  completionBlock(QRBSourceControlRevision::initWithIdentifier(hash), {});
+}

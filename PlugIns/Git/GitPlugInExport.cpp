@@ -1,0 +1,71 @@
+#include <filesystem>
+
+#include "GitExporting.h"
+#include "GitFilePaths.h"
+#include "GitNames.h"
+#include "GitPlugIn.h"
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlRevision.h"
+#include "QRBSourceControlRevisionLocation.h"
+#include "QRBSourceControlWorkingCopy.h"
+
+namespace {
+
+GitOutcome resolveFile(const std::string& root, const qrb::String& file, std::string& path) {
+  GitOutcome outcome = gitResolvePath(root, file.view(), path);
+  return outcome && path == "." ? gitUnknownPath(path, "is no file") : outcome;
+}
+
+}  // namespace
+
+void GitPlugIn::exportFileFromRevisionLocation(const qrb::String& file,
+                                               const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                               const QRBSourceControlRevisionLocationPtr& fromRevisionLocation,
+                                               const qrb::URL& toDirectory, Completion<qrb::URL> completionBlock) {
+  const auto location =
+      fromRevisionLocation
+          ? fromRevisionLocation
+          : QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::sharedBaseRevision());
+  if (const qrb::Error error = gitRefuseLocation(location)) return completionBlock({}, error);
+  std::string path;
+  GitOutcome outcome = resolveFile(folderOf(inWorkingCopy), file, path);
+  if (!outcome) return completionBlock({}, errorFor(outcome, inWorkingCopy));
+  qrb::URL destination;
+  if (!toDirectory) {
+    destination = tempFilePathBasedOnFileName(path);
+  } else if (toDirectory.isFileURL()) {
+    const std::filesystem::path folder(toDirectory.path().str());
+    destination = qrb::URL::fileURL((folder / std::filesystem::path(path).filename()).string());
+  }
+  if (!destination) {
+    return completionBlock({},
+                           QRBSourceControlError_InvalidURL(toDirectory, "Git", "A folder of this machine is needed."));
+  }
+  outcome = gitExportFile(toolFor(inWorkingCopy), gitLocationName(location), path, destination.path().str());
+  if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
+    return completionBlock({}, gitLocationNotFound(location, outcome.failure.message));
+  }
+  if (!outcome) return completionBlock({}, errorFor(outcome, inWorkingCopy));
+  completionBlock(destination, {});
+}
+
+void GitPlugIn::exportFileForParentOfRevision(const qrb::String& file,
+                                              const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                              const QRBSourceControlRevisionPtr& forParentOfRevision,
+                                              Completion<qrb::URL> completionBlock) {
+  const auto location = QRBSourceControlRevisionLocation::initWithRevision(forParentOfRevision);
+  if (const qrb::Error error = gitRefuseLocation(location)) return completionBlock({}, error);
+  std::string path;
+  GitOutcome outcome = resolveFile(folderOf(inWorkingCopy), file, path);
+  if (!outcome) return completionBlock({}, errorFor(outcome, inWorkingCopy));
+  const qrb::URL destination = tempFilePathBasedOnFileName(path);
+  const std::filesystem::path place(destination.path().str());
+  outcome = gitExportFileOfParent(toolFor(inWorkingCopy), gitLocationName(location), path, place.string());
+  if (outcome) return completionBlock(destination, {});
+  std::error_code ignored;  // An empty folder for temporary files is all that stays.
+  std::filesystem::remove(place.parent_path(), ignored);
+  if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
+    return completionBlock({}, gitLocationNotFound(location, outcome.failure.message));
+  }
+  completionBlock({}, errorFor(outcome, inWorkingCopy));
+}

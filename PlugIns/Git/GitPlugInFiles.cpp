@@ -1,0 +1,130 @@
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "GitDiscarding.h"
+#include "GitFileCommands.h"
+#include "GitFilePaths.h"
+#include "GitIndexParser.h"
+#include "GitMadeFiles.h"
+#include "GitPlugIn.h"
+#include "GitTransfers.h"
+#include "GitWorkingCopyProbe.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Runs the command that is made of the files, if there are any.
+template <class MakeCommand>
+GitOutcome runOnFiles(const GitTool& tool, const std::string& root, const std::vector<qrb::String>& files,
+                      MakeCommand&& makeCommand) {
+  GitPathList paths;
+  GitOutcome outcome = gitResolvePaths(root, files, paths);
+  return !outcome || paths.empty() ? outcome : tool.run(makeCommand(paths));
+}
+
+GitOutcome resolveConflicts(const GitTool& tool, const std::string& root, const std::vector<qrb::String>& files) {
+  GitPathList paths;
+  GitOutcome outcome = gitResolvePaths(root, files, paths);
+  if (!outcome || paths.empty()) return outcome;
+  const GitPathSet names(paths);
+  GitPathList conflicts;
+  std::vector<bool> known(paths.size());
+  GitIndexParser parser;
+  outcome = tool.parse(gitIndexCommand(), parser, [&](const GitIndexRecord& record) {
+    bool isNamed = false;
+    names.find(record.path, [&](std::size_t place) { isNamed = known[place] = true; });
+    const bool isNew = conflicts.empty() || conflicts.back() != record.path;
+    if (isNamed && record.stage > 0 && isNew) conflicts.emplace_back(record.path);
+  });
+  if (!outcome) return outcome;
+  const auto unknown = std::ranges::find(known, false);
+  if (unknown != known.end()) return gitUnknownPath(paths[static_cast<std::size_t>(unknown - known.begin())]);
+  return conflicts.empty() ? outcome : tool.run(gitAddCommand(conflicts));
+}
+
+/// "posixPermissions" among the attributes of a new folder.
+std::optional<mode_t> permissionsIn(const qrb::Dictionary& attributes) {
+  if (!attributes.is_object()) return std::nullopt;
+  const auto found = attributes.find("posixPermissions");
+  if (found == attributes.end() || !found->is_number_integer()) return std::nullopt;
+  return static_cast<mode_t>(found->get<std::int64_t>() & 07777);
+}
+
+GitOutcome makeDirectory(const std::string& root, const qrb::String& path, bool withIntermediateDirectories,
+                         const qrb::Dictionary& attributes) {
+  if (!gitProbeWorkingCopy(root)) {
+    return GitOutcome::failed({GitFailureKind::NotARepository, root, "“" + root + "” is no working copy."});
+  }
+  std::string name;
+  GitOutcome outcome = gitResolvePath(root, path.view(), name);
+  if (!outcome) return outcome;
+  if (gitIsBeyondLink(root, name)) {
+    return GitOutcome::failed({GitFailureKind::PathOutside, name, "“" + name + "” lies beyond a link."});
+  }
+  const fs::path folder(gitPathOnDisk(root, name));
+  std::error_code error;
+  if (withIntermediateDirectories && fs::is_directory(folder, error)) return {};
+  GitMadeFiles made;
+  outcome = withIntermediateDirectories ? made.makeFolders(folder) : made.makeFolder(folder);
+  const auto permissions = permissionsIn(attributes);
+  if (outcome && permissions && ::chmod(folder.c_str(), *permissions) != 0) {
+    outcome = gitFileFailure({errno, std::generic_category()}, folder, "given its permissions");
+  }
+  if (outcome) made.keep();
+  return outcome;
+}
+
+}  // namespace
+
+void GitPlugIn::addFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                         Completion<> completionBlock) {
+  const GitTool tool = toolFor(inWorkingCopy);
+  completionBlock(errorFor(runOnFiles(tool, folderOf(inWorkingCopy), files, gitAddCommand), inWorkingCopy));
+}
+
+void GitPlugIn::removeFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                            Completion<> completionBlock) {
+  const GitTool tool = toolFor(inWorkingCopy);
+  completionBlock(errorFor(runOnFiles(tool, folderOf(inWorkingCopy), files, gitRemoveCommand), inWorkingCopy));
+}
+
+void GitPlugIn::copyFiles(const Files& files, const Files& toFilePaths,
+                          const QRBSourceControlWorkingCopyPtr& inWorkingCopy, Completion<> completionBlock) {
+  const GitTool tool = toolFor(inWorkingCopy);
+  completionBlock(errorFor(gitCopyFiles(tool, folderOf(inWorkingCopy), files, toFilePaths), inWorkingCopy));
+}
+
+void GitPlugIn::moveFiles(const Files& files, const Files& toFilePaths,
+                          const QRBSourceControlWorkingCopyPtr& inWorkingCopy, Completion<> completionBlock) {
+  const GitTool tool = toolFor(inWorkingCopy);
+  completionBlock(errorFor(gitMoveFiles(tool, folderOf(inWorkingCopy), files, toFilePaths), inWorkingCopy));
+}
+
+void GitPlugIn::createDirectory(const qrb::String& path, bool withIntermediateDirectories,
+                                const qrb::Dictionary& attributes, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                Completion<> completionBlock) {
+  const GitOutcome outcome = makeDirectory(folderOf(inWorkingCopy), path, withIntermediateDirectories, attributes);
+  completionBlock(errorFor(outcome, inWorkingCopy));
+}
+
+void GitPlugIn::discardChangesInFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                      Completion<> completionBlock) {
+  const GitTool tool = toolFor(inWorkingCopy);
+  completionBlock(errorFor(gitDiscardChanges(tool, folderOf(inWorkingCopy), files), inWorkingCopy));
+}
+
+void GitPlugIn::discardAllChangesInWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
+                                               Completion<> completionBlock) {
+  completionBlock(errorFor(gitDiscardAllChanges(toolFor(workingCopy)), workingCopy));
+}
+
+void GitPlugIn::markAsResolvedFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
+                                    Completion<> completionBlock) {
+  const GitTool tool = toolFor(inWorkingCopy);
+  completionBlock(errorFor(resolveConflicts(tool, folderOf(inWorkingCopy), files), inWorkingCopy));
+}
