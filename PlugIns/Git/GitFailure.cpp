@@ -22,6 +22,8 @@ constexpr Pattern patterns[] = {
     {"Unable to create '", ".lock': File exists.", Kind::Locked},
     {"could not lock config file ", ": File exists", Kind::Locked},
     {"cannot lock ref ", ".lock': File exists.", Kind::Locked},
+    // Another process has moved the ref between two looks at it.
+    {"cannot lock ref '", "", Kind::Locked, "': is at "},
     {"index file corrupt", "", Kind::IndexUnreadable},
     {"bad signature 0x", "", Kind::IndexUnreadable},
     {"bad index file sha1 signature", "", Kind::IndexUnreadable},

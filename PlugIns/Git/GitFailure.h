@@ -30,7 +30,7 @@ enum class GitFailureKind : std::uint8_t {
   PathOutside,
   /// What was to be made is there already.
   FileExists,
-  /// Another process holds a lock file.
+  /// Another process holds a lock file, or came in between.
   Locked,
   /// A branch, tag or remote that was to be made, or one whose name leaves no room for it.
   Exists,
