@@ -19,7 +19,7 @@ GitCommand gitCommitCommand(const GitCommitRequest& request) {
   gitAddArguments(command, {"--only", "--pathspec-file-nul"});
   command.arguments.push_back(std::string("--pathspec-from-file=") + qrb::ToolCommand::secondInputPath);
   // A setting for all paths would reach the git of hooks too, which may well mean patterns.
-  for (const std::string& path : request.paths) command.secondInput.append(":(literal)").append(path).push_back('\0');
+  for (const std::string& path : request.paths) command.secondInput.append(gitLiteralPath).append(path).push_back('\0');
   return command;
 }
 

@@ -6,6 +6,9 @@
 
 #include "GitCommands.h"
 
+/// Comes before each path that gitCommitCommand() gives to git, which may quote it in its messages.
+inline constexpr std::string_view gitLiteralPath = ":(literal)";
+
 /// What to commit. Nobody is made up as its author: without a name and an e-mail address git fails (IdentityUnknown).
 struct GitCommitRequest {
   /// As it is to be recorded, but for white space at the ends of its lines and its own. Blank: what git or a hook has

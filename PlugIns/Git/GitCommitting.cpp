@@ -19,6 +19,12 @@ std::string_view lastLine(std::string_view text) {
   return before == std::string_view::npos ? text : text.substr(before + 1);
 }
 
+/// What git has been told besides a path is no part of it.
+void removeMagic(std::string& text) {
+  constexpr std::string_view magic = gitLiteralPath;
+  for (std::size_t place = 0; (place = text.find(magic, place)) != std::string::npos;) text.erase(place, magic.size());
+}
+
 /// A name in `hash` says that there is a commit, whatever failed after it.
 GitOutcome run(const GitTool& tool, const GitCommitRequest& request, std::string& hash) {
   constexpr std::size_t enough = 64 * 1024;
@@ -43,6 +49,8 @@ GitOutcome run(const GitTool& tool, const GitCommitRequest& request, std::string
     outcome.failure.kind = GitFailureKind::NothingToCommit;
     outcome.failure.message = lastLine(output);
   }
+  removeMagic(outcome.failure.message);
+  removeMagic(outcome.failure.detail);
   return outcome;
 }
 

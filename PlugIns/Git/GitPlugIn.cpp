@@ -45,6 +45,10 @@ GitTool GitPlugIn::toolFor(const QRBSourceControlWorkingCopyPtr& workingCopy) co
   return {folderOf(workingCopy), host().connectionDescriptor()};
 }
 
+GitTurn GitPlugIn::turnAt(const QRBSourceControlWorkingCopyPtr& workingCopy) const {
+  return {folderOf(workingCopy), host().connectionDescriptor()};
+}
+
 GitTool GitPlugIn::toolFor(const QRBSourceControlRepositoryPtr& repository) const {
   return {folderOf(repository), host().connectionDescriptor()};
 }

@@ -4,6 +4,7 @@
 
 #include "GitErrors.h"
 #include "GitTool.h"
+#include "GitTurn.h"
 #include "QRBSourceControlPlugInPrimary.h"
 
 struct GitHistoryRequest;
@@ -217,6 +218,8 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   /// The path on this machine; empty for every other.
   static std::string folderOf(const QRBSourceControlRepositoryPtr& repository);
   static std::string folderOf(const QRBSourceControlWorkingCopyPtr& workingCopy);
+  /// To be held while a request changes the working copy.
+  GitTurn turnAt(const QRBSourceControlWorkingCopyPtr& workingCopy) const;
   static qrb::Error errorFor(const GitOutcome& outcome, const QRBSourceControlWorkingCopyPtr& workingCopy);
   static qrb::Error errorFor(const GitOutcome& outcome, const QRBSourceControlRepositoryPtr& repository);
   /// The full object names of the commits that the locations stand for, or the error for the first that is not there.

@@ -74,6 +74,7 @@ class Switch {
 void GitPlugIn::mergeBranch(const QRBSourceControlBranchPtr& branch,
                             const QRBSourceControlWorkingCopyPtr& intoWorkingCopy, Completion<> completionBlock) {
   if (const qrb::Error error = gitRefuseLocation(branch)) return completionBlock(error);
+  const GitTurn turn = turnAt(intoWorkingCopy);
   const GitOutcome outcome = merge(toolFor(intoWorkingCopy), gitBranchRefName(branch));
   if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
     return completionBlock(gitLocationNotFound(branch->locationWithRevision(nullptr), outcome.failure.message));
@@ -85,6 +86,7 @@ void GitPlugIn::switchLocation(const QRBSourceControlRevisionLocationPtr& locati
                                const QRBSourceControlWorkingCopyPtr& ofWorkingCopy,
                                Completion<QRBSourceControlRevisionLocationPtr> completionBlock) {
   if (const qrb::Error error = gitRefuseLocation(location)) return completionBlock(nullptr, error);
+  const GitTurn turn = turnAt(ofWorkingCopy);
   const GitOutcome outcome = Switch(toolFor(ofWorkingCopy)).to(location);
   if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
     return completionBlock(nullptr, gitLocationNotFound(location, outcome.failure.message));

@@ -6,6 +6,7 @@
 void GitPlugIn::commitFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                             const qrb::String& message, Completion<QRBSourceControlRevisionPtr> completionBlock) {
   std::string hash;
+  const GitTurn turn = turnAt(inWorkingCopy);
   const GitOutcome outcome = gitCommit(toolFor(inWorkingCopy), folderOf(inWorkingCopy), files, message.str(), hash);
   if (!outcome) return completionBlock(nullptr, errorFor(outcome, inWorkingCopy));
   completionBlock(QRBSourceControlRevision::initWithIdentifier(hash), {});

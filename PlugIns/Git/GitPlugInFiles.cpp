@@ -83,24 +83,28 @@ GitOutcome makeDirectory(const std::string& root, const qrb::String& path, bool 
 
 void GitPlugIn::addFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                          Completion<> completionBlock) {
+  const GitTurn turn = turnAt(inWorkingCopy);
   const GitTool tool = toolFor(inWorkingCopy);
   completionBlock(errorFor(runOnFiles(tool, folderOf(inWorkingCopy), files, gitAddCommand), inWorkingCopy));
 }
 
 void GitPlugIn::removeFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                             Completion<> completionBlock) {
+  const GitTurn turn = turnAt(inWorkingCopy);
   const GitTool tool = toolFor(inWorkingCopy);
   completionBlock(errorFor(runOnFiles(tool, folderOf(inWorkingCopy), files, gitRemoveCommand), inWorkingCopy));
 }
 
 void GitPlugIn::copyFiles(const Files& files, const Files& toFilePaths,
                           const QRBSourceControlWorkingCopyPtr& inWorkingCopy, Completion<> completionBlock) {
+  const GitTurn turn = turnAt(inWorkingCopy);
   const GitTool tool = toolFor(inWorkingCopy);
   completionBlock(errorFor(gitCopyFiles(tool, folderOf(inWorkingCopy), files, toFilePaths), inWorkingCopy));
 }
 
 void GitPlugIn::moveFiles(const Files& files, const Files& toFilePaths,
                           const QRBSourceControlWorkingCopyPtr& inWorkingCopy, Completion<> completionBlock) {
+  const GitTurn turn = turnAt(inWorkingCopy);
   const GitTool tool = toolFor(inWorkingCopy);
   completionBlock(errorFor(gitMoveFiles(tool, folderOf(inWorkingCopy), files, toFilePaths), inWorkingCopy));
 }
@@ -114,17 +118,20 @@ void GitPlugIn::createDirectory(const qrb::String& path, bool withIntermediateDi
 
 void GitPlugIn::discardChangesInFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                                       Completion<> completionBlock) {
+  const GitTurn turn = turnAt(inWorkingCopy);
   const GitTool tool = toolFor(inWorkingCopy);
   completionBlock(errorFor(gitDiscardChanges(tool, folderOf(inWorkingCopy), files), inWorkingCopy));
 }
 
 void GitPlugIn::discardAllChangesInWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
                                                Completion<> completionBlock) {
+  const GitTurn turn = turnAt(workingCopy);
   completionBlock(errorFor(gitDiscardAllChanges(toolFor(workingCopy)), workingCopy));
 }
 
 void GitPlugIn::markAsResolvedFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                                     Completion<> completionBlock) {
+  const GitTurn turn = turnAt(inWorkingCopy);
   const GitTool tool = toolFor(inWorkingCopy);
   completionBlock(errorFor(resolveConflicts(tool, folderOf(inWorkingCopy), files), inWorkingCopy));
 }

@@ -1,10 +1,10 @@
 #include "GitTool.h"
 
-#include <poll.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <span>
+
+#include "GitLockWait.h"
 
 namespace {
 
@@ -73,28 +73,6 @@ GitOutcome outcomeOf(const ToolResult& result, bool hasRunHooks) {
   return outcome;
 }
 
-/// When to run a command again that found a lock file: soon at first, for most locks are held for a moment only.
-class LockWait {
- public:
-  explicit LockWait(std::chrono::milliseconds patience) : _end(Clock::now() + patience) {}
-
-  /// Waits for a while that grows with each call. False: there is no more time, or the host is gone.
-  bool wait(int hostConnection) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(_end - Clock::now());
-    if (left.count() <= 0) return false;
-    pollfd host{hostConnection, POLLRDHUP, 0};
-    if (::poll(&host, 1, static_cast<int>(std::min(left, _next).count())) > 0) return false;
-    _next = std::min(_next * 2, longest);
-    return true;
-  }
-
- private:
-  using Clock = std::chrono::steady_clock;
-  static constexpr std::chrono::milliseconds longest{250};
-  const Clock::time_point _end;
-  std::chrono::milliseconds _next{5};
-};
-
 }  // namespace
 
 GitOutcome GitOutcome::failed(GitFailure failure) {
@@ -139,9 +117,9 @@ GitOutcome GitTool::run(const GitCommand& command, const Output& onOutput, const
     hasPrinted = true;
     return !onOutput || onOutput(bytes);
   };
-  LockWait lock(_lockPatience);
+  GitLockWait lock(_lockPatience, _hostConnection);
   GitOutcome outcome = runOnce(onFirstOutput);
-  while (outcome.failedWith(GitFailureKind::Locked) && !hasPrinted && lock.wait(_hostConnection)) {
+  while (outcome.failedWith(GitFailureKind::Locked) && !hasPrinted && lock.wait()) {
     outcome = runOnce(onFirstOutput);
   }
   return outcome;

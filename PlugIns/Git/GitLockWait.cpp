@@ -1,0 +1,23 @@
+#include "GitLockWait.h"
+
+#include <poll.h>
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::chrono::milliseconds longest{250};
+
+}  // namespace
+
+GitLockWait::GitLockWait(std::chrono::milliseconds patience, int hostConnection)
+    : _end(std::chrono::steady_clock::now() + patience), _hostConnection(hostConnection) {}
+
+bool GitLockWait::wait() {
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(_end - std::chrono::steady_clock::now());
+  if (left.count() <= 0) return false;
+  pollfd host{_hostConnection, POLLRDHUP, 0};
+  if (::poll(&host, 1, static_cast<int>(std::min(left, _next).count())) > 0) return false;
+  _next = std::min(_next * 2, longest);
+  return true;
+}

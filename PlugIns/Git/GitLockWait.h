@@ -1,0 +1,19 @@
+#pragma once
+
+#include <chrono>
+
+/// Waits for a lock that cannot be waited for: looks again soon at first, for most locks are held for a moment only,
+/// and then less and less often.
+class GitLockWait {
+ public:
+  /// `hostConnection` is as for ToolRunner.
+  GitLockWait(std::chrono::milliseconds patience, int hostConnection);
+
+  /// Returns true when it is time to look again; false when there is no more time, or the host is gone.
+  bool wait();
+
+ private:
+  const std::chrono::steady_clock::time_point _end;
+  const int _hostConnection;
+  std::chrono::milliseconds _next{5};
+};
