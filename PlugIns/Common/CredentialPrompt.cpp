@@ -16,9 +16,9 @@ bool isBetween(std::string_view text, std::string_view begin, std::string_view e
 
 CredentialPrompt CredentialPrompt::parse(std::string_view text) {
   CredentialPrompt prompt;
-  const auto read = [&](Kind kind, std::string_view begin, std::string_view end) {
+  const auto read = [&](Kind asked, std::string_view begin, std::string_view end) {
     if (!isBetween(text, begin, end, prompt.subject)) return false;
-    prompt.kind = kind;
+    prompt.kind = asked;
     return true;
   };
   const bool isKnown = read(Kind::Username, "Username for '", "': ") || read(Kind::Password, "Password for '", "': ") ||

@@ -67,8 +67,9 @@ struct Checkout {
 /// Whether the location names anything: without one, or with one at HEAD, a clone checks out what the remote does.
 bool isNamed(const QRBSourceControlRevisionLocationPtr& location) {
   const Checkout checkout = Checkout::of(location);
-  return !checkout.branch.empty() || !checkout.revision.empty() ||
-         (location && typeid(*location) != typeid(QRBSourceControlRevisionLocation));
+  if (!checkout.branch.empty() || !checkout.revision.empty()) return true;
+  const QRBSourceControlRevisionLocation* const given = location.get();
+  return given != nullptr && typeid(*given) != typeid(QRBSourceControlRevisionLocation);
 }
 
 }  // namespace
