@@ -1,0 +1,226 @@
+#include "ConnectionServer.h"
+#include "NetworkTesting.h"
+
+namespace qrb::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+/// git's own daemon over the folder of a test.
+class GitDaemon {
+ public:
+  explicit GitDaemon(const std::string& folder)
+      : _server({"git", "daemon", "--inetd", "--export-all", "--enable=receive-pack", "--base-path=" + folder, folder},
+                {std::string("PATH=") + ::getenv("PATH"), "HOME=" + folder, "GIT_CONFIG_NOSYSTEM=1"}) {}
+  std::string url(const std::string& name) const {
+    return "git://127.0.0.1:" + std::to_string(_server.port()) + "/" + name;
+  }
+
+ private:
+  ConnectionServer _server;
+};
+
+class PlainTransportTest : public NetworkTest {
+ protected:
+  void SetUp() override {
+    NetworkTest::SetUp();
+    _origin.write("file", "1");
+    _one = _origin.commit("one");
+    _origin.run({"branch", "feature/x"});
+    _origin.run({"clone", "-q", "--bare", _origin.root(), pathOf("served/origin.git")});
+    _origin.run({"remote", "add", "served", pathOf("served/origin.git")});
+  }
+  /// Both ways without a login to the same repository.
+  std::vector<std::string> urls() { return {_daemon.url("origin.git"), "file://" + pathOf("served/origin.git")}; }
+  std::string commitAndServe(const std::string& text) {
+    _origin.write("file", text);
+    std::string revision = _origin.commit(text);
+    _origin.run({"push", "-q", "served", "main"});
+    return revision;
+  }
+
+  GitRepository _origin;
+  std::string _one;
+  std::filesystem::path _made = std::filesystem::path(pathOf("served"));
+  bool _hasFolder = std::filesystem::create_directories(_made);
+  GitDaemon _daemon{pathOf("served")};
+};
+
+TEST_F(PlainTransportTest, whatARemoteHasIsFetchedAndWhatIsHereIsSent) {
+  for (const std::string& url : urls()) {
+    GitRepository clone = GitRepository::cloneOf(pathOf("served/origin.git"));
+    clone.run({"remote", "set-url", "origin", url});
+    const std::string two = commitAndServe("two of " + url);
+    ProgressLog fetched;
+    const Error fetchError = fetch(remoteAt(url), clone.root(), &fetched);
+    ASSERT_FALSE(fetchError) << fetchError.description();
+    EXPECT_EQ(clone.run({"rev-parse", "origin/main"}), two);
+    EXPECT_NE(clone.head(), two) << "a fetch leaves the branch alone";
+    fetched.expectWhole();
+    clone.run({"reset", "-q", "--hard", "origin/main"});
+    clone.write("ours", url);
+    const std::string three = clone.commit("three");
+    ProgressLog sent;
+    const Error pushError = push(remoteAt(url), clone.root(), nullptr, &sent);
+    ASSERT_FALSE(pushError) << pushError.description();
+    sent.expectWhole();
+    EXPECT_EQ(git(pathOf("served/origin.git"), {"rev-parse", "main"}), three);
+    EXPECT_EQ(clone.run({"rev-parse", "origin/main"}), three) << "what was sent is known to be there";
+    EXPECT_TRUE(has(push(remoteAt(url), clone.root()), Code::remoteOperationUpToDate));
+    _origin.run({"pull", "-q", "served", "main"});
+  }
+}
+
+TEST_F(PlainTransportTest, aFetchNeedsARemoteThatKeepsIt) {
+  GitRepository other;
+  other.commit("one");
+  other.run({"remote", "add", "elsewhere", "https://example.org/x.git"});
+  const Error error = fetch(remoteAt(urls()[0]), other.root());
+  EXPECT_TRUE(has(error, Code::remoteRepositoryNotFound)) << error.description();
+  EXPECT_THAT(underlyingMessage(error), HasSubstr("elsewhere"));
+}
+
+TEST_F(PlainTransportTest, aRemoteIsKnownHoweverItsAddressIsWritten) {
+  GitRepository clone = GitRepository::cloneOf(pathOf("served/origin.git"));
+  const std::string path = pathOf("served/origin.git");
+  const std::string relative = std::filesystem::relative(path, clone.root());
+  clone.run({"config", "url." + pathOf("served") + "/.insteadOf", "short:"});
+  for (const std::string& written : {path, path + "/", "file://" + path, relative, std::string("short:origin.git")}) {
+    clone.run({"remote", "set-url", "origin", written});
+    const std::string next = commitAndServe("for " + written);
+    const Error error = fetch(remoteAt("file://" + path), clone.root());
+    EXPECT_FALSE(error) << written << ": " << error.description() << underlyingMessage(error);
+    EXPECT_EQ(clone.run({"rev-parse", "origin/main"}), next) << written;
+  }
+}
+
+TEST_F(PlainTransportTest, aBranchGoesWhereItFollowsOrToItsOwnName) {
+  const Remote remote = remoteAt(urls()[1]);
+  const auto there = [&](const std::string& name) {
+    return git(pathOf("served/origin.git"), {"rev-parse", "refs/heads/" + name});
+  };
+  GitRepository clone = GitRepository::cloneOf(urls()[1]);
+  clone.run({"checkout", "-q", "-b", "topic"});
+  const std::string topic = clone.commit("topic");
+  EXPECT_FALSE(push(remote, clone.root()));
+  EXPECT_EQ(there("topic"), topic);
+  EXPECT_EQ(clone.run({"rev-parse", "--symbolic-full-name", "topic@{upstream}"}), "refs/remotes/origin/topic");
+  // Named, the branch that follows it is meant, whatever is checked out.
+  clone.run({"checkout", "-q", "-b", "mine", "--track", "origin/feature/x"});
+  const std::string mine = clone.commit("mine");
+  clone.run({"checkout", "-q", "main"});
+  EXPECT_FALSE(push(remote, clone.root(), branch("feature/x")));
+  EXPECT_EQ(there("feature/x"), mine);
+  // What no branch here is like gets what is checked out, with no branch too.
+  clone.run({"checkout", "-q", "--detach"});
+  const std::string loose = clone.commit("loose");
+  EXPECT_FALSE(push(remote, clone.root(), branch("new/one")));
+  EXPECT_EQ(there("new/one"), loose);
+  EXPECT_TRUE(has(push(remote, clone.root()), Code::branchNotFound));
+}
+
+TEST_F(PlainTransportTest, whatARemoteDoesNotTakeIsToldForWhatItIs) {
+  GitRepository clone = GitRepository::cloneOf(urls()[1]);
+  const Remote remote = remoteAt(urls()[1]);
+  commitAndServe("meanwhile");
+  clone.commit("ours");
+  const Error late = push(remote, clone.root());
+  EXPECT_EQ(late.localizedDescription(), QRBSourceControlError_RemoteOperationOutOfDate({}).localizedDescription());
+  EXPECT_THAT(underlyingMessage(late), HasSubstr("fetch first"));
+  clone.run({"pull", "-q", "--rebase"});
+  const std::string hook = pathOf("served/origin.git/hooks/pre-receive");
+  std::ofstream(hook) << "#!/bin/sh\necho not on Fridays >&2\nexit 1\n";
+  std::filesystem::permissions(hook, std::filesystem::perms(0755));
+  const Error rejected = push(remote, clone.root());
+  EXPECT_TRUE(has(rejected, Code::remoteOperationRejected)) << rejected.description();
+  EXPECT_THAT(underlyingMessage(rejected), HasSubstr("not on Fridays"));
+}
+
+TEST_F(PlainTransportTest, anUpdateBringsTheBranchToWhereItHasAllOfTheRemotes) {
+  const Remote remote = remoteAt(urls()[0]);
+  GitRepository clone = GitRepository::cloneOf(urls()[0]);
+  const std::string two = commitAndServe("two");
+  clone.write("untracked", "stays");
+  EXPECT_FALSE(update(clone.root(), remote));
+  EXPECT_EQ(clone.head(), two) << "there was nothing of our own to merge";
+  EXPECT_FALSE(update(clone.root(), remote)) << "nothing new is no error";
+  clone.write("ours", "1");
+  const std::string ours = clone.commit("ours");
+  const std::string three = commitAndServe("three");
+  EXPECT_FALSE(update(clone.root(), remote));
+  EXPECT_EQ(clone.run({"rev-parse", "HEAD^1", "HEAD^2"}), ours + "\n" + three);
+  EXPECT_EQ(textOf(clone.pathOf("untracked")), "stays");
+}
+
+TEST_F(PlainTransportTest, anUpdateDoesAsTheUserHasSetUp) {
+  const Remote remote = remoteAt(urls()[0]);
+  GitRepository clone = GitRepository::cloneOf(urls()[0]);
+  clone.run({"config", "pull.rebase", "true"});
+  clone.write("ours", "1");
+  clone.commit("ours");
+  const std::string two = commitAndServe("two");
+  const Error error = update(clone.root(), remote);
+  EXPECT_FALSE(error) << error.description() << underlyingMessage(error);
+  EXPECT_EQ(clone.run({"rev-parse", "HEAD^"}), two);
+  clone.run({"config", "pull.rebase", "false"});
+  clone.run({"config", "pull.ff", "only"});
+  commitAndServe("three");
+  const std::string before = clone.head();
+  EXPECT_TRUE(update(clone.root(), remote));
+  EXPECT_EQ(clone.head(), before);
+}
+
+TEST_F(PlainTransportTest, anUpdateThatMeetsOtherChangesLosesNone) {
+  const Remote remote = remoteAt(urls()[0]);
+  GitRepository clone = GitRepository::cloneOf(urls()[0]);
+  commitAndServe("theirs");
+  clone.write("file", "not committed");
+  const Error inTheWay = update(clone.root(), remote);
+  EXPECT_TRUE(has(inTheWay, Code::repositoryMidOperation)) << inTheWay.description();
+  EXPECT_EQ(textOf(clone.pathOf("file")), "not committed");
+  clone.commit("ours");
+  const Error conflict = update(clone.root(), remote);
+  EXPECT_TRUE(has(conflict, Code::repositoryMidOperation)) << conflict.description();
+  EXPECT_THAT(underlyingMessage(conflict), HasSubstr("CONFLICT"));
+  EXPECT_THAT(textOf(clone.pathOf("file")), HasSubstr("<<<<<<<"));
+  clone.run({"reset", "-q", "--hard"});
+  clone.run({"checkout", "-q", "--detach"});
+  EXPECT_TRUE(has(update(clone.root(), remote), Code::branchNotFound));
+}
+
+TEST_F(PlainTransportTest, aLocationIsLookedForWhereALoginIsChecked) {
+  _origin.run({"tag", "v1"});
+  _origin.run({"push", "-q", "served", "v1"});
+  for (const std::string& url : urls()) {
+    EXPECT_FALSE(validate(remoteAt(url)));
+    EXPECT_FALSE(validate(remoteAt(url), branch("feature/x")));
+    EXPECT_FALSE(validate(remoteAt(url), QRBSourceControlTag::initWithTagName("v1")));
+    EXPECT_TRUE(has(validate(remoteAt(url), branch("feature")), Code::branchNotFound));
+    EXPECT_TRUE(has(validate(remoteAt(url), branch("v1")), Code::branchNotFound));
+    EXPECT_TRUE(has(validate(remoteAt(url), QRBSourceControlTag::initWithTagName("main")), Code::tagNotFound));
+    EXPECT_TRUE(has(validate(remoteAt(url + "x")), Code::remoteRepositoryNotFound));
+  }
+}
+
+TEST_F(PlainTransportTest, addressesThatNameProgramsOrOptionsReachNothing) {
+  GitRepository clone = GitRepository::cloneOf(urls()[1]);
+  const std::string trace = pathOf("trace");
+  for (const std::string& address :
+       {"ext::sh -c touch% " + trace, "--upload-pack=touch " + trace, std::string("-x"), "fd::17/" + trace,
+        "ssh://-oProxyCommand=touch " + trace + "/x", std::string("user@-oProxyCommand=touch x:y"),
+        std::string("https://a\n.example.org/x"), std::string()}) {
+    for (const Error& error :
+         {validate(remoteAt(address)), fetch(remoteAt(address), clone.root()), push(remoteAt(address), clone.root()),
+          update(clone.root(), remoteAt(address)), cloneError(remoteAt(address), pathOf("target"))}) {
+      EXPECT_TRUE(has(error, Code::invalidURL)) << address << ": " << error.description();
+    }
+  }
+  EXPECT_TRUE(has(push(remoteAt(urls()[1]), clone.root(), branch("--force")), Code::branchNotFound));
+  EXPECT_TRUE(has(push(remoteAt(urls()[1]), clone.root(), branch("a:b")), Code::branchNotFound));
+  EXPECT_FALSE(std::filesystem::exists(trace));
+  EXPECT_FALSE(std::filesystem::exists(pathOf("target")));
+}
+
+}  // namespace
+}  // namespace qrb::test
