@@ -25,7 +25,6 @@ extern const Command branchesCommand;
 extern const Command tagCommand;
 extern const Command remoteCommand;
 extern const Command fetchCommand;
-extern const Command pullCommand;
 extern const Command pushCommand;
 extern const Command updateCommand;
 extern const Command cloneCommand;
@@ -37,8 +36,8 @@ std::span<const Command* const> allCommands() {
       &systemsCommand, &statusCommand,   &logCommand,           &infoCommand,    &addCommand,     &removeCommand,
       &moveCommand,    &copyCommand,     &makeDirectoryCommand, &discardCommand, &resolveCommand, &commitCommand,
       &showCommand,    &diffCommand,     &blameCommand,         &exportCommand,  &switchCommand,  &mergeCommand,
-      &branchCommand,  &branchesCommand, &tagCommand,           &remoteCommand,  &fetchCommand,   &pullCommand,
-      &pushCommand,    &updateCommand,   &cloneCommand,         &initCommand,    &accountsCommand};
+      &branchCommand,  &branchesCommand, &tagCommand,           &remoteCommand,  &fetchCommand,   &pushCommand,
+      &updateCommand,  &cloneCommand,    &initCommand,          &accountsCommand};
   return commands;
 }
 

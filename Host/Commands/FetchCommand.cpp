@@ -23,7 +23,7 @@ ExitStatus runFetch(Session& session, const Options& options) {
   qrb::Error error = session.perform("Fetching from " + from.name, [&](Session::Done done) {
     return repository->downloadUpdatesFromRemoteRepository(from.remote, session.progressBlock(), done);
   });
-  return error ? session.fail(error) : ExitStatus::success;
+  return session.finishTransfer(error);
 }
 
 Command::Run declareFetch(CLI::App& app) {

@@ -23,7 +23,7 @@ ExitStatus runMerge(Session& session, const Options& options) {
   auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(from.location);
   qrb::Error error =
       session.perform("Merging", [&](Session::Done done) { return found.workingCopy->mergeBranch(branch, done); });
-  return error ? session.fail(error) : ExitStatus::success;
+  return session.finishTransfer(error);
 }
 
 Command::Run declareMerge(CLI::App& app) {

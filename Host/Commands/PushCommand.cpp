@@ -52,7 +52,7 @@ ExitStatus runPush(Session& session, const Options& options) {
     return found.workingCopy->repository()->uploadCommitsToRemoteRepository(target.remote.remote, target.branch,
                                                                             session.progressBlock(), done);
   });
-  return error ? session.fail(error) : ExitStatus::success;
+  return session.finishTransfer(error);
 }
 
 Command::Run declarePush(CLI::App& app) {
@@ -71,12 +71,14 @@ Command::Run declarePush(CLI::App& app) {
 
 }  // namespace
 
-extern const Command pushCommand{
-    "push", "Send the commits of the current branch to a remote",
-    "Nothing that the remote has is overwritten: where it has commits of its own, get them first (\"qrbscm pull\").\n\n"
-    "Examples:\n"
-    "  qrbscm push\n"
-    "  qrbscm push origin topic\n",
-    declarePush, false};
+extern const Command pushCommand{"push", "Send the commits of a branch to a remote",
+                                 "Sent is the branch that follows the one there, else the one of its name, else the "
+                                 "current one, which follows it from\n"
+                                 "then on. Nothing that the remote has is overwritten: where it has commits of its "
+                                 "own, get them first (\"qrbscm update\").\n\n"
+                                 "Examples:\n"
+                                 "  qrbscm push\n"
+                                 "  qrbscm push origin topic\n",
+                                 declarePush, false};
 
 }  // namespace host

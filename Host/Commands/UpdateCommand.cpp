@@ -23,7 +23,7 @@ ExitStatus runUpdate(Session& session, const Options& options) {
     return found.workingCopy->forceUpdateWorkingCopyFromRepository(from.remote, session.progressBlock(), done);
   };
   qrb::Error error = session.perform("Updating from " + from.name, request, from.remote);
-  return error ? session.fail(error) : ExitStatus::success;
+  return session.finishTransfer(error);
 }
 
 Command::Run declareUpdate(CLI::App& app) {
@@ -35,10 +35,14 @@ Command::Run declareUpdate(CLI::App& app) {
 
 }  // namespace
 
-extern const Command updateCommand{"update", "Bring the working copy to what the remote has",
-                                   "Examples:\n"
-                                   "  qrbscm update\n"
-                                   "  qrbscm update upstream\n",
-                                   declareUpdate, false};
+extern const Command updateCommand{
+    "update", "Get what a remote has, and merge it into the working copy",
+    "Merged is what the current branch follows, else the branch of the same name; it is\n"
+    "rebased where that is how the repository is set up. Local changes are kept; where\n"
+    "they are in the way, nothing is done. Conflicts are left as \"qrbscm merge\" does.\n\n"
+    "Examples:\n"
+    "  qrbscm update\n"
+    "  qrbscm update upstream\n",
+    declareUpdate, false};
 
 }  // namespace host

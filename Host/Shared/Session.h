@@ -57,6 +57,8 @@ class Session {
   /// Prints an error for the user and returns what to end with: failure, unless the error is only that the reader of
   /// the output has gone.
   ExitStatus fail(const qrb::Error& error);
+  /// The same of a request that has nothing to do where both sides are the same already, which is told and no failure.
+  ExitStatus finishTransfer(const qrb::Error& error);
   /// A remark for the user, beside the output.
   void note(std::string_view text);
   /// Hands over the output, waits (for a limited time) until no process of ours is left, and returns what to end with.

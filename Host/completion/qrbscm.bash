@@ -27,7 +27,6 @@ _qrbscm() {
     [tag]="--json --directory"
     [remote]="--json --directory"
     [fetch]="--directory"
-    [pull]="--directory"
     [push]="--directory"
     [update]="--directory"
     [clone]="--json --branch --tag --revision --system"
@@ -90,7 +89,7 @@ _qrbscm() {
       done
       ;;
     add | rm | mv | cp | discard | resolve | commit | blame | export) _qrbscm_paths -f ;;
-    systems | show | diff | switch | merge | tag | fetch | pull | push | update) COMPREPLY=() ;;
+    systems | show | diff | switch | merge | tag | fetch | push | update) COMPREPLY=() ;;
     *) _qrbscm_paths -d ;;
   esac
 }
