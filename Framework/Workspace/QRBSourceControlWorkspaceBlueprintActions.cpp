@@ -61,7 +61,9 @@ Request visitRepositories(
         return visit(action, remote, *results);
       },
       [results, completionBlock = std::move(completionBlock)](Blueprint::ErrorsPtr errors, Error error) {
-        if (completionBlock) completionBlock(error ? nullptr : results, std::move(errors), std::move(error));
+        if (!completionBlock) return;
+        std::shared_ptr<const Results> whole = error ? nullptr : results;
+        completionBlock(std::move(whole), std::move(errors), std::move(error));
       });
 }
 

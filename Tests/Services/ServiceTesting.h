@@ -1,25 +1,14 @@
 #pragma once
 
-#include <poll.h>
-#include <signal.h>
 #include <stdlib.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "EngineTesting.h"
-#include "FileDescriptor.h"
+#include "ServiceProcesses.h"
 
 namespace qrb::test {
-
-inline std::string textOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 /// Tests that ask the helper services through the manager. Each begins without any service process, in a home folder of
 /// its own, which the services that it launches have too.
@@ -42,15 +31,6 @@ class ServiceTest : public testing::Test {
     ServiceDirectories::registerDirectory(folder.string());
   }
 
-  /// The processes of a service or plug-in of that name that this process launched.
-  static std::vector<pid_t> processesOf(const std::string& name) {
-    std::vector<pid_t> result;
-    for (const ProcessEntry& entry : childProcesses()) {
-      std::string program = textOf("/proc/" + std::to_string(entry.id) + "/cmdline");
-      if (program.substr(0, program.find('\0')).ends_with("." + name)) result.push_back(entry.id);
-    }
-    return result;
-  }
   /// Waits until there is one.
   static pid_t awaitProcessOf(const std::string& name) {
     auto deadline = std::chrono::steady_clock::now() + kPatience;
@@ -61,16 +41,6 @@ class ServiceTest : public testing::Test {
     ADD_FAILURE() << "no process of " << name << " was launched";
     return -1;
   }
-  /// Kills every process of that name and waits for its end.
-  static void killService(const std::string& name) {
-    for (pid_t process : processesOf(name)) {
-      FileDescriptor end(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
-      ::kill(process, SIGKILL);
-      pollfd over{end.get(), POLLIN, 0};
-      if (end.valid()) ::poll(&over, 1, -1);
-    }
-  }
-
   static QRBSourceControlSystemPtr system(const std::string& name, const String& folderIdentifier) {
     return QRBSourceControlSystem::initWithName(name, "org.qrb.Orlix.sourcecontrol." + name, "1", folderIdentifier, {},
                                                 true, true, false, false, false, 7);
