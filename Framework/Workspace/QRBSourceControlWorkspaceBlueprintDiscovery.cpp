@@ -49,12 +49,13 @@ class Discovery {
       if (isFound) continue;
       if (WorkingCopyPtr moved = takeElsewhere(remote)) matches.emplace_back(remote, moved);
     }
-    for (const auto& [remote, workingCopy] : matches) {
+    for (const auto& match : matches) {
+      const auto& [remote, workingCopy] = match;
       if (_action.isAbandoned()) return false;
       // One that cannot tell has no location, which is a difference to the blueprint's.
       auto [location, error] = _action.step<QRBSourceControlRevisionLocationPtr>(
           kLockWord, remote.get(),
-          [&](auto completion) { return workingCopy->currentLocationWithCompletionBlock(std::move(completion)); });
+          [&](auto completion) { return match.second->currentLocationWithCompletionBlock(std::move(completion)); });
       _assembly.add(remote, workingCopy);
       if (error) workingCopy->setCachedCurrentLocation(nullptr);
     }
