@@ -113,6 +113,48 @@ def history(cache, count):
     return make(cache, f"history-{count}", build)
 
 
+def blamed(cache, lines, commits):
+    """One file of about `lines` lines that `commits` commits have grown: each changes some lines, adds some and takes
+    some away; every twentieth moves a block, and twice the file itself gets a new name. The last one is the working
+    copy's."""
+
+    def build(folder):
+        source = random.Random(3)
+        text = [f"{number} {' '.join(source.choices(WORDS, k=6))}" for number in range(lines // 2)]
+        names = ["source.txt", "renamed.txt", "file.txt"]
+
+        def chunks():
+            name = names[0]
+            for number in range(commits):
+                author = int(50 * source.random() ** 2)
+                words = " ".join(source.choices(WORDS, k=5))
+                yield (b"commit refs/heads/main\n" + person("author", author, 1500000000 + number * 3600) +
+                       person("committer", 0, 1500000000 + number * 3600) + data(f"{words}\n\n{words}\n".encode()))
+                for change in range(5):
+                    place = source.randrange(len(text))
+                    text[place] = f"{number} changed {change} {source.choice(WORDS)}"
+                place = source.randrange(len(text))
+                added = max(2, lines // 2 // commits + 2)
+                text[place:place] = [f"{number} added {line} {source.choice(WORDS)}" for line in range(added)]
+                place = source.randrange(len(text) - 2)
+                del text[place:place + 2]
+                if number % 20 == 0:
+                    place = source.randrange(len(text) - 30)
+                    block = text[place:place + 20]
+                    del text[place:place + 20]
+                    place = source.randrange(len(text))
+                    text[place:place] = block
+                if number > 0 and number % (commits // 3 + 1) == 0:
+                    yield f"R {name} {names[names.index(name) + 1]}\n".encode()
+                    name = names[names.index(name) + 1]
+                yield f"M 100644 inline {name}\n".encode() + data("\n".join(text).encode() + b"\n")
+
+        fast_import(folder, chunks())
+        git(folder, "reset", "-q", "--hard")
+
+    return make(cache, f"blamed-{lines}-{commits}", build)
+
+
 def small(cache):
     """Ten files, five commits, two files changed."""
 

@@ -201,11 +201,36 @@ Dictionary manyStatuses(const Dictionary& request) {
           {"mostProcesses", most}};
 }
 
+Dictionary blame(const Dictionary& request) {
+  const auto workingCopy = workingCopyAt(request.at("folder"));
+  const double own = measuring::ownCPU();
+  Latch latch(1);
+  PlugInCPU cpu;
+  std::size_t entries = 0;
+  const Clock::time_point start = Clock::now();
+  workingCopy->blameFile(std::string(request.at("file")), QRBSourceControlRevisionLocationPtr(),
+                         [&](const std::vector<QRBSourceControlBlameItemPtr>& items, const qrb::Error& error) {
+                           check(error);
+                           entries = items.size();
+                           cpu.look();
+                           latch.down();
+                         });
+  latch.wait();
+  const double wall = measuring::milliseconds(Clock::now() - start);
+  measuring::waitForChildren();
+  return {{"wall", wall},
+          {"host", measuring::ownCPU() - own},
+          {"plugIn", cpu.plugIn},
+          {"git", cpu.git},
+          {"entries", entries}};
+}
+
 Dictionary serve(const Dictionary& request) {
   const std::string what = request.at("do");
   if (what == "baseRevisions") return baseRevisions(request);
   if (what == "status") return status(request);
   if (what == "history") return history(request);
+  if (what == "blame") return blame(request);
   if (what == "manyStatuses") return manyStatuses(request);
   if (what == "bare") return runBareTool(request.at("folder"), request.at("arguments"), request.value("marks", 0));
   throw std::runtime_error("unknown request: " + what);

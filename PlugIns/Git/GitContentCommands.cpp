@@ -9,7 +9,7 @@
 GitCommand gitBlameCommand(const std::string& path, std::string_view revision) {
   if (!revision.empty() && !gitIsPlainRevision(revision)) return gitRefusedCommand("revision", revision);
   if (!gitIsPlainPath(path)) return gitRefusedCommand("path", path);
-  GitCommand command = gitMakeCommand({"blame", "--incremental", "-M", "--no-textconv"});
+  GitCommand command = gitMakeCommand({"blame", "--incremental", "--no-textconv"});
   command.output = GitOutput::Blocks;
   if (!revision.empty()) gitAddArguments(command, {revision});
   gitAddArguments(command, {"--", path});

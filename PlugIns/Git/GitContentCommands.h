@@ -9,8 +9,9 @@
 
 // Commands that read what a file is or was. Paths are from the root.
 
-/// Prints which commits brought the lines of a file: see GitBlameParser. Renames of the file are followed, and lines
-/// that were moved within it. Without a revision it is the file on disk, whose lines may be uncommitted.
+/// Prints which commits brought the lines of a file: see GitBlameParser. The file is followed where it was renamed or
+/// moved. Lines that were moved within it count as new: to look for them takes git half as long again. Without a
+/// revision it is the file on disk, whose lines may be uncommitted.
 GitCommand gitBlameCommand(const std::string& path, std::string_view revision);
 
 /// Prints the log records (see GitLogParser), without paths, of the commits whose object names are in the text, one per
