@@ -77,6 +77,7 @@ constexpr Pattern patterns[] = {
     {"No such remote: '", "'", Kind::UnknownRemote},
     {"No such remote '", "'", Kind::UnknownRemote},
     {"invalid reference: ", "", Kind::UnknownRevision},
+    {"a branch is expected, got ", "", Kind::UnknownRevision},
     {"merge: ", " - not something we can merge", Kind::UnknownRevision},
     {"bad object HEAD", "", Kind::RepositoryCorrupt},
     {"bad object ", "", Kind::UnknownRevision},
