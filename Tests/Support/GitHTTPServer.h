@@ -145,7 +145,7 @@ class GitHTTPServer {
                                "alias", "env", "cgi", "ssl", "socache_shmcb", "mime"}) {
       file << "LoadModule " << module << "_module /usr/lib/apache2/modules/mod_" << module << ".so\n";
     }
-    file << "TypesConfig /dev/null\nStartServers 2\nMinSpareServers 1\nKeepAlive Off\nAuthzSendForbiddenOnFailure On\n"
+    file << "TypesConfig /dev/null\nStartServers 2\nMinSpareServers 1\nKeepAlive Off\n"
          << "LogFormat \"%U %{Authorization}i\" asked\nCustomLog " << _folder << "/requests asked\n"
          << "SetEnv GIT_PROJECT_ROOT " << _folder << "/repositories\nSetEnv GIT_HTTP_EXPORT_ALL 1\nSetEnv HOME "
          << _folder << "\nSetEnv GIT_CONFIG_NOSYSTEM 1\n";
@@ -156,7 +156,7 @@ class GitHTTPServer {
          << "<Location /private/>\nAuthType Basic\nAuthName test\nAuthUserFile " << _folder
          << "/passwords\nRequire user " << user << "\n</Location>\n"
          << "<Location /forbidden/>\nAuthType Basic\nAuthName test\nAuthUserFile " << _folder
-         << "/passwords\nRequire user somebody\n</Location>\n"
+         << "/passwords\nRequire user somebody\nAuthzSendForbiddenOnFailure On\n</Location>\n"
          << "Redirect /moved/ " << options.movedTo << "\n"
          << "SSLSessionCache none\n<VirtualHost 127.0.0.1:" << _securePort << ">\nSSLEngine on\nSSLCertificateFile "
          << options.certificate.certificate << "\nSSLCertificateKeyFile " << options.certificate.key
@@ -174,8 +174,13 @@ class GitHTTPServer {
     const std::string configuration = _folder + "/apache.conf";
     const char* const arguments[] = {program, "-f", configuration.c_str(), "-D", "FOREGROUND", nullptr};
     const char* const environment[] = {"PATH=/usr/bin:/bin", nullptr};
-    ::posix_spawn(&_process, program, &actions, nullptr, const_cast<char**>(arguments),
+    // In a session of its own, for it ends its whole process group.
+    posix_spawnattr_t attributes;
+    ::posix_spawnattr_init(&attributes);
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+    ::posix_spawn(&_process, program, &actions, &attributes, const_cast<char**>(arguments),
                   const_cast<char**>(environment));
+    ::posix_spawnattr_destroy(&attributes);
     ::posix_spawn_file_actions_destroy(&actions);
     errors.second.reset();
     _said.clear();
