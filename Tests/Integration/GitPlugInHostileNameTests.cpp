@@ -78,6 +78,63 @@ class GitHostileNames : public GitPlugInTest {
                                      repositoryAt(repository.root()), completion);
     });
   }
+  static QRBSourceControlRemoteRepositoryPtr remoteAt(const std::string& url) {
+    return QRBSourceControlRemoteRepository::initUnsavedWithURL(URL(url), system());
+  }
+  static QRBSourceControlRemoteRepositoryPtr itself(const GitRepository& repository) {
+    return remoteAt(URL::fileURL(repository.root(), true).absoluteString().str());
+  }
+  static Error removeRemoteBranch(GitRepository& repository, const QRBSourceControlBranchPtr& removed,
+                                  const QRBSourceControlRemoteRepositoryPtr& from) {
+    return errorOf<>([&](auto completion) {
+      manager()->removeBranch(removed, repositoryAt(repository.root()), from, nullptr, completion);
+    });
+  }
+  static Error download(GitRepository& repository, const QRBSourceControlRemoteRepositoryPtr& from) {
+    return errorOf<>([&](auto completion) {
+      manager()->downloadUpdatesFromRemoteRepository(from, repositoryAt(repository.root()), {}, completion);
+    });
+  }
+  static Error upload(GitRepository& repository, const QRBSourceControlBranchPtr& to,
+                      const QRBSourceControlRemoteRepositoryPtr& remote) {
+    return errorOf<>([&](auto completion) {
+      manager()->uploadCommitsToRemoteRepository(remote, repositoryAt(repository.root()), to, {}, completion);
+    });
+  }
+  static Error validate(const QRBSourceControlRemoteRepositoryPtr& remote,
+                        const QRBSourceControlRevisionLocationPtr& location) {
+    return errorOf<>(
+        [&](auto completion) { manager()->validateAuthenticationOfRepository(remote, location, nullptr, completion); });
+  }
+  static Error clone(GitRepository& repository, const QRBSourceControlRemoteRepositoryPtr& from,
+                     const QRBSourceControlRevisionLocationPtr& location) {
+    return errorOf<QRBSourceControlWorkingCopyPtr>([&](auto completion) {
+      manager()->createWorkingCopyFromRepository(from, URL::fileURL(repository.beside("clone"), true), location,
+                                                 nullptr, {}, completion);
+    });
+  }
+  static Error merge(GitRepository& repository, const QRBSourceControlBranchPtr& merged) {
+    return errorOf<>(
+        [&](auto completion) { manager()->mergeBranch(merged, workingCopyAt(repository.root()), completion); });
+  }
+  static Error switchTo(GitRepository& repository, const QRBSourceControlRevisionLocationPtr& location) {
+    return errorOf<QRBSourceControlRevisionLocationPtr>(
+        [&](auto completion) { manager()->switchLocation(location, workingCopyAt(repository.root()), completion); });
+  }
+  static Error exportFrom(GitRepository& repository, const QRBSourceControlRevisionLocationPtr& location) {
+    return errorOf<URL>([&](auto completion) {
+      manager()->exportFileFromRevisionLocation("file", workingCopyAt(repository.root()), location, URL(), completion);
+    });
+  }
+  static Error exportParent(GitRepository& repository, const std::string& of) {
+    return errorOf<URL>([&](auto completion) {
+      manager()->exportFileForParentOfRevision("file", workingCopyAt(repository.root()), revision(of), completion);
+    });
+  }
+  static Error blame(GitRepository& repository, const QRBSourceControlRevisionLocationPtr& location) {
+    return errorOf<std::vector<QRBSourceControlBlameItemPtr>>(
+        [&](auto completion) { manager()->blameFile("file", workingCopyAt(repository.root()), location, completion); });
+  }
   static Error removeRemote(GitRepository& repository, const std::string& name) {
     return errorOf<>([&](auto completion) {
       manager()->removeRemoteRepositoryNamed(name, repositoryAt(repository.root()), completion);
@@ -176,6 +233,44 @@ TEST_F(GitHostileNames, areRefusedByNameAndLeaveNoTrace) {
       {"compared revision", [](auto& repository, auto& name) { return diff(repository, at(name), at("HEAD")); }},
       {"new remote", [](auto& repository, auto& name) { return addRemote(repository, name, "https://host/path"); }},
       {"removed remote", [](auto& repository, auto& name) { return removeRemote(repository, name); }},
+      {"branch removed there",
+       [](auto& repository, auto& name) { return removeRemoteBranch(repository, branch(name), itself(repository)); }},
+      {"new branch there",
+       [](auto& repository, auto& name) {
+         return addBranch(repository, QRBSourceControlBranch::initWithNewBranchName(name, "origin"), nullptr);
+       }},
+      {"new branch on a remote",
+       [](auto& repository, auto& name) {
+         return addBranch(repository, QRBSourceControlBranch::initWithNewBranchName("new", name), nullptr);
+       }},
+      {"branch sent to",
+       [](auto& repository, auto& name) { return upload(repository, branch(name), itself(repository)); }},
+      {"branch asked for", [](auto& repository, auto& name) { return validate(itself(repository), branch(name)); }},
+      {"tag asked for",
+       [](auto& repository, auto& name) {
+         return validate(itself(repository), QRBSourceControlTag::initWithTagName(name));
+       }},
+      {"cloned branch",
+       [](auto& repository, auto& name) { return clone(repository, itself(repository), branch(name)); }},
+      {"cloned tag",
+       [](auto& repository, auto& name) {
+         return clone(repository, itself(repository), QRBSourceControlTag::initWithTagName(name));
+       }},
+      {"cloned revision", [](auto& repository, auto& name) { return clone(repository, itself(repository), at(name)); }},
+      {"merged branch", [](auto& repository, auto& name) { return merge(repository, branch(name)); }},
+      {"branch switched to", [](auto& repository, auto& name) { return switchTo(repository, branch(name)); }},
+      {"new branch switched to",
+       [](auto& repository, auto& name) {
+         return switchTo(repository, QRBSourceControlBranch::initWithNewBranchName(name));
+       }},
+      {"tag switched to",
+       [](auto& repository, auto& name) { return switchTo(repository, QRBSourceControlTag::initWithTagName(name)); }},
+      {"revision switched to", [](auto& repository, auto& name) { return switchTo(repository, at(name)); }},
+      {"file of a branch", [](auto& repository, auto& name) { return exportFrom(repository, branch(name)); }},
+      {"file of a revision", [](auto& repository, auto& name) { return exportFrom(repository, at(name)); }},
+      {"file before a revision", [](auto& repository, auto& name) { return exportParent(repository, name); }},
+      {"lines of a branch", [](auto& repository, auto& name) { return blame(repository, branch(name)); }},
+      {"lines of a revision", [](auto& repository, auto& name) { return blame(repository, at(name)); }},
       {"history from", [](auto& repository, auto& name) { return history(repository, name, ""); }},
       {"history to", [](auto& repository, auto& name) { return history(repository, "HEAD", name); }},
   };
@@ -201,7 +296,12 @@ TEST_F(GitHostileNames, addressesThatRunProgramsAreRefusedAndNotStored) {
                               std::string("../relative"),
                               std::string("ftp://host/path")};
   for (const std::string& url : urls) {
-    expectRefused(addRemote(_repository, "new", url), "address", url);
+    expectRefused(addRemote(_repository, "new", url), "new remote", url);
+    expectRefused(download(_repository, remoteAt(url)), "download", url);
+    expectRefused(upload(_repository, branch("main"), remoteAt(url)), "upload", url);
+    expectRefused(removeRemoteBranch(_repository, branch("main"), remoteAt(url)), "branch removed there", url);
+    expectRefused(validate(remoteAt(url), nullptr), "validation", url);
+    expectRefused(clone(_repository, remoteAt(url), nullptr), "clone", url);
   }
   EXPECT_EQ(traces(_repository), before);
 }
