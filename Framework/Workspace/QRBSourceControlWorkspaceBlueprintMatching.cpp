@@ -5,6 +5,8 @@
 #include "BlueprintMatchingPrivate.h"
 #include "QRBSourceControlString.h"
 #include "QRBSourceControlURL.h"
+#include "QRBSourceControlWorkingCopy.h"
+#include "QRBSourceControlWorkspace.h"
 #include "UnicodeText.h"
 
 using Blueprint = QRBSourceControlWorkspaceBlueprint;
@@ -177,6 +179,18 @@ Blueprint::RemoteRepositories Blueprint::remoteRepositoriesMissingFromBlueprint(
   std::unordered_set<qrb::String> identifiers;
   if (blueprint != nullptr) {
     for (const RemotePtr& repository : blueprint->_remoteRepositories) identifiers.insert(repository->identifier());
+  }
+  return repositoriesWithoutIdentifierAmong(identifiers);
+}
+
+Blueprint::RemoteRepositories Blueprint::remoteRepositoriesMissingFromWorkspace(
+    const QRBSourceControlWorkspacePtr& workspace) const {
+  std::unordered_set<qrb::String> identifiers;
+  if (workspace != nullptr) {
+    for (const QRBSourceControlWorkingCopyPtr& workingCopy : workspace->workingCopies()) {
+      QRBSourceControlRepositoryPtr repository = workingCopy->repository();
+      if (repository != nullptr) identifiers.insert(repository->identifier());
+    }
   }
   return repositoriesWithoutIdentifierAmong(identifiers);
 }

@@ -1,4 +1,6 @@
 #include "BlueprintTesting.h"
+#include "QRBSourceControlWorkingCopy.h"
+#include "QRBSourceControlWorkspace.h"
 
 namespace qrb::test {
 namespace {
@@ -140,6 +142,12 @@ TEST_F(BlueprintMatching, OnlyRepositoriesWithAPlaceCanBeMissing) {
   EXPECT_THAT(blueprint->remoteRepositoriesMissingFromBlueprint(nullptr), ElementsAre(placed, unidentified, known));
   EXPECT_THAT(blueprint->remoteRepositoriesMissingFromBlueprint(blueprint), ElementsAre(unidentified));
   EXPECT_THAT(Blueprint::init()->remoteRepositoriesMissingFromBlueprint(other), IsEmpty());
+
+  auto local = QRBSourceControlRepository::initWithURL(URL("file:///w/e"), "E", systemNamed(kGit));
+  auto workspace = QRBSourceControlWorkspace::initWithWorkingCopies(
+      {QRBSourceControlWorkingCopy::initWithFileURL(URL("file:///w/e"), local)});
+  EXPECT_THAT(blueprint->remoteRepositoriesMissingFromWorkspace(workspace), ElementsAre(placed, unidentified));
+  EXPECT_THAT(blueprint->remoteRepositoriesMissingFromWorkspace(nullptr), ElementsAre(placed, unidentified, known));
 }
 
 }  // namespace
