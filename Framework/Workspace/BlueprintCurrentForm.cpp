@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <utility>
+#include <vector>
 
 #include "BlueprintFormsPrivate.h"
 #include "BlueprintIdentityPrivate.h"
@@ -76,13 +78,14 @@ class Writer {
   Writer(const Blueprint& blueprint, std::uint64_t options) : _blueprint(blueprint), _options(options) {}
 
   Dictionary write() {
-    for (const RemotePtr& repository : _blueprint.remoteRepositories()) {
-      if (!isLeftOut(_blueprint, repository, _options)) add(repository);
-    }
     // By their identifiers, so that a file does not change with the user's language.
-    std::stable_sort(_repositories.begin(), _repositories.end(), [](const Dictionary& a, const Dictionary& b) {
-      return a[kIdentifierKey].get_ref<const std::string&>() < b[kIdentifierKey].get_ref<const std::string&>();
-    });
+    std::vector<std::pair<std::string, RemotePtr>> repositories;
+    for (const RemotePtr& repository : _blueprint.remoteRepositories()) {
+      if (!isLeftOut(_blueprint, repository, _options)) repositories.emplace_back(keyOf(repository), repository);
+    }
+    std::stable_sort(repositories.begin(), repositories.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (const auto& [key, repository] : repositories) add(key, repository);
     addFields();
     addSections();
     return std::move(_file);
@@ -93,8 +96,7 @@ class Writer {
     return serializedIdentifier(*repository, _blueprint._needsToUseSecondaryIdentifiers()).str();
   }
 
-  void add(const RemotePtr& repository) {
-    std::string key = keyOf(repository);
+  void add(const std::string& key, const RemotePtr& repository) {
     _repositories.push_back(repositoryEntry(*repository, key, _options));
     if (String path = _blueprint.workingCopyPathForRemoteRepository(repository)) _paths[key] = path.str();
     if (const auto* state = _blueprint.workingCopyStates()->find(repository)) _states[key] = *state;

@@ -9,20 +9,6 @@ namespace qrb {
 
 namespace {
 
-struct BeyondLimits {
-  const char* problem;
-};
-
-// Thrown out of the parser, which has no other way to be stopped.
-auto limitsCheck(const DocumentLimits& limits) {
-  return [&limits, values = std::size_t{0}](int depth, Dictionary::parse_event_t event, Dictionary&) mutable {
-    if (event == Dictionary::parse_event_t::array_end || event == Dictionary::parse_event_t::object_end) return true;
-    if (static_cast<std::size_t>(depth) > limits.depth) throw BeyondLimits{"The text is nested too deeply."};
-    if (++values > limits.values) throw BeyondLimits{"The text holds too many values."};
-    return true;
-  };
-}
-
 std::string problemAt(std::string_view text, std::size_t byte) {
   std::string_view before = text.substr(0, std::min(byte == 0 ? 0 : byte - 1, text.size()));
   auto line = 1 + std::count(before.begin(), before.end(), '\n');
@@ -31,6 +17,52 @@ std::string problemAt(std::string_view text, std::size_t byte) {
          std::to_string(before.size() - lineStart + 1) + " on.";
 }
 
+// Reads a text without keeping anything of it, until something is wrong. The parser that keeps values can be told to
+// check them too, but looks through all of an array after each of its elements then.
+class LimitsCheck final : public nlohmann::json_sax<Dictionary> {
+ public:
+  LimitsCheck(std::string_view text, const DocumentLimits& limits) : _text(text), _limits(limits) {}
+
+  /// Empty where all is well.
+  const std::string& problem() const { return _problem; }
+
+  bool null() override { return value(); }
+  bool boolean(bool) override { return value(); }
+  bool number_integer(number_integer_t) override { return value(); }
+  bool number_unsigned(number_unsigned_t) override { return value(); }
+  bool number_float(number_float_t, const string_t&) override { return value(); }
+  bool string(string_t&) override { return value(); }
+  bool binary(binary_t&) override { return value(); }
+  bool key(string_t&) override { return value(); }
+  bool start_object(std::size_t) override { return start(); }
+  bool start_array(std::size_t) override { return start(); }
+  bool end_object() override { return end(); }
+  bool end_array() override { return end(); }
+
+  // The parser's own text would quote what was read last.
+  bool parse_error(std::size_t position, const std::string&, const nlohmann::detail::exception&) override {
+    return fail(problemAt(_text, position));
+  }
+
+ private:
+  bool value() { return ++_values <= _limits.values || fail("The text holds too many values."); }
+  bool start() { return (++_depth <= _limits.depth || fail("The text is nested too deeply.")) && value(); }
+  bool end() {
+    --_depth;
+    return true;
+  }
+  bool fail(std::string problem) {
+    _problem = std::move(problem);
+    return false;
+  }
+
+  std::string_view _text;
+  const DocumentLimits& _limits;
+  std::string _problem;
+  std::size_t _depth = 0;
+  std::size_t _values = 0;
+};
+
 }  // namespace
 
 std::optional<Dictionary> valueFromJSON(std::string_view text, std::string& problem, const DocumentLimits& limits) {
@@ -38,17 +70,12 @@ std::optional<Dictionary> valueFromJSON(std::string_view text, std::string& prob
     problem = "The text is too large.";
     return std::nullopt;
   }
-  try {
-    return Dictionary::parse(text.begin(), text.end(), limitsCheck(limits));
-  } catch (const Dictionary::parse_error& error) {
-    // Its own text would quote what was read last.
-    problem = problemAt(text, error.byte);
-  } catch (const Dictionary::exception&) {
-    problem = "The text holds a number that is too large.";
-  } catch (const BeyondLimits& beyond) {
-    problem = beyond.problem;
+  LimitsCheck check(text, limits);
+  if (!Dictionary::sax_parse(text.begin(), text.end(), &check)) {
+    problem = check.problem();
+    return std::nullopt;
   }
-  return std::nullopt;
+  return Dictionary::parse(text.begin(), text.end());
 }
 
 std::optional<std::string> jsonFromValue(const Dictionary& value, std::string& problem) {
