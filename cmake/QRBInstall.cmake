@@ -32,4 +32,4 @@ install(FILES ${PROJECT_BINARY_DIR}/QRBSourceControlConfig.cmake ${PROJECT_BINAR
 
 configure_file(cmake/QRBSourceControl.pc.in ${PROJECT_BINARY_DIR}/QRBSourceControl.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/QRBSourceControl.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-install(DIRECTORY Documentation/ DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.md")
+install(DIRECTORY Documentation/ DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.md" PATTERN "*.schema.json")

@@ -258,6 +258,24 @@ TEST_F(BlueprintRoundTrip, DISABLED_WriteFixturesThatAreMissing) {
   }
 }
 
+TEST_F(BlueprintRoundTrip, TheDocumentedExampleIsWhatItSays) {
+  std::string page = contentsOf(std::filesystem::path(QRB_FIXTURES) / "../../Documentation/blueprints.md");
+  std::size_t begin = page.find("```json\n") + 8;
+  Error error;
+  auto file = Blueprint::dictionaryFromJSONData(page.substr(begin, page.find("```", begin) - begin), &error);
+  ASSERT_TRUE(file) << error.description();
+  EXPECT_TRUE(Blueprint::validateDictionary(*file, &error)) << error.description();
+  auto blueprint = Blueprint::initWithDictionary(*file);
+  ASSERT_NE(blueprint, nullptr);
+  EXPECT_THAT(namesIn(blueprint), testing::ElementsAre("MyProject", "Core", "drawings"));
+  EXPECT_EQ(blueprint->projectPath(), "MyProject/MyProject.orlixproj");
+  std::string locations;
+  for (const RemotePtr& repository : blueprint->remoteRepositories()) {
+    locations += blueprint->locationForRemoteRepository(repository)->description() + "\n";
+  }
+  EXPECT_EQ(locations, "Branch: main\nTag: v1.0 (@9fceb02d0ae598e95dc970b74767f19372d61af8)\nPath: /trunk/sketches/\n");
+}
+
 // Files
 
 TEST_F(BlueprintRoundTrip, AFileIsNamedAfterTheBlueprintAndStaysInItsFolder) {
