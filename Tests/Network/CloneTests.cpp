@@ -43,7 +43,9 @@ TEST_F(CloneTest, checksOutWhatIsAskedFor) {
     return location->locationWithRevision(revision(to));
   };
   const auto tag = [](const char* name) { return QRBSourceControlTag::initWithTagName(name); };
-  const auto at = [&](const std::string& name) { return QRBSourceControlRevisionLocation::initWithRevision(revision(name)); };
+  const auto at = [&](const std::string& name) {
+    return QRBSourceControlRevisionLocation::initWithRevision(revision(name));
+  };
   const struct {
     QRBSourceControlRevisionLocationPtr location;
     std::string revision;
@@ -79,7 +81,9 @@ TEST_F(CloneTest, checksOutWhatIsAskedFor) {
 }
 
 TEST_F(CloneTest, whatIsNotThereLeavesNothingBehind) {
-  const auto at = [&](const std::string& name) { return QRBSourceControlRevisionLocation::initWithRevision(revision(name)); };
+  const auto at = [&](const std::string& name) {
+    return QRBSourceControlRevisionLocation::initWithRevision(revision(name));
+  };
   const struct {
     QRBSourceControlRevisionLocationPtr location;
     Code code;
@@ -127,7 +131,8 @@ TEST_F(CloneTest, anEmptyRepositoryMakesAnEmptyWorkingCopy) {
   const auto [workingCopy, error] = clone(remoteAt("file://" + empty.root()), target());
   ASSERT_TRUE(workingCopy) << error.description() << underlyingMessage(error);
   EXPECT_EQ(git(target(), {"symbolic-ref", "HEAD"}), "refs/heads/main");
-  EXPECT_TRUE(has(cloneError(remoteAt("file://" + empty.root()), pathOf("work/b"), branch("main")), Code::branchNotFound));
+  EXPECT_TRUE(
+      has(cloneError(remoteAt("file://" + empty.root()), pathOf("work/b"), branch("main")), Code::branchNotFound));
 }
 
 TEST_F(CloneTest, submodulesAreLeftForTheUser) {
@@ -166,7 +171,8 @@ class CancellationTest : public CloneTest {
     _origin.commit("large");
     _daemon = std::make_unique<ConnectionServer>(
         std::vector<std::string>{"git", "daemon", "--inetd", "--export-all", _origin.root()},
-        std::vector<std::string>{std::string("PATH=") + ::getenv("PATH"), "HOME=/nonexistent", "GIT_CONFIG_NOSYSTEM=1"});
+        std::vector<std::string>{std::string("PATH=") + ::getenv("PATH"), "HOME=/nonexistent",
+                                 "GIT_CONFIG_NOSYSTEM=1"});
     _remote = remoteAt("git://127.0.0.1:" + std::to_string(_daemon->port()) + _origin.root());
   }
 
@@ -233,7 +239,9 @@ TEST_F(CancellationTest, aFetchThatIsCancelledLeavesTheRepositoryWhole) {
     _origin.write("large/0", bytes);
     _origin.commit("more");
     cancelled += cancelAtRandom([&](const auto& done) {
-      return repositoryAt(clone.root())->downloadUpdatesFromRemoteRepository(_remote, {}, [done](const Error& error) { done(error); });
+      return repositoryAt(clone.root())->downloadUpdatesFromRemoteRepository(_remote, {}, [done](const Error& error) {
+        done(error);
+      });
     });
     for (const auto& entry : std::filesystem::recursive_directory_iterator(clone.pathOf(".git"))) {
       EXPECT_NE(entry.path().extension(), ".lock") << entry.path();

@@ -1,0 +1,96 @@
+#include "GitHTTPServer.h"
+#include "NetworkTesting.h"
+#include "SSHServer.h"
+
+namespace qrb::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+/// Looks around while a server holds up a request that it has let in.
+class SecrecyTest : public NetworkTest {
+ protected:
+  void SetUp() override {
+    NetworkTest::SetUp();
+    _origin.write("file", "1");
+    _origin.commit("one");
+    _clone.run({"remote", "set-url", "origin", "placeholder:"});
+  }
+
+  /// Every command line, environment and file that there is of the request has no such text in it.
+  void expectNowhere(const std::string& secret) {
+    const std::vector<ProcessEntry> processes = plugInProcesses();
+    // The plug-in, git, and what git talks to the server with.
+    EXPECT_GE(processes.size(), 3u);
+    for (const ProcessEntry& process : processes) {
+      for (const char* file : {"/cmdline", "/environ"}) {
+        const std::string text = textOf("/proc/" + std::to_string(process.id) + file);
+        EXPECT_THAT(text, Not(HasSubstr(secret))) << process.name << file;
+      }
+    }
+    for (const std::string& folder : {home(), pathOf("temporary"), _clone.root()}) {
+      for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        if (!entry.is_regular_file()) continue;
+        EXPECT_THAT(textOf(entry.path()), Not(HasSubstr(secret))) << entry.path();
+      }
+    }
+  }
+
+  /// Each request that reaches a remote, held up when it has been let in, looked at, and let go on.
+  void lookAtEveryRequest(const Remote& remote, const TestGate& gate, const std::string& secret) {
+    _clone.run({"remote", "set-url", "origin", remote->URL().withoutPassword().absoluteString().str()});
+    const auto look = [&](const char* what, const auto& request) {
+      SCOPED_TRACE(what);
+      gate.close();
+      auto answer = std::async(std::launch::async, request);
+      EXPECT_TRUE(gate.awaitArrival());
+      expectNowhere(secret);
+      gate.open();
+      const Error error = answer.get();
+      EXPECT_FALSE(error) << error.description() << underlyingMessage(error);
+    };
+    look("validate", [&] { return validate(remote); });
+    look("fetch", [&] { return fetch(remote, _clone.root()); });
+    look("update", [&] { return update(_clone.root(), remote); });
+    _clone.commit("more");
+    look("push", [&] { return push(remote, _clone.root()); });
+    look("clone", [&] { return cloneError(remote, pathOf("cloned")); });
+    EXPECT_THAT(textOf(pathOf("cloned/.git/config")), Not(HasSubstr(secret)));
+  }
+
+  GitRepository _origin;
+  GitRepository _clone = GitRepository::cloneOf(_origin.root());
+};
+
+TEST_F(SecrecyTest, aPasswordIsInNoCommandLineEnvironmentOrFile) {
+  if (!GitHTTPServer::isInstalled()) GTEST_SKIP() << "Apache is not installed";
+  const TestCertificate certificate = TestCertificate::make(home(), "server");
+  GitHTTPServer server(pathOf("served"), {certificate});
+  server.serve("origin.git", _origin.root());
+  const Remote remote =
+      remoteAt(server.secureURL("/private/origin.git"), passwordOf(GitHTTPServer::user, GitHTTPServer::password));
+  remote->setTrustedServerFingerprint(certificate.fingerprint());
+  // A part of it, which no encoding changes.
+  lookAtEveryRequest(remote, server.gate(), "s3cr3t");
+}
+
+TEST_F(SecrecyTest, aPassphraseIsInNoCommandLineEnvironmentOrFile) {
+  if (!SSHServer::isInstalled()) GTEST_SKIP() << "no SSH server is installed";
+  _origin.run({"clone", "-q", "--bare", _origin.root(), pathOf("origin.git")});
+  const std::string passphrase = "correct-horse-battery";
+  makeSSHKey(pathOf("server/host"));
+  makeSSHKey(pathOf("keys/protected"), passphrase);
+  std::ofstream(pathOf("server/admitted")) << textOf(pathOf("keys/protected.pub"));
+  std::filesystem::create_directory(pathOf("gate"));
+  const TestGate gate(pathOf("gate"));
+  std::ofstream(pathOf("server/command")) << gate.script() << "eval exec \"$SSH_ORIGINAL_COMMAND\"\n";
+  const SSHServer server(pathOf("server"), "ForceCommand sh " + pathOf("server/command") + "\n");
+  std::ofstream(home() + "/.ssh/known_hosts") << server.knownHostLine(pathOf("server/host.pub"));
+  const std::string url = "ssh://" + SSHServer::user() + "@127.0.0.1:" + std::to_string(server.port());
+  lookAtEveryRequest(remoteAt(url + pathOf("origin.git"), keyAt(pathOf("keys/protected"), passphrase)), gate,
+                     passphrase);
+}
+
+}  // namespace
+}  // namespace qrb::test

@@ -1,0 +1,107 @@
+#include "AskpassChannel.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include "AskpassProtocol.h"
+#include "Process.h"
+
+using namespace std::string_literals;
+
+namespace qrb {
+namespace {
+
+/// Runs the program that tools ask, as they do.
+class AskpassTest : public testing::Test {
+ protected:
+  struct Asked {
+    Process process;
+    FileDescriptor output;
+  };
+
+  Asked ask(const std::vector<std::string>& arguments, bool inOtherSession = false) {
+    DescriptorPair output = makePipe();
+    LaunchOptions options;
+    options.path = QRB_ASKPASS;
+    options.arguments = {QRB_ASKPASS};
+    options.arguments.insert(options.arguments.end(), arguments.begin(), arguments.end());
+    options.environment.emplace();
+    for (const auto& [name, value] : _channel.environment()) options.environment->push_back(name + "=" + value);
+    options.stdoutDescriptor = output.second.get();
+    options.newSession = inOtherSession;
+    auto launched = Process::launch(options);
+    return {std::move(std::get<Process>(launched)), std::move(output.first)};
+  }
+  /// Waits until somebody asks.
+  bool awaitQuestion() const {
+    pollfd ready{_channel.descriptor(), POLLIN, 0};
+    return ::poll(&ready, 1, 60'000) == 1;
+  }
+  static std::string outputOf(const Asked& asked) {
+    std::string text;
+    char buffer[4096];
+    for (ssize_t got; (got = ::read(asked.output.get(), buffer, sizeof buffer)) > 0;) {
+      text.append(buffer, static_cast<std::size_t>(got));
+    }
+    return text;
+  }
+
+  std::vector<AskpassQuestion> _questions;
+  std::optional<std::string> _answer;
+  AskpassChannel _channel{[this](const AskpassQuestion& question) {
+    _questions.push_back(question);
+    return _answer;
+  }};
+};
+
+TEST_F(AskpassTest, aQuestionArrivesAsItWasAskedAndTheAnswerGoesToStandardOutputAlone) {
+  _answer = "s3cr3t \t'\"$";
+  Asked asked = ask({"Password for 'https://u@h': "});
+  ASSERT_TRUE(awaitQuestion());
+  _channel.serve();
+  EXPECT_EQ(outputOf(asked), *_answer + "\n");
+  EXPECT_TRUE(asked.process.wait().succeeded());
+  ASSERT_EQ(_questions.size(), 1u);
+  EXPECT_EQ(_questions[0].kind, kAskpassPromptKind);
+  EXPECT_THAT(_questions[0].values, testing::ElementsAre("Password for 'https://u@h': "));
+}
+
+TEST_F(AskpassTest, withoutAnAnswerGitHearsOfAFailureAndSSHOfNoKey) {
+  Asked asked = ask({"Username for 'https://h': "});
+  ASSERT_TRUE(awaitQuestion());
+  _channel.serve();
+  EXPECT_EQ(outputOf(asked), "");
+  EXPECT_FALSE(asked.process.wait().succeeded());
+  Asked keys = ask({"HOSTNAME", "h", "ssh-ed25519", "AAAA", "SHA256:x"});
+  ASSERT_TRUE(awaitQuestion());
+  _channel.serve();
+  EXPECT_EQ(outputOf(keys), "");
+  EXPECT_TRUE(keys.process.wait().succeeded()) << "ssh takes a failure for its own";
+  ASSERT_EQ(_questions.size(), 2u);
+  EXPECT_EQ(_questions[1].kind, kAskpassHostKeyKind);
+  EXPECT_EQ(_questions[1].values[4], "SHA256:x");
+}
+
+TEST_F(AskpassTest, aProcessThatIsNoToolOfThisOneGetsNothing) {
+  _answer = "secret";
+  Asked asked = ask({"Password for 'https://u@h': "}, true);
+  ASSERT_TRUE(awaitQuestion());
+  _channel.serve();
+  EXPECT_EQ(outputOf(asked), "");
+  EXPECT_FALSE(asked.process.wait().succeeded());
+  EXPECT_TRUE(_questions.empty());
+}
+
+TEST(AskpassQuestion, onlyWholeQuestionsAreRead) {
+  for (const std::string& packet : {""s, "\0"s, "prompt\0"s, "prompt\0a"s, "prompt\0a\0b\0"s, "other\0a\0"s,
+                                    "host-key\0a\0b\0c\0d\0"s, "host-key\0a\0b\0c\0d\0e\0f\0"s}) {
+    EXPECT_FALSE(parseAskpassQuestion(packet)) << testing::PrintToString(packet);
+  }
+  EXPECT_TRUE(parseAskpassQuestion("prompt\0\0"s));
+  EXPECT_TRUE(parseAskpassQuestion("host-key\0a\0b\0c\0d\0e\0"s));
+}
+
+}  // namespace
+}  // namespace qrb
