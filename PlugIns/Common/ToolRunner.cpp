@@ -39,8 +39,13 @@ std::vector<std::string> environmentFor(const ToolCommand& command) {
       result.emplace_back(text);
     }
   }
-  for (const auto& [name, value] : command.environment) {
-    result.push_back(name + '=' + value);
+  // A program that asks for a name gets the first that it finds.
+  for (auto entry = command.environment.begin(); entry != command.environment.end(); ++entry) {
+    const bool isLast = std::none_of(entry + 1, command.environment.end(),
+                                     [&](const auto& later) { return later.first == entry->first; });
+    if (isLast) {
+      result.push_back(entry->first + '=' + entry->second);
+    }
   }
   return result;
 }

@@ -18,8 +18,8 @@ struct ToolCommand {
   std::string path;
   /// Without argument 0, which is the path.
   std::vector<std::string> arguments;
-  /// The tool gets this process's environment without the names in `unsetEnvironment` and with these put in, in order;
-  /// a name given here wins.
+  /// The tool gets this process's environment without the names in `unsetEnvironment` and with these put in; a name
+  /// given here wins, and of two the later.
   std::vector<std::pair<std::string, std::string>> environment;
   std::vector<std::string> unsetEnvironment;
   std::optional<std::string> workingDirectory;

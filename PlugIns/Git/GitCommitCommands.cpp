@@ -40,5 +40,5 @@ std::string_view gitReadCommit(std::string_view output) {
 }
 
 GitCommand gitStagedCommand() {
-  return gitMakeCommand({"diff", "--cached", "--quiet", "--no-ext-diff", "--no-textconv", "--"});
+  return gitMakeCommand({"diff-index", "--cached", "--quiet", "--no-ext-diff", "HEAD", "--"});
 }

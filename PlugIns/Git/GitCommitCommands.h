@@ -27,5 +27,5 @@ GitCommand gitCommitCommand(const GitCommitRequest& request);
 /// The abbreviated object name in what gitCommitCommand() printed; empty when it is something else.
 std::string_view gitReadCommit(std::string_view output);
 
-/// Prints nothing and exits with 1 when something is staged.
+/// Prints nothing and exits with 1 when something is staged. Fails with UnbornHead on a branch without commits.
 GitCommand gitStagedCommand();

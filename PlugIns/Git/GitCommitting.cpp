@@ -57,7 +57,8 @@ GitOutcome run(const GitTool& tool, const GitCommitRequest& request, std::string
 GitOutcome commitWhole(const GitTool& tool, const std::string& message, std::string& hash) {
   GitCommitRequest request{message, {}, false};
   const GitOutcome stagedOutcome = tool.run(gitStagedCommand());
-  if (!stagedOutcome && stagedOutcome.exitCode != 1) return stagedOutcome;
+  const bool isFirst = stagedOutcome.failedWith(GitFailureKind::UnbornHead);
+  if (!stagedOutcome && stagedOutcome.exitCode != 1 && !isFirst) return stagedOutcome;
   if (stagedOutcome) {
     // A merge may well change nothing against HEAD.
     std::string merged;

@@ -2,9 +2,11 @@
 
 #include <unistd.h>
 
+#include <filesystem>
 #include <span>
 
 #include "GitLockWait.h"
+#include "GitWorkingCopyProbe.h"
 
 namespace {
 
@@ -73,6 +75,13 @@ GitOutcome outcomeOf(const ToolResult& result, bool hasRunHooks) {
   return outcome;
 }
 
+GitTool::Output appendTo(std::string& text) {
+  return [&text](std::string_view bytes) {
+    text.append(bytes);
+    return true;
+  };
+}
+
 }  // namespace
 
 GitOutcome GitOutcome::failed(GitFailure failure) {
@@ -95,6 +104,22 @@ GitTool::GitTool(std::string folder, int hostConnection) : _folder(std::move(fol
 GitOutcome GitTool::run(const GitCommand& command, const Output& onOutput, const Output& onError) const {
   if (!command) return GitOutcome::failed({GitFailureKind::UnknownRevision, {}, command.refusal});
   if (_folder.empty()) return GitOutcome::failed({GitFailureKind::NotARepository, {}, "not a folder of this machine"});
+  ToolCommand tool = prepare(command);
+  if (command.access == GitAccess::Write) {
+    return guard().refusal ? runPrepared(command, tool, onOutput, onError) : guard().refusal;
+  }
+  // As variables, since names may hold what divides them from values on a command line.
+  const auto& [settings, variables] = guard().neutralization;
+  tool.environment.insert(tool.environment.end(), variables.begin(), variables.end());
+  if (!settings.empty()) tool.environment.emplace_back("GIT_CONFIG_COUNT", std::to_string(settings.size()));
+  for (std::size_t number = 0; number < settings.size(); ++number) {
+    tool.environment.emplace_back("GIT_CONFIG_KEY_" + std::to_string(number), settings[number].first);
+    tool.environment.emplace_back("GIT_CONFIG_VALUE_" + std::to_string(number), settings[number].second);
+  }
+  return runPrepared(command, tool, onOutput, onError);
+}
+
+ToolCommand GitTool::prepare(const GitCommand& command) const {
   ToolCommand tool;
   tool.path = "git";
   for (const std::string& setting : _settings) tool.arguments.insert(tool.arguments.end(), {"-c", setting});
@@ -108,6 +133,11 @@ GitOutcome GitTool::run(const GitCommand& command, const Output& onOutput, const
   tool.workingDirectory = _folder;
   tool.standardInput = command.standardInput;
   tool.secondInput = command.secondInput;
+  return tool;
+}
+
+GitOutcome GitTool::runPrepared(const GitCommand& command, const ToolCommand& tool, const Output& onOutput,
+                                const Output& onError) const {
   const auto runOnce = [&](const Output& reader) {
     return outcomeOf(_runner.run(tool, reader, onError), command.runsHooks);
   };
@@ -125,11 +155,36 @@ GitOutcome GitTool::run(const GitCommand& command, const Output& onOutput, const
   return outcome;
 }
 
+/// Most repositories have nothing of the kind, which a look at their configuration tells in no time.
+const GitTool::Guard& GitTool::guard() const {
+  if (_guard) return *_guard;
+  _guard.emplace();
+  const std::string configuration = gitOwnConfiguration(_folder);
+  if (gitMayNamePrograms(configuration)) {
+    const GitCommand command = gitProgramSettingsCommand();
+    std::string listing;
+    runPrepared(command, prepare(command), appendTo(listing), {});
+    _guard->neutralization = gitNeutralizePrograms(listing);
+  }
+  if (gitMayMoveWorkingCopy(configuration)) _guard->refusal = findElsewhere();
+  return *_guard;
+}
+
+GitOutcome GitTool::findElsewhere() const {
+  const GitCommand command = gitLocationCommand();
+  std::string output;
+  // What is wrong otherwise, the command itself will say.
+  runPrepared(command, prepare(command), appendTo(output), {});
+  const auto location = gitReadLocation(output);
+  std::error_code error;
+  if (!location || location->root.empty() || std::filesystem::equivalent(location->root, _folder, error)) return {};
+  return GitOutcome::failed({GitFailureKind::NotARepository, _folder,
+                             "The repository in “" + _folder + "” says that its files are in “" + location->root +
+                                 "” (core.worktree). Changes are made there only when that folder is asked for."});
+}
+
 GitOutcome GitTool::run(const GitCommand& command, std::string& output) const {
-  GitOutcome outcome = run(command, [&](std::string_view bytes) {
-    output.append(bytes);
-    return true;
-  });
+  GitOutcome outcome = run(command, appendTo(output));
   if (output.ends_with('\n')) output.pop_back();
   return outcome;
 }

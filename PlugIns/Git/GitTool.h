@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -9,6 +10,7 @@
 
 #include "GitCommands.h"
 #include "GitFailure.h"
+#include "GitPrograms.h"
 #include "ToolRunner.h"
 
 /// How a git command ended.
@@ -54,6 +56,9 @@ class GitTool {
     _runner.setSideChannel(descriptor, std::move(onReadable));
   }
 
+  /// Programs that the repository's own configuration names are not run by commands that only read (see GitPrograms.h),
+  /// and commands that write refuse a repository whose working copy is not the folder.
+  ///
   /// Runs the command; `onOutput` gets its output as it comes, `onError` what goes to standard error. A writing command
   /// that finds a lock file before it has printed anything is run again, for lockPatience at most, while the other
   /// process may be about to end.
@@ -71,10 +76,24 @@ class GitTool {
   }
 
  private:
+  struct Guard {
+    /// Of the commands that read.
+    GitNeutralization neutralization;
+    /// What is wrong with the repository, for those that write.
+    GitOutcome refusal;
+  };
+
+  qrb::ToolCommand prepare(const GitCommand& command) const;
+  GitOutcome runPrepared(const GitCommand& command, const qrb::ToolCommand& tool, const Output& onOutput,
+                         const Output& onError) const;
+  const Guard& guard() const;
+  GitOutcome findElsewhere() const;
+
   const std::string _folder;
   const int _hostConnection;
   std::vector<std::string> _settings;
   std::vector<std::pair<std::string, std::string>> _variables;
   std::chrono::milliseconds _lockPatience{5000};
   qrb::ToolRunner _runner;
+  mutable std::optional<Guard> _guard;
 };

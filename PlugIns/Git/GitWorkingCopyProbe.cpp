@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string_view>
 
 namespace {
@@ -61,7 +62,23 @@ std::optional<fs::path> gitDirectoryOf(const fs::path& root) {
   return (root / line->substr(label.size())).lexically_normal();
 }
 
+void appendFile(const fs::path& file, std::string& text) {
+  std::error_code error;
+  if (!fs::is_regular_file(file, error)) return;
+  std::ifstream stream(file, std::ios::binary);
+  text.append(std::istreambuf_iterator<char>(stream), {});
+}
+
 }  // namespace
+
+std::string gitOwnConfiguration(const std::string& folder) {
+  std::string text;
+  // Without a ".git" the folder is the repository itself.
+  const fs::path gitDirectory = gitDirectoryOf(folder).value_or(folder);
+  if (const auto common = commonDirectory(gitDirectory)) appendFile(*common / "config", text);
+  appendFile(gitDirectory / "config.worktree", text);
+  return text;
+}
 
 std::optional<GitWorkingCopyPlace> gitProbeWorkingCopy(const std::string& path) {
   // A relative path would speak of wherever this process happens to be.

@@ -14,3 +14,7 @@ struct GitWorkingCopyPlace {
 /// Tells whether a path, or the folder whose ".git" it is, is the root of a working copy, by what is on disk and
 /// without running git: a scan asks about thousands. None for folders within a working copy and for bare repositories.
 std::optional<GitWorkingCopyPlace> gitProbeWorkingCopy(const std::string& path);
+
+/// The text of the configuration files of a repository's own, joined: of a working copy by its root, of a repository by
+/// its folder. Empty where there are none. Files that they include are not among them.
+std::string gitOwnConfiguration(const std::string& folder);

@@ -178,7 +178,7 @@ TEST(ToolRunner, ChangesTheEnvironmentAsAsked) {
   ::setenv("QRB_CHANGED", "old", 1);
   ToolCommand command = shell("echo $QRB_KEPT,$QRB_GONE,$QRB_CHANGED,$QRB_NEW; env | grep -c QRB_CHANGED=");
   command.unsetEnvironment = {"QRB_GONE", "QRB_NEW"};
-  command.environment = {{"QRB_CHANGED", "new"}, {"QRB_NEW", "a=b"}};
+  command.environment = {{"QRB_CHANGED", "earlier"}, {"QRB_CHANGED", "new"}, {"QRB_NEW", "a=b"}};
   EXPECT_EQ(capture(command).output, "kept,,new,a=b\n1\n");
 }
 
