@@ -139,7 +139,7 @@ class QRB_EXPORT QRBSourceControlWorkspaceBlueprint
   qrb::OperationQueue& _blueprintOperationQueue() noexcept { return _operationQueue; }
   /// Whether repositories are told apart by both their identifiers, since two share one.
   bool _needsToUseSecondaryIdentifiers() const noexcept { return _usesSecondaryIdentifiers; }
-  /// What the file said of each repository that was left out in reading: identifier or URL, and why.
+  /// Of each repository that was left out in reading, its identifier in the file and why.
   const std::vector<qrb::String>& leftOutOnReading() const noexcept { return _leftOut; }
   /// Whether the actions may begin; a hook for subclasses.
   virtual bool _isValid() const { return true; }
