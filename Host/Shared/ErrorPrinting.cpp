@@ -39,6 +39,10 @@ void printError(const qrb::Error& error) {
   if (std::string said = withoutTrailingSpace(displayText(underlying.view())); !said.empty()) {
     text += "\n" + indented(said);
   }
+  qrb::String fingerprint = error.userInfo(QRBSourceControlSSHFingerprint);
+  if (!fingerprint.empty() && underlying.view().find(fingerprint.view()) == std::string_view::npos) {
+    text += "\n  The server's fingerprint is " + displayText(fingerprint.view()) + ".";
+  }
   printRemark(text);
 }
 

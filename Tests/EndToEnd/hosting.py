@@ -130,7 +130,8 @@ class HostTest(unittest.TestCase):
 
     def converse(self, *arguments, answers=(), cwd=None, environment=None):
         """Runs a host on a terminal of its own and types each answer when its question is shown: pairs of the end of
-        the question and what is typed. Gives the exit status and all that the terminal showed."""
+        the question and what is typed, or of a pattern and what is called then. Gives the exit status and all that the
+        terminal showed."""
         process, terminal = pty.fork()
         if process == 0:
             os.chdir(cwd or self.folder)
@@ -145,18 +146,27 @@ class HostTest(unittest.TestCase):
                 if not piece:
                     break
                 shown += piece
-                if answers and shown[asked:].rstrip().endswith(answers[0][0].encode()):
+                if answers and self.is_asked(shown[asked:], answers[0][0]):
+                    question, answer = answers.pop(0)
+                    asked = len(shown)
+                    if callable(answer):
+                        answer()
+                        continue
                     # The mode is read at the other end, which is the same terminal.
                     hidden = not termios.tcgetattr(terminal)[3] & termios.ECHO
-                    is_secret = "Pass" in answers[0][0]
-                    self.assertEqual(hidden, is_secret, f"what is typed is {'not ' * (not hidden)}hidden: {shown}")
-                    asked = len(shown)
-                    os.write(terminal, answers.pop(0)[1].encode() + b"\n")
+                    self.assertEqual(hidden, "Pass" in question, f"hidden: {hidden}, after {shown}")
+                    os.write(terminal, answer.encode())
         finally:
             os.close(terminal)
             status = os.waitstatus_to_exitcode(os.waitpid(process, 0)[1])
         self.assertEqual(answers, [], "was not asked: " + shown.decode(errors="replace"))
         return status, shown.decode(errors="replace")
+
+    @staticmethod
+    def is_asked(shown, question):
+        if isinstance(question, str):
+            return shown.rstrip().endswith(question.encode())
+        return question.search(shown.decode(errors="replace"))
 
     def json_of(self, *arguments, **options):
         """What a command lists, which must succeed without a word of complaint."""

@@ -2,12 +2,9 @@
 
 import json
 import os
-import pty
-import select
 import shutil
 import stat
 import subprocess
-import termios
 
 from hosting import HOST, PATIENCE, HostTest, main
 
@@ -101,35 +98,10 @@ class Accounts(AccountsTest):
         self.assertEqual(output, "")
         self.assertTrue(errors.startswith("qrbscm: "), errors)
 
-    def run_on_terminal(self, *arguments, typed):
-        """Types once it is asked; gives the exit status and all that the terminal showed."""
-        process, terminal = pty.fork()
-        if process == 0:
-            os.execve(HOST, [HOST, *arguments], self.environment)
-        shown = b""
-        try:
-            while True:
-                self.assertTrue(select.select([terminal], [], [], PATIENCE)[0], "nothing came: " + shown.decode())
-                try:
-                    piece = os.read(terminal, 4096)
-                except OSError:
-                    break
-                if not piece:
-                    break
-                shown += piece
-                if typed and shown.rstrip().endswith(b":"):
-                    # The mode is read at the other end, which is the same terminal.
-                    self.assertFalse(termios.tcgetattr(terminal)[3] & termios.ECHO, "what is typed would be shown")
-                    os.write(terminal, typed)
-                    typed = b""
-        finally:
-            os.close(terminal)
-            status = os.waitstatus_to_exitcode(os.waitpid(process, 0)[1])
-        return status, shown.decode()
-
     def test_a_password_is_asked_for_on_the_terminal_and_not_shown(self):
         self.accounts("add", "web", "https://localhost:1/", "--user", "ann")
-        status, shown = self.run_on_terminal("accounts", "test", "web", typed=SECRET.encode() + b"\n")
+        status, shown = self.converse("accounts", "test", "web",
+                                      answers=[("Password of ann at https://localhost:1/:", SECRET + "\n")])
         self.assertIn("Password of ann", shown)
         self.assertNotIn("hidden", shown)
         self.assertEqual(status, 1)
@@ -137,9 +109,10 @@ class Accounts(AccountsTest):
 
     def test_the_question_can_be_refused(self):
         self.accounts("add", "web", "https://localhost:1/", "--user", "ann")
-        for typed in (b"\x03", b"half a pass\x03", b"\x04"):
+        for typed in ("\x03", "half a pass\x03", "\x04"):
             with self.subTest(typed):
-                status, shown = self.run_on_terminal("accounts", "test", "web", typed=typed)
+                status, shown = self.converse("accounts", "test", "web",
+                                              answers=[("Password of ann at https://localhost:1/:", typed)])
                 self.assertEqual(status, 1)
                 self.assertNotIn("half", shown)
 

@@ -28,11 +28,7 @@ class ChangesTest(HostTest):
         return {"files": files, "head": head, "index": self.git(repository, "ls-files", "--stage", "-z"),
                 "status": self.git(repository, "status", "--porcelain=v2", "-z", "--untracked-files=all")
                 .replace(b".twin", b""),
-                "history": self.git(repository, "log", "--all", "--format=%T %an %ae %P%n%B", "--name-only", check=False)
-                if not head else self.history(repository)}
-
-    def history(self, repository):
-        return self.git(repository, "log", "--all", "--topo-order", "--format=%T%x00%an%x00%ae%x00%B", check=False)
+                "history": self.git(repository, "log", "--all", "--topo-order", "--format=%T%x00%an%x00%ae%x00%B%x00%D")}
 
     def orchard(self):
         path = self.repository()
