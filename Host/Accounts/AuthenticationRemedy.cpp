@@ -1,5 +1,7 @@
 #include "AuthenticationRemedy.h"
 
+#include <arpa/inet.h>
+
 #include "AccountRecord.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
@@ -63,7 +65,9 @@ bool isReadableOnTheWay(const qrb::URL& url) {
   if (scheme.empty() || isEncrypted(scheme) || scheme.find("ssh") != std::string::npos || scheme == "file")
     return false;
   std::string name = qrb::lowercased(url.host().view());
-  return name != "localhost" && name != "::1" && !name.starts_with("127.");
+  in_addr number{};
+  bool isLoopback = ::inet_pton(AF_INET, name.c_str(), &number) == 1 && (::ntohl(number.s_addr) >> 24) == 127;
+  return !isLoopback && name != "localhost" && name != "::1";
 }
 
 std::string adviceFor(const qrb::Error& error) {
