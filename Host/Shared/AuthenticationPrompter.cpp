@@ -35,10 +35,11 @@ std::string knownUserOf(const QRBSourceControlRemoteRepositoryPtr& remote) {
   return user.empty() ? usernameOf(remote->authenticationStrategy()) : user;
 }
 
-qrb::Error askWithDefault(const std::string& what, const std::string& preset, std::string& answer) {
+// By value: the preset may be the answer itself.
+qrb::Error askWithDefault(const std::string& what, std::string preset, std::string& answer) {
   std::string prompt = what + (preset.empty() ? "" : " [" + displayText(preset) + "]") + ": ";
   if (qrb::Error error = askForLine(prompt, answer)) return error;
-  if (answer.empty()) answer = preset;
+  if (answer.empty()) answer = std::move(preset);
   return {};
 }
 

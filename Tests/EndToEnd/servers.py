@@ -96,7 +96,7 @@ class GitWebServer:
             self._server.socket = self.context.wrap_socket(self._server.socket, server_side=True,
                                                            do_handshake_on_connect=False)
         self.address = f"http{'s' if certificate else ''}://127.0.0.1:{self._server.server_address[1]}"
-        self._thread = threading.Thread(target=self._server.serve_forever)
+        self._thread = threading.Thread(target=self._server.serve_forever, args=(0.02,))
         self._thread.start()
 
     def close(self):
