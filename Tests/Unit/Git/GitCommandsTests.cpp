@@ -195,6 +195,17 @@ TEST(GitFailure, isToldFromGitsMessage) {
       {"error: insufficient permission for adding an object to repository database .git/objects",
        GitFailureKind::PermissionDenied, ""},
       {"fatal: transport 'ext' not allowed", GitFailureKind::ProtocolNotAllowed, "ext"},
+      {"error: cannot lock ref 'HEAD': is at 1234 but expected 5678", GitFailureKind::Locked, ""},
+      {"error: the following file has local modifications:\n    a\n(use --cached to keep the file, or -f to force "
+       "removal)",
+       GitFailureKind::LocalChanges, ""},
+      {"fatal: 'x' is already checked out at '/r'", GitFailureKind::BranchInUse, "x"},
+      {"fatal: invalid reference: refs/heads/x", GitFailureKind::UnknownRevision, ""},
+      {"fatal: a branch is expected, got tag 't'", GitFailureKind::UnknownRevision, "t"},
+      {"fatal: destination exists, source=a, destination=b", GitFailureKind::FileExists, ""},
+      {"fatal: no such ref: HEAD", GitFailureKind::UnbornHead, ""},
+      {"fatal: refusing to merge unrelated histories", GitFailureKind::NoCommonAncestor, ""},
+      {"Author identity unknown\n\n*** Please tell me who you are.", GitFailureKind::IdentityUnknown, ""},
       {"something of a hook's own", GitFailureKind::Other, ""},
       {"", GitFailureKind::Other, ""},
   };
@@ -204,6 +215,10 @@ TEST(GitFailure, isToldFromGitsMessage) {
     EXPECT_EQ(failure.detail, entry.detail) << entry.text;
   }
   EXPECT_EQ(classifyGitFailure(127, "").kind, GitFailureKind::GitMissing);
+  // A hook may have written this, unless git itself gave up.
+  const char* words = "./check: Permission denied";
+  EXPECT_EQ(classifyGitFailure(1, words, true).kind, GitFailureKind::Other);
+  EXPECT_EQ(classifyGitFailure(128, words, true).kind, GitFailureKind::PermissionDenied);
   EXPECT_EQ(classifyGitFailure(1, " \n a\nb \n\n").message, "a\nb");
 }
 
