@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -14,6 +15,7 @@ class XMLScanner {
   XMLScanner(std::string_view document, const DocumentLimits& limits) : _rest(document), _limits(limits) {}
 
   bool scan() {
+    if (!hasUsableCharacters()) return false;
     for (std::size_t next = _rest.find('<'); next != std::string_view::npos; next = _rest.find('<')) {
       _rest.remove_prefix(next);
       if (!takeMarkup()) return false;
@@ -22,6 +24,24 @@ class XMLScanner {
   }
 
  private:
+  // A text that holds a zero ends the process in some parsers, whichever way it is written.
+  bool hasUsableCharacters() const {
+    if (_rest.find('\0') != std::string_view::npos) return false;
+    for (std::size_t next = _rest.find("&#"); next != std::string_view::npos; next = _rest.find("&#", next + 2)) {
+      std::string_view digits = _rest.substr(next + 2, 9);
+      if (digits.find(';') == std::string_view::npos) return false;
+      const bool isHexadecimal = digits.starts_with('x') || digits.starts_with('X');
+      if (isHexadecimal) digits.remove_prefix(1);
+      digits = digits.substr(0, digits.find(';'));
+      std::uint32_t character = 0;
+      const auto [end, error] =
+          std::from_chars(digits.data(), digits.data() + digits.size(), character, isHexadecimal ? 16 : 10);
+      const bool isWhole = error == std::errc() && end == digits.data() + digits.size();
+      if (!isWhole || character == 0 || character > 0x10ffff) return false;
+    }
+    return true;
+  }
+
   bool takeMarkup() {
     // Two forms of comment that readers disagree about, so that one may see elements where another sees none.
     if (_rest.starts_with("<!-->") || _rest.starts_with("<!--->")) return false;
@@ -137,6 +157,16 @@ class BinaryScanner {
     return Header{header.kind, *count, header.content + 1 + size};
   }
 
+  // Whether a text of bytes or of pairs of them has one that is zero; parsers may end the process over it.
+  bool holdsZero(const Header& header) const {
+    const std::uint64_t size = header.kind == 6 ? 2 : 1;
+    for (std::uint64_t index = 0; index < header.count; ++index) {
+      auto unit = number(header.content + index * size, size);
+      if (!unit || *unit == 0) return true;
+    }
+    return false;
+  }
+
   // An object is looked at once, however often it is referred to; a cycle runs out of depth.
   std::optional<Extent> extentOf(std::uint64_t object, std::size_t depthLeft) {
     if (object >= _objectCount) return std::nullopt;
@@ -157,6 +187,7 @@ class BinaryScanner {
     std::uint64_t references = header.kind >= 10 && header.kind <= 12 ? header.count : 0;
     if (header.count > _document.size()) return std::nullopt;
     if (header.kind == 13) references = header.count * 2;
+    if ((header.kind == 5 || header.kind == 6) && holdsZero(header)) return std::nullopt;
     Extent extent{kCostOfValue + (references == 0 ? header.count * 3 : 0), 1};
     for (std::uint64_t index = 0; index < references; ++index) {
       auto object = number(header.content + index * _referenceSize, _referenceSize);
