@@ -8,12 +8,33 @@ GitCommand switchCommand() {
   return gitMakeHookedCommand({"switch", "--quiet", "--no-progress"});
 }
 
+GitCommand committingCommand() {
+  return gitMakeHookedCommand({"-c", "user.useConfigOnly=true", "-c", "i18n.commitEncoding=UTF-8"});
+}
+
 }  // namespace
 
 GitCommand gitMergeCommand(std::string_view branch) {
+  return gitMergeCommand(branch, {});
+}
+
+GitCommand gitMergeCommand(std::string_view branch, std::string_view fastForward) {
   if (!gitIsPlainRevision(branch)) return gitRefusedCommand("branch", branch);
-  return gitMakeHookedCommand({"-c", "user.useConfigOnly=true", "-c", "i18n.commitEncoding=UTF-8", "merge", "--no-edit",
-                               "--no-progress", branch});
+  GitCommand command = committingCommand();
+  gitAddArguments(command, {"merge", "--no-edit", "--no-progress"});
+  if (fastForward == "only") gitAddArguments(command, {"--ff-only"});
+  if (fastForward == "false") gitAddArguments(command, {"--no-ff"});
+  gitAddArguments(command, {branch});
+  return command;
+}
+
+GitCommand gitRebaseCommand(std::string_view revision, bool keepsMerges) {
+  if (!gitIsPlainRevision(revision)) return gitRefusedCommand("revision", revision);
+  GitCommand command = committingCommand();
+  gitAddArguments(command, {"rebase", "--no-stat"});
+  if (keepsMerges) gitAddArguments(command, {"--rebase-merges"});
+  gitAddArguments(command, {revision});
+  return command;
 }
 
 GitCommand gitFullNameCommand(std::string_view name) {

@@ -10,6 +10,11 @@
 
 /// Merges a branch into the one checked out. Fails (exit status 1, its words on standard output) in a conflict.
 GitCommand gitMergeCommand(std::string_view branch);
+/// Merges as the user has set up for updating: `fastForward` is "only", "false" (make a merge of everything) or else.
+GitCommand gitMergeCommand(std::string_view branch, std::string_view fastForward);
+/// Puts the commits of the branch checked out on top of the revision; with `keepsMerges` merges among them stay. Fails
+/// like a merge.
+GitCommand gitRebaseCommand(std::string_view revision, bool keepsMerges);
 
 /// Prints the full name of the ref that a name alone stands for; nothing when it is ambiguous.
 GitCommand gitFullNameCommand(std::string_view name);

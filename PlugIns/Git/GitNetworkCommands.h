@@ -4,7 +4,6 @@
 #include <string_view>
 
 #include "GitCommands.h"
-#include "GitNetworkSettings.h"
 
 // Commands for GitRemoteTool: each reaches the repository that it calls by GitRemoteTool::remoteName(). Full names of
 // refs ("refs/heads/main") are meant, which the caller has checked (see GitNames.h).
@@ -32,8 +31,5 @@ GitCommand gitCloneCommand(std::string_view address, std::string_view folder, st
 GitCommand gitCheckOutDetachedCommand(std::string_view revision);
 /// Checks a branch (without a folder) out that is there already, moved to the revision; likewise.
 GitCommand gitCheckOutBranchAtCommand(std::string_view branch, std::string_view revision);
-/// Brings the branch checked out to where it has all of the revision or ref, by merging or as the user has set up for
-/// it (pull.rebase, pull.ff). Conflicts are told on standard output and by exit code 1.
-GitCommand gitUpdateCommand(const GitNetworkSettings& settings, std::string_view branch, std::string_view from);
 /// Makes a branch (without a folder) follow what is kept under the full name.
 GitCommand gitSetUpstreamCommand(std::string_view branch, std::string_view trackingRef);

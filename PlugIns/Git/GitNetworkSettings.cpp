@@ -68,6 +68,13 @@ const Entry* entryNamed(const std::vector<Entry>& entries, std::string_view name
 
 }  // namespace
 
+std::string_view GitNetworkSettings::rebaseOf(std::string_view branch) const {
+  const GitBranchSettings* const own = branchNamed(branch);
+  const std::string_view setting = own != nullptr && !own->rebase.empty() ? own->rebase : pullRebase;
+  const bool isFalse = setting == "false" || setting == "no" || setting == "off" || setting == "0";
+  return isFalse ? std::string_view() : setting;
+}
+
 GitCommand gitNetworkSettingsCommand() {
   return gitMakeCommand({"config", "-z", "--get-regexp", "^(remote|branch)\\..*\\.|^pull\\.(rebase|ff)$"});
 }

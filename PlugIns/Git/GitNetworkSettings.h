@@ -39,6 +39,8 @@ struct GitNetworkSettings {
   const GitRemoteSettings* remoteAt(const qrb::RemoteAddress& address, std::string_view folder) const;
   const GitRemoteSettings* remoteNamed(std::string_view name) const;
   const GitBranchSettings* branchNamed(std::string_view name) const;
+  /// How the user wants a branch updated: empty for a merge; else as the setting says: "true", "merges", ….
+  std::string_view rebaseOf(std::string_view branch) const;
 };
 
 /// Prints the settings of remotes, branches and updating: see gitReadNetworkSettings(). Exits with 1 and no message

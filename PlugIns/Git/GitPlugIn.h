@@ -241,8 +241,8 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   void sendProgress(QRBSourceControlProgressStatus status, double fraction, const qrb::String& text,
                     const qrb::String& identifier);
   qrb::Error push(GitNetworkRequest& request, const GitPushPlan& plan, const QRBSourceControlRepositoryPtr& repository);
-  static qrb::Error update(GitNetworkRequest& request, const std::string& branch,
-                           const QRBSourceControlWorkingCopyPtr& workingCopy);
+  qrb::Error update(GitNetworkRequest& request, const std::string& branch,
+                    const QRBSourceControlWorkingCopyPtr& workingCopy);
   qrb::Error cloneInto(GitRemoteTool& remote, const std::string& folder,
                        const QRBSourceControlRevisionLocationPtr& location, const qrb::String& progressIdentifier);
   qrb::Error statusOf(const QRBSourceControlWorkingCopyPtr& workingCopy, QRBSourceControlPathStatusesPtr& statuses);

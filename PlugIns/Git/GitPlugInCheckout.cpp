@@ -1,5 +1,6 @@
 #include "GitCheckoutCommands.h"
 #include "GitHookOutput.h"
+#include "GitMerging.h"
 #include "GitNames.h"
 #include "GitPlugIn.h"
 #include "QRBSourceControlBranch.h"
@@ -9,31 +10,6 @@
 #include "QRBSourceControlWorkingCopy.h"
 
 namespace {
-
-/// The name by which the message of the merge will call the branch: short where that means nothing else.
-std::string nameToMerge(const GitTool& tool, const std::string& fullName) {
-  constexpr std::string_view folders[] = {"refs/heads/", "refs/remotes/"};
-  for (const std::string_view folder : folders) {
-    if (!fullName.starts_with(folder)) continue;
-    const std::string name = fullName.substr(folder.size());
-    std::string meaning;
-    if (tool.run(gitFullNameCommand(name), meaning) && meaning == fullName) return name;
-  }
-  return fullName;
-}
-
-GitOutcome merge(const GitTool& tool, const std::string& fullName) {
-  std::string output;
-  const auto collect = [&](std::string_view bytes) {
-    output.append(bytes);
-    return true;
-  };
-  GitOutcome outcome = tool.run(gitMergeCommand(nameToMerge(tool, fullName)), collect, gitHookOutput);
-  if (outcome.failedWith(GitFailureKind::Other) && output.find("CONFLICT (") != std::string::npos) {
-    outcome.failure = {GitFailureKind::MergeConflict, {}, output};
-  }
-  return outcome;
-}
 
 /// Checks out a location that gitRefuseLocation() has let through.
 class Switch {
@@ -75,7 +51,8 @@ void GitPlugIn::mergeBranch(const QRBSourceControlBranchPtr& branch,
                             const QRBSourceControlWorkingCopyPtr& intoWorkingCopy, Completion<> completionBlock) {
   if (const qrb::Error error = gitRefuseLocation(branch)) return completionBlock(error);
   const GitTurn turn = turnAt(intoWorkingCopy);
-  const GitOutcome outcome = merge(toolFor(intoWorkingCopy), gitBranchRefName(branch));
+  const GitTool tool = toolFor(intoWorkingCopy);
+  const GitOutcome outcome = gitRunMerge(tool, gitMergeCommand(gitNameToMerge(tool, gitBranchRefName(branch))));
   if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
     return completionBlock(gitLocationNotFound(branch->locationWithRevision(nullptr), outcome.failure.message));
   }

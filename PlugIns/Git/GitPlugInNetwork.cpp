@@ -1,6 +1,8 @@
 #include <algorithm>
 
 #include "GitBranchValues.h"
+#include "GitCheckoutCommands.h"
+#include "GitMerging.h"
 #include "GitNames.h"
 #include "GitNetworkCommands.h"
 #include "GitNetworkRequest.h"
@@ -182,13 +184,15 @@ qrb::Error GitPlugIn::update(GitNetworkRequest& request, const std::string& bran
     return QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::branchNotFound,
                                                   gitLocalBranchName(remoteRef), "The remote has no such branch.");
   }
-  std::string said;
-  GitOutcome outcome = request.local().run(gitUpdateCommand(request.settings(), branch, from), said);
-  // Git tells of conflicts on standard output.
-  if (!outcome && outcome.failure.kind == GitFailureKind::Other && outcome.exitCode == 1) {
-    return QRBSourceControlError_RepositoryMidOperation(said + "\n" + outcome.failure.message);
+  const GitTurn turn = turnAt(workingCopy);
+  if (request.currentBranch() != branch) {
+    return QRBSourceControlError_RepositoryMidOperation("Another branch was checked out meanwhile.");
   }
-  return errorFor(outcome, workingCopy);
+  const std::string_view rebase = request.settings().rebaseOf(branch);
+  const GitCommand command =
+      rebase.empty() ? gitMergeCommand(gitNameToMerge(request.local(), from), request.settings().pullFastForward)
+                     : gitRebaseCommand(from, rebase == "merges" || rebase == "m");
+  return errorFor(gitRunMerge(request.local(), command), workingCopy);
 }
 
 void GitPlugIn::validateAuthenticationOfRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& repository,
