@@ -117,6 +117,9 @@ class SSHServer:
             file.write(f'HostKey "{self.key}"\nAuthorizedKeysFile "{authorized_keys}"\nStrictModes no\nUsePAM no\n'
                        "PidFile none\nPasswordAuthentication no\nKbdInteractiveAuthentication no\nLogLevel QUIET\n"
                        f'SetEnv HOME={environment["HOME"]} GIT_CONFIG_NOSYSTEM=1\n')
+        if os.geteuid() == 0:
+            # Where the server shuts itself in; its package makes it only when the system starts.
+            os.makedirs("/run/sshd", mode=0o755, exist_ok=True)
         self._command = [shutil.which("sshd", path="/usr/sbin:" + environment["PATH"]), "-i", "-f", settings]
         self._listener = socket.create_server(("127.0.0.1", 0))
         self.port = self._listener.getsockname()[1]

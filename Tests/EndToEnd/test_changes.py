@@ -2,10 +2,11 @@
 
 import os
 import shutil
+import signal
 import subprocess
 
 from awkward import AWKWARD_NAMES
-from hosting import HostTest, main, path_of
+from hosting import HostTest, main, path_of, within_patience
 
 
 class ChangesTest(HostTest):
@@ -190,6 +191,28 @@ class Commits(ChangesTest):
         self.assertEqual(result.returncode, 1)
         self.assertIn(b"not ripe", result.stderr)
         self.assertEqual(self.state(ours), before)
+
+    def test_an_interrupted_commit_leaves_everything_as_it_was(self):
+        ours = self.orchard()
+        self.staged(ours)
+        gate = os.path.join(self.folder, "gate")
+        os.mkfifo(gate)
+        self.hook(ours, "pre-commit", f'echo there >"{gate}"\nread -r _ <"{gate}"\n'.encode())
+        before = self.state(ours)
+        for files in ([], ["trees/oak"]):
+            with self.subTest(files):
+                host = self.start("commit", "-m", "never", *files, cwd=ours)
+                reading = os.open(gate, os.O_RDONLY | os.O_NONBLOCK)
+                within_patience(reading)
+                os.close(reading)
+                os.kill(host.pid, signal.SIGINT)
+                result = self.finish(host)
+                self.assertEqual(result.returncode, 1)
+                self.assertIn(b"cancel", result.stderr)
+                self.assertEqual([name for name in os.listdir(os.path.join(ours, ".git")) if "lock" in name], [])
+                self.assertEqual(self.state(ours), before)
+        os.remove(os.path.join(ours, ".git/hooks/pre-commit"))
+        self.assertEqual(self.run_host("commit", "-m", "now", cwd=ours).returncode, 0)
 
     def edit(self, script, **options):
         editor = os.path.join(self.folder, "an editor")
