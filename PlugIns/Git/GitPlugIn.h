@@ -145,7 +145,7 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
                       const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
                       Completion<qrb::Dictionary> completionBlock) override;
   /// The primary one is that which the current branch follows, else "origin", else the first. Paths of this machine
-  /// come as file URLs.
+  /// come as file URLs. All have the repository's own identifier.
   void listRemoteRepositoriesForRepository(
       const QRBSourceControlRepositoryPtr& repository,
       Completion<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositoriesPtr> completionBlock) override;

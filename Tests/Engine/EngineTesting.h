@@ -1,6 +1,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <chrono>
@@ -101,13 +102,16 @@ class EngineTest : public testing::Test {
     } while ((holdsConnection() || !childProcesses().empty()) && std::chrono::steady_clock::now() < deadline);
   }
 
+  /// Connections to processes are local; a server of the test listens to the network.
   static bool holdsConnection() {
     for (int descriptor : openDescriptors()) {
       std::error_code gone;
       auto target = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), gone);
-      if (descriptor > 2 &&
-          (target.string().starts_with("socket:") || target.string().find("pidfd") != std::string::npos))
-        return true;
+      int family = AF_UNSPEC;
+      socklen_t size = sizeof family;
+      const bool isLocalSocket =
+          ::getsockopt(descriptor, SOL_SOCKET, SO_DOMAIN, &family, &size) == 0 && family == AF_UNIX;
+      if (descriptor > 2 && (isLocalSocket || target.string().find("pidfd") != std::string::npos)) return true;
     }
     return false;
   }

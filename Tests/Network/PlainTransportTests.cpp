@@ -1,4 +1,4 @@
-#include "ConnectionServer.h"
+#include "GitDaemon.h"
 #include "NetworkTesting.h"
 
 namespace qrb::test {
@@ -6,20 +6,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-/// git's own daemon over the folder of a test.
-class GitDaemon {
- public:
-  explicit GitDaemon(const std::string& folder)
-      : _server({"git", "daemon", "--inetd", "--export-all", "--enable=receive-pack", "--base-path=" + folder, folder},
-                {std::string("PATH=") + ::getenv("PATH"), "HOME=" + folder, "GIT_CONFIG_NOSYSTEM=1"}) {}
-  std::string url(const std::string& name) const {
-    return "git://127.0.0.1:" + std::to_string(_server.port()) + "/" + name;
-  }
-
- private:
-  ConnectionServer _server;
-};
 
 class PlainTransportTest : public NetworkTest {
  protected:

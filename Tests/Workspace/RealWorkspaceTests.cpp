@@ -1,0 +1,234 @@
+#include <random>
+#include <set>
+
+#include "Log.h"
+#include "QRBSourceControlBasicAuthenticationStrategy.h"
+#include "QRBSourceControlMultiCancellable.h"
+#include "RealWorkspaceTesting.h"
+
+namespace qrb::test {
+namespace {
+
+TEST_F(RealWorkspaceTest, ThirtyRepositoriesAreCheckedOutChangedDerivedAndCompared) {
+  auto blueprint = servedBlueprint();
+  auto [workspace, table, errors, error] = checkOut(blueprint);
+  ASSERT_FALSE(error) << error.description();
+  for (const auto& [remote, failure] : *errors) {
+    ADD_FAILURE() << remote->displayName().str() << ": " << failure.description();
+  }
+  ASSERT_EQ(workspace->workingCopies().size(), std::size_t{kRepositories});
+  EXPECT_EQ(workspace->compareToBlueprint(blueprint), QRBSourceControlWorkspaceSameAsBlueprint);
+  EXPECT_EQ(git(root() / "App", {"rev-parse", "--abbrev-ref", "HEAD"}), "main");
+
+  // What is derived from it makes the same workspace.
+  auto derived = derive(workspace);
+  ASSERT_NE(derived, nullptr);
+  EXPECT_EQ(workspace->compareToBlueprint(derived), QRBSourceControlWorkspaceSameAsBlueprint);
+  EXPECT_TRUE(workspace->representsBlueprint(derived));
+  for (const RemotePtr& remote : blueprint->remoteRepositories()) {
+    auto like = derived->_repositoryLikeRemoteRepository(remote);
+    ASSERT_NE(like, nullptr) << remote->displayName().str();
+    EXPECT_EQ(like->URL(), remote->URL());
+    EXPECT_EQ(derived->workingCopyPathForRemoteRepository(like).str(),
+              blueprint->workingCopyPathForRemoteRepository(remote).str() + "/");
+  }
+  auto read = Blueprint::initWithJSONData(*derived->jsonDataRepresentationWithOptions(0x10 | 0x20 | 0x80));
+  ASSERT_NE(read, nullptr);
+  EXPECT_EQ(workspace->compareToBlueprint(read), QRBSourceControlWorkspaceSameAsBlueprint);
+
+  // Commits alone change nothing of what it is on; branches do.
+  git(root() / "App", {"commit", "-q", "--allow-empty", "-m", "more"});
+  EXPECT_EQ(find(blueprint)->compareToBlueprint(blueprint), QRBSourceControlWorkspaceSameAsBlueprint);
+  git(root() / "Libraries/lib7", {"switch", "-q", "topic"});
+  git(root() / "App/Nested Ünit", {"switch", "-q", "-c", "mine"});
+  auto changed = find(blueprint);
+  EXPECT_EQ(changed->compareToBlueprint(blueprint), QRBSourceControlWorkspaceOnOtherLocations);
+  auto again = derive(changed);
+  EXPECT_EQ(changed->compareToBlueprint(again), QRBSourceControlWorkspaceSameAsBlueprint);
+  EXPECT_EQ(find(again)->compareToBlueprint(again), QRBSourceControlWorkspaceSameAsBlueprint);
+  EXPECT_EQ(workspace->compareToBlueprint(again), QRBSourceControlWorkspaceOnOtherLocations)
+      << "nobody has told these working copies of the switch";
+
+  // One gone, one more, both, and nothing in common.
+  std::filesystem::remove_all(root() / "Libraries/lib9");
+  auto fewer = find(blueprint);
+  EXPECT_EQ(fewer->compareToBlueprint(blueprint), QRBSourceControlWorkspaceHasLessThanBlueprint);
+  auto other = Blueprint::init();
+  serve(other, "other", "Libraries/other");
+  auto extra = std::get<0>(checkOut(other));
+  auto together = fewer->workingCopies();
+  together.push_back(extra->workingCopies().at(0));
+  EXPECT_EQ(Workspace::initWithWorkingCopies(together)->compareToBlueprint(blueprint),
+            QRBSourceControlWorkspaceAndBlueprintDiffer);
+  auto all = changed->workingCopies();
+  all.push_back(extra->workingCopies().at(0));
+  EXPECT_EQ(Workspace::initWithWorkingCopies(all)->compareToBlueprint(blueprint),
+            QRBSourceControlWorkspaceHasMoreThanBlueprint);
+  EXPECT_EQ(extra->compareToBlueprint(blueprint), QRBSourceControlWorkspaceUnrelatedToBlueprint);
+}
+
+TEST_F(RealWorkspaceTest, StatusHistoryAndUpdateOfAWorkspaceAreThoseOfItsWorkingCopies) {
+  auto blueprint = Blueprint::init();
+  for (const char* name : {"one", "two", "three"}) serve(blueprint, name, name);
+  auto workspace = std::get<0>(checkOut(blueprint));
+  ASSERT_EQ(workspace->workingCopies().size(), 3u);
+  auto pinned =
+      derive(Workspace::initWithPrimaryWorkingCopy(workspace->workingCopies().at(0), {}, workspace->workingCopies()));
+  // Somebody else pushes to two of them.
+  for (const char* name : {"one", "three"}) {
+    GitRepository other = GitRepository::cloneOf(servedAt(name));
+    other.write("new", name);
+    other.commit(std::string("pushed to ") + name);
+    other.run({"push", "-q", "origin", "main"});
+  }
+  auto updated = Outcome<Workspace::ErrorsPtr>::make();
+  workspace->forceUpdateWorkingCopiesFromBlueprint(blueprint, {}, updated->completion());
+  ASSERT_FALSE(updated->error());
+  EXPECT_TRUE(std::get<0>(updated->wait())->empty());
+  EXPECT_EQ(textOf((root() / "one/new").string()), "one");
+
+  auto history = Outcome<Workspace::LogItems>::make();
+  workspace->historySinceRevisionedBlueprint(pinned, 0, history->completion());
+  auto [items, historyError] = history->wait();
+  ASSERT_FALSE(historyError) << historyError.description();
+  std::set<std::string> messages;
+  for (const auto& item : items) messages.insert(item->message().str());
+  EXPECT_EQ(messages, (std::set<std::string>{"pushed to one", "pushed to three"}));
+
+  std::ofstream(root() / "two/untracked") << "x";
+  auto status = Outcome<Workspace::StatusesPtr, Workspace::StatusesPtr, Workspace::ErrorsPtr>::make();
+  workspace->filesAndStatusWithRemoteStatus(true, status->completion());
+  auto [local, remoteStatus, errors, statusError] = status->wait();
+  ASSERT_FALSE(statusError);
+  EXPECT_TRUE(errors->empty());
+  std::size_t paths = 0;
+  for (const auto& [workingCopy, statuses] : *local) paths += statuses->size();
+  EXPECT_EQ(paths, 1u);
+}
+
+TEST_F(RealWorkspaceTest, ACheckoutCancelledAtAnyMomentLeavesOnlyWholeWorkingCopiesAndASecondCompletesIt) {
+  auto blueprint = servedBlueprint();
+  const auto expanded = blueprint->_expandedWorkingCopyPathsFromURL(rootURL());
+  std::mt19937 random(5);
+  std::size_t interrupted = 0;
+  for (int round = 0; round < 5; ++round) {
+    std::filesystem::remove_all(root());
+    auto outcome = CheckoutOutcome::make();
+    std::atomic<int> reports = 0;
+    auto request = blueprint->createWorkingCopiesAtURL(
+        rootURL(), [&](const String&, double, double) { ++reports; }, outcome->completion());
+    // So many reports into it, and then anywhere on the way to the next.
+    const int moment = static_cast<int>(random() % 100);
+    while (reports < moment && outcome->calls() == 0) std::this_thread::yield();
+    for (unsigned spin = random() % 20'000'000; spin > 0; --spin) std::atomic_signal_fence(std::memory_order_seq_cst);
+    request->cancel();
+    if (outcome->error()) ++interrupted;
+    settleEverything();
+
+    std::set<RemotePtr> there;
+    for (const RemotePtr& remote : blueprint->remoteRepositories()) {
+      const std::filesystem::path place(expanded.valueFor(remote).path().str());
+      if (!std::filesystem::exists(place)) continue;
+      there.insert(remote);
+      EXPECT_EQ(git(place, {"fsck", "--strict", "--no-progress"}), "") << place;
+      EXPECT_EQ(git(place, {"status", "--short", "--branch", "--untracked-files=no"}), "## main...origin/main")
+          << place;
+    }
+    auto [workspace, table, errors, error] = checkOut(blueprint);
+    ASSERT_FALSE(error) << error.description();
+    EXPECT_EQ(errors->size(), there.size());
+    for (const auto& [remote, failure] : *errors) {
+      EXPECT_TRUE(there.contains(remote)) << failure.description();
+      EXPECT_EQ(failure.code(), -204) << failure.description();
+      EXPECT_NE(failure.localizedDescription().find(expanded.valueFor(remote).lastPathComponent().str()),
+                std::string::npos)
+          << "it must say what is in the way: " << failure.localizedDescription();
+    }
+    EXPECT_EQ(find(blueprint)->compareToBlueprint(blueprint), QRBSourceControlWorkspaceSameAsBlueprint);
+    // Nothing else lies about.
+    std::set<std::string> entries;
+    for (const auto& entry : std::filesystem::directory_iterator(root() / "Libraries")) {
+      entries.insert(entry.path().filename().string());
+    }
+    EXPECT_EQ(entries.size(), std::size_t{kRepositories - 2}) << testing::PrintToString(entries);
+  }
+  EXPECT_GT(interrupted, 0u);
+}
+
+TEST_F(RealWorkspaceTest, WhatIsInTheWayOfACheckoutStaysAndIsNamed) {
+  auto blueprint = Blueprint::init();
+  auto blocked = serve(blueprint, "blocked", "Blocked");
+  serve(blueprint, "free", "Free");
+  std::filesystem::create_directories(root() / "Blocked");
+  std::ofstream(root() / "Blocked/precious") << "mine";
+  auto [workspace, table, errors, error] = checkOut(blueprint);
+  ASSERT_FALSE(error);
+  EXPECT_EQ(workspace->workingCopies().size(), 1u);
+  ASSERT_EQ(errors->size(), 1u);
+  EXPECT_NE(errors->valueFor(blocked).description().find("Blocked"), std::string::npos)
+      << errors->valueFor(blocked).description();
+  EXPECT_EQ(textOf((root() / "Blocked/precious").string()), "mine");
+}
+
+/// With somebody who listens to the log, which takes descriptors of its own, from the first process on.
+class SecretsTest : public RealWorkspaceTest {
+ protected:
+  void SetUp() override {
+    setLogHandler([this](std::string_view source, std::string_view text) { note({source, ": ", text, "\n"}); });
+    RealWorkspaceTest::SetUp();
+  }
+  void TearDown() override {
+    RealWorkspaceTest::TearDown();
+    setLogHandler({});
+  }
+  void note(std::initializer_list<std::string_view> texts) {
+    std::lock_guard lock(_mutex);
+    for (std::string_view text : texts) _said.append(text);
+  }
+  void note(const Blueprint::ErrorsPtr& errors) {
+    ASSERT_NE(errors, nullptr);
+    EXPECT_EQ(errors->size(), 2u);
+    for (const auto& [remote, error] : *errors) {
+      note({remote->description(), error.description()});
+      for (const auto& [key, value] : error.userInfo()) note({value.view()});
+    }
+  }
+  std::string said() {
+    std::lock_guard lock(_mutex);
+    return _said;
+  }
+
+ private:
+  std::mutex _mutex;
+  std::string _said;
+};
+
+TEST_F(SecretsTest, PasswordsAreInNoErrorAndNoLog) {
+  // Nobody listens there any more.
+  const int port = listenOnLoopback().second;
+  const std::string address = "127.0.0.1:" + std::to_string(port);
+  auto inURL = QRBSourceControlRemoteRepository::initUnsavedWithURL(
+      URL("http://ada:s3cret-in-url@" + address + "/a.git"), "a", system());
+  auto inStrategy = QRBSourceControlRemoteRepository::initWithURLUnsavedAuthenticationStrategy(
+      URL("http://" + address + "/b.git"), "b", system(),
+      QRBSourceControlBasicAuthenticationStrategy::initWithUsername("ada", "s3cret-in-strategy"));
+  auto blueprint = Blueprint::init();
+  blueprint->addRemoteRepository(inURL, "a", {}, nullptr, mainBranch());
+  blueprint->addRemoteRepository(inStrategy, "b", {}, nullptr, mainBranch());
+  note(std::get<2>(checkOut(blueprint)));
+  auto validated = Outcome<Blueprint::ErrorsPtr>::make();
+  blueprint->validateAuthenticationWithCompletionBlock(validated->completion());
+  note(std::get<0>(validated->wait()));
+  auto branches = Outcome<std::shared_ptr<const Blueprint::Branches>, Blueprint::ErrorsPtr>::make();
+  blueprint->listBranchesWithCompletionBlock(branches->completion());
+  note(std::get<1>(branches->wait()));
+  auto updates = Outcome<std::shared_ptr<const Blueprint::Updates>, Blueprint::ErrorsPtr>::make();
+  blueprint->checkForUpdatesWithCompletionBlock(updates->completion());
+  note(std::get<1>(updates->wait()));
+  settleProcesses();
+  EXPECT_NE(said().find("127.0.0.1"), std::string::npos) << "the errors should at least name the server";
+  EXPECT_EQ(said().find("s3cret"), std::string::npos) << said();
+}
+
+}  // namespace
+}  // namespace qrb::test
