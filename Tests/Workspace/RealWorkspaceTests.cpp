@@ -144,7 +144,7 @@ TEST_F(RealWorkspaceTest, ACheckoutCancelledAtAnyMomentLeavesOnlyWholeWorkingCop
                 std::string::npos)
           << "it must say what is in the way: " << failure.localizedDescription();
     }
-    EXPECT_EQ(find(blueprint)->compareToBlueprint(blueprint), QRBSourceControlWorkspaceSameAsBlueprint);
+    EXPECT_EQ(workspace->workingCopies().size() + there.size(), std::size_t{kRepositories});
     // Nothing else lies about.
     std::set<std::string> entries;
     for (const auto& entry : std::filesystem::directory_iterator(root() / "Libraries")) {
@@ -153,6 +153,7 @@ TEST_F(RealWorkspaceTest, ACheckoutCancelledAtAnyMomentLeavesOnlyWholeWorkingCop
     EXPECT_EQ(entries.size(), std::size_t{kRepositories - 2}) << testing::PrintToString(entries);
   }
   EXPECT_GT(interrupted, 0u);
+  EXPECT_EQ(find(blueprint)->compareToBlueprint(blueprint), QRBSourceControlWorkspaceSameAsBlueprint);
 }
 
 TEST_F(RealWorkspaceTest, WhatIsInTheWayOfACheckoutStaysAndIsNamed) {
