@@ -10,9 +10,8 @@
 namespace {
 
 bool holds(std::string_view text, std::string_view word) {
-  const auto found = std::ranges::search(
-      text, word, [](char a, char b) { return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b; });
-  return !found.empty();
+  const auto isSame = [](char a, char b) { return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b; };
+  return std::search(text.begin(), text.end(), word.begin(), word.end(), isSame) != text.end();
 }
 
 bool isOwn(std::string_view scope) {
