@@ -189,6 +189,12 @@ std::string gitBranchRefName(const QRBSourceControlBranchPtr& branch) {
                               : "refs/remotes/" + branch->name().str();
 }
 
+std::string gitPinOf(const QRBSourceControlRevisionLocationPtr& location) {
+  if (!location || !location->revision()) return {};
+  const std::string pin = location->revision()->identifier().str();
+  return pin == "HEAD" || pin == "BASE" ? std::string() : pin;
+}
+
 std::string gitLocationName(const QRBSourceControlRevisionLocationPtr& location) {
   if (!location) return {};
   if (const auto& revision = location->revision()) {

@@ -36,6 +36,8 @@ qrb::Error gitRefuseURL(const qrb::URL& url);
 /// Refused is also what git does not know: absent and unspecified locations, path locations, uncommitted work.
 qrb::Error gitRefuseLocation(const QRBSourceControlRevisionLocationPtr& location);
 
+/// The revision that pins a location; empty where none does. HEAD and BASE pin nothing: they are what there is.
+std::string gitPinOf(const QRBSourceControlRevisionLocationPtr& location);
 /// The location as git takes it: the revision that it is or that pins it ("BASE" as "HEAD"), else the full name of the
 /// ref, which nothing else can be mistaken for ("refs/remotes/origin/main"). Empty for a location that names nothing.
 std::string gitLocationName(const QRBSourceControlRevisionLocationPtr& location);

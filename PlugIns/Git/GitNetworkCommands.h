@@ -20,8 +20,9 @@ GitCommand gitPushNewBranchCommand(std::string_view hash, std::string_view remot
 /// Removes a branch on the other side, unless it has gone on from the commit meanwhile: that is told as out of date.
 /// Prints the same.
 GitCommand gitPushDeletionCommand(std::string_view remoteRef, std::string_view expectedHash);
-/// Prints "<object name>\t<full name>" for the ref, and of an annotated tag the same with "^{}"; nothing where there is
-/// none. "HEAD" and the empty text, which means all refs, can be asked for too.
+/// Prints "<object name>\t<full name>" for the ref, and nothing where there is none; of refs whose names end alike too.
+/// "HEAD", patterns with "*", and the empty text, which means all refs, can be asked for as well; where a pattern is,
+/// what an annotated tag is on comes under its name and "^{}".
 GitCommand gitListRemoteCommand(std::string_view remoteRef);
 /// Clones into an empty folder. A branch (its name without a folder) is checked out; without one, what the remote's
 /// HEAD is, or with `isWithoutFiles` nothing. Submodules are not fetched.

@@ -96,6 +96,8 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   /// Absent, without an error, where a shallow or empty history does not hold the commit that would tell.
   void identifierOfRepositoryForWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
                                             Completion<qrb::String> completionBlock) override;
+  /// Of a remote repository, what its HEAD is there; so are its branches and the revisions of its locations asked of
+  /// the server. What a revision pins is taken as it is then, since no server tells whether it has it.
   void headRevisionOfRepository(const QRBSourceControlRepositoryPtr& repository,
                                 Completion<QRBSourceControlRevisionPtr> completionBlock) override;
   /// Each pinned to its newest revision, in the order of the names.
@@ -213,6 +215,16 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
                                        Completion<QRBSourceControlWorkingCopyPtr> completionBlock) override;
 
  private:
+  /// Of remote repositories, which are on no disk of this machine: what they say themselves.
+  qrb::Error listRemote(const QRBSourceControlRemoteRepositoryPtr& repository, const std::string& refs,
+                        std::string& output) const;
+  void headRevisionOfRemote(const QRBSourceControlRemoteRepositoryPtr& repository,
+                            const Completion<QRBSourceControlRevisionPtr>& completionBlock);
+  void revisionOfRemoteLocation(const QRBSourceControlRevisionLocationPtr& location,
+                                const QRBSourceControlRemoteRepositoryPtr& repository,
+                                const Completion<QRBSourceControlRevisionPtr>& completionBlock);
+  void listBranchesOfRemote(const QRBSourceControlRemoteRepositoryPtr& repository,
+                            const Completion<Branches>& completionBlock);
   GitTool toolFor(const QRBSourceControlWorkingCopyPtr& workingCopy) const;
   GitTool toolFor(const QRBSourceControlRepositoryPtr& repository) const;
   /// The path on this machine; empty for every other.

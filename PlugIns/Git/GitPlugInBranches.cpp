@@ -9,6 +9,7 @@
 #include "GitRefParser.h"
 #include "QRBSourceControlBranch.h"
 #include "QRBSourceControlError.h"
+#include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlRevision.h"
 
 namespace {
@@ -25,6 +26,9 @@ GitOutcome listRemoteNames(const GitTool& tool, std::vector<std::string>& remote
 void GitPlugIn::listBranchesOfRepository(const QRBSourceControlRepositoryPtr& repository,
                                          const QRBSourceControlBranchAndTagLocationsPtr&,
                                          Completion<Branches> completionBlock) {
+  if (auto remote = std::dynamic_pointer_cast<QRBSourceControlRemoteRepository>(repository)) {
+    return listBranchesOfRemote(remote, completionBlock);
+  }
   Branches branches;
   GitRefParser parser;
   const GitOutcome outcome =

@@ -53,9 +53,7 @@ struct Checkout {
     } else if (const auto* const tag = dynamic_cast<const QRBSourceControlTag*>(location.get())) {
       checkout.revision = "refs/tags/" + tag->name().str();
     }
-    // HEAD and BASE pin nothing: they are what there is.
-    const std::string pin = location->revision() ? location->revision()->identifier().str() : std::string();
-    if (!pin.empty() && pin != "HEAD" && pin != "BASE") checkout.revision = pin;
+    if (const std::string pin = gitPinOf(location); !pin.empty()) checkout.revision = pin;
     return checkout;
   }
 

@@ -2,6 +2,7 @@
 #include "GitNames.h"
 #include "GitPlugIn.h"
 #include "QRBSourceControlBranch.h"
+#include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlRevision.h"
 #include "QRBSourceControlWorkingCopy.h"
 
@@ -57,6 +58,9 @@ void GitPlugIn::baseRevisionOfWorkingCopy(const QRBSourceControlWorkingCopyPtr& 
 
 void GitPlugIn::headRevisionOfRepository(const QRBSourceControlRepositoryPtr& repository,
                                          Completion<QRBSourceControlRevisionPtr> completionBlock) {
+  if (auto remote = std::dynamic_pointer_cast<QRBSourceControlRemoteRepository>(repository)) {
+    return headRevisionOfRemote(remote, completionBlock);
+  }
   QRBSourceControlRevisionPtr revision;
   const GitOutcome outcome = resolveHead(toolFor(repository), revision);
   completionBlock(revision, errorFor(outcome, repository));
@@ -82,6 +86,9 @@ void GitPlugIn::revisionOfLocation(const QRBSourceControlRevisionLocationPtr& lo
                                    const QRBSourceControlRepositoryPtr& inRepository,
                                    const QRBSourceControlBranchAndTagLocationsPtr&,
                                    Completion<QRBSourceControlRevisionPtr> completionBlock) {
+  if (auto remote = std::dynamic_pointer_cast<QRBSourceControlRemoteRepository>(inRepository)) {
+    return revisionOfRemoteLocation(location, remote, completionBlock);
+  }
   if (const qrb::Error refusal = gitRefuseLocation(location)) return completionBlock(nullptr, refusal);
   std::string hash;
   const GitOutcome outcome = toolFor(inRepository).run(gitResolveCommand(gitLocationName(location)), hash);

@@ -17,7 +17,6 @@
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlRepository.h"
 #include "QRBSourceControlRevision.h"
-#include "QRBSourceControlTag.h"
 #include "QRBSourceControlWorkingCopy.h"
 
 namespace {
@@ -43,17 +42,6 @@ GitOutcome listLocalBranches(const GitTool& tool, std::vector<std::string>& bran
 bool hadAll(std::string_view report) {
   const std::vector<GitPushedRef> refs = gitReadPushReport(report);
   return !refs.empty() && refs.front().result == GitPushedRef::Result::UpToDate;
-}
-
-/// What to ask a remote for to see whether the location is there; empty: nothing can tell.
-std::string askedRef(const QRBSourceControlRevisionLocationPtr& location) {
-  if (const auto* const branch = dynamic_cast<const QRBSourceControlBranch*>(location.get())) {
-    return "refs/heads/" + branch->name().str();
-  }
-  if (const auto* const tag = dynamic_cast<const QRBSourceControlTag*>(location.get())) {
-    return "refs/tags/" + tag->name().str();
-  }
-  return {};
 }
 
 }  // namespace
@@ -193,31 +181,4 @@ qrb::Error GitPlugIn::update(GitNetworkRequest& request, const std::string& bran
       rebase.empty() ? gitMergeCommand(gitNameToMerge(request.local(), from), request.settings().pullFastForward)
                      : gitRebaseCommand(from, rebase == "merges" || rebase == "m");
   return errorFor(gitRunMerge(request.local(), command), workingCopy);
-}
-
-void GitPlugIn::validateAuthenticationOfRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& repository,
-                                                         const QRBSourceControlRevisionLocationPtr& location,
-                                                         const QRBSourceControlBranchAndTagLocationsPtr&,
-                                                         Completion<> completionBlock) {
-  const std::string asked = askedRef(location);
-  // Of a bare revision a remote does not say whether it has it; a location that names nothing asks for nothing.
-  if (location && !asked.empty()) {
-    if (const qrb::Error refusal = gitRefuseLocation(location->locationWithRevision(nullptr))) {
-      return completionBlock(refusal);
-    }
-  }
-  // In no repository, whose settings would take part.
-  GitRemoteTool remote("/", repository, host().connectionDescriptor());
-  if (const qrb::Error error = remote.open()) return completionBlock(error);
-  std::string output;
-  const GitOutcome outcome =
-      remote.run(gitListRemoteCommand(asked.empty() ? "HEAD" : asked), [&](std::string_view bytes) {
-        output.append(bytes);
-        return true;
-      });
-  if (!outcome) return completionBlock(remote.errorFor(outcome));
-  if (!asked.empty() && output.empty()) {
-    return completionBlock(gitLocationNotFound(location->locationWithRevision(nullptr), "The remote has none."));
-  }
-  completionBlock({});
 }

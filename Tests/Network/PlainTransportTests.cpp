@@ -189,6 +189,50 @@ TEST_F(PlainTransportTest, aLocationIsLookedForWhereALoginIsChecked) {
   }
 }
 
+TEST_F(PlainTransportTest, aRemoteIsAskedForItsBranchesAndNewestRevisionsWithoutAClone) {
+  const std::string two = commitAndServe("two");
+  _origin.run({"tag", "-m", "with a message", "v1", _one});
+  _origin.run({"push", "-q", "served", "v1", "main:refs/notes/refs/heads/decoy"});
+  GitRepository empty({"--bare"});
+  empty.run({"clone", "-q", "--bare", empty.root(), pathOf("served/empty.git")});
+  auto revisionOf = [](const Remote& remote, const QRBSourceControlRevisionLocationPtr& location) {
+    Reply<QRBSourceControlRevisionPtr> reply;
+    remote->revisionOfLocation(location, nullptr, reply.completion());
+    auto [revision, error] = reply.wait();
+    return revision ? revision->identifier().str() : std::to_string(error.code());
+  };
+  auto headOf = [](const Remote& remote) {
+    Reply<QRBSourceControlRevisionPtr> reply;
+    remote->headRevisionWithCompletionBlock(reply.completion());
+    return reply.wait();
+  };
+  for (const std::string& url : urls()) {
+    const Remote remote = remoteAt(url);
+    EXPECT_EQ(std::get<0>(headOf(remote))->identifier().str(), two);
+    EXPECT_EQ(revisionOf(remote, branch("main")), two);
+    EXPECT_EQ(revisionOf(remote, QRBSourceControlBranch::initWithBranchNameRemoteName("main", true, "origin")), two);
+    EXPECT_EQ(revisionOf(remote, branch("feature/x")), _one);
+    EXPECT_EQ(revisionOf(remote, QRBSourceControlTag::initWithTagName("v1")), _one) << "what the tag is on";
+    EXPECT_EQ(revisionOf(remote, nullptr), two);
+    EXPECT_EQ(
+        revisionOf(remote, branch("main")->locationWithRevision(QRBSourceControlRevision::initWithIdentifier(_one))),
+        _one);
+    EXPECT_EQ(revisionOf(remote, branch("gone")), "-252");
+    EXPECT_EQ(revisionOf(remote, QRBSourceControlTag::initWithTagName("main")), "-253");
+    EXPECT_EQ(revisionOf(remote, branch("--upload-pack=x")), "-252");
+    Reply<std::vector<QRBSourceControlBranchPtr>> reply;
+    remote->listBranchesWithCompletionBlock(reply.completion());
+    auto [branches, error] = reply.wait();
+    ASSERT_FALSE(error) << error.description();
+    ASSERT_EQ(branches.size(), 2u);
+    EXPECT_EQ(branches[0]->name(), "feature/x");
+    EXPECT_EQ(branches[1]->name(), "main");
+    EXPECT_EQ(branches[1]->revision()->identifier().str(), two);
+  }
+  EXPECT_TRUE(has(std::get<1>(headOf(remoteAt(_daemon.url("empty.git")))), Code::revisionNotFound));
+  EXPECT_TRUE(has(std::get<1>(headOf(remoteAt(_daemon.url("none.git")))), Code::remoteRepositoryNotFound));
+}
+
 TEST_F(PlainTransportTest, addressesThatNameProgramsOrOptionsReachNothing) {
   GitRepository clone = GitRepository::cloneOf(urls()[1]);
   const std::string trace = pathOf("trace");

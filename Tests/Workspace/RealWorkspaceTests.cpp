@@ -171,6 +171,48 @@ TEST_F(RealWorkspaceTest, WhatIsInTheWayOfACheckoutStaysAndIsNamed) {
   EXPECT_EQ(textOf((root() / "Blocked/precious").string()), "mine");
 }
 
+TEST_F(RealWorkspaceTest, ServersAreAskedForBranchesLoginsAndUpdates) {
+  auto blueprint = Blueprint::init();
+  auto one = serve(blueprint, "one", "one");
+  auto two = serve(blueprint, "two", "two");
+  auto workspace = std::get<0>(checkOut(blueprint));
+  auto pinned =
+      derive(Workspace::initWithPrimaryWorkingCopy(workspace->workingCopies().at(0), {}, workspace->workingCopies()));
+  auto gone = QRBSourceControlRemoteRepository::initUnsavedWithURL(URL(one->URL().absoluteString().str() + "-gone"),
+                                                                   "gone", system());
+  pinned->addRemoteRepository(gone, "gone", {}, nullptr, mainBranch());
+
+  auto branches = Outcome<std::shared_ptr<const Blueprint::Branches>, Blueprint::ErrorsPtr>::make();
+  pinned->listBranchesWithCompletionBlock(branches->completion());
+  auto [listed, listErrors, listError] = branches->wait();
+  ASSERT_FALSE(listError);
+  EXPECT_EQ(listed->valueFor(pinned->_repositoryLikeRemoteRepository(one)).size(), 2u);
+  EXPECT_EQ(listErrors->size(), 1u);
+  EXPECT_EQ(listErrors->valueFor(gone).code(), -300) << listErrors->valueFor(gone).description();
+
+  auto validated = Outcome<Blueprint::ErrorsPtr>::make();
+  pinned->validateAuthenticationWithCompletionBlock(validated->completion());
+  EXPECT_EQ(std::get<0>(validated->wait())->size(), 1u);
+
+  GitRepository other = GitRepository::cloneOf(servedAt("two"));
+  other.write("new", "x");
+  const std::string pushed = other.commit("pushed");
+  other.run({"push", "-q", "origin", "main"});
+  auto checked = Outcome<std::shared_ptr<const Blueprint::Updates>, Blueprint::ErrorsPtr>::make();
+  pinned->checkForUpdatesWithCompletionBlock(checked->completion());
+  auto [updates, updateErrors, updateError] = checked->wait();
+  ASSERT_FALSE(updateError);
+  EXPECT_EQ(updates->size(), 1u);
+  auto newest = updates->valueFor(pinned->_repositoryLikeRemoteRepository(two));
+  ASSERT_NE(newest, nullptr);
+  EXPECT_EQ(newest->identifier().str(), pushed);
+  EXPECT_EQ(updateErrors->size(), 1u);
+  // A second workspace of it is at the revisions recorded.
+  auto [copies, table, errors, error] = checkOut(pinned, "second");
+  EXPECT_EQ(errors->size(), 1u);
+  EXPECT_EQ(git(root("second") / "two", {"log", "--format=%s"}), "go on with two\nbegin two");
+}
+
 /// With somebody who listens to the log, which takes descriptors of its own, from the first process on.
 class SecretsTest : public RealWorkspaceTest {
  protected:
