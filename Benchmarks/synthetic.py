@@ -172,3 +172,20 @@ def small(cache):
         (folder / "file2.txt").write_text("changed\n")
 
     return make(cache, "small", build)
+
+
+def large(cache, megabytes):
+    """A working copy of files of 100,000 bytes each that do not compress, `megabytes` together."""
+
+    def build(folder):
+        noise = random.Random(megabytes)
+
+        def chunks():
+            yield b"commit refs/heads/main\n" + person("committer", 0, 1700000000) + data(b"All files\n")
+            for number in range(megabytes * 10):
+                yield f"M 100644 inline part{number % 20}/{number}\n".encode() + data(noise.randbytes(100000))
+
+        fast_import(folder, chunks())
+        git(folder, "reset", "-q", "--hard")
+
+    return make(cache, f"large-{megabytes}", build)

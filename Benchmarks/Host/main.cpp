@@ -19,6 +19,7 @@
 #include "QRBSourceControlConstants.h"
 #include "QRBSourceControlManager.h"
 #include "QRBSourceControlModelPrivate.h"
+#include "Transfers.h"
 
 namespace {
 
@@ -231,6 +232,9 @@ Dictionary serve(const Dictionary& request) {
   if (what == "status") return status(request);
   if (what == "history") return history(request);
   if (what == "blame") return blame(request);
+  if (what == "clone") return transfers::clone(request);
+  if (what == "fetch") return transfers::fetch(request);
+  if (what == "push") return transfers::push(request);
   if (what == "manyStatuses") return manyStatuses(request);
   if (what == "bare") return runBareTool(request.at("folder"), request.at("arguments"), request.value("marks", 0));
   throw std::runtime_error("unknown request: " + what);

@@ -117,8 +117,9 @@ class QRB_EXPORT QRBSourceControlRemoteRepository final : public QRBSourceContro
   QRBSourceControlCancellablePtr validateAuthenticationForLocation(QRBSourceControlRevisionLocationPtr location,
                                                                    Layout branchAndTagLocations,
                                                                    Completion<> completionBlock);
-  /// Checks the repository out at a location into the folder at a file URL; the completion gets the working copy.
-  /// What was written before a failure or a cancellation is the caller's to remove.
+  /// Checks the repository out at a location into the folder at a file URL; the completion gets the working copy. The
+  /// shipped plug-in for Git leaves nothing behind of what failed or was cancelled, and replaces nothing but an empty
+  /// folder.
   QRBSourceControlCancellablePtr createWorkingCopyAtURL(qrb::URL URL, QRBSourceControlRevisionLocationPtr location,
                                                         Layout branchAndTagLocations,
                                                         QRBSourceControlProgressBlock progressBlock,
