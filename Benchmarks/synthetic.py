@@ -189,3 +189,22 @@ def large(cache, megabytes):
         git(folder, "reset", "-q", "--hard")
 
     return make(cache, f"large-{megabytes}", build)
+
+
+def served(cache, number):
+    """One of many libraries to serve: 200 files, 100 commits, no two alike."""
+
+    def build(folder):
+        def chunks():
+            seconds = 1600000000
+            for commit in range(100):
+                yield (b"commit refs/heads/main\n" + person("committer", commit % 7, seconds + commit * 3600) +
+                       data(f"Commit {commit} of library {number}\n".encode()))
+                for file in range(200) if commit == 0 else [commit, commit + 50]:
+                    text = "".join(f"line {line} of {file} in library {number}, {commit}\n" for line in range(60))
+                    yield f"M 100644 inline src/part{file % 9}/file{file}.txt\n".encode() + data(text.encode())
+
+        fast_import(folder, chunks())
+        git(folder, "repack", "-a", "-d", "-q")
+
+    return make(cache, f"served-{number}", build)

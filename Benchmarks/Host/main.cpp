@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "BareTool.h"
+#include "Checkout.h"
 #include "Measuring.h"
 #include "QRBSourceControlConstants.h"
 #include "QRBSourceControlManager.h"
@@ -236,6 +237,7 @@ Dictionary serve(const Dictionary& request) {
   if (what == "fetch") return transfers::fetch(request);
   if (what == "push") return transfers::push(request);
   if (what == "manyStatuses") return manyStatuses(request);
+  if (what == "checkout") return checkOutBlueprint(request.at("blueprint"), request.at("folder"));
   if (what == "bare") return runBareTool(request.at("folder"), request.at("arguments"), request.value("marks", 0));
   throw std::runtime_error("unknown request: " + what);
 }
