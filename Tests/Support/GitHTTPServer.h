@@ -188,7 +188,7 @@ class GitHTTPServer {
     for (ssize_t got; (got = ::read(errors.first.get(), buffer, sizeof buffer)) > 0;) {
       _said.append(buffer, static_cast<std::size_t>(got));
       if (_said.find("resuming normal operations") == std::string::npos) continue;
-      _drain = std::thread([this, pipe = std::move(errors.first)] { drain(pipe); });
+      _drain = std::thread([pipe = std::move(errors.first)] { drain(pipe); });
       return true;
     }
     stop();
