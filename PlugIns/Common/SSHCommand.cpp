@@ -14,7 +14,7 @@ std::string literal(std::string_view text) {
   return result;
 }
 
-/// As ssh takes commands apart, which it runs without a shell.
+/// As ssh takes the values of its options apart.
 std::string quotedWord(const std::string& word) {
   std::string result = "\"";
   for (const char byte : literal(word)) {
@@ -54,7 +54,8 @@ void addLogin(std::vector<std::string>& arguments, const RemoteAccess& access) {
     addOption(arguments, "KbdInteractiveAuthentication=no");
   }
   if (access.kind == Kind::Key && !access.keyFile.empty()) {
-    arguments.insert(arguments.end(), {"-i", literal(access.keyFile)});
+    // Not -i, which passes a file over that it does not find before it has put the "%" in.
+    addOption(arguments, "IdentityFile=" + quotedWord(access.keyFile));
     addOption(arguments, "IdentitiesOnly=yes");
   } else {
     for (std::string& argument : sshHomeIdentityArguments()) arguments.push_back(std::move(argument));

@@ -58,6 +58,11 @@ bool isTitle(std::string_view text) {
          text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz ") == std::string_view::npos;
 }
 
+/// What the other side tells may be meant for a terminal.
+bool isPlainText(std::string_view text) {
+  return std::ranges::all_of(text, [](char byte) { return byte >= ' ' && byte <= '~'; });
+}
+
 }  // namespace
 
 std::optional<GitProgressLine> gitReadProgressLine(std::string_view line) {
@@ -69,7 +74,7 @@ std::optional<GitProgressLine> gitReadProgressLine(std::string_view line) {
   }
   result.text = trim(line);
   const std::size_t colon = result.text.find(": ");
-  if (colon == std::string_view::npos) return std::nullopt;
+  if (colon == std::string_view::npos || !isPlainText(result.text)) return std::nullopt;
   result.title = result.text.substr(0, colon);
   std::string_view rest = trim(result.text.substr(colon + 2));
   int number = 0;

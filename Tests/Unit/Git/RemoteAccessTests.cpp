@@ -5,6 +5,9 @@
 #include "QRBSourceControlBasicAuthenticationStrategy.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
+#include "RunProgram.h"
+#include "SSHCommand.h"
+#include "TemporaryDirectory.h"
 
 namespace qrb {
 namespace {
@@ -96,6 +99,31 @@ TEST(RemoteAddress, secretsAreForTheSameServerOnly) {
   EXPECT_FALSE(mayShare("https://h/x", "http://h")) << "not without protection";
   EXPECT_FALSE(mayShare("http://h:8080/x", "https://h"));
   EXPECT_FALSE(mayShare("/x", "https://"));
+}
+
+TEST(SSHCommand, arrivesThroughAShellAsItIs) {
+  const std::vector<std::string> arguments = {"", "a b", "it's", "$(touch x) `y` \\ \"", "-n", "*", "\n", "ä;#&|<>"};
+  test::TemporaryDirectory folder;
+  const test::ProgramResult result =
+      test::runProgram({"sh", "-c", shellCommand("printf '<%s>'", arguments)}, {"PATH=/usr/bin:/bin"}, folder.string());
+  std::string expected;
+  for (const std::string& argument : arguments) expected += "<" + argument + ">";
+  EXPECT_EQ(result.output, expected);
+}
+
+TEST(SSHCommand, isWhatSSHTakesItFor) {
+  RemoteAccess access = accessOf("ssh://u@h/x", Keys::initWithUsername("u", URL::fileURL("/keys/100% mine"), "p"));
+  access.trustedFingerprint = "SHA256:x";
+  std::vector<std::string> command = sshArguments(access, "/a \"b\" 50%/askpass");
+  command.insert(command.begin(), {"ssh", "-G"});
+  command.push_back("somebody@h");
+  const std::string settings = test::runProgram(command, {"PATH=/usr/bin:/bin", "HOME=/nonexistent"}, "/").output;
+  for (const char* line :
+       {"user u\n", "stricthostkeychecking true\n", "identityfile /keys/100%% mine\n", "identitiesonly yes\n",
+        "userknownhostsfile /dev/null\n", "globalknownhostsfile /dev/null\n", "passwordauthentication no\n",
+        "controlmaster false\n", "knownhostscommand \"/a \\\"b\\\" 50%%/askpass\" %I %H %t %K %f\n"}) {
+    EXPECT_NE(settings.find(line), std::string::npos) << line << settings;
+  }
 }
 
 /// What a request with that strategy answers to the text of a question.
