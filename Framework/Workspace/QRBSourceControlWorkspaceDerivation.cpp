@@ -55,8 +55,9 @@ RemotePtr chosenRemote(const RemotePtr& primary, const QRBSourceControlRemoteRep
 
 Error discoverRemote(SequentialAction& action, const QRBSourceControlRepositoryPtr& repository,
                      const qrb::String& remoteName, RemotePtr& remote) {
+  if (action.isAbandoned()) return {};
   remote = std::dynamic_pointer_cast<QRBSourceControlRemoteRepository>(repository);
-  if (remote != nullptr || action.isAbandoned()) return {};
+  if (remote != nullptr) return {};
   auto [primary, remotes, error] = action.step<RemotePtr, QRBSourceControlRemoteRepositoriesPtr>(
       "remoteRepositoryDiscoveryLock", repository.get(),
       [&](auto completion) { return repository->listRemoteRepositoriesWithCompletionBlock(std::move(completion)); });

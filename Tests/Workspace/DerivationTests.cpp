@@ -185,10 +185,11 @@ TEST_F(DerivationTest, CancelledInTheMiddleItEndsWithTheCancellation) {
 }
 
 TEST_F(DerivationTest, CancelledBetweenTwoRequestsItRecordsWhatTheCallerChose) {
-  auto held = workspace();
-  HeldQueue queue(held->workspaceOperationQueue());
   auto chosen = std::make_shared<Workspace::Remotes>();
   chosen->set(gamma, remote("mine"));
+  auto direct = QRBSourceControlWorkingCopy::initWithFileURL(URL::fileURL("/work/direct"), remote("direct"));
+  auto held = Workspace::initWithPrimaryWorkingCopy(gamma, {}, {gamma, direct});
+  HeldQueue queue(held->workspaceOperationQueue());
   auto outcome = DerivationOutcome::make();
   held->blueprintWithRemoteRepositories(chosen, outcome->completion())->cancel();
   queue.release();
