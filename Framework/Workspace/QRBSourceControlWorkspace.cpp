@@ -1,6 +1,7 @@
 #include "QRBSourceControlWorkspace.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -8,11 +9,11 @@
 #include <utility>
 
 #include "BlueprintIdentityPrivate.h"
-#include "Collator.h"
 #include "Localization.h"
+#include "NameOrderPrivate.h"
 #include "PathString.h"
-#include "QRBSourceControlBranch.h"
 #include "QRBSourceControlRevision.h"
+#include "QRBSourceControlRevisionLocation.h"
 #include "QRBSourceControlString.h"
 #include "QRBSourceControlURL.h"
 #include "QRBSourceControlWorkingCopy.h"
@@ -75,22 +76,13 @@ std::optional<std::string> blueprintRoot(const std::string& primaryPath, const s
   return firstCharacters(primaryPath, whole - tail);
 }
 
-/// Whether two locations are the same place of a repository to whoever is on them.
-bool isSamePlace(const QRBSourceControlRevisionLocationPtr& current,
-                 const QRBSourceControlRevisionLocationPtr& recorded) {
-  if (qrb::areEqual(current, recorded)) return true;
-  auto local = std::dynamic_pointer_cast<const QRBSourceControlBranch>(current);
-  auto remote = std::dynamic_pointer_cast<const QRBSourceControlBranch>(recorded);
-  return local != nullptr && remote != nullptr && !local->isRemoteBranch() && remote->isRemoteBranch() &&
-         local->isSimilar(remote);
-}
-
 }  // namespace
 
 // Making one
 
-Workspace::QRBSourceControlWorkspace(Key)
-    : _operationQueue("Source Control Workspace Operation Queue"), _idProperty(qrb::makeUUIDString()) {}
+Workspace::QRBSourceControlWorkspace(Key) : _operationQueue("Source Control Workspace Operation Queue") {
+  set_id(qrb::makeUUIDString());
+}
 
 WorkspacePtr Workspace::init() {
   return std::make_shared<Workspace>(Key());
@@ -116,7 +108,7 @@ WorkspacePtr Workspace::initWithPrimaryWorkingCopy(WorkingCopyPtr primaryWorking
 // Fields
 
 void Workspace::set_id(const qrb::String& identifier) {
-  if (!identifier.empty()) _idProperty = identifier;
+  if (!identifier.empty()) _idProperty.set(identifier);
 }
 
 qrb::URL Workspace::workspaceRootFolder() const {
@@ -126,26 +118,14 @@ qrb::URL Workspace::workspaceRootFolder() const {
 }
 
 std::string Workspace::description() const {
-  return qrb::format("Workspace: %@ (%@ working copies)", {_idProperty, std::to_string(_workingCopies.size())});
+  return qrb::format("Workspace: %@ (%@ working copies)", {_id(), std::to_string(_workingCopies.size())});
 }
 
 // Finding working copies
 
 void Workspace::sortWorkingCopies() {
-  const auto& collator = qrb::Collator::ofUser();
-  std::vector<std::pair<std::string, WorkingCopyPtr>> keyed;
-  keyed.reserve(_workingCopies.size());
-  for (WorkingCopyPtr& workingCopy : _workingCopies) {
-    qrb::String name = workingCopy->displayName();
-    keyed.emplace_back(collator.sortKey(name.view()), std::move(workingCopy));
-  }
-  std::stable_sort(keyed.begin(), keyed.end(), [this](const auto& a, const auto& b) {
-    bool aIsPrimary = a.second == _primaryWorkingCopy;
-    bool bIsPrimary = b.second == _primaryWorkingCopy;
-    return aIsPrimary != bIsPrimary ? aIsPrimary : a.first < b.first;
-  });
-  std::transform(keyed.begin(), keyed.end(), _workingCopies.begin(),
-                 [](auto& entry) { return std::move(entry.second); });
+  qrb::detail::sortByName(_workingCopies, _primaryWorkingCopy,
+                          [](const WorkingCopyPtr& workingCopy) { return workingCopy->displayName(); });
 }
 
 WorkingCopyPtr Workspace::workingCopyForURL(const qrb::URL& URL) const {
@@ -201,32 +181,28 @@ bool Workspace::representsBlueprint(const BlueprintPtr& blueprint) const {
 
 std::uint64_t Workspace::compareToBlueprint(const BlueprintPtr& blueprint) const {
   if (blueprint == nullptr) return QRBSourceControlWorkspaceUnrelatedToBlueprint;
-  const auto& remotes = blueprint->remoteRepositories();
-  std::uint64_t extraWorkingCopies = _workingCopies.size();
-  std::uint64_t extraRemotes = remotes.size();
-  std::uint64_t onOtherLocations = 0;
   std::unordered_map<qrb::String, RemotePtr> byIdentifier;
-  for (const RemotePtr& remote : remotes) {
+  for (const RemotePtr& remote : blueprint->remoteRepositories()) {
     if (remote->identifier()) byIdentifier.emplace(remote->identifier(), remote);
   }
+  std::int64_t matches = 0;
+  bool areLocationsEqual = true;
   for (const WorkingCopyPtr& workingCopy : _workingCopies) {
     auto match = byIdentifier.find(repositoryIdentifier(workingCopy));
     if (match == byIdentifier.end()) continue;
-    --extraWorkingCopies;
-    // Wraps where several working copies are of one repository: those are then no plain match either.
-    --extraRemotes;
-    if (!isSamePlace(workingCopy->cachedCurrentLocation(), blueprint->locationForRemoteRepository(match->second))) {
-      ++onOtherLocations;
-    }
+    ++matches;
+    areLocationsEqual = areLocationsEqual && qrb::areEqual(workingCopy->cachedCurrentLocation(),
+                                                           blueprint->locationForRemoteRepository(match->second));
   }
-  if (extraWorkingCopies == _workingCopies.size() && extraRemotes == remotes.size()) {
-    return QRBSourceControlWorkspaceUnrelatedToBlueprint;
-  }
+  if (matches == 0) return QRBSourceControlWorkspaceUnrelatedToBlueprint;
+  const std::int64_t extraWorkingCopies = std::ssize(_workingCopies) - matches;
+  // Below 0 where several working copies are of one repository; those are no plain match.
+  const std::int64_t extraRemotes = std::ssize(blueprint->remoteRepositories()) - matches;
   if (extraWorkingCopies == 0 && extraRemotes == 0) {
-    return onOtherLocations == 0 ? QRBSourceControlWorkspaceSameAsBlueprint : QRBSourceControlWorkspaceOnOtherLocations;
+    return areLocationsEqual ? QRBSourceControlWorkspaceSameAsBlueprint : QRBSourceControlWorkspaceOnOtherLocations;
   }
   if (extraRemotes == 0) return QRBSourceControlWorkspaceHasMoreThanBlueprint;
-  if (extraWorkingCopies == 0) return QRBSourceControlWorkspaceHasLessThanBlueprint;
+  if (extraWorkingCopies == 0 && extraRemotes > 0) return QRBSourceControlWorkspaceHasLessThanBlueprint;
   return QRBSourceControlWorkspaceAndBlueprintDiffer;
 }
 

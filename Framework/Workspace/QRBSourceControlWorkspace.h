@@ -5,6 +5,7 @@
 #include <variant>
 #include <vector>
 
+#include "AtomicProperty.h"
 #include "Export.h"
 #include "Object.h"
 #include "OperationQueue.h"
@@ -80,12 +81,12 @@ class QRB_EXPORT QRBSourceControlWorkspace : public qrb::Object,
   /// @name Fields
   /// @{
 
-  /// What this one object is known by; a UUID unless it was replaced.
-  const qrb::String& _id() const noexcept { return _idProperty; }
+  /// What this one object is known by; a UUID unless it was replaced. Safe from any thread.
+  qrb::String _id() const { return _idProperty.get(); }
   /// Empty and absent strings are ignored.
   void set_id(const qrb::String& identifier);
-  /// In workspace order.
-  const WorkingCopies& workingCopies() const noexcept { return _workingCopies; }
+  /// In workspace order; a copy, which does not follow what is sorted later.
+  WorkingCopies workingCopies() const { return _workingCopies; }
   /// The one that holds the project; null where none does.
   const QRBSourceControlWorkingCopyPtr& primaryWorkingCopy() const noexcept { return _primaryWorkingCopy; }
   void setPrimaryWorkingCopy(QRBSourceControlWorkingCopyPtr workingCopy) {
@@ -128,7 +129,8 @@ class QRB_EXPORT QRBSourceControlWorkspace : public qrb::Object,
   /// Whether the primary working copy is of the blueprint's primary repository and both have the same project path.
   bool representsBlueprint(const QRBSourceControlWorkspaceBlueprintPtr& blueprint) const;
   /// One of the codes above. Goes by what is cached: identifiers, and the location that each working copy was last
-  /// known to be on. A local branch is on the remote branch of its name, since that is what a blueprint made of it has.
+  /// known to be on. A local branch is not the remote branch that it follows: ask about working copies that
+  /// `workspaceForWorkingCopiesCreatedAtURL` of the same blueprint has found, which know which of the two is meant.
   std::uint64_t compareToBlueprint(const QRBSourceControlWorkspaceBlueprintPtr& blueprint) const;
   /// Those of which the blueprint has neither the repository's identifier nor the place from the root folder on; all
   /// for null.
@@ -203,7 +205,7 @@ class QRB_EXPORT QRBSourceControlWorkspace : public qrb::Object,
  private:
   qrb::OperationQueue _operationQueue;
   WorkingCopies _workingCopies;
-  qrb::String _idProperty;
+  qrb::Atomic<qrb::String> _idProperty;
   QRBSourceControlWorkingCopyPtr _primaryWorkingCopy;
   qrb::String _relativePathToProject;
 };

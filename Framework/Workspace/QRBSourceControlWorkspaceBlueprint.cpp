@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "BlueprintIdentityPrivate.h"
-#include "Collator.h"
 #include "Localization.h"
+#include "NameOrderPrivate.h"
 #include "PathString.h"
 #include "PercentCoding.h"
 #include "QRBSourceControlAuthenticationStrategy.h"
@@ -124,19 +124,8 @@ void Blueprint::takeRepositories(RemoteRepositories repositories) {
 }
 
 Blueprint::RemoteRepositories Blueprint::_sortedRepositoriesFromSet(RemoteRepositories repositories) const {
-  const auto& collator = qrb::Collator::ofUser();
-  std::vector<std::pair<std::string, RemotePtr>> keyed;
-  keyed.reserve(repositories.size());
-  for (RemotePtr& repository : repositories) {
-    qrb::String name = qrbscm_lastPathComponent(repository->URL());
-    keyed.emplace_back(collator.sortKey(name.view()), std::move(repository));
-  }
-  std::stable_sort(keyed.begin(), keyed.end(), [this](const auto& a, const auto& b) {
-    bool aIsPrimary = a.second == _primary;
-    bool bIsPrimary = b.second == _primary;
-    return aIsPrimary != bIsPrimary ? aIsPrimary : a.first < b.first;
-  });
-  std::transform(keyed.begin(), keyed.end(), repositories.begin(), [](auto& entry) { return std::move(entry.second); });
+  qrb::detail::sortByName(repositories, _primary,
+                          [](const RemotePtr& repository) { return qrbscm_lastPathComponent(repository->URL()); });
   return repositories;
 }
 

@@ -239,8 +239,7 @@ class QRB_EXPORT QRBSourceControlWorkspaceBlueprint
   static std::optional<std::string> _dataFromString(const qrb::String& string);
   /// Writes a file named after the blueprint, a "/" in the name made a "-", in the form that the options ask for. A
   /// file of that name is overwritten in place. With credentials, or where a URL has a password, only the user can
-  /// read it. Answers its URL, or an
-  /// absent one where it could not be written or there is no name.
+  /// read it. Answers its URL, or an absent one where it could not be written or there is no name.
   qrb::URL saveBlueprintInFolder(const qrb::URL& folder, std::uint64_t options, qrb::Error* error = nullptr) const;
   /// @}
 
@@ -330,7 +329,8 @@ class QRB_EXPORT QRBSourceControlWorkspaceBlueprint
   /// The workspace of those working copies of the blueprint that are below a root folder already, and the repository
   /// of each: first those at their places, unless they are known to be of another repository; then, for repositories
   /// whose place is empty, one found elsewhere below the root that alone has their identifier. They have the
-  /// blueprint's states and know what they are on, so that they can be compared with it. None is no error.
+  /// blueprint's states and know what they are on, so that they can be compared with it: one on the local branch of a
+  /// remote branch that the blueprint has is on that. None is no error.
   QRBSourceControlMultiCancellablePtr workspaceForWorkingCopiesCreatedAtURL(const qrb::URL& URL,
                                                                             WorkspaceCompletion completionBlock);
 

@@ -1,3 +1,4 @@
+#include "QRBSourceControlBranch.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlWorkingCopy.h"
 #include "QRBSourceControlWorkspace.h"
@@ -6,15 +7,28 @@
 
 namespace qrb {
 
+namespace {
+
+// A checkout of a remote branch is on the local one of its name.
+bool isLocalBranchOf(const QRBSourceControlRevisionLocationPtr& current,
+                     const QRBSourceControlRevisionLocationPtr& recorded) {
+  auto local = std::dynamic_pointer_cast<const QRBSourceControlBranch>(current);
+  auto remote = std::dynamic_pointer_cast<const QRBSourceControlBranch>(recorded);
+  return local != nullptr && remote != nullptr && !local->isRemoteBranch() && remote->isRemoteBranch() &&
+         local->isSimilar(remote);
+}
+
+}  // namespace
+
 void WorkspaceAssembly::add(const QRBSourceControlRemoteRepositoryPtr& remote,
                             const QRBSourceControlWorkingCopyPtr& workingCopy) {
   workingCopy->setState(_blueprint.workingCopyStateForRemoteRepository(remote));
   if (auto repository = workingCopy->repository(); repository != nullptr && repository->identifier().empty()) {
     repository->setIdentifier(remote->identifier());
   }
-  if (workingCopy->cachedCurrentLocation() == nullptr) {
-    workingCopy->setCachedCurrentLocation(_blueprint.locationForRemoteRepository(remote));
-  }
+  auto recorded = _blueprint.locationForRemoteRepository(remote);
+  auto current = workingCopy->cachedCurrentLocation();
+  if (current == nullptr || isLocalBranchOf(current, recorded)) workingCopy->setCachedCurrentLocation(recorded);
   _workingCopies.push_back(workingCopy);
   _remotes->set(workingCopy, remote);
   if (remote == _blueprint.primaryRemoteRepository()) _primary = workingCopy;

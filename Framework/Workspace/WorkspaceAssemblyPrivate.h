@@ -13,7 +13,7 @@ class WorkspaceAssembly {
   explicit WorkspaceAssembly(const QRBSourceControlWorkspaceBlueprint& blueprint) : _blueprint(blueprint) {}
 
   /// Gives the working copy what the blueprint knows of it: its state and, where it has none itself, the identifier of
-  /// its repository and its location.
+  /// its repository and its location. A local branch makes way for the recorded remote one that it stands for.
   void add(const QRBSourceControlRemoteRepositoryPtr& remote, const QRBSourceControlWorkingCopyPtr& workingCopy);
   QRBSourceControlWorkspacePtr workspace() const;
   QRBSourceControlWorkingCopyRemotesPtr remotes() const { return _remotes; }

@@ -227,7 +227,8 @@ TEST_F(DiscoveryTest, WorkingCopiesAreFoundAtTheirPlacesAndElsewhereByIdentifier
   auto nowhere = remote("nowhere");
   auto blueprint = Blueprint::init();
   blueprint->addRemoteRepository(app, "App/", 3, nullptr, branch("main"));
-  blueprint->addRemoteRepository(nested, "App/Nested");
+  auto recorded = QRBSourceControlBranch::initWithBranchNameRemoteName("main", true, "origin");
+  blueprint->addRemoteRepository(nested, "App/Nested", {}, nullptr, recorded);
   blueprint->addRemoteRepository(outside, "../outside");
   blueprint->addRemoteRepository(moved, "Was/Here", {}, nullptr, branch("topic"));
   blueprint->addRemoteRepository(taken, "Taken");
@@ -242,6 +243,7 @@ TEST_F(DiscoveryTest, WorkingCopiesAreFoundAtTheirPlacesAndElsewhereByIdentifier
           {"identifier Twice2", {{"identifier", "twice"}}},
           {"identifier Stranger", {{"error", -100}}},
           {"location App", {{"branch", "main"}}},
+          {"location Nested", {{"branch", "main"}}},
           {"location Moved", {{"branch", "other"}}}});
   search(blueprint);
   ASSERT_FALSE(failure) << failure.description();
@@ -258,8 +260,11 @@ TEST_F(DiscoveryTest, WorkingCopiesAreFoundAtTheirPlacesAndElsewhereByIdentifier
   EXPECT_EQ(found->compareToBlueprint(blueprint->blueprintForRemoteRepository(app)),
             QRBSourceControlWorkspaceHasMoreThanBlueprint);
   for (const WorkingCopyPtr& workingCopy : found->workingCopies()) {
-    if (table->valueFor(workingCopy) != moved) continue;
-    EXPECT_EQ(shown(workingCopy->cachedCurrentLocation()), shown(branch("other")));
+    if (table->valueFor(workingCopy) == nested) {
+      EXPECT_EQ(workingCopy->cachedCurrentLocation(), recorded) << "which its local branch stands for";
+    } else if (table->valueFor(workingCopy) == moved) {
+      EXPECT_EQ(shown(workingCopy->cachedCurrentLocation()), shown(branch("other")));
+    }
   }
 }
 

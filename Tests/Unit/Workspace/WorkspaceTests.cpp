@@ -180,7 +180,7 @@ TEST(Workspace, ComparisonCountsExtrasOnBothSidesAndOtherLocations) {
       {"nothing in common", {{"a", main}}, {{"b", main}}, 0},
       {"nothing at all", {}, {}, 0},
       {"the same", {{"a", main}, {"b", main}}, {{"b", main}, {"a", main}}, 1},
-      {"a local branch and the remote one of its name", {{"a", main}}, {{"a", branch("main", "origin")}}, 1},
+      {"a local branch and the remote one of its name", {{"a", main}}, {{"a", branch("main", "origin")}}, 5},
       {"the same revision", {{"a", revision}}, {{"a", revision}}, 1},
       {"no location on either side", {{"a", nullptr}}, {{"a", nullptr}}, 1},
       {"extras on both sides", {{"a", main}, {"x", main}}, {{"a", main}, {"y", main}}, 2},
@@ -192,7 +192,8 @@ TEST(Workspace, ComparisonCountsExtrasOnBothSidesAndOtherLocations) {
       {"a remote branch and the local one of its name", {{"a", branch("main", "origin")}}, {{"a", main}}, 5},
       {"branches of two remotes", {{"a", branch("main", "one")}}, {{"a", branch("main", "two")}}, 5},
       {"a location not known", {{"a", nullptr}}, {{"a", main}}, 5},
-      {"one repository twice here", {{"a", main}, {"a", main}}, {{"a", main}}, 4},
+      {"one repository twice here", {{"a", main}, {"a", main}}, {{"a", main}}, 2},
+      {"one repository twice here, and others there", {{"a", main}, {"a", main}}, {{"a", main}, {"b", main}}, 1},
   };
   for (const Case& test : cases) {
     Workspace::WorkingCopies workingCopies;
