@@ -12,10 +12,7 @@ GitCommand gitCommitCommand(const GitCommitRequest& request) {
     gitAddArguments(command, {"--file=-"});
     command.standardInput = request.message;
   }
-  if (request.paths.empty()) {
-    if (request.isOfAllTracked) gitAddArguments(command, {"--all"});
-    return command;
-  }
+  if (request.paths.empty()) return command;
   gitAddArguments(command, {"--only", "--pathspec-file-nul"});
   command.arguments.push_back(std::string("--pathspec-from-file=") + qrb::ToolCommand::secondInputPath);
   // A setting for all paths would reach the git of hooks too, which may well mean patterns.

@@ -17,8 +17,6 @@ struct GitCommitRequest {
   /// Exactly these files as they are on disk, and folders with all that is tracked in them, whatever is staged of
   /// others. Empty: what is staged. From the root, as gitResolvePath() gives them.
   std::vector<std::string> paths;
-  /// Without paths: every change of tracked files.
-  bool isOfAllTracked = false;
 };
 
 /// Makes a commit: see gitReadCommit(). Exits with 1, having printed something, where there is nothing to commit.

@@ -1,10 +1,11 @@
 #include "GitCommitting.h"
 
 #include "GitCommitCommands.h"
-#include "GitFileCommands.h"
 #include "GitFilePaths.h"
 #include "GitHookOutput.h"
+#include "GitStaging.h"
 #include "GitStatusParser.h"
+#include "GitWorkingCopyProbe.h"
 #include "QRBSourceControlStatusValues.h"
 
 namespace {
@@ -54,92 +55,69 @@ GitOutcome run(const GitTool& tool, const GitCommitRequest& request, std::string
   return outcome;
 }
 
-GitOutcome commitWhole(const GitTool& tool, const std::string& message, std::string& hash) {
-  GitCommitRequest request{message, {}, false};
-  const GitOutcome stagedOutcome = tool.run(gitStagedCommand());
-  const bool isFirst = stagedOutcome.failedWith(GitFailureKind::UnbornHead);
-  if (!stagedOutcome && stagedOutcome.exitCode != 1 && !isFirst) return stagedOutcome;
-  if (stagedOutcome) {
-    // A merge may well change nothing against HEAD.
-    std::string merged;
-    request.isOfAllTracked = !tool.run(gitResolveCommand("MERGE_HEAD"), merged);
-  }
-  return run(tool, request, hash);
-}
-
-/// The files below the paths that git does not know yet.
-GitOutcome findUntracked(const GitTool& tool, const GitPathList& paths, GitPathList& untracked) {
-  constexpr std::size_t mostBytes = 64 * 1024;
-  for (std::size_t begin = 0; begin < paths.size();) {
-    GitPathList part;
-    for (std::size_t bytes = 0; begin < paths.size() && bytes < mostBytes; ++begin) {
-      part.push_back(paths[begin]);
-      bytes += part.back().size();
-    }
-    std::string output;
-    GitOutcome outcome = tool.run(gitUntrackedCommand(part), output);
-    if (!outcome) return outcome;
-    for (std::string_view rest = output; !rest.empty();) {
-      const std::size_t end = std::min(rest.find('\0'), rest.size());
-      // A folder is a repository of its own.
-      if (!rest.substr(0, end).ends_with('/')) untracked.emplace_back(rest.substr(0, end));
-      rest.remove_prefix(std::min(end + 1, rest.size()));
-    }
-  }
-  return {};
-}
-
-GitOutcome unfinished(const GitOutcome& partial, const std::string& path, const char* why) {
-  GitOutcome outcome = partial;
-  outcome.failure.detail = path;
-  outcome.failure.message.append("\n“").append(path).append("” ").append(why).append(".");
+/// Commits what has been staged, and takes that back where there is no commit.
+GitOutcome runStaged(const GitTool& tool, GitStaging& staging, GitOutcome stagingOutcome,
+                     const GitCommitRequest& request, std::string& hash) {
+  GitOutcome outcome = std::move(stagingOutcome);
+  if (outcome) outcome = run(tool, request, hash);
+  if (outcome.kind == GitOutcome::Kind::Failed && hash.empty()) staging.restore();
   return outcome;
 }
 
-/// What git refuses to commit as a part may be the whole after all. `partial` is how it was refused.
-GitOutcome commitWholeMerge(const GitTool& tool, const GitPathList& paths, const std::string& message,
-                            const GitOutcome& partial, std::string& hash) {
+GitOutcome commitWhole(const GitTool& tool, const std::string& root, const std::string& message, std::string& hash) {
+  const GitCommitRequest request{message, {}};
+  const GitOutcome comparison = tool.run(gitStagedCommand());
+  const bool isSomethingStaged = !comparison && comparison.exitCode == 1;
+  // Before the first commit what is not staged is not tracked either. A merge may well change nothing against HEAD.
+  if (isSomethingStaged || comparison.failedWith(GitFailureKind::UnbornHead) || (comparison && gitIsMerging(root))) {
+    return run(tool, request, hash);
+  }
+  if (!comparison) return comparison;
+  std::string output;
+  GitOutcome outcome = tool.run(gitUnstagedCommand(false), output);
+  if (!outcome) return outcome;
+  GitStaging staging(tool, root);
+  return runStaged(tool, staging, staging.stage(gitReadPaths(output)), request, hash);
+}
+
+GitOutcome unfinishedMerge(const std::string& path, const char* why) {
+  return GitOutcome::failed(
+      {GitFailureKind::MidOperation, path, "A merge is committed as a whole, and “" + path + "” " + why + "."});
+}
+
+/// Git refuses to commit a part of a merge; but the files may be all of it.
+GitOutcome commitMerge(const GitTool& tool, const std::string& root, const GitPathList& paths,
+                       const std::string& message, std::string& hash) {
   GitStatusOptions options;
   options.untracked = GitUntracked::None;
   options.ignored = false;
   const GitPathSet names(paths);
-  GitPathList changed;
   GitOutcome missing;
   GitStatusParser parser;
   GitOutcome outcome = tool.parse(gitStatusCommand(options), parser, [&](const GitStatusRecord& record) {
     const std::string path(record.path);
     if (!missing) return;
     if ((record.status & QRBSourceControlStatusConflicted) != 0) {
-      missing = unfinished(partial, path, "is still in conflict");
-    } else if (names.covers(path)) {
-      changed.push_back(path);
-    } else if ((record.status & staged) != 0) {
-      missing = unfinished(partial, path, "is part of it and not among the files to commit");
+      missing = unfinishedMerge(path, "is still in conflict");
+    } else if (!names.covers(path) && (record.status & staged) != 0) {
+      missing = unfinishedMerge(path, "is part of it and not among the files to commit");
     }
   });
   if (!outcome) return outcome;
   if (!missing) return missing;
-  if (!changed.empty()) outcome = tool.run(gitAddCommand(changed));
-  return outcome ? run(tool, {message, {}, false}, hash) : outcome;
+  GitStaging staging(tool, root);
+  return runStaged(tool, staging, staging.stage(paths), {message, {}}, hash);
 }
 
 }  // namespace
 
 GitOutcome gitCommit(const GitTool& tool, const std::string& root, const std::vector<qrb::String>& files,
                      const std::string& message, std::string& hash) {
-  if (files.empty()) return commitWhole(tool, message, hash);
+  if (files.empty()) return commitWhole(tool, root, message, hash);
   GitPathList paths;
-  GitPathList untracked;
   GitOutcome outcome = gitResolvePaths(root, files, paths);
-  if (outcome) outcome = findUntracked(tool, paths, untracked);
-  // Only what git knows of can be part of a commit.
-  if (outcome && !untracked.empty()) outcome = tool.run(gitIntendToAddCommand(untracked));
   if (!outcome) return outcome;
-  outcome = run(tool, {message, paths, false}, hash);
-  if (outcome.failedWith(GitFailureKind::MidOperation)) {
-    outcome = commitWholeMerge(tool, paths, message, outcome, hash);
-  }
-  const bool hasFailed = outcome.kind == GitOutcome::Kind::Failed && hash.empty();
-  if (hasFailed && !untracked.empty()) tool.run(gitForgetCommand(untracked));
-  return outcome;
+  if (gitIsMerging(root)) return commitMerge(tool, root, paths, message, hash);
+  GitStaging staging(tool, root);
+  return runStaged(tool, staging, staging.stage(paths), {message, paths}, hash);
 }

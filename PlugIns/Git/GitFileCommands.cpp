@@ -1,5 +1,7 @@
 #include "GitFileCommands.h"
 
+#include <utility>
+
 #include "GitCommandParts.h"
 
 void gitAddPathList(GitCommand& command, const GitPathList& paths) {
@@ -58,10 +60,16 @@ GitCommand gitIndexCommand() {
   return command;
 }
 
-GitCommand gitUntrackedCommand(const GitPathList& paths) {
-  GitCommand command = gitMakeCommand({"ls-files", "--others", "--exclude-standard", "-z", "--"});
+GitCommand gitUnstagedCommand(bool isOfIntended) {
+  GitCommand command = gitMakeCommand({"diff-files", "--name-only", "-z"});
   command.output = GitOutput::Blocks;
-  command.arguments.insert(command.arguments.end(), paths.begin(), paths.end());
+  if (isOfIntended) gitAddArguments(command, {"--diff-filter=A"});
+  return command;
+}
+
+GitCommand gitIndexUpdateCommand(std::string entries) {
+  GitCommand command = gitMakeWritingCommand({"update-index", "-z", "--index-info"});
+  command.standardInput = std::move(entries);
   return command;
 }
 

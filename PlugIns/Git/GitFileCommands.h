@@ -31,8 +31,11 @@ GitCommand gitResetCommand();
 
 /// Prints the staging area: see GitIndexParser.
 GitCommand gitIndexCommand();
-/// Prints the files below the paths that git does not know and no rule ignores, a zero byte after each. These paths
-/// stand on the command line: not too many at once.
-GitCommand gitUntrackedCommand(const GitPathList& paths);
+/// Prints the paths of tracked files that are not on disk as they are staged, a zero byte after each; or only those of
+/// which it is known that they are to be added, and nothing is staged.
+GitCommand gitUnstagedCommand(bool isOfIntended);
+/// Gives entries of the staging area another content: "<mode> <object name> <stage>\t<path>" and a zero byte for each,
+/// those with mode 0 leave it.
+GitCommand gitIndexUpdateCommand(std::string entries);
 /// Prints the paths of all files in a revision, a zero byte after each. Fails with UnknownRevision where there is none.
 GitCommand gitTreePathsCommand(std::string_view revision);

@@ -15,11 +15,13 @@ bool GitIndexParser::read(std::string_view line) {
   _record = {};
   _record.path = line.substr(tab + 1);
   const auto [end, error] = std::from_chars(head.data(), head.data() + head.size(), _record.mode, 8);
-  const bool isWhole = error == std::errc() && end < head.data() + head.size() && *end == ' ' && head.size() > 2;
+  // " <object name> <stage>"
+  const bool isWhole = error == std::errc() && head.data() + head.size() - end > 3 && *end == ' ';
   if (!isWhole || head[head.size() - 2] != ' ') return fail("entry that is none");
   const char stage = head.back();
   if (stage < '0' || stage > '3') return fail("unknown stage");
   _record.stage = static_cast<std::uint8_t>(stage - '0');
+  _record.object = std::string_view(end + 1, static_cast<std::size_t>(head.data() + head.size() - end) - 3);
   return true;
 }
 

@@ -6,12 +6,13 @@
 
 #include "GitTokenBuffer.h"
 
-/// One entry of the staging area. The view lasts until the sink returns.
+/// One entry of the staging area. The views last until the sink returns.
 struct GitIndexRecord {
   /// As in trees: 0100644 and 0100755 files, 0120000 symbolic links, 0160000 submodules.
   std::uint32_t mode = 0;
   /// 0; of a path in conflict 1 the common ancestor, 2 ours, 3 theirs.
   std::uint8_t stage = 0;
+  std::string_view object;
   std::string_view path;
 
   bool isSubmodule() const { return mode == 0160000; }

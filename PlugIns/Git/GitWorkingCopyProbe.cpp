@@ -71,6 +71,13 @@ void appendFile(const fs::path& file, std::string& text) {
 
 }  // namespace
 
+bool gitIsMerging(const std::string& root) {
+  const auto gitDirectory = gitDirectoryOf(root);
+  std::error_code error;
+  return gitDirectory &&
+         (fs::exists(*gitDirectory / "MERGE_HEAD", error) || fs::exists(*gitDirectory / "CHERRY_PICK_HEAD", error));
+}
+
 std::string gitOwnConfiguration(const std::string& folder) {
   std::string text;
   // Without a ".git" the folder is the repository itself.

@@ -15,6 +15,9 @@ struct GitWorkingCopyPlace {
 /// without running git: a scan asks about thousands. None for folders within a working copy and for bare repositories.
 std::optional<GitWorkingCopyPlace> gitProbeWorkingCopy(const std::string& path);
 
+/// Whether a merge or a cherry-pick has begun in a working copy and is not committed yet, by what is on disk.
+bool gitIsMerging(const std::string& root);
+
 /// The text of the configuration files of a repository's own, joined: of a working copy by its root, of a repository by
 /// its folder. Empty where there are none. Files that they include are not among them.
 std::string gitOwnConfiguration(const std::string& folder);

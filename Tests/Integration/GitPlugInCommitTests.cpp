@@ -110,7 +110,7 @@ TEST_F(GitPlugInCommitTest, whatCannotBeCommittedIsTold) {
   _repository.write("ignored", "");
   _repository.write("new", "");
   expectRefused({"a", "new", "missing"}, Code::pathNotFound, "missing");
-  expectRefused({"a", "new", "ignored"}, Code::pathNotFound, "ignored");
+  expectRefused({"a", "new", "ignored"}, Code::systemUnusable, "ignored");
   expectRefused({"a", "../outside"}, Code::pathNotFound, "outside");
   expectRefused({"a", ".git/config"}, Code::pathNotFound, "repository itself");
   expectRefused({"a", "new"}, Code::systemUnusable, "empty commit message", " \n");

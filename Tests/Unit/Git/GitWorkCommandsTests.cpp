@@ -113,7 +113,7 @@ TEST(GitWorkCommands, refuseRevisionsThatGitWouldReadAsSomethingElse) {
 
 TEST(GitWorkCommands, whatRunsHooksSetsNothingForTheGitOfTheHooks) {
   for (const GitCommand& command :
-       {gitCommitCommand({"x", {"y"}, false}), gitMergeCommand("x"), gitSwitchToBranchCommand("x")}) {
+       {gitCommitCommand({"x", {"y"}}), gitMergeCommand("x"), gitSwitchToBranchCommand("x")}) {
     EXPECT_TRUE(command.runsHooks);
     EXPECT_EQ(command.access, GitAccess::Write);
     EXPECT_THAT(command.arguments, Not(Contains("--literal-pathspecs")));

@@ -1,0 +1,105 @@
+#include "GitStaging.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+
+#include "GitFilePaths.h"
+#include "GitIndexParser.h"
+
+namespace {
+
+/// What git has in the staging area for a file of which nothing is staged.
+constexpr std::string_view emptyObjects[] = {"e69de29bb2d1d6434b8b29ae775ad8c2e48c5391",
+                                             "473a0f4c3be8a93681a267e3b1e9a7dcda1185436fe141f7749120a303721813"};
+
+bool isOnDisk(const std::string& root, const std::string& path) {
+  std::error_code error;
+  return std::filesystem::exists(std::filesystem::symlink_status(gitPathOnDisk(root, path), error));
+}
+
+}  // namespace
+
+GitPathList gitReadPaths(std::string_view output) {
+  GitPathList paths;
+  while (!output.empty()) {
+    const std::size_t end = std::min(output.find('\0'), output.size());
+    paths.emplace_back(output.substr(0, end));
+    output.remove_prefix(std::min(end + 1, output.size()));
+  }
+  return paths;
+}
+
+GitOutcome GitStaging::read(Entries& entries) const {
+  const GitPathSet names(_paths);
+  GitIndexParser parser;
+  return _tool.parse(gitIndexCommand(), parser, [&](const GitIndexRecord& record) {
+    if (names.covers(record.path)) {
+      entries[{std::string(record.path), record.stage}] = {record.mode, std::string(record.object)};
+    }
+  });
+}
+
+GitOutcome GitStaging::findIntended() {
+  const bool isPossible = std::ranges::any_of(_before, [](const Entries::value_type& entry) {
+    return std::ranges::find(emptyObjects, entry.second.object) != std::end(emptyObjects);
+  });
+  if (!isPossible) return {};
+  std::string output;
+  GitOutcome outcome = _tool.run(gitUnstagedCommand(true), output);
+  const GitPathSet names(_paths);
+  for (const std::string& path : gitReadPaths(output)) {
+    if (names.covers(path)) _intended.insert(path);
+  }
+  return outcome;
+}
+
+GitOutcome GitStaging::stage(const GitPathList& paths) {
+  _paths = paths;
+  GitOutcome outcome = read(_before);
+  if (outcome) outcome = findIntended();
+  if (!outcome) return outcome;
+  const GitPathSet names(_paths);
+  std::vector<bool> isStaged(_paths.size());
+  for (const auto& [place, entry] : _before) {
+    if (place.second > 0) {
+      return GitOutcome::failed(
+          {GitFailureKind::MidOperation, place.first, "“" + place.first + "” is still in conflict."});
+    }
+    names.find(place.first, [&](std::size_t name) { isStaged[name] = true; });
+  }
+  GitPathList toAdd;
+  for (std::size_t place = 0; place < _paths.size(); ++place) {
+    if (isStaged[place] || isOnDisk(_root, _paths[place])) toAdd.push_back(_paths[place]);
+  }
+  return toAdd.empty() ? outcome : _tool.run(gitAddCommand(toAdd));
+}
+
+void GitStaging::describe(const Entries::value_type& entry, std::string& text) {
+  const auto& [place, content] = entry;
+  char mode[16];
+  const auto end = std::to_chars(mode, mode + sizeof mode, content.mode, 8).ptr;
+  text.append(mode, end).append(" ").append(content.object).append(" ");
+  text.append(std::to_string(place.second)).append("\t").append(place.first).push_back('\0');
+}
+
+GitOutcome GitStaging::restore() {
+  Entries now;
+  GitOutcome outcome = read(now);
+  if (!outcome) return outcome;
+  std::string changes;
+  for (const auto& entry : now) {
+    const auto before = _before.find(entry.first);
+    if (before == _before.end() || _intended.contains(entry.first.first)) {
+      describe({entry.first, {0, std::string(entry.second.object.size(), '0')}}, changes);
+    }
+  }
+  for (const auto& entry : _before) {
+    const auto found = now.find(entry.first);
+    const bool isChanged = found == now.end() || found->second != entry.second;
+    if (isChanged && !_intended.contains(entry.first.first)) describe(entry, changes);
+  }
+  if (!changes.empty()) outcome = _tool.run(gitIndexUpdateCommand(std::move(changes)));
+  if (!outcome || _intended.empty()) return outcome;
+  return _tool.run(gitIntendToAddCommand({_intended.begin(), _intended.end()}));
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+
+#include "GitFileCommands.h"
+#include "GitTool.h"
+
+/// Stages files ahead of their commit, and can take that back.
+///
+/// Git moves the branch to a new commit before it writes the staging area that goes with it. When it is cut off in
+/// between, files that were not staged before the commit look as if they had been taken out of it; what is staged
+/// already stays as it is.
+class GitStaging {
+ public:
+  GitStaging(const GitTool& tool, const std::string& root) : _tool(tool), _root(root) {}
+
+  /// Stages files as they are on disk, and everything in folders that no rule ignores. Names that are neither on disk
+  /// nor staged are passed over. Fails with MidOperation where one is in conflict.
+  GitOutcome stage(const GitPathList& paths);
+
+  /// Gives back to the staging area what it had of these paths.
+  GitOutcome restore();
+
+ private:
+  struct Entry {
+    std::uint32_t mode = 0;
+    std::string object;
+    bool operator==(const Entry&) const = default;
+  };
+  /// By path and, in a conflict, side.
+  using Entries = std::map<std::pair<std::string, std::uint8_t>, Entry>;
+
+  GitOutcome read(Entries& entries) const;
+  GitOutcome findIntended();
+  static void describe(const Entries::value_type& entry, std::string& text);
+
+  const GitTool& _tool;
+  const std::string& _root;
+  GitPathList _paths;
+  Entries _before;
+  /// Known, but nothing staged of them.
+  std::set<std::string, std::less<>> _intended;
+};
+
+/// What a command printed with a zero byte after each path.
+GitPathList gitReadPaths(std::string_view output);
