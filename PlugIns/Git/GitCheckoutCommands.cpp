@@ -37,6 +37,22 @@ GitCommand gitRebaseCommand(std::string_view revision, bool keepsMerges) {
   return command;
 }
 
+GitCommand gitAbortMergeCommand() {
+  return gitMakeWritingCommand({"merge", "--abort"});
+}
+
+GitCommand gitMergedTreeCommand(std::string_view commit) {
+  if (!gitIsPlainRevision(commit)) return gitRefusedCommand("revision", commit);
+  return gitMakeWritingCommand({"merge-tree", "--write-tree", "--no-messages", "HEAD", commit});
+}
+
+GitCommand gitReadTreesCommand(std::string_view from, std::string_view to) {
+  for (const std::string_view tree : {from, to}) {
+    if (!gitIsPlainRevision(tree)) return gitRefusedCommand("revision", tree);
+  }
+  return gitMakeWritingCommand({"read-tree", "-m", "-u", from, to});
+}
+
 GitCommand gitFullNameCommand(std::string_view name) {
   if (!gitIsPlainRevision(name)) return gitRefusedCommand("branch", name);
   return gitMakeCommand({"rev-parse", "--quiet", "--verify", "--symbolic-full-name", name});

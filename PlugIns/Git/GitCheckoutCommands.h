@@ -16,6 +16,13 @@ GitCommand gitMergeCommand(std::string_view branch, std::string_view fastForward
 /// like a merge.
 GitCommand gitRebaseCommand(std::string_view revision, bool keepsMerges);
 
+/// Gives up a merge that is not committed yet.
+GitCommand gitAbortMergeCommand();
+/// Prints the name of the tree that merging a commit into HEAD makes, on the first line; fails where it has conflicts.
+GitCommand gitMergedTreeCommand(std::string_view commit);
+/// Switches files and staging area, which are as one tree, to another, as a checkout does.
+GitCommand gitReadTreesCommand(std::string_view from, std::string_view to);
+
 /// Prints the full name of the ref that a name alone stands for; nothing when it is ambiguous.
 GitCommand gitFullNameCommand(std::string_view name);
 

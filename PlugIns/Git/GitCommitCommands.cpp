@@ -36,6 +36,11 @@ std::string_view gitReadCommit(std::string_view output) {
   return {};
 }
 
-GitCommand gitStagedCommand() {
-  return gitMakeCommand({"diff-index", "--cached", "--quiet", "--no-ext-diff", "HEAD", "--"});
+GitCommand gitStagedCommand(std::string_view revision) {
+  if (!gitIsPlainRevision(revision)) return gitRefusedCommand("revision", revision);
+  return gitMakeCommand({"diff-index", "--cached", "--quiet", "--no-ext-diff", revision, "--"});
+}
+
+GitCommand gitStagedPathsCommand() {
+  return gitMakeCommand({"diff-index", "--cached", "--name-only", "--no-renames", "-z", "HEAD", "--"});
 }

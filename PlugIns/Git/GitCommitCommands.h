@@ -25,5 +25,8 @@ GitCommand gitCommitCommand(const GitCommitRequest& request);
 /// The abbreviated object name in what gitCommitCommand() printed; empty when it is something else.
 std::string_view gitReadCommit(std::string_view output);
 
-/// Prints nothing and exits with 1 when something is staged. Fails with UnbornHead on a branch without commits.
-GitCommand gitStagedCommand();
+/// Prints nothing and exits with 1 when the staging area is not as a revision or tree has it. Fails with UnbornHead on
+/// a branch without commits.
+GitCommand gitStagedCommand(std::string_view revision = "HEAD");
+/// Prints the paths that are staged, a zero byte after each. Fails with UnbornHead on a branch without commits.
+GitCommand gitStagedPathsCommand();

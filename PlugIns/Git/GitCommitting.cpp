@@ -2,6 +2,7 @@
 
 #include "GitCommitCommands.h"
 #include "GitFilePaths.h"
+#include "GitGuardian.h"
 #include "GitHookOutput.h"
 #include "GitStaging.h"
 #include "GitStatusParser.h"
@@ -55,29 +56,44 @@ GitOutcome run(const GitTool& tool, const GitCommitRequest& request, std::string
   return outcome;
 }
 
-/// Commits what has been staged, and takes that back where there is no commit.
-GitOutcome runStaged(const GitTool& tool, GitStaging& staging, GitOutcome stagingOutcome,
-                     const GitCommitRequest& request, std::string& hash) {
-  GitOutcome outcome = std::move(stagingOutcome);
-  if (outcome) outcome = run(tool, request, hash);
+struct Place {
+  const GitTool& tool;
+  const GitTurn& turn;
+  const std::string& root;
+};
+
+/// Stages files and commits, and gives the staging area back what it had where there is no commit.
+GitOutcome runStaged(const Place& place, const GitPathList& paths, const GitCommitRequest& request, std::string& hash) {
+  GitStaging staging(place.tool, place.root, paths);
+  GitOutcome outcome = staging.prepare();
+  if (!outcome) return outcome;
+  const GitGuardian guardian(
+      place.root, [&] { staging.restoreUncommitted(GitTool(place.root, -1)); }, place.turn.descriptor());
+  outcome = staging.stage();
+  if (outcome) outcome = run(place.tool, request, hash);
   if (outcome.kind == GitOutcome::Kind::Failed && hash.empty()) staging.restore();
   return outcome;
 }
 
-GitOutcome commitWhole(const GitTool& tool, const std::string& root, const std::string& message, std::string& hash) {
+/// Commits what is staged already.
+GitOutcome runAsItIs(const Place& place, const GitCommitRequest& request, std::string& hash) {
+  const GitGuardian guardian(place.root, {}, place.turn.descriptor());
+  return run(place.tool, request, hash);
+}
+
+GitOutcome commitWhole(const Place& place, const std::string& message, std::string& hash) {
   const GitCommitRequest request{message, {}};
-  const GitOutcome comparison = tool.run(gitStagedCommand());
+  const GitOutcome comparison = place.tool.run(gitStagedCommand());
   const bool isSomethingStaged = !comparison && comparison.exitCode == 1;
   // Before the first commit what is not staged is not tracked either. A merge may well change nothing against HEAD.
-  if (isSomethingStaged || comparison.failedWith(GitFailureKind::UnbornHead) || (comparison && gitIsMerging(root))) {
-    return run(tool, request, hash);
+  if (isSomethingStaged || comparison.failedWith(GitFailureKind::UnbornHead) ||
+      (comparison && gitIsMerging(place.root))) {
+    return runAsItIs(place, request, hash);
   }
   if (!comparison) return comparison;
   std::string output;
-  GitOutcome outcome = tool.run(gitUnstagedCommand(false), output);
-  if (!outcome) return outcome;
-  GitStaging staging(tool, root);
-  return runStaged(tool, staging, staging.stage(gitReadPaths(output)), request, hash);
+  GitOutcome outcome = place.tool.run(gitUnstagedCommand(false), output);
+  return outcome ? runStaged(place, gitReadPaths(output), request, hash) : outcome;
 }
 
 GitOutcome unfinishedMerge(const std::string& path, const char* why) {
@@ -86,15 +102,14 @@ GitOutcome unfinishedMerge(const std::string& path, const char* why) {
 }
 
 /// Git refuses to commit a part of a merge; but the files may be all of it.
-GitOutcome commitMerge(const GitTool& tool, const std::string& root, const GitPathList& paths,
-                       const std::string& message, std::string& hash) {
+GitOutcome commitMerge(const Place& place, const GitPathList& paths, const std::string& message, std::string& hash) {
   GitStatusOptions options;
   options.untracked = GitUntracked::None;
   options.ignored = false;
   const GitPathSet names(paths);
   GitOutcome missing;
   GitStatusParser parser;
-  GitOutcome outcome = tool.parse(gitStatusCommand(options), parser, [&](const GitStatusRecord& record) {
+  GitOutcome outcome = place.tool.parse(gitStatusCommand(options), parser, [&](const GitStatusRecord& record) {
     const std::string path(record.path);
     if (!missing) return;
     if ((record.status & QRBSourceControlStatusConflicted) != 0) {
@@ -104,20 +119,18 @@ GitOutcome commitMerge(const GitTool& tool, const std::string& root, const GitPa
     }
   });
   if (!outcome) return outcome;
-  if (!missing) return missing;
-  GitStaging staging(tool, root);
-  return runStaged(tool, staging, staging.stage(paths), {message, {}}, hash);
+  return missing ? runStaged(place, paths, {message, {}}, hash) : missing;
 }
 
 }  // namespace
 
-GitOutcome gitCommit(const GitTool& tool, const std::string& root, const std::vector<qrb::String>& files,
-                     const std::string& message, std::string& hash) {
-  if (files.empty()) return commitWhole(tool, root, message, hash);
+GitOutcome gitCommit(const GitTool& tool, const GitTurn& turn, const std::string& root,
+                     const std::vector<qrb::String>& files, const std::string& message, std::string& hash) {
+  const Place place{tool, turn, root};
+  if (files.empty()) return commitWhole(place, message, hash);
   GitPathList paths;
   GitOutcome outcome = gitResolvePaths(root, files, paths);
   if (!outcome) return outcome;
-  if (gitIsMerging(root)) return commitMerge(tool, root, paths, message, hash);
-  GitStaging staging(tool, root);
-  return runStaged(tool, staging, staging.stage(paths), {message, paths}, hash);
+  if (gitIsMerging(root)) return commitMerge(place, paths, message, hash);
+  return runStaged(place, paths, {message, paths}, hash);
 }

@@ -4,11 +4,19 @@
 
 #include "GitCommandParts.h"
 
-void gitAddPathList(GitCommand& command, const GitPathList& paths) {
+namespace {
+
+void feedPaths(GitCommand& command, const GitPathList& paths) {
   std::size_t size = 0;
   for (const std::string& path : paths) size += path.size() + 1;
   command.standardInput.reserve(size);
   for (const std::string& path : paths) command.standardInput.append(path).push_back('\0');
+}
+
+}  // namespace
+
+void gitAddPathList(GitCommand& command, const GitPathList& paths) {
+  feedPaths(command, paths);
   gitAddArguments(command, {"--pathspec-from-file=-", "--pathspec-file-nul"});
 }
 
@@ -32,7 +40,13 @@ GitCommand gitIntendToAddCommand(const GitPathList& paths) {
 
 GitCommand gitForgetCommand(const GitPathList& paths) {
   GitCommand command = gitMakeWritingCommand({"update-index", "--force-remove", "-z", "--stdin"});
-  for (const std::string& path : paths) command.standardInput.append(path).push_back('\0');
+  feedPaths(command, paths);
+  return command;
+}
+
+GitCommand gitCheckoutIndexCommand(const GitPathList& paths) {
+  GitCommand command = gitMakeWritingCommand({"checkout-index", "--force", "--index", "--quiet", "-z", "--stdin"});
+  feedPaths(command, paths);
   return command;
 }
 
@@ -65,6 +79,10 @@ GitCommand gitUnstagedCommand(bool isOfIntended) {
   command.output = GitOutput::Blocks;
   if (isOfIntended) gitAddArguments(command, {"--diff-filter=A"});
   return command;
+}
+
+GitCommand gitRefreshCommand() {
+  return gitMakeWritingCommand({"update-index", "-q", "--refresh"});
 }
 
 GitCommand gitIndexUpdateCommand(std::string entries) {

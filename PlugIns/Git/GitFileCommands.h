@@ -26,6 +26,8 @@ GitCommand gitRemoveCommand(const GitPathList& paths);
 GitCommand gitMoveCommand(const std::string& from, const std::string& to);
 /// Makes files on disk and in the staging area what they are in HEAD, which has to have them.
 GitCommand gitRestoreCommand(const GitPathList& paths);
+/// Writes files to disk as they are staged, over whatever is there.
+GitCommand gitCheckoutIndexCommand(const GitPathList& paths);
 /// Makes every tracked file on disk and in the staging area what it is in HEAD, and ends a merge or the like.
 GitCommand gitResetCommand();
 
@@ -34,6 +36,8 @@ GitCommand gitIndexCommand();
 /// Prints the paths of tracked files that are not on disk as they are staged, a zero byte after each; or only those of
 /// which it is known that they are to be added, and nothing is staged.
 GitCommand gitUnstagedCommand(bool isOfIntended);
+/// Notes in the staging area of each file whether it is on disk as it is staged. Exits with 1 where one is not.
+GitCommand gitRefreshCommand();
 /// Gives entries of the staging area another content: "<mode> <object name> <stage>\t<path>" and a zero byte for each,
 /// those with mode 0 leave it.
 GitCommand gitIndexUpdateCommand(std::string entries);

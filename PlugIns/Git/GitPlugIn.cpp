@@ -3,6 +3,7 @@
 #include <set>
 
 #include "GitChange.h"
+#include "GitGuardian.h"
 #include "GitPaths.h"
 #include "GitStatusParser.h"
 #include "GitWorkingCopyProbe.h"
@@ -47,6 +48,14 @@ GitTool GitPlugIn::toolFor(const QRBSourceControlWorkingCopyPtr& workingCopy) co
 
 GitTurn GitPlugIn::turnAt(const QRBSourceControlWorkingCopyPtr& workingCopy) const {
   return {folderOf(workingCopy), host().connectionDescriptor()};
+}
+
+GitOutcome GitPlugIn::change(const QRBSourceControlWorkingCopyPtr& workingCopy,
+                             const std::function<GitOutcome(const GitTool&, const std::string&)>& work) const {
+  const std::string root = folderOf(workingCopy);
+  const GitTurn turn = turnAt(workingCopy);
+  const GitGuardian guardian(root, {}, turn.descriptor());
+  return work(toolFor(workingCopy), root);
 }
 
 GitTool GitPlugIn::toolFor(const QRBSourceControlRepositoryPtr& repository) const {

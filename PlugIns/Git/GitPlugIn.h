@@ -232,6 +232,9 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   static std::string folderOf(const QRBSourceControlWorkingCopyPtr& workingCopy);
   /// To be held while a request changes the working copy.
   GitTurn turnAt(const QRBSourceControlWorkingCopyPtr& workingCopy) const;
+  /// Does work that changes a working copy, given by its root, in a turn of its own and with somebody to tidy up.
+  GitOutcome change(const QRBSourceControlWorkingCopyPtr& workingCopy,
+                    const std::function<GitOutcome(const GitTool& tool, const std::string& root)>& work) const;
   static qrb::Error errorFor(const GitOutcome& outcome, const QRBSourceControlWorkingCopyPtr& workingCopy);
   static qrb::Error errorFor(const GitOutcome& outcome, const QRBSourceControlRepositoryPtr& repository);
   /// The full object names of the commits that the locations stand for, or the error for the first that is not there.

@@ -1,4 +1,5 @@
 #include "GitCheckoutCommands.h"
+#include "GitCheckoutRepair.h"
 #include "GitHookOutput.h"
 #include "GitMerging.h"
 #include "GitNames.h"
@@ -15,6 +16,14 @@ namespace {
 class Switch {
  public:
   explicit Switch(const GitTool& tool) : _tool(tool) {}
+
+  /// What will be checked out; of a new branch, where it begins.
+  static std::string targetOf(const QRBSourceControlRevisionLocationPtr& location) {
+    const auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(location);
+    if (!branch) return gitLocationName(location);
+    if (!branch->isNewBranch() || branch->isRemoteBranch()) return gitBranchRefName(branch);
+    return branch->revision() ? gitLocationName(location) : "HEAD";
+  }
 
   GitOutcome to(const QRBSourceControlRevisionLocationPtr& location) {
     const auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(location);
@@ -52,7 +61,10 @@ void GitPlugIn::mergeBranch(const QRBSourceControlBranchPtr& branch,
   if (const qrb::Error error = gitRefuseLocation(branch)) return completionBlock(error);
   const GitTurn turn = turnAt(intoWorkingCopy);
   const GitTool tool = toolFor(intoWorkingCopy);
-  const GitOutcome outcome = gitRunMerge(tool, gitMergeCommand(gitNameToMerge(tool, gitBranchRefName(branch))));
+  const std::string name = gitBranchRefName(branch);
+  const GitOutcome outcome = gitRunCheckout(tool, turn, folderOf(intoWorkingCopy), name, true, [&] {
+    return gitRunMerge(tool, gitMergeCommand(gitNameToMerge(tool, name)));
+  });
   if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
     return completionBlock(gitLocationNotFound(branch->locationWithRevision(nullptr), outcome.failure.message));
   }
@@ -64,7 +76,9 @@ void GitPlugIn::switchLocation(const QRBSourceControlRevisionLocationPtr& locati
                                Completion<QRBSourceControlRevisionLocationPtr> completionBlock) {
   if (const qrb::Error error = gitRefuseLocation(location)) return completionBlock(nullptr, error);
   const GitTurn turn = turnAt(ofWorkingCopy);
-  const GitOutcome outcome = Switch(toolFor(ofWorkingCopy)).to(location);
+  const GitTool tool = toolFor(ofWorkingCopy);
+  const GitOutcome outcome = gitRunCheckout(tool, turn, folderOf(ofWorkingCopy), Switch::targetOf(location), false,
+                                            [&] { return Switch(tool).to(location); });
   if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
     return completionBlock(nullptr, gitLocationNotFound(location, outcome.failure.message));
   }

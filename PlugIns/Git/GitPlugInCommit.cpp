@@ -7,7 +7,8 @@ void GitPlugIn::commitFiles(const Files& files, const QRBSourceControlWorkingCop
                             const qrb::String& message, Completion<QRBSourceControlRevisionPtr> completionBlock) {
   std::string hash;
   const GitTurn turn = turnAt(inWorkingCopy);
-  const GitOutcome outcome = gitCommit(toolFor(inWorkingCopy), folderOf(inWorkingCopy), files, message.str(), hash);
+  const GitOutcome outcome =
+      gitCommit(toolFor(inWorkingCopy), turn, folderOf(inWorkingCopy), files, message.str(), hash);
   if (!outcome) return completionBlock(nullptr, errorFor(outcome, inWorkingCopy));
   completionBlock(QRBSourceControlRevision::initWithIdentifier(hash), {});
 }

@@ -83,30 +83,34 @@ GitOutcome makeDirectory(const std::string& root, const qrb::String& path, bool 
 
 void GitPlugIn::addFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                          Completion<> completionBlock) {
-  const GitTurn turn = turnAt(inWorkingCopy);
-  const GitTool tool = toolFor(inWorkingCopy);
-  completionBlock(errorFor(runOnFiles(tool, folderOf(inWorkingCopy), files, gitAddCommand), inWorkingCopy));
+  const auto work = [&](const GitTool& tool, const std::string& root) {
+    return runOnFiles(tool, root, files, gitAddCommand);
+  };
+  completionBlock(errorFor(change(inWorkingCopy, work), inWorkingCopy));
 }
 
 void GitPlugIn::removeFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                             Completion<> completionBlock) {
-  const GitTurn turn = turnAt(inWorkingCopy);
-  const GitTool tool = toolFor(inWorkingCopy);
-  completionBlock(errorFor(runOnFiles(tool, folderOf(inWorkingCopy), files, gitRemoveCommand), inWorkingCopy));
+  const auto work = [&](const GitTool& tool, const std::string& root) {
+    return runOnFiles(tool, root, files, gitRemoveCommand);
+  };
+  completionBlock(errorFor(change(inWorkingCopy, work), inWorkingCopy));
 }
 
 void GitPlugIn::copyFiles(const Files& files, const Files& toFilePaths,
                           const QRBSourceControlWorkingCopyPtr& inWorkingCopy, Completion<> completionBlock) {
-  const GitTurn turn = turnAt(inWorkingCopy);
-  const GitTool tool = toolFor(inWorkingCopy);
-  completionBlock(errorFor(gitCopyFiles(tool, folderOf(inWorkingCopy), files, toFilePaths), inWorkingCopy));
+  const auto work = [&](const GitTool& tool, const std::string& root) {
+    return gitCopyFiles(tool, root, files, toFilePaths);
+  };
+  completionBlock(errorFor(change(inWorkingCopy, work), inWorkingCopy));
 }
 
 void GitPlugIn::moveFiles(const Files& files, const Files& toFilePaths,
                           const QRBSourceControlWorkingCopyPtr& inWorkingCopy, Completion<> completionBlock) {
-  const GitTurn turn = turnAt(inWorkingCopy);
-  const GitTool tool = toolFor(inWorkingCopy);
-  completionBlock(errorFor(gitMoveFiles(tool, folderOf(inWorkingCopy), files, toFilePaths), inWorkingCopy));
+  const auto work = [&](const GitTool& tool, const std::string& root) {
+    return gitMoveFiles(tool, root, files, toFilePaths);
+  };
+  completionBlock(errorFor(change(inWorkingCopy, work), inWorkingCopy));
 }
 
 void GitPlugIn::createDirectory(const qrb::String& path, bool withIntermediateDirectories,
@@ -118,20 +122,18 @@ void GitPlugIn::createDirectory(const qrb::String& path, bool withIntermediateDi
 
 void GitPlugIn::discardChangesInFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                                       Completion<> completionBlock) {
-  const GitTurn turn = turnAt(inWorkingCopy);
-  const GitTool tool = toolFor(inWorkingCopy);
-  completionBlock(errorFor(gitDiscardChanges(tool, folderOf(inWorkingCopy), files), inWorkingCopy));
+  const auto work = [&](const GitTool& tool, const std::string& root) { return gitDiscardChanges(tool, root, files); };
+  completionBlock(errorFor(change(inWorkingCopy, work), inWorkingCopy));
 }
 
 void GitPlugIn::discardAllChangesInWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
                                                Completion<> completionBlock) {
-  const GitTurn turn = turnAt(workingCopy);
-  completionBlock(errorFor(gitDiscardAllChanges(toolFor(workingCopy)), workingCopy));
+  const auto work = [](const GitTool& tool, const std::string&) { return gitDiscardAllChanges(tool); };
+  completionBlock(errorFor(change(workingCopy, work), workingCopy));
 }
 
 void GitPlugIn::markAsResolvedFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                                     Completion<> completionBlock) {
-  const GitTurn turn = turnAt(inWorkingCopy);
-  const GitTool tool = toolFor(inWorkingCopy);
-  completionBlock(errorFor(resolveConflicts(tool, folderOf(inWorkingCopy), files), inWorkingCopy));
+  const auto work = [&](const GitTool& tool, const std::string& root) { return resolveConflicts(tool, root, files); };
+  completionBlock(errorFor(change(inWorkingCopy, work), inWorkingCopy));
 }

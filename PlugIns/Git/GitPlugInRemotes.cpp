@@ -66,8 +66,8 @@ void GitPlugIn::listRemoteRepositoriesForRepository(
   for (const GitRemote& remote : remotes) {
     const qrb::URL url = gitRemoteURL(remote.address, folderOf(repository));
     // What a repository is known by, its history decides, and that it shares with its remotes.
-    entries.emplace_back(
-        remote.name, QRBSourceControlRemoteRepository::initUnsavedWithURL(url, repository->identifier(), system()));
+    entries.emplace_back(remote.name,
+                         QRBSourceControlRemoteRepository::initUnsavedWithURL(url, repository->identifier(), system()));
     if (&remote == primary) primaryRepository = entries.back().second;
   }
   completionBlock(primaryRepository, std::make_shared<QRBSourceControlRemoteRepositories>(std::move(entries)), {});

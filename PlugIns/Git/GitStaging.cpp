@@ -4,6 +4,7 @@
 #include <charconv>
 #include <filesystem>
 
+#include "GitCommitCommands.h"
 #include "GitFilePaths.h"
 #include "GitIndexParser.h"
 
@@ -30,10 +31,10 @@ GitPathList gitReadPaths(std::string_view output) {
   return paths;
 }
 
-GitOutcome GitStaging::read(Entries& entries) const {
+GitOutcome GitStaging::read(const GitTool& tool, Entries& entries) const {
   const GitPathSet names(_paths);
   GitIndexParser parser;
-  return _tool.parse(gitIndexCommand(), parser, [&](const GitIndexRecord& record) {
+  return tool.parse(gitIndexCommand(), parser, [&](const GitIndexRecord& record) {
     if (names.covers(record.path)) {
       entries[{std::string(record.path), record.stage}] = {record.mode, std::string(record.object)};
     }
@@ -54,25 +55,28 @@ GitOutcome GitStaging::findIntended() {
   return outcome;
 }
 
-GitOutcome GitStaging::stage(const GitPathList& paths) {
-  _paths = paths;
-  GitOutcome outcome = read(_before);
-  if (outcome) outcome = findIntended();
-  if (!outcome) return outcome;
+GitOutcome GitStaging::prepare() {
+  GitOutcome outcome = read(_tool, _before);
+  for (const auto& [place, entry] : _before) {
+    if (outcome && place.second > 0) {
+      outcome = GitOutcome::failed(
+          {GitFailureKind::MidOperation, place.first, "“" + place.first + "” is still in conflict."});
+    }
+  }
+  return outcome ? findIntended() : outcome;
+}
+
+GitOutcome GitStaging::stage() {
   const GitPathSet names(_paths);
   std::vector<bool> isStaged(_paths.size());
   for (const auto& [place, entry] : _before) {
-    if (place.second > 0) {
-      return GitOutcome::failed(
-          {GitFailureKind::MidOperation, place.first, "“" + place.first + "” is still in conflict."});
-    }
     names.find(place.first, [&](std::size_t name) { isStaged[name] = true; });
   }
   GitPathList toAdd;
   for (std::size_t place = 0; place < _paths.size(); ++place) {
     if (isStaged[place] || isOnDisk(_root, _paths[place])) toAdd.push_back(_paths[place]);
   }
-  return toAdd.empty() ? outcome : _tool.run(gitAddCommand(toAdd));
+  return toAdd.empty() ? GitOutcome() : _tool.run(gitAddCommand(toAdd));
 }
 
 void GitStaging::describe(const Entries::value_type& entry, std::string& text) {
@@ -83,9 +87,18 @@ void GitStaging::describe(const Entries::value_type& entry, std::string& text) {
   text.append(std::to_string(place.second)).append("\t").append(place.first).push_back('\0');
 }
 
-GitOutcome GitStaging::restore() {
+void GitStaging::restoreUncommitted(const GitTool& tool) const {
+  std::string output;
+  const GitOutcome outcome = tool.run(gitStagedPathsCommand(), output);
+  const GitPathSet names(_paths);
+  bool isStaged = outcome.failedWith(GitFailureKind::UnbornHead);
+  for (const std::string& path : gitReadPaths(output)) isStaged = isStaged || names.covers(path);
+  if (isStaged) restore(tool);
+}
+
+GitOutcome GitStaging::restore(const GitTool& tool) const {
   Entries now;
-  GitOutcome outcome = read(now);
+  GitOutcome outcome = read(tool, now);
   if (!outcome) return outcome;
   std::string changes;
   for (const auto& entry : now) {
@@ -99,7 +112,7 @@ GitOutcome GitStaging::restore() {
     const bool isChanged = found == now.end() || found->second != entry.second;
     if (isChanged && !_intended.contains(entry.first.first)) describe(entry, changes);
   }
-  if (!changes.empty()) outcome = _tool.run(gitIndexUpdateCommand(std::move(changes)));
+  if (!changes.empty()) outcome = tool.run(gitIndexUpdateCommand(std::move(changes)));
   if (!outcome || _intended.empty()) return outcome;
-  return _tool.run(gitIntendToAddCommand({_intended.begin(), _intended.end()}));
+  return tool.run(gitIntendToAddCommand({_intended.begin(), _intended.end()}));
 }

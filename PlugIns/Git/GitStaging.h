@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "GitFileCommands.h"
 #include "GitTool.h"
@@ -15,14 +16,22 @@
 /// already stays as it is.
 class GitStaging {
  public:
-  GitStaging(const GitTool& tool, const std::string& root) : _tool(tool), _root(root) {}
+  GitStaging(const GitTool& tool, const std::string& root, GitPathList paths)
+      : _tool(tool), _root(root), _paths(std::move(paths)) {}
 
-  /// Stages files as they are on disk, and everything in folders that no rule ignores. Names that are neither on disk
-  /// nor staged are passed over. Fails with MidOperation where one is in conflict.
-  GitOutcome stage(const GitPathList& paths);
+  /// Remembers what is staged of the files. Fails with MidOperation where one is in conflict.
+  GitOutcome prepare();
+
+  /// Stages the files as they are on disk, and everything in folders that no rule ignores. Names that are neither on
+  /// disk nor staged are passed over.
+  GitOutcome stage();
 
   /// Gives back to the staging area what it had of these paths.
-  GitOutcome restore();
+  GitOutcome restore() const { return restore(_tool); }
+  GitOutcome restore(const GitTool& tool) const;
+
+  /// The same, unless they have been committed meanwhile.
+  void restoreUncommitted(const GitTool& tool) const;
 
  private:
   struct Entry {
@@ -33,13 +42,13 @@ class GitStaging {
   /// By path and, in a conflict, side.
   using Entries = std::map<std::pair<std::string, std::uint8_t>, Entry>;
 
-  GitOutcome read(Entries& entries) const;
+  GitOutcome read(const GitTool& tool, Entries& entries) const;
   GitOutcome findIntended();
   static void describe(const Entries::value_type& entry, std::string& text);
 
   const GitTool& _tool;
   const std::string& _root;
-  GitPathList _paths;
+  const GitPathList _paths;
   Entries _before;
   /// Known, but nothing staged of them.
   std::set<std::string, std::less<>> _intended;

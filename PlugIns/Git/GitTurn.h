@@ -14,6 +14,9 @@ class GitTurn {
   /// `folder` is the root of the working copy; `hostConnection` is as for ToolRunner.
   GitTurn(const std::string& folder, int hostConnection);
 
+  /// What keeps the turn, for a process that takes it over; -1 where there is none.
+  int descriptor() const { return _folder.get(); }
+
  private:
   qrb::FileDescriptor _folder;
 };

@@ -78,12 +78,23 @@ bool gitIsMerging(const std::string& root) {
          (fs::exists(*gitDirectory / "MERGE_HEAD", error) || fs::exists(*gitDirectory / "CHERRY_PICK_HEAD", error));
 }
 
-std::string gitOwnConfiguration(const std::string& folder) {
-  std::string text;
+std::vector<std::string> gitRepositoryFolders(const std::string& folder) {
   // Without a ".git" the folder is the repository itself.
   const fs::path gitDirectory = gitDirectoryOf(folder).value_or(folder);
-  if (const auto common = commonDirectory(gitDirectory)) appendFile(*common / "config", text);
-  appendFile(gitDirectory / "config.worktree", text);
+  std::vector<std::string> folders;
+  const auto common = commonDirectory(gitDirectory);
+  if (!common) return folders;
+  folders.push_back(gitDirectory.string());
+  if (*common != gitDirectory) folders.push_back(common->string());
+  return folders;
+}
+
+std::string gitOwnConfiguration(const std::string& folder) {
+  std::string text;
+  for (const fs::path repository : gitRepositoryFolders(folder)) {
+    appendFile(repository / "config", text);
+    appendFile(repository / "config.worktree", text);
+  }
   return text;
 }
 

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 /// A working copy on disk and the repository that it belongs to, as absolute paths.
 struct GitWorkingCopyPlace {
@@ -17,6 +18,10 @@ std::optional<GitWorkingCopyPlace> gitProbeWorkingCopy(const std::string& path);
 
 /// Whether a merge or a cherry-pick has begun in a working copy and is not committed yet, by what is on disk.
 bool gitIsMerging(const std::string& root);
+
+/// The folders of the repository of a working copy, by its root, or of a repository, by its own folder: that which is
+/// of one working copy alone, and that which all share where it is another.
+std::vector<std::string> gitRepositoryFolders(const std::string& folder);
 
 /// The text of the configuration files of a repository's own, joined: of a working copy by its root, of a repository by
 /// its folder. Empty where there are none. Files that they include are not among them.

@@ -9,7 +9,7 @@ namespace fs = std::filesystem;
 
 class GitPlugInCancellationTest : public GitWorkTest {
  protected:
-  static constexpr int fileCount = 300;
+  static constexpr int fileCount = 100;
 
   GitPlugInCancellationTest() {
     writeFiles("main");
@@ -38,7 +38,7 @@ TEST_F(GitPlugInCancellationTest, commitsLeaveTheRepositoryWholeAndReadyForTheNe
   int commits = 0;
   std::string name;
   const auto tally = cancelAtRandomMoments(
-      100, 1,
+      80, 1,
       [&](int number, auto completion) {
         name = "new " + std::to_string(number);
         _repository.write(name, "new");

@@ -1,0 +1,57 @@
+#include "GitRawDiff.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "GitCommandParts.h"
+
+namespace {
+
+/// Takes the text before a delimiter off the front, with it.
+std::string_view take(std::string_view& text, char delimiter) {
+  const std::size_t end = std::min(text.find(delimiter), text.size());
+  const std::string_view result = text.substr(0, end);
+  text.remove_prefix(std::min(end + 1, text.size()));
+  return result;
+}
+
+bool readMode(std::string_view text, std::uint32_t& mode) {
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), mode, 8);
+  return error == std::errc() && end == text.data() + text.size();
+}
+
+}  // namespace
+
+std::string GitRawChange::indexEntry() const {
+  char mode[16];
+  std::string entry(mode, std::to_chars(mode, mode + sizeof mode, newMode, 8).ptr);
+  entry.append(" ").append(newObject).append(" 0\t").append(path).push_back('\0');
+  return entry;
+}
+
+GitCommand gitRawDiffCommand(std::string_view from, std::string_view to) {
+  for (const std::string_view revision : {from, to}) {
+    if (!gitIsPlainRevision(revision)) return gitRefusedCommand("revision", revision);
+  }
+  GitCommand command = gitMakeCommand({"diff-tree", "-r", "-z", "--raw", "--no-renames", "--no-abbrev"});
+  command.output = GitOutput::Blocks;
+  gitAddArguments(command, {from, to, "--"});
+  return command;
+}
+
+/// ":<old mode> <new mode> <old object> <new object> <letter>\0<path>\0".
+std::vector<GitRawChange> gitReadRawDiff(std::string_view output) {
+  std::vector<GitRawChange> changes;
+  while (output.starts_with(':')) {
+    output.remove_prefix(1);
+    std::string_view head = take(output, '\0');
+    GitRawChange change;
+    const bool isRead = readMode(take(head, ' '), change.oldMode) && readMode(take(head, ' '), change.newMode);
+    take(head, ' ');
+    change.newObject = take(head, ' ');
+    change.path = take(output, '\0');
+    if (!isRead || change.newObject.empty() || change.path.empty()) break;
+    changes.push_back(std::move(change));
+  }
+  return changes;
+}
