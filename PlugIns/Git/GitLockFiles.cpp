@@ -29,9 +29,13 @@ void removeIn(const fs::path& folder, const timespec& since) {
 
 }  // namespace
 
-void gitRemoveLockFiles(const std::string& folder, const timespec& since) {
-  for (const std::string& repository : gitRepositoryFolders(folder)) {
-    removeIn<fs::directory_iterator>(repository, since);
-    removeIn<fs::recursive_directory_iterator>(fs::path(repository) / "refs", since);
+void gitRemoveLockFiles(const std::string& root, const timespec& since) {
+  for (const std::string& repository : gitRepositoryFolders(root)) {
+    const fs::path folder(repository);
+    removeIn<fs::directory_iterator>(folder, since);
+    removeIn<fs::recursive_directory_iterator>(folder / "refs", since);
+    // Of the tidying that git begins by itself after a commit.
+    removeIn<fs::directory_iterator>(folder / "objects", since);
+    removeIn<fs::recursive_directory_iterator>(folder / "objects/info", since);
   }
 }
