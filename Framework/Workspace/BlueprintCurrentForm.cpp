@@ -45,8 +45,9 @@ void writeTrust(const QRBSourceControlRemoteRepository& repository, std::uint64_
   String fingerprint = repository.trustedServerFingerprint();
   if (repository.enforceTrustedServerFingerprint() && !has(options, QRBSourceControlWorkspaceBlueprintTrustOnly)) {
     entry[kEnforceKey] = true;
-    setText(entry, kFingerprintKey, fingerprint);
-  } else if (fingerprint && !QRBSourceControlSSHKeysAuthenticationStrategy::strategyIsValidForURL(repository.URL())) {
+    if (!fingerprint.empty()) setText(entry, kFingerprintKey, fingerprint);
+  } else if (!fingerprint.empty() &&
+             !QRBSourceControlSSHKeysAuthenticationStrategy::strategyIsValidForURL(repository.URL())) {
     entry[kSelfSignedKey] = true;
     entry[kFingerprintKey] = fingerprint.str();
   }

@@ -33,7 +33,7 @@ BlueprintForm formOfBlueprint(const Dictionary& dictionary) {
 
 bool isLeftOut(const QRBSourceControlWorkspaceBlueprint& blueprint,
                const QRBSourceControlRemoteRepositoryPtr& repository, std::uint64_t options) {
-  if (!repository->identifier()) return true;
+  if (repository->identifier().empty()) return true;
   return (options & QRBSourceControlWorkspaceBlueprintWithoutIgnored) != 0 &&
          blueprint.workingCopyStateForRemoteRepository(repository) == QRBSourceControlWorkspaceBlueprintIgnoredState;
 }

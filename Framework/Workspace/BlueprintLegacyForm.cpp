@@ -56,7 +56,7 @@ class Reader {
     _contents.name = textForKey(file, kBlueprintNameKey);
     _contents.relativePathToProject = textForKey(file, kProjectPathKey);
     const Dictionary& configurations = arrayForKey(file, kConfigurationsKey);
-    if (_primary) _primaryInstallPath = textForKey(_installPaths, _primary.view());
+    _primaryInstallPath = textUnder(_primary, _installPaths);
     for (const Dictionary& configuration : configurations) {
       if (isPrimary(configuration)) _primaryName = textForKey(configuration, kNameKey);
     }
@@ -65,6 +65,11 @@ class Reader {
   }
 
  private:
+  // An absent identifier is not the empty one.
+  static String textUnder(const String& identifier, const Dictionary& section) {
+    return identifier ? textForKey(section, identifier.view()) : String();
+  }
+
   bool isPrimary(const Dictionary& configuration) const {
     return arePresentAndEqual(textForKey(configuration, kIdentifierKey), _primary);
   }
@@ -72,8 +77,8 @@ class Reader {
   void readConfiguration(const Dictionary& configuration) {
     String identifier = textForKey(configuration, kIdentifierKey);
     auto system = _systems.systemWithIdentifier(textForKey(configuration, kSystemKey));
-    String origin = identifier ? textForKey(_origins, identifier.view()) : String();
-    URL url = usableURL(identifier ? textForKey(_roots, identifier.view()) : String());
+    String origin = textUnder(identifier, _origins);
+    URL url = usableURL(textUnder(identifier, _roots));
     if (!url) url = usableURL(origin);
     if (system == nullptr || !url) {
       const char* reason = url ? ": no installed plug-in serves its system" : ": it has no URL that can be used";
@@ -84,7 +89,7 @@ class Reader {
         url, primaryIdentifier(identifier), secondaryIdentifier(identifier), system);
     if (isPrimary(configuration)) _contents.primary = repository;
     if (String path = workingCopyPath(configuration, identifier)) _contents.paths->set(repository, path);
-    bool isRequired = isTrue(valueForKey(_required, identifier.view()));
+    bool isRequired = identifier && isTrue(valueForKey(_required, identifier.view()));
     _contents.states->set(repository, isRequired ? kRequiredState : 0);
     if (auto layout = layoutOf(configuration)) _contents.repositoryLocations->set(repository, layout);
     std::string_view subpath = origin.view();
@@ -98,7 +103,7 @@ class Reader {
   // The primary one lies in a folder of its own name; the paths of the others may begin where it was installed.
   String workingCopyPath(const Dictionary& configuration, const String& identifier) const {
     if (isPrimary(configuration)) return textForKey(configuration, kNameKey);
-    String path = textForKey(_installPaths, identifier.view());
+    String path = textUnder(identifier, _installPaths);
     if (!path || _primaryInstallPath.empty() || !path.view().starts_with(_primaryInstallPath.view())) return path;
     std::string moved = _primaryName.str() + std::string(path.view().substr(_primaryInstallPath.size()));
     return String(qrbscm_stringByStandardizingRelativePath(moved));

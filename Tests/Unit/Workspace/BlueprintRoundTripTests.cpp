@@ -57,6 +57,22 @@ TEST_F(BlueprintRoundTrip, WhateverIsWrittenReadsBackToTheSameAndIsValid) {
   }
 }
 
+TEST_F(BlueprintRoundTrip, EmptyIdentifiersAndFingerprintsCountAsNoneSoThatFilesAreValid) {
+  auto known = remote("https://x/known", "ID");
+  auto unknown = remote("https://x/unknown", "");
+  auto blueprint = Blueprint::initWithPrimaryRemoteRepository(unknown, {}, {known, unknown}, nullptr, nullptr, nullptr,
+                                                              nullptr, {}, false);
+  for (bool isEnforced : {false, true}) {
+    known->setTrustedServerFingerprint("");
+    known->setEnforceTrustedServerFingerprint(isEnforced);
+    for (std::uint64_t options : {0x0, 0x1, 0x4, 0x1fc}) {
+      Dictionary written = blueprint->dictionaryRepresentationWithOptions(options);
+      Error error;
+      EXPECT_TRUE(Blueprint::validateDictionary(written, &error)) << error.description() << written;
+    }
+  }
+}
+
 TEST_F(BlueprintRoundTrip, EachOptionAddsOnlyItsOwnKeys) {
   std::string prefix = "QRBSourceControlWorkspaceBlueprint";
   const std::vector<std::pair<std::uint64_t, std::vector<std::string>>> cases = {
