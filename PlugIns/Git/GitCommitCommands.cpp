@@ -6,11 +6,14 @@
 #include "ToolRunner.h"
 
 GitCommand gitCommitCommand(const GitCommitRequest& request) {
-  GitCommand command = gitMakeHookedCommand({"-c", "user.useConfigOnly=true", "-c", "i18n.commitEncoding=UTF-8",
-                                             "commit", "--no-edit", "--cleanup=whitespace"});
+  GitCommand command =
+      gitMakeHookedCommand({"-c", "user.useConfigOnly=true", "-c", "i18n.commitEncoding=UTF-8", "commit", "--no-edit"});
   if (request.message.find_first_not_of(" \t\r\n") != std::string::npos) {
-    gitAddArguments(command, {"--file=-"});
+    gitAddArguments(command, {"--cleanup=whitespace", "--file=-"});
     command.standardInput = request.message;
+  } else {
+    // What a merge has prepared holds comments of git's.
+    gitAddArguments(command, {"--cleanup=strip"});
   }
   if (request.paths.empty()) return command;
   gitAddArguments(command, {"--only", "--pathspec-file-nul"});

@@ -126,6 +126,9 @@ GitOutcome commitMerge(const Place& place, const GitPathList& paths, const std::
 
 GitOutcome gitCommit(const GitTool& tool, const GitTurn& turn, const std::string& root,
                      const std::vector<qrb::String>& files, const std::string& message, std::string& hash) {
+  if (message.find('\0') != std::string::npos) {
+    return GitOutcome::failed({GitFailureKind::Other, {}, "The message holds a zero byte, which no commit can keep."});
+  }
   const Place place{tool, turn, root};
   if (files.empty()) return commitWhole(place, message, hash);
   GitPathList paths;

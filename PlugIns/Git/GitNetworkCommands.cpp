@@ -13,12 +13,13 @@ GitCommand transferring(std::initializer_list<std::string_view> arguments) {
 }
 
 /// A request brings what one server is to be told; what a repository names besides is not reached without being asked.
+/// Hosts fetch by themselves now and then, which is no reason to run what lies in a repository.
 GitCommand fetching() {
-  return transferring({"fetch", "--progress", "--no-recurse-submodules"});
+  return transferring({"-c", "core.hooksPath=/dev/null", "fetch", "--progress", "--no-recurse-submodules"});
 }
 
 GitCommand pushing(std::initializer_list<std::string_view> options, std::string_view from, std::string_view to) {
-  GitCommand command = transferring({"push", "--porcelain", "--progress"});
+  GitCommand command = transferring({"push", "--porcelain", "--progress", "--no-recurse-submodules"});
   gitAddArguments(command, options);
   gitAddArguments(command, {"--", GitRemoteTool::remoteName()});
   command.arguments.push_back(std::string(from).append(1, ':').append(to));

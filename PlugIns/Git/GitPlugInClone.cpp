@@ -3,6 +3,7 @@
 
 #include "CheckoutGuard.h"
 #include "GitCommandParts.h"
+#include "GitErrors.h"
 #include "GitNames.h"
 #include "GitNetworkCommands.h"
 #include "GitPlugIn.h"
@@ -62,6 +63,16 @@ struct Checkout {
   }
 };
 
+/// The same error speaking of the place that was asked for, not of the folder beside it that nobody knows.
+qrb::Error namingPlace(const qrb::Error& error, const std::string& folder, const std::string& place) {
+  std::string message = error.userInfo(QRBSourceControlUnderlyingErrorString).str();
+  if (message.find(folder) == std::string::npos) return error;
+  for (std::size_t at = 0; (at = message.find(folder, at)) != std::string::npos; at += place.size()) {
+    message.replace(at, folder.size(), place);
+  }
+  return gitErrorWithMessage(error, message);
+}
+
 /// Whether the location names anything: without one, or with one at HEAD, a clone checks out what the remote does.
 bool isNamed(const QRBSourceControlRevisionLocationPtr& location) {
   const Checkout checkout = Checkout::of(location);
@@ -95,6 +106,7 @@ qrb::Error GitPlugIn::cloneInto(GitRemoteTool& remote, const std::string& folder
   if (outcome.failedWith(GitFailureKind::UnknownRevision) || outcome.failedWith(GitFailureKind::UnknownPath)) {
     return gitLocationNotFound(location, outcome.failure.message);
   }
+  outcome.failure.message = gitWithoutProgress(outcome.failure.message);
   return remote.errorFor(outcome);
 }
 
@@ -122,6 +134,7 @@ void GitPlugIn::createWorkingCopyFromRepository(const QRBSourceControlRemoteRepo
                   : unusablePlace(localAddress, std::generic_category().message(problem));
     }
   }
+  if (error) error = namingPlace(error, guard->folder(), place);
   // The answer comes when nothing is left of what was not kept.
   guard.reset();
   if (error) return completionBlock(nullptr, error);

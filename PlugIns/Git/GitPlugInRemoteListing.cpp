@@ -95,7 +95,8 @@ void GitPlugIn::validateAuthenticationOfRemoteRepository(const QRBSourceControlR
   qrb::Error error = refusalOf(location, asked);
   std::string output;
   if (!error) error = listRemote(repository, asked.empty() ? "HEAD" : asked, output);
-  if (!error && !asked.empty() && output.empty()) {
+  // Git also shows what ends with the name.
+  if (!error && !asked.empty() && gitHashOfRemoteRef(output, asked).empty()) {
     error = gitLocationNotFound(location->locationWithRevision(nullptr), nothingThere);
   }
   completionBlock(error);

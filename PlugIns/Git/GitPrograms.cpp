@@ -1,8 +1,9 @@
 #include "GitPrograms.h"
 
-#include <strings.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <map>
 
 #include "GitCommandParts.h"
@@ -18,11 +19,45 @@ bool isOwn(std::string_view scope) {
   return scope == "local" || scope == "worktree";
 }
 
-/// What the program is where the user has chosen none.
-std::string_view neutralValue(std::string_view key) {
-  if (key == "core.sshcommand") return "ssh";
-  if (key.ends_with(".required")) return "false";
-  return {};
+/// The value that is as good as none where the user has chosen none.
+std::string neutralValue(std::string_view key) {
+  constexpr std::pair<std::string_view, std::string_view> known[] = {{"core.sshcommand", "ssh"},
+                                                                     {"core.alternaterefscommand", "true"},
+                                                                     {"gpg.program", "gpg"},
+                                                                     {"gpg.openpgp.program", "gpg"},
+                                                                     {"gpg.x509.program", "gpgsm"},
+                                                                     {"gpg.ssh.program", "ssh-keygen"},
+                                                                     {"gpg.ssh.defaultkeycommand", "false"}};
+  for (const auto& [name, value] : known) {
+    if (key == name) return std::string(value);
+  }
+  if (key.ends_with(".required") || key.ends_with(".savecookies")) return "false";
+  if (key.ends_with(".sslverify")) return "true";
+  const char* const proxy = key.ends_with(".proxy") ? std::getenv("http_proxy") : nullptr;
+  return proxy != nullptr ? proxy : "";
+}
+
+/// Lists whose empty entry takes those before it off.
+bool isList(std::string_view key) {
+  return key.starts_with("credential.") || key.ends_with(".curloptresolve");
+}
+
+/// What can be taken back by a variable only, since no value of the setting means none.
+const char* variableFor(std::string_view key) {
+  if (key == "core.gitproxy") return "GIT_PROXY_COMMAND";
+  if (key.ends_with(".sslcainfo")) return "GIT_SSL_CAINFO";
+  if (key.ends_with(".sslcapath")) return "GIT_SSL_CAPATH";
+  return nullptr;
+}
+
+/// Where systems keep the certificates of the authorities that they trust.
+std::string authorities(std::string_view variable) {
+  if (variable == "GIT_SSL_CAPATH") return "/etc/ssl/certs";
+  for (const char* const file : {"/etc/ssl/certs/ca-certificates.crt", "/etc/pki/tls/certs/ca-bundle.crt",
+                                 "/etc/ssl/ca-bundle.pem", "/etc/ssl/cert.pem"}) {
+    if (::access(file, R_OK) == 0) return file;
+  }
+  return "/nonexistent";
 }
 
 struct Values {
@@ -66,25 +101,49 @@ bool gitMayMoveWorkingCopy(std::string_view configuration) {
 
 GitCommand gitProgramSettingsCommand() {
   return gitMakeCommand({"config", "--show-scope", "--null", "--get-regexp",
-                         "^(filter\\..*|core\\.sshcommand|core\\.gitproxy|core\\.askpass|credential\\.(.*\\.)?helper|"
-                         "remote\\..*\\.uploadpack)$"});
+                         "^(filter\\..*|core\\.(sshcommand|gitproxy|askpass|alternaterefscommand)|"
+                         "credential\\.(.*\\.)?helper|remote\\..*\\.(uploadpack|promisor)|extensions\\.partialclone|"
+                         "gpg\\.(.*\\.)?program|"
+                         "gpg\\.ssh\\.defaultkeycommand|gc\\.recentobjectshook|"
+                         "http\\.(.*\\.)?(sslverify|sslcainfo|sslcapath|curloptresolve|savecookies|proxy))$"});
 }
+
+namespace {
+
+void takeBackByVariable(GitNeutralization& result, const char* variable, const Values& values) {
+  // The environment of the host counts before every setting.
+  if (std::getenv(variable) != nullptr) return;
+  std::string value;
+  if (std::string_view(variable) != "GIT_PROXY_COMMAND") {
+    value = values.chosen.empty() ? authorities(variable) : values.chosen.back();
+  }
+  result.variables.emplace_back(variable, std::move(value));
+}
+
+}  // namespace
 
 GitNeutralization gitNeutralizePrograms(std::string_view listing) {
   GitNeutralization result;
-  for (const auto& [key, values] : readValues(listing)) {
-    if (!values.hasOwn) continue;
-    if (key.starts_with("credential.")) {
-      // Helpers are asked one after the other, and the empty one takes those before it off the list.
+  const std::map<std::string, Values> all = readValues(listing);
+  const auto isOfMissingObjects = [](const auto& entry) {
+    return entry.first.ends_with(".promisor") || entry.first == "extensions.partialclone";
+  };
+  const bool fetchesMissingObjects = std::ranges::any_of(all, isOfMissingObjects);
+  for (const auto& [key, values] : all) {
+    if (!values.hasOwn || isOfMissingObjects(std::pair(key, 0))) continue;
+    if (isList(key)) {
       result.settings.emplace_back(key, "");
-      for (const std::string& helper : values.chosen) result.settings.emplace_back(key, helper);
-    } else if (key == "core.gitproxy") {
-      result.variables.emplace_back("GIT_PROXY_COMMAND", "");
+      for (const std::string& value : values.chosen) result.settings.emplace_back(key, value);
+    } else if (const char* const variable = variableFor(key)) {
+      takeBackByVariable(result, variable, values);
+    } else if (key == "gc.recentobjectshook") {
+      result.settings.emplace_back("gc.auto", "0");
+      result.settings.emplace_back("maintenance.auto", "false");
     } else if (key.ends_with(".uploadpack")) {
-      // Git takes the first that it reads. On another machine it does no harm here.
-      result.variables.emplace_back("GIT_ALLOW_PROTOCOL", "git:http:https:ssh");
+      // Git takes the first that it reads. On another machine it does no harm here, and requests name no such remote.
+      if (fetchesMissingObjects) result.variables.emplace_back("GIT_ALLOW_PROTOCOL", "git:http:https:ssh");
     } else {
-      result.settings.emplace_back(key, values.chosen.empty() ? std::string(neutralValue(key)) : values.chosen.back());
+      result.settings.emplace_back(key, values.chosen.empty() ? neutralValue(key) : values.chosen.back());
     }
   }
   return result;

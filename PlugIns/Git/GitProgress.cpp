@@ -90,6 +90,19 @@ std::optional<GitProgressLine> gitReadProgressLine(std::string_view line) {
   return result;
 }
 
+std::string gitWithoutProgress(std::string_view text) {
+  std::string result;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
+    const std::string_view line = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    const bool isBeginning = line.starts_with("Cloning into '") || line.starts_with("remote: Total ");
+    if (trim(line).empty() || isBeginning || gitReadProgressLine(line)) continue;
+    result.append(result.empty() ? "" : "\n").append(line);
+  }
+  return result;
+}
+
 bool GitProgressReader::takeLine(std::string_view& bytes) {
   const std::size_t end = bytes.find_first_of("\r\n");
   const std::string_view piece = bytes.substr(0, end);

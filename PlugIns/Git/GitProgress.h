@@ -19,6 +19,9 @@ struct GitProgressLine {
 /// Reads one line of git's error output; none for what is no progress. Pure.
 std::optional<GitProgressLine> gitReadProgressLine(std::string_view line);
 
+/// What git has said besides its progress: the lines that tell of something else. Pure.
+std::string gitWithoutProgress(std::string_view text);
+
 /// Which way the objects go.
 enum class GitTransfer : unsigned char { Fetch, Push, Clone };
 

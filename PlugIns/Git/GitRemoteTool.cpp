@@ -1,9 +1,12 @@
 #include "GitRemoteTool.h"
 
+#include <array>
+#include <cstdio>
 #include <cstdlib>
 
 #include "GitErrors.h"
 #include "GitNames.h"
+#include "GitProgress.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "SSHCommand.h"
@@ -16,11 +19,6 @@ qrb::Error withFingerprint(const qrb::Error& error, const std::string& fingerpri
   qrb::StringMap<qrb::String> userInfo = error.userInfo();
   userInfo.set(QRBSourceControlSSHFingerprint, fingerprint);
   return {error.domain(), error.code(), std::move(userInfo), error.cause()};
-}
-
-/// "https://host:443/", which every address of the server begins with, however it names the port and the user.
-std::string originOf(const qrb::RemoteAddress& address) {
-  return address.scheme + "://" + address.host + ":" + address.port + "/";
 }
 
 /// The user's own way of starting ssh, if the environment of the host tells one; it has to take ssh's options. Settings
@@ -43,7 +41,11 @@ GitRemoteTool::GitRemoteTool(std::string folder, const QRBSourceControlRemoteRep
       _channel([this](const qrb::AskpassQuestion& question) { return _answers.answer(question); }) {}
 
 const std::string& GitRemoteTool::remoteName() {
-  static const std::string name = "qrb-request";
+  static const std::string name = [] {
+    std::array<char, 40> text{};
+    std::snprintf(text.data(), text.size(), "qrb-%08x%08x%08x", arc4random(), arc4random(), arc4random());
+    return std::string(text.data());
+  }();
   return name;
 }
 
@@ -63,14 +65,45 @@ qrb::Error GitRemoteTool::open() {
   _tool.addVariable("GCM_INTERACTIVE", "never");
   // Long work shows from its beginning.
   _tool.addVariable("GIT_PROGRESS_DELAY", "0");
-  if (_access.address.isSSH()) useSSH();
+  // For reflogs, which would show the whole command.
+  _tool.addVariable("GIT_REFLOG_ACTION", "fetch");
+  useSSH();
+  auto [settings, variables] = neutralization();
+  for (auto& [name, value] : variables) _tool.addVariable(name, std::move(value));
   const bool isTrusted = _access.address.scheme == "https" && !_access.trustedFingerprint.empty();
-  return isTrusted ? trustCertificate() : qrb::Error();
+  if (qrb::Error error = isTrusted ? trustCertificate(settings) : qrb::Error()) return error;
+  // As variables, since addresses may hold what divides names from values on a command line.
+  _tool.addVariable("GIT_CONFIG_COUNT", std::to_string(settings.size()));
+  for (std::size_t number = 0; number < settings.size(); ++number) {
+    _tool.addVariable("GIT_CONFIG_KEY_" + std::to_string(number), settings[number].first);
+    _tool.addVariable("GIT_CONFIG_VALUE_" + std::to_string(number), settings[number].second);
+  }
+  return {};
 }
 
+GitNeutralization GitRemoteTool::neutralization() const {
+  std::string listing;
+  _tool.run(gitProgramSettingsCommand(), listing);
+  GitNeutralization result = gitNeutralizePrograms(listing);
+  // A proxy sees nothing of a protected connection, and may be the only way out.
+  if (_access.address.scheme != "http") {
+    std::erase_if(result.settings, [](const auto& setting) { return setting.first.ends_with(".proxy"); });
+  }
+  return result;
+}
+
+GitOutcome GitRemoteTool::run(const GitCommand& command, const GitTool::Output& onOutput,
+                              const GitTool::Output& onError) const {
+  GitOutcome outcome = _tool.run(command, onOutput, onError);
+  outcome.failure.message = gitWithoutProgress(outcome.failure.message);
+  return outcome;
+}
+
+/// Whatever the address is, a setting may lead from there to ssh; then it gets nothing that the request brought.
 void GitRemoteTool::useSSH() {
   const std::string program = sshProgram();
-  _tool.addVariable("GIT_SSH_COMMAND", qrb::shellCommand(program, qrb::sshArguments(_access, qrb::askpassProgram())));
+  const qrb::RemoteAccess& access = _access.address.isSSH() ? _access : qrb::RemoteAccess();
+  _tool.addVariable("GIT_SSH_COMMAND", qrb::shellCommand(program, qrb::sshArguments(access, qrb::askpassProgram())));
   if (program == "ssh") _tool.addVariable("GIT_SSH_VARIANT", "ssh");
 }
 
@@ -82,14 +115,15 @@ std::optional<qrb::ServerCertificate> GitRemoteTool::certificate(std::string& re
 
 /// The certificate is compared here, since git knows no fingerprints; then git takes a connection to the holder of that
 /// certificate's key for good, and no other.
-qrb::Error GitRemoteTool::trustCertificate() {
+qrb::Error GitRemoteTool::trustCertificate(GitNeutralization::Pairs& settings) const {
   std::string reason;
   const auto shown = certificate(reason);
   if (!shown) return QRBSourceControlError_RemoteRepositoryNotFound(reason);
   if (shown->hasFingerprint(_access.trustedFingerprint)) {
-    const std::string section = "http." + originOf(_access.address) + ".";
-    _tool.addSetting(section + "sslVerify=false");
-    _tool.addSetting(section + "pinnedPubkey=" + shown->pin);
+    // Nothing fits an address better than itself, and of what fits as well the last counts.
+    const std::string section = "http." + _access.text + ".";
+    settings.emplace_back(section + "sslVerify", "false");
+    settings.emplace_back(section + "pinnedPubkey", shown->pin);
     return {};
   }
   // Then it is for the authorities that the user trusts to say.
@@ -103,7 +137,10 @@ qrb::Error GitRemoteTool::trustCertificate() {
 void GitRemoteTool::follow(const GitRemoteSettings& remote) {
   const std::string section = "remote." + remoteName() + ".";
   for (const std::string& rule : remote.fetchRules) _tool.addSetting(section + "fetch=" + rule);
-  for (const auto& [variable, value] : remote.settings) _tool.addSetting(section + variable + "=" + value);
+  for (const auto& [variable, value] : remote.settings) {
+    if (_access.address.scheme == "http" && variable.starts_with("proxy")) continue;
+    _tool.addSetting(section + variable + "=" + value);
+  }
   for (const std::string& url : remote.pushURLs) {
     if (gitAddressFault(url).empty()) _tool.addSetting(section + "pushurl=" + qrb::addressWithoutPassword(url));
   }
@@ -129,15 +166,16 @@ qrb::Error GitRemoteTool::errorFor(const GitOutcome& outcome) const {
   }
 }
 
-/// Whoever asks the user for a new password has to know whether there was one.
+/// Whoever asks the user for a new password has to know whether there was one, and whether one would help.
 qrb::Error GitRemoteTool::authenticationError(const GitFailure& failure) const {
+  if (!_answers.foreignServer().empty()) {
+    return QRBSourceControlError_AuthenticationPermissionDenied(
+        _access.text + " leads to another server, " + _answers.foreignServer() +
+        ", which wants a login of its own. Use its address instead if you trust it.\n" + failure.message);
+  }
   const bool wasTried = _answers.gaveSecret() || (_access.address.isSSH() && _access.kind != Kind::None);
   if (wasTried) return QRBSourceControlError_AuthenticationCredentialsInvalid(failure.message);
-  std::string message = failure.message;
-  if (!_answers.foreignServer().empty()) {
-    message = "The credentials are not for " + _answers.foreignServer() + ", which asked for them.\n" + message;
-  }
-  return gitErrorWithMessage(QRBSourceControlError_AuthenticationStrategyUnsupported(), message);
+  return gitErrorWithMessage(QRBSourceControlError_AuthenticationStrategyUnsupported(), failure.message);
 }
 
 qrb::Error GitRemoteTool::certificateError(const GitFailure& failure) const {

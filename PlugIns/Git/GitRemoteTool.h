@@ -30,7 +30,8 @@ class GitRemoteTool {
   /// remote says.
   void follow(const GitRemoteSettings& remote);
 
-  /// What commands call the repository: a name that is known to the commands of this object only.
+  /// What commands call the repository: a name that is known to the commands of this process only, so that no
+  /// configuration says anything of it.
   static const std::string& remoteName();
   /// The address without a password.
   const std::string& address() const { return _access.text; }
@@ -40,16 +41,19 @@ class GitRemoteTool {
   const qrb::RemoteAccess& access() const { return _access; }
 
   GitTool& tool() { return _tool; }
+  /// As GitTool; the message of a failure does not say how far the command came. Of what the repository's own
+  /// configuration says of programs and of the way to servers nothing counts: see GitPrograms.h.
   GitOutcome run(const GitCommand& command, const GitTool::Output& onOutput = {},
-                 const GitTool::Output& onError = {}) const {
-    return _tool.run(command, onOutput, onError);
-  }
-  /// What a failed command means for the one who asked; none for one that succeeded. May ask the server for its
-  /// certificate, to tell which it was.
+                 const GitTool::Output& onError = {}) const;
+  /// What a failed command means for the one who asked; none for one that succeeded. A server that is not the one of
+  /// the address and wants a login is told as denied permission: no other credentials would reach it either. May ask
+  /// the server for its certificate, to tell which it was.
   qrb::Error errorFor(const GitOutcome& outcome) const;
 
  private:
-  qrb::Error trustCertificate();
+  /// What wins over the repository's own configuration.
+  GitNeutralization neutralization() const;
+  qrb::Error trustCertificate(GitNeutralization::Pairs& settings) const;
   std::optional<qrb::ServerCertificate> certificate(std::string& reason) const;
   void useSSH();
   qrb::Error authenticationError(const GitFailure& failure) const;

@@ -2,9 +2,12 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <span>
 
+#include "GitFileCommands.h"
+#include "GitIndexParser.h"
 #include "GitLockWait.h"
 #include "GitWorkingCopyProbe.h"
 
@@ -75,6 +78,34 @@ GitOutcome outcomeOf(const ToolResult& result, bool hasRunHooks) {
   return outcome;
 }
 
+/// Commands that look for changes start git in submodules too, each with a configuration of its own.
+bool looksIntoSubmodules(const GitCommand& command) {
+  return std::ranges::any_of(command.arguments,
+                             [](const std::string& argument) { return argument == "status" || argument == "diff"; });
+}
+
+/// Adds what the submodules below a folder name. They inherit the settings.
+void addOfSubmodules(const std::string& folder, int hostConnection, GitNeutralization& result) {
+  if (!gitMayHoldSubmodules(folder)) return;
+  std::vector<std::string> submodules;
+  GitIndexParser parser;
+  GitTool(folder, hostConnection).parse(gitIndexCommand(), parser, [&](const GitIndexRecord& record) {
+    if (record.isSubmodule()) submodules.push_back(folder + "/" + std::string(record.path));
+  });
+  for (const std::string& submodule : submodules) {
+    std::error_code error;
+    if (std::filesystem::is_symlink(submodule, error)) continue;
+    if (gitMayNamePrograms(gitOwnConfiguration(submodule))) {
+      std::string listing;
+      GitTool(submodule, hostConnection).run(gitProgramSettingsCommand(), listing);
+      const auto [settings, variables] = gitNeutralizePrograms(listing);
+      result.settings.insert(result.settings.end(), settings.begin(), settings.end());
+      result.variables.insert(result.variables.end(), variables.begin(), variables.end());
+    }
+    addOfSubmodules(submodule, hostConnection, result);
+  }
+}
+
 GitTool::Output appendTo(std::string& text) {
   return [&text](std::string_view bytes) {
     text.append(bytes);
@@ -109,8 +140,14 @@ GitOutcome GitTool::run(const GitCommand& command, const Output& onOutput, const
     return guard().refusal ? runPrepared(command, tool, onOutput, onError) : guard().refusal;
   }
   // As variables, since names may hold what divides them from values on a command line.
-  const auto& [settings, variables] = guard().neutralization;
+  GitNeutralization neutralization = guard().neutralization;
+  if (looksIntoSubmodules(command)) addOfSubmodules(_folder, _hostConnection, neutralization);
+  const auto& [settings, variables] = neutralization;
   tool.environment.insert(tool.environment.end(), variables.begin(), variables.end());
+  // Who has settings of its own besides has looked at the repository's before.
+  const bool hasOwn =
+      std::ranges::find(_variables, "GIT_CONFIG_COUNT", &decltype(_variables)::value_type::first) != _variables.end();
+  if (hasOwn) return runPrepared(command, tool, onOutput, onError);
   if (!settings.empty()) tool.environment.emplace_back("GIT_CONFIG_COUNT", std::to_string(settings.size()));
   for (std::size_t number = 0; number < settings.size(); ++number) {
     tool.environment.emplace_back("GIT_CONFIG_KEY_" + std::to_string(number), settings[number].first);

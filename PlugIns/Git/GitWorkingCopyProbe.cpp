@@ -98,6 +98,21 @@ std::string gitOwnConfiguration(const std::string& folder) {
   return text;
 }
 
+bool gitMayHoldSubmodules(const std::string& folder) {
+  // How a submodule's kind is written, wherever else those bytes may occur.
+  constexpr std::string_view kind("\0\0\xe0\0", 4);
+  const fs::path gitDirectory = gitDirectoryOf(folder).value_or(folder);
+  std::error_code error;
+  for (fs::directory_iterator entry(gitDirectory, error), end; !error && entry != end; entry.increment(error)) {
+    const std::string name = entry->path().filename().string();
+    if (name != "index" && !name.starts_with("sharedindex.")) continue;
+    std::string text;
+    appendFile(entry->path(), text);
+    if (text.find(kind) != std::string::npos) return true;
+  }
+  return false;
+}
+
 std::optional<GitWorkingCopyPlace> gitProbeWorkingCopy(const std::string& path) {
   // A relative path would speak of wherever this process happens to be.
   if (!path.starts_with('/')) return std::nullopt;

@@ -26,3 +26,6 @@ std::vector<std::string> gitRepositoryFolders(const std::string& folder);
 /// The text of the configuration files of a repository's own, joined: of a working copy by its root, of a repository by
 /// its folder. Empty where there are none. Files that they include are not among them.
 std::string gitOwnConfiguration(const std::string& folder);
+
+/// Whether the staging area may name submodules; false is certain. Runs no git.
+bool gitMayHoldSubmodules(const std::string& folder);

@@ -216,6 +216,47 @@ TEST_F(GitPlugInCommitTest, aMergeThatChangesNothingIsCommittedAloneAndUnderItsO
   EXPECT_EQ(status(), (Status{{"c", {"modified"}}}));
 }
 
+TEST_F(GitPlugInCommitTest, aMergeWithoutAMessageOfItsOwnGetsGitsWithoutItsComments) {
+  makeConflictingBranches();
+  EXPECT_NE(_repository.tryRun({"merge", "side"}).status, 0);
+  _repository.write("both", "resolved\n");
+  ASSERT_FALSE(resolve({"both"}));
+  commitWell({}, "");
+  EXPECT_EQ(_repository.run({"log", "-1", "--format=%B"}), "Merge branch 'side'\n");
+}
+
+TEST_F(GitPlugInCommitTest, messagesInOtherEncodingsAndWithZerosLoseNothingUnsaid) {
+  _repository.write("a", "2");
+  commitWell({"a"}, "caf\xe9\n");
+  EXPECT_EQ(_repository.run({"log", "-1", "--format=%s"}), "café") << "taken for Latin-1";
+  _repository.write("a", "3");
+  _repository.write("new", "");
+  expectRefused({"a", "new"}, Code::systemUnusable, "zero byte", String(std::string_view("a\0b", 3)));
+}
+
+TEST_F(GitPlugInCommitTest, filesOfAStoppedRebaseAreCommittedAsTheyAreNamed) {
+  makeConflictingBranches();
+  EXPECT_NE(_repository.tryRun({"rebase", "side"}).status, 0);
+  _repository.write("c", "no part of it\n");
+  expectRefused({"both"}, Code::repositoryMidOperation, "both");
+  _repository.write("both", "resolved\n");
+  ASSERT_FALSE(resolve({"both"}));
+  commitWell({"both"}, "rebased");
+  EXPECT_THAT(committed(), ElementsAre("both"));
+  EXPECT_EQ(status(), (Status{{"c", {"modified"}}}));
+}
+
+TEST_F(GitPlugInCommitTest, whatHasVanishedIsCommittedAsGoneAndWhatNeverWasIsTold) {
+  fs::remove_all(_repository.pathOf("folder"));
+  fs::remove(_repository.pathOf("a"));
+  _repository.write("b", "changed\n");
+  expectRefused({"b", "never"}, Code::pathNotFound, "never");
+  commitWell({"a", "folder/d", "b"});
+  EXPECT_THAT(committed(), ElementsAre("a", "b", "folder/d"));
+  commitWell({"folder"});
+  EXPECT_THAT(committed(), ElementsAre("folder/e"));
+}
+
 TEST_F(GitPlugInCommitTest, manyAtOnceAllSucceedOneAfterTheOther) {
   constexpr int count = 12;
   std::vector<Reply<QRBSourceControlRevisionPtr>> replies(count);

@@ -99,6 +99,33 @@ TEST_F(GitPlugInHostileTest, lookingRunsNothingThatTheRepositoryNames) {
   }
 }
 
+TEST_F(GitPlugInHostileTest, lookingRunsNothingThatSubmodulesName) {
+  // One within another, neither announced by a .gitmodules.
+  for (const std::string& part : {std::string("part/inner"), std::string("part")}) {
+    const std::string path = _repository.pathOf(part);
+    const auto git = [&](std::vector<std::string> arguments) {
+      arguments.insert(arguments.begin(), {"-C", path});
+      _repository.run(arguments);
+    };
+    fs::create_directories(path);
+    git({"init", "-q"});
+    _repository.write(part + "/file", "one\n");
+    git({"add", "."});
+    git({"-c", "user.name=x", "-c", "user.email=x@y", "commit", "-q", "-m", "one"});
+    _repository.write(part + "/.git/info/attributes", "file filter=evil\n");
+    git({"config", "filter.evil.clean", markingCommand()});
+    _repository.write(part + "/file", "two\n");
+  }
+  _repository.run({"-c", "advice.addEmbeddedRepo=false", "add", "part"});
+  wasRun();
+  lookAtAll();
+  EXPECT_FALSE(wasRun());
+  EXPECT_TRUE(status().contains("part"));
+  EXPECT_FALSE(wasRun());
+  _repository.run({"status"});
+  EXPECT_TRUE(wasRun()) << "git alone would have run a filter";
+}
+
 TEST_F(GitPlugInHostileTest, filtersOfTheUserAreRunWhateverTheRepositoryCallsByTheirName) {
   const std::string settings = _repository.beside("settings");
   std::ofstream(settings) << "[filter \"upper\"]\nclean = tr a-z A-Z\nsmudge = tr A-Z a-z\n";
