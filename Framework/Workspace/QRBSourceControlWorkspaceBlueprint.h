@@ -330,7 +330,8 @@ class QRB_EXPORT QRBSourceControlWorkspaceBlueprint
   /// of each: first those at their places, unless they are known to be of another repository; then, for repositories
   /// whose place is empty, one found elsewhere below the root that alone has their identifier. They have the
   /// blueprint's states and know what they are on, so that they can be compared with it: one on the local branch of a
-  /// remote branch that the blueprint has is on that. None is no error.
+  /// remote branch that the blueprint has is on that, and so is one at the revision of a tag or fixed revision. None is
+  /// no error.
   QRBSourceControlMultiCancellablePtr workspaceForWorkingCopiesCreatedAtURL(const qrb::URL& URL,
                                                                             WorkspaceCompletion completionBlock);
 

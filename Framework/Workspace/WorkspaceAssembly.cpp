@@ -1,5 +1,8 @@
 #include "QRBSourceControlBranch.h"
+#include "QRBSourceControlLockedRevisionLocation.h"
 #include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlRevision.h"
+#include "QRBSourceControlTag.h"
 #include "QRBSourceControlWorkingCopy.h"
 #include "QRBSourceControlWorkspace.h"
 #include "QRBSourceControlWorkspaceBlueprint.h"
@@ -18,6 +21,17 @@ bool isLocalBranchOf(const QRBSourceControlRevisionLocationPtr& current,
          local->isSimilar(remote);
 }
 
+// One of a tag or a fixed revision knows no more than the revision.
+bool isAtRevisionOf(const QRBSourceControlRevisionLocationPtr& current,
+                    const QRBSourceControlRevisionLocationPtr& recorded) {
+  if (current == nullptr || recorded == nullptr || current->revision() == nullptr) return false;
+  const ClassInfo& kind = recorded->classInfo();
+  return &current->classInfo() == &QRBSourceControlRevisionLocation::staticClass() &&
+         (&kind == &QRBSourceControlTag::staticClass() ||
+          &kind == &QRBSourceControlLockedRevisionLocation::staticClass()) &&
+         current->revision()->isEqual(recorded->revision());
+}
+
 }  // namespace
 
 void WorkspaceAssembly::add(const QRBSourceControlRemoteRepositoryPtr& remote,
@@ -28,7 +42,9 @@ void WorkspaceAssembly::add(const QRBSourceControlRemoteRepositoryPtr& remote,
   }
   auto recorded = _blueprint.locationForRemoteRepository(remote);
   auto current = workingCopy->cachedCurrentLocation();
-  if (current == nullptr || isLocalBranchOf(current, recorded)) workingCopy->setCachedCurrentLocation(recorded);
+  if (current == nullptr || isLocalBranchOf(current, recorded) || isAtRevisionOf(current, recorded)) {
+    workingCopy->setCachedCurrentLocation(recorded);
+  }
   _workingCopies.push_back(workingCopy);
   _remotes->set(workingCopy, remote);
   if (remote == _blueprint.primaryRemoteRepository()) _primary = workingCopy;

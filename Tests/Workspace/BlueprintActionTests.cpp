@@ -1,3 +1,4 @@
+#include "QRBSourceControlLockedRevisionLocation.h"
 #include "QRBSourceControlMultiCancellable.h"
 #include "ServiceProcesses.h"
 #include "WorkspaceTesting.h"
@@ -266,6 +267,21 @@ TEST_F(DiscoveryTest, WorkingCopiesAreFoundAtTheirPlacesAndElsewhereByIdentifier
       EXPECT_EQ(shown(workingCopy->cachedCurrentLocation()), shown(branch("other")));
     }
   }
+}
+
+TEST_F(DiscoveryTest, WhatIsAtTheRevisionOfATagOrAFixedRevisionIsOnThat) {
+  QRBSourceControlRevisionLocationPtr locked = QRBSourceControlLockedRevisionLocation::initWithRevision(revision("7"));
+  QRBSourceControlRevisionLocationPtr tag = QRBSourceControlTag::initWithTagName("v1");
+  auto blueprint = Blueprint::init();
+  blueprint->addRemoteRepository(remote("locked"), "locked", {}, nullptr, locked);
+  blueprint->addRemoteRepository(remote("tagged"), "tagged", {}, nullptr, tag->locationWithRevision(revision("7")));
+  for (const char* place : {"work/locked", "work/tagged"}) make(place);
+  script({{"location locked", {{"at", "7"}}}, {"location tagged", {{"at", "7"}}}});
+  search(blueprint);
+  EXPECT_EQ(found->compareToBlueprint(blueprint), QRBSourceControlWorkspaceSameAsBlueprint);
+  script({{"location locked", {{"at", "7"}}}, {"location tagged", {{"branch", "main"}, {"at", "7"}}}});
+  search(blueprint);
+  EXPECT_EQ(found->compareToBlueprint(blueprint), QRBSourceControlWorkspaceOnOtherLocations);
 }
 
 TEST_F(DiscoveryTest, NothingFoundIsNoError) {
