@@ -11,6 +11,7 @@
 #include "GitFilePaths.h"
 #include "GitIndexParser.h"
 #include "GitPrograms.h"
+#include "GitRawDiff.h"
 
 namespace {
 
@@ -59,6 +60,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view commit = gitReadCommit(bytes);
   if (commit.find_first_not_of("0123456789abcdef") != std::string_view::npos) std::abort();
   gitReadTreeEntry(bytes);
+  for (const GitRawChange& change : gitReadRawDiff(bytes)) {
+    if (change.path.empty() || change.newObject.empty()) std::abort();
+  }
   gitMayNamePrograms(bytes);
   for (const auto& [key, value] : gitNeutralizePrograms(bytes).settings) {
     if (key.find('\0') != std::string::npos) std::abort();

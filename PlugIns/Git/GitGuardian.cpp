@@ -17,7 +17,7 @@ namespace {
 
 /// Nothing of this process may stay open in the other: the host would not see the end of its connection.
 void keepOnly(int& first, int& second) {
-  const int nothing = ::open("/dev/null", O_RDWR);
+  const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
   first = ::fcntl(first, F_DUPFD, 10);
   if (second >= 0) second = ::fcntl(second, F_DUPFD, 10);
   for (int descriptor = 0; descriptor < 3; ++descriptor) ::dup2(nothing, descriptor);
