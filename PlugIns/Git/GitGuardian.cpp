@@ -43,16 +43,29 @@ bool waitForEnd(int pipe) {
   return count > 0;
 }
 
-[[noreturn]] void standBy(const std::string& folder, const std::function<void()>& repair, int pipe, int kept) {
+[[noreturn]] void standBy(const std::string& folder, const std::function<void()>& repair, const timespec& begin,
+                          int pipe, int kept) {
   // What ends the group is meant for what it is made of, and not for who tidies up after it.
   for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGPIPE}) ::signal(signal, SIG_IGN);
-  timespec begin{};
-  ::clock_gettime(CLOCK_REALTIME_COARSE, &begin);
+  sigset_t none;
+  ::sigemptyset(&none);
+  ::pthread_sigmask(SIG_SETMASK, &none, nullptr);
   keepOnly(pipe, kept);
   if (waitForEnd(pipe)) ::_exit(0);
-  if (!gitWaitForGroup()) ::_exit(1);
-  if (!gitWorksIn(folder)) gitRemoveLockFiles(folder, begin);
-  if (repair) repair();
+  const pid_t group = ::getpgrp();
+  const pid_t self = ::getpid();
+  const pid_t worker = ::fork();
+  if (worker <= 0) {
+    // In a session of its own, where nobody kills it half-way. This process stays in the group meanwhile, so that the
+    // host's waiting for the group is a waiting for the work, as long as it goes on.
+    if (worker == 0) ::setsid();
+    if (!gitWaitForGroup(group, self)) ::_exit(1);
+    if (!gitWorksIn(folder)) gitRemoveLockFiles(folder, begin);
+    if (repair) repair();
+    ::_exit(0);
+  }
+  while (::waitpid(worker, nullptr, 0) < 0 && errno == EINTR) {
+  }
   ::_exit(0);
 }
 
@@ -61,11 +74,20 @@ bool waitForEnd(int pipe) {
 GitGuardian::GitGuardian(std::string folder, std::function<void()> repair, int keptDescriptor) {
   qrb::DescriptorPair pipe = qrb::makePipe();
   if (!pipe) return;
+  // The clock that files get their times from.
+  timespec begin{};
+  ::clock_gettime(CLOCK_REALTIME_COARSE, &begin);
+  // What ends the group may come before the other process has said that it does not mind.
+  sigset_t all;
+  sigset_t previous;
+  ::sigfillset(&all);
+  ::pthread_sigmask(SIG_SETMASK, &all, &previous);
   _process = ::fork();
+  if (_process != 0) ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
   if (_process == 0) {
     const int end = pipe.first.get();
     pipe.second.reset();
-    standBy(folder, repair, end, keptDescriptor);
+    standBy(folder, repair, begin, end, keptDescriptor);
   }
   if (_process > 0) _pipe = std::move(pipe.second);
 }

@@ -48,10 +48,10 @@ void forEachProcess(Visit&& visit) {
   }
 }
 
-bool isAlone() {
+bool isAlone(pid_t group, pid_t process) {
   bool result = true;
   forEachProcess([&](const Entry& entry, const fs::path&) {
-    result = entry.group != ::getpgrp() || entry.id == ::getpid() || entry.state == 'Z';
+    result = entry.group != group || entry.id == process || entry.state == 'Z';
     return result;
   });
   return result;
@@ -59,10 +59,11 @@ bool isAlone() {
 
 }  // namespace
 
-bool gitWaitForGroup() {
-  // Less than what the host gives the group before it kills what is left.
-  const auto end = std::chrono::steady_clock::now() + 1500ms;
-  for (auto pause = 1ms; !isAlone(); pause = std::min(pause * 2, 20ms)) {
+bool gitWaitForGroup(pid_t group, pid_t process) {
+  // The host kills what is left of the group long before.
+  const auto end = std::chrono::steady_clock::now() + 30s;
+  // Twice, since a process that is made while the others are looked through may be missed.
+  for (auto pause = 1ms; !isAlone(group, process) || !isAlone(group, process); pause = std::min(pause * 2, 20ms)) {
     if (std::chrono::steady_clock::now() > end) return false;
     ::poll(nullptr, 0, static_cast<int>(pause.count()));
   }
@@ -74,10 +75,10 @@ bool gitWorksIn(const std::string& folder) {
   const std::string root = fs::canonical(folder, error).string();
   bool result = false;
   forEachProcess([&](const Entry& entry, const fs::path& process) {
-    if (entry.name.rfind("git", 0) != 0 || entry.group == ::getpgrp() || entry.state == 'Z') return true;
+    if (!entry.name.starts_with("git") || entry.state == 'Z') return true;
     std::error_code unreadable;
     const std::string place = fs::read_symlink(process / "cwd", unreadable).string();
-    result = place == root || place.rfind(root + "/", 0) == 0;
+    result = place == root || place.starts_with(root + "/");
     return !result;
   });
   return result;

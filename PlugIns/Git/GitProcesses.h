@@ -1,9 +1,11 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
-/// Waits until this process is alone in its process group. False where others do not end in time.
-bool gitWaitForGroup();
+/// Waits until a process is alone in a process group. False where others do not end in time.
+bool gitWaitForGroup(pid_t group, pid_t process);
 
-/// Whether a git that is not of this process's group runs in a folder or below it: what it has locked is its own.
+/// Whether a git runs in a folder or below it: what it has locked is its own.
 bool gitWorksIn(const std::string& folder);

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/prctl.h>
 
 #include <chrono>
@@ -10,6 +12,7 @@
 #include <random>
 #include <string>
 
+#include "FileDescriptor.h"
 #include "GitRepository.h"
 #include "ProcessReaper.h"
 #include "QRBSourceControlManager.h"
@@ -24,22 +27,26 @@ struct CancellationTally {
   int failed = 0;
 };
 
-/// Waits until nothing is left of the requests so far: their processes and those that these have started.
-inline void waitForProcesses() {
+/// Waits until nothing is left of the requests so far: their processes, those that these have started, and whoever
+/// tidies up after them in the working copy.
+inline void waitForProcesses(const std::string& root) {
   // What a plug-in leaves comes to this process, which sees its end at once; elsewhere that may take a second.
   ::prctl(PR_SET_CHILD_SUBREAPER, 1);
   constexpr std::chrono::seconds patience{60};
   ServiceReserve::shared().clear();
   EXPECT_TRUE(ProcessReaper::shared().drain(patience)) << "a process did not end";
+  const FileDescriptor turn(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  EXPECT_EQ(::flock(turn.get(), LOCK_EX), 0);
 }
 
-/// Makes requests one after the other and cancels each at a random moment within about the time that one takes, so that
-/// every step on its way is hit now and then. Three run to their end, to find out how long that is.
+/// Makes requests on a working copy one after the other and cancels each at a random moment within about the time that
+/// one takes, so that every step on its way is hit now and then. Three run to their end, to find out how long that is.
 ///
 /// `start(number, completion)` starts a request whose completion ends with an error, and returns what cancels it.
 /// `check(number, error)` is called when nothing of it is running any more.
 template <class Start, class Check>
-CancellationTally cancelAtRandomMoments(int count, unsigned seed, Start&& start, Check&& check) {
+CancellationTally cancelAtRandomMoments(const std::string& root, int count, unsigned seed, Start&& start,
+                                        Check&& check) {
   using Clock = std::chrono::steady_clock;
   constexpr int measured = 3;
   constexpr std::chrono::seconds patience{60};
@@ -66,7 +73,7 @@ CancellationTally cancelAtRandomMoments(int count, unsigned seed, Start&& start,
     const Error error = future.get();
     constexpr std::int64_t cancellation = -5;
     ++(!error ? tally.succeeded : error.code() == cancellation ? tally.cancelled : tally.failed);
-    waitForProcesses();
+    waitForProcesses(root);
     check(number, error);
   }
   EXPECT_GT(tally.cancelled, 0);
