@@ -22,6 +22,29 @@
 
 namespace {
 
+/// What the TLS library hands out and wants back.
+template <class Handle, void (*release)(Handle)>
+struct Owned {
+  Handle handle{};
+
+  Owned() = default;
+  Owned(const Owned&) = delete;
+  Owned& operator=(const Owned&) = delete;
+  ~Owned() {
+    if (handle != nullptr) release(handle);
+  }
+};
+
+/// Bytes that the TLS library allocated.
+struct OwnedBytes {
+  gnutls_datum_t bytes{};
+
+  OwnedBytes() = default;
+  OwnedBytes(const OwnedBytes&) = delete;
+  OwnedBytes& operator=(const OwnedBytes&) = delete;
+  ~OwnedBytes() { gnutls_free(bytes.data); }
+};
+
 constexpr int kPatienceInMilliseconds = 30'000;
 
 void check(int result, const char* what) {
@@ -84,28 +107,31 @@ void printFingerprint(const gnutls_datum_t& certificate) {
 }
 
 void printPin(gnutls_x509_crt_t certificate) {
-  gnutls_pubkey_t key = nullptr;
-  gnutls_datum_t encoded{};
-  check(gnutls_pubkey_init(&key), "No key");
-  check(gnutls_pubkey_import_x509(key, certificate, 0), "The certificate's key cannot be read");
-  check(gnutls_pubkey_export2(key, GNUTLS_X509_FMT_DER, &encoded), "The certificate's key cannot be read");
-  auto hash = digest<32>(GNUTLS_DIG_SHA256, encoded);
+  Owned<gnutls_pubkey_t, gnutls_pubkey_deinit> key;
+  OwnedBytes encoded;
+  check(gnutls_pubkey_init(&key.handle), "No key");
+  check(gnutls_pubkey_import_x509(key.handle, certificate, 0), "The certificate's key cannot be read");
+  check(gnutls_pubkey_export2(key.handle, GNUTLS_X509_FMT_DER, &encoded.bytes), "The certificate's key cannot be read");
+  auto hash = digest<32>(GNUTLS_DIG_SHA256, encoded.bytes);
   const gnutls_datum_t bytes{hash.data(), static_cast<unsigned>(hash.size())};
-  gnutls_datum_t text{};
-  check(gnutls_base64_encode2(&bytes, &text), "No pin");
-  std::printf("sha256//%.*s\n", static_cast<int>(text.size), reinterpret_cast<const char*>(text.data));
+  OwnedBytes text;
+  check(gnutls_base64_encode2(&bytes, &text.bytes), "No pin");
+  std::printf("sha256//%.*s\n", static_cast<int>(text.bytes.size), reinterpret_cast<const char*>(text.bytes.data));
 }
 
 void printName(gnutls_x509_crt_t certificate) {
-  gnutls_datum_t name{};
-  if (gnutls_x509_crt_get_dn3(certificate, &name, 0) < 0) name = {};
-  std::printf("%.*s\n", static_cast<int>(name.size), reinterpret_cast<const char*>(name.data));
+  OwnedBytes name;
+  if (gnutls_x509_crt_get_dn3(certificate, &name.bytes, 0) < 0) name.bytes = {};
+  std::printf("%.*s\n", static_cast<int>(name.bytes.size), reinterpret_cast<const char*>(name.bytes.data));
 }
 
 void showCertificate(const std::string& host, const char* port) {
   const int descriptor = connectTo(host, port);
-  gnutls_certificate_credentials_t credentials = nullptr;
-  gnutls_session_t session = nullptr;
+  // The session uses the credentials, so it goes first.
+  Owned<gnutls_certificate_credentials_t, gnutls_certificate_free_credentials> ownedCredentials;
+  Owned<gnutls_session_t, gnutls_deinit> ownedSession;
+  auto& credentials = ownedCredentials.handle;
+  auto& session = ownedSession.handle;
   check(gnutls_certificate_allocate_credentials(&credentials), "No credentials");
   check(gnutls_init(&session, GNUTLS_CLIENT | GNUTLS_NONBLOCK | GNUTLS_NO_SIGNAL), "No session");
   check(gnutls_set_default_priority(session), "No priorities");
@@ -119,7 +145,8 @@ void showCertificate(const std::string& host, const char* port) {
   unsigned count = 0;
   const gnutls_datum_t* const chain = gnutls_certificate_get_peers(session, &count);
   if (chain == nullptr || count == 0) throw std::runtime_error("The server has no certificate");
-  gnutls_x509_crt_t certificate = nullptr;
+  Owned<gnutls_x509_crt_t, gnutls_x509_crt_deinit> ownedCertificate;
+  auto& certificate = ownedCertificate.handle;
   check(gnutls_x509_crt_init(&certificate), "No certificate");
   check(gnutls_x509_crt_import(certificate, &chain[0], GNUTLS_X509_FMT_DER), "The certificate cannot be read");
   printFingerprint(chain[0]);
@@ -142,6 +169,5 @@ int main(int count, char** arguments) {
     std::fprintf(stderr, "%s\n", error.what());
     return 1;
   }
-  // What the library holds ends with the process.
   return 0;
 }
