@@ -124,8 +124,7 @@ SecretKey secretKeyOf(const QRBSourceControlAccountPtr& account, const std::stri
 }
 
 qrb::URL withoutPassword(const qrb::URL& url) {
-  // What cannot be taken apart may hold one all the same.
-  if (!qrbscm_password(url)) return url.withoutPassword();
+  if (!qrbscm_password(url)) return url;
   std::string text = qrbscm_anonymousURL(url).absoluteString().str();
   std::string user = qrbscm_user(url).str();
   if (user.empty()) return qrb::URL(text);

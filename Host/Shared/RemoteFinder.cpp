@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "AccountRecord.h"
 #include "HostError.h"
 #include "ProgramAccounts.h"
 #include "QRBSourceControlAuthenticationStrategy.h"
@@ -13,11 +12,20 @@
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlURL.h"
 #include "QRBSourceControlWorkingCopy.h"
-#include "Text.h"
 
 namespace host {
 
 namespace {
+
+// A remote comes from the plug-in with an account of its own, for which nothing may be kept.
+void useKeptAccount(const QRBSourceControlRemoteRepositoryPtr& remote) {
+  const auto& manager = accountManager();
+  auto anyone = QRBSourceControlAuthenticationStrategy::sharedAnonymousStrategy();
+  if (auto account = manager->existingAccountForRepository(remote, anyone, false)) remote->setAccount(account);
+  if (qrb::String fingerprint = manager->existingFingerprintForRepository(remote)) {
+    remote->setTrustedServerFingerprint(fingerprint);
+  }
+}
 
 // Known by its name, whatever it stands for by now.
 QRBSourceControlBranchPtr unpinned(const QRBSourceControlRevisionLocationPtr& location) {
@@ -34,15 +42,6 @@ std::string nameOf(const ListedRemotes& listed, const QRBSourceControlRemoteRepo
 }
 
 }  // namespace
-
-void useKeptAccount(const QRBSourceControlRemoteRepositoryPtr& remote) {
-  const auto& manager = accountManager();
-  auto anyone = QRBSourceControlAuthenticationStrategy::sharedAnonymousStrategy();
-  if (auto account = manager->existingAccountForRepository(remote, anyone, false)) remote->setAccount(account);
-  if (qrb::String fingerprint = manager->existingFingerprintForRepository(remote)) {
-    remote->setTrustedServerFingerprint(fingerprint);
-  }
-}
 
 ListedRemotes listRemotes(Session& session, const QRBSourceControlRepositoryPtr& repository) {
   auto listed = std::make_shared<ListedRemotes>();
@@ -82,10 +81,6 @@ FoundRemote findRemote(Session& session, const QRBSourceControlRepositoryPtr& re
       hostError(what,
                 hasSome ? "\"qrbscm remote list\" shows which there are." : "\"qrbscm remote add NAME URL\" adds one.",
                 ENOENT)};
-}
-
-std::string addressOf(const QRBSourceControlRemoteRepositoryPtr& remote) {
-  return displayText(withoutPassword(remote->URL()).absoluteString().view());
 }
 
 qrb::Error readAddress(const std::string& text, const std::string& folder, qrb::URL& url) {

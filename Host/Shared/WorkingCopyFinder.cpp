@@ -42,20 +42,16 @@ bool isThere(const fs::path& path) {
   return ::lstat(path.c_str(), &status) == 0;
 }
 
-}  // namespace
-
-QRBSourceControlWorkingCopyPtr workingCopyWithRoot(const std::string& root, const QRBSourceControlSystemPtr& system) {
-  const qrb::String& name = system->workingCopyFolderIdentifier();
-  if (name.empty() || !isThere(fs::path(root) / name.view())) return nullptr;
-  qrb::URL url = qrb::URL::fileURL(root, true);
+FoundWorkingCopy workingCopyAt(const fs::path& root, const QRBSourceControlSystemPtr& system) {
+  FoundWorkingCopy found;
+  found.root = root.native();
+  qrb::URL url = qrb::URL::fileURL(found.root, true);
   auto repository = QRBSourceControlRepository::initWithURL(url, system);
-  return QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(url, repository);
+  found.workingCopy = QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(url, repository);
+  return found;
 }
 
-bool isWithoutHistory(const qrb::Error& error) {
-  return error.domain().view() == QRBSourceControlErrorDomain &&
-         error.code() == static_cast<std::int64_t>(QRBSourceControlErrorCode::revisionNotFound);
-}
+}  // namespace
 
 FoundWorkingCopy findWorkingCopy(Session& session, const std::string& path) {
   std::error_code failure;
@@ -75,7 +71,8 @@ FoundWorkingCopy findWorkingCopy(Session& session, const std::string& path) {
   if (systems.empty()) return noSystems();
   for (fs::path place = folder;; place = place.parent_path()) {
     for (const QRBSourceControlSystemPtr& system : systems) {
-      if (auto workingCopy = workingCopyWithRoot(place.native(), system)) return {workingCopy, place.native(), {}};
+      const qrb::String& name = system->workingCopyFolderIdentifier();
+      if (!name.empty() && isThere(place / name.view())) return workingCopyAt(place, system);
     }
     if (place == place.parent_path()) break;
   }
