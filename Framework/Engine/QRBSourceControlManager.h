@@ -122,6 +122,10 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   // them; when it has died, the next request launches another. Cancelling such a request answers its caller and does
   // not stop the service, which may still do what it was asked.
 
+  /// Ends the services that run, for a host that is about to end and leaves nothing behind. What they were still asked
+  /// is answered when it is cancelled, as when a service has died. Their ends can be waited for like those of all other
+  /// processes. Any thread.
+  void endHelperServices();
   /// The working copies of the systems that the scanner finds in the folders and, when asked, in those above them: in
   /// the order of the systems, and of the paths within one. Systems whose working copies no folder name marks look for
   /// themselves. Nothing is looked for without systems, and a plug-in that dies contributes nothing; null only after a

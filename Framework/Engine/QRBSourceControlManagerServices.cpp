@@ -55,6 +55,13 @@ QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForWorkingCopySc
   return remoteProxyObjectForService(_workingCopyScannerConnection, ScannerProtocol::serviceName);
 }
 
+void QRBSourceControlManager::endHelperServices() {
+  for (auto* field : {&_sshHelperConnection, &_workingCopyScannerConnection}) {
+    ServiceConnectionPtr ended = field->with([](ServiceConnectionPtr& held) { return std::exchange(held, nullptr); });
+    if (ended != nullptr) ended->invalidate(ServiceConnection::Ending::killed);
+  }
+}
+
 // Working copies
 
 namespace {

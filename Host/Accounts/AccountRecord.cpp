@@ -124,7 +124,8 @@ SecretKey secretKeyOf(const QRBSourceControlAccountPtr& account, const std::stri
 }
 
 qrb::URL withoutPassword(const qrb::URL& url) {
-  if (!qrbscm_password(url)) return url;
+  // What cannot be taken apart may hold one all the same.
+  if (!qrbscm_password(url)) return url.withoutPassword();
   std::string text = qrbscm_anonymousURL(url).absoluteString().str();
   std::string user = qrbscm_user(url).str();
   if (user.empty()) return qrb::URL(text);

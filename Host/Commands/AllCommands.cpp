@@ -30,14 +30,16 @@ extern const Command updateCommand;
 extern const Command cloneCommand;
 extern const Command initCommand;
 extern const Command accountsCommand;
+extern const Command blueprintCommand;
+extern const Command workspaceCommand;
 
 std::span<const Command* const> allCommands() {
   static constexpr const Command* commands[] = {
-      &systemsCommand, &statusCommand,   &logCommand,           &infoCommand,    &addCommand,     &removeCommand,
-      &moveCommand,    &copyCommand,     &makeDirectoryCommand, &discardCommand, &resolveCommand, &commitCommand,
-      &showCommand,    &diffCommand,     &blameCommand,         &exportCommand,  &switchCommand,  &mergeCommand,
-      &branchCommand,  &branchesCommand, &tagCommand,           &remoteCommand,  &fetchCommand,   &pushCommand,
-      &updateCommand,  &cloneCommand,    &initCommand,          &accountsCommand};
+      &systemsCommand, &statusCommand,   &logCommand,           &infoCommand,     &addCommand,       &removeCommand,
+      &moveCommand,    &copyCommand,     &makeDirectoryCommand, &discardCommand,  &resolveCommand,   &commitCommand,
+      &showCommand,    &diffCommand,     &blameCommand,         &exportCommand,   &switchCommand,    &mergeCommand,
+      &branchCommand,  &branchesCommand, &tagCommand,           &remoteCommand,   &fetchCommand,     &pushCommand,
+      &updateCommand,  &cloneCommand,    &initCommand,          &accountsCommand, &blueprintCommand, &workspaceCommand};
   return commands;
 }
 

@@ -1,12 +1,9 @@
 #include "Command.h"
-#include "QRBSourceControlBranch.h"
+#include "LocationPrinting.h"
 #include "QRBSourceControlCancellable.h"
-#include "QRBSourceControlError.h"
-#include "QRBSourceControlPathLocation.h"
 #include "QRBSourceControlRepository.h"
 #include "QRBSourceControlRevision.h"
 #include "QRBSourceControlSystem.h"
-#include "QRBSourceControlTag.h"
 #include "QRBSourceControlWorkingCopy.h"
 #include "Text.h"
 #include "WorkingCopyFinder.h"
@@ -20,13 +17,6 @@ struct Answers {
   QRBSourceControlRevisionPtr revision;
 };
 
-std::string_view kindOf(const QRBSourceControlRevisionLocation& location) {
-  if (dynamic_cast<const QRBSourceControlBranch*>(&location) != nullptr) return "branch";
-  if (dynamic_cast<const QRBSourceControlTag*>(&location) != nullptr) return "tag";
-  if (dynamic_cast<const QRBSourceControlPathLocation*>(&location) != nullptr) return "path";
-  return "revision";
-}
-
 void printJSON(Output& output, const FoundWorkingCopy& found, const Answers& answers) {
   auto repository = found.workingCopy->repository();
   auto system = repository->sourceControlSystem();
@@ -34,12 +24,7 @@ void printJSON(Output& output, const FoundWorkingCopy& found, const Answers& ans
   setPath(entry, "path", found.root);
   entry["system"] = system->name().view();
   entry["systemVersion"] = system->version().view();
-  if (answers.location) {
-    entry["location"]["kind"] = kindOf(*answers.location);
-    entry["location"]["name"] = answers.location->displayName().view();
-  } else {
-    entry["location"] = nullptr;
-  }
+  entry["location"] = jsonOfLocation(answers.location);
   entry["revision"] = answers.revision ? JSONValue(answers.revision->identifier().view()) : JSONValue();
   qrb::String identifier = repository->identifier();
   entry["repositoryIdentifier"] = identifier ? JSONValue(identifier.view()) : JSONValue();
@@ -58,18 +43,10 @@ void printPlain(Output& output, const FoundWorkingCopy& found, const Answers& an
   line("Working copy  ", displayPath(found.root));
   line("System        ", displayText(system->name().str() + " " + system->version().str()));
   if (answers.location) {
-    std::string kind(kindOf(*answers.location));
-    line("Location      ", kind + " " + displayText(answers.location->displayName().view()));
+    line("Location      ", describedLocation(answers.location, false));
   }
   line("Revision      ", answers.revision ? displayText(answers.revision->identifier().view()) : "none yet");
   if (repository->identifier()) line("Repository    ", displayText(repository->identifier().view()));
-}
-
-// A repository without any commit has no revision and nothing to be identified by; that is worth telling, not a
-// failure.
-bool isOfEmptyRepository(const qrb::Error& error) {
-  return error.domain().view() == QRBSourceControlErrorDomain &&
-         error.code() == static_cast<std::int64_t>(QRBSourceControlErrorCode::revisionNotFound);
 }
 
 ExitStatus runInfo(Session& session, const std::string& path) {
@@ -93,7 +70,7 @@ ExitStatus runInfo(Session& session, const std::string& path) {
   };
   for (const qrb::Error& error :
        session.perform("Asking for the location", {askLocation, askRevision, askIdentifier})) {
-    if (error && !isOfEmptyRepository(error)) return session.fail(error);
+    if (error && !isWithoutHistory(error)) return session.fail(error);
   }
   if (session.json()) {
     printJSON(session.output(), found, *answers);

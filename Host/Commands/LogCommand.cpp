@@ -1,11 +1,10 @@
-#include <charconv>
 #include <filesystem>
 #include <mutex>
-#include <optional>
 #include <unordered_map>
 
 #include "Command.h"
 #include "FilePaths.h"
+#include "HistoryOptions.h"
 #include "LogItemPrinting.h"
 #include "QRBSourceControlAuthor.h"
 #include "QRBSourceControlError.h"
@@ -24,16 +23,11 @@ namespace {
 namespace fs = std::filesystem;
 using LogItems = std::vector<QRBSourceControlLogItemPtr>;
 
-constexpr std::int64_t kTerminalMaximum = 30;
-
 struct Options {
   std::shared_ptr<std::string> path;
-  std::optional<std::int64_t> maximum;
-  std::string searchText;
-  std::string author;
+  HistoryOptions history;
   std::string file;
   std::string addressBook;
-  bool paths = false;
 };
 
 /// The people that authors are shown as, where the user has an address book.
@@ -161,21 +155,16 @@ ExitStatus runLog(Session& session, const Options& options) {
     if (query.file == ".") query.file.clear();
   }
   bool isForPeople = session.output().isTerminal() && !session.json();
-  query.maximum = options.maximum.value_or(isForPeople ? kTerminalMaximum : 0);
-  if (!session.json() && !options.paths) query.inclusionType |= QRBSourceControlHistoryWithoutPaths;
-  if (!options.author.empty()) {
-    query.searchText = options.author;
-    query.searchType = QRBSourceControlHistorySearchAuthor;
-  } else if (!options.searchText.empty()) {
-    query.searchText = options.searchText;
-    query.searchType = QRBSourceControlHistorySearchMessage;
-  }
+  query.maximum = options.history.maximum(isForPeople);
+  query.inclusionType = options.history.inclusionType(session.json());
+  query.searchText = options.history.search();
+  query.searchType = options.history.searchType();
   People people;
   if (!options.addressBook.empty()) {
     if (qrb::Error error = people.read(fs::absolute(options.addressBook).native())) return session.fail(error);
     for (const std::string& problem : people.problems()) session.note("address book: " + displayText(problem));
   }
-  auto printer = std::make_shared<LogPrinter>(session, options.paths, std::move(people));
+  auto printer = std::make_shared<LogPrinter>(session, options.history.paths, std::move(people));
   qrb::Error error = ask(session, query, printer);
   std::size_t count = printer->close(!error);
   if (error) return session.fail(error);
@@ -184,38 +173,20 @@ ExitStatus runLog(Session& session, const Options& options) {
     return session.fail(QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::pathNotFound, options.file,
                                                                "no entry of the history names it"));
   }
-  if (isForPeople && !options.maximum && count == static_cast<std::size_t>(query.maximum)) {
+  if (isForPeople && !options.history.wanted && count == static_cast<std::size_t>(query.maximum)) {
     session.note("These are the newest " + std::to_string(count) + "; -n 0 shows all.");
   }
   return ExitStatus::success;
 }
 
-// For the parser: what is wrong, or nothing.
-std::string refuseNegative(const std::string& number) {
-  std::int64_t value = -1;
-  const char* end = number.data() + number.size();
-  auto result = std::from_chars(number.data(), end, value);
-  if (result.ec == std::errc() && result.ptr == end && value >= 0) return {};
-  return "\"" + number + "\" is not a number of entries: 0 or more are";
-}
-
 Command::Run declareLog(CLI::App& app) {
   auto options = std::make_shared<Options>();
-  app.add_option("-n,--max-count", options->maximum,
-                 "Show at most so many entries; 0 shows all. Default: 30 on a terminal, else all")
-      ->type_name("N")
-      ->check(CLI::Validator(refuseNegative, ""));
-  auto* search = app.add_option("--search", options->searchText, "Show entries whose message contains the text")
-                     ->type_name("TEXT");
-  app.add_option("--author", options->author, "Show entries whose author's name or e-mail address contains the text")
-      ->type_name("TEXT")
-      ->excludes(search);
+  addHistoryOptions(app, options->history);
   app.add_option("--file", options->file, "Show the history of one file, across its renames; relative to PATH")
       ->type_name("FILE");
   app.add_option("--address-book", options->addressBook,
                  "Show authors by the names that a folder of vCard files (*.vcf) has for their e-mail addresses")
       ->type_name("DIR");
-  app.add_flag("--paths", options->paths, "Show also what each entry did to which path (always with --json)");
   options->path = addPathArgument(app);
   return [options](Session& session) { return runLog(session, *options); };
 }

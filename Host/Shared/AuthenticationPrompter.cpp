@@ -12,6 +12,7 @@
 #include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
 #include "QRBSourceControlSingleRepositoryAccount.h"
 #include "QRBSourceControlURL.h"
+#include "RemoteFinder.h"
 #include "TerminalSecret.h"
 #include "Text.h"
 
@@ -24,10 +25,6 @@ using SSHKeys = QRBSourceControlSSHKeysAuthenticationStrategy;
 
 // As with other programs that ask: who is wrong three times needs to look it up.
 constexpr int kMostAttempts = 3;
-
-std::string addressOf(const QRBSourceControlRemoteRepositoryPtr& remote) {
-  return displayText(withoutPassword(remote->URL()).absoluteString().view());
-}
 
 // The user that the address, or what the request was made with, names.
 std::string knownUserOf(const QRBSourceControlRemoteRepositoryPtr& remote) {

@@ -12,6 +12,7 @@
 #include <variant>
 
 #include "HostError.h"
+#include "PrivateFolder.h"
 #include "Process.h"
 
 namespace host {
@@ -19,25 +20,6 @@ namespace host {
 namespace {
 
 namespace fs = std::filesystem;
-
-// A folder that only the user can enter, removed with what is in it.
-class PrivateFolder {
- public:
-  PrivateFolder() {
-    std::string place = (fs::temp_directory_path() / "qrbscm-XXXXXX").native();
-    if (::mkdtemp(place.data()) != nullptr) _path = place;
-  }
-  ~PrivateFolder() {
-    std::error_code failure;
-    if (!_path.empty()) fs::remove_all(_path, failure);
-  }
-  PrivateFolder(const PrivateFolder&) = delete;
-  PrivateFolder& operator=(const PrivateFolder&) = delete;
-  const fs::path& path() const { return _path; }
-
- private:
-  fs::path _path;
-};
 
 std::string chosenEditor() {
   for (const char* name : {"VISUAL", "EDITOR"}) {

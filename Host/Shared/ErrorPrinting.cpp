@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <string>
 
 #include "Output.h"
@@ -26,6 +27,20 @@ std::string indented(std::string_view text) {
   return result;
 }
 
+// As a terminal would show it: a carriage return in a line lets what follows it stand in place of what was before.
+std::string withoutOverwritten(std::string_view text) {
+  std::string result;
+  while (!text.empty()) {
+    std::size_t end = std::min(text.find('\n'), text.size() - 1) + 1;
+    std::string_view line = text.substr(0, end);
+    text.remove_prefix(end);
+    std::size_t last = line.find_last_not_of("\r\n");
+    std::size_t begin = last == std::string_view::npos ? 0 : line.rfind('\r', last) + 1;
+    result += line.substr(begin);
+  }
+  return result;
+}
+
 }  // namespace
 
 void printError(const qrb::Error& error) {
@@ -36,7 +51,7 @@ void printError(const qrb::Error& error) {
     text += "\n" + withoutTrailingSpace(displayText(suggestion.view()));
   }
   qrb::String underlying = error.userInfo(QRBSourceControlUnderlyingErrorString);
-  if (std::string said = withoutTrailingSpace(displayText(underlying.view())); !said.empty()) {
+  if (std::string said = withoutTrailingSpace(displayText(withoutOverwritten(underlying.view()))); !said.empty()) {
     text += "\n" + indented(said);
   }
   qrb::String fingerprint = error.userInfo(QRBSourceControlSSHFingerprint);
@@ -44,6 +59,14 @@ void printError(const qrb::Error& error) {
     text += "\n  The server's fingerprint is " + displayText(fingerprint.view()) + ".";
   }
   printRemark(text);
+}
+
+bool isCancellation(const qrb::Error& error) {
+  // An action of several requests that is stopped between two of them has no more to say than that it was given up.
+  constexpr std::int64_t kGivenUp = -400;
+  if (error.domain().view() != QRBSourceControlErrorDomain) return false;
+  return error.code() == static_cast<std::int64_t>(QRBSourceControlErrorCode::canceled) ||
+         (error.code() == kGivenUp && !error.userInfo(qrb::kErrorLocalizedDescriptionKey));
 }
 
 void printRemark(std::string_view text) {

@@ -9,6 +9,9 @@ namespace host {
 /// On standard error: the description, what the user can do, and what the tool itself said, as far as there is each.
 void printError(const qrb::Error& error);
 
+/// Whether it says only that the user, or the end of whoever reads the output, stopped the request.
+bool isCancellation(const qrb::Error& error);
+
 /// One line on standard error. Any thread.
 void printRemark(std::string_view text);
 

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <filesystem>
 
+#include "AccountRecord.h"
 #include "HostError.h"
 #include "ProgramAccounts.h"
 #include "QRBSourceControlAuthenticationStrategy.h"
@@ -12,20 +13,11 @@
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlURL.h"
 #include "QRBSourceControlWorkingCopy.h"
+#include "Text.h"
 
 namespace host {
 
 namespace {
-
-// A remote comes from the plug-in with an account of its own, for which nothing may be kept.
-void useKeptAccount(const QRBSourceControlRemoteRepositoryPtr& remote) {
-  const auto& manager = accountManager();
-  auto anyone = QRBSourceControlAuthenticationStrategy::sharedAnonymousStrategy();
-  if (auto account = manager->existingAccountForRepository(remote, anyone, false)) remote->setAccount(account);
-  if (qrb::String fingerprint = manager->existingFingerprintForRepository(remote)) {
-    remote->setTrustedServerFingerprint(fingerprint);
-  }
-}
 
 // Known by its name, whatever it stands for by now.
 QRBSourceControlBranchPtr unpinned(const QRBSourceControlRevisionLocationPtr& location) {
@@ -42,6 +34,15 @@ std::string nameOf(const ListedRemotes& listed, const QRBSourceControlRemoteRepo
 }
 
 }  // namespace
+
+void useKeptAccount(const QRBSourceControlRemoteRepositoryPtr& remote) {
+  const auto& manager = accountManager();
+  auto anyone = QRBSourceControlAuthenticationStrategy::sharedAnonymousStrategy();
+  if (auto account = manager->existingAccountForRepository(remote, anyone, false)) remote->setAccount(account);
+  if (qrb::String fingerprint = manager->existingFingerprintForRepository(remote)) {
+    remote->setTrustedServerFingerprint(fingerprint);
+  }
+}
 
 ListedRemotes listRemotes(Session& session, const QRBSourceControlRepositoryPtr& repository) {
   auto listed = std::make_shared<ListedRemotes>();
@@ -81,6 +82,10 @@ FoundRemote findRemote(Session& session, const QRBSourceControlRepositoryPtr& re
       hostError(what,
                 hasSome ? "\"qrbscm remote list\" shows which there are." : "\"qrbscm remote add NAME URL\" adds one.",
                 ENOENT)};
+}
+
+std::string addressOf(const QRBSourceControlRemoteRepositoryPtr& remote) {
+  return displayText(withoutPassword(remote->URL()).absoluteString().view());
 }
 
 qrb::Error readAddress(const std::string& text, const std::string& folder, qrb::URL& url) {

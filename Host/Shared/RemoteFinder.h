@@ -26,6 +26,13 @@ struct FoundRemote {
 /// The remote of that name; of several, none named, the primary one.
 FoundRemote findRemote(Session& session, const QRBSourceControlRepositoryPtr& repository, const std::string& name);
 
+/// Gives a remote, which comes with an account of its own, the account and the trust that the user keeps for its
+/// server.
+void useKeptAccount(const QRBSourceControlRemoteRepositoryPtr& remote);
+
+/// Where it is, for people: never with a password.
+std::string addressOf(const QRBSourceControlRemoteRepositoryPtr& remote);
+
 /// The address that the user means by a text: a URL, user@host:path, or a path, relative to `folder` (empty: the
 /// current one), whose file URL it is then. One with a password is refused: by then others have seen it.
 qrb::Error readAddress(const std::string& text, const std::string& folder, qrb::URL& url);

@@ -175,6 +175,7 @@ ExitStatus Session::finish(ExitStatus status) {
     status = ExitStatus::failed;
   }
   qrb::endUnusedServices();
+  QRBSourceControlManager::sharedInstance()->endHelperServices();
   if (!qrb::ProcessReaper::shared().drain(kLongestDrain)) {
     printRemark("qrbscm: a plug-in process does not end");
     status = ExitStatus::failed;

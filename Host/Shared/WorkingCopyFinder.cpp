@@ -42,16 +42,20 @@ bool isThere(const fs::path& path) {
   return ::lstat(path.c_str(), &status) == 0;
 }
 
-FoundWorkingCopy workingCopyAt(const fs::path& root, const QRBSourceControlSystemPtr& system) {
-  FoundWorkingCopy found;
-  found.root = root.native();
-  qrb::URL url = qrb::URL::fileURL(found.root, true);
+}  // namespace
+
+QRBSourceControlWorkingCopyPtr workingCopyWithRoot(const std::string& root, const QRBSourceControlSystemPtr& system) {
+  const qrb::String& name = system->workingCopyFolderIdentifier();
+  if (name.empty() || !isThere(fs::path(root) / name.view())) return nullptr;
+  qrb::URL url = qrb::URL::fileURL(root, true);
   auto repository = QRBSourceControlRepository::initWithURL(url, system);
-  found.workingCopy = QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(url, repository);
-  return found;
+  return QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(url, repository);
 }
 
-}  // namespace
+bool isWithoutHistory(const qrb::Error& error) {
+  return error.domain().view() == QRBSourceControlErrorDomain &&
+         error.code() == static_cast<std::int64_t>(QRBSourceControlErrorCode::revisionNotFound);
+}
 
 FoundWorkingCopy findWorkingCopy(Session& session, const std::string& path) {
   std::error_code failure;
@@ -71,8 +75,7 @@ FoundWorkingCopy findWorkingCopy(Session& session, const std::string& path) {
   if (systems.empty()) return noSystems();
   for (fs::path place = folder;; place = place.parent_path()) {
     for (const QRBSourceControlSystemPtr& system : systems) {
-      const qrb::String& name = system->workingCopyFolderIdentifier();
-      if (!name.empty() && isThere(place / name.view())) return workingCopyAt(place, system);
+      if (auto workingCopy = workingCopyWithRoot(place.native(), system)) return {workingCopy, place.native(), {}};
     }
     if (place == place.parent_path()) break;
   }

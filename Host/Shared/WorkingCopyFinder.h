@@ -20,4 +20,11 @@ struct FoundWorkingCopy {
 /// installed systems keeps its metadata. A path that is empty means the current folder.
 FoundWorkingCopy findWorkingCopy(Session& session, const std::string& path);
 
+/// The working copy whose root is that folder; null where it is none of that system's.
+QRBSourceControlWorkingCopyPtr workingCopyWithRoot(const std::string& root, const QRBSourceControlSystemPtr& system);
+
+/// A repository without any commit has no revision and nothing to be identified by; that is worth telling, and often
+/// no failure.
+bool isWithoutHistory(const qrb::Error& error);
+
 }  // namespace host

@@ -32,6 +32,8 @@ _qrbscm() {
     [clone]="--json --branch --tag --revision --system"
     [init]="--system"
     [accounts]="--json"
+    [blueprint]="--json"
+    [workspace]="--json"
   )
   # Of commands that have actions: the options of each.
   local -A actions=(
@@ -45,6 +47,18 @@ _qrbscm() {
     ["accounts add"]="--user --key --fingerprint --password-stdin"
     ["accounts remove"]=""
     ["accounts test"]="--system --password-stdin"
+    ["blueprint create"]="--output --primary --project --name --force --credentials --no-revisions"
+    ["blueprint show"]=""
+    ["blueprint validate"]=""
+    ["blueprint diff"]=""
+    ["blueprint merge"]="--output --replace --force --credentials --no-revisions"
+    ["blueprint convert"]="--force --credentials --no-revisions"
+    ["blueprint checkout"]="--key-directory --allow-outside"
+    ["blueprint check-updates"]="--key-directory"
+    ["workspace status"]="--remote --ignored"
+    ["workspace log"]="--max-count --search --author --paths --since"
+    ["workspace update"]=""
+    ["workspace compare"]=""
   )
   for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
     if [[ -z $command ]]; then
@@ -58,18 +72,23 @@ _qrbscm() {
     return
   fi
   case $previous in
-    --directory | -C | --plug-in-directory | --address-book | --output | -o)
+    --output | -o)
+      # A file of a blueprint, a folder of an export.
+      if [[ $command == blueprint ]]; then _qrbscm_paths -f; else _qrbscm_paths -d; fi
+      return
+      ;;
+    --directory | -C | --plug-in-directory | --address-book | --primary | --key-directory)
       _qrbscm_paths -d
       return
       ;;
-    --file | -F | --key)
+    --file | -F | --key | --project | --since)
       _qrbscm_paths -f
       return
       ;;
     --max-count | --search | --author | --message | --parent-of | --create | --from | --remote | --branch | --tag | \
-      --revision | --system | --user | --fingerprint | -n | -m | -c)
+      --revision | --system | --user | --fingerprint | --name | -n | -m | -c)
       # "-m" and its like take a value, "--remote" of the status does not.
-      if [[ $command != status ]]; then
+      if [[ $command != status && $action != status ]]; then
         COMPREPLY=()
         return
       fi
@@ -80,8 +99,12 @@ _qrbscm() {
     return
   fi
   case $command in
-    branch | remote | accounts)
+    branch | remote | accounts | blueprint | workspace)
       COMPREPLY=()
+      case "$command $action" in
+        "blueprint create" | "workspace "[slu]*) _qrbscm_paths -d ;;
+        "blueprint "[a-z]* | "workspace compare") _qrbscm_paths -f ;;
+      esac
       [[ -n $action ]] && return
       local each
       for each in "${!actions[@]}"; do

@@ -105,7 +105,46 @@ class GitWebServer:
         self._server.server_close()
 
 
-class SSHServer:
+class ConnectionServer:
+    """Runs a command for each connection, which is its input and output, as inetd would."""
+
+    def __init__(self, command, environment=None):
+        self._command, self._environment = command, environment
+        self._listener = socket.create_server(("127.0.0.1", 0))
+        self.port = self._listener.getsockname()[1]
+        self._running = []
+        self._thread = threading.Thread(target=self._serve)
+        self._thread.start()
+
+    def _serve(self):
+        while True:
+            try:
+                connection, _ = self._listener.accept()
+            except OSError:
+                return
+            with connection:
+                self._running.append(subprocess.Popen(self._command, stdin=connection, stdout=connection,
+                                                      stderr=subprocess.DEVNULL, env=self._environment))
+
+    def close(self):
+        self._listener.shutdown(socket.SHUT_RDWR)
+        self._listener.close()
+        self._thread.join(PATIENCE)
+        for process in self._running:
+            if process.poll() is None:
+                process.kill()
+            process.wait(PATIENCE)
+
+
+class GitServer(ConnectionServer):
+    """Serves the repositories below a folder to anyone, by git's own protocol."""
+
+    def __init__(self, root, environment):
+        super().__init__(["git", "daemon", "--inetd", "--export-all", "--base-path=" + root, root], environment)
+        self.address = f"git://127.0.0.1:{self.port}"
+
+
+class SSHServer(ConnectionServer):
     """Lets in whoever has one of the keys: a process of sshd for each connection."""
 
     def __init__(self, folder, authorized_keys, environment):
@@ -120,33 +159,9 @@ class SSHServer:
         if os.geteuid() == 0:
             # Where the server shuts itself in; its package makes it only when the system starts.
             os.makedirs("/run/sshd", mode=0o755, exist_ok=True)
-        self._command = [shutil.which("sshd", path="/usr/sbin:" + environment["PATH"]), "-i", "-f", settings]
-        self._listener = socket.create_server(("127.0.0.1", 0))
-        self.port = self._listener.getsockname()[1]
-        self._running = []
-        self._thread = threading.Thread(target=self._serve)
-        self._thread.start()
+        super().__init__([shutil.which("sshd", path="/usr/sbin:" + environment["PATH"]), "-i", "-f", settings])
 
     def fingerprint(self):
         line = subprocess.run(["ssh-keygen", "-l", "-f", self.key + ".pub"], check=True, capture_output=True,
                               timeout=PATIENCE).stdout.decode()
         return line.split()[1]
-
-    def _serve(self):
-        while True:
-            try:
-                connection, _ = self._listener.accept()
-            except OSError:
-                return
-            with connection:
-                self._running.append(subprocess.Popen(self._command, stdin=connection, stdout=connection,
-                                                      stderr=subprocess.DEVNULL))
-
-    def close(self):
-        self._listener.shutdown(socket.SHUT_RDWR)
-        self._listener.close()
-        self._thread.join(PATIENCE)
-        for process in self._running:
-            if process.poll() is None:
-                process.kill()
-            process.wait(PATIENCE)

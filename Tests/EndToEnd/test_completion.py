@@ -50,7 +50,10 @@ class Completion(HostTest):
 
     def test_bash_offers_what_there_is_to_do_with_commands_that_have_actions(self):
         for command, actions in [("accounts", {"list", "add", "remove", "test"}),
-                                 ("branch", {"list", "add", "remove"}), ("remote", {"list", "add", "remove"})]:
+                                 ("branch", {"list", "add", "remove"}), ("remote", {"list", "add", "remove"}),
+                                 ("blueprint", {"create", "show", "validate", "diff", "merge", "convert", "checkout",
+                                                "check-updates"}),
+                                 ("workspace", {"status", "log", "update", "compare"})]:
             self.assertEqual(self.completed(command, ""), actions)
             for action in actions:
                 with self.subTest(command=command, action=action):

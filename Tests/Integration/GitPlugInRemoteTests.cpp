@@ -76,6 +76,21 @@ TEST_F(GitRemotes, remotesComeByNameWithTheAddressesThatGitWouldUse) {
                                               {"partial", "https://host/partial"}}));
 }
 
+TEST_F(GitRemotes, remotesAreKnownByWhatTheirRepositoryIsKnownBy) {
+  GitRepository repository;
+  repository.run({"remote", "add", "a", "https://host/a.git"});
+  repository.run({"remote", "add", "b", "https://host/b.git"});
+  const auto local = repositoryAt(repository.root());
+  local->setIdentifier("history");
+  const auto [primary, all, error] = list(local);
+  ASSERT_TRUE(all) << error.description();
+  const auto a = *all->find("a");
+  const auto b = *all->find("b");
+  EXPECT_EQ(a->identifier(), String("history"));
+  EXPECT_EQ(b->identifier(), String("history"));
+  EXPECT_NE(a->secondaryIdentifier(), b->secondaryIdentifier());
+}
+
 TEST_F(GitRemotes, thePrimaryRemoteIsTheOneThatTheCurrentBranchFollows) {
   GitRepository repository;
   EXPECT_EQ(primaryOf(repository.root()), "none");

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Log.h"
+#include "ProcessReaper.h"
 #include "ServiceTesting.h"
 
 namespace qrb::test {
@@ -71,6 +72,16 @@ TEST_F(KeptServiceTest, AnIdleServiceThatDiesIsReplaced) {
   for (int round = 0; round < 20; ++round) {
     ASSERT_FALSE(askKnownHosts()->error());
     killService("SSHHelper");
+  }
+}
+
+TEST_F(KeptServiceTest, AHostThatEndsLeavesNoneBehindAndOneThatGoesOnGetsAnother) {
+  for (int round = 0; round < 3; ++round) {
+    ASSERT_FALSE(askKnownHosts()->error());
+    ASSERT_EQ(processesOf("SSHHelper").size(), 1u);
+    manager()->endHelperServices();
+    EXPECT_TRUE(ProcessReaper::shared().drain(kPatience));
+    EXPECT_TRUE(processesOf("SSHHelper").empty());
   }
 }
 

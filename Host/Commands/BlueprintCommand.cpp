@@ -1,0 +1,34 @@
+#include "BlueprintActions.h"
+
+namespace host {
+
+namespace {
+
+Command::Run declareBlueprint(CLI::App& app) {
+  Actions actions(app);
+  addBlueprintCreate(actions);
+  addBlueprintShow(actions);
+  addBlueprintValidate(actions);
+  addBlueprintDiff(actions);
+  addBlueprintMerge(actions);
+  addBlueprintConvert(actions);
+  addBlueprintCheckout(actions);
+  addBlueprintCheckUpdates(actions);
+  return actions.run();
+}
+
+}  // namespace
+
+extern const Command blueprintCommand{
+    "blueprint", "Record a workspace of several repositories in a file, and make it again elsewhere",
+    "A blueprint says which repositories a project's workspace is made of, where each working copy lies, and what it "
+    "is\n"
+    "on. Files named *.oxscmblueprint are JSON, those named *.oxcheckout are property lists of the older form, which\n"
+    "holds less.\n\n"
+    "Examples:\n"
+    "  qrbscm blueprint create ~/orchard\n"
+    "  qrbscm blueprint checkout orchard.oxscmblueprint ~/elsewhere\n"
+    "  qrbscm blueprint show --help\n",
+    declareBlueprint};
+
+}  // namespace host

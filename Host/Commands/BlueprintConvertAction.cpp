@@ -1,0 +1,42 @@
+#include "BlueprintActions.h"
+#include "BlueprintFiles.h"
+#include "PrivateFolder.h"
+
+namespace host {
+
+namespace {
+
+struct Options {
+  std::string from;
+  BlueprintWriting to;
+};
+
+ExitStatus runConvert(Session& session, const Options& options) {
+  // Keys are files, for as long as it takes to hand them on.
+  PrivateFolder keys;
+  ReadBlueprint read = readBlueprint(session, options.from, options.to.credentials ? keys.path().native() : "");
+  if (read.blueprint == nullptr) return session.fail(read.error);
+  return writeBlueprint(session, read.blueprint, options.to);
+}
+
+}  // namespace
+
+void addBlueprintConvert(Actions& actions) {
+  auto options = std::make_shared<Options>();
+  CLI::App& app = actions.add("convert", "Write a blueprint in the form that the new file's name says",
+                              [options](Session& session) { return runConvert(session, *options); });
+  app.add_option("FROM", options->from, "The blueprint")->required()->type_name("");
+  app.add_option("TO", options->to.file, "The new file, *.oxscmblueprint or *.oxcheckout; - prints JSON")
+      ->required()
+      ->type_name("");
+  addWritingOptions(app, options->to);
+  app.footer(
+      "The older form has neither authentication nor trust, and knows branches and tags only as paths. Credentials "
+      "are\n"
+      "left out of either unless --credentials is given.\n\n"
+      "Examples:\n"
+      "  qrbscm blueprint convert orchard.oxcheckout orchard.oxscmblueprint\n"
+      "  qrbscm blueprint convert orchard.oxscmblueprint old.oxcheckout --force\n");
+}
+
+}  // namespace host

@@ -1,0 +1,46 @@
+#include <filesystem>
+
+#include "BlueprintActions.h"
+#include "BlueprintComparison.h"
+#include "BlueprintFiles.h"
+
+namespace host {
+
+namespace {
+
+struct Options {
+  std::string recorded;
+  std::string other;
+};
+
+ExitStatus runDiff(Session& session, const Options& options) {
+  std::error_code failure;
+  if (std::filesystem::is_directory(options.other, failure)) {
+    return runWorkspaceComparison(session, options.recorded, options.other);
+  }
+  ReadBlueprint recorded = readBlueprint(session, options.recorded);
+  if (recorded.blueprint == nullptr) return session.fail(recorded.error);
+  ReadBlueprint found = readBlueprint(session, options.other);
+  if (found.blueprint == nullptr) return session.fail(found.error);
+  printComparison(session, compareBlueprints(recorded.blueprint, found.blueprint), "other blueprint");
+  return ExitStatus::success;
+}
+
+}  // namespace
+
+void addBlueprintDiff(Actions& actions) {
+  auto options = std::make_shared<Options>();
+  CLI::App& app = actions.add("diff", "Compare a blueprint with another one, or with a workspace",
+                              [options](Session& session) { return runDiff(session, *options); });
+  app.add_option("FILE", options->recorded, "The blueprint")->required()->type_name("");
+  app.add_option("OTHER", options->other, "Another blueprint, or the folder of a workspace")->required()->type_name("");
+  app.footer(
+      "Says what both have in common, and lists every repository as same, changed, missing (from OTHER) or extra "
+      "(only\n"
+      "there). A workspace is compared by what its working copies are on, not by their revisions.\n\n"
+      "Examples:\n"
+      "  qrbscm blueprint diff monday.oxscmblueprint friday.oxscmblueprint\n"
+      "  qrbscm blueprint diff orchard.oxscmblueprint ~/orchard --json | jq -r '.[].result'\n");
+}
+
+}  // namespace host

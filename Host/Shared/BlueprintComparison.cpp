@@ -1,0 +1,213 @@
+#include "BlueprintComparison.h"
+
+#include <algorithm>
+
+#include "BlueprintFiles.h"
+#include "JSONArray.h"
+#include "LocationPrinting.h"
+#include "PathString.h"
+#include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlRevisionLocation.h"
+#include "QRBSourceControlWorkingCopy.h"
+#include "QRBSourceControlWorkspace.h"
+#include "QRBSourceControlWorkspaceBlueprint.h"
+#include "RemoteFinder.h"
+#include "Text.h"
+#include "WorkspaceFinder.h"
+
+namespace host {
+
+namespace {
+
+using State = BlueprintComparison::State;
+using Change = BlueprintComparison::Change;
+using BlueprintPtr = QRBSourceControlWorkspaceBlueprintPtr;
+
+struct CodeWords {
+  const char* word;
+  const char* text;
+};
+
+// By the code; %s is what the blueprint was compared with.
+constexpr CodeWords kCodes[] = {
+    {"unrelated", "The %s and the blueprint have no repository in common."},
+    {"same", "The %s is as the blueprint says."},
+    {"different", "The %s and the blueprint each have repositories that the other has not."},
+    {"more", "The %s has all repositories of the blueprint, and more."},
+    {"less", "The %s has only some of the repositories of the blueprint."},
+    {"other-locations", "The %s has the repositories of the blueprint, but some on another branch, tag or path."},
+};
+
+constexpr const char* kStates[] = {"same", "changed", "missing", "extra"};
+
+const char* wordOf(State state) {
+  return kStates[static_cast<std::size_t>(state)];
+}
+
+void addChange(std::vector<Change>& changes, const char* what, const std::string& recorded, const std::string& found) {
+  if (recorded != found) changes.push_back({what, recorded, found});
+}
+
+std::string shown(const qrb::String& text) {
+  return text ? displayPath(text.view()) : "none";
+}
+
+// One place has one text, however a file writes it.
+std::string shownPlace(const BlueprintPtr& blueprint, const QRBSourceControlRemoteRepositoryPtr& remote) {
+  return displayPath(qrb::standardizedPath(placeOf(blueprint, remote)));
+}
+
+std::string pinOf(const BlueprintPtr& blueprint, const QRBSourceControlRemoteRepositoryPtr& remote) {
+  auto location = blueprint->locationForRemoteRepository(remote);
+  return shortRevision(location ? location->revision() : nullptr);
+}
+
+void addLocationChange(std::vector<Change>& changes, const QRBSourceControlRevisionLocationPtr& recorded,
+                       const QRBSourceControlRevisionLocationPtr& found) {
+  if (isSameLocation(recorded, found)) return;
+  changes.push_back({"location", describedLocation(recorded), describedLocation(found)});
+}
+
+void add(BlueprintComparison& comparison, std::string place, std::vector<Change> changes) {
+  State state = changes.empty() ? State::same : State::changed;
+  comparison.repositories.push_back({std::move(place), state, std::move(changes)});
+}
+
+std::uint64_t codeOf(const BlueprintComparison& comparison) {
+  std::size_t count[4] = {};
+  bool onOtherLocations = false;
+  for (const auto& repository : comparison.repositories) {
+    ++count[static_cast<std::size_t>(repository.state)];
+    onOtherLocations |= std::any_of(repository.changes.begin(), repository.changes.end(),
+                                    [](const Change& change) { return change.what == "location"; });
+  }
+  auto has = [&](State state) { return count[static_cast<std::size_t>(state)] > 0; };
+  if (!has(State::same) && !has(State::changed)) return QRBSourceControlWorkspaceUnrelatedToBlueprint;
+  if (has(State::missing)) {
+    return has(State::extra) ? QRBSourceControlWorkspaceAndBlueprintDiffer
+                             : QRBSourceControlWorkspaceHasLessThanBlueprint;
+  }
+  if (has(State::extra)) return QRBSourceControlWorkspaceHasMoreThanBlueprint;
+  return onOtherLocations ? QRBSourceControlWorkspaceOnOtherLocations : QRBSourceControlWorkspaceSameAsBlueprint;
+}
+
+JSONValue jsonOf(const std::vector<Change>& changes) {
+  JSONValue array = JSONValue::array();
+  for (const Change& change : changes) {
+    array.push_back(JSONValue{{"what", change.what}, {"recorded", change.recorded}, {"found", change.found}});
+  }
+  return array;
+}
+
+Style styleOf(State state) {
+  constexpr Style kStyles[] = {Style::dim, Style::yellow, Style::red, Style::green};
+  return kStyles[static_cast<std::size_t>(state)];
+}
+
+void writeChanges(Output& output, const std::vector<Change>& changes, const char* indent) {
+  for (const Change& change : changes) {
+    output.write(indent + change.what + ": " + change.recorded + " -> " + change.found + "\n");
+  }
+}
+
+BlueprintComparison compareWorkspace(const BlueprintPtr& blueprint, const FoundOfBlueprint& recorded,
+                                     const std::vector<QRBSourceControlWorkingCopyPtr>& others,
+                                     const std::string& root) {
+  BlueprintComparison comparison;
+  for (const auto& remote : blueprint->remoteRepositories()) {
+    auto workingCopy = recorded.workingCopyOf(remote);
+    if (workingCopy == nullptr) {
+      comparison.repositories.push_back({placeOf(blueprint, remote), State::missing, {}});
+      continue;
+    }
+    std::vector<Change> changes;
+    auto location = blueprint->locationForRemoteRepository(remote);
+    if (!qrb::areEqual(location, workingCopy->cachedCurrentLocation())) {
+      addChange(changes, "location", describedLocation(location),
+                describedLocation(workingCopy->cachedCurrentLocation()));
+    }
+    addChange(changes, "path", shownPlace(blueprint, remote), displayPath(placeIn(root, workingCopy)));
+    add(comparison, placeIn(root, workingCopy), std::move(changes));
+  }
+  std::vector<QRBSourceControlWorkingCopyPtr> all = recorded.workspace->workingCopies();
+  for (const auto& workingCopy : others) {
+    comparison.repositories.push_back({placeIn(root, workingCopy), State::extra, {}});
+    all.push_back(workingCopy);
+  }
+  comparison.code = QRBSourceControlWorkspace::initWithWorkingCopies(all)->compareToBlueprint(blueprint);
+  return comparison;
+}
+
+}  // namespace
+
+BlueprintComparison compareBlueprints(const BlueprintPtr& recorded, const BlueprintPtr& found) {
+  BlueprintComparison comparison;
+  addChange(comparison.changes, "name", shown(recorded->name()), shown(found->name()));
+  addChange(comparison.changes, "project", shown(recorded->relativePathToProject()),
+            shown(found->relativePathToProject()));
+  std::vector<QRBSourceControlRemoteRepositoryPtr> extra = found->remoteRepositories();
+  for (const auto& remote : recorded->remoteRepositories()) {
+    auto like = found->remoteRepositoryLikeRepository(remote, recorded);
+    if (std::erase(extra, like) == 0) {
+      comparison.repositories.push_back({placeOf(recorded, remote), State::missing, {}});
+      continue;
+    }
+    std::vector<Change> changes;
+    addLocationChange(changes, recorded->locationForRemoteRepository(remote), found->locationForRemoteRepository(like));
+    addChange(changes, "path", shownPlace(recorded, remote), shownPlace(found, like));
+    addChange(changes, "address", addressOf(remote), addressOf(like));
+    addChange(changes, "revision", pinOf(recorded, remote), pinOf(found, like));
+    add(comparison, placeOf(recorded, remote), std::move(changes));
+  }
+  for (const auto& remote : extra) comparison.repositories.push_back({placeOf(found, remote), State::extra, {}});
+  comparison.code = codeOf(comparison);
+  return comparison;
+}
+
+void printComparison(Session& session, const BlueprintComparison& comparison, const std::string& other) {
+  const CodeWords& words = kCodes[comparison.code];
+  if (session.json()) {
+    JSONValue entry;
+    entry["result"] = words.word;
+    entry["code"] = comparison.code;
+    entry["changes"] = jsonOf(comparison.changes);
+    entry["repositories"] = JSONValue::array();
+    for (const auto& repository : comparison.repositories) {
+      JSONValue& element = entry["repositories"].emplace_back();
+      setPath(element, "path", repository.place);
+      element["state"] = wordOf(repository.state);
+      element["changes"] = jsonOf(repository.changes);
+    }
+    JSONArray array(session.output());
+    array.add(entry);
+    return array.finish();
+  }
+  Output& output = session.output();
+  std::string text = words.text;
+  output.write(text.replace(text.find("%s"), 2, other) + "\n");
+  writeChanges(output, comparison.changes, "");
+  for (const auto& repository : comparison.repositories) {
+    output.write(styleOf(repository.state), wordOf(repository.state));
+    output.write(std::string(9 - std::string_view(wordOf(repository.state)).size(), ' ') +
+                 displayPath(repository.place) + "\n");
+    writeChanges(output, repository.changes, "           ");
+  }
+}
+
+ExitStatus runWorkspaceComparison(Session& session, const std::string& blueprintFile, const std::string& folder) {
+  ReadBlueprint read = readBlueprint(session, blueprintFile);
+  if (read.blueprint == nullptr) return session.fail(read.error);
+  FoundWorkspace found = findWorkspace(session, folder);
+  if (found.error) return session.fail(found.error);
+  FoundOfBlueprint recorded = findOfBlueprint(session, read.blueprint, found.root);
+  if (recorded.error) return session.fail(recorded.error);
+  std::vector<QRBSourceControlWorkingCopyPtr> others;
+  for (const auto& workingCopy : found.workspace->workingCopies()) {
+    if (!recorded.remotes->contains(workingCopy)) others.push_back(workingCopy);
+  }
+  Failures failures = learnLocations(session, found.root, others);
+  printComparison(session, compareWorkspace(read.blueprint, recorded, others, found.root), "workspace");
+  return failWith(session, "Some working copies could not be looked at:", failures);
+}
+
+}  // namespace host

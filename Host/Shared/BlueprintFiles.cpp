@@ -1,0 +1,203 @@
+#include "BlueprintFiles.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "AccountRecord.h"
+#include "HostError.h"
+#include "PrivateFolder.h"
+#include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
+#include "QRBSourceControlWorkspaceBlueprint.h"
+#include "RemoteFinder.h"
+#include "Systems.h"
+#include "Text.h"
+#include "UnicodeText.h"
+
+namespace host {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Blueprint = QRBSourceControlWorkspaceBlueprint;
+using SSHKeys = QRBSourceControlSSHKeysAuthenticationStrategy;
+
+qrb::URL fileURLOf(const std::string& file, bool isFolder = false) {
+  return qrb::URL::fileURL(fs::absolute(file).lexically_normal().native(), isFolder);
+}
+
+// Before the library cleans up what it reads.
+std::size_t privateKeysIn(const qrb::Dictionary& file) {
+  constexpr const char* kSection = QRBSourceControlWorkspaceBlueprintRemoteRepositoryAuthenticationStrategiesKey;
+  constexpr const char* kKeys[] = {QRBSourceControlWorkspaceBlueprintRemoteRepositoryPrivateKeyDataKey, kSection};
+  auto section = file.find(kSection);
+  if (section == file.end() || !section->is_object()) return 0;
+  auto hasKey = [&](const qrb::Dictionary& entry) {
+    return entry.is_object() && std::any_of(std::begin(kKeys), std::end(kKeys), [&](const char* key) {
+             auto text = entry.find(key);
+             return text != entry.end() && text->is_string() && !text->get_ref<const std::string&>().empty();
+           });
+  };
+  return static_cast<std::size_t>(std::count_if(section->begin(), section->end(), hasKey));
+}
+
+bool hasCredentials(const QRBSourceControlAuthenticationStrategyPtr& strategy) {
+  auto keys = std::dynamic_pointer_cast<const SSHKeys>(strategy);
+  return !secretOf(strategy).empty() || (keys != nullptr && keys->privateKeyFile());
+}
+
+std::size_t keyFilesOf(const Blueprint& blueprint) {
+  const auto& remotes = blueprint.remoteRepositories();
+  return static_cast<std::size_t>(std::count_if(remotes.begin(), remotes.end(), [](const auto& remote) {
+    auto keys = std::dynamic_pointer_cast<const SSHKeys>(remote->authenticationStrategy());
+    return keys != nullptr && keys->privateKeyFile();
+  }));
+}
+
+bool isLegacyName(const std::string& file) {
+  std::string extension = qrb::lowercased(fs::path(file).extension().native());
+  return extension.find(QRBSourceControlLegacyWorkspaceBlueprintExtension) != std::string::npos;
+}
+
+std::uint64_t optionsFor(const BlueprintWriting& writing) {
+  std::uint64_t options =
+      QRBSourceControlWorkspaceBlueprintAuthentication | QRBSourceControlWorkspaceBlueprintLocations |
+      QRBSourceControlWorkspaceBlueprintBranchAndTagLocations | QRBSourceControlWorkspaceBlueprintWorkingCopyStates |
+      QRBSourceControlWorkspaceBlueprintFavoriteStatus;
+  if (!writing.noRevisions) options |= QRBSourceControlWorkspaceBlueprintRevisions;
+  if (writing.credentials) options |= QRBSourceControlWorkspaceBlueprintCredentials;
+  if (isLegacyName(writing.file)) options |= QRBSourceControlWorkspaceBlueprintLegacyForm;
+  return options;
+}
+
+void removePasswordsFromURLs(Session& session, Blueprint& blueprint) {
+  for (const auto& remote : blueprint.remoteRepositories()) {
+    qrb::URL url = withoutPassword(remote->URL());
+    if (url == remote->URL()) continue;
+    remote->setURL(url);
+    session.note(addressOf(remote) + ": the password in the address was left out.");
+  }
+}
+
+qrb::Error notWritten(const std::string& file, int reason) {
+  return hostError("The file \"" + file + "\" could not be written: " + std::strerror(reason) + ".",
+                   reason == EEXIST ? "--force replaces it." : "", reason);
+}
+
+// By way of a folder beside it: the library decides who may read the file, and nobody sees half of one.
+qrb::Error writeFile(const Blueprint& blueprint, const BlueprintWriting& writing) {
+  const fs::path file = fs::absolute(writing.file).lexically_normal();
+  PrivateFolder folder(file.parent_path());
+  if (folder.path().empty()) return notWritten(writing.file, errno);
+  qrb::Error error;
+  qrb::URL written =
+      blueprint.saveBlueprintInFolder(fileURLOf(folder.path().native(), true), optionsFor(writing), &error);
+  if (!written) return error;
+  unsigned flags = writing.force ? 0 : RENAME_NOREPLACE;
+  if (::renameat2(AT_FDCWD, written.path().str().c_str(), AT_FDCWD, file.c_str(), flags) == 0) return {};
+  return notWritten(writing.file, errno);
+}
+
+qrb::Error writeToOutput(Session& session, const Blueprint& blueprint, const BlueprintWriting& writing) {
+  qrb::Error error;
+  auto text = blueprint.jsonDataRepresentationWithOptions(optionsFor(writing), &error);
+  if (!text) return error;
+  session.output().write(*text);
+  if (!text->ends_with('\n')) session.output().write("\n");
+  return {};
+}
+
+qrb::Error checkKeyDirectory(const std::string& directory) {
+  std::error_code failure;
+  if (directory.empty() || fs::is_directory(directory, failure)) return {};
+  return hostError("\"" + directory + "\" is no folder.", "Keys are written below one that is there.", ENOTDIR);
+}
+
+}  // namespace
+
+ReadBlueprint readBlueprint(Session& session, const std::string& file, const std::string& keyDirectory,
+                            BlueprintReading reading) {
+  ReadBlueprint read;
+  auto dictionary = Blueprint::dictionaryFromBlueprintFile(fileURLOf(file), &read.error);
+  if (!dictionary) return read;
+  if (!Blueprint::validateDictionary(*dictionary, &read.error)) return read;
+  // Looked for here, where the user can interrupt it; the library then knows them.
+  if (read.error = listSystems(session).error; read.error) return read;
+  qrb::URL keys = keyDirectory.empty() ? qrb::URL() : fileURLOf(keyDirectory, true);
+  read.blueprint = Blueprint::initWithDictionary(*dictionary, keys, &read.error);
+  if (read.blueprint == nullptr) return read;
+  read.privateKeys = privateKeysIn(*dictionary);
+  if (reading == BlueprintReading::quiet) return read;
+  for (const qrb::String& leftOut : read.blueprint->leftOutOnReading()) {
+    session.note(displayPath(file) + ": left out " + displayText(leftOut.view()));
+  }
+  return read;
+}
+
+ReadBlueprint readBlueprintForServers(Session& session, const std::string& file, const std::string& keyDirectory) {
+  ReadBlueprint read;
+  if (read.error = checkKeyDirectory(keyDirectory); read.error) return read;
+  read = readBlueprint(session, file, keyDirectory);
+  if (read.blueprint == nullptr) return read;
+  if (keyDirectory.empty() && read.privateKeys > 0) {
+    session.note(displayPath(file) +
+                 " has private keys, which are used only where --key-directory says where to "
+                 "write them.");
+  } else if (!keyDirectory.empty() && keyFilesOf(*read.blueprint) < read.privateKeys) {
+    read.blueprint = nullptr;
+    read.error = hostError("Not all private keys of \"" + file + "\" could be written below \"" + keyDirectory + "\".",
+                           "Each needs a public key beside it, an ssh address, and room in the folder.", EIO);
+    return read;
+  }
+  for (const auto& remote : read.blueprint->remoteRepositories()) {
+    if (!hasCredentials(remote->authenticationStrategy())) useKeptAccount(remote);
+  }
+  return read;
+}
+
+void addKeyDirectoryOption(CLI::App& app, std::string& directory) {
+  app.add_option("--key-directory", directory, "Write the blueprint's private keys below that folder, and use them")
+      ->type_name("DIR");
+}
+
+void addWritingOptions(CLI::App& app, BlueprintWriting& writing) {
+  app.add_flag("-f,--force", writing.force, "Replace a file that is there");
+  app.add_flag("--credentials", writing.credentials,
+               "Write also the user names, passwords and private keys that are known; the file is a secret then");
+  app.add_flag("--no-revisions", writing.noRevisions, "Record branches and tags, but not at which revision they are");
+}
+
+ExitStatus writeBlueprint(Session& session, const QRBSourceControlWorkspaceBlueprintPtr& blueprint,
+                          const BlueprintWriting& writing) {
+  // The library names files after their blueprints, and writes none without a name.
+  if (blueprint->name().empty()) blueprint->setName(fs::path(writing.file).stem().native());
+  if (!writing.credentials) removePasswordsFromURLs(session, *blueprint);
+  bool toOutput = writing.file == "-";
+  qrb::Error error = toOutput ? writeToOutput(session, *blueprint, writing) : writeFile(*blueprint, writing);
+  if (error) return session.fail(error);
+  if (toOutput) return ExitStatus::success;
+  if (session.json()) {
+    JSONArray array(session.output());
+    JSONValue entry;
+    setPath(entry, "path", fs::absolute(writing.file).lexically_normal().native());
+    array.add(entry);
+    array.finish();
+  } else {
+    session.output().write(displayPath(writing.file) + "\n");
+  }
+  return ExitStatus::success;
+}
+
+std::string placeOf(const QRBSourceControlWorkspaceBlueprintPtr& blueprint,
+                    const QRBSourceControlRemoteRepositoryPtr& remote) {
+  qrb::String path = blueprint->workingCopyPathForRemoteRepository(remote);
+  if (!path) path = blueprint->displayNameForRemoteRepository(remote);
+  return path.empty() ? "." : path.str();
+}
+
+}  // namespace host

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "Error.h"
+#include "QRBSourceControlWorkspaceForward.h"
+#include "Session.h"
+
+namespace host {
+
+/// A blueprint read from a file, or why there is none. Unless it is read quietly, repositories that had to be
+/// left out have been told of.
+struct ReadBlueprint {
+  QRBSourceControlWorkspaceBlueprintPtr blueprint;
+  qrb::Error error;
+  /// How many repositories the file has a private key for.
+  std::size_t privateKeys = 0;
+};
+enum class BlueprintReading { telling, quiet };
+/// Private keys are written below the key directory, for the user's eyes only, or nowhere where it is empty.
+ReadBlueprint readBlueprint(Session& session, const std::string& file, const std::string& keyDirectory = {},
+                            BlueprintReading reading = BlueprintReading::telling);
+/// The same for commands that reach the servers: with the accounts that the user keeps for those that the file has no
+/// credentials for. That keys are needed and there is no folder for them is told.
+ReadBlueprint readBlueprintForServers(Session& session, const std::string& file, const std::string& keyDirectory);
+void addKeyDirectoryOption(CLI::App& app, std::string& directory);
+
+/// Where and how a blueprint is written.
+struct BlueprintWriting {
+  /// "-" is standard output. The extension decides the form.
+  std::string file;
+  bool force = false;
+  bool credentials = false;
+  bool noRevisions = false;
+};
+/// Adds the options for how, but not the file.
+void addWritingOptions(CLI::App& app, BlueprintWriting& writing);
+/// Writes it, whole or not at all, and prints where to. Nothing that is there is replaced without being told so.
+/// Without credentials wanted, passwords in URLs are taken out, of the blueprint itself too.
+ExitStatus writeBlueprint(Session& session, const QRBSourceControlWorkspaceBlueprintPtr& blueprint,
+                          const BlueprintWriting& writing);
+
+/// The path of the repository's working copy as the blueprint has it, or what the repository is called where it has
+/// none.
+std::string placeOf(const QRBSourceControlWorkspaceBlueprintPtr& blueprint,
+                    const QRBSourceControlRemoteRepositoryPtr& remote);
+
+}  // namespace host
