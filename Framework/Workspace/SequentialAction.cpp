@@ -48,4 +48,10 @@ void SequentialAction::setCurrentStep(const QRBSourceControlCancellablePtr& step
   if (auto handle = _handle.lock()) handle->setCurrentCancellable(step);
 }
 
+void SequentialAction::seeOff(const QRBSourceControlCancellablePtr& step) const {
+  auto operation = std::dynamic_pointer_cast<QueueOperation>(step);
+  // A cancelled one has seen its process off before it answered, and may have to wait for its turn to finish.
+  if (operation != nullptr && !isAbandoned()) operation->waitUntilFinished();
+}
+
 }  // namespace qrb

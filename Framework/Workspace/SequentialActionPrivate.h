@@ -87,13 +87,17 @@ class SequentialAction {
   /// Whether the action was cancelled or its handle is gone; the body looks before each step.
   bool isAbandoned() const;
 
-  /// Makes one request and waits for its answer: `ask` gets the completion and returns the request's handle. A step of
-  /// an action that is cancelled meanwhile answers with the cancellation error.
+  /// Makes one request and waits for its answer: `ask` gets the completion and returns the request's handle. The
+  /// request is finished then, and its process handed over to be waited for: with the end of the action nothing of it
+  /// is left that nobody knows of. A step of an action that is cancelled meanwhile answers with the cancellation error.
   template <class... Values, class Ask>
   std::tuple<Values..., Error> step(const char* lockWord, Ask ask) {
     auto reply = std::make_shared<detail::StepReply<Values...>>(lockName(lockWord));
-    setCurrentStep(ask(completionFor(reply)));
-    return reply->await();
+    QRBSourceControlCancellablePtr request = ask(completionFor(reply));
+    setCurrentStep(request);
+    auto answer = reply->await();
+    seeOff(request);
+    return answer;
   }
   /// The same of a repository whose system may be one that nothing can be asked of.
   template <class... Values, class Ask>
@@ -114,6 +118,7 @@ class SequentialAction {
   }
   std::string lockName(const char* lockWord) const;
   void setCurrentStep(const QRBSourceControlCancellablePtr& step);
+  void seeOff(const QRBSourceControlCancellablePtr& step) const;
 
   const std::weak_ptr<QRBSourceControlMultiCancellable> _handle;
   const char* const _selector;

@@ -18,6 +18,20 @@ ObserverToken QueueOperation::observe(std::function<void(Property, Phase)> callb
   return _observers.observe(std::move(callback));
 }
 
+void QueueOperation::waitUntilFinished() {
+  // Shared with the observer, which may be on its way out when this returns.
+  auto finished = std::make_shared<std::atomic<bool>>(false);
+  ObserverToken observer = observe([this, finished](Property property, Phase phase) {
+    if (property != Property::isFinished || phase != Phase::didChange || !isFinished()) return;
+    *finished = true;
+    finished->notify_all();
+  });
+  // An end that came before the observer is seen here.
+  if (!isFinished()) finished->wait(false);
+  // Waiting for the announcement to be over could be waiting for a lock that our caller holds.
+  observer.detach();
+}
+
 void BlockOperation::addExecutionBlock(std::function<void()> block) {
   const bool added = _blocks.with([&](auto& blocks) {
     if (_state != State::created) {

@@ -42,6 +42,9 @@ class QRB_EXPORT QueueOperation {
   /// The callback hears of every change of the operation's flags, before and after, on the thread that makes it.
   [[nodiscard]] ObserverToken observe(std::function<void(Property, Phase)> callback);
 
+  /// Blocks until isFinished() is true. The caller holds a reference; not from the work itself nor from an observer.
+  void waitUntilFinished();
+
  protected:
   void willChange(Property property) const { _observers.notify(property, Phase::willChange); }
   /// A queue drops its reference inside didChange(isFinished), and it may be the last: the caller holds one of its own
