@@ -327,11 +327,11 @@ class QRB_EXPORT QRBSourceControlWorkspaceBlueprint
   RemoteRepositories _sortedRemoteRepositoriesWithExpandedPaths(const Table<qrb::URL>& expandedPaths) const;
 
   /// The workspace of those working copies of the blueprint that are below a root folder already, and the repository
-  /// of each: first those at their places, unless they are known to be of another repository; then, for repositories
-  /// whose place is empty, one found elsewhere below the root that alone has their identifier. They have the
-  /// blueprint's states and know what they are on, so that they can be compared with it: one on the local branch of a
-  /// remote branch that the blueprint has is on that, and so is one at the revision of a tag or fixed revision. None is
-  /// no error.
+  /// of each: first those at their places, unless they are known to be of another repository (another identifier, and
+  /// no remote at that host and path); then, for repositories whose place is empty, one found elsewhere below the root
+  /// that alone has their identifier. They have the blueprint's states and know what they are on, so that they can be
+  /// compared with it: one on the local branch of a remote branch that the blueprint has is on that, and so is one at
+  /// the revision of a tag or fixed revision. None is no error.
   QRBSourceControlMultiCancellablePtr workspaceForWorkingCopiesCreatedAtURL(const qrb::URL& URL,
                                                                             WorkspaceCompletion completionBlock);
 

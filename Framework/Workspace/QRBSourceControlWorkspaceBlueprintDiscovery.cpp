@@ -5,10 +5,13 @@
 #include <unordered_map>
 #include <utility>
 
+#include "BlueprintIdentityPrivate.h"
 #include "PathString.h"
 #include "QRBSourceControlManager.h"
 #include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlRevision.h"
 #include "QRBSourceControlSystem.h"
+#include "QRBSourceControlTag.h"
 #include "QRBSourceControlWorkingCopy.h"
 #include "QRBSourceControlWorkspaceBlueprint.h"
 #include "SequentialActionPrivate.h"
@@ -58,6 +61,9 @@ class Discovery {
           [&](auto completion) { return match.second->currentLocationWithCompletionBlock(std::move(completion)); });
       _assembly.add(remote, workingCopy);
       if (error) workingCopy->setCachedCurrentLocation(nullptr);
+      if (location != nullptr && isAtUnpinnedTag(remote, workingCopy, *location)) {
+        workingCopy->setCachedCurrentLocation(_blueprint.locationForRemoteRepository(remote));
+      }
     }
     return !_action.isAbandoned();
   }
@@ -103,6 +109,21 @@ class Discovery {
     return systems;
   }
 
+  /// Whether it is at the revision of a recorded tag that the blueprint does not know the revision of.
+  bool isAtUnpinnedTag(const RemotePtr& remote, const WorkingCopyPtr& workingCopy,
+                       const QRBSourceControlRevisionLocation& current) {
+    const auto recorded = _blueprint.locationForRemoteRepository(remote);
+    const bool isUnpinnedTag = recorded != nullptr && recorded->revision() == nullptr &&
+                               &recorded->classInfo() == &QRBSourceControlTag::staticClass();
+    const bool isAtRevision = &current.classInfo() == &QRBSourceControlRevisionLocation::staticClass();
+    if (!isUnpinnedTag || !isAtRevision || _action.isAbandoned()) return false;
+    auto [revision, error] = _action.step<QRBSourceControlRevisionPtr>(kLockWord, remote.get(), [&](auto completion) {
+      return workingCopy->repository()->revisionOfLocation(
+          recorded, _blueprint.branchAndTagLocationsForRemoteRepository(remote), std::move(completion));
+    });
+    return qrb::areEqual(revision, current.revision());
+  }
+
   std::vector<std::pair<RemotePtr, WorkingCopyPtr>> takeAtPlaces() {
     std::vector<std::pair<RemotePtr, WorkingCopyPtr>> matches;
     for (const RemotePtr& remote : _remotes) {
@@ -131,7 +152,24 @@ class Discovery {
 
   bool isOfAnother(const WorkingCopyPtr& workingCopy, const RemotePtr& remote) {
     const qrb::String identifier = identifierOf(workingCopy);
-    return !identifier.empty() && !remote->identifier().empty() && identifier != remote->identifier();
+    if (identifier.empty() || remote->identifier().empty() || identifier == remote->identifier()) return false;
+    if (!isCloneOf(workingCopy->repository(), remote)) return true;
+    // The file calls it something else, and by that it is compared.
+    workingCopy->repository()->setIdentifier(remote->identifier());
+    return false;
+  }
+
+  bool isCloneOf(const QRBSourceControlRepositoryPtr& repository, const RemotePtr& remote) {
+    const QRBSourceControlSystemPtr system = repository->sourceControlSystem();
+    if (_action.isAbandoned() || system == nullptr || !system->supportsMultipleRemoteRepositories()) return false;
+    auto [primary, remotes, error] = _action.step<RemotePtr, QRBSourceControlRemoteRepositoriesPtr>(
+        kLockWord, repository.get(),
+        [&](auto completion) { return repository->listRemoteRepositoriesWithCompletionBlock(std::move(completion)); });
+    if (remotes == nullptr) return false;
+    return std::any_of(remotes->begin(), remotes->end(), [&](const auto& entry) {
+      const qrb::URL url = entry.second->URL();
+      return url == remote->URL() || qrb::detail::isSameOrigin(url, remote->URL());
+    });
   }
 
   /// Asks where it is not known yet, and each working copy once: one without history has none.

@@ -133,12 +133,8 @@ RemotePtr Blueprint::remoteRepositoryLikeRepository(const RemotePtr& repository,
 }
 
 RemotePtr Blueprint::repositoryForOrigin(const qrb::URL& origin) const {
-  qrb::String host = qrbscm_host(origin);
-  qrb::String path = qrbscm_path(origin);
-  if (!host || !path) return nullptr;
   auto found = std::find_if(_remoteRepositories.begin(), _remoteRepositories.end(), [&](const RemotePtr& candidate) {
-    qrb::URL url = candidate->URL();
-    return qrbscm_host(url) == host && qrbscm_path(url) == path;
+    return qrb::detail::isSameOrigin(candidate->URL(), origin);
   });
   return found == _remoteRepositories.end() ? nullptr : *found;
 }

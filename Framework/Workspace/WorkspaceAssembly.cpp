@@ -12,13 +12,12 @@ namespace qrb {
 
 namespace {
 
-// A checkout of a remote branch is on the local one of its name.
+// A checkout of a remote branch is on the local one of its name, and what else a file knows of a branch is no other
+// place.
 bool isLocalBranchOf(const QRBSourceControlRevisionLocationPtr& current,
                      const QRBSourceControlRevisionLocationPtr& recorded) {
   auto local = std::dynamic_pointer_cast<const QRBSourceControlBranch>(current);
-  auto remote = std::dynamic_pointer_cast<const QRBSourceControlBranch>(recorded);
-  return local != nullptr && remote != nullptr && !local->isRemoteBranch() && remote->isRemoteBranch() &&
-         local->isSimilar(remote);
+  return local != nullptr && !local->isRemoteBranch() && local->isSimilar(recorded);
 }
 
 // One of a tag or a fixed revision knows no more than the revision.

@@ -82,6 +82,33 @@ class MakingAgain(WorkspaceTest):
         self.assertEqual(self.head(self.path("elsewhere", "outer", "deep", "inner")),
                          self.head(self.path("sources", "inner")))
 
+    def test_a_blueprint_by_hand_is_made_and_known_again_whatever_it_calls_its_repositories(self):
+        self.serve("app")
+        self.git(self.path("sources", "app"), "tag", "v1")
+        self.publish("app", "later")
+        tag = {BLUEPRINT + "LocationTypeKey": "QRBSourceControlTag", "QRBSourceControlTagIdentifierKey": "v1"}
+        branch = {BLUEPRINT + "LocationTypeKey": "QRBSourceControlBranch", "QRBSourceControlBranchIdentifierKey": "main"}
+        file = self.blueprint(("new", self.address("app")), ("old", self.address("app")),
+                              **{BLUEPRINT + "LocationsKey": {"id0": branch, "id1": tag}})
+        self.checkout(file, self.path("elsewhere"))
+        self.assertEqual(self.git(self.path("elsewhere", "old"), "describe", "--tags", "--exact-match").strip(), b"v1")
+        self.assertEqual(self.branch(self.path("elsewhere", "new")), "main")
+        shown, = self.json_of("blueprint", "show", file, "elsewhere")
+        self.assertEqual([entry["workingCopy"]["changes"] for entry in shown["repositories"]], [0, 0])
+        comparison, = self.json_of("workspace", "compare", file, "elsewhere")
+        self.assertEqual([entry["state"] for entry in comparison["repositories"]], ["same", "same"], comparison)
+
+    def test_a_server_that_wants_a_login_asks_on_the_terminal(self):
+        source = self.serve("locked")
+        web = servers.GitWebServer(self.served, self.environment, login=("ann", SECRET))
+        self.addCleanup(web.close)
+        file = self.blueprint(("place", web.address + "/locked.git", "main"))
+        status, shown = self.converse("blueprint", "checkout", file, "elsewhere", answers=[
+            ("User name:", "ann\n"), ("Password of ann:", SECRET + "\n")])
+        self.assertEqual(status, 0, shown)
+        self.assertNotIn("hidden", shown)
+        self.assertEqual(self.head(self.path("elsewhere", "place")), self.head(source))
+
     def test_the_tree_shows_what_each_working_copy_is_on_and_its_state(self):
         orchard = self.orchard()
         file = self.created()

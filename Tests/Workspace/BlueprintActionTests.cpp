@@ -275,13 +275,41 @@ TEST_F(DiscoveryTest, WhatIsAtTheRevisionOfATagOrAFixedRevisionIsOnThat) {
   auto blueprint = Blueprint::init();
   blueprint->addRemoteRepository(remote("locked"), "locked", {}, nullptr, locked);
   blueprint->addRemoteRepository(remote("tagged"), "tagged", {}, nullptr, tag->locationWithRevision(revision("7")));
-  for (const char* place : {"work/locked", "work/tagged"}) make(place);
-  script({{"location locked", {{"at", "7"}}}, {"location tagged", {{"at", "7"}}}});
-  search(blueprint);
-  EXPECT_EQ(found->compareToBlueprint(blueprint), QRBSourceControlWorkspaceSameAsBlueprint);
+  blueprint->addRemoteRepository(remote("unpinned"), "unpinned", {}, nullptr, tag);
+  for (const char* place : {"work/locked", "work/tagged", "work/unpinned"}) make(place);
+  for (const char* tagged : {"7", "8"}) {
+    script({{"location locked", {{"at", "7"}}},
+            {"location tagged", {{"at", "7"}}},
+            {"location unpinned", {{"at", "8"}}},
+            {"revision unpinned", {{"revision", tagged}}}});
+    search(blueprint);
+    EXPECT_EQ(found->compareToBlueprint(blueprint),
+              *tagged == '8' ? QRBSourceControlWorkspaceSameAsBlueprint : QRBSourceControlWorkspaceOnOtherLocations);
+  }
   script({{"location locked", {{"at", "7"}}}, {"location tagged", {{"branch", "main"}, {"at", "7"}}}});
   search(blueprint);
   EXPECT_EQ(found->compareToBlueprint(blueprint), QRBSourceControlWorkspaceOnOtherLocations);
+}
+
+TEST_F(DiscoveryTest, AFileMayCallARepositoryWhatItLikesWhereTheAddressTellsWhichItIs) {
+  auto cloned = remote("cloned");
+  auto forked = remote("forked");
+  auto blueprint = Blueprint::init();
+  blueprint->addRemoteRepository(cloned, "Cloned", {}, nullptr, branch("main"));
+  blueprint->addRemoteRepository(forked, "Forked", {}, nullptr, branch("main"));
+  for (const char* place : {"work/Cloned", "work/Forked"}) make(place);
+  auto remoteAt = [](const char* url) { return nlohmann::json{{"remotes", {{"origin", {{"url", url}}}}}}; };
+  script({{"identifier Cloned", {{"identifier", "first commit"}}},
+          {"remotes Cloned", remoteAt("git://user@server/cloned")},
+          {"location Cloned", {{"branch", "main"}}},
+          {"identifier Forked", {{"identifier", "first commit"}}},
+          {"remotes Forked", remoteAt("git://another/forked")}});
+  search(blueprint);
+  ASSERT_FALSE(failure) << failure.description();
+  EXPECT_EQ(placeOf(cloned), "Cloned");
+  EXPECT_EQ(placeOf(forked), "none");
+  EXPECT_EQ(found->compareToBlueprint(blueprint->blueprintForRemoteRepository(cloned)),
+            QRBSourceControlWorkspaceSameAsBlueprint);
 }
 
 TEST_F(DiscoveryTest, NothingFoundIsNoError) {
