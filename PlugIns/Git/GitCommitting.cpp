@@ -63,13 +63,14 @@ struct Place {
 };
 
 /// Stages files and commits, and gives the staging area back what it had where there is no commit.
-GitOutcome runStaged(const Place& place, const GitPathList& paths, const GitCommitRequest& request, std::string& hash) {
+GitOutcome runStaged(const Place& place, const GitPathList& paths, GitCommitRequest request, std::string& hash) {
   GitStaging staging(place.tool, place.root, paths);
   GitOutcome outcome = staging.prepare();
   if (!outcome) return outcome;
   const GitGuardian guardian(
       place.root, [&] { staging.restoreUncommitted(GitTool(place.root, -1)); }, place.turn.descriptor());
   outcome = staging.stage();
+  if (outcome && !request.paths.empty()) outcome = staging.removeVanished(request.paths);
   if (outcome) outcome = run(place.tool, request, hash);
   if (outcome.kind == GitOutcome::Kind::Failed && hash.empty()) staging.restore();
   return outcome;

@@ -10,9 +10,10 @@
 /// Commits, and gives the full object name of the new commit.
 ///
 /// With files, exactly these: as they are on disk, new and deleted ones too, and everything in folders that no rule
-/// ignores. What else is staged stays so. Without files, what is staged, or, where nothing is, every change of tracked
-/// files. A merge is committed as a whole: files may be named if all that it changes is among them, and a file that is
-/// not, or still in conflict, is an error (MidOperation). A commit that fails or is cut off
-/// leaves what is staged as it was. Where there is nothing to commit, it fails with NothingToCommit.
+/// ignores. Of what was staged as new and is gone since, nothing is committed, and it is staged no more. What else is
+/// staged stays so. Without files, what is staged, or, where nothing is, every change of tracked files. A merge is
+/// committed as a whole: files may be named if all that it changes is among them, and a file that is not, or still in
+/// conflict, is an error (MidOperation). A commit that fails or is cut off leaves what is staged as it was. Where there
+/// is nothing to commit, it fails with NothingToCommit.
 GitOutcome gitCommit(const GitTool& tool, const GitTurn& turn, const std::string& root,
                      const std::vector<qrb::String>& files, const std::string& message, std::string& hash);

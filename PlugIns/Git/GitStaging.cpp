@@ -19,6 +19,15 @@ bool isOnDisk(const std::string& root, const std::string& path) {
   return std::filesystem::exists(std::filesystem::symlink_status(gitPathOnDisk(root, path), error));
 }
 
+/// Whether git would find there what is staged, changed or not: no folder in its place, no link on the way.
+bool isFileOnDisk(const std::string& root, const std::string& path, std::uint32_t mode) {
+  constexpr std::uint32_t submodule = 0160000;
+  std::error_code error;
+  const auto found = std::filesystem::symlink_status(gitPathOnDisk(root, path), error);
+  if (!std::filesystem::exists(found) || gitIsBeyondLink(root, path)) return false;
+  return mode == submodule || !std::filesystem::is_directory(found);
+}
+
 }  // namespace
 
 GitPathList gitReadPaths(std::string_view output) {
@@ -77,6 +86,45 @@ GitOutcome GitStaging::stage() {
     if (isStaged[place] || isOnDisk(_root, _paths[place])) toAdd.push_back(_paths[place]);
   }
   return toAdd.empty() ? GitOutcome() : _tool.run(gitAddCommand(toAdd));
+}
+
+std::vector<bool> GitStaging::findVanished() const {
+  const GitPathSet names(_paths);
+  std::vector<bool> isThere(_paths.size());
+  std::vector<bool> isVanished(_paths.size());
+  for (const auto& [place, entry] : _before) {
+    names.find(place.first, [&](std::size_t name) {
+      isThere[name] = isThere[name] || isFileOnDisk(_root, place.first, entry.mode);
+      isVanished[name] = !isThere[name];
+    });
+  }
+  return isVanished;
+}
+
+GitOutcome GitStaging::removeVanished(GitPathList& names) const {
+  const std::vector<bool> isVanished = findVanished();
+  if (std::ranges::find(isVanished, true) == isVanished.end()) return {};
+  // Of what is gone a revision has something if that differs from what is staged now.
+  const GitPathSet all(_paths);
+  std::vector<bool> isKnown(_paths.size());
+  const auto know = [&](std::string_view path) { all.find(path, [&](std::size_t name) { isKnown[name] = true; }); };
+  std::string output;
+  GitOutcome outcome = _tool.run(gitStagedPathsCommand(), output);
+  if (outcome.failedWith(GitFailureKind::UnbornHead)) {
+    Entries now;
+    outcome = read(_tool, now);
+    for (const auto& entry : now) know(entry.first.first);
+  }
+  if (!outcome) return outcome;
+  for (const std::string& path : gitReadPaths(output)) know(path);
+  names.clear();
+  for (std::size_t name = 0; name < _paths.size(); ++name) {
+    if (!isVanished[name] || isKnown[name]) names.push_back(_paths[name]);
+  }
+  if (!names.empty()) return {};
+  return GitOutcome::failed({GitFailureKind::NothingToCommit,
+                             {},
+                             "Nothing is there any more of what was staged, and no revision has had it."});
 }
 
 void GitStaging::describe(const Entries::value_type& entry, std::string& text) {

@@ -5,6 +5,7 @@
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "GitFileCommands.h"
 #include "GitTool.h"
@@ -26,6 +27,10 @@ class GitStaging {
   /// disk nor staged are passed over.
   GitOutcome stage();
 
+  /// After stage(): takes the names out of the list of which all that was staged is gone from disk and no revision has
+  /// anything, since git does not know such names any more. Fails with NothingToCommit where none is left.
+  GitOutcome removeVanished(GitPathList& names) const;
+
   /// Gives back to the staging area what it had of these paths.
   GitOutcome restore() const { return restore(_tool); }
   GitOutcome restore(const GitTool& tool) const;
@@ -44,6 +49,7 @@ class GitStaging {
 
   GitOutcome read(const GitTool& tool, Entries& entries) const;
   GitOutcome findIntended();
+  std::vector<bool> findVanished() const;
   static void describe(const Entries::value_type& entry, std::string& text);
 
   const GitTool& _tool;

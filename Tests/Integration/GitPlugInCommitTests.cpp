@@ -257,6 +257,67 @@ TEST_F(GitPlugInCommitTest, whatHasVanishedIsCommittedAsGoneAndWhatNeverWasIsTol
   EXPECT_THAT(committed(), ElementsAre("folder/e"));
 }
 
+/// What was staged as new and is gone since, so that neither a revision nor the disk has it.
+struct Vanished {
+  const char* what;
+  Files staged;
+  Files gone;
+  Files named;
+  /// With another file that changed, the commit holds that and these.
+  std::vector<std::string> alsoGone;
+};
+
+TEST_F(GitPlugInCommitTest, whatWasStagedAsNewAndIsGoneIsNoPartOfACommit) {
+  const std::vector<Vanished> cases = {
+      {"a file", {"new"}, {"new"}, {"new"}, {}},
+      {"a folder", {"made/x", "made/in it/y"}, {"made"}, {"made"}, {}},
+      {"all files of a folder that stays", {"made/x", "made/y"}, {"made/x", "made/y"}, {"made"}, {}},
+      {"a file of a folder, by its own name", {"made/x", "made/y"}, {"made/x"}, {"made/x"}, {}},
+      {"a file with signs of patterns", {"-*"}, {"-*"}, {"-*"}, {}},
+      {"beside a committed file that is gone", {"new"}, {"new", "b"}, {"new", "b"}, {"b"}},
+  };
+  for (const Vanished& vanished : cases) {
+    SCOPED_TRACE(vanished.what);
+    _repository.write("b", "back\n");
+    _repository.run({"add", "b"});
+    _repository.tryRun({"commit", "-q", "-m", "b"});
+    for (const String& path : vanished.staged) _repository.write(path.str(), "new\n");
+    ASSERT_FALSE(add(vanished.staged));
+    for (const String& path : vanished.gone) fs::remove_all(_repository.pathOf(path.str()));
+    if (vanished.alsoGone.empty()) expectRefused(vanished.named, Code::remoteOperationUpToDate, "");
+    Files named = vanished.named;
+    named.push_back("a");
+    _repository.write("a", vanished.what);
+    commitWell(named);
+    std::vector<std::string> expected = vanished.alsoGone;
+    expected.insert(expected.begin(), "a");
+    EXPECT_EQ(committed(), expected);
+    for (const String& path : vanished.gone) {
+      EXPECT_EQ(_repository.run({"ls-files", "--", ":(literal)" + path.str()}), "") << "is staged no more";
+    }
+    _repository.run({"reset", "-q", "--hard"});
+  }
+}
+
+TEST_F(GitPlugInCommitTest, aMoveWhoseNewSideIsGoneCommitsThatTheOldSideIsGone) {
+  ASSERT_FALSE(move({"a"}, {"moved"}));
+  fs::remove(_repository.pathOf("moved"));
+  expectRefused({"moved"}, Code::remoteOperationUpToDate, "");
+  commitWell({"a", "moved"});
+  EXPECT_THAT(committed(), ElementsAre("a"));
+  EXPECT_EQ(status(), Status());
+}
+
+TEST_F(GitPlugInCommitTest, onABranchWithoutCommitsWhatIsGoneIsNoPartOfTheFirst) {
+  _repository.run({"checkout", "-q", "--orphan", "first"});
+  _repository.run({"rm", "-rqf", "--cached", "."});
+  ASSERT_FALSE(add({"a", "b"}));
+  fs::remove(_repository.pathOf("a"));
+  expectRefused({"a"}, Code::remoteOperationUpToDate, "");
+  commitWell({"a", "b"});
+  EXPECT_EQ(_repository.run({"ls-tree", "-r", "--name-only", "HEAD"}), "b");
+}
+
 TEST_F(GitPlugInCommitTest, manyAtOnceAllSucceedOneAfterTheOther) {
   constexpr int count = 12;
   std::vector<Reply<QRBSourceControlRevisionPtr>> replies(count);
