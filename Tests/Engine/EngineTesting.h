@@ -23,6 +23,7 @@
 #include "QRBSourceControlManager.h"
 #include "QRBSourceControlModelPrivate.h"
 #include "ServiceDirectories.h"
+#include "ServiceProcesses.h"
 #include "ServiceReservePrivate.h"
 #include "TemporaryDirectory.h"
 #include "UUIDString.h"
@@ -100,6 +101,8 @@ class EngineTest : public testing::Test {
       ServiceReserve::shared().clear();
       EXPECT_TRUE(ProcessReaper::shared().drain(kPatience));
     } while ((holdsConnection() || !childProcesses().empty()) && std::chrono::steady_clock::now() < deadline);
+    // Whoever listens to what processes say has let go of their pipes then.
+    drainServiceOutput();
   }
 
   /// Connections to processes are local; a server of the test listens to the network.

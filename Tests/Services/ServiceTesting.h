@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "EngineTesting.h"
-#include "ServiceProcesses.h"
+#include "RunningServices.h"
 
 namespace qrb::test {
 

@@ -1,6 +1,6 @@
 #include "QRBSourceControlLockedRevisionLocation.h"
 #include "QRBSourceControlMultiCancellable.h"
-#include "ServiceProcesses.h"
+#include "RunningServices.h"
 #include "WorkspaceTesting.h"
 
 namespace qrb::test {

@@ -7,7 +7,7 @@
 
 #include "GitDaemon.h"
 #include "GitRepository.h"
-#include "ServiceProcesses.h"
+#include "RunningServices.h"
 #include "ServiceReservePrivate.h"
 #include "WorkspaceTesting.h"
 
