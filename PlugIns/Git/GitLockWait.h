@@ -1,9 +1,11 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 
 /// Waits for a lock that cannot be waited for: looks again soon at first, for most locks are held for a moment only,
-/// and then less and less often.
+/// and then less and less often. The time begins with the first wait, so that there is a second look however long the
+/// first has taken.
 class GitLockWait {
  public:
   /// `hostConnection` is as for ToolRunner.
@@ -13,7 +15,8 @@ class GitLockWait {
   bool wait();
 
  private:
-  const std::chrono::steady_clock::time_point _end;
+  const std::chrono::milliseconds _patience;
+  std::optional<std::chrono::steady_clock::time_point> _end;
   const int _hostConnection;
   std::chrono::milliseconds _next{5};
 };
