@@ -61,7 +61,7 @@ qrb::Error GitRemoteTool::open() {
   _tool.addSetting("remote." + remoteName() + ".url=" + _access.text);
   // Helpers know other users of the same server, and would keep what the request brought.
   if (_access.kind == Kind::Password) _tool.addSetting("credential.helper=");
-  _tool.addSetting("credential.interactive=false");
+  // Helpers are not to ask the user. The setting of that meaning would keep later versions of git from asking here.
   _tool.addVariable("GCM_INTERACTIVE", "never");
   // Long work shows from its beginning.
   _tool.addVariable("GIT_PROGRESS_DELAY", "0");

@@ -93,6 +93,24 @@ TEST_F(HostileConfigurationTest, fetchingRunsNoHook) {
   EXPECT_EQ(clone.run({"rev-parse", "origin/main"}), _origin.head());
 }
 
+TEST_F(HostileConfigurationTest, theHookThatAPushRunsCanLogInWhereThePushGoesAndNowhereElse) {
+  GitRepository clone = cloneWith({}, url());
+  clone.commit("two");
+  std::string hook = "#!/bin/sh\n";
+  const auto ask = [&](const std::string& address, const std::string& file) {
+    hook += "printf 'url=%s\\n\\n' '" + address + "' | git credential fill > '" + pathOf(file) + "' 2>&1\n";
+  };
+  // As what sends large files along does, which is no part of git.
+  ask(url(), "asked here");
+  ask(_other->url("/private/origin.git"), "asked elsewhere");
+  clone.write(".git/hooks/pre-push", hook + "true\n");
+  std::filesystem::permissions(clone.pathOf(".git/hooks/pre-push"), std::filesystem::perms(0755));
+  const Error error = push(remoteAt(url(), ada()), clone.root(), branch("main"));
+  EXPECT_FALSE(error) << error.description() << underlyingMessage(error);
+  EXPECT_THAT(textOf(pathOf("asked here")), HasSubstr(std::string("password=") + GitHTTPServer::password));
+  EXPECT_THAT(textOf(pathOf("asked elsewhere")), HasSubstr("could not read Username"));
+}
+
 TEST_F(HostileConfigurationTest, aPasswordGoesWhereTheRequestSaysByNoOtherWay) {
   const std::vector<Settings> cases = {
       {{"http.proxy", _other->url("")}},
