@@ -4,8 +4,10 @@
 #include "QRBSourceControlBranch.h"
 #include "QRBSourceControlCancellable.h"
 #include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlRevision.h"
 #include "QRBSourceControlWorkingCopy.h"
 #include "RemoteFinder.h"
+#include "Text.h"
 #include "WorkingCopyFinder.h"
 
 namespace host {
@@ -51,6 +53,24 @@ ExitStatus runAdd(Session& session, const Options& options) {
   return error ? session.fail(error) : ExitStatus::success;
 }
 
+void printRemoved(Session& session, const Options& options, std::string_view revision) {
+  if (session.json()) {
+    JSONArray array(session.output());
+    JSONValue entry;
+    entry["name"] = options.name;
+    if (!options.remote.empty()) entry["remote"] = options.remote;
+    entry["revision"] = revision;
+    array.add(entry);
+    array.finish();
+    return;
+  }
+  std::string shown = options.remote.empty() ? options.name : options.remote + "/" + options.name;
+  session.output().write("Removed branch " + displayText(shown) + " (was ");
+  session.output().write(Style::yellow, displayText(revision));
+  session.output().write(").\n");
+}
+
+/// The library removes branches that nothing else holds, too, so the way back is shown: what the branch stood for.
 ExitStatus runRemove(Session& session, const Options& options) {
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
@@ -62,10 +82,21 @@ ExitStatus runRemove(Session& session, const Options& options) {
     remote = there.remote;
     branch = QRBSourceControlBranch::initWithBranchNameRemoteName(options.name, false, options.remote);
   }
-  qrb::Error error = session.perform("Removing the branch", [&](Session::Done done) {
-    return found.workingCopy->repository()->removeBranch(branch, nullptr, remote, done);
-  });
-  return error ? session.fail(error) : ExitStatus::success;
+  QRBSourceControlRepositoryPtr repository = found.workingCopy->repository();
+  auto revision = std::make_shared<QRBSourceControlRevisionPtr>();
+  auto lookUp = [&](Session::Done done) {
+    const QRBSourceControlRepositoryPtr holder = remote == nullptr ? repository : remote;
+    return holder->revisionOfLocation(branch, nullptr, [revision, done](auto there, qrb::Error error) {
+      *revision = std::move(there);
+      done(std::move(error));
+    });
+  };
+  auto removal = [&](Session::Done done) { return repository->removeBranch(branch, nullptr, remote, done); };
+  qrb::Error error = session.perform("Looking for the branch", lookUp, remote);
+  if (!error) error = session.perform("Removing the branch", removal, remote);
+  if (error) return session.fail(error);
+  printRemoved(session, options, (*revision)->identifier().view());
+  return ExitStatus::success;
 }
 
 Command::Run declareBranch(CLI::App& app) {
@@ -95,13 +126,16 @@ Command::Run declareBranch(CLI::App& app) {
 
 }  // namespace
 
-extern const Command branchCommand{"branch", "List, add and remove branches",
-                                   "\"qrbscm switch -c\" makes a branch and switches to it.\n\n"
-                                   "Examples:\n"
-                                   "  qrbscm branch\n"
-                                   "  qrbscm branch list --all --json\n"
-                                   "  qrbscm branch add topic --from origin/main\n"
-                                   "  qrbscm branch remove topic --remote origin\n",
-                                   declareBranch};
+extern const Command branchCommand{
+    "branch", "List, add and remove branches",
+    "\"qrbscm switch -c\" makes a branch and switches to it. A branch is removed whether or "
+    "not it has been merged; the revision\nit had is printed, so that \"qrbscm switch "
+    "-c NAME REVISION\" can make it again.\n\n"
+    "Examples:\n"
+    "  qrbscm branch\n"
+    "  qrbscm branch list --all --json\n"
+    "  qrbscm branch add topic --from origin/main\n"
+    "  qrbscm branch remove topic --remote origin\n",
+    declareBranch};
 
 }  // namespace host

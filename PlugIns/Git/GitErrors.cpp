@@ -91,6 +91,12 @@ qrb::Error rewordedFailure(const GitFailure& failure) {
       return make(QRBSourceControlError_SystemUnusable(), qrb::localizable("Git does not know who you are."),
                   qrb::localizable("Set your name and your e-mail address with git config --global user.name and git "
                                    "config --global user.email, and try again."));
+    case GitFailureKind::RemotePermissionDenied:
+      return make(
+          QRBSourceControlError_AuthenticationPermissionDenied({}),
+          qrb::localizable("The server does not permit this."),
+          qrb::localizable("Log in as a user who is allowed to do it, or ask whoever keeps the repository on the "
+                           "server for permission, and try again."));
     case GitFailureKind::DiskFull:
       return make(QRBSourceControlError_SystemUnusable(), qrb::localizable("The disk is full."),
                   qrb::localizable("Make room on the disk and try again."));
@@ -120,7 +126,6 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::DubiousOwnership:
       return QRBSourceControlError_AuthenticationPermissionDenied(dubiousOwnershipMessage(failure));
     case GitFailureKind::PermissionDenied:
-    case GitFailureKind::RemotePermissionDenied:
       return QRBSourceControlError_AuthenticationPermissionDenied(failure.message);
     case GitFailureKind::UnbornHead:
       return QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::revisionNotFound, "HEAD",
@@ -167,6 +172,7 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::MergeConflict:
     case GitFailureKind::NothingToCommit:
     case GitFailureKind::IdentityUnknown:
+    case GitFailureKind::RemotePermissionDenied:
     case GitFailureKind::DiskFull:
     case GitFailureKind::Other:
       return rewordedFailure(failure);

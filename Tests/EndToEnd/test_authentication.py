@@ -97,6 +97,18 @@ class Login(AuthenticationTest):
             self.assertIn(text, result.stderr)
         self.assertEqual([login for login in server.logins if login], [])
 
+    def test_who_is_not_allowed_is_not_asked_but_told_what_to_do(self):
+        self.git(os.path.join(self.root, "orchard.git"), "config", "http.receivepack", "false")
+        server = self.web(login=("ann", SECRET))
+        self.clone(server.address, self.USER, self.PASSWORD)
+        clone = os.path.join(self.folder, "clone")
+        self.commit(clone, "mine", pear="1\n")
+        status, shown = self.converse("push", cwd=clone, answers=[self.USER, self.PASSWORD])
+        self.assertEqual(status, 1, shown)
+        for text in ("does not permit this", "Log in as a user who is allowed", "403"):
+            self.assertIn(text, shown)
+        self.assertEqual(shown.count("Password of"), 1, "another password would not help")
+
 
 class Trust(AuthenticationTest):
     QUESTION = "Trust this server? (yes, always or no):"

@@ -44,8 +44,6 @@ class Repositories(HostTest):
                 self.assertEqual(self.run_host("branch", "add", name, *options, cwd=ours).returncode, 0)
                 self.assertEqual(self.git(ours, "rev-parse", name), self.git(ours, "rev-parse", start))
         self.assertEqual(self.git(ours, "config", "branch.followed.remote").strip(), b"origin")
-        self.assertEqual(self.run_host("branch", "remove", "there", cwd=ours).returncode, 0)
-        self.assertEqual(self.git(ours, "branch", "--list", "there"), b"")
         before = self.git(ours, "for-each-ref")
         for arguments, status, text in [(["add", "topic"], 1, "topic"), (["add", "a..b"], 1, "a..b"),
                                         (["add", "x", "--from", "nowhere"], 1, "nowhere"), (["remove", "main"], 1, "main"),
@@ -55,6 +53,31 @@ class Repositories(HostTest):
             with self.subTest(arguments):
                 self.assertIn(text, self.refused("branch", *arguments, cwd=ours, status=status))
                 self.assertEqual(self.git(ours, "for-each-ref"), before)
+
+    def test_what_a_removed_branch_had_is_told_so_that_it_can_be_made_again(self):
+        ours = self.orchard()
+        self.commit(ours, "only on main", apple="main\n")
+        revision = self.git(ours, "rev-parse", "topic").decode().strip()
+        for where, options, json in [("here", [], False), ("here", [], True), ("on the remote", ["--remote", "origin"], False),
+                                     ("on the remote", ["--remote", "origin"], True)]:
+            with self.subTest(where, json=json):
+                refs = ["for-each-ref", "refs/heads/topic"]
+                holder = ours + ".origin" if options else ours
+                if json:
+                    expected = {"name": "topic", **({"remote": "origin"} if options else {}), "revision": revision}
+                    self.assertEqual(self.json_of("branch", "remove", "topic", *options, cwd=ours), [expected])
+                else:
+                    shown = self.run_host("branch", "remove", "topic", *options, cwd=ours)
+                    name = "origin/topic" if options else "topic"
+                    self.assertEqual((shown.returncode, shown.stdout.decode(), shown.stderr),
+                                     (0, f"Removed branch {name} (was {revision}).\n", b""))
+                self.assertEqual(self.git(holder, *refs), b"")
+                if options:
+                    self.git(ours, "push", "--quiet", "origin", revision + ":refs/heads/topic")
+                else:
+                    self.assertEqual(self.run_host("switch", "-c", "topic", revision, cwd=ours).returncode, 0)
+                    self.git(ours, "checkout", "--quiet", "main")
+                self.assertEqual(self.git(holder, "rev-parse", "topic").decode().strip(), revision)
 
     def test_a_working_copy_on_no_branch_can_make_one(self):
         ours = self.orchard()
