@@ -41,9 +41,18 @@ std::string withoutOverwritten(std::string_view text) {
   return result;
 }
 
+bool wereAllShown(std::string_view text, const std::function<bool(std::string_view line)>& wasShown) {
+  while (wasShown && !text.empty()) {
+    const std::string_view line = text.substr(0, text.find('\n'));
+    if (!line.empty() && !wasShown(line)) return false;
+    text.remove_prefix(std::min(line.size() + 1, text.size()));
+  }
+  return text.empty();
+}
+
 }  // namespace
 
-void printError(const qrb::Error& error) {
+void printError(const qrb::Error& error, const std::function<bool(std::string_view line)>& wasShown) {
   bool colour = wantsColour(STDERR_FILENO);
   std::string text = colour ? "\033[31mqrbscm:\033[0m " : "qrbscm: ";
   text += withoutTrailingSpace(displayText(error.localizedDescription()));
@@ -51,7 +60,8 @@ void printError(const qrb::Error& error) {
     text += "\n" + withoutTrailingSpace(displayText(suggestion.view()));
   }
   qrb::String underlying = error.userInfo(QRBSourceControlUnderlyingErrorString);
-  if (std::string said = withoutTrailingSpace(displayText(withoutOverwritten(underlying.view()))); !said.empty()) {
+  std::string said = withoutTrailingSpace(displayText(withoutOverwritten(underlying.view())));
+  if (!wereAllShown(said, wasShown)) {
     text += "\n" + indented(said);
   }
   qrb::String fingerprint = error.userInfo(QRBSourceControlSSHFingerprint);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string_view>
 
 #include "Error.h"
@@ -7,7 +8,8 @@
 namespace host {
 
 /// On standard error: the description, what the user can do, and what the tool itself said, as far as there is each.
-void printError(const qrb::Error& error);
+/// The last is left out where the user has been shown each of its lines already.
+void printError(const qrb::Error& error, const std::function<bool(std::string_view line)>& wasShown = {});
 
 /// Whether it says only that the user, or the end of whoever reads the output, stopped the request.
 bool isCancellation(const qrb::Error& error);

@@ -132,8 +132,10 @@ std::function<void(const qrb::String& text, double fraction)> Session::progressB
 void Session::showPlugInMessages() {
   if (_options.verbose) return;
   qrb::setLogHandler([this](std::string_view, std::string_view text) {
+    std::string shown = displayText(text);
     _progress.clear();
-    printRemark(displayText(text));
+    printRemark(shown);
+    _plugInMessages.with([&](auto& messages) { messages.insert(std::move(shown)); });
   });
 }
 
@@ -142,7 +144,9 @@ ExitStatus Session::fail(const qrb::Error& error) {
   if (_output.isLost()) return ExitStatus::failed;
   _output.flush();
   _progress.stop();
-  printError(error);
+  printError(error, [this](std::string_view line) {
+    return _plugInMessages.with([&](const auto& messages) { return messages.contains(line); });
+  });
   if (std::string advice = adviceFor(error); !advice.empty() && !canAskUser()) printRemark(advice);
   return ExitStatus::failed;
 }

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "AuthenticationPrompter.h"
 #include "Error.h"
 #include "EventLoop.h"
+#include "Guarded.h"
 #include "Output.h"
 #include "Progress.h"
 #include "QRBSourceControlForward.h"
@@ -70,6 +72,7 @@ class Session {
   Output& _output;
   Progress _progress;
   const std::shared_ptr<AuthenticationPrompter> _prompter;
+  qrb::Guarded<std::set<std::string, std::less<>>> _plugInMessages;
 };
 
 }  // namespace host

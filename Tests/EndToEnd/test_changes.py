@@ -189,7 +189,7 @@ class Commits(ChangesTest):
         before = self.state(ours)
         result = self.run_host("commit", "-m", "stop", "apple", cwd=ours)
         self.assertEqual(result.returncode, 1)
-        self.assertIn(b"not ripe", result.stderr)
+        self.assertEqual(result.stderr.count(b"not ripe"), 1, result.stderr)
         self.assertEqual(self.state(ours), before)
 
     def test_an_interrupted_commit_leaves_everything_as_it_was(self):
