@@ -19,11 +19,6 @@ std::uint64_t takeNumber(std::string_view& text) {
 
 }  // namespace
 
-bool GitBlameParser::fail(const char* what) {
-  _error = GitParseError{what, _buffer.recordOffset()};
-  return false;
-}
-
 /// "<object name> <line in the commit> <line> <count>".
 bool GitBlameParser::readRun(std::string_view line) {
   const std::size_t end = line.find_first_not_of("0123456789abcdef");
@@ -55,11 +50,6 @@ bool GitBlameParser::next() {
     _buffer.endRecord();
   }
   return false;
-}
-
-bool GitBlameParser::suspend() {
-  if (_error) return false;
-  return _buffer.suspend() || fail("line too long");
 }
 
 bool GitBlameParser::finish() {

@@ -60,11 +60,6 @@ GitChange GitPendingChange::resolve(const GitTokenBuffer& buffer) const {
   return change;
 }
 
-bool GitNameStatusParser::fail(const char* what) {
-  _error = GitParseError{what, _buffer.recordOffset()};
-  return false;
-}
-
 bool GitNameStatusParser::next() {
   GitSpan token;
   if (_awaits == Awaits::Letter) _buffer.endRecord();
@@ -89,15 +84,10 @@ bool GitNameStatusParser::next() {
         break;
     }
     _awaits = Awaits::Letter;
-    _change = _pending.resolve(_buffer);
+    _record = _pending.resolve(_buffer);
     return true;
   }
   return false;
-}
-
-bool GitNameStatusParser::suspend() {
-  if (_error) return false;
-  return _buffer.suspend() || fail("change too long");
 }
 
 bool GitNameStatusParser::finish() {

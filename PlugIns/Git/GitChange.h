@@ -1,10 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string_view>
 
-#include "GitTokenBuffer.h"
+#include "GitRecordParser.h"
 
 /// One path that a commit or a comparison changed. The views last until the sink returns.
 struct GitChange {
@@ -37,35 +36,19 @@ struct GitPendingChange {
   GitChange resolve(const GitTokenBuffer& buffer) const;
 };
 
-/// Reads what `--name-status -z` prints of one comparison, as it arrives. Any bytes are safe; those that are not git's
-/// end the reading with an error. Not for use by two threads at once.
-class GitNameStatusParser {
+/// Reads what `--name-status -z` prints of one comparison, as it arrives.
+class GitNameStatusParser final : public GitRecordParser<GitChange> {
  public:
-  /// Reads one piece of output, cut anywhere, and calls `sink(const GitChange&)` for each change that is now whole.
-  /// False when the output is malformed: see error().
-  template <class Sink>
-  bool feed(std::string_view bytes, Sink&& sink) {
-    if (_error) return false;
-    _buffer.append(bytes);
-    while (next()) sink(static_cast<const GitChange&>(_change));
-    return suspend();
-  }
+  GitNameStatusParser() : GitRecordParser('\0') {}
 
   /// To be called at the end of the output. False when the output is malformed or ends inside a change.
   bool finish();
 
-  const std::optional<GitParseError>& error() const { return _error; }
-
  private:
   enum class Awaits : std::uint8_t { Letter, FirstPath, SecondPath };
 
-  bool next();
-  bool suspend();
-  bool fail(const char* what);
+  bool next() override;
 
-  GitTokenBuffer _buffer{'\0'};
   Awaits _awaits = Awaits::Letter;
   GitPendingChange _pending;
-  GitChange _change;
-  std::optional<GitParseError> _error;
 };

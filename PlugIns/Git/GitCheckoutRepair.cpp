@@ -73,7 +73,7 @@ class Repair {
     aside.addVariable("GIT_INDEX_FILE", index);
     std::string entries;
     for (const GitRawChange& change : changes) {
-      if (!change.isDeletion()) entries += change.indexEntry();
+      if (!change.isDeletion()) gitAppendIndexEntry(entries, change.newMode, change.newObject, 0, change.path);
     }
     std::string output;
     std::set<std::string> result;

@@ -1,5 +1,16 @@
 #include "GitCommandParts.h"
 
+GitCommand gitMakeComparison(std::initializer_list<std::string_view> arguments, std::string_view from,
+                             std::string_view to) {
+  for (const std::string_view revision : {from, to}) {
+    if (!gitIsPlainRevision(revision)) return gitRefusedCommand("revision", revision);
+  }
+  GitCommand command = gitMakeCommand(arguments);
+  command.output = GitOutput::Blocks;
+  gitAddArguments(command, {"--end-of-options", from, to, "--"});
+  return command;
+}
+
 void gitAddArguments(GitCommand& command, std::initializer_list<std::string_view> arguments) {
   command.arguments.insert(command.arguments.end(), arguments.begin(), arguments.end());
 }

@@ -14,6 +14,9 @@ GitCommand gitMakeWritingCommand(std::initializer_list<std::string_view> argumen
 /// The same for one that runs hooks. Paths are patterns in it: what makes them names would reach the git of the hooks.
 GitCommand gitMakeHookedCommand(std::initializer_list<std::string_view> arguments);
 void gitAddArguments(GitCommand& command, std::initializer_list<std::string_view> arguments);
+/// One that compares the files of two revisions or trees, and prints much.
+GitCommand gitMakeComparison(std::initializer_list<std::string_view> arguments, std::string_view from,
+                             std::string_view to);
 /// A command that must not be run; `kind` as for GitCommand::refusalOf.
 GitCommand gitRefusedCommand(std::string_view kind, std::string_view name);
 /// Whether a text can be handed to git as a path.

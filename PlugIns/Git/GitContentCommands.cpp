@@ -65,11 +65,5 @@ GitCommand gitParentsCommand(std::string_view revision) {
 }
 
 GitCommand gitRenamesCommand(std::string_view from, std::string_view to) {
-  for (const std::string_view revision : {from, to}) {
-    if (!gitIsPlainRevision(revision)) return gitRefusedCommand("revision", revision);
-  }
-  GitCommand command = gitMakeCommand({"diff-tree", "-r", "-z", "-M", "--name-status", "--end-of-options"});
-  command.output = GitOutput::Blocks;
-  gitAddArguments(command, {from, to, "--"});
-  return command;
+  return gitMakeComparison({"diff-tree", "-r", "-z", "-M", "--name-status"}, from, to);
 }

@@ -1,5 +1,6 @@
 #include "GitFileCommands.h"
 
+#include <charconv>
 #include <utility>
 
 #include "GitCommandParts.h"
@@ -83,6 +84,14 @@ GitCommand gitUnstagedCommand(bool isOfIntended) {
 
 GitCommand gitRefreshCommand() {
   return gitMakeWritingCommand({"update-index", "-q", "--refresh"});
+}
+
+void gitAppendIndexEntry(std::string& entries, std::uint32_t mode, std::string_view object, std::uint8_t stage,
+                         std::string_view path) {
+  char digits[16];
+  const auto end = std::to_chars(digits, digits + sizeof digits, mode, 8).ptr;
+  entries.append(digits, end).append(" ").append(object).append(" ");
+  entries.append(std::to_string(stage)).append("\t").append(path).push_back('\0');
 }
 
 GitCommand gitIndexUpdateCommand(std::string entries) {

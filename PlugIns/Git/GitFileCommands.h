@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "GitCommands.h"
@@ -38,8 +40,10 @@ GitCommand gitIndexCommand();
 GitCommand gitUnstagedCommand(bool isOfIntended);
 /// Notes in the staging area of each file whether it is on disk as it is staged. Exits with 1 where one is not.
 GitCommand gitRefreshCommand();
-/// Gives entries of the staging area another content: "<mode> <object name> <stage>\t<path>" and a zero byte for each,
-/// those with mode 0 leave it.
+/// Gives entries of the staging area another content; they are made by gitAppendIndexEntry().
 GitCommand gitIndexUpdateCommand(std::string entries);
+/// What an entry is to be: with mode 0 it leaves the staging area, and the name of the object is zeros.
+void gitAppendIndexEntry(std::string& entries, std::uint32_t mode, std::string_view object, std::uint8_t stage,
+                         std::string_view path);
 /// Prints the paths of all files in a revision, a zero byte after each. Fails with UnknownRevision where there is none.
 GitCommand gitTreePathsCommand(std::string_view revision);

@@ -2,11 +2,6 @@
 
 #include <charconv>
 
-bool GitIndexParser::fail(const char* what) {
-  _error = GitParseError{what, _buffer.recordOffset()};
-  return false;
-}
-
 /// "<mode> <object name> <stage>\t<path>".
 bool GitIndexParser::read(std::string_view line) {
   const std::size_t tab = line.find('\t');
@@ -29,11 +24,6 @@ bool GitIndexParser::next() {
   GitSpan line;
   _buffer.endRecord();
   return !_error && _buffer.nextToken(line) && read(_buffer.at(line));
-}
-
-bool GitIndexParser::suspend() {
-  if (_error) return false;
-  return _buffer.suspend() || fail("entry too long");
 }
 
 bool GitIndexParser::finish() {

@@ -21,8 +21,7 @@ std::int64_t readDate(std::string_view text) {
 }  // namespace
 
 bool GitLogParser::fail(const char* what) {
-  _error = GitParseError{what, _buffer.tokenOffset()};
-  return false;
+  return GitRecordParser::fail(what, _buffer.tokenOffset());
 }
 
 bool GitLogParser::next() {
@@ -111,11 +110,6 @@ void GitLogParser::completeRecord() {
   _record.message = _buffer.at(_fields[Message]);
   _record.changes = _changes;
   _awaits = Hash;
-}
-
-bool GitLogParser::suspend() {
-  if (_error) return false;
-  return _buffer.suspend() || fail("commit too long");
 }
 
 bool GitLogParser::finishRecord() {

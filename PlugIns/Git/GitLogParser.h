@@ -2,13 +2,12 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
 
 #include "GitChange.h"
-#include "GitTokenBuffer.h"
+#include "GitRecordParser.h"
 
 /// One commit of a history. The views last until the sink returns.
 struct GitLogRecord {
@@ -35,18 +34,9 @@ inline constexpr std::string_view gitLogFormatWithoutMessage = "--format=tformat
 
 /// Reads the output of the history commands (gitLogFormat, `-z`, with or without `--name-status`) as it arrives. A
 /// commit is whole when the next one begins or the output ends, for only then is it known that no further path follows.
-/// Any bytes are safe; those that are not git's end the reading with an error. Not for use by two threads at once.
-class GitLogParser {
+class GitLogParser final : public GitRecordParser<GitLogRecord> {
  public:
-  /// Reads one piece of output, cut anywhere, and calls `sink(const GitLogRecord&)` for each commit that is now whole.
-  /// False when the output is malformed: see error().
-  template <class Sink>
-  bool feed(std::string_view bytes, Sink&& sink) {
-    if (_error) return false;
-    _buffer.append(bytes);
-    while (next()) sink(static_cast<const GitLogRecord&>(_record));
-    return suspend();
-  }
+  GitLogParser() : GitRecordParser('\0') {}
 
   /// To be called at the end of the output, for the last commit. False when the output is malformed or ends inside a
   /// commit.
@@ -55,8 +45,6 @@ class GitLogParser {
     if (finishRecord()) sink(static_cast<const GitLogRecord&>(_record));
     return !_error;
   }
-
-  const std::optional<GitParseError>& error() const { return _error; }
 
  private:
   /// The fields of the format in their order, then the changes.
@@ -73,21 +61,17 @@ class GitLogParser {
     SecondPath
   };
 
-  bool next();
+  bool next() override;
   bool atChange();
   bool take(GitSpan token);
   bool takeHash(GitSpan token);
   bool takePath(GitSpan token);
   bool finishRecord();
   void completeRecord();
-  bool suspend();
   bool fail(const char* what);
 
-  GitTokenBuffer _buffer{'\0'};
   Awaits _awaits = Hash;
   std::array<GitSpan, 6> _fields;
   std::vector<GitPendingChange> _pending;
   std::vector<GitChange> _changes;
-  GitLogRecord _record;
-  std::optional<GitParseError> _error;
 };

@@ -22,21 +22,8 @@ bool readMode(std::string_view text, std::uint32_t& mode) {
 
 }  // namespace
 
-std::string GitRawChange::indexEntry() const {
-  char mode[16];
-  std::string entry(mode, std::to_chars(mode, mode + sizeof mode, newMode, 8).ptr);
-  entry.append(" ").append(newObject).append(" 0\t").append(path).push_back('\0');
-  return entry;
-}
-
 GitCommand gitRawDiffCommand(std::string_view from, std::string_view to) {
-  for (const std::string_view revision : {from, to}) {
-    if (!gitIsPlainRevision(revision)) return gitRefusedCommand("revision", revision);
-  }
-  GitCommand command = gitMakeCommand({"diff-tree", "-r", "-z", "--raw", "--no-renames", "--no-abbrev"});
-  command.output = GitOutput::Blocks;
-  gitAddArguments(command, {from, to, "--"});
-  return command;
+  return gitMakeComparison({"diff-tree", "-r", "-z", "--raw", "--no-renames", "--no-abbrev"}, from, to);
 }
 
 /// ":<old mode> <new mode> <old object> <new object> <letter>\0<path>\0".

@@ -17,8 +17,6 @@ struct GitRawChange {
 
   bool isAddition() const { return oldMode == 0; }
   bool isDeletion() const { return newMode == 0; }
-  /// The new side as gitIndexUpdateCommand() takes it.
-  std::string indexEntry() const;
 };
 
 /// Prints how one revision or tree differs from another: see gitReadRawDiff().

@@ -15,11 +15,6 @@ constexpr Folder folders[] = {{"refs/heads/", GitRefRecord::Kind::LocalBranch},
 
 }  // namespace
 
-bool GitRefParser::fail(const char* what) {
-  _error = GitParseError{what, _buffer.recordOffset()};
-  return false;
-}
-
 bool GitRefParser::next() {
   bool isSymbolic = true;
   while (isSymbolic) {
@@ -53,11 +48,6 @@ bool GitRefParser::read(std::string_view line, bool& isSymbolic) {
     }
   }
   return true;
-}
-
-bool GitRefParser::suspend() {
-  if (_error) return false;
-  return _buffer.suspend() || fail("branch too long");
 }
 
 bool GitRefParser::finish() {

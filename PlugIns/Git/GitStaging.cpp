@@ -1,7 +1,6 @@
 #include "GitStaging.h"
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 
 #include "GitCommitCommands.h"
@@ -92,9 +91,10 @@ std::vector<bool> GitStaging::findVanished() const {
   const GitPathSet names(_paths);
   std::vector<bool> isThere(_paths.size());
   std::vector<bool> isVanished(_paths.size());
-  for (const auto& [place, entry] : _before) {
-    names.find(place.first, [&](std::size_t name) {
-      isThere[name] = isThere[name] || isFileOnDisk(_root, place.first, entry.mode);
+  for (const auto& entry : _before) {
+    const std::string& path = entry.first.first;
+    names.find(path, [&](std::size_t name) {
+      isThere[name] = isThere[name] || isFileOnDisk(_root, path, entry.second.mode);
       isVanished[name] = !isThere[name];
     });
   }
@@ -127,14 +127,6 @@ GitOutcome GitStaging::removeVanished(GitPathList& names) const {
                              "Nothing is there any more of what was staged, and no revision has had it."});
 }
 
-void GitStaging::describe(const Entries::value_type& entry, std::string& text) {
-  const auto& [place, content] = entry;
-  char mode[16];
-  const auto end = std::to_chars(mode, mode + sizeof mode, content.mode, 8).ptr;
-  text.append(mode, end).append(" ").append(content.object).append(" ");
-  text.append(std::to_string(place.second)).append("\t").append(place.first).push_back('\0');
-}
-
 void GitStaging::restoreUncommitted(const GitTool& tool) const {
   std::string output;
   const GitOutcome outcome = tool.run(gitStagedPathsCommand(), output);
@@ -149,16 +141,17 @@ GitOutcome GitStaging::restore(const GitTool& tool) const {
   GitOutcome outcome = read(tool, now);
   if (!outcome) return outcome;
   std::string changes;
-  for (const auto& entry : now) {
-    const auto before = _before.find(entry.first);
-    if (before == _before.end() || _intended.contains(entry.first.first)) {
-      describe({entry.first, {0, std::string(entry.second.object.size(), '0')}}, changes);
+  for (const auto& [place, entry] : now) {
+    if (!_before.contains(place) || _intended.contains(place.first)) {
+      gitAppendIndexEntry(changes, 0, std::string(entry.object.size(), '0'), place.second, place.first);
     }
   }
-  for (const auto& entry : _before) {
-    const auto found = now.find(entry.first);
-    const bool isChanged = found == now.end() || found->second != entry.second;
-    if (isChanged && !_intended.contains(entry.first.first)) describe(entry, changes);
+  for (const auto& [place, entry] : _before) {
+    const auto found = now.find(place);
+    const bool isChanged = found == now.end() || found->second != entry;
+    if (isChanged && !_intended.contains(place.first)) {
+      gitAppendIndexEntry(changes, entry.mode, entry.object, place.second, place.first);
+    }
   }
   if (!changes.empty()) outcome = tool.run(gitIndexUpdateCommand(std::move(changes)));
   if (!outcome || _intended.empty()) return outcome;

@@ -50,7 +50,6 @@ class GitStaging {
   GitOutcome read(const GitTool& tool, Entries& entries) const;
   GitOutcome findIntended();
   std::vector<bool> findVanished() const;
-  static void describe(const Entries::value_type& entry, std::string& text);
 
   const GitTool& _tool;
   const std::string& _root;

@@ -98,11 +98,6 @@ bool takeSimilarity(std::string_view& text, std::uint8_t& similarity) {
 
 }  // namespace
 
-bool GitStatusParser::fail(const char* what) {
-  _error = GitParseError{what, _buffer.recordOffset()};
-  return false;
-}
-
 bool GitStatusParser::next() {
   if (_error) return false;
   if (!_awaitsOriginal) {
@@ -189,11 +184,6 @@ bool GitStatusParser::readTracked(std::string_view line, std::size_t modes, std:
   if (line[0] == '2' && !takeSimilarity(rest, _record.similarity)) return fail("malformed similarity in a status line");
   _record.path = rest;
   return true;
-}
-
-bool GitStatusParser::suspend() {
-  if (_error) return false;
-  return _buffer.suspend() || fail("status line too long");
 }
 
 bool GitStatusParser::finish() {

@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "FileDescriptor.h"
+#include "GitFileCommands.h"
 #include "GitGuardian.h"
 #include "GitLockFiles.h"
 #include "GitRawDiff.h"
@@ -116,8 +117,9 @@ TEST(GitRawDiff, saysWhatEachSideHas) {
   const auto changes = gitReadRawDiff(repository.run(gitRawDiffCommand("HEAD^", "HEAD")).output);
   ASSERT_EQ(changes.size(), 3u);
   EXPECT_EQ(changes[0].path, "changed\n\xff");
-  EXPECT_EQ(changes[0].indexEntry(),
-            "100644 " + repository.git({"hash-object", "changed\n\xff"}) + " 0\tchanged\n\xff\0"s);
+  std::string entry;
+  gitAppendIndexEntry(entry, changes[0].newMode, changes[0].newObject, 0, changes[0].path);
+  EXPECT_EQ(entry, "100644 " + repository.git({"hash-object", "changed\n\xff"}) + " 0\tchanged\n\xff\0"s);
   EXPECT_TRUE(changes[1].isDeletion());
   EXPECT_TRUE(changes[2].isAddition());
   for (const std::string& text :
