@@ -9,6 +9,7 @@
 #include "AuthenticationRemedy.h"
 #include "ErrorPrinting.h"
 #include "Log.h"
+#include "Orphans.h"
 #include "ProcessReaper.h"
 #include "QRBSourceControlCancellable.h"
 #include "QRBSourceControlError.h"
@@ -24,6 +25,8 @@ namespace {
 
 // Longer than a plug-in that ignores its dismissal is let run, and its tools after it.
 constexpr std::chrono::seconds kLongestDrain{10};
+// What is about to end does so in a moment; what does not was meant to stay, as the cache of passwords.
+constexpr std::chrono::seconds kLongestOrphan{1};
 
 struct Request {
   QRBSourceControlCancellablePtr token;
@@ -182,8 +185,9 @@ ExitStatus Session::finish(ExitStatus status) {
   QRBSourceControlManager::sharedInstance()->endHelperServices();
   if (!qrb::ProcessReaper::shared().drain(kLongestDrain)) {
     printRemark("qrbscm: a plug-in process does not end");
-    status = ExitStatus::failed;
+    return ExitStatus::failed;
   }
+  awaitOrphans(kLongestOrphan);
   return status;
 }
 

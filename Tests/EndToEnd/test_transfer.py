@@ -18,6 +18,17 @@ esac
 exec "{git}" "$@"
 """
 
+# As git does whose other side has yet to end.
+FAILING_GIT = """#!/bin/sh
+case " $* " in
+*" clone "*)
+  head -c 300000000 /dev/zero >/dev/null 2>&1 &
+  echo "fatal: not today" >&2
+  exit 128 ;;
+esac
+exec "{git}" "$@"
+"""
+
 
 class Transfer(HostTest):
     def setUp(self):
@@ -78,6 +89,11 @@ class Transfer(HostTest):
                 self.assertIn(text, errors)
                 self.assertNotIn("hidden", errors)
                 self.assertEqual(sorted(os.listdir(self.folder)), before)
+
+    def test_what_a_tool_that_failed_has_left_running_is_waited_for(self):
+        result = self.run_host("clone", self.origin, environment=self.instead_of_git(FAILING_GIT)[1])
+        self.assertEqual(result.returncode, 1)
+        self.assertIn(b"not today", result.stderr)
 
     def test_fetch_gets_what_is_new_and_leaves_the_working_copy(self):
         path = self.clone()
@@ -145,15 +161,19 @@ class Transfer(HostTest):
         self.assertEqual(result.returncode, 1)
         self.assertIn(b"not in this weather", result.stderr)
 
-    def gated_git(self, before="true"):
-        folder = os.path.join(self.folder, "gated")
+    def instead_of_git(self, script, **values):
+        folder = os.path.join(self.folder, "instead")
         os.mkdir(folder)
-        os.mkfifo(os.path.join(folder, "gate"))
-        os.mkfifo(os.path.join(folder, "seen"))
         with open(os.path.join(folder, "git"), "w", encoding="ascii") as file:
-            file.write(GATED_GIT.format(folder=folder, git=shutil.which("git"), before=before))
+            file.write(script.format(folder=folder, git=shutil.which("git"), **values))
         os.chmod(os.path.join(folder, "git"), 0o755)
         return folder, dict(self.environment, PATH=folder + ":" + self.environment["PATH"])
+
+    def gated_git(self, before="true"):
+        folder, environment = self.instead_of_git(GATED_GIT, before=before)
+        os.mkfifo(os.path.join(folder, "gate"))
+        os.mkfifo(os.path.join(folder, "seen"))
+        return folder, environment
 
     def test_interruption_leaves_a_clean_repository_and_no_half_a_clone(self):
         path = self.clone()
