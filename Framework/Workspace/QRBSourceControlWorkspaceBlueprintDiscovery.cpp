@@ -7,6 +7,7 @@
 
 #include "BlueprintIdentityPrivate.h"
 #include "PathString.h"
+#include "QRBSourceControlBranch.h"
 #include "QRBSourceControlManager.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlRevision.h"
@@ -61,7 +62,8 @@ class Discovery {
           [&](auto completion) { return match.second->currentLocationWithCompletionBlock(std::move(completion)); });
       _assembly.add(remote, workingCopy);
       if (error) workingCopy->setCachedCurrentLocation(nullptr);
-      if (location != nullptr && isAtUnpinnedTag(remote, workingCopy, *location)) {
+      if (location != nullptr &&
+          (isAtUnpinnedTag(remote, workingCopy, *location) || followsRecorded(remote, workingCopy, location))) {
         workingCopy->setCachedCurrentLocation(_blueprint.locationForRemoteRepository(remote));
       }
     }
@@ -122,6 +124,23 @@ class Discovery {
           recorded, _blueprint.branchAndTagLocationsForRemoteRepository(remote), std::move(completion));
     });
     return qrb::areEqual(revision, current.revision());
+  }
+
+  /// Whether it is on a branch of another name that follows the recorded one, as whoever recorded it may have been.
+  bool followsRecorded(const RemotePtr& remote, const WorkingCopyPtr& workingCopy,
+                       const QRBSourceControlRevisionLocationPtr& current) {
+    const auto recorded =
+        std::dynamic_pointer_cast<const QRBSourceControlBranch>(_blueprint.locationForRemoteRepository(remote));
+    const auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(current);
+    if (recorded == nullptr || branch == nullptr || !recorded->isRemoteBranch() || branch->isRemoteBranch()) {
+      return false;
+    }
+    if (branch->isSimilar(recorded) || _action.isAbandoned()) return false;
+    // An error is the answer of a branch that follows none.
+    auto [followed, error] = _action.step<QRBSourceControlBranchPtr>(kLockWord, remote.get(), [&](auto completion) {
+      return workingCopy->repository()->remoteBranchForBranch(branch, std::move(completion));
+    });
+    return followed != nullptr && followed->isRemoteBranch() && followed->isSimilar(recorded);
   }
 
   std::vector<std::pair<RemotePtr, WorkingCopyPtr>> takeAtPlaces() {

@@ -81,6 +81,7 @@ void printPlain(Output& output, const Accounts& accounts) {
 }
 
 ExitStatus runList(Session& session, const Options&) {
+  session.endUnread();
   Accounts accounts;
   if (qrb::Error error = accountManager()->list(accounts)) return session.fail(error);
   if (session.json()) {

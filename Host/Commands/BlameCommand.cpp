@@ -90,6 +90,7 @@ void printPlain(Output& output, const BlameItems& items) {
 }
 
 ExitStatus runBlame(Session& session, const Options& options) {
+  session.endUnread();
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   std::string path;

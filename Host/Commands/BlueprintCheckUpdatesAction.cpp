@@ -55,6 +55,7 @@ void print(Session& session, const QRBSourceControlWorkspaceBlueprintPtr& bluepr
 }
 
 ExitStatus runCheckUpdates(Session& session, const Options& options) {
+  session.endUnread();
   ReadBlueprint read = readBlueprintForServers(session, options.file, options.keyDirectory);
   if (read.blueprint == nullptr) return session.fail(read.error);
   auto answers = std::make_shared<Answers>();
@@ -73,7 +74,8 @@ ExitStatus runCheckUpdates(Session& session, const Options& options) {
       failures.emplace_back(placeOf(read.blueprint, remote), *failure);
     }
   }
-  return failWith(session, "Some servers could not tell:", failures);
+  ExitStatus status = failWith(session, "Some servers could not tell:", failures);
+  return isWhole(read.blueprint) ? status : ExitStatus::failed;
 }
 
 }  // namespace

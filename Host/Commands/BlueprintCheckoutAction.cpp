@@ -93,10 +93,10 @@ class Checkout {
                                      " repositories could not be checked out:",
                                  _failures);
     // What had to be left out has been told in reading, but a workspace without it is not the whole.
-    if (!_blueprint->leftOutOnReading().empty()) status = ExitStatus::failed;
+    if (!isWhole(_blueprint)) status = ExitStatus::failed;
     if (!isInterrupted) return status;
-    _session.note("qrbscm: the checkout was canceled with " + std::to_string(done - _failures.size()) + " of " +
-                  std::to_string(remotes.size()) + " working copies there. The same command goes on where it stopped.");
+    _session.note("qrbscm: the checkout was canceled after " + std::to_string(done - _failures.size()) + " of " +
+                  std::to_string(remotes.size()) + " working copies. The same command goes on where it stopped.");
     return ExitStatus::failed;
   }
 

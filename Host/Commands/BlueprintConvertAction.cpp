@@ -14,7 +14,7 @@ struct Options {
 ExitStatus runConvert(Session& session, const Options& options) {
   // Keys are files, for as long as it takes to hand them on.
   PrivateFolder keys;
-  ReadBlueprint read = readBlueprint(session, options.from, options.to.credentials ? keys.path().native() : "");
+  ReadBlueprint read = readBlueprintToRewrite(session, options.from, options.to, keys.path().native());
   if (read.blueprint == nullptr) return session.fail(read.error);
   return writeBlueprint(session, read.blueprint, options.to);
 }
@@ -29,11 +29,12 @@ void addBlueprintConvert(Actions& actions) {
   app.add_option("TO", options->to.file, "The new file, *.oxscmblueprint or *.oxcheckout; - prints JSON")
       ->required()
       ->type_name("");
-  addWritingOptions(app, options->to);
+  addRewritingOptions(app, options->to);
   app.footer(
       "The older form has neither authentication nor trust, and knows branches and tags only as paths. Credentials "
       "are\n"
-      "left out of either unless --credentials is given.\n\n"
+      "left out of either unless --credentials is given. A blueprint with repositories that\n"
+      "cannot be used here is refused, as they would be lost, unless --drop-unusable is given.\n\n"
       "Examples:\n"
       "  qrbscm blueprint convert orchard.oxcheckout orchard.oxscmblueprint\n"
       "  qrbscm blueprint convert orchard.oxscmblueprint old.oxcheckout --force\n");

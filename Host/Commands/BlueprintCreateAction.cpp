@@ -4,6 +4,7 @@
 #include "BlueprintActions.h"
 #include "BlueprintFiles.h"
 #include "HostError.h"
+#include "QRBSourceControlBranch.h"
 #include "QRBSourceControlMultiCancellable.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlWorkingCopy.h"
@@ -105,11 +106,29 @@ void beginPathsIn(const FoundWorkspace& found, const Derived& derived) {
   }
 }
 
-void tellWhatIsDifferent(Session& session, const FoundWorkspace& found, const Derived& derived) {
+// What of the location another machine would not find, or the file will not say.
+std::string doubtAbout(const QRBSourceControlRevisionLocationPtr& location, const Options& options) {
+  auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(location);
+  if (branch != nullptr && !branch->isRemoteBranch()) {
+    return "the branch " + displayText(branch->name().view()) +
+           " follows none of a remote; a checkout needs one of that name there.";
+  }
+  bool isOnlyRevision =
+      location != nullptr && &location->classInfo() == &QRBSourceControlRevisionLocation::staticClass();
+  if (isOnlyRevision && options.to.noRevisions) return "on a revision only, which --no-revisions leaves out.";
+  return {};
+}
+
+void tellWhatIsDifferent(Session& session, const FoundWorkspace& found, const Derived& derived,
+                         const Options& options) {
   for (const WorkingCopyPtr& workingCopy : found.workspace->workingCopies()) {
-    if (derived.remotes->contains(workingCopy)) continue;
-    session.note(displayPath(placeIn(found.root, workingCopy)) +
-                 ": left out, as it has no history yet or no remote that another machine could reach.");
+    const std::string place = displayPath(placeIn(found.root, workingCopy));
+    if (derived.remotes->contains(workingCopy)) {
+      auto location = derived.blueprint->locationForRemoteRepository(derived.remotes->valueFor(workingCopy));
+      if (std::string doubt = doubtAbout(location, options); !doubt.empty()) session.note(place + ": " + doubt);
+      continue;
+    }
+    session.note(place + ": left out, as it has no history yet or no remote that another machine could reach.");
   }
   for (const auto& remote : derived.blueprint->repositoriesWithWorkingCopyPathsAboveRootFolder()) {
     session.note(displayPath(placeOf(derived.blueprint, remote)) +
@@ -131,7 +150,7 @@ ExitStatus runCreate(Session& session, const Options& options) {
   Derived derived = derive(session, found.workspace);
   if (derived.error) return session.fail(derived.error);
   beginPathsIn(found, derived);
-  tellWhatIsDifferent(session, found, derived);
+  tellWhatIsDifferent(session, found, derived, options);
   if (options.to.credentials) {
     for (const auto& remote : derived.blueprint->remoteRepositories()) useKeptAccount(remote);
   }

@@ -14,6 +14,7 @@ struct Options {
 };
 
 ExitStatus runDiff(Session& session, const Options& options) {
+  session.endUnread();
   std::error_code failure;
   if (std::filesystem::is_directory(options.other, failure)) {
     return runWorkspaceComparison(session, options.recorded, options.other);
@@ -23,7 +24,7 @@ ExitStatus runDiff(Session& session, const Options& options) {
   ReadBlueprint found = readBlueprint(session, options.other);
   if (found.blueprint == nullptr) return session.fail(found.error);
   printComparison(session, compareBlueprints(recorded.blueprint, found.blueprint), "other blueprint");
-  return ExitStatus::success;
+  return isWhole(recorded.blueprint) && isWhole(found.blueprint) ? ExitStatus::success : ExitStatus::failed;
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ ExitStatus runMerge(Session& session, const Options& options) {
   PrivateFolder keys;
   QRBSourceControlWorkspaceBlueprintPtr merged;
   for (const std::string& file : options.files) {
-    ReadBlueprint read = readBlueprint(session, file, options.to.credentials ? keys.path().native() : "");
+    ReadBlueprint read = readBlueprintToRewrite(session, file, options.to, keys.path().native());
     if (read.blueprint == nullptr) return session.fail(read.error);
     if (merged == nullptr) {
       merged = read.blueprint;
@@ -58,7 +58,7 @@ void addBlueprintMerge(Actions& actions) {
       ->required()
       ->type_name("FILE");
   app.add_flag("--replace", options->replace, "Where one is of another project, let it replace everything");
-  addWritingOptions(app, options->to);
+  addRewritingOptions(app, options->to);
   app.footer(
       "What the first has stays as it is: of the others come repositories that it lacks, and for those that it has,\n"
       "the path, the location and the credentials that it does not say. None of the files is changed, unless -o names\n"

@@ -80,9 +80,11 @@ std::string recordedState(std::uint64_t state) {
 TreePlace placeFor(const BlueprintPtr& blueprint, const RemotePtr& remote, const Found* found) {
   TreePlace place{placeOf(blueprint, remote), {}};
   WorkingCopyPtr workingCopy = found == nullptr ? nullptr : found->workingCopyOf(remote);
+  // What pins it is the blueprint's; what is on disk may be ahead or behind.
   auto location =
       workingCopy == nullptr ? blueprint->locationForRemoteRepository(remote) : workingCopy->cachedCurrentLocation();
-  place.remarks.push_back({Style::cyan, location == nullptr ? "" : describedLocation(location)});
+  place.remarks.push_back(
+      {Style::cyan, location == nullptr ? "" : describedLocation(location, workingCopy == nullptr)});
   if (found != nullptr) place.remarks.push_back(stateOf(*found, blueprint, remote));
   std::string state = recordedState(blueprint->workingCopyStateForRemoteRepository(remote));
   if (!state.empty()) place.remarks.push_back({Style::plain, state});
@@ -127,7 +129,7 @@ JSONValue jsonOf(const BlueprintPtr& blueprint, const RemotePtr& remote, const F
   JSONValue& onDisk = entry["workingCopy"];
   if (workingCopy == nullptr) return entry;
   setPath(onDisk, "path", workingCopy->fileURL().path().view());
-  onDisk["location"] = jsonOfLocation(workingCopy->cachedCurrentLocation(), true);
+  onDisk["location"] = jsonOfLocation(workingCopy->cachedCurrentLocation());
   bool isKnown = !found->errors->contains(workingCopy);
   auto changes = mergedStatus(found->statuses->valueFor(workingCopy), nullptr, false).size();
   onDisk["changes"] = isKnown ? JSONValue(changes) : JSONValue();
@@ -150,6 +152,7 @@ void printJSON(Session& session, const BlueprintPtr& blueprint, const Found* fou
 }
 
 ExitStatus runShow(Session& session, const Options& options) {
+  session.endUnread();
   ReadBlueprint read = readBlueprint(session, options.file);
   if (read.blueprint == nullptr) return session.fail(read.error);
   Found found;

@@ -35,6 +35,7 @@ std::vector<std::string> doubtsAbout(const BlueprintPtr& blueprint) {
 }
 
 ExitStatus runValidate(Session& session, const std::vector<std::string>& files) {
+  session.endUnread();
   ExitStatus status = ExitStatus::success;
   JSONArray array(session.output());
   for (const std::string& file : files) {

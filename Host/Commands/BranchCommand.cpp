@@ -24,6 +24,7 @@ struct Options {
 };
 
 ExitStatus runList(Session& session, const Options& options) {
+  session.endUnread();
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   return listBranches(session, found.workingCopy, {!options.remotes, options.remotes || options.all});

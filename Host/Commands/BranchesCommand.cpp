@@ -7,6 +7,7 @@ namespace host {
 namespace {
 
 ExitStatus runBranches(Session& session, const std::string& path) {
+  session.endUnread();
   FoundWorkingCopy found = findWorkingCopy(session, path);
   return found.error ? session.fail(found.error) : listBranches(session, found.workingCopy, {});
 }

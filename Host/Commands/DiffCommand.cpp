@@ -27,6 +27,7 @@ FoundLocation locationFor(Session& session, const QRBSourceControlRepositoryPtr&
 }
 
 ExitStatus runDiff(Session& session, const Options& options) {
+  session.endUnread();
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   auto repository = found.workingCopy->repository();

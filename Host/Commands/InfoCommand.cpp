@@ -50,6 +50,7 @@ void printPlain(Output& output, const FoundWorkingCopy& found, const Answers& an
 }
 
 ExitStatus runInfo(Session& session, const std::string& path) {
+  session.endUnread();
   FoundWorkingCopy found = findWorkingCopy(session, path);
   if (found.error) return session.fail(found.error);
   auto answers = std::make_shared<Answers>();

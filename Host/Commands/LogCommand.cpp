@@ -145,6 +145,7 @@ qrb::Error ask(Session& session, const Query& query, const std::shared_ptr<LogPr
 }
 
 ExitStatus runLog(Session& session, const Options& options) {
+  session.endUnread();
   FoundWorkingCopy found = findWorkingCopy(session, *options.path);
   if (found.error) return session.fail(found.error);
   Query query;

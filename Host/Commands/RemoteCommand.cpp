@@ -22,6 +22,7 @@ bool isPrimary(const ListedRemotes& listed, const QRBSourceControlRemoteReposito
 }
 
 ExitStatus runList(Session& session, const Options& options) {
+  session.endUnread();
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   ListedRemotes listed = listRemotes(session, found.workingCopy->repository());

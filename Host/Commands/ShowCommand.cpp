@@ -65,6 +65,7 @@ void print(Session& session, const QRBSourceControlLogItem& item, const qrb::Dic
 }
 
 ExitStatus runShow(Session& session, const Options& options) {
+  session.endUnread();
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   auto repository = found.workingCopy->repository();

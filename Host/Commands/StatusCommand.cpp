@@ -20,6 +20,7 @@ struct Reports {
 };
 
 ExitStatus runStatus(Session& session, const Options& options) {
+  session.endUnread();
   FoundWorkingCopy found = findWorkingCopy(session, *options.path);
   if (found.error) return session.fail(found.error);
   auto reports = std::make_shared<Reports>();

@@ -28,6 +28,7 @@ JSONValue jsonEntry(const QRBSourceControlSystem& system) {
 }
 
 ExitStatus runSystems(Session& session) {
+  session.endUnread();
   auto [systems, error] = listSystems(session);
   if (error) return session.fail(error);
   Output& output = session.output();

@@ -64,6 +64,7 @@ void print(Session& session, const FoundWorkspace& found, const Workspace::LogIt
 }
 
 ExitStatus runLog(Session& session, const Options& options) {
+  session.endUnread();
   FoundWorkspace found = findWorkspace(session, *options.folder);
   if (found.error) return session.fail(found.error);
   Workspace::RevisionTable ends;

@@ -62,6 +62,7 @@ void printPlain(Session& session, const FoundWorkspace& found, const Reports& re
 }
 
 ExitStatus runStatus(Session& session, const Options& options) {
+  session.endUnread();
   FoundWorkspace found = findWorkspace(session, *options.folder);
   if (found.error) return session.fail(found.error);
   Failures failures = learnLocations(session, found.root, found.workspace->workingCopies());

@@ -73,6 +73,7 @@ void add(BlueprintComparison& comparison, std::string place, std::vector<Change>
   comparison.repositories.push_back({std::move(place), state, std::move(changes)});
 }
 
+// By what is told of each repository: by their identifiers alone, those that share one are taken for each other.
 std::uint64_t codeOf(const BlueprintComparison& comparison) {
   std::size_t count[4] = {};
   bool onOtherLocations = false;
@@ -122,19 +123,18 @@ BlueprintComparison compareWorkspace(const BlueprintPtr& blueprint, const FoundO
     }
     std::vector<Change> changes;
     auto location = blueprint->locationForRemoteRepository(remote);
-    if (!qrb::areEqual(location, workingCopy->cachedCurrentLocation())) {
+    // Where nothing is recorded, anything is as recorded.
+    if (location != nullptr && !qrb::areEqual(location, workingCopy->cachedCurrentLocation())) {
       addChange(changes, "location", describedLocation(location),
                 describedLocation(workingCopy->cachedCurrentLocation()));
     }
     addChange(changes, "path", shownPlace(blueprint, remote), displayPath(placeIn(root, workingCopy)));
     add(comparison, placeIn(root, workingCopy), std::move(changes));
   }
-  std::vector<QRBSourceControlWorkingCopyPtr> all = recorded.workspace->workingCopies();
   for (const auto& workingCopy : others) {
     comparison.repositories.push_back({placeIn(root, workingCopy), State::extra, {}});
-    all.push_back(workingCopy);
   }
-  comparison.code = QRBSourceControlWorkspace::initWithWorkingCopies(all)->compareToBlueprint(blueprint);
+  comparison.code = codeOf(comparison);
   return comparison;
 }
 
@@ -195,6 +195,7 @@ void printComparison(Session& session, const BlueprintComparison& comparison, co
 }
 
 ExitStatus runWorkspaceComparison(Session& session, const std::string& blueprintFile, const std::string& folder) {
+  session.endUnread();
   ReadBlueprint read = readBlueprint(session, blueprintFile);
   if (read.blueprint == nullptr) return session.fail(read.error);
   FoundWorkspace found = findWorkspace(session, folder);
@@ -207,7 +208,8 @@ ExitStatus runWorkspaceComparison(Session& session, const std::string& blueprint
   }
   Failures failures = learnLocations(session, found.root, others);
   printComparison(session, compareWorkspace(read.blueprint, recorded, others, found.root), "workspace");
-  return failWith(session, "Some working copies could not be looked at:", failures);
+  ExitStatus status = failWith(session, "Some working copies could not be looked at:", failures);
+  return isWhole(read.blueprint) ? status : ExitStatus::failed;
 }
 
 }  // namespace host

@@ -120,9 +120,17 @@ qrb::Error checkKeyDirectory(const std::string& directory) {
 
 }  // namespace
 
+bool isWhole(const QRBSourceControlWorkspaceBlueprintPtr& blueprint) {
+  return blueprint->leftOutOnReading().empty();
+}
+
 ReadBlueprint readBlueprint(Session& session, const std::string& file, const std::string& keyDirectory,
                             BlueprintReading reading) {
   ReadBlueprint read;
+  if (file.empty()) {
+    read.error = hostError("A blueprint's file has a name.", {}, ENOENT);
+    return read;
+  }
   auto dictionary = Blueprint::dictionaryFromBlueprintFile(fileURLOf(file), &read.error);
   if (!dictionary) return read;
   if (!Blueprint::validateDictionary(*dictionary, &read.error)) return read;
@@ -170,6 +178,22 @@ void addWritingOptions(CLI::App& app, BlueprintWriting& writing) {
   app.add_flag("--credentials", writing.credentials,
                "Write also the user names, passwords and private keys that are known; the file is a secret then");
   app.add_flag("--no-revisions", writing.noRevisions, "Record branches and tags, but not at which revision they are");
+}
+
+void addRewritingOptions(CLI::App& app, BlueprintWriting& writing) {
+  addWritingOptions(app, writing);
+  app.add_flag("--drop-unusable", writing.dropsUnusable,
+               "Leave out repositories that cannot be used here, such as those of a system that no plug-in serves");
+}
+
+ReadBlueprint readBlueprintToRewrite(Session& session, const std::string& file, const BlueprintWriting& writing,
+                                     const std::string& keyDirectory) {
+  ReadBlueprint read = readBlueprint(session, file, writing.credentials ? keyDirectory : "");
+  if (read.blueprint == nullptr || writing.dropsUnusable || isWhole(read.blueprint)) return read;
+  read.blueprint = nullptr;
+  read.error = hostError("\"" + file + "\" has repositories that cannot be used here; the new file would lack them.",
+                         "Do it where a plug-in serves them, or say --drop-unusable.");
+  return read;
 }
 
 ExitStatus writeBlueprint(Session& session, const QRBSourceControlWorkspaceBlueprintPtr& blueprint,

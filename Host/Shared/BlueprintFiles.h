@@ -17,6 +17,8 @@ struct ReadBlueprint {
   /// How many repositories the file has a private key for.
   std::size_t privateKeys = 0;
 };
+/// Whether nothing had to be left out. What is said of one that is not whole is not the whole truth, and no success.
+bool isWhole(const QRBSourceControlWorkspaceBlueprintPtr& blueprint);
 enum class BlueprintReading { telling, quiet };
 /// Private keys are written below the key directory, for the user's eyes only, or nowhere where it is empty.
 ReadBlueprint readBlueprint(Session& session, const std::string& file, const std::string& keyDirectory = {},
@@ -33,9 +35,15 @@ struct BlueprintWriting {
   bool force = false;
   bool credentials = false;
   bool noRevisions = false;
+  bool dropsUnusable = false;
 };
 /// Adds the options for how, but not the file.
 void addWritingOptions(CLI::App& app, BlueprintWriting& writing);
+/// For commands that write what they have read, and the reading for them: a blueprint whose repositories could not all
+/// be read is refused, as they would be lost, unless the user says so. Keys are read where credentials are wanted.
+void addRewritingOptions(CLI::App& app, BlueprintWriting& writing);
+ReadBlueprint readBlueprintToRewrite(Session& session, const std::string& file, const BlueprintWriting& writing,
+                                     const std::string& keyDirectory);
 /// Writes it, whole or not at all, and prints where to. Nothing that is there is replaced without being told so.
 /// Without credentials wanted, passwords in URLs are taken out, of the blueprint itself too.
 ExitStatus writeBlueprint(Session& session, const QRBSourceControlWorkspaceBlueprintPtr& blueprint,

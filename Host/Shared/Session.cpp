@@ -91,7 +91,7 @@ std::vector<qrb::Error> Session::perform(std::string label, const std::vector<St
   while (!std::all_of(requests.begin(), requests.end(), isOver)) {
     auto event = _loop.wait(_progress.isShown() ? Progress::interval : std::chrono::milliseconds(-1));
     if (event == EventLoop::Event::readerGone) _output.lose(EPIPE);
-    bool stops = event == EventLoop::Event::interrupted || _output.isLost();
+    bool stops = event == EventLoop::Event::interrupted || isPointless();
     if (!stops && !cancelled && _prompter->hasQuestions()) {
       _progress.stop();
       stops = !_prompter->answerQuestions();
@@ -144,7 +144,7 @@ void Session::showPlugInMessages() {
 
 ExitStatus Session::fail(const qrb::Error& error) {
   // What could not be written is the reason then, and finish() reports it.
-  if (_output.isLost()) return ExitStatus::failed;
+  if (isPointless()) return ExitStatus::failed;
   _output.flush();
   _progress.stop();
   printError(error, [this](std::string_view line) {
@@ -175,8 +175,8 @@ ExitStatus Session::finish(ExitStatus status) {
   _output.flush();
   _progress.stop();
   if (_output.error() == EPIPE) {
-    // Whoever read us has what he wanted.
-    status = ExitStatus::success;
+    // Whoever read a listing has what he wanted.
+    if (_endsUnread) status = ExitStatus::success;
   } else if (_output.isLost()) {
     printRemark(std::string("qrbscm: the output could not be written: ") + std::strerror(_output.error()));
     status = ExitStatus::failed;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cerrno>
 #include <functional>
 #include <memory>
 #include <set>
@@ -37,13 +38,17 @@ class Session {
   Output& output() { return _output; }
   Progress& progress() { return _progress; }
 
+  /// For commands that only list: once nobody takes the output any more, they are cancelled and have not failed. Others
+  /// go on with what they were told to do, and say how that went.
+  void endUnread() { _endsUnread = true; }
+
   /// To be called by a request's completion, once, on any thread.
   using Done = std::function<void(qrb::Error error)>;
   /// Makes one request and returns its handle.
   using Start = std::function<QRBSourceControlCancellablePtr(Done done)>;
 
   /// Makes requests that do not wait for each other and returns their errors, in order, once all have been answered and
-  /// their processes told to end. Interruption by the user, and output that nobody takes any more, cancel them; the
+  /// their processes told to end. Interruption by the user, and output that cannot be written, cancel them; the
   /// callbacks of a cancelled request may still be running on another thread then.
   std::vector<qrb::Error> perform(std::string label, const std::vector<Start>& requests);
   qrb::Error perform(std::string label, const Start& request);
@@ -67,12 +72,16 @@ class Session {
   ExitStatus finish(ExitStatus status);
 
  private:
+  /// Whether there is no use in going on, as the output is lost.
+  bool isPointless() const { return _output.isLost() && (_endsUnread || _output.error() != EPIPE); }
+
   CommonOptions _options;
   EventLoop& _loop;
   Output& _output;
   Progress _progress;
   const std::shared_ptr<AuthenticationPrompter> _prompter;
   qrb::Guarded<std::set<std::string, std::less<>>> _plugInMessages;
+  bool _endsUnread = false;
 };
 
 }  // namespace host

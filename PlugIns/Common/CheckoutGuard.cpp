@@ -1,17 +1,40 @@
 #include "CheckoutGuard.h"
 
+#include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <filesystem>
 #include <utility>
 
 #include "AskpassChannel.h"
 
 namespace qrb {
 
+namespace {
+
+// Files of a repository that lie where a tool looks for its settings would tell it which programs to run. Where letters
+// of both cases are one, tools find them under any of these names.
+bool isInMetadata(const std::string& target) {
+  namespace fs = std::filesystem;
+  std::error_code failure;
+  const fs::path place = fs::weakly_canonical(target, failure);
+  // What cannot be resolved cannot be made either.
+  return !failure && std::any_of(place.begin(), place.end(), [](const fs::path& part) {
+    return ::strcasecmp(part.c_str(), ".git") == 0 || ::strcasecmp(part.c_str(), ".svn") == 0;
+  });
+}
+
+}  // namespace
+
 std::optional<CheckoutGuard> CheckoutGuard::begin(const std::string& target, std::string& reason) {
+  if (isInMetadata(target)) {
+    reason = "It would lie where working copies keep their metadata, which no repository may write.";
+    return std::nullopt;
+  }
   DescriptorPair connection = makeSocketPair();
   LaunchOptions options;
   options.path = helperProgram("qrb-checkout-guard");

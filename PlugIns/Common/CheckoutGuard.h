@@ -13,7 +13,7 @@ namespace qrb {
 class CheckoutGuard {
  public:
   /// For a working copy at an absolute path that is free, or an empty folder. Folders that lead there are made. None
-  /// with the reason where that fails.
+  /// with the reason where that fails, and for a place, links followed, in a folder for metadata or instead of one.
   static std::optional<CheckoutGuard> begin(const std::string& target, std::string& reason);
 
   CheckoutGuard(CheckoutGuard&&) = default;

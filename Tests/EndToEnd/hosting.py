@@ -128,6 +128,15 @@ class HostTest(unittest.TestCase):
     def run_host(self, *arguments, **options):
         return self.finish(self.start(*arguments, **options))
 
+    def run_unread(self, *arguments, **options):
+        """Runs a host whose output nobody takes."""
+        reading, writing = os.pipe()
+        os.close(reading)
+        try:
+            return self.run_host(*arguments, stdout=writing, **options)
+        finally:
+            os.close(writing)
+
     def converse(self, *arguments, answers=(), cwd=None, environment=None):
         """Runs a host on a terminal of its own and types each answer when its question is shown: pairs of the end of
         the question and what is typed, or of a pattern and what is called then. Gives the exit status and all that the

@@ -35,6 +35,24 @@ class MakingAgain(WorkspaceTest):
         comparison, = self.json_of("workspace", "compare", file, "elsewhere")
         self.assertEqual(comparison["result"], "same", comparison)
 
+    def test_a_checkout_that_nobody_reads_of_is_made_all_the_same(self):
+        orchard = self.orchard()
+        file = self.created()
+        self.assertEqual(self.run_unread("blueprint", "checkout", file, "elsewhere").returncode, 0)
+        self.assertEqual(self.tree(orchard), self.tree(self.path("elsewhere")))
+        os.rename(os.path.join(self.served, "core.git"), self.path("gone"))
+        result = self.run_unread("blueprint", "checkout", file, "third")
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("1 of 3", result.stderr.decode())
+        self.assertEqual(self.run_unread("blueprint", "show", file).returncode, 0)
+
+    def test_a_branch_that_only_this_workspace_has_is_told(self):
+        orchard = self.orchard()
+        self.git(os.path.join(orchard, "libs", "core"), "checkout", "--quiet", "-b", "secret-plan")
+        result = self.run_host("blueprint", "create", orchard, "--primary", os.path.join(orchard, "app"))
+        self.assertEqual(result.returncode, 0)
+        self.assertIn("libs/core: the branch secret-plan follows none", result.stderr.decode())
+
     def test_without_revisions_the_newest_of_each_branch_is_made(self):
         self.orchard()
         file = self.created("--no-revisions")
@@ -122,9 +140,12 @@ class MakingAgain(WorkspaceTest):
                             ("── Büche rei", ["branch winter", "missing"])]:
             for text in texts:
                 self.assertIn(text, line[name])
+        self.commit(os.path.join(orchard, "app"), "ahead of what is recorded")
+        self.write(os.path.join(orchard, "app"), "new", b"changed\n")
         shown, = self.json_of("blueprint", "show", file, orchard)
         found = {entry["path"].strip("/"): entry["workingCopy"] for entry in shown["repositories"]}
         self.assertEqual(found["app"]["changes"], 1)
+        self.assertEqual(found["app"]["location"], {"kind": "branch", "name": "main"})
         self.assertEqual(found["libs/core"]["location"]["name"], "topic")
         self.assertIsNone(found["libs/Büche rei"])
 
@@ -183,6 +204,20 @@ class Trouble(WorkspaceTest):
                 self.assertIn(path, self.run_host("blueprint", "validate", file).stdout.decode())
                 outcomes, _ = self.checkout(file, root, "--allow-outside")
                 self.assertEqual(outcomes, {"in": "checked out", path: "checked out"})
+
+    def test_no_repository_becomes_the_metadata_of_another(self):
+        outer = self.serve("outer")
+        self.serve("inner")
+        os.symlink(".git", os.path.join(outer, "link"))
+        self.publish("outer", "a link")
+        paths = [".git", "sub/.GIT/x", "outer/.git/x", "outer/link/x", ".svn"]
+        file = self.blueprint(("outer", self.address("outer"), "main"),
+                              *[(path, self.address("inner"), "main") for path in paths])
+        outcomes, errors = self.checkout(file, self.path("elsewhere"), status=1)
+        self.assertEqual(outcomes, {"outer": "checked out", **{path: "failed" for path in paths}})
+        self.assertEqual(errors.count("metadata"), len(paths))
+        self.assertEqual(os.listdir(self.path("elsewhere")), ["outer"])
+        self.assertFalse(os.path.exists(self.path("elsewhere", "outer", ".git", "x")))
 
     def test_a_symbolic_link_in_a_repository_leads_no_other_out_of_the_folder(self):
         outer = self.serve("outer")
@@ -342,6 +377,28 @@ class Files(WorkspaceTest):
         keys = ("path", "url", "system", "primary", "identifier")
         self.assertEqual([[entry[key] for key in keys] for entry in before["repositories"]],
                          [[entry[key] for key in keys] for entry in after["repositories"]])
+
+    def test_repositories_that_cannot_be_used_here_are_not_lost_in_silence(self):
+        unusable = {REMOTE + "SystemKey": "org.example.unknown"}
+        known = ("a", "https://127.0.0.1:1/a.git", "main")
+        file = self.blueprint(known, ("b", "https://127.0.0.1:1/b.git", "main", unusable), name="mixed")
+        whole = self.blueprint(known, name="whole")
+        with open(file, "rb") as before:
+            content = before.read()
+        for command in (["convert", file, "new.oxscmblueprint"], ["merge", whole, file, "-o", "new.oxscmblueprint"],
+                        ["convert", file, file, "--force"], ["merge", file, whole, "-o", file, "--force"],
+                        ["convert", file, "-"]):
+            with self.subTest(command):
+                result = self.run_host("blueprint", *command)
+                self.assertEqual((result.returncode, result.stdout), (1, b""))
+                self.assertIn("--drop-unusable", result.stderr.decode())
+        self.assertFalse(os.path.exists(self.path("new.oxscmblueprint")))
+        with open(file, "rb") as after:
+            self.assertEqual(after.read(), content)
+        for command in (["diff", file, whole], ["diff", whole, file]):  # which are the same as far as can be seen
+            self.assertEqual(self.run_host("blueprint", *command).returncode, 1, command)
+        self.assertEqual(self.run_host("blueprint", "convert", file, "new.oxscmblueprint", "--drop-unusable").returncode, 0)
+        self.assertEqual([entry["path"] for entry in self.shown("new.oxscmblueprint")["repositories"]], ["a"])
 
     def test_merging_adds_what_is_missing_and_changes_nothing_else(self):
         ours = self.blueprint(("a", "https://example.org/a.git", "main"), name="ours")

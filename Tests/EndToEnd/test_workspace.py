@@ -13,6 +13,16 @@ class Workspaces(WorkspaceTest):
     def places(self, orchard):
         return {name: os.path.join(orchard, name) for name in ("app", "libs/core", "libs/Büche rei")}
 
+    def test_an_update_goes_on_when_nobody_reads_of_it(self):
+        orchard = self.orchard()
+        newest = self.publish("core", "later")
+        self.publish("paint", "later", file="theirs")
+        self.commit(self.places(orchard)["libs/Büche rei"], "ours", file="ours")
+        result = self.run_unread("workspace", "update", orchard)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("1 of 3", result.stderr.decode())
+        self.assertEqual(self.head(self.places(orchard)["libs/core"]), newest)
+
     def test_the_status_is_that_of_every_working_copy(self):
         orchard = self.orchard()
         self.write(orchard, "app/new file")
@@ -116,6 +126,24 @@ class Workspaces(WorkspaceTest):
         self.assertEqual(result.returncode, 1)
         self.assertIn("cancel", result.stderr.decode())
         self.assertEqual({path: self.head(path) for path in heads}, heads)
+
+    def test_what_was_just_recorded_is_as_recorded(self):
+        """Also where two are of one repository, a branch has another name here than there, or is on a revision only."""
+        orchard = self.orchard()
+        self.publish("core", "later")
+        self.clone("core", "orchard", "again")
+        self.git(self.places(orchard)["app"], "checkout", "--quiet", "-b", "mine", "--track", "origin/main")
+        self.git(os.path.join(orchard, "again"), "checkout", "--quiet", "--detach", "HEAD^")
+        for number, options in enumerate([[], ["--no-revisions"]]):
+            with self.subTest(options):
+                file = self.path(f"{number}.oxscmblueprint")
+                made = self.run_host("blueprint", "create", orchard, "--primary", os.path.join(orchard, "app"), "-o", file,
+                                     *options)
+                self.assertEqual(made.returncode, 0, made.stderr)
+                self.assertEqual("again" in made.stderr.decode(), bool(options), made.stderr)
+                comparison, = self.json_of("workspace", "compare", file, orchard)
+                self.assertEqual({entry["state"] for entry in comparison["repositories"]}, {"same"}, comparison)
+                self.assertEqual(comparison["result"], "same")
 
     def test_a_comparison_says_in_words_how_a_workspace_differs(self):
         orchard = self.orchard()

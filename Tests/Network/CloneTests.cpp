@@ -132,6 +132,20 @@ TEST_F(CloneTest, whatIsThereAlreadyStays) {
   EXPECT_EQ(head(pathOf("work/empty")), _one);
 }
 
+TEST_F(CloneTest, noRepositoryWritesWhereSettingsOfOthersAreLookedFor) {
+  GitRepository other;
+  std::filesystem::create_directory_symlink(other.root() + "/.git", pathOf("work/link"));
+  for (const std::string& place : {pathOf("work/.git"), pathOf("work/.Git/deep"), pathOf("work/.svn"),
+                                   pathOf("work/.git/../.git"), other.root() + "/.git/new", pathOf("work/link/new")}) {
+    const Error error = cloneError(remote(), place);
+    EXPECT_TRUE(has(error, Code::invalidURL)) << place << ": " << error.description();
+    EXPECT_THAT(underlyingMessage(error), HasSubstr("metadata"));
+    EXPECT_FALSE(std::filesystem::exists(place)) << place;
+  }
+  EXPECT_THAT(namesIn(pathOf("work")), ElementsAre("link"));
+  EXPECT_FALSE(cloneError(remote(), pathOf("work/.github")));
+}
+
 TEST_F(CloneTest, anEmptyRepositoryMakesAnEmptyWorkingCopy) {
   GitRepository empty({"--bare"});
   const auto [workingCopy, error] = clone(remoteAt("file://" + empty.root()), target());
