@@ -4,6 +4,7 @@
 #include "HistoryOptions.h"
 #include "LogItemPrinting.h"
 #include "QRBSourceControlAuthor.h"
+#include "QRBSourceControlError.h"
 #include "QRBSourceControlLogItem.h"
 #include "QRBSourceControlMultiCancellable.h"
 #include "QRBSourceControlRemoteRepository.h"
@@ -40,6 +41,11 @@ qrb::Error readEnds(Session& session, const FoundWorkspace& found, const std::st
     if (location && location->revision()) ends.set(workingCopy, location->revision());
   }
   return {};
+}
+
+bool isRevisionMissing(const qrb::Error& error) {
+  return error.domain().view() == QRBSourceControlErrorDomain &&
+         error.code() == static_cast<std::int64_t>(QRBSourceControlErrorCode::revisionNotFound);
 }
 
 void print(Session& session, const FoundWorkspace& found, const Workspace::LogItems& items, bool withPaths) {
@@ -82,7 +88,13 @@ ExitStatus runLog(Session& session, const Options& options) {
                                                    done(std::move(failure));
                                                  });
   });
-  if (error) return session.fail(error);
+  if (error) {
+    ExitStatus status = session.fail(error);
+    if (!options.since.empty() && isRevisionMissing(error)) {
+      session.note("The blueprint has a revision that is not here; \"qrbscm workspace update\" may bring it.");
+    }
+    return status;
+  }
   // So many were asked of each.
   const auto most = static_cast<std::size_t>(maximum);
   const bool isCut = maximum > 0 && items->size() > most;

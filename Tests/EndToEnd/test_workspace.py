@@ -94,6 +94,19 @@ class Workspaces(WorkspaceTest):
         listed = self.json_of("workspace", "log", "--since", file, orchard)
         self.assertEqual(sorted((entry["workingCopy"], entry["revision"]) for entry in listed), sorted(made))
 
+    def test_a_recorded_revision_that_is_not_here_yet_is_told_with_what_brings_it(self):
+        orchard = self.orchard()
+        self.git(self.folder, "clone", "--quiet", "--no-local", self.path("orchard", "libs", "core"), self.path("old"))
+        self.git(self.path("old"), "remote", "set-url", "origin", self.address("core"))
+        self.publish("core", "later")
+        self.git(os.path.join(orchard, "libs", "core"), "pull", "--quiet")
+        file = self.created()
+        early = self.run_host("workspace", "log", "--since", file, "old")
+        self.assertEqual((early.returncode, early.stdout), (1, b""))
+        self.assertIn("workspace update", early.stderr.decode())
+        self.assertEqual(self.run_host("workspace", "update", "old").returncode, 0)
+        self.assertEqual(self.json_of("workspace", "log", "--since", file, "old"), [])
+
     def test_an_update_brings_each_to_its_remote_and_tells_of_those_that_cannot_be(self):
         orchard = self.orchard()
         places = self.places(orchard)
