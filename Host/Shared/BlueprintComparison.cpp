@@ -1,6 +1,9 @@
 #include "BlueprintComparison.h"
 
 #include <algorithm>
+#include <functional>
+#include <map>
+#include <set>
 
 #include "BlueprintFiles.h"
 #include "JSONArray.h"
@@ -111,6 +114,40 @@ void writeChanges(Output& output, const std::vector<Change>& changes, const char
   }
 }
 
+using RemotePtr = QRBSourceControlRemoteRepositoryPtr;
+
+// Pairs the repositories of two blueprints: those that are the same, then of the others those in one place, then those
+// of one identifier. Secondary identifiers are drawn anew for each recording, so that they may differ.
+std::map<RemotePtr, RemotePtr> pairRepositories(const BlueprintPtr& recorded, const BlueprintPtr& found) {
+  using KeyOf = std::function<std::string(const BlueprintPtr&, const RemotePtr&)>;
+  const KeyOf keys[] = {
+      [](const BlueprintPtr&, const RemotePtr& remote) {
+        return remote->identifier() ? remote->identifier().str() + "+++" + remote->secondaryIdentifier().str() : "";
+      },
+      [](const BlueprintPtr& blueprint, const RemotePtr& remote) {
+        return blueprint->workingCopyPathForRemoteRepository(remote) ? qrb::standardizedPath(placeOf(blueprint, remote))
+                                                                     : "";
+      },
+      [](const BlueprintPtr&, const RemotePtr& remote) { return remote->identifier().str(); },
+  };
+  std::map<RemotePtr, RemotePtr> pairs;
+  std::set<RemotePtr> taken;
+  for (const KeyOf& keyOf : keys) {
+    std::multimap<std::string, RemotePtr> byKey;
+    for (const RemotePtr& remote : found->remoteRepositories()) {
+      if (!taken.contains(remote)) byKey.emplace(keyOf(found, remote), remote);
+    }
+    for (const RemotePtr& remote : recorded->remoteRepositories()) {
+      auto like = pairs.contains(remote) ? byKey.end() : byKey.find(keyOf(recorded, remote));
+      if (like == byKey.end() || like->first.empty()) continue;
+      pairs.emplace(remote, like->second);
+      taken.insert(like->second);
+      byKey.erase(like);
+    }
+  }
+  return pairs;
+}
+
 BlueprintComparison compareWorkspace(const BlueprintPtr& blueprint, const FoundOfBlueprint& recorded,
                                      const std::vector<QRBSourceControlWorkingCopyPtr>& others,
                                      const std::string& root) {
@@ -145,13 +182,16 @@ BlueprintComparison compareBlueprints(const BlueprintPtr& recorded, const Bluepr
   addChange(comparison.changes, "name", shown(recorded->name()), shown(found->name()));
   addChange(comparison.changes, "project", shown(recorded->relativePathToProject()),
             shown(found->relativePathToProject()));
-  std::vector<QRBSourceControlRemoteRepositoryPtr> extra = found->remoteRepositories();
+  const std::map<RemotePtr, RemotePtr> pairs = pairRepositories(recorded, found);
+  std::set<RemotePtr> extra(found->remoteRepositories().begin(), found->remoteRepositories().end());
   for (const auto& remote : recorded->remoteRepositories()) {
-    auto like = found->remoteRepositoryLikeRepository(remote, recorded);
-    if (std::erase(extra, like) == 0) {
+    auto pair = pairs.find(remote);
+    if (pair == pairs.end()) {
       comparison.repositories.push_back({placeOf(recorded, remote), State::missing, {}});
       continue;
     }
+    const RemotePtr& like = pair->second;
+    extra.erase(like);
     std::vector<Change> changes;
     addLocationChange(changes, recorded->locationForRemoteRepository(remote), found->locationForRemoteRepository(like));
     addChange(changes, "path", shownPlace(recorded, remote), shownPlace(found, like));
@@ -159,7 +199,9 @@ BlueprintComparison compareBlueprints(const BlueprintPtr& recorded, const Bluepr
     addChange(changes, "revision", pinOf(recorded, remote), pinOf(found, like));
     add(comparison, placeOf(recorded, remote), std::move(changes));
   }
-  for (const auto& remote : extra) comparison.repositories.push_back({placeOf(found, remote), State::extra, {}});
+  for (const auto& remote : found->remoteRepositories()) {
+    if (extra.contains(remote)) comparison.repositories.push_back({placeOf(found, remote), State::extra, {}});
+  }
   comparison.code = codeOf(comparison);
   return comparison;
 }

@@ -431,6 +431,7 @@ class Files(WorkspaceTest):
                 ([("a/", a, "main"), ("b", b, "topic")], "other-locations", {"a": "same", "b": "changed"}),
                 ([("a", a, "main")], "less", {"a": "same", "b": "missing"}),
                 ([("a", a, "main"), ("b", b, "main"), ("c", c, "main")], "more", {"a": "same", "b": "same", "c": "extra"}),
+                ([("b", a, "main"), ("a", b, "main")], "same", {"a": "changed", "b": "changed"}),
                 ([("moved", a, "main"), ("b", c, "main")], "same", {"a": "changed", "b": "changed"})]:
             with self.subTest(others):
                 second = self.blueprint(*others, name="second")
