@@ -1,9 +1,18 @@
 #include "GitWorkingCopyProbe.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <string_view>
+
+#include "FileDescriptor.h"
 
 namespace {
 
@@ -69,6 +78,36 @@ void appendFile(const fs::path& file, std::string& text) {
   text.append(std::istreambuf_iterator<char>(stream), {});
 }
 
+/// How a submodule's kind is written, wherever else those bytes may occur. Looks for the rarest of them.
+bool holdsSubmoduleKind(std::string_view bytes) {
+  constexpr std::string_view kind("\0\0\xe0\0", 4);
+  constexpr std::size_t rarest = 2;
+  for (std::size_t place = bytes.find(kind[rarest]); place != std::string_view::npos;
+       place = bytes.find(kind[rarest], place + 1)) {
+    if (place >= rarest && bytes.substr(place - rarest, kind.size()) == kind) return true;
+  }
+  return false;
+}
+
+/// A staging area has hundreds of bytes for each file, and every look at the working copy waits for this.
+bool fileHoldsSubmoduleKind(const fs::path& file) {
+  constexpr std::size_t pieceSize = std::size_t{256} << 10;
+  constexpr std::size_t overlap = 3;
+  const qrb::FileDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const auto bytes = std::make_unique_for_overwrite<char[]>(overlap + pieceSize);
+  std::size_t kept = 0;
+  for (;;) {
+    const ssize_t got = ::read(descriptor.get(), bytes.get() + kept, pieceSize);
+    if (got < 0 && errno == EINTR) continue;
+    // What cannot be read names none, and git will say that it cannot be read.
+    if (got <= 0) return false;
+    const std::string_view piece(bytes.get(), kept + static_cast<std::size_t>(got));
+    if (holdsSubmoduleKind(piece)) return true;
+    kept = std::min(overlap, piece.size());
+    std::memmove(bytes.get(), piece.data() + piece.size() - kept, kept);
+  }
+}
+
 }  // namespace
 
 bool gitIsMerging(const std::string& root) {
@@ -99,16 +138,12 @@ std::string gitOwnConfiguration(const std::string& folder) {
 }
 
 bool gitMayHoldSubmodules(const std::string& folder) {
-  // How a submodule's kind is written, wherever else those bytes may occur.
-  constexpr std::string_view kind("\0\0\xe0\0", 4);
   const fs::path gitDirectory = gitDirectoryOf(folder).value_or(folder);
   std::error_code error;
   for (fs::directory_iterator entry(gitDirectory, error), end; !error && entry != end; entry.increment(error)) {
     const std::string name = entry->path().filename().string();
     if (name != "index" && !name.starts_with("sharedindex.")) continue;
-    std::string text;
-    appendFile(entry->path(), text);
-    if (text.find(kind) != std::string::npos) return true;
+    if (fileHoldsSubmoduleKind(entry->path())) return true;
   }
   return false;
 }
