@@ -4,6 +4,7 @@
 #include "QRBSourceControlCancellable.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlRevision.h"
+#include "QRBSourceControlRevisionLocation.h"
 #include "QRBSourceControlWorkingCopy.h"
 #include "QRBSourceControlWorkspace.h"
 #include "QRBSourceControlWorkspaceBlueprint.h"
@@ -22,6 +23,8 @@ struct Outcome {
   QRBSourceControlRevisionPtr before;
   QRBSourceControlRevisionPtr after;
   qrb::Error error;
+  /// It is on a revision alone, which no remote has anything newer of.
+  bool stays = false;
 };
 
 qrb::Error askRevision(Session& session, const WorkingCopyPtr& workingCopy, QRBSourceControlRevisionPtr& revision) {
@@ -41,6 +44,16 @@ Outcome updateOne(Session& session, const WorkingCopyPtr& workingCopy, const std
   FoundRemote from = findRemote(session, workingCopy->repository(), {});
   if (from.error) return {nullptr, nullptr, from.error};
   if (outcome.error = askRevision(session, workingCopy, outcome.before); outcome.error) return outcome;
+  outcome.error = session.perform("Asking for the location", [&](Session::Done done) {
+    return workingCopy->currentLocationWithCompletionBlock([done](auto, qrb::Error error) { done(std::move(error)); });
+  });
+  if (outcome.error) return outcome;
+  auto location = workingCopy->cachedCurrentLocation();
+  if (location != nullptr && &location->classInfo() == &QRBSourceControlRevisionLocation::staticClass()) {
+    outcome.stays = true;
+    outcome.after = outcome.before;
+    return outcome;
+  }
   auto request = [&](Session::Done done) {
     return workingCopy->forceUpdateWorkingCopyFromRepository(from.remote, session.progressBlock(), done);
   };
@@ -51,7 +64,7 @@ Outcome updateOne(Session& session, const WorkingCopyPtr& workingCopy, const std
 
 void print(Session& session, JSONArray& array, const std::string& place, const Outcome& outcome) {
   bool isNew = !outcome.error && !qrb::areEqual(outcome.before, outcome.after);
-  const char* word = outcome.error ? "failed" : isNew ? "updated" : "up to date";
+  const char* word = outcome.error ? "failed" : outcome.stays ? "stays" : isNew ? "updated" : "up to date";
   Output& output = session.output();
   if (session.json()) {
     JSONValue entry;
@@ -64,6 +77,7 @@ void print(Session& session, JSONArray& array, const std::string& place, const O
   } else {
     output.write(outcome.error ? Style::red : isNew ? Style::green : Style::dim, word);
     output.write(std::string(12 - std::string_view(word).size(), ' ') + displayPath(place));
+    if (outcome.stays) output.write(Style::dim, "  on revision " + shortRevision(outcome.before) + " and no branch");
     if (isNew) output.write("  " + shortRevision(outcome.before) + " -> " + shortRevision(outcome.after));
     output.write("\n");
   }
@@ -104,9 +118,9 @@ void addWorkspaceUpdate(Actions& actions) {
                               [folder](Session& session) { return runUpdate(session, **folder); });
   *folder = addWorkspaceFolder(app);
   app.footer(
-      "Each working copy is updated as \"qrbscm update\" does. One that "
-      "fails\n"
-      "does not keep the others from being updated.\n\n"
+      "Each working copy is updated as \"qrbscm update\" does. One that is on a tag or revision and no branch stays as "
+      "it\n"
+      "is. One that fails does not keep the others from being updated.\n\n"
       "Examples:\n"
       "  qrbscm workspace update\n"
       "  qrbscm workspace update ~/orchard\n");

@@ -123,6 +123,17 @@ class Workspaces(WorkspaceTest):
         self.assertIn("1 of 3", result.stderr.decode())
         self.assertIn("\nlibs/Büche rei:\n", result.stderr.decode())
 
+    def test_an_update_lets_what_is_on_a_revision_alone_stay(self):
+        orchard = self.orchard()
+        core = self.places(orchard)["libs/core"]
+        self.git(core, "checkout", "--quiet", "--detach")
+        before = self.head(core)
+        self.publish("core", "later")
+        result = self.run_host("workspace", "update", orchard)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertRegex(result.stdout.decode(), rf"stays +libs/core +on revision {before[:10]}")
+        self.assertEqual(self.head(core), before)
+
     def test_an_interrupted_update_stops(self):
         orchard = self.orchard()
         silence = socket.create_server(("127.0.0.1", 0))
