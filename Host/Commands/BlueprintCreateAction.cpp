@@ -119,16 +119,20 @@ std::string doubtAbout(const QRBSourceControlRevisionLocationPtr& location, cons
   return {};
 }
 
+void tellWhatIsLeftOut(Session& session, const FoundWorkspace& found, const Derived& derived) {
+  for (const WorkingCopyPtr& workingCopy : found.workspace->workingCopies()) {
+    if (derived.remotes->contains(workingCopy)) continue;
+    session.note(displayPath(placeIn(found.root, workingCopy)) +
+                 ": left out, as it has no history yet or no remote that another machine could reach.");
+  }
+}
+
 void tellWhatIsDifferent(Session& session, const FoundWorkspace& found, const Derived& derived,
                          const Options& options) {
-  for (const WorkingCopyPtr& workingCopy : found.workspace->workingCopies()) {
-    const std::string place = displayPath(placeIn(found.root, workingCopy));
-    if (derived.remotes->contains(workingCopy)) {
-      auto location = derived.blueprint->locationForRemoteRepository(derived.remotes->valueFor(workingCopy));
-      if (std::string doubt = doubtAbout(location, options); !doubt.empty()) session.note(place + ": " + doubt);
-      continue;
-    }
-    session.note(place + ": left out, as it has no history yet or no remote that another machine could reach.");
+  tellWhatIsLeftOut(session, found, derived);
+  for (const auto& [workingCopy, remote] : *derived.remotes) {
+    std::string doubt = doubtAbout(derived.blueprint->locationForRemoteRepository(remote), options);
+    if (!doubt.empty()) session.note(displayPath(placeIn(found.root, workingCopy)) + ": " + doubt);
   }
   for (const auto& remote : derived.blueprint->repositoriesWithWorkingCopyPathsAboveRootFolder()) {
     session.note(displayPath(placeOf(derived.blueprint, remote)) +
@@ -148,6 +152,12 @@ ExitStatus runCreate(Session& session, const Options& options) {
   if (qrb::Error error = choosePrimary(found, options)) return session.fail(error);
   if (qrb::Error error = choosePathToProject(found, options)) return session.fail(error);
   Derived derived = derive(session, found.workspace);
+  // Where nothing at all was to be recorded, the library knows of no remote and has looked everywhere.
+  if (derived.error && derived.remotes != nullptr) {
+    tellWhatIsLeftOut(session, found, derived);
+    return session.fail(hostError("There is nothing to record in \"" + found.root + "\".",
+                                  "A working copy that has history and a remote on a server can be recorded.", ENOENT));
+  }
   if (derived.error) return session.fail(derived.error);
   beginPathsIn(found, derived);
   tellWhatIsDifferent(session, found, derived, options);

@@ -73,6 +73,10 @@ class MakingAgain(WorkspaceTest):
             self.assertIn(f"{name}: left out", result.stderr.decode())
         paths = json.loads(result.stdout)[BLUEPRINT + "WorkingCopyPathsKey"].values()
         self.assertEqual({path.strip("/") for path in paths}, {os.path.join(*place) for place in self.PLACES})
+        nothing = self.run_host("blueprint", "create", os.path.join(orchard, "here"), "-o", self.path("none.oxscmblueprint"))
+        self.assertEqual(nothing.returncode, 1)
+        self.assertRegex(nothing.stderr.decode(), r"left out, as(.|\n)*nothing to record")
+        self.assertFalse(os.path.exists(self.path("none.oxscmblueprint")))
 
     def test_which_working_copy_is_the_primary_one_is_asked_where_it_is_not_clear(self):
         orchard = self.orchard()
