@@ -6,6 +6,7 @@
 #include "ErrorPrinting.h"
 #include "HostError.h"
 #include "LocationPrinting.h"
+#include "QRBSourceControlBranch.h"
 #include "QRBSourceControlMultiCancellable.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlURL.h"
@@ -203,9 +204,20 @@ class Checkout {
       output.write(std::string(15 - std::string_view(word.text).size(), ' ') +
                    displayPath(placeOf(_blueprint, remote)));
       if (outcome.location) output.write(Style::dim, "  " + describedLocation(outcome.location));
+      if (outcome.kind == Outcome::Kind::alreadyThere) writeOtherBranch(remote, outcome.location);
       output.write("\n");
     }
     output.flush();
+  }
+
+  // What is there stays as it is, so that the user may have to switch. Only branches tell for sure.
+  void writeOtherBranch(const RemotePtr& remote, const QRBSourceControlRevisionLocationPtr& found) {
+    auto isBranch = [](const auto& location) {
+      return dynamic_cast<const QRBSourceControlBranch*>(location.get()) != nullptr;
+    };
+    const auto recorded = _blueprint->locationForRemoteRepository(remote);
+    if (!isBranch(found) || !isBranch(recorded) || isSameLocation(found, recorded)) return;
+    _session.output().write("; the blueprint says " + describedLocation(recorded, false));
   }
 
   Session& _session;

@@ -183,6 +183,13 @@ class Trouble(WorkspaceTest):
         outcomes, _ = self.checkout(file, root)
         self.assertEqual(outcomes, {"a": "already there", "b": "checked out", "taken": "checked out",
                                     "branchless": "checked out", "late place": "already there"})
+        # What somebody has switched since stays, and is told.
+        self.git(os.path.join(root, "a"), "checkout", "--quiet", "-b", "topic")
+        again = self.run_host("blueprint", "checkout", file, root)
+        self.assertEqual(again.returncode, 0, again.stderr)
+        lines = {line.split("  ")[1].strip(" /"): line for line in again.stdout.decode().splitlines()}
+        self.assertRegex(lines["a"], r"branch topic at \w+; the blueprint says branch main$")
+        self.assertNotIn("says", lines["late place"])
 
     def test_another_repository_in_the_place_is_in_the_way(self):
         self.serve("wanted")
