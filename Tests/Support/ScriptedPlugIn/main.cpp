@@ -44,10 +44,7 @@ std::string shown(const QRBSourceControlRevisionPtr& revision) {
 // working copy's or repository's URL: "error" is the code of an error, "hang" never answers, the other keys are values.
 class ScriptedPlugIn : public QRBSourceControlPlugInPrimary {
  public:
-  explicit ScriptedPlugIn(std::string folder) : _folder(std::move(folder)) {
-    std::ifstream file(_folder + "/script");
-    _script = json::parse(file);
-  }
+  explicit ScriptedPlugIn(std::string folder) : _folder(std::move(folder)) {}
 
   void filesAndStatusOfWorkingCopy(
       const QRBSourceControlWorkingCopyPtr& workingCopy, bool withRemoteStatus,
@@ -213,11 +210,14 @@ class ScriptedPlugIn : public QRBSourceControlPlugInPrimary {
     const std::string name = nameOf(subject);
     const std::string key = message + " " + name;
     const std::string line = key + (detail.empty() ? "" : " | " + detail) + "\n";
+    // Read only now: a process that was launched ahead would know an earlier script, or half of this one.
+    std::ifstream file(_folder + "/script");
+    const json script = json::parse(file);
     // Whole lines, also while another process of the script is still ending.
     const int log = ::open((_folder + "/log").c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
     (void)!::write(log, line.data(), line.size());
     ::close(log);
-    const json entry = _script.value(key, json::object());
+    const json entry = script.value(key, json::object());
     if (entry.value("hang", false)) {
       for (;;) ::pause();
     }
@@ -231,7 +231,6 @@ class ScriptedPlugIn : public QRBSourceControlPlugInPrimary {
   }
 
   std::string _folder;
-  json _script;
 };
 
 }  // namespace
