@@ -68,20 +68,14 @@ qrb::Error GitRemoteTool::open() {
   // For reflogs, which would show the whole command.
   _tool.addVariable("GIT_REFLOG_ACTION", "fetch");
   useSSH();
-  auto [settings, variables] = neutralization();
-  for (auto& [name, value] : variables) _tool.addVariable(name, std::move(value));
+  GitNeutralization neutralization = readNeutralization();
   const bool isTrusted = _access.address.scheme == "https" && !_access.trustedFingerprint.empty();
-  if (qrb::Error error = isTrusted ? trustCertificate(settings) : qrb::Error()) return error;
-  // As variables, since addresses may hold what divides names from values on a command line.
-  _tool.addVariable("GIT_CONFIG_COUNT", std::to_string(settings.size()));
-  for (std::size_t number = 0; number < settings.size(); ++number) {
-    _tool.addVariable("GIT_CONFIG_KEY_" + std::to_string(number), settings[number].first);
-    _tool.addVariable("GIT_CONFIG_VALUE_" + std::to_string(number), settings[number].second);
-  }
+  if (qrb::Error error = isTrusted ? trustCertificate(neutralization.settings) : qrb::Error()) return error;
+  _tool.setNeutralization(std::move(neutralization));
   return {};
 }
 
-GitNeutralization GitRemoteTool::neutralization() const {
+GitNeutralization GitRemoteTool::readNeutralization() const {
   std::string listing;
   _tool.run(gitProgramSettingsCommand(), listing);
   GitNeutralization result = gitNeutralizePrograms(listing);

@@ -135,20 +135,21 @@ GitTool::GitTool(std::string folder, int hostConnection) : _folder(std::move(fol
 GitOutcome GitTool::run(const GitCommand& command, const Output& onOutput, const Output& onError) const {
   if (!command) return GitOutcome::failed({GitFailureKind::UnknownRevision, {}, command.refusal});
   if (_folder.empty()) return GitOutcome::failed({GitFailureKind::NotARepository, {}, "not a folder of this machine"});
-  ToolCommand tool = prepare(command);
-  if (command.access == GitAccess::Write) {
-    return guard().refusal ? runPrepared(command, tool, onOutput, onError) : guard().refusal;
+  const bool writes = command.access == GitAccess::Write;
+  if (writes && !guard().refusal) return guard().refusal;
+  GitNeutralization neutralization;
+  if (_neutralization) {
+    neutralization = *_neutralization;
+  } else if (!writes) {
+    neutralization = guard().neutralization;
   }
-  // As variables, since names may hold what divides them from values on a command line.
-  GitNeutralization neutralization = guard().neutralization;
-  if (looksIntoSubmodules(command)) addOfSubmodules(_folder, _hostConnection, neutralization);
+  if (!writes && looksIntoSubmodules(command)) addOfSubmodules(_folder, _hostConnection, neutralization);
+  ToolCommand tool = prepare(command);
   const auto& [settings, variables] = neutralization;
   tool.environment.insert(tool.environment.end(), variables.begin(), variables.end());
-  // Who has settings of its own besides has looked at the repository's before.
-  const bool hasOwn =
-      std::ranges::find(_variables, "GIT_CONFIG_COUNT", &decltype(_variables)::value_type::first) != _variables.end();
-  if (hasOwn) return runPrepared(command, tool, onOutput, onError);
-  if (!settings.empty()) tool.environment.emplace_back("GIT_CONFIG_COUNT", std::to_string(settings.size()));
+  // As variables, since names may hold what divides them from values on a command line.
+  if (_neutralization || !settings.empty())
+    tool.environment.emplace_back("GIT_CONFIG_COUNT", std::to_string(settings.size()));
   for (std::size_t number = 0; number < settings.size(); ++number) {
     tool.environment.emplace_back("GIT_CONFIG_KEY_" + std::to_string(number), settings[number].first);
     tool.environment.emplace_back("GIT_CONFIG_VALUE_" + std::to_string(number), settings[number].second);

@@ -52,6 +52,9 @@ class GitTool {
   /// is to be served while a command runs (see ToolRunner::setSideChannel).
   void addSetting(std::string setting) { _settings.push_back(std::move(setting)); }
   void addVariable(std::string name, std::string value) { _variables.emplace_back(std::move(name), std::move(value)); }
+  /// What keeps all commands from now on from heeding the repository, in place of what is found of it for those that
+  /// read. Names and values may hold anything.
+  void setNeutralization(GitNeutralization neutralization) { _neutralization = std::move(neutralization); }
   void setSideChannel(int descriptor, std::function<void()> onReadable) {
     _runner.setSideChannel(descriptor, std::move(onReadable));
   }
@@ -93,6 +96,7 @@ class GitTool {
   const int _hostConnection;
   std::vector<std::string> _settings;
   std::vector<std::pair<std::string, std::string>> _variables;
+  std::optional<GitNeutralization> _neutralization;
   std::chrono::milliseconds _lockPatience{5000};
   qrb::ToolRunner _runner;
   mutable std::optional<Guard> _guard;
