@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "BlueprintIdentityPrivate.h"
+#include "FollowedBranchPrivate.h"
 #include "PathString.h"
 #include "QRBSourceControlBranch.h"
 #include "QRBSourceControlManager.h"
@@ -131,16 +132,9 @@ class Discovery {
                        const QRBSourceControlRevisionLocationPtr& current) {
     const auto recorded =
         std::dynamic_pointer_cast<const QRBSourceControlBranch>(_blueprint.locationForRemoteRepository(remote));
-    const auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(current);
-    if (recorded == nullptr || branch == nullptr || !recorded->isRemoteBranch() || branch->isRemoteBranch()) {
-      return false;
-    }
-    if (branch->isSimilar(recorded) || _action.isAbandoned()) return false;
-    // An error is the answer of a branch that follows none.
-    auto [followed, error] = _action.step<QRBSourceControlBranchPtr>(kLockWord, remote.get(), [&](auto completion) {
-      return workingCopy->repository()->remoteBranchForBranch(branch, std::move(completion));
-    });
-    return followed != nullptr && followed->isRemoteBranch() && followed->isSimilar(recorded);
+    if (recorded == nullptr || !recorded->isRemoteBranch() || current->isSimilar(recorded)) return false;
+    const auto followed = qrb::followedBranch(_action, kLockWord, workingCopy->repository(), current);
+    return followed != nullptr && followed->isSimilar(recorded);
   }
 
   std::vector<std::pair<RemotePtr, WorkingCopyPtr>> takeAtPlaces() {

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "FollowedBranchPrivate.h"
 #include "PathString.h"
 #include "QRBSourceControlBranch.h"
 #include "QRBSourceControlError.h"
@@ -28,22 +29,6 @@ struct Finding {
   RemotePtr remote;
   LocationPtr location;
 };
-
-/// The branch of a remote that stands for a local one elsewhere; null where none is followed, or the location is no
-/// local branch.
-QRBSourceControlBranchPtr followedBranch(SequentialAction& action, const QRBSourceControlRepositoryPtr& repository,
-                                         const LocationPtr& location) {
-  auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(location);
-  QRBSourceControlSystemPtr system = repository->sourceControlSystem();
-  const bool hasRemotes =
-      system != nullptr && (system->hasLocalRepository() || system->supportsMultipleRemoteRepositories());
-  if (branch == nullptr || branch->isRemoteBranch() || !hasRemotes || action.isAbandoned()) return nullptr;
-  // An error is the answer of a branch that follows none.
-  auto [followed, error] = action.step<QRBSourceControlBranchPtr>(
-      "remoteRepositoryLocationLock", repository.get(),
-      [&](auto completion) { return repository->remoteBranchForBranch(branch, std::move(completion)); });
-  return followed != nullptr && followed->isRemoteBranch() ? followed : nullptr;
-}
 
 RemotePtr chosenRemote(const RemotePtr& primary, const QRBSourceControlRemoteRepositoriesPtr& remotes,
                        const qrb::String& name) {
@@ -82,7 +67,8 @@ Error examine(SequentialAction& action, const WorkingCopyPtr& workingCopy, Findi
     });
   }
   qrb::String remoteName;
-  if (auto followed = followedBranch(action, repository, finding.location)) {
+  // What stands for a local branch elsewhere.
+  if (auto followed = qrb::followedBranch(action, "remoteRepositoryLocationLock", repository, finding.location)) {
     finding.location = followed;
     remoteName = followed->remoteName();
   }
