@@ -6,7 +6,6 @@
 #include "ErrorPrinting.h"
 #include "HostError.h"
 #include "LocationPrinting.h"
-#include "QRBSourceControlBranch.h"
 #include "QRBSourceControlMultiCancellable.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlURL.h"
@@ -212,9 +211,6 @@ class Checkout {
 
   // What is there stays as it is, so that the user may have to switch. Only branches tell for sure.
   void writeOtherBranch(const RemotePtr& remote, const QRBSourceControlRevisionLocationPtr& found) {
-    auto isBranch = [](const auto& location) {
-      return dynamic_cast<const QRBSourceControlBranch*>(location.get()) != nullptr;
-    };
     const auto recorded = _blueprint->locationForRemoteRepository(remote);
     if (!isBranch(found) || !isBranch(recorded) || isSameLocation(found, recorded)) return;
     _session.output().write("; the blueprint says " + describedLocation(recorded, false));

@@ -4,6 +4,7 @@
 #include "BlueprintActions.h"
 #include "BlueprintFiles.h"
 #include "HostError.h"
+#include "LocationPrinting.h"
 #include "QRBSourceControlBranch.h"
 #include "QRBSourceControlMultiCancellable.h"
 #include "QRBSourceControlRemoteRepository.h"
@@ -113,9 +114,8 @@ std::string doubtAbout(const QRBSourceControlRevisionLocationPtr& location, cons
     return "the branch " + displayText(branch->name().view()) +
            " follows none of a remote; a checkout needs one of that name there.";
   }
-  bool isOnlyRevision =
-      location != nullptr && &location->classInfo() == &QRBSourceControlRevisionLocation::staticClass();
-  if (isOnlyRevision && options.to.noRevisions) return "on a revision only, which --no-revisions leaves out.";
+  if (isRevisionAlone(location) && options.to.noRevisions)
+    return "on a revision only, which --no-revisions leaves out.";
   return {};
 }
 

@@ -4,7 +4,6 @@
 #include "QRBSourceControlCancellable.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlRevision.h"
-#include "QRBSourceControlRevisionLocation.h"
 #include "QRBSourceControlWorkingCopy.h"
 #include "QRBSourceControlWorkspace.h"
 #include "QRBSourceControlWorkspaceBlueprint.h"
@@ -48,8 +47,7 @@ Outcome updateOne(Session& session, const WorkingCopyPtr& workingCopy, const std
     return workingCopy->currentLocationWithCompletionBlock([done](auto, qrb::Error error) { done(std::move(error)); });
   });
   if (outcome.error) return outcome;
-  auto location = workingCopy->cachedCurrentLocation();
-  if (location != nullptr && &location->classInfo() == &QRBSourceControlRevisionLocation::staticClass()) {
+  if (isRevisionAlone(workingCopy->cachedCurrentLocation())) {
     outcome.stays = true;
     outcome.after = outcome.before;
     return outcome;

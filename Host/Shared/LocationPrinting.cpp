@@ -46,11 +46,17 @@ std::string shortRevision(const QRBSourceControlRevisionPtr& revision) {
   return displayText(identifier.size() < kShortestHash ? identifier : identifier.substr(0, kEnough));
 }
 
+bool isBranch(const QRBSourceControlRevisionLocationPtr& location) {
+  return dynamic_cast<const QRBSourceControlBranch*>(location.get()) != nullptr;
+}
+
+bool isRevisionAlone(const QRBSourceControlRevisionLocationPtr& location) {
+  return location != nullptr && &location->classInfo() == &QRBSourceControlRevisionLocation::staticClass();
+}
+
 bool isSameLocation(const QRBSourceControlRevisionLocationPtr& a, const QRBSourceControlRevisionLocationPtr& b) {
   if (a == nullptr || b == nullptr) return a == b;
-  bool areBranches = dynamic_cast<const QRBSourceControlBranch*>(a.get()) != nullptr &&
-                     dynamic_cast<const QRBSourceControlBranch*>(b.get()) != nullptr;
-  return areBranches ? a->isSimilar(b) : a->isEqual(b);
+  return isBranch(a) && isBranch(b) ? a->isSimilar(b) : a->isEqual(b);
 }
 
 }  // namespace host

@@ -17,6 +17,10 @@ JSONValue jsonOfLocation(const QRBSourceControlRevisionLocationPtr& location, bo
 /// As much of a revision as tells it from others, for people.
 std::string shortRevision(const QRBSourceControlRevisionPtr& revision);
 
+/// Whether it is a branch; and whether it is a revision and nothing that has a name. Not so for null.
+bool isBranch(const QRBSourceControlRevisionLocationPtr& location);
+bool isRevisionAlone(const QRBSourceControlRevisionLocationPtr& location);
+
 /// Whether both are the same line of history, whatever pins them: a branch here is the one of a remote of that name.
 bool isSameLocation(const QRBSourceControlRevisionLocationPtr& a, const QRBSourceControlRevisionLocationPtr& b);
 
