@@ -124,7 +124,7 @@ TEST(ProtocolPage, ShowsTheBytesThatAreSentForTheListing) {
 }
 
 TEST(ProtocolPage, ShowsTheBytesThatAreSentForAStatus) {
-  URL folder = URL::fileURL("/home/me/work", true);
+  URL folder = URL::fileURL("/home/me/tree", true);
   auto repository = QRBSourceControlRepository::initWithURL(folder, demoSystem());
   repository->set_id("R");
   repository->setSecondaryIdentifier("S");

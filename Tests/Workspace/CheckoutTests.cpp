@@ -15,7 +15,7 @@ class InvalidBlueprint : public Blueprint {
 
 class CheckoutTest : public ScriptedTest {
  protected:
-  void checkOut(const BlueprintPtr& from, const URL& root = URL::fileURL("/work", true)) {
+  void checkOut(const BlueprintPtr& from, const URL& root = URL::fileURL("/disk", true)) {
     auto outcome = CheckoutOutcome::make();
     auto report = [this](const String& text, double fraction, double start) {
       progress.emplace_back(fraction, start);
@@ -47,8 +47,8 @@ TEST_F(CheckoutTest, EnclosingWorkingCopiesAreMadeFirstEachAtItsPlaceOnItsLocati
   checkOut(blueprint);
   ASSERT_FALSE(failure) << failure.description();
   EXPECT_TRUE(errors->empty());
-  EXPECT_EQ(asked(), (Lines{"create zz-app | /work no location", "create tool | /work/Tools no location with layout",
-                            "create core | /work/Libraries/Core Branch: topic"}));
+  EXPECT_EQ(asked(), (Lines{"create zz-app | /disk no location", "create tool | /disk/Tools no location with layout",
+                            "create core | /disk/Libraries/Core Branch: topic"}));
   ASSERT_EQ(created->workingCopies().size(), 3u);
   EXPECT_EQ(created->relativePathToProject(), "App.orlixproj");
   EXPECT_EQ(table->valueFor(created->primaryWorkingCopy()), app);
@@ -127,7 +127,7 @@ TEST_F(CheckoutTest, CancelledInTheMiddleItAsksForNoMore) {
   for (const char* name : {"a", "b", "c"}) blueprint->addRemoteRepository(remote(name), name);
   script({{"create b", {{"hang", true}}}});
   auto outcome = CheckoutOutcome::make();
-  auto request = blueprint->createWorkingCopiesAtURL(URL::fileURL("/work"), {}, outcome->completion());
+  auto request = blueprint->createWorkingCopiesAtURL(URL::fileURL("/disk"), {}, outcome->completion());
   awaitAsked("create b");
   request->cancel();
   EXPECT_EQ(outcome->error(), Error(QRBSourceControlErrorDomain, kAbandoned));
@@ -142,7 +142,7 @@ TEST_F(CheckoutTest, CancelledAtTheLastRepositoryItTellsWhatThereIs) {
   for (const char* name : {"a", "b"}) blueprint->addRemoteRepository(remote(name), name);
   script({{"create b", {{"hang", true}}}});
   auto outcome = CheckoutOutcome::make();
-  auto request = blueprint->createWorkingCopiesAtURL(URL::fileURL("/work"), {}, outcome->completion());
+  auto request = blueprint->createWorkingCopiesAtURL(URL::fileURL("/disk"), {}, outcome->completion());
   awaitAsked("create b");
   request->cancel();
   auto [workspace, remotes, failures, error] = outcome->wait();
@@ -156,8 +156,8 @@ TEST_F(CheckoutTest, CancelledBeforeItBeginsItStillAnswers) {
   blueprint->addRemoteRepository(remote("a"), "a");
   HeldQueue queue(blueprint->_blueprintOperationQueue());
   auto outcome = CheckoutOutcome::make();
-  blueprint->createWorkingCopiesAtURL(URL::fileURL("/work"), {}, outcome->completion())->cancel();
-  blueprint->createWorkingCopiesAtURL(URL::fileURL("/work"), {}, {})->cancel();
+  blueprint->createWorkingCopiesAtURL(URL::fileURL("/disk"), {}, outcome->completion())->cancel();
+  blueprint->createWorkingCopiesAtURL(URL::fileURL("/disk"), {}, {})->cancel();
   queue.release();
   EXPECT_EQ(outcome->error().code(), kAbandoned);
   EXPECT_TRUE(asked().empty());

@@ -66,11 +66,11 @@ TEST_F(DerivationTest, RecordsWhatIsOnDiskAndWhereItCameFrom) {
 }
 
 TEST_F(DerivationTest, PathsAreAsPeopleWriteThem) {
-  auto primary = copyAt("/work/My Äpp", "1");
+  auto primary = copyAt("/disk/My Äpp", "1");
   auto outside = copyAt("/other/Lib 100%", "2");
   auto plain = QRBSourceControlWorkingCopy::initWithFileURL(
-      URL::fileURL("/work/Tools/Plain"),
-      QRBSourceControlRepository::initWithURL(URL("file:///work/Tools/Plain"), "3", system()));
+      URL::fileURL("/disk/Tools/Plain"),
+      QRBSourceControlRepository::initWithURL(URL("file:///disk/Tools/Plain"), "3", system()));
   script({{"remotes My Äpp", remotes("https://host/a")},
           {"remotes Lib 100%", remotes("https://host/b")},
           {"remotes Plain", remotes("https://host/c")}});
@@ -118,7 +118,7 @@ TEST_F(DerivationTest, ARemoteThatTheCallerChoseIsNotAskedFor) {
 
 TEST_F(DerivationTest, AWorkingCopyOfARemoteRepositoryIsRecordedByIt) {
   auto served = remote("direct");
-  auto direct = QRBSourceControlWorkingCopy::initWithFileURL(URL::fileURL("/work/direct"), served);
+  auto direct = QRBSourceControlWorkingCopy::initWithFileURL(URL::fileURL("/disk/direct"), served);
   script({{"location direct", {{"path", "trunk/"}}}});
   ASSERT_NE(derive(Workspace::initWithPrimaryWorkingCopy(direct, {}, {direct})), nullptr) << failure.description();
   EXPECT_EQ(derived->remoteRepositories(), Blueprint::RemoteRepositories{served});
@@ -126,8 +126,8 @@ TEST_F(DerivationTest, AWorkingCopyOfARemoteRepositoryIsRecordedByIt) {
 }
 
 TEST_F(DerivationTest, AMissingIdentifierIsAskedForAndNotInsistedOn) {
-  auto unknown = copyAt("/work/unknown");
-  auto hopeless = copyAt("/work/hopeless");
+  auto unknown = copyAt("/disk/unknown");
+  auto hopeless = copyAt("/disk/hopeless");
   script({{"identifier unknown", {{"identifier", "learnt"}}},
           {"identifier hopeless", {{"error", -100}}},
           {"remotes unknown", remotes("https://host/a")},
@@ -187,7 +187,7 @@ TEST_F(DerivationTest, CancelledInTheMiddleItEndsWithTheCancellation) {
 TEST_F(DerivationTest, CancelledBetweenTwoRequestsItRecordsWhatTheCallerChose) {
   auto chosen = std::make_shared<Workspace::Remotes>();
   chosen->set(gamma, remote("mine"));
-  auto direct = QRBSourceControlWorkingCopy::initWithFileURL(URL::fileURL("/work/direct"), remote("direct"));
+  auto direct = QRBSourceControlWorkingCopy::initWithFileURL(URL::fileURL("/disk/direct"), remote("direct"));
   auto held = Workspace::initWithPrimaryWorkingCopy(gamma, {}, {gamma, direct});
   HeldQueue queue(held->workspaceOperationQueue());
   auto outcome = DerivationOutcome::make();

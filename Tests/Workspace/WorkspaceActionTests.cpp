@@ -172,7 +172,7 @@ TEST_F(WorkspaceActionTest, RemoteStatusesAreAbsentUnlessAskedFor) {
 }
 
 TEST_F(WorkspaceActionTest, ASystemThatNothingCanBeAskedOfIsAnErrorAndNotAnEndlessWait) {
-  auto url = URL::fileURL("/work/foreign");
+  auto url = URL::fileURL("/disk/foreign");
   auto placeholder = QRBSourceControlSystemPlaceholder::initWithPlugInIdentifier("org.example.Unknown");
   auto foreign = QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
       url, QRBSourceControlRepository::initWithURL(url, placeholder));

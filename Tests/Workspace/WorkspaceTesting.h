@@ -77,9 +77,9 @@ class ScriptedTest : public EngineTest {
     return Workspace::initWithPrimaryWorkingCopy(beta, "App.orlixproj", {alpha, beta, gamma});
   }
 
-  const WorkingCopyPtr alpha = copyAt("/work/alpha", "id-alpha");
-  const WorkingCopyPtr beta = copyAt("/work/beta", "id-beta");
-  const WorkingCopyPtr gamma = copyAt("/work/gamma", "id-gamma");
+  const WorkingCopyPtr alpha = copyAt("/disk/alpha", "id-alpha");
+  const WorkingCopyPtr beta = copyAt("/disk/beta", "id-beta");
+  const WorkingCopyPtr gamma = copyAt("/disk/gamma", "id-gamma");
 
   std::filesystem::path scriptFolder() const { return plugInFolder("scripted"); }
 };

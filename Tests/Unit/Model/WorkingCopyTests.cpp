@@ -23,7 +23,7 @@ using WorkingCopy = QRBSourceControlWorkingCopy;
 using WorkingCopyPtr = QRBSourceControlWorkingCopyPtr;
 using Statuses = QRBSourceControlPathStatuses;
 
-const qrb::URL kFolder("file:///work/copy/");
+const qrb::URL kFolder("file:///disk/copy/");
 
 QRBSourceControlRepositoryPtr repository(qrb::String identifier = "r",
                                          QRBSourceControlSystemPtr system = makeSystem()) {
@@ -46,7 +46,7 @@ TEST(WorkingCopy, IsMadeOnlyOfAFileURLAndARepositoryThatCanBeIdentified) {
       {"a folder", kFolder, repository(), true, true},
       {"no identifier", kFolder, repository({}), false, true},
       {"no repository", kFolder, nullptr, false, false},
-      {"a network address", qrb::URL("https://host/work/"), repository(), false, false},
+      {"a network address", qrb::URL("https://host/disk/"), repository(), false, false},
       {"an scp-style address", qrb::URL("ann@host:work"), repository(), false, false},
       {"no URL", {}, repository(), false, false},
   };
@@ -84,7 +84,7 @@ TEST(WorkingCopy, EqualityGoesByFolderAndSystem) {
   EXPECT_TRUE(workingCopy->isEqual(otherRepository));
   EXPECT_EQ(workingCopy->hash(), otherRepository->hash());
   EXPECT_NE(workingCopy->_id(), otherRepository->_id());
-  EXPECT_FALSE(workingCopy->isEqual(WorkingCopy::initWithFileURL(qrb::URL("file:///work/other/"), repository())));
+  EXPECT_FALSE(workingCopy->isEqual(WorkingCopy::initWithFileURL(qrb::URL("file:///disk/other/"), repository())));
   EXPECT_FALSE(workingCopy->isEqual(WorkingCopy::initWithFileURL(kFolder, repository("r", makeSystem("other")))));
 }
 
@@ -188,7 +188,7 @@ TEST(WorkingCopy, ReadersSeeOneReportOrTheOther) {
 TEST(WorkingCopy, DescribesItselfWithItsRepository) {
   auto owner = repository();
   WorkingCopyPtr workingCopy = WorkingCopy::initWithFileURL(kFolder, owner);
-  EXPECT_EQ(workingCopy->description(), "WorkingCopy:file:///work/copy/ Repository:" + owner->description());
+  EXPECT_EQ(workingCopy->description(), "WorkingCopy:file:///disk/copy/ Repository:" + owner->description());
   EXPECT_EQ(workingCopy->displayName(), "copy");
 }
 

@@ -118,20 +118,20 @@ struct Placed {
 };
 
 TEST(Workspace, ABlueprintsRepositoryIsFoundByIdentifierAndElseByPlace) {
-  const WorkingCopyPtr app = copyAt("/home/me/Work/App");
+  const WorkingCopyPtr app = copyAt("/home/me/Trees/App");
   // By identifier wherever it lies.
-  EXPECT_EQ(Placed("App", "Libs/Core").found({app, copyAt("/x/y", "id-lib"), copyAt("/home/me/Work/Libs/Core")}),
+  EXPECT_EQ(Placed("App", "Libs/Core").found({app, copyAt("/x/y", "id-lib"), copyAt("/home/me/Trees/Libs/Core")}),
             "/x/y");
   // By place, in any letter case and with or without slash at the end; the first of several.
-  EXPECT_EQ(Placed("app/", "libs/core/").found({app, copyAt("/home/me/Work/Libs/Core"), copyAt("/home/me/Work/Z")}),
-            "/home/me/Work/Libs/Core");
+  EXPECT_EQ(Placed("app/", "libs/core/").found({app, copyAt("/home/me/Trees/Libs/Core"), copyAt("/home/me/Trees/Z")}),
+            "/home/me/Trees/Libs/Core");
   EXPECT_EQ(
-      Placed("App", "LIBS/CORE").found({app, copyAt("/home/me/Work/libs/core"), copyAt("/home/me/Work/Libs/Core")}),
-      "/home/me/Work/libs/core");
+      Placed("App", "LIBS/CORE").found({app, copyAt("/home/me/Trees/libs/core"), copyAt("/home/me/Trees/Libs/Core")}),
+      "/home/me/Trees/libs/core");
   // Lengths are counted in characters, however many bytes they take.
   EXPECT_EQ(Placed("Äpp", "Öl").found({copyAt("/w/Äpp"), copyAt("/w/Öl")}), "/w/Öl");
   // Not the end of the primary path is looked at, only its length.
-  EXPECT_EQ(Placed("Xyz", "Libs/Core").found({app, copyAt("/home/me/Work/Libs/Core")}), "/home/me/Work/Libs/Core");
+  EXPECT_EQ(Placed("Xyz", "Libs/Core").found({app, copyAt("/home/me/Trees/Libs/Core")}), "/home/me/Trees/Libs/Core");
   // Nor does a place count below another folder.
   EXPECT_EQ(Placed("App", "Core").found({app, copyAt("/home/me/Other/Core")}), "none");
 }
@@ -250,11 +250,11 @@ TEST(BlueprintPlaces, PathsAreExpandedFromTheRootAndEnclosingOnesComeFirst) {
   blueprint->addRemoteRepository(spaced, "100% Ünï cödé");
   blueprint->addRemoteRepository(placeless);
   blueprint->addRemoteRepository(impossible, std::string_view("nul\0", 4));
-  auto expanded = blueprint->_expandedWorkingCopyPathsFromURL(URL::fileURL("/home/me/Work", true));
-  EXPECT_EQ(expanded.valueFor(nested).path(), "/home/me/Work/Libraries/Core");
-  EXPECT_EQ(expanded.valueFor(atRoot).path(), "/home/me/Work");
+  auto expanded = blueprint->_expandedWorkingCopyPathsFromURL(URL::fileURL("/home/me/Trees", true));
+  EXPECT_EQ(expanded.valueFor(nested).path(), "/home/me/Trees/Libraries/Core");
+  EXPECT_EQ(expanded.valueFor(atRoot).path(), "/home/me/Trees");
   EXPECT_EQ(expanded.valueFor(outside).path(), "/home/me/Out");
-  EXPECT_EQ(expanded.valueFor(spaced).path(), "/home/me/Work/100% Ünï cödé");
+  EXPECT_EQ(expanded.valueFor(spaced).path(), "/home/me/Trees/100% Ünï cödé");
   EXPECT_FALSE(expanded.contains(placeless));
   EXPECT_FALSE(expanded.contains(impossible));
   EXPECT_EQ(blueprint->_sortedRemoteRepositoriesWithExpandedPaths(expanded),
