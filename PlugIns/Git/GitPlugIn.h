@@ -3,6 +3,7 @@
 #include <span>
 
 #include "GitErrors.h"
+#include "GitProtections.h"
 #include "GitTool.h"
 #include "GitTurn.h"
 #include "QRBSourceControlPlugInPrimary.h"
@@ -17,6 +18,8 @@ class GitRemoteTool;
 /// Serves a host's requests on Git repositories by running git, once per request wherever that gives the answer.
 class GitPlugIn : public QRBSourceControlPlugInPrimary {
  public:
+  explicit GitPlugIn(GitProtections protections = {}) : _protections(protections) {}
+
   void sourceControlSystem(Answer<QRBSourceControlSystemPtr> completionBlock) override;
   /// A candidate is the root of a working copy or its ".git". None is opened with git: what it says of a working copy
   /// that it will not work with reaches the user with the first request.
@@ -267,5 +270,6 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
                const qrb::String& progressIdentifier, const Completion<LogItems>& completionBlock);
   const QRBSourceControlSystemPtr& system();
 
+  const GitProtections _protections;
   QRBSourceControlSystemPtr _system;
 };
