@@ -62,6 +62,9 @@ struct QRB_EXPORT LaunchFailure {
   std::string text;
 };
 
+/// The file that launching a name without a slash would execute; empty where none of PATH's folders has it.
+QRB_EXPORT std::string executableInPath(const std::string& name);
+
 /// A child process and the duty to end and reap it. Everything goes through a pidfd, so no process number that the
 /// system has given to somebody else is ever hit and no SIGCHLD handler is needed. A handle whose process has not been
 /// reaped ends it when destroyed, as ProcessReaper's policy `forced` does, without blocking. One thread at a time,

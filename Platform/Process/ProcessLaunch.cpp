@@ -202,23 +202,6 @@ bool isExecutableFile(const std::string& path) {
   return ::stat(path.c_str(), &information) == 0 && S_ISREG(information.st_mode) && ::access(path.c_str(), X_OK) == 0;
 }
 
-/// The file that a bare name means, or empty.
-std::string findInPath(const std::string& name) {
-  const char* variable = std::getenv("PATH");
-  const std::string folders = variable ? variable : "/usr/local/bin:/usr/bin:/bin";
-  for (std::size_t begin = 0; begin <= folders.size();) {
-    const std::size_t end = std::min(folders.find(':', begin), folders.size());
-    if (end > begin && folders[begin] == '/') {
-      std::string candidate = folders.substr(begin, end - begin) + '/' + name;
-      if (isExecutableFile(candidate)) {
-        return candidate;
-      }
-    }
-    begin = end + 1;
-  }
-  return {};
-}
-
 std::vector<char*> pointers(const std::vector<std::string>& strings) {
   std::vector<char*> result;
   result.reserve(strings.size() + 1);
@@ -284,13 +267,29 @@ std::optional<StepFailure> readStatus(const FileDescriptor& descriptor) {
 
 }  // namespace
 
+std::string executableInPath(const std::string& name) {
+  const char* variable = std::getenv("PATH");
+  const std::string folders = variable ? variable : "/usr/local/bin:/usr/bin:/bin";
+  for (std::size_t begin = 0; begin <= folders.size();) {
+    const std::size_t end = std::min(folders.find(':', begin), folders.size());
+    if (end > begin && folders[begin] == '/') {
+      std::string candidate = folders.substr(begin, end - begin) + '/' + name;
+      if (isExecutableFile(candidate)) {
+        return candidate;
+      }
+    }
+    begin = end + 1;
+  }
+  return {};
+}
+
 std::variant<Process, LaunchFailure> Process::launch(const LaunchOptions& options) {
   // What will one day reap the child must exist before the child does: then nothing can fail later.
   if (const int error = ProcessReaper::shared().prepare()) {
     return failure(Step::prepare, error, options);
   }
   const bool bare = options.path.find('/') == std::string::npos;
-  const std::string path = bare ? findInPath(options.path) : options.path;
+  const std::string path = bare ? executableInPath(options.path) : options.path;
   if (path.empty()) {
     return failure(Step::find, ENOENT, options);
   }

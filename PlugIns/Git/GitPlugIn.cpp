@@ -43,7 +43,7 @@ const QRBSourceControlSystemPtr& GitPlugIn::system() {
 }
 
 GitTool GitPlugIn::toolFor(const QRBSourceControlWorkingCopyPtr& workingCopy) const {
-  return {folderOf(workingCopy), host().connectionDescriptor()};
+  return {folderOf(workingCopy), host().connectionDescriptor(), _protections};
 }
 
 GitTurn GitPlugIn::turnAt(const QRBSourceControlWorkingCopyPtr& workingCopy) const {
@@ -59,7 +59,7 @@ GitOutcome GitPlugIn::change(const QRBSourceControlWorkingCopyPtr& workingCopy,
 }
 
 GitTool GitPlugIn::toolFor(const QRBSourceControlRepositoryPtr& repository) const {
-  return {folderOf(repository), host().connectionDescriptor()};
+  return {folderOf(repository), host().connectionDescriptor(), _protections};
 }
 
 qrb::Error GitPlugIn::errorFor(const GitOutcome& outcome, const QRBSourceControlWorkingCopyPtr& workingCopy) {
@@ -106,13 +106,15 @@ qrb::Error GitPlugIn::statusOf(const QRBSourceControlWorkingCopyPtr& workingCopy
                                QRBSourceControlPathStatusesPtr& statuses) {
   GitStatusCollector collector;
   GitStatusParser parser;
-  const GitOutcome outcome =
-      toolFor(workingCopy).parse(gitStatusCommand({}), parser, [&](const GitStatusRecord& record) {
-        if (record.kind == GitStatusRecord::Kind::Header) return;
-        collector.add(record.path, record.status);
-        constexpr std::uint64_t renamed = QRBSourceControlStatusRenamed | QRBSourceControlStatusStagedRenamed;
-        if ((record.status & renamed) != 0) collector.add(record.originalPath, QRBSourceControlStatusMovedAway);
-      });
+  const GitOutcome outcome = lookAt(workingCopy, {.convertsFiles = true})
+                                 .parse(gitStatusCommand({}), parser, [&](const GitStatusRecord& record) {
+                                   if (record.kind == GitStatusRecord::Kind::Header) return;
+                                   collector.add(record.path, record.status);
+                                   constexpr std::uint64_t renamed =
+                                       QRBSourceControlStatusRenamed | QRBSourceControlStatusStagedRenamed;
+                                   if ((record.status & renamed) != 0)
+                                     collector.add(record.originalPath, QRBSourceControlStatusMovedAway);
+                                 });
   if (!outcome) return errorFor(outcome, workingCopy);
   statuses = collector.take();
   return {};
@@ -122,7 +124,7 @@ qrb::Error GitPlugIn::remoteStatusOf(const QRBSourceControlWorkingCopyPtr& worki
                                      QRBSourceControlPathStatusesPtr& statuses) {
   GitStatusCollector collector;
   GitNameStatusParser parser;
-  const GitOutcome outcome = toolFor(workingCopy).parse(gitRemoteStatusCommand(), parser, [&](const GitChange& change) {
+  const GitOutcome outcome = lookAt(workingCopy).parse(gitRemoteStatusCommand(), parser, [&](const GitChange& change) {
     collector.add(change.path, gitRemoteChangeStatus(change.letter));
     if (change.letter == 'R') collector.add(change.originalPath, gitRemoteChangeStatus('D'));
   });

@@ -230,6 +230,13 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
                             const Completion<Branches>& completionBlock);
   GitTool toolFor(const QRBSourceControlWorkingCopyPtr& workingCopy) const;
   GitTool toolFor(const QRBSourceControlRepositoryPtr& repository) const;
+  /// For a request that does nothing but look: see GitTool::setLooking().
+  template <class Place>
+  GitTool lookAt(const Place& place, GitLooking looking = {}) const {
+    GitTool tool = toolFor(place);
+    tool.setLooking(std::move(looking));
+    return tool;
+  }
   /// The path on this machine; empty for every other.
   static std::string folderOf(const QRBSourceControlRepositoryPtr& repository);
   static std::string folderOf(const QRBSourceControlWorkingCopyPtr& workingCopy);
@@ -244,7 +251,8 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   static qrb::Error resolve(const GitTool& tool, const QRBSourceControlRepositoryPtr& repository,
                             std::span<const QRBSourceControlRevisionLocationPtr> locations,
                             std::vector<std::string>& hashes);
-  qrb::Error listRemotes(const QRBSourceControlRepositoryPtr& repository, std::vector<GitRemote>& remotes) const;
+  static qrb::Error listRemotes(const GitTool& tool, const QRBSourceControlRepositoryPtr& repository,
+                                std::vector<GitRemote>& remotes);
   qrb::Error addRemoteBranch(const QRBSourceControlBranchPtr& branch, const QRBSourceControlRevisionLocationPtr& from,
                              const QRBSourceControlRepositoryPtr& toRepository, QRBSourceControlBranchPtr& made);
   qrb::Error removeRemoteBranch(const QRBSourceControlBranchPtr& branch,

@@ -55,7 +55,7 @@ void GitPlugIn::blameFile(const qrb::String& file, const QRBSourceControlWorking
   std::string path;
   GitOutcome outcome = gitResolvePath(folderOf(inWorkingCopy), file.view(), path);
   if (!outcome) return completionBlock({}, errorFor(outcome, inWorkingCopy));
-  const GitTool tool = toolFor(inWorkingCopy);
+  const GitTool tool = lookAt(inWorkingCopy, {.convertsFiles = true});
   GitBlameReader reader;
   outcome = readBlame(tool, gitBlameCommand(path, revision), reader);
   if (outcome.failedWith(GitFailureKind::UnknownRevision) && !revision.empty()) {

@@ -32,7 +32,7 @@ void GitPlugIn::listBranchesOfRepository(const QRBSourceControlRepositoryPtr& re
   Branches branches;
   GitRefParser parser;
   const GitOutcome outcome =
-      toolFor(repository).parse(gitBranchesCommand(GitBranches::Local), parser, [&](const GitRefRecord& record) {
+      lookAt(repository).parse(gitBranchesCommand(GitBranches::Local), parser, [&](const GitRefRecord& record) {
         branches.push_back(gitLocalBranch(record.name, record.hash));
       });
   if (!outcome) branches.clear();
@@ -42,7 +42,7 @@ void GitPlugIn::listBranchesOfRepository(const QRBSourceControlRepositoryPtr& re
 void GitPlugIn::listRemoteBranchesOfRepository(
     const QRBSourceControlRepositoryPtr& repository, const QRBSourceControlBranchAndTagLocationsPtr&,
     Completion<Branches, QRBSourceControlRemoteBranchesPtr> completionBlock) {
-  const GitTool tool = toolFor(repository);
+  const GitTool tool = lookAt(repository);
   std::vector<std::string> remotes;
   GitOutcome outcome = listRemoteNames(tool, remotes);
   if (!outcome) return completionBlock({}, nullptr, errorFor(outcome, repository));
@@ -68,7 +68,7 @@ void GitPlugIn::parentBranchesOfBranch(const QRBSourceControlBranchPtr& branch,
                                        const QRBSourceControlBranchAndTagLocationsPtr&,
                                        Completion<QRBSourceControlBranchPtr, Branches> completionBlock) {
   if (const qrb::Error refusal = gitRefuseLocation(branch)) return completionBlock(nullptr, {}, refusal);
-  const GitTool tool = toolFor(inRepository);
+  const GitTool tool = lookAt(inRepository);
   std::vector<std::string> remotes;
   std::vector<GitBranchEntry> entries;
   GitOutcome outcome = listRemoteNames(tool, remotes);
@@ -112,7 +112,7 @@ void GitPlugIn::ancestorRevisionInRepository(const QRBSourceControlRepositoryPtr
                                              const QRBSourceControlBranchPtr& otherBranch,
                                              const QRBSourceControlBranchAndTagLocationsPtr&,
                                              Completion<QRBSourceControlRevisionPtr> completionBlock) {
-  const GitTool tool = toolFor(repository);
+  const GitTool tool = lookAt(repository);
   std::vector<std::string> hashes;
   const QRBSourceControlRevisionLocationPtr locations[] = {ofBranch, otherBranch};
   if (const qrb::Error error = resolve(tool, repository, locations, hashes)) return completionBlock(nullptr, error);
@@ -176,7 +176,7 @@ void GitPlugIn::remoteBranchFromRepository(const QRBSourceControlRepositoryPtr& 
                                            const QRBSourceControlBranchPtr& forBranch,
                                            Completion<QRBSourceControlBranchPtr> completionBlock) {
   if (const qrb::Error refusal = gitRefuseLocation(forBranch)) return completionBlock(nullptr, refusal);
-  const GitTool tool = toolFor(repository);
+  const GitTool tool = lookAt(repository);
   std::string output;
   const GitOutcome outcome = tool.run(gitUpstreamCommand(gitBranchRefName(forBranch)), output);
   if (!outcome) return completionBlock(nullptr, errorFor(outcome, repository));

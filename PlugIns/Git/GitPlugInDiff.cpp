@@ -26,7 +26,7 @@ void GitPlugIn::diffRepository(const QRBSourceControlRepositoryPtr& repository,
                                const QRBSourceControlRevisionLocationPtr& againstLocation,
                                const QRBSourceControlBranchAndTagLocationsPtr&,
                                Completion<qrb::Dictionary> completionBlock) {
-  const GitTool tool = toolFor(repository);
+  const GitTool tool = lookAt(repository, {.convertsFiles = true});
   GitDiffSide sides[] = {{kindOf(fromLocation), {}}, {kindOf(againstLocation), {}}};
   std::vector<QRBSourceControlRevisionLocationPtr> commits;
   if (sides[0].kind == GitDiffSide::Kind::Commit) commits.push_back(fromLocation);

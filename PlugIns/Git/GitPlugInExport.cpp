@@ -16,6 +16,15 @@ GitOutcome resolveFile(const std::string& root, const qrb::String& file, std::st
   return outcome && path == "." ? gitUnknownPath(path, "is no file") : outcome;
 }
 
+/// The file is handed out as it would be in the working copy, so filters run. A folder made for it may go again.
+GitLooking exportingTo(const qrb::URL& destination) {
+  const std::filesystem::path folder = std::filesystem::path(destination.path().str()).parent_path();
+  return {.convertsFiles = true,
+          .mayFilterByNetwork = true,
+          .writableFolders = {folder.string()},
+          .emptyFolders = {folder.parent_path().string()}};
+}
+
 }  // namespace
 
 void GitPlugIn::exportFileFromRevisionLocation(const qrb::String& file,
@@ -41,7 +50,8 @@ void GitPlugIn::exportFileFromRevisionLocation(const qrb::String& file,
     return completionBlock({},
                            QRBSourceControlError_InvalidURL(toDirectory, "Git", "A folder of this machine is needed."));
   }
-  outcome = gitExportFile(toolFor(inWorkingCopy), gitLocationName(location), path, destination.path().str());
+  const GitTool tool = lookAt(inWorkingCopy, exportingTo(destination));
+  outcome = gitExportFile(tool, gitLocationName(location), path, destination.path().str());
   if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
     return completionBlock({}, gitLocationNotFound(location, outcome.failure.message));
   }
@@ -60,7 +70,8 @@ void GitPlugIn::exportFileForParentOfRevision(const qrb::String& file,
   if (!outcome) return completionBlock({}, errorFor(outcome, inWorkingCopy));
   const qrb::URL destination = tempFilePathBasedOnFileName(path);
   const std::filesystem::path place(destination.path().str());
-  outcome = gitExportFileOfParent(toolFor(inWorkingCopy), gitLocationName(location), path, place.string());
+  const GitTool tool = lookAt(inWorkingCopy, exportingTo(destination));
+  outcome = gitExportFileOfParent(tool, gitLocationName(location), path, place.string());
   if (outcome) return completionBlock(destination, {});
   std::error_code ignored;  // An empty folder for temporary files is all that stays.
   std::filesystem::remove(place.parent_path(), ignored);

@@ -57,7 +57,7 @@ void GitPlugIn::history(const GitHistoryRequest& request, const QRBSourceControl
     };
   }
   GitHistoryReader reader(request, command.filterAfterwards, workingCopy, std::move(onBatch));
-  GitOutcome outcome = toolFor(workingCopy).run(command, [&](std::string_view bytes) { return reader.feed(bytes); });
+  GitOutcome outcome = lookAt(workingCopy).run(command, [&](std::string_view bytes) { return reader.feed(bytes); });
   if (outcome && (reader.error() || !reader.finish())) {
     outcome = GitOutcome::unreadable(reader.error()->what, reader.error()->offset);
   }

@@ -45,14 +45,14 @@ GitOutcome currentLocation(const GitTool& tool, QRBSourceControlRevisionLocation
 void GitPlugIn::currentLocationOfWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
                                              Completion<QRBSourceControlRevisionLocationPtr> completionBlock) {
   QRBSourceControlRevisionLocationPtr location;
-  const GitOutcome outcome = currentLocation(toolFor(workingCopy), location);
+  const GitOutcome outcome = currentLocation(lookAt(workingCopy), location);
   completionBlock(location, errorFor(outcome, workingCopy));
 }
 
 void GitPlugIn::baseRevisionOfWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
                                           Completion<QRBSourceControlRevisionPtr> completionBlock) {
   QRBSourceControlRevisionPtr revision;
-  const GitOutcome outcome = resolveHead(toolFor(workingCopy), revision);
+  const GitOutcome outcome = resolveHead(lookAt(workingCopy), revision);
   completionBlock(revision, errorFor(outcome, workingCopy));
 }
 
@@ -62,13 +62,13 @@ void GitPlugIn::headRevisionOfRepository(const QRBSourceControlRepositoryPtr& re
     return headRevisionOfRemote(remote, completionBlock);
   }
   QRBSourceControlRevisionPtr revision;
-  const GitOutcome outcome = resolveHead(toolFor(repository), revision);
+  const GitOutcome outcome = resolveHead(lookAt(repository), revision);
   completionBlock(revision, errorFor(outcome, repository));
 }
 
 void GitPlugIn::identifierOfRepositoryForWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
                                                      Completion<qrb::String> completionBlock) {
-  const GitTool tool = toolFor(workingCopy);
+  const GitTool tool = lookAt(workingCopy);
   std::string output;
   GitOutcome outcome = tool.run(gitLocationCommand(), output);
   if (!outcome) return completionBlock({}, errorFor(outcome, workingCopy));
@@ -91,7 +91,7 @@ void GitPlugIn::revisionOfLocation(const QRBSourceControlRevisionLocationPtr& lo
   }
   if (const qrb::Error refusal = gitRefuseLocation(location)) return completionBlock(nullptr, refusal);
   std::string hash;
-  const GitOutcome outcome = toolFor(inRepository).run(gitResolveCommand(gitLocationName(location)), hash);
+  const GitOutcome outcome = lookAt(inRepository).run(gitResolveCommand(gitLocationName(location)), hash);
   if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
     return completionBlock(nullptr, gitLocationNotFound(location, outcome.failure.message));
   }

@@ -36,7 +36,7 @@ qrb::Error GitPlugIn::addRemoteBranch(const QRBSourceControlBranchPtr& branch,
   std::vector<std::string> hashes;
   if (qrb::Error error = resolve(local, toRepository, {&from, 1}, hashes)) return error;
   std::vector<GitRemote> remotes;
-  if (qrb::Error error = listRemotes(toRepository, remotes)) return error;
+  if (qrb::Error error = listRemotes(local, toRepository, remotes)) return error;
   const auto named = std::ranges::find(remotes, branch->remoteName().view(), &GitRemote::name);
   if (named == remotes.end()) {
     return QRBSourceControlError_RemoteRepositoryNotFound("There is no remote “" + branch->remoteName().str() + "”.");

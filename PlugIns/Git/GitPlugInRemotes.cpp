@@ -43,10 +43,10 @@ std::uint64_t portOf(const qrb::URL& url) {
 
 }  // namespace
 
-qrb::Error GitPlugIn::listRemotes(const QRBSourceControlRepositoryPtr& repository,
-                                  std::vector<GitRemote>& remotes) const {
+qrb::Error GitPlugIn::listRemotes(const GitTool& tool, const QRBSourceControlRepositoryPtr& repository,
+                                  std::vector<GitRemote>& remotes) {
   std::string output;
-  const GitOutcome outcome = toolFor(repository).run(gitRemoteAddressesCommand(), output);
+  const GitOutcome outcome = tool.run(gitRemoteAddressesCommand(), output);
   if (!outcome) return errorFor(outcome, repository);
   auto read = gitReadRemotes(output);
   if (!read) return errorFor(GitOutcome::unreadable("remotes were expected", 0), repository);
@@ -57,9 +57,9 @@ qrb::Error GitPlugIn::listRemotes(const QRBSourceControlRepositoryPtr& repositor
 void GitPlugIn::listRemoteRepositoriesForRepository(
     const QRBSourceControlRepositoryPtr& repository,
     Completion<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositoriesPtr> completionBlock) {
-  const GitTool tool = toolFor(repository);
+  const GitTool tool = lookAt(repository);
   std::vector<GitRemote> remotes;
-  if (const qrb::Error error = listRemotes(repository, remotes)) return completionBlock(nullptr, nullptr, error);
+  if (const qrb::Error error = listRemotes(tool, repository, remotes)) return completionBlock(nullptr, nullptr, error);
   const GitRemote* const primary = primaryOf(remotes, tool);
   QRBSourceControlRemoteRepositoryPtr primaryRepository;
   std::vector<QRBSourceControlRemoteRepositories::value_type> entries;

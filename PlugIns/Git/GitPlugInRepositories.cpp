@@ -85,7 +85,7 @@ void GitPlugIn::scanForWorkingCopiesInFolderPaths(const Files& folderPaths, bool
 void GitPlugIn::upgradeWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy, const qrb::String&,
                                    Completion<> completionBlock) {
   std::string place;
-  const GitOutcome outcome = toolFor(workingCopy).run(gitLocationCommand(), place);
+  const GitOutcome outcome = lookAt(workingCopy).run(gitLocationCommand(), place);
   completionBlock(outcome ? QRBSourceControlError_WorkingCopyUpgradeNotNeeded() : errorFor(outcome, workingCopy));
 }
 

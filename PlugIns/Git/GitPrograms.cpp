@@ -10,15 +10,6 @@
 
 namespace {
 
-bool holds(std::string_view text, std::string_view word) {
-  const auto isSame = [](char a, char b) { return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b; };
-  return std::search(text.begin(), text.end(), word.begin(), word.end(), isSame) != text.end();
-}
-
-bool isOwn(std::string_view scope) {
-  return scope == "local" || scope == "worktree";
-}
-
 /// The value that is as good as none where the user has chosen none.
 std::string neutralValue(std::string_view key) {
   constexpr std::pair<std::string_view, std::string_view> known[] = {{"core.sshcommand", "ssh"},
@@ -65,9 +56,28 @@ struct Values {
   bool hasOwn = false;
 };
 
-/// "<scope>\0<key>\n<value>\0"; a key alone means true.
 std::map<std::string, Values> readValues(std::string_view listing) {
   std::map<std::string, Values> result;
+  gitForEachSetting(listing, [&](std::string_view scope, std::string_view key, std::string_view value) {
+    Values& values = result[std::string(key)];
+    if (gitIsScopeOfRepository(scope)) {
+      values.hasOwn = true;
+    } else {
+      values.chosen.emplace_back(value);
+    }
+  });
+  return result;
+}
+
+}  // namespace
+
+bool gitIsScopeOfRepository(std::string_view scope) {
+  return scope == "local" || scope == "worktree";
+}
+
+/// "<scope>\0<key>\n<value>\0"
+void gitForEachSetting(std::string_view listing,
+                       const std::function<void(std::string_view, std::string_view, std::string_view)>& found) {
   const auto take = [&] {
     const std::size_t end = std::min(listing.find('\0'), listing.size());
     const std::string_view token = listing.substr(0, end);
@@ -78,25 +88,8 @@ std::map<std::string, Values> readValues(std::string_view listing) {
     const std::string_view scope = take();
     const std::string_view setting = take();
     const std::size_t end = std::min(setting.find('\n'), setting.size());
-    Values& values = result[std::string(setting.substr(0, end))];
-    if (isOwn(scope)) {
-      values.hasOwn = true;
-    } else {
-      values.chosen.emplace_back(end < setting.size() ? setting.substr(end + 1) : "true");
-    }
+    found(scope, setting.substr(0, end), end < setting.size() ? setting.substr(end + 1) : "true");
   }
-  return result;
-}
-
-}  // namespace
-
-bool gitMayNamePrograms(std::string_view configuration) {
-  return holds(configuration, "filter") || holds(configuration, "include") || holds(configuration, "promisor") ||
-         holds(configuration, "partialclone");
-}
-
-bool gitMayMoveWorkingCopy(std::string_view configuration) {
-  return holds(configuration, "worktree") || holds(configuration, "include");
 }
 
 GitCommand gitProgramSettingsCommand() {
@@ -128,7 +121,7 @@ GitNeutralization gitNeutralizePrograms(std::string_view listing) {
   const auto isOfMissingObjects = [](const auto& entry) {
     return entry.first.ends_with(".promisor") || entry.first == "extensions.partialclone";
   };
-  const bool fetchesMissingObjects = std::ranges::any_of(all, isOfMissingObjects);
+  result.fetchesMissingObjects = std::ranges::any_of(all, isOfMissingObjects);
   for (const auto& [key, values] : all) {
     if (!values.hasOwn || isOfMissingObjects(std::pair(key, 0))) continue;
     if (isList(key)) {
@@ -141,7 +134,7 @@ GitNeutralization gitNeutralizePrograms(std::string_view listing) {
       result.settings.emplace_back("maintenance.auto", "false");
     } else if (key.ends_with(".uploadpack")) {
       // Git takes the first that it reads. On another machine it does no harm here, and requests name no such remote.
-      if (fetchesMissingObjects) result.variables.emplace_back("GIT_ALLOW_PROTOCOL", "git:http:https:ssh");
+      if (result.fetchesMissingObjects) result.variables.emplace_back("GIT_ALLOW_PROTOCOL", "git:http:https:ssh");
     } else {
       result.settings.emplace_back(key, values.chosen.empty() ? neutralValue(key) : values.chosen.back());
     }

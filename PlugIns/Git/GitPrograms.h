@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -12,12 +13,6 @@
 // of the way to servers and of whom to trust, for a secret must not go where whoever made the repository wants it.
 // Whoever unpacks an archive has not chosen any of it. Commands that change files run such programs, as git does.
 
-/// Whether the text of a configuration file may name one, itself or in a file that it includes.
-bool gitMayNamePrograms(std::string_view configuration);
-
-/// Whether the text of a configuration file may say that the working copy lies elsewhere.
-bool gitMayMoveWorkingCopy(std::string_view configuration);
-
 /// Prints all settings that name such programs, of whatever origin: see gitNeutralizePrograms().
 GitCommand gitProgramSettingsCommand();
 
@@ -28,6 +23,17 @@ struct GitNeutralization {
   Pairs settings;
   /// Of the environment, for what no setting can take back.
   Pairs variables;
+  /// The repository is a partial clone: git fetches what it lacks while it looks.
+  bool fetchesMissingObjects = false;
 };
 
 GitNeutralization gitNeutralizePrograms(std::string_view listing);
+
+/// Whether settings of that scope come from the repository and not from the user or the machine.
+bool gitIsScopeOfRepository(std::string_view scope);
+
+/// Calls `found(scope, key, value)` for each setting in what `config --show-scope --null` has printed. A key alone
+/// means true.
+void gitForEachSetting(
+    std::string_view listing,
+    const std::function<void(std::string_view scope, std::string_view key, std::string_view value)>& found);

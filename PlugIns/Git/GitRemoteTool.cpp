@@ -68,22 +68,24 @@ qrb::Error GitRemoteTool::open() {
   // For reflogs, which would show the whole command.
   _tool.addVariable("GIT_REFLOG_ACTION", "fetch");
   useSSH();
-  GitNeutralization neutralization = readNeutralization();
+  GitNeutralization neutralization;
+  if (const GitOutcome outcome = readNeutralization(neutralization); !outcome) return errorFor(outcome);
   const bool isTrusted = _access.address.scheme == "https" && !_access.trustedFingerprint.empty();
   if (qrb::Error error = isTrusted ? trustCertificate(neutralization.settings) : qrb::Error()) return error;
   _tool.setNeutralization(std::move(neutralization));
   return {};
 }
 
-GitNeutralization GitRemoteTool::readNeutralization() const {
+GitOutcome GitRemoteTool::readNeutralization(GitNeutralization& result) const {
   std::string listing;
-  _tool.run(gitProgramSettingsCommand(), listing);
-  GitNeutralization result = gitNeutralizePrograms(listing);
+  GitOutcome outcome = _tool.findPrograms(listing);
+  if (!outcome) return outcome;
+  result = gitNeutralizePrograms(listing);
   // A proxy sees nothing of a protected connection, and may be the only way out.
   if (_access.address.scheme != "http") {
     std::erase_if(result.settings, [](const auto& setting) { return setting.first.ends_with(".proxy"); });
   }
-  return result;
+  return outcome;
 }
 
 GitOutcome GitRemoteTool::run(const GitCommand& command, const GitTool::Output& onOutput,

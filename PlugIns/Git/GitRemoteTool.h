@@ -52,7 +52,7 @@ class GitRemoteTool {
 
  private:
   /// What wins over the repository's own configuration.
-  GitNeutralization readNeutralization() const;
+  GitOutcome readNeutralization(GitNeutralization& result) const;
   qrb::Error trustCertificate(GitNeutralization::Pairs& settings) const;
   std::optional<qrb::ServerCertificate> certificate(std::string& reason) const;
   void useSSH();

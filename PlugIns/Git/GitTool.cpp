@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <span>
 
@@ -84,26 +85,29 @@ bool looksIntoSubmodules(const GitCommand& command) {
                              [](const std::string& argument) { return argument == "status" || argument == "diff"; });
 }
 
-/// Adds what the submodules below a folder name. They inherit the settings.
-void addOfSubmodules(const std::string& folder, int hostConnection, GitNeutralization& result) {
-  if (!gitMayHoldSubmodules(folder)) return;
-  std::vector<std::string> submodules;
-  GitIndexParser parser;
-  GitTool(folder, hostConnection).parse(gitIndexCommand(), parser, [&](const GitIndexRecord& record) {
-    if (record.isSubmodule()) submodules.push_back(folder + "/" + std::string(record.path));
-  });
-  for (const std::string& submodule : submodules) {
-    std::error_code error;
-    if (std::filesystem::is_symlink(submodule, error)) continue;
-    if (gitMayNamePrograms(gitOwnConfiguration(submodule))) {
-      std::string listing;
-      GitTool(submodule, hostConnection).run(gitProgramSettingsCommand(), listing);
-      const auto [settings, variables] = gitNeutralizePrograms(listing);
-      result.settings.insert(result.settings.end(), settings.begin(), settings.end());
-      result.variables.insert(result.variables.end(), variables.begin(), variables.end());
-    }
-    addOfSubmodules(submodule, hostConnection, result);
-  }
+/// More than any repository names in earnest, in bytes.
+constexpr std::size_t longestListing = std::size_t{4} << 20;
+
+/// How deep submodules within submodules are looked into.
+constexpr int deepestSubmodule = 32;
+
+void add(GitNeutralization& result, const GitNeutralization& more) {
+  result.settings.insert(result.settings.end(), more.settings.begin(), more.settings.end());
+  result.variables.insert(result.variables.end(), more.variables.begin(), more.variables.end());
+}
+
+/// What stands at the path of a submodule that is not checked out, or a link, git does not look into.
+bool isCheckedOut(const std::string& submodule) {
+  std::error_code error;
+  return !std::filesystem::is_symlink(submodule, error) &&
+         std::filesystem::exists(std::filesystem::symlink_status(submodule + "/.git", error));
+}
+
+GitOutcome obstacleIn(const std::string& path) {
+  return GitOutcome::failed({GitFailureKind::RepositoryCorrupt, path,
+                             "“" + path +
+                                 "” is a pipe or a device, where git expects a file. Remove it if you do not "
+                                 "know what it is for."});
 }
 
 GitTool::Output appendTo(std::string& text) {
@@ -128,7 +132,8 @@ GitOutcome GitOutcome::unreadable(const std::string& what, std::uint64_t offset)
                  "What git printed could not be read: " + what + " (byte " + std::to_string(offset) + ")"});
 }
 
-GitTool::GitTool(std::string folder, int hostConnection) : _folder(std::move(folder)), _hostConnection(hostConnection) {
+GitTool::GitTool(std::string folder, int hostConnection, GitProtections protections)
+    : _folder(std::move(folder)), _hostConnection(hostConnection), _protections(protections) {
   _runner.setHostConnectionDescriptor(hostConnection);
 }
 
@@ -136,16 +141,19 @@ GitOutcome GitTool::run(const GitCommand& command, const Output& onOutput, const
   if (!command) return GitOutcome::failed({GitFailureKind::UnknownRevision, {}, command.refusal});
   if (_folder.empty()) return GitOutcome::failed({GitFailureKind::NotARepository, {}, "not a folder of this machine"});
   const bool writes = command.access == GitAccess::Write;
-  if (writes && !guard().refusal) return guard().refusal;
+  if (const std::string& obstacle = trust().obstacle; !obstacle.empty()) return obstacleIn(obstacle);
   GitNeutralization neutralization;
-  if (_neutralization) {
-    neutralization = *_neutralization;
-  } else if (!writes) {
-    neutralization = guard().neutralization;
+  if (_neutralization) neutralization = *_neutralization;
+  if (_protections.guard) {
+    const GitOutcome outcome = writes ? refuseElsewhere() : neutralize(command, neutralization);
+    if (!outcome) return outcome;
   }
-  if (!writes && looksIntoSubmodules(command)) addOfSubmodules(_folder, _hostConnection, neutralization);
+  if (_looking && _protections.sandbox) {
+    if (GitOutcome outcome = enterSandbox(neutralization); !outcome) return outcome;
+  }
   ToolCommand tool = prepare(command);
-  const auto& [settings, variables] = neutralization;
+  const auto& settings = neutralization.settings;
+  const auto& variables = neutralization.variables;
   tool.environment.insert(tool.environment.end(), variables.begin(), variables.end());
   // As variables, since names may hold what divides them from values on a command line.
   if (_neutralization || !settings.empty())
@@ -160,6 +168,10 @@ GitOutcome GitTool::run(const GitCommand& command, const Output& onOutput, const
 ToolCommand GitTool::prepare(const GitCommand& command) const {
   ToolCommand tool;
   tool.path = "git";
+  // Git writes its staging area in some commands that only look, and tells a hook.
+  if (command.access == GitAccess::Read && !command.runsHooks && _protections.guard) {
+    tool.arguments.insert(tool.arguments.end(), {"-c", "core.hooksPath=/dev/null"});
+  }
   for (const std::string& setting : _settings) tool.arguments.insert(tool.arguments.end(), {"-c", setting});
   tool.arguments.insert(tool.arguments.end(), command.arguments.begin(), command.arguments.end());
   setEnvironment(tool, command);
@@ -193,32 +205,112 @@ GitOutcome GitTool::runPrepared(const GitCommand& command, const ToolCommand& to
   return outcome;
 }
 
-/// Most repositories have nothing of the kind, which a look at their configuration tells in no time.
-const GitTool::Guard& GitTool::guard() const {
-  if (_guard) return *_guard;
-  _guard.emplace();
-  const std::string configuration = gitOwnConfiguration(_folder);
-  if (gitMayNamePrograms(configuration)) {
-    const GitCommand command = gitProgramSettingsCommand();
-    std::string listing;
-    runPrepared(command, prepare(command), appendTo(listing), {});
-    _guard->neutralization = gitNeutralizePrograms(listing);
+const GitRepositoryTrust& GitTool::trust() const {
+  if (!_trust) _trust = gitTrust(_folder);
+  return *_trust;
+}
+
+GitOutcome GitTool::findPrograms(std::string& listing) const {
+  const GitCommand command = gitProgramSettingsCommand();
+  const Output collect = [&](std::string_view bytes) {
+    listing.append(bytes);
+    return listing.size() <= longestListing;
+  };
+  GitOutcome outcome = runPrepared(command, prepare(command), collect, {});
+  if (outcome.kind == GitOutcome::Kind::Stopped) {
+    return GitOutcome::failed({GitFailureKind::ConfigurationBroken, _folder,
+                               "The repository's configuration names more programs than can be looked through."});
   }
-  if (gitMayMoveWorkingCopy(configuration)) _guard->refusal = findElsewhere();
-  return *_guard;
+  const bool hasNone = outcome.kind == GitOutcome::Kind::Failed && outcome.exitCode == 1 && listing.empty();
+  return hasNone ? GitOutcome() : outcome;
+}
+
+/// Most repositories have nothing of the kind, which a look at their configuration tells in no time.
+GitOutcome GitTool::neutralize(const GitCommand& command, GitNeutralization& result) const {
+  if (!_neutralization) {
+    if (!_found && trust().mayNamePrograms) {
+      std::string listing;
+      if (GitOutcome outcome = findPrograms(listing); !outcome) return outcome;
+      _found = gitNeutralizePrograms(listing);
+    }
+    if (_found) result = *_found;
+  }
+  return looksIntoSubmodules(command) ? neutralizeSubmodules(_folder, 0, result) : GitOutcome();
+}
+
+/// Adds what the submodules below a folder name. They inherit the settings.
+GitOutcome GitTool::neutralizeSubmodules(const std::string& folder, int depth, GitNeutralization& result) const {
+  const GitRepositoryTrust below = depth == 0 ? trust() : gitTrust(folder);
+  const GitTool tool(folder, _hostConnection);
+  if (!below.obstacle.empty()) return obstacleIn(below.obstacle);
+  if (depth > 0 && below.mayNamePrograms) {
+    std::string listing;
+    if (GitOutcome outcome = tool.findPrograms(listing); !outcome) return outcome;
+    add(result, gitNeutralizePrograms(listing));
+  }
+  if (!below.mayHoldSubmodules) return {};
+  if (depth == deepestSubmodule) {
+    return GitOutcome::failed({GitFailureKind::RepositoryCorrupt, folder, "The submodules are nested too deep."});
+  }
+  std::vector<std::string> submodules;
+  GitIndexParser parser;
+  const GitCommand command = gitIndexCommand();
+  GitOutcome outcome = tool.runPrepared(command, tool.prepare(command),
+                                        [&](std::string_view bytes) {
+                                          return parser.feed(bytes, [&](const GitIndexRecord& record) {
+                                            if (record.isSubmodule())
+                                              submodules.push_back(folder + "/" + std::string(record.path));
+                                          });
+                                        },
+                                        {});
+  if (outcome && (parser.error() || !parser.finish())) {
+    outcome = GitOutcome::unreadable(parser.error()->what, parser.error()->offset);
+  }
+  for (std::size_t number = 0; outcome && number < submodules.size(); ++number) {
+    if (isCheckedOut(submodules[number])) outcome = neutralizeSubmodules(submodules[number], depth + 1, result);
+  }
+  return outcome;
+}
+
+GitOutcome GitTool::refuseElsewhere() const {
+  if (!_elsewhere) _elsewhere = trust().mayMoveWorkingCopy ? findElsewhere() : GitOutcome();
+  return *_elsewhere;
 }
 
 GitOutcome GitTool::findElsewhere() const {
   const GitCommand command = gitLocationCommand();
   std::string output;
-  // What is wrong otherwise, the command itself will say.
-  runPrepared(command, prepare(command), appendTo(output), {});
+  const GitOutcome outcome = runPrepared(command, prepare(command), appendTo(output), {});
   const auto location = gitReadLocation(output);
+  // Where there is no repository there is none to move, and the command itself will say so.
+  if (outcome.failedWith(GitFailureKind::NotARepository) && output.empty()) return {};
+  if (!location) return outcome ? GitOutcome::unreadable("no location", 0) : outcome;
   std::error_code error;
-  if (!location || location->root.empty() || std::filesystem::equivalent(location->root, _folder, error)) return {};
+  if (location->root.empty() || std::filesystem::equivalent(location->root, _folder, error)) return {};
   return GitOutcome::failed({GitFailureKind::NotARepository, _folder,
                              "The repository in “" + _folder + "” says that its files are in “" + location->root +
                                  "” (core.worktree). Changes are made there only when that folder is asked for."});
+}
+
+GitOutcome GitTool::enterSandbox(const GitNeutralization& neutralization) const {
+  // One process serves one request, which looks at one repository.
+  static bool hasEntered = false;
+  if (hasEntered) return {};
+  const auto ask = [this](const GitCommand& command) {
+    std::string output;
+    runPrepared(command, prepare(command), appendTo(output), {});
+    if (output.ends_with('\n')) output.pop_back();
+    return output;
+  };
+  const GitLookedAt repository{trust().commonFolder, neutralization.fetchesMissingObjects};
+  if (const int error = qrb::enterSandbox(gitSandboxRules(*_looking, repository, ask))) {
+    return GitOutcome::failed(
+        {GitFailureKind::Other,
+         {},
+         "The system refused to limit what git may do: " + std::string(::strerrordesc_np(error))});
+  }
+  hasEntered = true;
+  return {};
 }
 
 GitOutcome GitTool::run(const GitCommand& command, std::string& output) const {

@@ -11,6 +11,9 @@
 #include "GitCommands.h"
 #include "GitFailure.h"
 #include "GitPrograms.h"
+#include "GitProtections.h"
+#include "GitRepositoryTrust.h"
+#include "GitSandbox.h"
 #include "ToolRunner.h"
 
 /// How a git command ended.
@@ -43,7 +46,11 @@ class GitTool {
 
   /// In the folder itself and never in a repository further up: what is no root of a working copy and no repository is
   /// told as such. `hostConnection` is as for ToolRunner.
-  GitTool(std::string folder, int hostConnection);
+  GitTool(std::string folder, int hostConnection, GitProtections protections = {});
+
+  /// The request only looks: with the first command this process enters a sandbox for good, and commands that write
+  /// fail from then on. To be called on the thread that runs the commands.
+  void setLooking(GitLooking looking) { _looking = std::move(looking); }
 
   /// For how long a writing command is tried again that finds a lock file of another process; 5 seconds at first.
   void setLockPatience(std::chrono::milliseconds patience) { _lockPatience = patience; }
@@ -59,8 +66,10 @@ class GitTool {
     _runner.setSideChannel(descriptor, std::move(onReadable));
   }
 
-  /// Programs that the repository's own configuration names are not run by commands that only read (see GitPrograms.h),
-  /// and commands that write refuse a repository whose working copy is not the folder.
+  /// Commands that only read run no hooks, and no programs that the repository's own configuration names (see
+  /// GitPrograms.h); commands that write refuse a repository whose working copy is not the folder. What the repository
+  /// names is known from its files where these are plain, else git is asked, which runs nothing; where it cannot say,
+  /// no command runs.
   ///
   /// Runs the command; `onOutput` gets its output as it comes, `onError` what goes to standard error. A writing command
   /// that finds a lock file before it has printed anything is run again, for lockPatience at most, while the other
@@ -78,19 +87,22 @@ class GitTool {
     return outcome;
   }
 
- private:
-  struct Guard {
-    /// Of the commands that read.
-    GitNeutralization neutralization;
-    /// What is wrong with the repository, for those that write.
-    GitOutcome refusal;
-  };
+  /// Prints what names programs in all configurations, as gitProgramSettingsCommand(); none is no failure. Runs nothing
+  /// that a repository names.
+  GitOutcome findPrograms(std::string& listing) const;
 
+ private:
   qrb::ToolCommand prepare(const GitCommand& command) const;
   GitOutcome runPrepared(const GitCommand& command, const qrb::ToolCommand& tool, const Output& onOutput,
                          const Output& onError) const;
-  const Guard& guard() const;
+  const GitRepositoryTrust& trust() const;
+  /// What keeps git from heeding the repository.
+  GitOutcome neutralize(const GitCommand& command, GitNeutralization& result) const;
+  GitOutcome neutralizeSubmodules(const std::string& folder, int depth, GitNeutralization& result) const;
+  /// The failure that the working copy is not the folder.
+  GitOutcome refuseElsewhere() const;
   GitOutcome findElsewhere() const;
+  GitOutcome enterSandbox(const GitNeutralization& neutralization) const;
 
   const std::string _folder;
   const int _hostConnection;
@@ -99,5 +111,9 @@ class GitTool {
   std::optional<GitNeutralization> _neutralization;
   std::chrono::milliseconds _lockPatience{5000};
   qrb::ToolRunner _runner;
-  mutable std::optional<Guard> _guard;
+  const GitProtections _protections;
+  std::optional<GitLooking> _looking;
+  mutable std::optional<GitRepositoryTrust> _trust;
+  mutable std::optional<GitNeutralization> _found;
+  mutable std::optional<GitOutcome> _elsewhere;
 };

@@ -1,18 +1,8 @@
 #include "GitWorkingCopyProbe.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <memory>
 #include <string_view>
-
-#include "FileDescriptor.h"
 
 namespace {
 
@@ -46,12 +36,17 @@ bool hasHead(const fs::path& gitDirectory) {
   return text && (text->starts_with("ref:") || isObjectName(*text));
 }
 
+/// Where a path in a file leads from a folder. Links on the way count, so that "x/.." need not be here.
+fs::path follow(const fs::path& folder, const std::string& path) {
+  std::error_code error;
+  fs::path place = fs::canonical(folder / path, error);
+  return error ? fs::path() : place;
+}
+
 /// The folder with what all working copies of the repository share; none when this is no repository.
 std::optional<fs::path> commonDirectory(const fs::path& gitDirectory) {
   fs::path common = gitDirectory;
-  if (const auto relative = readLine(gitDirectory / "commondir"))
-    common = (gitDirectory / *relative).lexically_normal();
-  if (!common.has_filename()) common = common.parent_path();
+  if (const auto relative = readLine(gitDirectory / "commondir")) common = follow(gitDirectory, *relative);
   std::error_code error;
   if (!hasHead(gitDirectory) || !fs::is_directory(common / "objects", error) ||
       !fs::is_directory(common / "refs", error)) {
@@ -68,44 +63,7 @@ std::optional<fs::path> gitDirectoryOf(const fs::path& root) {
   constexpr std::string_view label = "gitdir: ";
   const auto line = readLine(entry);
   if (!line || !line->starts_with(label)) return std::nullopt;
-  return (root / line->substr(label.size())).lexically_normal();
-}
-
-void appendFile(const fs::path& file, std::string& text) {
-  std::error_code error;
-  if (!fs::is_regular_file(file, error)) return;
-  std::ifstream stream(file, std::ios::binary);
-  text.append(std::istreambuf_iterator<char>(stream), {});
-}
-
-/// How a submodule's kind is written, wherever else those bytes may occur. Looks for the rarest of them.
-bool holdsSubmoduleKind(std::string_view bytes) {
-  constexpr std::string_view kind("\0\0\xe0\0", 4);
-  constexpr std::size_t rarest = 2;
-  for (std::size_t place = bytes.find(kind[rarest]); place != std::string_view::npos;
-       place = bytes.find(kind[rarest], place + 1)) {
-    if (place >= rarest && bytes.substr(place - rarest, kind.size()) == kind) return true;
-  }
-  return false;
-}
-
-/// A staging area has hundreds of bytes for each file, and every look at the working copy waits for this.
-bool fileHoldsSubmoduleKind(const fs::path& file) {
-  constexpr std::size_t pieceSize = std::size_t{256} << 10;
-  constexpr std::size_t overlap = 3;
-  const qrb::FileDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  const auto bytes = std::make_unique_for_overwrite<char[]>(overlap + pieceSize);
-  std::size_t kept = 0;
-  for (;;) {
-    const ssize_t got = ::read(descriptor.get(), bytes.get() + kept, pieceSize);
-    if (got < 0 && errno == EINTR) continue;
-    // What cannot be read names none, and git will say that it cannot be read.
-    if (got <= 0) return false;
-    const std::string_view piece(bytes.get(), kept + static_cast<std::size_t>(got));
-    if (holdsSubmoduleKind(piece)) return true;
-    kept = std::min(overlap, piece.size());
-    std::memmove(bytes.get(), piece.data() + piece.size() - kept, kept);
-  }
+  return follow(root, line->substr(label.size()));
 }
 
 }  // namespace
@@ -128,26 +86,6 @@ std::vector<std::string> gitRepositoryFolders(const std::string& folder) {
   return folders;
 }
 
-std::string gitOwnConfiguration(const std::string& folder) {
-  std::string text;
-  for (const fs::path repository : gitRepositoryFolders(folder)) {
-    appendFile(repository / "config", text);
-    appendFile(repository / "config.worktree", text);
-  }
-  return text;
-}
-
-bool gitMayHoldSubmodules(const std::string& folder) {
-  const fs::path gitDirectory = gitDirectoryOf(folder).value_or(folder);
-  std::error_code error;
-  for (fs::directory_iterator entry(gitDirectory, error), end; !error && entry != end; entry.increment(error)) {
-    const std::string name = entry->path().filename().string();
-    if (name != "index" && !name.starts_with("sharedindex.")) continue;
-    if (fileHoldsSubmoduleKind(entry->path())) return true;
-  }
-  return false;
-}
-
 std::optional<GitWorkingCopyPlace> gitProbeWorkingCopy(const std::string& path) {
   // A relative path would speak of wherever this process happens to be.
   if (!path.starts_with('/')) return std::nullopt;
@@ -158,7 +96,8 @@ std::optional<GitWorkingCopyPlace> gitProbeWorkingCopy(const std::string& path) 
   if (!gitDirectory) return std::nullopt;
   const auto common = commonDirectory(*gitDirectory);
   if (!common) return std::nullopt;
-  if (*common == root / ".git") return GitWorkingCopyPlace{root.string(), root.string()};
+  std::error_code error;
+  if (fs::equivalent(*common, root / ".git", error)) return GitWorkingCopyPlace{root.string(), root.string()};
   if (common->filename() == ".git") return GitWorkingCopyPlace{root.string(), common->parent_path().string()};
   const bool isOnlyWorkingCopy = *common == *gitDirectory;
   return GitWorkingCopyPlace{root.string(), isOnlyWorkingCopy ? root.string() : common->string()};

@@ -22,10 +22,3 @@ bool gitIsMerging(const std::string& root);
 /// The folders of the repository of a working copy, by its root, or of a repository, by its own folder: that which is
 /// of one working copy alone, and that which all share where it is another.
 std::vector<std::string> gitRepositoryFolders(const std::string& folder);
-
-/// The text of the configuration files of a repository's own, joined: of a working copy by its root, of a repository by
-/// its folder. Empty where there are none. Files that they include are not among them.
-std::string gitOwnConfiguration(const std::string& folder);
-
-/// Whether the staging area may name submodules; false is certain. Runs no git.
-bool gitMayHoldSubmodules(const std::string& folder);

@@ -160,13 +160,6 @@ TEST(GitWorkCommands, whatGitPrintsOfATreeSaysWhatAPathIs) {
   }
 }
 
-TEST(GitPrograms, areLookedForWhereAConfigurationSpeaksOfThem) {
-  EXPECT_FALSE(gitMayNamePrograms("[core]\n\tbare = false\n[remote \"origin\"]\n\turl = x\n"));
-  for (const char* text : {"[Filter \"x\"]", "[include]", "[INCLUDEIF \"x\"]", "promisor = true", "partialClone = x"}) {
-    EXPECT_TRUE(gitMayNamePrograms(text)) << text;
-  }
-}
-
 TEST(GitPrograms, ofTheRepositoryGiveWayToThoseOfTheUser) {
   const auto setting = [](const char* scope, const char* key, const char* value) {
     return scope + "\0"s + key + "\n" + value + "\0"s;

@@ -58,26 +58,4 @@ TEST(GitWorkingCopyProbe, findsNothingInWhatOnlyLooksLikeAWorkingCopy) {
   EXPECT_EQ(found(""), "nothing");
 }
 
-TEST(GitWorkingCopyProbe, noSubmoduleOfTheStagingAreaIsMissedHoweverMuchStandsBeforeIt) {
-  GitRepository inner;
-  inner.commit("inner");
-  GitRepository repository;
-  repository.write("file", "text");
-  repository.commit("without");
-  EXPECT_FALSE(gitMayHoldSubmodules(repository.root()));
-  repository.run({"submodule", "--quiet", "add", inner.root(), "sub"});
-  EXPECT_TRUE(gitMayHoldSubmodules(repository.root()));
-  // At every place relative to the pieces that the file is read in, which are powers of two.
-  for (const std::size_t size : {std::size_t{0}, std::size_t{1} << 18, std::size_t{1} << 19}) {
-    for (std::size_t before = size; before < size + 8; ++before) {
-      std::string index(before, '\xe0');
-      index.append("\0\0\xe0\0", 4);
-      repository.write(".git/index", index.substr(0, index.size() - 1));
-      EXPECT_FALSE(gitMayHoldSubmodules(repository.root())) << before;
-      repository.write(".git/index", index.substr(4) + index.substr(index.size() - 4) + "rest");
-      EXPECT_TRUE(gitMayHoldSubmodules(repository.root())) << before;
-    }
-  }
-}
-
 }  // namespace

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Export.h"
+
+namespace qrb {
+
+/// What a process may still do after it has entered a sandbox, besides reading.
+struct SandboxRules {
+  /// Files that may be executed, and folders below which everything may be. What is not there is passed over.
+  std::vector<std::string> executables;
+  /// Folders below which files may be made, changed, moved and removed. What is not there is passed over.
+  std::vector<std::string> writableFolders;
+  /// Folders below which empty folders may be removed.
+  std::vector<std::string> emptyFolders;
+  /// TCP connections and listening on TCP ports.
+  bool mayUseTCP = false;
+};
+
+/// Which of a sandbox's limits the running kernel enforces.
+struct SandboxSupport {
+  /// The version of the kernel's interface (Landlock); 0 where there is none.
+  int version = 0;
+  /// Making, changing, removing and executing files. Without `truncating`, files may still be cut short.
+  bool files = false;
+  bool truncating = false;
+  bool tcp = false;
+  /// Control calls to devices.
+  bool devices = false;
+  /// Signals to processes outside, and abstract sockets of theirs.
+  bool signalsAndSockets = false;
+};
+
+/// Asks the kernel once. Any thread.
+QRB_EXPORT const SandboxSupport& sandboxSupport();
+
+/// Takes from the calling thread and from all threads and processes that it starts from now on, for good, what the
+/// rules do not name: executing, changing the file system (/dev/null may be written to), TCP, control calls to devices,
+/// signals to processes outside and abstract sockets made outside; and privileges by set-user-ID programs. What is open
+/// already stays usable. Of the limits, those hold that the kernel knows: see sandboxSupport().
+///
+/// Returns 0, or the error number with which the kernel refused what it should know; nothing is limited then but
+/// privileges. A kernel that has no such interface, or forbids it to this process, is no error.
+QRB_EXPORT int enterSandbox(const SandboxRules& rules);
+
+}  // namespace qrb

@@ -1,0 +1,239 @@
+#include "GitRepositoryTrust.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <span>
+
+#include "FileDescriptor.h"
+
+namespace {
+
+using qrb::FileDescriptor;
+
+bool holds(std::string_view text, std::string_view word) {
+  const auto isSame = [](char a, char b) { return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b; };
+  return std::search(text.begin(), text.end(), word.begin(), word.end(), isSame) != text.end();
+}
+
+bool isObjectName(std::string_view text) {
+  return (text.size() == 40 || text.size() == 64) &&
+         text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
+
+/// How a submodule's kind is written in a staging area, wherever else those bytes may occur. Looks for the rarest.
+bool holdsSubmoduleKind(std::string_view bytes) {
+  constexpr std::string_view kind("\0\0\xe0\0", 4);
+  constexpr std::size_t rarest = 2;
+  for (std::size_t place = bytes.find(kind[rarest]); place != std::string_view::npos;
+       place = bytes.find(kind[rarest], place + 1)) {
+    if (place >= rarest && bytes.substr(place - rarest, kind.size()) == kind) return true;
+  }
+  return false;
+}
+
+/// One look at a repository. Each step says whether what it met is of the plain form.
+class Look {
+ public:
+  explicit Look(const std::string& folder) : _path(folder) {}
+
+  GitRepositoryTrust take() {
+    GitRepositoryTrust trust;
+    const FileDescriptor root(::open(_path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (root.valid() && findFolders(root.get()) && hasPlainHead() && hasStore() && readConfigurations()) {
+      trust.isPlain = true;
+      trust.mayNamePrograms = gitMayNamePrograms(_configuration);
+      trust.mayMoveWorkingCopy = gitMayMoveWorkingCopy(_configuration);
+      trust.mayHoldSubmodules = mayHoldSubmodules();
+      trust.commonFolder = pathOf(common());
+    }
+    findObstacle(own(), "packed-refs");
+    findObstacle(common(), "packed-refs");
+    trust.obstacle = _obstacle;
+    return trust;
+  }
+
+ private:
+  enum class Kind : unsigned char { Absent, File, Folder, Other };
+
+  int own() const { return _own.get(); }
+  int common() const { return _common.valid() ? _common.get() : _own.get(); }
+
+  /// What a name leads to, links resolved.
+  Kind kindOf(int folder, const char* name) {
+    struct stat information {};
+    if (::fstatat(folder, name, &information, 0) != 0) {
+      // A link that leads nowhere is there all the same.
+      const bool isAbsent = errno == ENOENT && ::fstatat(folder, name, &information, AT_SYMLINK_NOFOLLOW) != 0;
+      return isAbsent ? Kind::Absent : Kind::Other;
+    }
+    if (S_ISREG(information.st_mode)) return Kind::File;
+    if (S_ISDIR(information.st_mode)) return Kind::Folder;
+    if (_obstacle.empty()) _obstacle = pathOf(folder) + "/" + name;
+    return Kind::Other;
+  }
+
+  static std::string pathOf(int folder) {
+    std::array<char, PATH_MAX> path{};
+    const ssize_t length = ::readlink(("/proc/self/fd/" + std::to_string(folder)).c_str(), path.data(), path.size());
+    return {path.data(), length > 0 ? static_cast<std::size_t>(length) : 0};
+  }
+
+  void findObstacle(int folder, const char* name) {
+    if (folder >= 0) kindOf(folder, name);
+  }
+
+  /// The text of a file without zero bytes; absent where it cannot be had whole.
+  std::optional<std::string> read(int folder, const char* name, std::size_t limit) {
+    if (kindOf(folder, name) != Kind::File) return std::nullopt;
+    const FileDescriptor file(::openat(folder, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat information {};
+    if (!file.valid() || ::fstat(file.get(), &information) != 0 || !S_ISREG(information.st_mode)) return std::nullopt;
+    if (information.st_size > static_cast<off_t>(limit)) return std::nullopt;
+    std::string text(static_cast<std::size_t>(information.st_size) + 1, '\0');
+    std::size_t length = 0;
+    while (length < text.size()) {
+      const ssize_t got = ::read(file.get(), text.data() + length, text.size() - length);
+      if (got < 0 && errno == EINTR) continue;
+      if (got < 0) return std::nullopt;
+      if (got == 0) break;
+      length += static_cast<std::size_t>(got);
+    }
+    // One that has grown meanwhile is no plain one.
+    if (length == text.size()) return std::nullopt;
+    text.resize(length);
+    return text.find('\0') == std::string::npos ? std::optional(text) : std::nullopt;
+  }
+
+  /// A file of one line, with or without its end.
+  std::optional<std::string> readLine(int folder, const char* name) {
+    constexpr std::size_t longest = 4096;
+    auto text = read(folder, name, longest);
+    if (text && text->ends_with('\n')) text->pop_back();
+    const bool isLine = text && !text->empty() && text->find_first_of("\r\n") == std::string::npos;
+    return isLine ? text : std::nullopt;
+  }
+
+  static FileDescriptor openFolder(int from, const char* path) {
+    return FileDescriptor(::openat(from, path, O_PATH | O_DIRECTORY | O_CLOEXEC));
+  }
+
+  /// The repository's folder and the one that all its working copies share.
+  bool findFolders(int root) {
+    switch (kindOf(root, ".git")) {
+      case Kind::Absent:
+        // A bare repository, if it is any.
+        _own = openFolder(root, ".");
+        break;
+      case Kind::Folder:
+        _own = openFolder(root, ".git");
+        break;
+      case Kind::File: {
+        constexpr std::string_view label = "gitdir: ";
+        const auto line = readLine(root, ".git");
+        if (!line || !line->starts_with(label) || line->size() == label.size()) return false;
+        _own = openFolder(root, line->c_str() + label.size());
+        break;
+      }
+      case Kind::Other:
+        return false;
+    }
+    if (!_own.valid()) return false;
+    if (kindOf(own(), "commondir") == Kind::Absent) return true;
+    const auto line = readLine(own(), "commondir");
+    if (line) _common = openFolder(own(), line->c_str());
+    return _common.valid();
+  }
+
+  bool hasPlainHead() {
+    struct stat information {};
+    if (::fstatat(own(), "HEAD", &information, AT_SYMLINK_NOFOLLOW) != 0) return false;
+    const auto line = readLine(own(), "HEAD");
+    return S_ISREG(information.st_mode) && line && (line->starts_with("ref: refs/") || isObjectName(*line));
+  }
+
+  bool hasStore() {
+    for (const char* name : {"objects", "refs"}) {
+      if (kindOf(common(), name) != Kind::Folder || ::faccessat(common(), name, X_OK, 0) != 0) return false;
+    }
+    return true;
+  }
+
+  bool readConfigurations() {
+    const std::pair<int, const char*> files[] = {
+        {common(), "config"}, {common(), "config.worktree"}, {own(), "config"}, {own(), "config.worktree"}};
+    for (const auto& [folder, name] : std::span(files).first(_common.valid() ? 4 : 2)) {
+      if (kindOf(folder, name) == Kind::Absent) continue;
+      const auto text = read(folder, name, gitTrustedSize);
+      if (!text) return false;
+      _configuration.append(*text).push_back('\n');
+    }
+    return true;
+  }
+
+  bool mayHoldSubmodules() {
+    const FileDescriptor listed(::openat(own(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(::fdopendir(::dup(listed.get())), ::closedir);
+    if (!folder) return true;
+    while (const dirent* const entry = ::readdir(folder.get())) {
+      const std::string_view name = entry->d_name;
+      if (name != "index" && !name.starts_with("sharedindex.")) continue;
+      if (fileHoldsSubmoduleKind(entry->d_name)) return true;
+    }
+    return false;
+  }
+
+  /// A staging area has hundreds of bytes for each file, and every look at the working copy waits for this.
+  bool fileHoldsSubmoduleKind(const char* name) {
+    constexpr std::size_t pieceSize = std::size_t{256} << 10;
+    constexpr std::size_t overlap = 3;
+    if (kindOf(own(), name) != Kind::File) return true;
+    const FileDescriptor file(::openat(own(), name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!file.valid()) return true;
+    const auto bytes = std::make_unique_for_overwrite<char[]>(overlap + pieceSize);
+    std::size_t kept = 0;
+    for (;;) {
+      const ssize_t got = ::read(file.get(), bytes.get() + kept, pieceSize);
+      if (got < 0 && errno == EINTR) continue;
+      if (got <= 0) return got < 0;
+      const std::string_view piece(bytes.get(), kept + static_cast<std::size_t>(got));
+      if (holdsSubmoduleKind(piece)) return true;
+      kept = std::min(overlap, piece.size());
+      std::memmove(bytes.get(), piece.data() + piece.size() - kept, kept);
+    }
+  }
+
+  const std::string _path;
+  FileDescriptor _own;
+  /// Invalid where it is the repository's own folder.
+  FileDescriptor _common;
+  std::string _configuration;
+  std::string _obstacle;
+};
+
+}  // namespace
+
+GitRepositoryTrust gitTrust(const std::string& folder) {
+  return Look(folder).take();
+}
+
+bool gitMayNamePrograms(std::string_view configuration) {
+  return gitMayNameFilters(configuration) || holds(configuration, "promisor") || holds(configuration, "partialclone");
+}
+
+bool gitMayNameFilters(std::string_view configuration) {
+  return holds(configuration, "filter") || holds(configuration, "include");
+}
+
+bool gitMayMoveWorkingCopy(std::string_view configuration) {
+  return holds(configuration, "worktree") || holds(configuration, "include");
+}

@@ -1,0 +1,250 @@
+#include "GitSandbox.h"
+
+#include <elf.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+
+#include "FileDescriptor.h"
+#include "GitCommandParts.h"
+#include "GitPrograms.h"
+#include "GitRepositoryTrust.h"
+#include "Process.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string variable(const char* name) {
+  const char* const value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
+/// The folders in which programs are looked for by name.
+std::vector<std::string> foldersOfPrograms() {
+  std::vector<std::string> folders;
+  const std::string path = variable("PATH");
+  for (std::size_t begin = 0; begin <= path.size();) {
+    const std::size_t end = std::min(path.find(':', begin), path.size());
+    if (path.substr(begin, 1) == "/") folders.push_back(path.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return folders;
+}
+
+/// The first bytes of a program and what they say of what runs it.
+class ProgramHead {
+ public:
+  explicit ProgramHead(const std::string& path) : _file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {
+    const ssize_t length = _file.valid() ? ::pread(_file.get(), _bytes.data(), _bytes.size(), 0) : 0;
+    _length = length > 0 ? static_cast<std::size_t>(length) : 0;
+  }
+
+  bool isScript() const { return text().starts_with("#!"); }
+
+  /// The words of a script's first line.
+  std::vector<std::string> interpreterOfScript() const {
+    std::vector<std::string> words;
+    std::string_view line = text().substr(2, text().find('\n') - 2);
+    while (!line.empty()) {
+      const std::size_t begin = std::min(line.find_first_not_of(" \t\r"), line.size());
+      line.remove_prefix(begin);
+      const std::size_t end = std::min(line.find_first_of(" \t\r"), line.size());
+      if (end > 0) words.emplace_back(line.substr(0, end));
+      line.remove_prefix(end);
+    }
+    return words;
+  }
+
+  /// The loader of shared libraries that a binary names; empty where it needs none.
+  std::string loader() const {
+    if (text().size() < sizeof(Elf64_Ehdr) || !text().starts_with(ELFMAG)) return {};
+    return _bytes[EI_CLASS] == ELFCLASS64 ? loaderOf<Elf64_Ehdr, Elf64_Phdr>() : loaderOf<Elf32_Ehdr, Elf32_Phdr>();
+  }
+
+ private:
+  std::string_view text() const { return {_bytes.data(), _length}; }
+
+  template <class Header, class Segment>
+  std::string loaderOf() const {
+    Header header;
+    std::memcpy(&header, _bytes.data(), sizeof header);
+    for (std::size_t number = 0; number < header.e_phnum; ++number) {
+      Segment segment;
+      const auto place = static_cast<off_t>(header.e_phoff + number * sizeof segment);
+      if (::pread(_file.get(), &segment, sizeof segment, place) != static_cast<ssize_t>(sizeof segment)) return {};
+      if (segment.p_type != PT_INTERP || segment.p_filesz > 4096) continue;
+      std::string path(segment.p_filesz, '\0');
+      if (::pread(_file.get(), path.data(), path.size(), static_cast<off_t>(segment.p_offset)) < 0) return {};
+      return path.c_str();
+    }
+    return {};
+  }
+
+  qrb::FileDescriptor _file;
+  std::array<char, 512> _bytes{};
+  std::size_t _length = 0;
+};
+
+/// Programs that may run, with what runs them.
+class Programs {
+ public:
+  explicit Programs(std::vector<std::string>& executables) : _executables(executables) {}
+
+  /// By path, or by name as PATH has it.
+  void add(const std::string& program) {
+    const std::string path = program.find('/') == std::string::npos ? qrb::executableInPath(program) : program;
+    if (path.empty() || std::ranges::find(_executables, path) != _executables.end()) return;
+    _executables.push_back(path);
+    const ProgramHead head(path);
+    if (head.isScript()) {
+      for (const std::string& word : head.interpreterOfScript()) {
+        if (!word.starts_with('-')) add(word);
+      }
+    } else if (const std::string loader = head.loader(); !loader.empty()) {
+      add(loader);
+    }
+  }
+
+  /// What a command line for the shell starts. A script or anything but a plain call may start whatever is installed.
+  void addCommandLine(const std::string& command) {
+    add("/bin/sh");
+    const std::string first = command.substr(0, command.find_first_of(" \t"));
+    const std::string path = first.find('/') == std::string::npos ? qrb::executableInPath(first) : first;
+    add(path);
+    const bool isPlainCall = command.find_first_of("|&;<>()$`\\\"'\n*?[#~{!") == std::string::npos;
+    if (isPlainCall && !path.empty() && !ProgramHead(path).isScript()) return;
+    for (std::string& folder : foldersOfPrograms()) _executables.push_back(std::move(folder));
+    for (const char* const loader : {"/lib64", "/lib", "/usr/lib"}) _executables.emplace_back(loader);
+  }
+
+ private:
+  std::vector<std::string>& _executables;
+};
+
+/// The folder of git's own programs, where it is usual to be for a git in that place.
+std::string usualFolderOfGit(const std::string& git) {
+  std::error_code error;
+  const fs::path program = fs::canonical(git, error);
+  if (error) return {};
+  const fs::path prefix = program.parent_path().parent_path();
+  for (const char* const folder : {"lib/git-core", "libexec/git-core"}) {
+    if (fs::exists(prefix / folder / "git", error)) return (prefix / folder).string();
+  }
+  return {};
+}
+
+void addGit(Programs& programs, std::vector<std::string>& executables,
+            const std::function<std::string(const GitCommand&)>& ask) {
+  const std::string git = qrb::executableInPath("git");
+  if (git.empty()) return;
+  programs.add(git);
+  std::string folder = variable("GIT_EXEC_PATH");
+  if (folder.empty() && !ProgramHead(git).isScript()) folder = usualFolderOfGit(git);
+  if (folder.empty()) {
+    folder = ask(gitMakeCommand({"--exec-path"}));
+    // What the user's own script in place of git starts is the one beside its programs.
+    programs.add((fs::path(folder) / "../../bin/git").string());
+  }
+  if (folder.empty()) return;
+  programs.add((fs::path(folder) / "git").string());
+  executables.push_back(folder);
+}
+
+/// A file of the user's configuration, whole; absent where there is none.
+std::optional<std::string> textOf(const fs::path& file) {
+  std::error_code error;
+  if (!fs::is_regular_file(file, error)) return std::nullopt;
+  std::ifstream stream(file, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(stream), {});
+}
+
+/// Whether the user's configuration files may name a filter. They are the user's own, so this is for speed alone: most
+/// users have none, or have them in a file that includes others, and then git knows.
+bool mayHaveUserFilters() {
+  std::vector<fs::path> files;
+  if (variable("GIT_CONFIG_NOSYSTEM").empty()) {
+    const std::string system = variable("GIT_CONFIG_SYSTEM");
+    // Which of them git reads, it was told when it was built.
+    files.insert(files.end(), {system.empty() ? "/etc/gitconfig" : system, "/usr/local/etc/gitconfig"});
+  }
+  if (const std::string global = variable("GIT_CONFIG_GLOBAL"); !global.empty()) {
+    files.emplace_back(global);
+  } else if (const fs::path home = variable("HOME"); !home.empty()) {
+    const std::string settings = variable("XDG_CONFIG_HOME");
+    files.insert(files.end(),
+                 {home / ".gitconfig", (settings.empty() ? home / ".config" : fs::path(settings)) / "git/config"});
+  }
+  return std::ranges::any_of(files, [](const fs::path& file) {
+    const auto text = textOf(file);
+    return text && gitMayNameFilters(*text);
+  });
+}
+
+/// The last word of "filter.<name>.<word>", and the name.
+std::pair<std::string_view, std::string_view> partsOf(std::string_view key) {
+  constexpr std::string_view section = "filter.";
+  const std::size_t dot = key.rfind('.');
+  if (!key.starts_with(section) || dot < section.size()) return {};
+  return {key.substr(section.size(), dot - section.size()), key.substr(dot + 1)};
+}
+
+/// A folder in the repository that bears a filter's name, and is one of the repository's own.
+std::string storeOf(const GitUserFilter& filter, const std::string& commonFolder) {
+  std::error_code error;
+  if (commonFolder.empty() || filter.name.empty() || filter.name.find('/') != std::string::npos) return {};
+  constexpr std::string_view gitsOwn[] = {".",    "..",      "objects", "refs",      "hooks", "info",
+                                          "logs", "modules", "config",  "worktrees", "HEAD",  "index"};
+  if (std::ranges::find(gitsOwn, filter.name) != std::end(gitsOwn)) return {};
+  const fs::path folder = fs::path(commonFolder) / filter.name;
+  return fs::is_directory(fs::symlink_status(folder, error)) ? folder.string() : std::string();
+}
+
+}  // namespace
+
+GitCommand gitFiltersCommand() {
+  return gitMakeCommand({"config", "--show-scope", "--null", "--get-regexp", "^filter\\..*\\.(clean|smudge|process)$"});
+}
+
+std::vector<GitUserFilter> gitUserFilters(std::string_view listing) {
+  std::vector<GitUserFilter> filters;
+  gitForEachSetting(listing, [&](std::string_view scope, std::string_view key, std::string_view value) {
+    if (gitIsScopeOfRepository(scope) || value.empty()) return;
+    if (const auto [name, word] = partsOf(key); !name.empty()) {
+      filters.push_back({std::string(name), std::string(value)});
+    }
+  });
+  return filters;
+}
+
+qrb::SandboxRules gitSandboxRules(const GitLooking& looking, const GitLookedAt& repository,
+                                  const std::function<std::string(const GitCommand&)>& ask) {
+  qrb::SandboxRules rules;
+  rules.writableFolders = looking.writableFolders;
+  rules.emptyFolders = looking.emptyFolders;
+  Programs programs(rules.executables);
+  addGit(programs, rules.executables, ask);
+  if (looking.convertsFiles && mayHaveUserFilters()) {
+    for (const GitUserFilter& filter : gitUserFilters(ask(gitFiltersCommand()))) {
+      programs.addCommandLine(filter.command);
+      if (std::string store = storeOf(filter, repository.commonFolder); !store.empty()) {
+        rules.writableFolders.push_back(std::move(store));
+      }
+      rules.mayUseTCP |= looking.mayFilterByNetwork;
+    }
+  }
+  if (repository.fetchesMissingObjects && !repository.commonFolder.empty()) {
+    rules.mayUseTCP = true;
+    rules.writableFolders.push_back(repository.commonFolder + "/objects");
+    programs.add("ssh");
+  }
+  return rules;
+}

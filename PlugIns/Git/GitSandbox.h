@@ -1,0 +1,47 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "GitCommands.h"
+#include "Sandbox.h"
+
+/// What a request that only looks needs besides git and what there is to read.
+struct GitLooking {
+  /// The working copy's files are compared with what git keeps, or handed out as they would be there: the filters that
+  /// the user has set up run.
+  bool convertsFiles = false;
+  /// Filters may reach servers for what they hand out.
+  bool mayFilterByNetwork = false;
+  /// Where the request leaves what it was asked for; see SandboxRules.
+  std::vector<std::string> writableFolders = {};
+  std::vector<std::string> emptyFolders = {};
+};
+
+/// What is known of the repository that is looked at.
+struct GitLookedAt {
+  /// See GitRepositoryTrust; empty where it is not known.
+  std::string commonFolder;
+  /// Git fetches what it lacks (a partial clone): it may reach servers, and adds to the repository's objects.
+  bool fetchesMissingObjects = false;
+};
+
+/// Prints the filters that configurations name, with where they come from: see gitUserFilters().
+GitCommand gitFiltersCommand();
+
+/// A filter that the user or the machine has set up, not the repository.
+struct GitUserFilter {
+  std::string name;
+  /// A command line for the shell.
+  std::string command;
+};
+std::vector<GitUserFilter> gitUserFilters(std::string_view listing);
+
+/// What such a request may do: execute git's own programs and the user's filters, and change what `looking` names. A
+/// filter may also write to the folder of its own name in the repository, where those for large files keep them.
+/// `ask` runs git for its output; it is called where the files of the user's configuration or the place of git's
+/// programs leave a doubt.
+qrb::SandboxRules gitSandboxRules(const GitLooking& looking, const GitLookedAt& repository,
+                                  const std::function<std::string(const GitCommand&)>& ask);
