@@ -43,7 +43,9 @@ const QRBSourceControlSystemPtr& GitPlugIn::system() {
 }
 
 GitTool GitPlugIn::toolFor(const QRBSourceControlWorkingCopyPtr& workingCopy) const {
-  return {folderOf(workingCopy), host().connectionDescriptor(), _protections};
+  GitTool tool(folderOf(workingCopy), host().connectionDescriptor(), _protections);
+  tool.setChanging();
+  return tool;
 }
 
 GitTurn GitPlugIn::turnAt(const QRBSourceControlWorkingCopyPtr& workingCopy) const {
@@ -59,7 +61,9 @@ GitOutcome GitPlugIn::change(const QRBSourceControlWorkingCopyPtr& workingCopy,
 }
 
 GitTool GitPlugIn::toolFor(const QRBSourceControlRepositoryPtr& repository) const {
-  return {folderOf(repository), host().connectionDescriptor(), _protections};
+  GitTool tool(folderOf(repository), host().connectionDescriptor(), _protections);
+  tool.setChanging();
+  return tool;
 }
 
 qrb::Error GitPlugIn::errorFor(const GitOutcome& outcome, const QRBSourceControlWorkingCopyPtr& workingCopy) {

@@ -32,7 +32,7 @@ qrb::Error GitPlugIn::addRemoteBranch(const QRBSourceControlBranchPtr& branch,
                                       const QRBSourceControlRevisionLocationPtr& from,
                                       const QRBSourceControlRepositoryPtr& toRepository,
                                       QRBSourceControlBranchPtr& made) {
-  const GitTool local = toolFor(toRepository);
+  const GitTool local(folderOf(toRepository), host().connectionDescriptor(), _protections);
   std::vector<std::string> hashes;
   if (qrb::Error error = resolve(local, toRepository, {&from, 1}, hashes)) return error;
   std::vector<GitRemote> remotes;

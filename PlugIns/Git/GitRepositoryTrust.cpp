@@ -54,6 +54,8 @@ class Look {
       trust.mayNamePrograms = gitMayNamePrograms(_configuration);
       trust.mayMoveWorkingCopy = gitMayMoveWorkingCopy(_configuration);
       trust.mayHoldSubmodules = mayHoldSubmodules();
+      trust.mayRunPrograms = gitMayRunPrograms(_configuration);
+      trust.ownFolder = pathOf(own());
       trust.commonFolder = pathOf(common());
     }
     findObstacle(own(), "packed-refs");
@@ -228,6 +230,11 @@ GitRepositoryTrust gitTrust(const std::string& folder) {
 
 bool gitMayNamePrograms(std::string_view configuration) {
   return gitMayNameFilters(configuration) || holds(configuration, "promisor") || holds(configuration, "partialclone");
+}
+
+bool gitMayRunPrograms(std::string_view configuration) {
+  return gitMayNamePrograms(configuration) || holds(configuration, "hookspath") || holds(configuration, "driver") ||
+         holds(configuration, "sign") || holds(configuration, "gpg");
 }
 
 bool gitMayNameFilters(std::string_view configuration) {

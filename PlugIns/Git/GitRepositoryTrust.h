@@ -13,7 +13,10 @@ struct GitRepositoryTrust {
   /// Its own configuration may say that the working copy lies elsewhere.
   bool mayMoveWorkingCopy = true;
   bool mayHoldSubmodules = true;
-  /// The folder that all working copies of a plain repository share, through the kernel's own way to it.
+  /// Its own configuration may name programs that run when something is changed.
+  bool mayRunPrograms = true;
+  /// The folder of a plain repository, and the one that all its working copies share: where the kernel finds them.
+  std::string ownFolder;
   std::string commonFolder;
   /// Empty, or the path of something in a file's place at which git would wait: a pipe, a socket or a device.
   std::string obstacle;
@@ -29,6 +32,10 @@ constexpr std::size_t gitTrustedSize = std::size_t{1} << 20;
 
 /// Whether the text of a configuration file may name programs, itself or in a file that it includes.
 bool gitMayNamePrograms(std::string_view configuration);
+
+/// Whether the text of a configuration file may name programs that run when something is changed: filters, hooks, merge
+/// drivers, programs that sign.
+bool gitMayRunPrograms(std::string_view configuration);
 
 /// Whether the text of a configuration file may name filters of file contents, itself or in a file that it includes.
 bool gitMayNameFilters(std::string_view configuration);

@@ -142,8 +142,7 @@ std::string usualFolderOfGit(const std::string& git) {
   return {};
 }
 
-void addGit(Programs& programs, std::vector<std::string>& executables,
-            const std::function<std::string(const GitCommand&)>& ask) {
+void addGit(Programs& programs, std::vector<std::string>& executables, const GitAsk& ask) {
   const std::string git = qrb::executableInPath("git");
   if (git.empty()) return;
   programs.add(git);
@@ -167,9 +166,8 @@ std::optional<std::string> textOf(const fs::path& file) {
   return std::string(std::istreambuf_iterator<char>(stream), {});
 }
 
-/// Whether the user's configuration files may name a filter. They are the user's own, so this is for speed alone: most
-/// users have none, or have them in a file that includes others, and then git knows.
-bool mayHaveUserFilters() {
+/// The files of the user's and the machine's configuration.
+std::vector<fs::path> configurationFiles() {
   std::vector<fs::path> files;
   if (variable("GIT_CONFIG_NOSYSTEM").empty()) {
     const std::string system = variable("GIT_CONFIG_SYSTEM");
@@ -183,10 +181,37 @@ bool mayHaveUserFilters() {
     files.insert(files.end(),
                  {home / ".gitconfig", (settings.empty() ? home / ".config" : fs::path(settings)) / "git/config"});
   }
-  return std::ranges::any_of(files, [](const fs::path& file) {
+  return files;
+}
+
+/// Whether a file of the user's configuration says something. They are the user's own, so this is for speed alone: in
+/// doubt git knows.
+bool userMaySay(bool (*says)(std::string_view)) {
+  return std::ranges::any_of(configurationFiles(), [says](const fs::path& file) {
     const auto text = textOf(file);
-    return text && gitMayNameFilters(*text);
+    return text && says(*text);
   });
+}
+
+/// Something executable, which the examples that every repository gets are not.
+bool hasHooks(const fs::path& folder) {
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    if (entry->path().extension() != ".sample" && ::access(entry->path().c_str(), X_OK) == 0) return true;
+  }
+  return false;
+}
+
+/// Whether links keep parts of a repository elsewhere, as for several working copies that share one.
+bool isSpread(const fs::path& repository) {
+  std::error_code error;
+  for (const fs::path& folder : {repository, repository / "objects"}) {
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+      std::error_code ignored;
+      if (entry->is_symlink(ignored)) return true;
+    }
+  }
+  return false;
 }
 
 /// The last word of "filter.<name>.<word>", and the name.
@@ -225,14 +250,13 @@ std::vector<GitUserFilter> gitUserFilters(std::string_view listing) {
   return filters;
 }
 
-qrb::SandboxRules gitSandboxRules(const GitLooking& looking, const GitLookedAt& repository,
-                                  const std::function<std::string(const GitCommand&)>& ask) {
+qrb::SandboxRules gitRulesForLooking(const GitLooking& looking, const GitLookedAt& repository, const GitAsk& ask) {
   qrb::SandboxRules rules;
   rules.writableFolders = looking.writableFolders;
   rules.emptyFolders = looking.emptyFolders;
   Programs programs(rules.executables);
   addGit(programs, rules.executables, ask);
-  if (looking.convertsFiles && mayHaveUserFilters()) {
+  if (looking.convertsFiles && userMaySay(gitMayNameFilters)) {
     for (const GitUserFilter& filter : gitUserFilters(ask(gitFiltersCommand()))) {
       programs.addCommandLine(filter.command);
       if (std::string store = storeOf(filter, repository.commonFolder); !store.empty()) {
@@ -246,5 +270,18 @@ qrb::SandboxRules gitSandboxRules(const GitLooking& looking, const GitLookedAt& 
     rules.writableFolders.push_back(repository.commonFolder + "/objects");
     programs.add("ssh");
   }
+  return rules;
+}
+
+std::optional<qrb::SandboxRules> gitRulesForChanging(const std::string& folder, const GitRepositoryTrust& trust,
+                                                     const GitAsk& ask) {
+  if (trust.mayRunPrograms || userMaySay(gitMayRunPrograms)) return std::nullopt;
+  if (trust.commonFolder.empty() || hasHooks(fs::path(trust.commonFolder) / "hooks")) return std::nullopt;
+  if (isSpread(trust.commonFolder) || isSpread(trust.ownFolder)) return std::nullopt;
+  qrb::SandboxRules rules;
+  std::error_code error;
+  rules.writableFolders = {folder, trust.ownFolder, trust.commonFolder, fs::temp_directory_path(error).string()};
+  Programs programs(rules.executables);
+  addGit(programs, rules.executables, ask);
   return rules;
 }

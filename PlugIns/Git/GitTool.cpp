@@ -148,7 +148,7 @@ GitOutcome GitTool::run(const GitCommand& command, const Output& onOutput, const
     const GitOutcome outcome = writes ? refuseElsewhere() : neutralize(command, neutralization);
     if (!outcome) return outcome;
   }
-  if (_looking && _protections.sandbox) {
+  if ((_looking || _isChanging) && _protections.sandbox) {
     if (GitOutcome outcome = enterSandbox(neutralization); !outcome) return outcome;
   }
   ToolCommand tool = prepare(command);
@@ -303,7 +303,9 @@ GitOutcome GitTool::enterSandbox(const GitNeutralization& neutralization) const 
     return output;
   };
   const GitLookedAt repository{trust().commonFolder, neutralization.fetchesMissingObjects};
-  if (const int error = qrb::enterSandbox(gitSandboxRules(*_looking, repository, ask))) {
+  const auto rules =
+      _looking ? gitRulesForLooking(*_looking, repository, ask) : gitRulesForChanging(_folder, trust(), ask);
+  if (const int error = rules ? qrb::enterSandbox(*rules) : 0) {
     return GitOutcome::failed(
         {GitFailureKind::Other,
          {},

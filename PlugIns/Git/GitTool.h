@@ -51,6 +51,9 @@ class GitTool {
   /// The request only looks: with the first command this process enters a sandbox for good, and commands that write
   /// fail from then on. To be called on the thread that runs the commands.
   void setLooking(GitLooking looking) { _looking = std::move(looking); }
+  /// The request changes the folder and its repository and nothing else: where no programs of anybody's run with it,
+  /// this process enters a sandbox that leaves it just that. As above.
+  void setChanging() { _isChanging = true; }
 
   /// For how long a writing command is tried again that finds a lock file of another process; 5 seconds at first.
   void setLockPatience(std::chrono::milliseconds patience) { _lockPatience = patience; }
@@ -113,6 +116,7 @@ class GitTool {
   qrb::ToolRunner _runner;
   const GitProtections _protections;
   std::optional<GitLooking> _looking;
+  bool _isChanging = false;
   mutable std::optional<GitRepositoryTrust> _trust;
   mutable std::optional<GitNeutralization> _found;
   mutable std::optional<GitOutcome> _elsewhere;
