@@ -1,5 +1,6 @@
 #include "Command.h"
 #include "QRBSourceControlSystem.h"
+#include "Sandbox.h"
 #include "Systems.h"
 #include "Text.h"
 
@@ -27,6 +28,21 @@ JSONValue jsonEntry(const QRBSourceControlSystem& system) {
   return entry;
 }
 
+/// What this kernel keeps the shipped plug-ins from, and the tools that they run, while a request only looks.
+void printProtections(Output& output) {
+  const qrb::SandboxSupport& support = qrb::sandboxSupport();
+  const std::pair<const char*, bool> limits[] = {{"executing other programs and changing files", support.files},
+                                                 {"cutting files short", support.truncating},
+                                                 {"TCP", support.tcp},
+                                                 {"control of devices", support.devices},
+                                                 {"signals and abstract sockets", support.signalsAndSockets}};
+  output.write("Requests of the shipped plug-ins that only look are kept, by Landlock " + std::to_string(support.version) +
+               ", from:\n");
+  for (const auto& [what, holds] : limits) {
+    output.write(std::string("  ") + what + (holds ? "\n" : " (this kernel does not)\n"));
+  }
+}
+
 ExitStatus runSystems(Session& session) {
   session.endUnread();
   auto [systems, error] = listSystems(session);
@@ -45,6 +61,7 @@ ExitStatus runSystems(Session& session) {
     output.write(Style::dim, displayText(system->plugInIdentifier().view()));
     output.write("\n");
   }
+  if (session.verbose()) printProtections(output);
   return ExitStatus::success;
 }
 
@@ -59,7 +76,7 @@ extern const Command systemsCommand{
     "Each installed plug-in is started and asked what it is. One that cannot be started is left out.\n\n"
     "Examples:\n"
     "  qrbscm systems          what can be used here\n"
-    "  qrbscm systems -v       and what the plug-ins have to say about it\n"
+    "  qrbscm systems -v       and what the plug-ins say, and what they are kept from here\n"
     "  qrbscm systems --json   the same with what each system can do\n",
     declareSystems};
 

@@ -35,6 +35,7 @@ class Session {
   Session(CommonOptions options, EventLoop& loop, Output& output);
 
   bool json() const { return _options.json; }
+  bool verbose() const { return _options.verbose; }
   Output& output() { return _output; }
   Progress& progress() { return _progress; }
 
