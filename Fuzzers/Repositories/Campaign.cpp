@@ -58,10 +58,15 @@ void limitMemory() {
 #endif
 }
 
-/// "<kind>\0<detail>\0" for each finding.
+/// A first byte, which tells whether the worker takes more cases, and "<kind>\0<detail>\0" for each finding. What a
+/// process and its children have needed at most never falls again, so whoever needed too much is replaced.
+constexpr char goesOn = '+';
+constexpr char isAtItsEnd = '.';
 std::string packed(const std::vector<Finding>& findings) {
   constexpr std::size_t longest = 1500;
-  std::string text;
+  const bool neededMuch =
+      std::ranges::any_of(findings, [](const Finding& finding) { return finding.kind.starts_with("memory"); });
+  std::string text(1, neededMuch ? isAtItsEnd : goesOn);
   for (const Finding& finding : findings) {
     text.append(finding.kind).append(1, '\0').append(finding.detail.substr(0, longest)).append(1, '\0');
   }
@@ -80,10 +85,7 @@ std::string packed(const std::vector<Finding>& findings) {
     std::uint64_t number = 0;
     while (::recv(connection, &number, sizeof number, 0) == static_cast<ssize_t>(sizeof number)) {
       const std::string answer = packed(looking.run(number));
-      // An empty message would look like the end.
-      if (::send(connection, (answer + "\n").data(), answer.size() + 1, MSG_NOSIGNAL) < 0) break;
-      // What a process and its children have needed at most never falls again.
-      if (answer.find("memory") != std::string::npos) break;
+      if (::send(connection, answer.data(), answer.size(), MSG_NOSIGNAL) < 0 || answer[0] == isAtItsEnd) break;
     }
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());
@@ -150,12 +152,10 @@ void Campaign::giveWork() {
     if (worker.isBusy || isOver()) continue;
     if (worker.process < 0) start(worker);
     worker.number = _next++;
-    worker.isBusy = ::send(worker.connection, &worker.number, sizeof worker.number, MSG_NOSIGNAL) > 0;
+    // Where it has died meanwhile, waiting for its answer will tell.
+    ::send(worker.connection, &worker.number, sizeof worker.number, MSG_NOSIGNAL);
+    worker.isBusy = true;
     worker.since = Clock::now();
-    if (worker.isBusy) continue;
-    // It had ended after its last case, as one does that has needed much memory.
-    end(worker);
-    --_next;
   }
 }
 
@@ -179,13 +179,14 @@ void Campaign::take(Worker& worker) {
     worker = {};
     return;
   }
-  answer.resize(static_cast<std::size_t>(length) - 1);
-  for (std::size_t begin = 0; begin < answer.size();) {
+  answer.resize(static_cast<std::size_t>(length));
+  for (std::size_t begin = 1; begin < answer.size();) {
     const std::size_t middle = answer.find('\0', begin);
     const std::size_t end = answer.find('\0', middle + 1);
     report(worker.number, answer.substr(begin, middle - begin), answer.substr(middle + 1, end - middle - 1));
     begin = end + 1;
   }
+  if (answer[0] == isAtItsEnd) end(worker);
 }
 
 void Campaign::serve() {

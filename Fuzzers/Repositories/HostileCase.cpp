@@ -36,7 +36,9 @@ void bait(HostileCase& hostile, Random& random) {
 /// One change alone, so that what it does is not hidden by others.
 HostileCase makeSingle(const std::vector<Template>& templates, std::uint64_t seed, std::uint64_t number) {
   Random random(seed, number);
-  std::size_t variant = static_cast<std::size_t>(number) - recipeCount();
+  // Neighbours in number are no neighbours in kind, so that a short campaign meets all kinds.
+  constexpr std::size_t stride = 7919;
+  std::size_t variant = (static_cast<std::size_t>(number) - recipeCount()) * stride % singleCount();
   for (const Mutation& mutation : allMutations()) {
     if (variant < mutation.variants) {
       const Template& layout = random.oneIn(2) ? templates.front() : random.oneOf(templates);

@@ -43,7 +43,7 @@ void setRefs(HostileCase& hostile, const Place& place) {
   hostile.tree.file(place.common + "/refs", "", 0755);
 }
 
-void pointPastLink(HostileCase& hostile, const Place& place) {
+void pointPastLink(HostileCase& hostile, Place& place) {
   addFilter(hostile, place);
   const std::string real = place.root + "/x/real";
   addHarmlessAt(hostile, place.git, real);
@@ -51,6 +51,7 @@ void pointPastLink(HostileCase& hostile, const Place& place) {
   hostile.tree.folder("elsewhere/deep");
   hostile.tree.link(place.root + "/x/link", "@CASE@/elsewhere/deep");
   hostile.tree.file(place.root + "/.git", "gitdir: x/link/../real\n");
+  place.git = place.common = "elsewhere/real";
 }
 
 /// Only a time stamp has changed, so that git has nothing to tell and the index to write.
