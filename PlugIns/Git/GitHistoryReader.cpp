@@ -14,6 +14,13 @@ namespace {
 /// Larger batches save nothing more and make a host wait.
 constexpr std::size_t largestBatch = 1000;
 
+/// Two: hosts show a revision with the one that it was made from.
+constexpr std::int64_t mostSingleItems = 2;
+
+qrb::TextBounds boundsFor(std::int64_t maximum) {
+  return maximum > 0 && maximum <= mostSingleItems ? qrb::singleTextBounds : qrb::listedTextBounds;
+}
+
 std::string_view withoutLineFeedsAtEnd(std::string_view text) {
   while (text.ends_with('\n')) text.remove_suffix(1);
   return text;
@@ -49,7 +56,8 @@ GitHistoryReader::GitHistoryReader(const GitHistoryRequest& request, bool filter
       _maximum(request.maximum),
       _filter(filters ? std::optional<GitHistoryFilter>(request) : std::nullopt),
       _workingCopy(std::move(workingCopy)),
-      _onBatch(std::move(onBatch)) {}
+      _onBatch(std::move(onBatch)),
+      _parser(boundsFor(request.maximum)) {}
 
 bool GitHistoryReader::feed(std::string_view bytes) {
   const bool isReadable = _parser.feed(bytes, [this](const GitLogRecord& record) { take(record); });

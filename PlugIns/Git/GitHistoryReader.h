@@ -26,7 +26,8 @@ class GitHistoryFilter {
 };
 
 /// Makes log items of a history while git prints it, and hands them on in batches: the first as soon as there is one,
-/// later ones the larger the more there have been.
+/// later ones the larger the more there have been. Texts beyond qrb::listedTextBounds come shortened, but where a
+/// maximum of one or two items was asked for, only those beyond qrb::singleTextBounds.
 class GitHistoryReader {
  public:
   using Items = std::vector<QRBSourceControlLogItemPtr>;

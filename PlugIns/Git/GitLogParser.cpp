@@ -59,6 +59,7 @@ bool GitLogParser::take(GitSpan token) {
     case Message:
       _fields[_awaits] = token;
       _awaits = static_cast<Awaits>(_awaits + 1);
+      _buffer.setLongestToken(_awaits == Message ? _longestMessage : qrb::listedTextBounds.each);
       return true;
     case FirstChange:
       // A line feed divides the message from the first change's letter.

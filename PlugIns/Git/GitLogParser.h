@@ -36,7 +36,11 @@ inline constexpr std::string_view gitLogFormatWithoutMessage = "--format=tformat
 /// commit is whole when the next one begins or the output ends, for only then is it known that no further path follows.
 class GitLogParser final : public GitRecordParser<GitLogRecord> {
  public:
-  GitLogParser() : GitRecordParser('\0') {}
+  /// Of the bounds those of one text are for messages only.
+  explicit GitLogParser(qrb::TextBounds bounds = qrb::listedTextBounds)
+      : GitRecordParser('\0'), _longestMessage(bounds.each) {
+    _buffer.setBounds({qrb::listedTextBounds.each, bounds.together});
+  }
 
   /// To be called at the end of the output, for the last commit. False when the output is malformed or ends inside a
   /// commit.
@@ -70,6 +74,7 @@ class GitLogParser final : public GitRecordParser<GitLogRecord> {
   void completeRecord();
   bool fail(const char* what);
 
+  const std::size_t _longestMessage;
   Awaits _awaits = Hash;
   std::array<GitSpan, 6> _fields;
   std::vector<GitPendingChange> _pending;

@@ -7,7 +7,8 @@
 #include "GitTokenBuffer.h"
 
 /// Reads output that comes as records, as it arrives; what a record is, next() says. Any bytes are safe; those that are
-/// not git's end the reading with an error. Not for use by two threads at once.
+/// not git's end the reading with an error. Texts beyond qrb::listedTextBounds come shortened. Not for use by two
+/// threads at once.
 template <class Record>
 class GitRecordParser {
  public:
@@ -26,7 +27,7 @@ class GitRecordParser {
 
  protected:
   /// Of the byte that ends tokens.
-  explicit GitRecordParser(char delimiter) : _buffer(delimiter) {}
+  explicit GitRecordParser(char delimiter) : _buffer(delimiter, qrb::listedTextBounds) {}
   ~GitRecordParser() = default;
   GitRecordParser(const GitRecordParser&) = default;
   GitRecordParser& operator=(const GitRecordParser&) = default;

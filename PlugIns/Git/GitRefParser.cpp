@@ -1,7 +1,5 @@
 #include "GitRefParser.h"
 
-#include <array>
-
 namespace {
 
 struct Folder {
@@ -16,31 +14,38 @@ constexpr Folder folders[] = {{"refs/heads/", GitRefRecord::Kind::LocalBranch},
 }  // namespace
 
 bool GitRefParser::next() {
-  bool isSymbolic = true;
-  while (isSymbolic) {
-    GitSpan line;
-    _buffer.endRecord();
-    if (_error || !_buffer.nextToken(line)) return false;
-    if (!read(_buffer.at(line), isSymbolic)) return false;
+  while (!_error && readFields()) {
+    const auto following = _buffer.peek();
+    if (!following) return false;
+    if (*following != '\n') return fail("too many fields in a branch");
+    _buffer.skipByte();
+    _count = 0;
+    bool isSymbolic = true;
+    if (!read(isSymbolic)) return false;
+    if (!isSymbolic) return true;
   }
-  return true;
+  return false;
 }
 
-bool GitRefParser::read(std::string_view line, bool& isSymbolic) {
-  std::array<std::string_view, 5> fields;
-  for (std::string_view& field : fields) {
-    const std::size_t end = line.find('\0');
-    if (end == std::string_view::npos) return fail("too few fields in a branch");
-    field = line.substr(0, end);
-    line.remove_prefix(end + 1);
-  }
-  const auto& [fullName, hash, head, upstream, symbolicTarget] = fields;
-  if (!line.empty()) return fail("too many fields in a branch");
-  if (fullName.empty() || (hash.size() != 40 && hash.size() != 64) || (head != "*" && head != " ")) {
+/// Whether all fields have arrived.
+bool GitRefParser::readFields() {
+  if (_count == 0) _buffer.endRecord();
+  while (_count < _fields.size() && _buffer.nextToken(_fields[_count])) ++_count;
+  return _count == _fields.size();
+}
+
+bool GitRefParser::read(bool& isSymbolic) {
+  const auto field = [this](std::size_t number) { return _buffer.at(_fields[number]); };
+  const std::string_view fullName = field(0);
+  const std::string_view hash = field(1);
+  const std::string_view head = field(2);
+  // A field too few shows as a line feed in the name after it.
+  if (fullName.empty() || fullName.find('\n') != std::string_view::npos || (hash.size() != 40 && hash.size() != 64) ||
+      (head != "*" && head != " ")) {
     return fail("malformed branch");
   }
-  isSymbolic = !symbolicTarget.empty();
-  _record = GitRefRecord{GitRefRecord::Kind::Other, head == "*", fullName, fullName, hash, upstream};
+  isSymbolic = !field(4).empty();
+  _record = GitRefRecord{GitRefRecord::Kind::Other, head == "*", fullName, fullName, hash, field(3)};
   for (const Folder& folder : folders) {
     if (fullName.size() > folder.prefix.size() && fullName.starts_with(folder.prefix)) {
       _record.kind = folder.kind;
@@ -52,5 +57,5 @@ bool GitRefParser::read(std::string_view line, bool& isSymbolic) {
 
 bool GitRefParser::finish() {
   if (_error) return false;
-  return !_buffer.hasPartialToken() || fail("the branches end inside a line");
+  return (_count == 0 && !_buffer.hasPartialToken()) || fail("the branches end inside a line");
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -29,12 +31,17 @@ inline constexpr std::string_view gitRefFormat =
 /// branch, are no branches and are skipped.
 class GitRefParser final : public GitRecordParser<GitRefRecord> {
  public:
-  GitRefParser() : GitRecordParser('\n') {}
+  GitRefParser() : GitRecordParser('\0') {}
 
   /// To be called at the end of the output. False when the output is malformed or ends inside a line.
   bool finish();
 
  private:
   bool next() override;
-  bool read(std::string_view line, bool& isSymbolic);
+  bool readFields();
+  bool read(bool& isSymbolic);
+
+  std::array<GitSpan, 5> _fields;
+  /// Of the fields, how many have arrived.
+  std::size_t _count = 0;
 };

@@ -132,6 +132,28 @@ TEST_F(GitHistory, loadsNoMoreThanAskedFor) {
   EXPECT_FALSE(light[2]->pathsWithStatus());
 }
 
+TEST_F(GitHistory, aMessageOfUnreasonableLengthComesWholeOnItsOwnAndShortenedAmongOthers) {
+  const std::string message((std::size_t{5} << 20) / 2, 'x');
+  _repository.write("message", message);
+  _repository.write("new", text() + "by a long message\n");
+  _repository.run({"commit", "-qa", "-F", "message"});
+  const auto [items, error] = historyOf(workingCopyAt(_repository.root()));
+  ASSERT_EQ(items.size(), 5u) << error.description();
+  const String listed = items[0]->message();
+  EXPECT_TRUE(listed == String(message.substr(0, 1 << 20) + "… [1572865 bytes more]"));
+  HistoryQuery query;
+  query.from = items[0]->revision();
+  query.maximum = 1;
+  const auto [alone, aloneError] = historyOf(workingCopyAt(_repository.root()), query);
+  ASSERT_EQ(alone.size(), 1u) << aloneError.description();
+  EXPECT_TRUE(alone[0]->message() == String(message));
+  Reply<std::vector<QRBSourceControlBlameItemPtr>> blame;
+  workingCopyAt(_repository.root())->blameFile("new", QRBSourceControlRevisionLocationPtr(), blame.completion());
+  const auto [runs, blameError] = blame.wait();
+  ASSERT_EQ(runs.size(), 2u) << blameError.description();
+  EXPECT_TRUE(runs[1]->logItem()->message() == listed);
+}
+
 TEST_F(GitHistory, aRevisionThatIsNotThereIsNamedInTheError) {
   for (const std::string name : {"no-such-branch", "--output=evil", "main..HEAD", "HEAD:new"}) {
     HistoryQuery query;
