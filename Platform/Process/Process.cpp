@@ -18,8 +18,11 @@ std::string ExitStatus::description() const {
     case Kind::exited:
       return "exit code " + std::to_string(value);
     case Kind::signalled: {
-      const char* name = ::sigdescr_np(value);
-      return "signal " + std::to_string(value) + (name ? " (" + std::string(name) + ")" : "");
+      const std::string number = "signal " + std::to_string(value);
+      const char* name = ::sigabbrev_np(value);
+      const char* meaning = ::sigdescr_np(value);
+      // Real-time signals have neither.
+      return name && meaning ? number + " (SIG" + name + ", " + meaning + ")" : number;
     }
     case Kind::unknown:
       break;

@@ -24,7 +24,7 @@ struct QRB_EXPORT ExitStatus {
 
   /// Exited with code 0.
   bool succeeded() const { return kind == Kind::exited && value == 0; }
-  /// For logs: "exit code 1", "signal 9 (Killed)" or "status unknown".
+  /// For logs: "exit code 1", "signal 9 (SIGKILL, Killed)" or "status unknown".
   std::string description() const;
   bool operator==(const ExitStatus&) const = default;
 };

@@ -51,7 +51,7 @@ std::optional<ServerCertificate> ServerCertificate::of(const RemoteAddress& serv
     return true;
   });
   auto certificate = result.succeeded() ? parse(output) : std::nullopt;
-  if (!certificate) reason = result.launchFailure ? result.launchFailure->text : result.errorText;
+  if (!certificate) reason = result.complaint("The program that asks servers for their certificates");
   return certificate;
 }
 

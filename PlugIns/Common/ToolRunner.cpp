@@ -318,6 +318,19 @@ void Run::readAll(FileDescriptor& descriptor, const ToolRunner::Output& callback
 
 }  // namespace
 
+std::string ToolResult::complaint(const std::string& tool) const {
+  if (launchFailure) {
+    return launchFailure->text;
+  }
+  const std::size_t end = errorText.find_last_not_of(" \t\r\n");
+  const std::string written = end == std::string::npos ? std::string() : errorText.substr(0, end + 1);
+  if (wasKilled()) {
+    const std::string text = tool + " was killed by " + status.description() + ".";
+    return written.empty() ? text : text + " Before that it wrote:\n" + written;
+  }
+  return written.empty() ? tool + " ended with " + status.description() : written;
+}
+
 ToolResult ToolRunner::run(const ToolCommand& command, const Output& onOutput, const Output& onError) const {
   return Run(command, onOutput, onError, _surroundings).perform();
 }

@@ -49,6 +49,11 @@ struct ToolResult {
 
   /// Ended by itself with exit code 0.
   bool succeeded() const { return outcome == Outcome::ended && status.succeeded(); }
+  /// A signal ended it that this process has not sent.
+  bool wasKilled() const { return outcome == Outcome::ended && status.kind == ExitStatus::Kind::signalled; }
+  /// Why it failed, for users: why it was not launched, else by what it was killed, `tool` being what to call it, with
+  /// what it had written before; else what it wrote, or how it ended where it wrote nothing.
+  std::string complaint(const std::string& tool) const;
 };
 
 /// Runs tools for a plug-in, one at a time, on the calling thread and without any other: a tool's input, output, errors

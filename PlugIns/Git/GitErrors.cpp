@@ -100,6 +100,10 @@ qrb::Error rewordedFailure(const GitFailure& failure) {
     case GitFailureKind::DiskFull:
       return make(QRBSourceControlError_SystemUnusable(), qrb::localizable("The disk is full."),
                   qrb::localizable("Make room on the disk and try again."));
+    case GitFailureKind::Killed:
+      return make(QRBSourceControlError_SystemUnusable(), qrb::localizable("Git was killed by %@ while it worked."),
+                  qrb::localizable("Try again. If it happens again, make sure that the system does not run out of "
+                                   "memory, and that the installed Git works."));
     default:
       return make(QRBSourceControlError_SystemUnusable(), qrb::localizable("The source control operation failed."),
                   qrb::localizable("See what Git says about it, and try again."));
@@ -174,6 +178,7 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::IdentityUnknown:
     case GitFailureKind::RemotePermissionDenied:
     case GitFailureKind::DiskFull:
+    case GitFailureKind::Killed:
     case GitFailureKind::Other:
       return rewordedFailure(failure);
   }

@@ -10,6 +10,8 @@ enum class GitFailureKind : std::uint8_t {
   Other,
   /// The program could not be started.
   GitMissing,
+  /// Git died of a signal.
+  Killed,
   NotARepository,
   /// The repository belongs to another user, and git refuses to trust it.
   DubiousOwnership,
@@ -71,7 +73,8 @@ enum class GitFailureKind : std::uint8_t {
 struct GitFailure {
   GitFailureKind kind = GitFailureKind::Other;
   /// What the failure is about, where the message tells: of Locked the lock file's path, of UnknownRevision the
-  /// revision, of paths the path, of DubiousOwnership the folder, of RemoteBranchMissing the branch.
+  /// revision, of paths the path, of DubiousOwnership the folder, of RemoteBranchMissing the branch, of Killed the
+  /// signal.
   std::string detail;
   /// What git said, without the white space around it.
   std::string message;

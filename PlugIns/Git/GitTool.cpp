@@ -71,9 +71,14 @@ GitOutcome outcomeOf(const ToolResult& result, bool hasRunHooks) {
         outcome.kind = GitOutcome::Kind::Succeeded;
         break;
       }
+      // Whatever it has written before, its end is what the failure is about.
+      if (result.wasKilled()) {
+        outcome.failure = {GitFailureKind::Killed, result.status.description(), result.complaint("Git")};
+        break;
+      }
       if (result.status.kind == qrb::ExitStatus::Kind::exited) outcome.exitCode = result.status.value;
       outcome.failure = classifyGitFailure(outcome.exitCode, result.errorText, hasRunHooks);
-      if (outcome.failure.message.empty()) outcome.failure.message = "git ended with " + result.status.description();
+      if (outcome.failure.message.empty()) outcome.failure.message = result.complaint("Git");
       break;
   }
   return outcome;

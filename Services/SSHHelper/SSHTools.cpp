@@ -30,10 +30,7 @@ std::string ownProgram() {
 }  // namespace
 
 std::string SSHToolOutcome::message() const {
-  if (result.launchFailure) return result.launchFailure->text;
-  std::string text = result.errorText;
-  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
-  return text.empty() ? result.status.description() : text;
+  return result.complaint("The SSH program");
 }
 
 SSHToolOutcome runSSHTool(const std::string& tool, std::vector<std::string> arguments, std::string standardInput) {

@@ -181,6 +181,27 @@ TEST_F(GitPlugInTest, aMissingGitIsToldAsSuch) {
   EXPECT_THAT(underlyingMessage(error), HasSubstr("git"));
 }
 
+TEST_F(GitPlugInTest, aGitThatWasKilledIsToldAsSuchWithWhatItHadWritten) {
+  GitRepository repository;
+  const std::string path = ::getenv("PATH");
+  const struct {
+    const char* signal;
+    const char* description;
+  } deaths[] = {{"SEGV", "signal 11 (SIGSEGV"}, {"KILL", "signal 9 (SIGKILL"}};
+  for (const auto& death : deaths) {
+    // What it says besides has a meaning of its own when git ends by itself.
+    repository.write("../bin/git", "#!/bin/sh\necho 'fatal: not a git repository: here' >&2\nkill -" +
+                                       std::string(death.signal) + " $$\n");
+    std::filesystem::permissions(repository.beside("bin/git"), std::filesystem::perms::owner_all);
+    ::setenv("PATH", (repository.beside("bin") + ":" + path).c_str(), 1);
+    const auto [local, remote, error] = statusOf(repository.root());
+    ::setenv("PATH", path.c_str(), 1);
+    EXPECT_THAT(error.localizedDescription(), HasSubstr(death.description)) << error.description();
+    EXPECT_THAT(underlyingMessage(error), HasSubstr(death.description));
+    EXPECT_THAT(underlyingMessage(error), HasSubstr("fatal: not a git repository: here"));
+  }
+}
+
 TEST_F(GitPlugInTest, aRepositoryOfSomebodyElseGetsAWordOnTrust) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can give files away";
   GitRepository repository;
