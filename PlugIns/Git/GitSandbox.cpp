@@ -222,14 +222,27 @@ std::pair<std::string_view, std::string_view> partsOf(std::string_view key) {
   return {key.substr(section.size(), dot - section.size()), key.substr(dot + 1)};
 }
 
-/// A folder in the repository that bears a filter's name, and is one of the repository's own.
-std::string storeOf(const GitUserFilter& filter, const std::string& commonFolder) {
+/// Whether the attributes in the root of a working copy speak of a filter.
+bool usesFilter(const std::string& folder, const std::string& name) {
+  const fs::path attributes = fs::path(folder) / ".gitattributes";
+  std::error_code error;
+  if (fs::symlink_status(attributes, error).type() != fs::file_type::regular) return false;
+  if (fs::file_size(attributes, error) > gitTrustedSize || error) return false;
+  const auto text = textOf(attributes);
+  return text && text->find("filter=" + name) != std::string::npos;
+}
+
+/// The folder in the repository that bears a filter's name, unless it is git's own.
+std::string storeOf(const GitUserFilter& filter, const GitLookedAt& repository) {
+  const std::string& commonFolder = repository.commonFolder;
   std::error_code error;
   if (commonFolder.empty() || filter.name.empty() || filter.name.find('/') != std::string::npos) return {};
   constexpr std::string_view gitsOwn[] = {".",    "..",      "objects", "refs",      "hooks", "info",
                                           "logs", "modules", "config",  "worktrees", "HEAD",  "index"};
   if (std::ranges::find(gitsOwn, filter.name) != std::end(gitsOwn)) return {};
   const fs::path folder = fs::path(commonFolder) / filter.name;
+  // This one makes its store when it is first needed, which may be by a status.
+  if (filter.name == "lfs" && usesFilter(repository.folder, filter.name)) fs::create_directory(folder, error);
   return fs::is_directory(fs::symlink_status(folder, error)) ? folder.string() : std::string();
 }
 
@@ -259,7 +272,7 @@ qrb::SandboxRules gitRulesForLooking(const GitLooking& looking, const GitLookedA
   if (looking.convertsFiles && userMaySay(gitMayNameFilters)) {
     for (const GitUserFilter& filter : gitUserFilters(ask(gitFiltersCommand()))) {
       programs.addCommandLine(filter.command);
-      if (std::string store = storeOf(filter, repository.commonFolder); !store.empty()) {
+      if (std::string store = storeOf(filter, repository); !store.empty()) {
         rules.writableFolders.push_back(std::move(store));
       }
       rules.mayUseTCP |= looking.mayFilterByNetwork;
@@ -268,7 +281,10 @@ qrb::SandboxRules gitRulesForLooking(const GitLooking& looking, const GitLookedA
   if (repository.fetchesMissingObjects && !repository.commonFolder.empty()) {
     rules.mayUseTCP = true;
     rules.writableFolders.push_back(repository.commonFolder + "/objects");
+    // Git starts the other side of a connection through the shell, and ssh as the host's environment says.
+    programs.add("/bin/sh");
     programs.add("ssh");
+    if (const std::string command = variable("GIT_SSH_COMMAND"); !command.empty()) programs.addCommandLine(command);
   }
   return rules;
 }

@@ -27,6 +27,8 @@ using GitAsk = std::function<std::string(const GitCommand&)>;
 
 /// What is known of the repository that is looked at.
 struct GitLookedAt {
+  /// The working copy's root, or the repository.
+  std::string folder;
   /// See GitRepositoryTrust; empty where it is not known.
   std::string commonFolder;
   /// Git fetches what it lacks (a partial clone): it may reach servers, and adds to the repository's objects.

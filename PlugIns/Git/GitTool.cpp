@@ -307,7 +307,7 @@ GitOutcome GitTool::enterSandbox(const GitNeutralization& neutralization) const 
     if (output.ends_with('\n')) output.pop_back();
     return output;
   };
-  const GitLookedAt repository{trust().commonFolder, neutralization.fetchesMissingObjects};
+  const GitLookedAt repository{_folder, trust().commonFolder, neutralization.fetchesMissingObjects};
   const auto rules =
       _looking ? gitRulesForLooking(*_looking, repository, ask) : gitRulesForChanging(_folder, trust(), ask);
   if (const int error = rules ? qrb::enterSandbox(*rules) : 0) {

@@ -1,0 +1,99 @@
+#include <fstream>
+
+#include "GitPlugInTesting.h"
+#include "Process.h"
+#include "QRBSourceControlBranch.h"
+#include "QRBSourceControlRevision.h"
+#include "QRBSourceControlRevisionLocation.h"
+#include "Sandbox.h"
+
+// What must go on working for requests that only look, though they may do next to nothing.
+namespace qrb::test {
+namespace {
+
+class GitPlugInSandboxTest : public GitPlugInTest {
+ protected:
+  void TearDown() override { ::setenv("GIT_CONFIG_GLOBAL", "/dev/null", 1); }
+  void useConfiguration(const std::string& text) {
+    const std::string file = _folder.path() / "configuration";
+    std::ofstream(file) << text;
+    ::setenv("GIT_CONFIG_GLOBAL", file.c_str(), 1);
+  }
+  static String contentOfHead(const std::string& root, const char* file) {
+    Reply<URL> reply;
+    const auto head =
+        QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::sharedHeadRevision());
+    manager()->exportFileFromRevisionLocation(file, workingCopyAt(root), head, URL(), reply.completion());
+    const auto [url, error] = reply.wait();
+    EXPECT_FALSE(error) << error.description();
+    std::ifstream stream(error ? "" : url.path().str(), std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(stream), {});
+  }
+  static Error diffOf(const std::string& root) {
+    Reply<Dictionary> reply;
+    const auto at = [](const QRBSourceControlRevisionPtr& revision) {
+      return QRBSourceControlRevisionLocation::initWithRevision(revision);
+    };
+    manager()->diffRepository(repositoryAt(root), at(QRBSourceControlRevision::sharedHeadRevision()),
+                              at(QRBSourceControlRevision::sharedUnversionedRevision()), nullptr, reply.completion());
+    return std::get<1>(reply.wait());
+  }
+
+  TemporaryDirectory _folder;
+};
+
+TEST_F(GitPlugInSandboxTest, filtersOfTheUserGoOnWorking) {
+  const std::string script = _folder.path() / "script";
+  std::ofstream(script) << "#!/bin/sh\ntr a-z A-Z | cat\n";
+  std::filesystem::permissions(script, std::filesystem::perms(0755));
+  std::vector<std::string> filters = {"[filter \"mine\"]\n\trequired\n\tsmudge = cat\n\tclean = tr a-z A-Z\n",
+                                      "[filter \"mine\"]\n\trequired\n\tclean = \"tr a-z A-Z | cat\"\n",
+                                      "[filter \"mine\"]\n\trequired\n\tclean = " + script + "\n"};
+  if (!executableInPath("git-lfs").empty()) {
+    filters.emplace_back(
+        "[filter \"lfs\"]\n\trequired\n\tclean = git-lfs clean -- %f\n\tsmudge = git-lfs smudge -- %f\n"
+        "\tprocess = git-lfs filter-process\n");
+  }
+  for (const std::string& filter : filters) {
+    useConfiguration(filter);
+    GitRepository repository;
+    repository.write(".gitattributes",
+                     filter.find("lfs") == std::string::npos ? "*.big filter=mine\n" : "*.big filter=lfs\n");
+    repository.write("a.big", "ABC");
+    repository.commit("one");
+    repository.write("a.big", "ABD");
+    EXPECT_EQ(statusWordsOf(repository.root()), (std::map<std::string, Words>{{"a.big", {"modified"}}})) << filter;
+    EXPECT_FALSE(diffOf(repository.root())) << filter;
+    EXPECT_EQ(contentOfHead(repository.root(), "a.big"), "ABC") << filter;
+    // Of the same size and another time: only the filter tells that it is as before.
+    repository.write("a.big", "ABC");
+    EXPECT_TRUE(statusWordsOf(repository.root()).empty()) << filter;
+  }
+}
+
+TEST_F(GitPlugInSandboxTest, partialClonesFetchWhatTheyLackWhileTheyAreLookedAt) {
+  GitRepository origin;
+  origin.write("file", "1");
+  origin.commit("one");
+  origin.run({"config", "uploadpack.allowFilter", "true"});
+  origin.run({"config", "uploadpack.allowAnySHA1InWant", "true"});
+  const std::string clone = _folder.path() / "clone";
+  origin.run({"clone", "-q", "--no-checkout", "--filter=blob:none", "file://" + origin.root(), clone});
+  EXPECT_EQ(contentOfHead(clone, "file"), "1");
+}
+
+TEST_F(GitPlugInSandboxTest, lookingLeavesTheStagingAreaAsItIs) {
+  if (!sandboxSupport().files) GTEST_SKIP() << "This kernel has none.";
+  GitRepository repository;
+  repository.write("file", "1");
+  repository.commit("one");
+  repository.write("file", "1");
+  const auto index = [&] { return std::filesystem::last_write_time(repository.pathOf(".git/index")); };
+  const auto before = index();
+  EXPECT_FALSE(diffOf(repository.root()));
+  EXPECT_TRUE(statusWordsOf(repository.root()).empty());
+  EXPECT_EQ(index(), before);
+}
+
+}  // namespace
+}  // namespace qrb::test
