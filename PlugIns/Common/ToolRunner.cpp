@@ -14,12 +14,16 @@
 #include <cstring>
 #include <memory>
 
+#include "ObstacleWatch.h"
+
 namespace qrb {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using Outcome = ToolResult::Outcome;
 
+/// How long a tool may be silent before what it waits for is looked at.
+constexpr int silence = 1000;
 constexpr std::size_t chunkSize = 256 * 1024;
 constexpr std::size_t errorTextBound = 64 * 1024;
 /// The most that an unprivileged process may ask for by default: fewer changes between the tool and this process.
@@ -97,7 +101,11 @@ class Run {
  public:
   Run(const ToolCommand& command, const ToolRunner::Output& onOutput, const ToolRunner::Output& onError,
       const ToolRunner::Surroundings& surroundings)
-      : _command(command), _onOutput(onOutput), _onError(onError), _surroundings(surroundings) {}
+      : _command(command), _onOutput(onOutput), _onError(onError), _surroundings(surroundings) {
+    if (command.expectsFilesOnly) {
+      _watch.emplace(command.path);
+    }
+  }
 
   ToolResult perform() {
     if (!start()) {
@@ -122,6 +130,7 @@ class Run {
   void step();
   int timeout() const;
   void escalate();
+  void lookForObstacle();
   void stop(Outcome why);
   void feed();
   std::size_t readOnce(FileDescriptor& descriptor, const ToolRunner::Output& callback, bool isError);
@@ -133,6 +142,7 @@ class Run {
   const ToolRunner::Surroundings& _surroundings;
 
   std::optional<Process> _process;
+  std::optional<ObstacleWatch> _watch;
   FileDescriptor _input;
   FileDescriptor _output;
   FileDescriptor _error;
@@ -208,7 +218,8 @@ void Run::step() {
   // No POLLIN: the host may have sent something for later, which must not wake this loop again and again.
   slots[hostSlot] = {_stopping ? -1 : _surroundings.hostConnection, POLLRDHUP, 0};
   slots[sideSlot] = {_surroundings.sideChannel, POLLIN, 0};
-  if (::poll(slots.data(), slots.size(), timeout()) < 0) {
+  const int ready = ::poll(slots.data(), slots.size(), timeout());
+  if (ready < 0) {
     if (errno != EINTR) {
       _result.launchFailure = {LaunchFailure::Step::descriptors, errno, "The tool's output could not be waited for"};
       stop(Outcome::failedToListen);
@@ -217,6 +228,9 @@ void Run::step() {
       _over = true;
     }
     return;
+  }
+  if (ready == 0 && _watch && !_stopping) {
+    lookForObstacle();
   }
   if (slots[hostSlot].revents != 0) {
     stop(Outcome::cancelled);
@@ -244,7 +258,7 @@ void Run::step() {
 
 int Run::timeout() const {
   if (!_stopping || _killed) {
-    return -1;
+    return _watch && !_stopping ? silence : -1;
   }
   const auto wait = std::chrono::ceil<std::chrono::milliseconds>(_killAt - Clock::now()).count();
   return static_cast<int>(std::clamp<long long>(wait, 0, INT_MAX));
@@ -254,6 +268,13 @@ void Run::escalate() {
   if (_stopping && !_killed && Clock::now() >= _killAt) {
     _killed = true;
     _process->kill(SIGKILL);
+  }
+}
+
+void Run::lookForObstacle() {
+  if (auto path = _watch->look(_process->pid())) {
+    _result.obstacle = std::move(*path);
+    stop(Outcome::obstructed);
   }
 }
 

@@ -29,6 +29,8 @@ struct ToolCommand {
   /// content is ever on disk. Empty means that there is no such file.
   std::string secondInput;
   static constexpr const char* secondInputPath = "/dev/fd/3";
+  /// The tool has no business with pipes and devices in the file system: where it waits at one, it is ended.
+  bool expectsFilesOnly = false;
 };
 
 /// How a tool ended.
@@ -38,11 +40,14 @@ struct ToolResult {
     stopped,        ///< A callback returned false.
     cancelled,      ///< The host is gone.
     launchFailed,   ///< It never ran; see `launchFailure`.
+    obstructed,     ///< It waited at a pipe or device in place of a file; see `obstacle`.
     failedToListen  ///< The system failed while the tool's output was read; the tool was ended, see `launchFailure`.
   };
   Outcome outcome = Outcome::ended;
   ExitStatus status;
   std::optional<LaunchFailure> launchFailure;
+  /// The absolute path of what was in the way.
+  std::string obstacle;
   /// What the tool wrote to standard error. Of a long text the beginning and the end, with a line between that says how
   /// many bytes are missing.
   std::string errorText;

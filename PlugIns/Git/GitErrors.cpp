@@ -100,6 +100,10 @@ qrb::Error rewordedFailure(const GitFailure& failure) {
     case GitFailureKind::DiskFull:
       return make(QRBSourceControlError_SystemUnusable(), qrb::localizable("The disk is full."),
                   qrb::localizable("Make room on the disk and try again."));
+    case GitFailureKind::Obstructed:
+      return make(QRBSourceControlError_RepositoryNotFound({}),
+                  qrb::localizable("“%@” is a pipe or a device, where Git expects a file."),
+                  qrb::localizable("Remove it, if you do not know what it is for, and try again."));
     case GitFailureKind::Killed:
       return make(QRBSourceControlError_SystemUnusable(), qrb::localizable("Git was killed by %@ while it worked."),
                   qrb::localizable("Try again. If it happens again, make sure that the system does not run out of "
@@ -179,6 +183,7 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::RemotePermissionDenied:
     case GitFailureKind::DiskFull:
     case GitFailureKind::Killed:
+    case GitFailureKind::Obstructed:
     case GitFailureKind::Other:
       return rewordedFailure(failure);
   }

@@ -12,6 +12,8 @@ enum class GitFailureKind : std::uint8_t {
   GitMissing,
   /// Git died of a signal.
   Killed,
+  /// A pipe or a device stands where git expects a file.
+  Obstructed,
   NotARepository,
   /// The repository belongs to another user, and git refuses to trust it.
   DubiousOwnership,

@@ -52,6 +52,13 @@ GitFailure launchFailure(const qrb::LaunchFailure& failure) {
   }
 }
 
+GitOutcome obstacleIn(const std::string& path) {
+  return GitOutcome::failed({GitFailureKind::Obstructed, path,
+                             "“" + path +
+                                 "” is a pipe or a device, where git expects a file. Remove it if you do not "
+                                 "know what it is for."});
+}
+
 GitOutcome outcomeOf(const ToolResult& result, bool hasRunHooks) {
   GitOutcome outcome;
   outcome.kind = GitOutcome::Kind::Failed;
@@ -62,6 +69,8 @@ GitOutcome outcomeOf(const ToolResult& result, bool hasRunHooks) {
     case ToolResult::Outcome::cancelled:
       outcome.kind = GitOutcome::Kind::Cancelled;
       break;
+    case ToolResult::Outcome::obstructed:
+      return obstacleIn(result.obstacle);
     case ToolResult::Outcome::launchFailed:
     case ToolResult::Outcome::failedToListen:
       outcome.failure = launchFailure(result.launchFailure.value_or(qrb::LaunchFailure{}));
@@ -106,13 +115,6 @@ bool isCheckedOut(const std::string& submodule) {
   std::error_code error;
   return !std::filesystem::is_symlink(submodule, error) &&
          std::filesystem::exists(std::filesystem::symlink_status(submodule + "/.git", error));
-}
-
-GitOutcome obstacleIn(const std::string& path) {
-  return GitOutcome::failed({GitFailureKind::RepositoryCorrupt, path,
-                             "“" + path +
-                                 "” is a pipe or a device, where git expects a file. Remove it if you do not "
-                                 "know what it is for."});
 }
 
 GitTool::Output appendTo(std::string& text) {
@@ -173,6 +175,7 @@ GitOutcome GitTool::run(const GitCommand& command, const Output& onOutput, const
 ToolCommand GitTool::prepare(const GitCommand& command) const {
   ToolCommand tool;
   tool.path = "git";
+  tool.expectsFilesOnly = true;
   // Git writes its staging area in some commands that only look, and tells a hook.
   if (command.access == GitAccess::Read && !command.runsHooks && _protections.guard) {
     tool.arguments.insert(tool.arguments.end(), {"-c", "core.hooksPath=/dev/null"});
