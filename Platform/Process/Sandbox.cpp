@@ -1,7 +1,9 @@
 #include "Sandbox.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -9,8 +11,18 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <memory>
+#include <string_view>
 
 #include "FileDescriptor.h"
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define QRB_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define QRB_SANITIZED 1
+#endif
+#endif
 
 namespace qrb {
 namespace {
@@ -36,6 +48,7 @@ struct __attribute__((packed)) PathRule {
 
 constexpr std::uint64_t execute = 1U << 0;
 constexpr std::uint64_t writeFile = 1U << 1;
+constexpr std::uint64_t readFile = 1U << 2;
 /// Removing folders and files; making devices, folders, files, sockets, pipes, block devices and links.
 constexpr std::uint64_t changeFolders = 0x1ff0;
 constexpr std::uint64_t removeFolder = 1U << 4;
@@ -71,9 +84,20 @@ bool allow(int ruleset, const std::string& path, std::uint64_t access) {
   if (!place.valid()) return true;
   struct stat information {};
   if (::fstat(place.get(), &information) != 0) return false;
-  if (!S_ISDIR(information.st_mode)) access &= execute | writeFile | truncate | controlDevices;
+  if (!S_ISDIR(information.st_mode)) access &= execute | writeFile | readFile | truncate | controlDevices;
   const PathRule rule{access, place.get()};
   return ::syscall(addRule, ruleset, ruleBeneathPath, &rule, 0) == 0;
+}
+
+/// Everything but the devices: what never ends, or waits, is no file. Shared memory is files.
+std::vector<std::string> readableFolders() {
+  std::vector<std::string> folders{"/dev/shm"};
+  const std::unique_ptr<DIR, int (*)(DIR*)> root(::opendir("/"), ::closedir);
+  while (const dirent* const entry = root ? ::readdir(root.get()) : nullptr) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != ".." && name != "dev") folders.push_back("/" + std::string(name));
+  }
+  return folders;
 }
 
 }  // namespace
@@ -88,7 +112,7 @@ int enterSandbox(const SandboxRules& rules) {
   const SandboxSupport& support = sandboxSupport();
   if (!support.files) return 0;
   RulesetAttributes attributes;
-  attributes.handledFileAccess = execute | writing(support) | (support.devices ? controlDevices : 0);
+  attributes.handledFileAccess = execute | readFile | writing(support) | (support.devices ? controlDevices : 0);
   if (support.tcp && !rules.mayUseTCP) attributes.handledNetworkAccess = bindAndConnectTCP;
   if (support.signalsAndSockets) attributes.scoped = scopeSocketsAndSignals;
   const FileDescriptor ruleset(static_cast<int>(::syscall(createRuleset, &attributes, sizeof attributes, 0)));
@@ -96,10 +120,25 @@ int enterSandbox(const SandboxRules& rules) {
   const auto allowAll = [&ruleset](const std::vector<std::string>& paths, std::uint64_t access) {
     return std::ranges::all_of(paths, [&](const std::string& path) { return allow(ruleset.get(), path, access); });
   };
-  const bool isComplete = allow(ruleset.get(), "/dev/null", writeFile) && allowAll(rules.executables, execute) &&
-                          allowAll(rules.writableFolders, writing(support)) &&
+  // Who makes files takes random names for them.
+  const bool isComplete = allow(ruleset.get(), "/dev/null", writeFile | readFile) &&
+                          allowAll(readableFolders(), readFile) &&
+                          (rules.writableFolders.empty() || allow(ruleset.get(), "/dev/urandom", readFile)) &&
+                          allowAll(rules.executables, execute) && allowAll(rules.writableFolders, writing(support)) &&
                           allowAll(rules.emptyFolders, removeFolder);
   return isComplete && ::syscall(restrictSelf, ruleset.get(), 0) == 0 ? 0 : errno;
+}
+
+void limitDataMemory() {
+#if !defined(QRB_SANITIZED)  // Sanitizers reserve more than any machine has.
+  constexpr rlim_t gibibyte = rlim_t{1} << 30;
+  const auto machine = static_cast<rlim_t>(::sysconf(_SC_PHYS_PAGES)) * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE));
+  const rlim_t wanted = std::clamp(machine / 4, gibibyte, 4 * gibibyte);
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_DATA, &limit) != 0 || limit.rlim_cur <= wanted) return;
+  limit.rlim_cur = wanted;
+  ::setrlimit(RLIMIT_DATA, &limit);
+#endif
 }
 
 }  // namespace qrb

@@ -37,12 +37,18 @@ struct SandboxSupport {
 QRB_EXPORT const SandboxSupport& sandboxSupport();
 
 /// Takes from the calling thread and from all threads and processes that it starts from now on, for good, what the
-/// rules do not name: executing, changing the file system (/dev/null may be written to), TCP, control calls to devices,
-/// signals to processes outside and abstract sockets made outside; and privileges by set-user-ID programs. What is open
-/// already stays usable. Of the limits, those hold that the kernel knows: see sandboxSupport().
+/// rules do not name: executing, changing the file system, opening devices but /dev/null (and, where files may be made,
+/// /dev/urandom), TCP, control calls to devices, signals to processes outside and abstract sockets made outside; and
+/// privileges by set-user-ID programs. What is open already stays usable. Of the limits, those hold that the kernel
+/// knows: see sandboxSupport().
 ///
 /// Returns 0, or the error number with which the kernel refused what it should know; nothing is limited then but
 /// privileges. A kernel that has no such interface, or forbids it to this process, is no error.
 QRB_EXPORT int enterSandbox(const SandboxRules& rules);
+
+/// Limits the memory that this process, and each that it starts from now on, may fill with data of its own: to a
+/// quarter of the machine's, 1 GiB at least and 4 GiB at most. Files mapped into memory do not count. What wants more
+/// is told that there is none. A lower limit stays as it is.
+QRB_EXPORT void limitDataMemory();
 
 }  // namespace qrb

@@ -155,7 +155,7 @@ GitOutcome GitTool::run(const GitCommand& command, const Output& onOutput, const
     const GitOutcome outcome = writes ? refuseElsewhere() : neutralize(command, neutralization);
     if (!outcome) return outcome;
   }
-  if ((_looking || _isChanging) && _protections.sandbox) {
+  if (_looking || _isChanging) {
     if (GitOutcome outcome = enterSandbox(neutralization); !outcome) return outcome;
   }
   ToolCommand tool = prepare(command);
@@ -313,12 +313,13 @@ GitOutcome GitTool::enterSandbox(const GitNeutralization& neutralization) const 
   const GitLookedAt repository{_folder, trust().commonFolder, neutralization.fetchesMissingObjects};
   const auto rules =
       _looking ? gitRulesForLooking(*_looking, repository, ask) : gitRulesForChanging(_folder, trust(), ask);
-  if (const int error = rules ? qrb::enterSandbox(*rules) : 0) {
+  if (const int error = rules && _protections.sandbox ? qrb::enterSandbox(*rules) : 0) {
     return GitOutcome::failed(
         {GitFailureKind::Other,
          {},
          "The system refused to limit what git may do: " + std::string(::strerrordesc_np(error))});
   }
+  if (_looking) qrb::limitDataMemory();
   hasEntered = true;
   return {};
 }

@@ -85,6 +85,7 @@ TEST(Sandbox, leavesNothingButReadingAndWhatTheRulesName) {
     std::function<bool()> deed;
   } cases[] = {
       {"read", none, true, [&] { return canOpen(outside + "/file", O_RDONLY); }},
+      {"read a device", none, false, [] { return canOpen("/dev/zero", O_RDONLY); }},
       {"write to nothing", none, true, [&] { return canOpen("/dev/null", O_RDWR); }},
       {"write", none, false, [&] { return canOpen(outside + "/file", O_WRONLY); }},
       {"write beside", writing, false, [&] { return canOpen(outside + "/file", O_WRONLY); }},
