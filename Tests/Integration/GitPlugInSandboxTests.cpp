@@ -47,8 +47,8 @@ TEST_F(GitPlugInSandboxTest, filtersOfTheUserGoOnWorking) {
   std::ofstream(script) << "#!/bin/sh\ntr a-z A-Z | cat\n";
   std::filesystem::permissions(script, std::filesystem::perms(0755));
   std::vector<std::string> filters = {"[filter \"mine\"]\n\trequired\n\tsmudge = cat\n\tclean = tr a-z A-Z\n",
-                                      "[filter \"mine\"]\n\trequired\n\tclean = \"tr a-z A-Z | cat\"\n",
-                                      "[filter \"mine\"]\n\trequired\n\tclean = " + script + "\n"};
+                                      "[filter \"mine\"]\n\trequired\n\tsmudge = cat\n\tclean = \"tr a-z A-Z | cat\"\n",
+                                      "[filter \"mine\"]\n\trequired\n\tsmudge = cat\n\tclean = " + script + "\n"};
   if (!executableInPath("git-lfs").empty()) {
     filters.emplace_back(
         "[filter \"lfs\"]\n\trequired\n\tclean = git-lfs clean -- %f\n\tsmudge = git-lfs smudge -- %f\n"
