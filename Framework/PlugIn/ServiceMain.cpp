@@ -7,6 +7,7 @@
 
 #include "BackgroundThread.h"
 #include "Log.h"
+#include "Secrecy.h"
 #include "ServiceMainPrivate.h"
 
 namespace qrb {
@@ -28,6 +29,8 @@ FileDescriptor takeSocket() {
 }  // namespace
 
 std::shared_ptr<Connection> takeHostConnection(const char* name, Connection::Sharing sharing, const char* usage) {
+  // Requests bring passwords and passphrases.
+  forbidCoreFiles();
   FileDescriptor socket = takeSocket();
   if (!socket.valid()) {
     std::fputs(usage, stderr);

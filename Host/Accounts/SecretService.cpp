@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "HostError.h"
+#include "Secrecy.h"
 #include "SecretStore.h"
 
 namespace host {
@@ -67,6 +68,7 @@ class SecretService final : public SecretStore {
 
   std::optional<std::string> find(const SecretKey& key, qrb::Error& error) override {
     Attributes attributes(_library, key);
+    qrb::forbidCoreFiles();
     GError* failure = nullptr;
     char* found = _library.lookup(&schema(), attributes.table, nullptr, &failure);
     error = taken(failure, "could not be asked");

@@ -13,6 +13,7 @@
 
 #include "FileDescriptor.h"
 #include "HostError.h"
+#include "Secrecy.h"
 
 namespace host {
 
@@ -74,6 +75,7 @@ qrb::Error readTerminalLine(int terminal, std::string& line) {
     // The end of input on an empty line is the wish to stop.
     if (count <= 0) return QRBSourceControlError_Canceled();
     line.append(bytes, static_cast<std::size_t>(count));
+    ::explicit_bzero(bytes, sizeof bytes);
     if (line.ends_with('\n')) return {};
   }
 }
@@ -94,7 +96,11 @@ qrb::Error askForSecret(const std::string& prompt, std::string& secret) {
     return hostError("There is no terminal to ask for the password on.",
                      "Give it on standard input, with --password-stdin.", errno);
   }
+  qrb::forbidCoreFiles();
   std::string line;
+  const qrb::WipeAtEnd wiping(line);
+  // A text that grows leaves what it held behind.
+  line.reserve(kLongestSecret);
   qrb::Error error;
   {
     SilentTerminal silent(terminal.get());
@@ -130,7 +136,10 @@ qrb::Error readSecretFromInput(std::string& secret) {
     return hostError("Standard input is a terminal, which would show the password.",
                      "Leave out --password-stdin to be asked for it.");
   }
+  qrb::forbidCoreFiles();
   std::string line;
+  const qrb::WipeAtEnd wiping(line);
+  line.reserve(kLongestSecret + 1);
   // Byte by byte, so that what follows the line is left to whoever reads after us.
   for (char byte = 0; line.size() <= kLongestSecret;) {
     ssize_t count = ::read(STDIN_FILENO, &byte, 1);

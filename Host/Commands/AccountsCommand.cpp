@@ -12,6 +12,7 @@
 #include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
 #include "QRBSourceControlSystem.h"
 #include "QRBSourceControlURL.h"
+#include "Secrecy.h"
 #include "Systems.h"
 #include "TerminalSecret.h"
 #include "Text.h"
@@ -154,6 +155,7 @@ ExitStatus runAdd(Session& session, const Options& options) {
   Accounts accounts;
   if (qrb::Error error = manager->list(accounts)) return session.fail(error);
   std::string secret;
+  const qrb::WipeAtEnd wiping(secret);
   if (qrb::Error error = obtainSecret(session, *manager, options, user, secret)) return session.fail(error);
   auto account = QRBSourceControlAccount::initWithName(options.name, url, strategyOf(options, user, secret));
   qrb::String fingerprint = options.fingerprint.empty() ? qrb::String() : qrb::String(options.fingerprint);
@@ -192,6 +194,7 @@ qrb::Error strategyToTest(AccountManager& manager, const QRBSourceControlAccount
                           QRBSourceControlAuthenticationStrategyPtr& strategy) {
   strategy = account->authenticationStrategy();
   std::string secret;
+  const qrb::WipeAtEnd wiping(secret);
   if (options.passwordFromInput) {
     if (qrb::Error error = readSecretFromInput(secret)) return error;
     strategy = withSecret(strategy, secret);

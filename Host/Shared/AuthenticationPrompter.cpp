@@ -13,6 +13,7 @@
 #include "QRBSourceControlSingleRepositoryAccount.h"
 #include "QRBSourceControlURL.h"
 #include "RemoteFinder.h"
+#include "Secrecy.h"
 #include "TerminalSecret.h"
 #include "Text.h"
 
@@ -117,6 +118,7 @@ qrb::Error AuthenticationPrompter::askForPassword(const Question& question) {
     if (qrb::Error error = askWithDefault("User name", user, user)) return error;
   }
   std::string password;
+  const qrb::WipeAtEnd wiping(password);
   if (qrb::Error error = askForSecret("Password of " + displayText(user) + ": ", password)) return error;
   use(remote, Basic::initWithUsername(user, password));
   return {};
@@ -137,6 +139,7 @@ qrb::Error AuthenticationPrompter::askForKey(const Question& question) {
     if (qrb::Error error = askWithDefault(wanted, preset, file)) return error;
     if (file == "password") {
       std::string password;
+      const qrb::WipeAtEnd wiping(password);
       if (qrb::Error error = askForSecret("Password of " + displayText(user) + ": ", password)) return error;
       use(remote, Basic::initWithUsername(user, password));
       return {};
@@ -154,6 +157,7 @@ qrb::Error AuthenticationPrompter::askForPassphrase(const RemotePtr& remote) {
   auto keys = std::dynamic_pointer_cast<const SSHKeys>(remote->authenticationStrategy());
   if (keys == nullptr) return {};
   std::string passphrase;
+  const qrb::WipeAtEnd wiping(passphrase);
   std::string prompt = "Passphrase of " + displayText(keys->privateKeyFile().path().view());
   if (qrb::Error error = askForSecret(prompt + " (empty if it has none): ", passphrase)) return error;
   use(remote, withSecret(keys, passphrase));

@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "AskpassProtocol.h"
+#include "Secrecy.h"
 
 namespace qrb {
 namespace {
@@ -76,9 +77,11 @@ void AskpassChannel::serve() {
     if (!connection.valid()) return;
     if (!isOwnTool(connection.get())) continue;
     const auto question = parseAskpassQuestion(receive(connection.get()));
-    const auto text = question ? _answer(*question) : std::nullopt;
-    const std::string packet = text ? kAskpassYes + *text : std::string(1, kAskpassNo);
+    auto text = question ? _answer(*question) : std::nullopt;
+    std::string packet = text ? kAskpassYes + *text : std::string(1, kAskpassNo);
     ::send(connection.get(), packet.data(), packet.size(), MSG_NOSIGNAL);
+    wipe(packet);
+    if (text) wipe(*text);
   }
 }
 

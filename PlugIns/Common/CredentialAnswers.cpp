@@ -55,7 +55,7 @@ bool CredentialAnswers::isOurLogin(std::string_view userAndHost) const {
 std::optional<std::string> CredentialAnswers::secret() {
   if (_access.secret.empty()) return std::nullopt;
   _gaveSecret = true;
-  return _access.secret;
+  return std::string(_access.secret.view());
 }
 
 std::optional<std::string> CredentialAnswers::answerHostKey(const std::vector<std::string>& values) {

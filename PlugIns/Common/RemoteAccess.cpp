@@ -14,12 +14,12 @@ void take(RemoteAccess& access, const QRBSourceControlAuthenticationStrategy* st
   if (const auto* const basic = dynamic_cast<const QRBSourceControlBasicAuthenticationStrategy*>(strategy)) {
     access.kind = RemoteAccess::Kind::Password;
     access.user = basic->username().str();
-    access.secret = basic->password().str();
+    access.secret = SecretText(basic->password().view());
   } else if (const auto* const keys = dynamic_cast<const QRBSourceControlSSHKeysAuthenticationStrategy*>(strategy)) {
     access.user = keys->username().str();
     if (!access.address.isSSH()) return;
     access.kind = RemoteAccess::Kind::Key;
-    access.secret = keys->privateKeyPassword().str();
+    access.secret = SecretText(keys->privateKeyPassword().view());
     if (keys->privateKeyFile()) access.keyFile = keys->privateKeyFile().path().str();
   }
 }
@@ -58,8 +58,9 @@ RemoteAccess RemoteAccess::of(const QRBSourceControlRemoteRepository& repository
   if (access.user.empty()) access.user = access.address.user.value_or("");
   if (access.kind == Kind::None && access.address.password) {
     access.kind = Kind::Password;
-    access.secret = *access.address.password;
+    access.secret = SecretText(*access.address.password);
   }
+  if (access.address.password) wipe(*access.address.password);
   access.address.password.reset();
   // The name in the address would win over the one that the user chose.
   const bool isOther = access.address.user && *access.address.user != access.user;
@@ -68,7 +69,7 @@ RemoteAccess RemoteAccess::of(const QRBSourceControlRemoteRepository& repository
 }
 
 Error RemoteAccess::fault() const {
-  if (!isOneLine(user) || !isOneLine(secret)) {
+  if (!isOneLine(user) || !isOneLine(secret.view())) {
     return QRBSourceControlError_AuthenticationCredentialsInvalid(
         "A user name, password or passphrase that has more than one line cannot be handed over.");
   }

@@ -6,6 +6,7 @@
 #include "Error.h"
 #include "QRBSourceControlForward.h"
 #include "RemoteAddress.h"
+#include "Secrecy.h"
 
 namespace qrb {
 
@@ -28,7 +29,7 @@ struct RemoteAccess {
   /// Empty where the tool is to decide.
   std::string user;
   /// The password or the passphrase.
-  std::string secret;
+  SecretText secret;
   /// Absolute path; empty for the user's own keys.
   std::string keyFile;
   /// Of the server's key or certificate; empty where no server is trusted in particular.

@@ -8,10 +8,11 @@
 
 #include "Localization.h"
 #include "QRBSourceControlError.h"
+#include "Secrecy.h"
 
 namespace {
 
-SSHToolOutcome run(qrb::ToolCommand command) {
+SSHToolOutcome run(qrb::ToolCommand& command) {
   command.environment.emplace_back("LC_ALL", "C");
   SSHToolOutcome outcome;
   outcome.result = qrb::ToolRunner().run(command, [&](std::string_view chunk) {
@@ -40,7 +41,7 @@ SSHToolOutcome runSSHTool(const std::string& tool, std::vector<std::string> argu
   command.environment = {{"SSH_ASKPASS_REQUIRE", "never"}};
   command.unsetEnvironment = {"SSH_ASKPASS", "DISPLAY"};
   command.standardInput = std::move(standardInput);
-  return run(std::move(command));
+  return run(command);
 }
 
 SSHToolOutcome runSSHToolWithPassphrase(const std::string& tool, std::vector<std::string> arguments,
@@ -49,22 +50,29 @@ SSHToolOutcome runSSHToolWithPassphrase(const std::string& tool, std::vector<std
   command.path = tool;
   command.arguments = std::move(arguments);
   command.environment = {{"SSH_ASKPASS", ownProgram()}, {"SSH_ASKPASS_REQUIRE", "force"}};
+  command.standardInput.reserve(static_cast<std::size_t>(times) * (passphrase.size() + 1));
   for (int time = 0; time < times; ++time) command.standardInput.append(passphrase).append("\n");
-  return run(std::move(command));
+  SSHToolOutcome outcome = run(command);
+  qrb::wipe(command.standardInput);
+  return outcome;
 }
 
 std::optional<int> answerAsPassphraseProgram(int argumentCount) {
   struct stat info {};
   // The tool gives its question as the one argument. A host gives none, and a socket for a standard input.
   if (argumentCount != 2 || ::fstat(STDIN_FILENO, &info) != 0 || !S_ISFIFO(info.st_mode)) return std::nullopt;
+  qrb::forbidCoreFiles();
   std::string line;
-  char character;
+  line.reserve(kMostPassphraseBytes + 2);
+  char character = 0;
   // Byte by byte: what follows the line is for the next question.
   while (line.size() <= kMostPassphraseBytes && ::read(STDIN_FILENO, &character, 1) == 1 && character != '\n') {
     line += character;
   }
   line += '\n';
-  return ::write(STDOUT_FILENO, line.data(), line.size()) == static_cast<ssize_t>(line.size()) ? 0 : 1;
+  const bool isPrinted = ::write(STDOUT_FILENO, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+  qrb::wipe(line);
+  return isPrinted ? 0 : 1;
 }
 
 qrb::Error systemError(int number, const std::string& description, const qrb::String& underlyingMessage) {

@@ -1,3 +1,7 @@
+#include <sys/resource.h>
+
+#include <algorithm>
+
 #include "GitHTTPServer.h"
 #include "NetworkTesting.h"
 #include "SSHServer.h"
@@ -37,6 +41,15 @@ class SecrecyTest : public NetworkTest {
     }
   }
 
+  /// The origin, for which one has to log in.
+  Remote remoteOf(GitHTTPServer& server, const TestCertificate& certificate) {
+    server.serve("origin.git", _origin.root());
+    const Remote remote =
+        remoteAt(server.secureURL("/private/origin.git"), passwordOf(GitHTTPServer::user, GitHTTPServer::password));
+    remote->setTrustedServerFingerprint(certificate.fingerprint());
+    return remote;
+  }
+
   /// Each request that reaches a remote, held up when it has been let in, looked at, and let go on.
   void lookAtEveryRequest(const Remote& remote, const TestGate& gate, const std::string& secret) {
     _clone.run({"remote", "set-url", "origin", remote->URL().withoutPassword().absoluteString().str()});
@@ -67,12 +80,46 @@ TEST_F(SecrecyTest, aPasswordIsInNoCommandLineEnvironmentOrFile) {
   if (!GitHTTPServer::isInstalled()) GTEST_SKIP() << "Apache is not installed";
   const TestCertificate certificate = TestCertificate::make(home(), "server");
   GitHTTPServer server(pathOf("served"), {certificate});
-  server.serve("origin.git", _origin.root());
-  const Remote remote =
-      remoteAt(server.secureURL("/private/origin.git"), passwordOf(GitHTTPServer::user, GitHTTPServer::password));
-  remote->setTrustedServerFingerprint(certificate.fingerprint());
+  const Remote remote = remoteOf(server, certificate);
   // A part of it, which no encoding changes.
   lookAtEveryRequest(remote, server.gate(), "s3cr3t");
+}
+
+TEST_F(SecrecyTest, aRequestThatDiesLeavesNoCoreFileOfAnyOfItsProcesses) {
+  if (!GitHTTPServer::isInstalled()) GTEST_SKIP() << "Apache is not installed";
+  if (const std::string pattern = textOf("/proc/sys/kernel/core_pattern"); pattern.find_first_of("/|") == 0) {
+    GTEST_SKIP() << "core files are not made where a process works";
+  }
+  const TestCertificate certificate = TestCertificate::make(home(), "server");
+  GitHTTPServer server(pathOf("served"), {certificate});
+  const Remote remote = remoteOf(server, certificate);
+  // Plug-ins work where their host does, and git in the clone.
+  std::filesystem::create_directory(pathOf("work"));
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(pathOf("work"));
+  rlimit limit{};
+  ::getrlimit(RLIMIT_CORE, &limit);
+  const rlimit highest{limit.rlim_max, limit.rlim_max};
+  ::setrlimit(RLIMIT_CORE, &highest);
+  ServiceReserve::shared().clear();
+  _clone.run({"remote", "set-url", "origin", remote->URL().absoluteString().str()});
+  server.gate().close();
+  auto answer = std::async(std::launch::async, [&] { return fetch(remote, _clone.root()); });
+  EXPECT_TRUE(server.gate().awaitArrival());
+  std::vector<ProcessEntry> processes = plugInProcesses();
+  EXPECT_GE(processes.size(), 3u);
+  // What the plug-in started comes after it.
+  std::ranges::sort(processes, std::ranges::greater(), &ProcessEntry::id);
+  for (const ProcessEntry& process : processes) EXPECT_EQ(::kill(process.id, SIGABRT), 0) << process.name;
+  EXPECT_TRUE(answer.get());
+  server.gate().open();
+  std::filesystem::current_path(before);
+  ::setrlimit(RLIMIT_CORE, &limit);
+  for (const std::string& folder : {pathOf("work"), _clone.root()}) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+      EXPECT_FALSE(entry.path().filename().string().starts_with("core")) << entry.path();
+    }
+  }
 }
 
 TEST_F(SecrecyTest, aPassphraseIsInNoCommandLineEnvironmentOrFile) {

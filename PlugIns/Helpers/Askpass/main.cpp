@@ -11,6 +11,7 @@
 #include <string>
 
 #include "AskpassProtocol.h"
+#include "Secrecy.h"
 
 namespace {
 
@@ -49,6 +50,7 @@ int main(int count, char** arguments) {
     std::fputs("This program hands questions of git and ssh to a source control plug-in, which starts it.\n", stderr);
     return 2;
   }
+  qrb::forbidCoreFiles();
   std::string question(count == 2 ? kAskpassPromptKind : kAskpassHostKeyKind);
   for (int index = 1; index < count; ++index) question.append(1, '\0').append(arguments[index]);
   question.append(1, '\0');
@@ -60,5 +62,7 @@ int main(int count, char** arguments) {
   // ssh takes a failure for one of its own, and no key for none that is known.
   if (answer[0] != kAskpassYes) return count == 2 ? 1 : 0;
   answer[size] = '\n';
-  return print(answer + 1, static_cast<std::size_t>(size)) ? 0 : 1;
+  const bool isPrinted = print(answer + 1, static_cast<std::size_t>(size));
+  ::explicit_bzero(answer, sizeof answer);
+  return isPrinted ? 0 : 1;
 }

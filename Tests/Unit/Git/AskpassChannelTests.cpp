@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "AskpassProtocol.h"
@@ -55,6 +58,34 @@ class AskpassTest : public testing::Test {
     return _answer;
   }};
 };
+
+/// Sets the limit of core files as high as it goes, for the programs that are started meanwhile.
+class CoreFilesAllowed {
+ public:
+  CoreFilesAllowed() {
+    ::getrlimit(RLIMIT_CORE, &_before);
+    const rlimit highest{_before.rlim_max, _before.rlim_max};
+    ::setrlimit(RLIMIT_CORE, &highest);
+  }
+  ~CoreFilesAllowed() { ::setrlimit(RLIMIT_CORE, &_before); }
+
+ private:
+  rlimit _before{};
+};
+
+TEST_F(AskpassTest, diesWithoutACoreFile) {
+  const CoreFilesAllowed allowed;
+  for (const int signal : {SIGSEGV, SIGABRT}) {
+    const Asked asked = ask({"Password for 'https://me@server': "});
+    ASSERT_TRUE(awaitQuestion());
+    ASSERT_EQ(::kill(asked.process.pid(), signal), 0);
+    siginfo_t end{};
+    ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(asked.process.pid()), &end, WEXITED | WNOWAIT), 0);
+    EXPECT_EQ(end.si_status, signal);
+    EXPECT_EQ(end.si_code, CLD_KILLED);
+    _channel.serve();
+  }
+}
 
 TEST_F(AskpassTest, aQuestionArrivesAsItWasAskedAndTheAnswerGoesToStandardOutputAlone) {
   _answer = "s3cr3t \t'\"$";

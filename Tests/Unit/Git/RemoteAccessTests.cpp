@@ -46,7 +46,7 @@ TEST(RemoteAccess, takesWhatTheStrategySaysAndElseWhatTheAddressDoes) {
     EXPECT_EQ(access.kind, each.kind) << each.url;
     EXPECT_EQ(access.text, each.text) << each.url;
     EXPECT_EQ(access.user, each.user) << each.url;
-    EXPECT_EQ(access.secret, each.secret) << each.url;
+    EXPECT_EQ(access.secret.view(), each.secret) << each.url;
   }
 }
 
