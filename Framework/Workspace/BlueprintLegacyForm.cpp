@@ -20,7 +20,7 @@ namespace qrb::detail {
 
 namespace {
 
-constexpr int kWrittenVersion = 111;
+constexpr int kLegacyVersion = 111;
 constexpr std::uint64_t kRequiredState = 1;
 
 constexpr const char* kVersionKey = QRBSourceControlLegacyWorkspaceBlueprintVersionKey;
@@ -34,16 +34,16 @@ constexpr const char* kRootsKey = QRBSourceControlLegacyWorkspaceBlueprintReposi
 constexpr const char* kOriginsKey = QRBSourceControlLegacyWorkspaceBlueprintOriginsKey;
 constexpr const char* kInstallPathsKey = QRBSourceControlLegacyWorkspaceBlueprintInstallPathsKey;
 constexpr const char* kRequiredKey = QRBSourceControlLegacyWorkspaceBlueprintRequiredConfigurationsKey;
-constexpr const char* kIdentifierKey = QRBSourceControlLegacyWorkspaceWCCIdentifierKey;
+constexpr const char* kWorkingCopyKey = QRBSourceControlLegacyWorkspaceWCCIdentifierKey;
 constexpr const char* kNameKey = QRBSourceControlLegacyWorkspaceWCCNameKey;
 constexpr const char* kSystemKey = QRBSourceControlLegacyWorkspaceSystemIdentifierKey;
 constexpr const char* kTrunkKey = QRBSourceControlLegacyWorkspaceTrunkLocationKey;
 constexpr const char* kBranchesKey = QRBSourceControlLegacyWorkspaceBranchesLocationKey;
 constexpr const char* kTagsKey = QRBSourceControlLegacyWorkspaceTagsLocationKey;
 
-class Reader {
+class LegacyReader {
  public:
-  explicit Reader(const Dictionary& file)
+  explicit LegacyReader(const Dictionary& file)
       : _roots(sectionForKey(file, kRootsKey)),
         _origins(sectionForKey(file, kOriginsKey)),
         _installPaths(sectionForKey(file, kInstallPathsKey)),
@@ -71,11 +71,11 @@ class Reader {
   }
 
   bool isPrimary(const Dictionary& configuration) const {
-    return arePresentAndEqual(textForKey(configuration, kIdentifierKey), _primary);
+    return arePresentAndEqual(textForKey(configuration, kWorkingCopyKey), _primary);
   }
 
   void readConfiguration(const Dictionary& configuration) {
-    String identifier = textForKey(configuration, kIdentifierKey);
+    String identifier = textForKey(configuration, kWorkingCopyKey);
     auto system = _systems.systemWithIdentifier(textForKey(configuration, kSystemKey));
     String origin = textUnder(identifier, _origins);
     URL url = usableURL(textUnder(identifier, _roots));
@@ -153,9 +153,9 @@ std::string originOf(const String& url, const QRBSourceControlPathLocationPtr& l
   return joins ? url.str() + path : path;
 }
 
-class Writer {
+class LegacyWriter {
  public:
-  Writer(const Blueprint& blueprint, std::uint64_t options) : _blueprint(blueprint), _options(options) {}
+  LegacyWriter(const Blueprint& blueprint, std::uint64_t options) : _blueprint(blueprint), _options(options) {}
 
   Dictionary write() {
     for (const RemotePtr& repository : _blueprint.remoteRepositories()) {
@@ -165,7 +165,7 @@ class Writer {
       return textForKey(a, kNameKey) < textForKey(b, kNameKey);
     });
     Dictionary file = Dictionary::object();
-    file[kVersionKey] = kWrittenVersion;
+    file[kVersionKey] = kLegacyVersion;
     setText(file, kBlueprintIdentifierKey, _blueprint._id());
     if (!_blueprint.name().empty()) setText(file, kBlueprintNameKey, _blueprint.name());
     if (!_blueprint.relativePathToProject().empty()) {
@@ -189,7 +189,7 @@ class Writer {
     String path = _blueprint.workingCopyPathForRemoteRepository(repository);
     bool isPrimary = repository == _blueprint.primaryRemoteRepository();
     Dictionary configuration = Dictionary::object();
-    configuration[kIdentifierKey] = key;
+    configuration[kWorkingCopyKey] = key;
     setText(configuration, kNameKey, isPrimary || path.empty() ? path : String(lastPathComponent(path.view())));
     if (auto system = repository->sourceControlSystem()) {
       setText(configuration, kSystemKey, ideLegacyIdentiferFromIdentifier(system->plugInIdentifier()));
@@ -242,11 +242,11 @@ class Writer {
 }  // namespace
 
 Dictionary writeLegacyForm(const Blueprint& blueprint, std::uint64_t options) {
-  return Writer(blueprint, options).write();
+  return LegacyWriter(blueprint, options).write();
 }
 
 BlueprintContents readLegacyForm(const Dictionary& dictionary) {
-  return Reader(dictionary).read(dictionary);
+  return LegacyReader(dictionary).read(dictionary);
 }
 
 }  // namespace qrb::detail

@@ -25,7 +25,7 @@ using Basic = QRBSourceControlBasicAuthenticationStrategy;
 using SSHKeys = QRBSourceControlSSHKeysAuthenticationStrategy;
 using Accounts = std::vector<QRBSourceControlAccountPtr>;
 
-struct Options {
+struct AccountsOptions {
   std::string name;
   std::string url;
   std::string user;
@@ -81,7 +81,7 @@ void printPlain(Output& output, const Accounts& accounts) {
   }
 }
 
-ExitStatus runList(Session& session, const Options&) {
+ExitStatus runList(Session& session, const AccountsOptions&) {
   session.endUnread();
   Accounts accounts;
   if (qrb::Error error = accountManager()->list(accounts)) return session.fail(error);
@@ -95,7 +95,7 @@ ExitStatus runList(Session& session, const Options&) {
 
 // Add
 
-QRBSourceControlAuthenticationStrategyPtr strategyOf(const Options& options, const std::string& user,
+QRBSourceControlAuthenticationStrategyPtr strategyOf(const AccountsOptions& options, const std::string& user,
                                                      const std::string& secret) {
   if (!options.key.empty()) {
     std::string path = std::filesystem::absolute(options.key).lexically_normal().native();
@@ -105,7 +105,7 @@ QRBSourceControlAuthenticationStrategyPtr strategyOf(const Options& options, con
   return QRBSourceControlAuthenticationStrategy::sharedAnonymousStrategy();
 }
 
-qrb::Error refusalOf(const Options& options, const qrb::URL& url) {
+qrb::Error refusalOf(const AccountsOptions& options, const qrb::URL& url) {
   if (!qrbscm_isValid(url)) {
     return QRBSourceControlError_InvalidURL(url, options.name,
                                             "an address like https://host/path or user@host:path is");
@@ -126,8 +126,8 @@ qrb::Error refusalOf(const Options& options, const qrb::URL& url) {
 }
 
 // Asked only where the answer can be kept.
-qrb::Error obtainSecret(Session& session, AccountManager& manager, const Options& options, const std::string& user,
-                        std::string& secret) {
+qrb::Error obtainSecret(Session& session, AccountManager& manager, const AccountsOptions& options,
+                        const std::string& user, std::string& secret) {
   bool hasSecret = !options.key.empty() || !user.empty();
   if (options.passwordFromInput && !hasSecret) {
     return hostError("A password without a user is of no use.", "Name the user with --user.");
@@ -146,7 +146,7 @@ qrb::Error obtainSecret(Session& session, AccountManager& manager, const Options
   return askForSecret(displayText(what) + " (empty to keep none): ", secret);
 }
 
-ExitStatus runAdd(Session& session, const Options& options) {
+ExitStatus runAdd(Session& session, const AccountsOptions& options) {
   qrb::URL url(options.url);
   if (qrb::Error error = refusalOf(options, url)) return session.fail(error);
   std::string user = options.user.empty() ? qrbscm_user(url).str() : options.user;
@@ -181,7 +181,7 @@ qrb::Error findNamed(AccountManager& manager, const std::string& name, QRBSource
   return {};
 }
 
-ExitStatus runRemove(Session& session, const Options& options) {
+ExitStatus runRemove(Session& session, const AccountsOptions& options) {
   const auto& manager = accountManager();
   QRBSourceControlAccountPtr account;
   if (qrb::Error error = findNamed(*manager, options.name, account)) return session.fail(error);
@@ -190,8 +190,8 @@ ExitStatus runRemove(Session& session, const Options& options) {
 }
 
 // What to try: the secret given, the one kept, or the one that the user types.
-qrb::Error strategyToTest(AccountManager& manager, const QRBSourceControlAccountPtr& account, const Options& options,
-                          QRBSourceControlAuthenticationStrategyPtr& strategy) {
+qrb::Error strategyToTest(AccountManager& manager, const QRBSourceControlAccountPtr& account,
+                          const AccountsOptions& options, QRBSourceControlAuthenticationStrategyPtr& strategy) {
   strategy = account->authenticationStrategy();
   std::string secret;
   const qrb::WipeAtEnd wiping(secret);
@@ -211,7 +211,7 @@ qrb::Error strategyToTest(AccountManager& manager, const QRBSourceControlAccount
   return {};
 }
 
-ExitStatus runTest(Session& session, const Options& options) {
+ExitStatus runTest(Session& session, const AccountsOptions& options) {
   const auto& manager = accountManager();
   QRBSourceControlAccountPtr account;
   if (qrb::Error error = findNamed(*manager, options.name, account)) return session.fail(error);
@@ -233,9 +233,9 @@ ExitStatus runTest(Session& session, const Options& options) {
 // The command line
 
 Command::Run declareAccounts(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<AccountsOptions>();
   Actions actions(app);
-  auto add = [&](const char* name, const char* summary, ExitStatus (*run)(Session&, const Options&)) {
+  auto add = [&](const char* name, const char* summary, ExitStatus (*run)(Session&, const AccountsOptions&)) {
     return &actions.add(name, summary, [options, run](Session& session) { return run(session, *options); });
   };
   auto nameArgument = [&](CLI::App* command) {

@@ -21,7 +21,7 @@ using BlameItems = QRBSourceControlWorkingCopy::BlameItems;
 constexpr std::size_t kRevisionWidth = 10;
 constexpr std::size_t kWidestAuthor = 20;
 
-struct Options {
+struct BlameOptions {
   std::shared_ptr<std::string> folder;
   std::string file;
   std::string place;
@@ -89,7 +89,7 @@ void printPlain(Output& output, const BlameItems& items) {
   for (const QRBSourceControlBlameItemPtr& item : items) printRange(output, *item, width);
 }
 
-ExitStatus runBlame(Session& session, const Options& options) {
+ExitStatus runBlame(Session& session, const BlameOptions& options) {
   session.endUnread();
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
@@ -120,7 +120,7 @@ ExitStatus runBlame(Session& session, const Options& options) {
 }
 
 Command::Run declareBlame(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<BlameOptions>();
   options->folder = addDirectoryOption(app);
   app.add_option("FILE", options->file, "The file")->type_name("")->required();
   app.add_option("REVISION", options->place, "As it was at that branch, tag or revision (default: as it is now)")

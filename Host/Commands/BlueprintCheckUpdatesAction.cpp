@@ -16,7 +16,7 @@ namespace {
 
 using Blueprint = QRBSourceControlWorkspaceBlueprint;
 
-struct Options {
+struct BlueprintCheckUpdatesOptions {
   std::string file;
   std::string keyDirectory;
 };
@@ -54,7 +54,7 @@ void print(Session& session, const QRBSourceControlWorkspaceBlueprintPtr& bluepr
   if (session.json()) array.finish();
 }
 
-ExitStatus runCheckUpdates(Session& session, const Options& options) {
+ExitStatus runCheckUpdates(Session& session, const BlueprintCheckUpdatesOptions& options) {
   session.endUnread();
   ReadBlueprint read = readBlueprintForServers(session, options.file, options.keyDirectory);
   if (read.blueprint == nullptr) return session.fail(read.error);
@@ -81,7 +81,7 @@ ExitStatus runCheckUpdates(Session& session, const Options& options) {
 }  // namespace
 
 void addBlueprintCheckUpdates(Actions& actions) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<BlueprintCheckUpdatesOptions>();
   CLI::App& app = actions.add("check-updates", "Ask the servers what is newer than a blueprint's revisions",
                               [options](Session& session) { return runCheckUpdates(session, *options); });
   app.add_option("FILE", options->file, "The blueprint")->required()->type_name("");

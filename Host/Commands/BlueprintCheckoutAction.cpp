@@ -25,7 +25,7 @@ using BlueprintPtr = QRBSourceControlWorkspaceBlueprintPtr;
 using RemotePtr = QRBSourceControlRemoteRepositoryPtr;
 using WorkingCopyPtr = QRBSourceControlWorkingCopyPtr;
 
-struct Options {
+struct BlueprintCheckoutOptions {
   std::string file;
   std::string folder;
   std::string keyDirectory;
@@ -66,7 +66,7 @@ std::string comparableAddress(const RemotePtr& remote) {
 /// place is looked at when the working copy around it is there, which may hold symbolic links.
 class Checkout {
  public:
-  Checkout(Session& session, BlueprintPtr blueprint, const Options& options)
+  Checkout(Session& session, BlueprintPtr blueprint, const BlueprintCheckoutOptions& options)
       : _session(session),
         _blueprint(std::move(blueprint)),
         _options(options),
@@ -218,7 +218,7 @@ class Checkout {
 
   Session& _session;
   const BlueprintPtr _blueprint;
-  const Options& _options;
+  const BlueprintCheckoutOptions& _options;
   const fs::path _root;
   const qrb::URL _rootURL;
   const QRBSourceControlWorkspaceBlueprint::Table<qrb::URL> _places;
@@ -236,7 +236,7 @@ qrb::Error refuseClimbing(const BlueprintPtr& blueprint) {
                    "If you trust it, --allow-outside checks these out too.", EPERM);
 }
 
-ExitStatus runCheckout(Session& session, const Options& options) {
+ExitStatus runCheckout(Session& session, const BlueprintCheckoutOptions& options) {
   ReadBlueprint read = readBlueprintForServers(session, options.file, options.keyDirectory);
   if (read.blueprint == nullptr) return session.fail(read.error);
   if (!options.allowsOutside) {
@@ -248,7 +248,7 @@ ExitStatus runCheckout(Session& session, const Options& options) {
 }  // namespace
 
 void addBlueprintCheckout(Actions& actions) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<BlueprintCheckoutOptions>();
   CLI::App& app = actions.add("checkout", "Make the working copies of a blueprint in a folder",
                               [options](Session& session) { return runCheckout(session, *options); });
   app.add_option("FILE", options->file, "The blueprint")->required()->type_name("");

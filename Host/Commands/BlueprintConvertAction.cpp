@@ -6,12 +6,12 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct BlueprintConvertOptions {
   std::string from;
   BlueprintWriting to;
 };
 
-ExitStatus runConvert(Session& session, const Options& options) {
+ExitStatus runConvert(Session& session, const BlueprintConvertOptions& options) {
   // Keys are files, for as long as it takes to hand them on.
   PrivateFolder keys;
   ReadBlueprint read = readBlueprintToRewrite(session, options.from, options.to, keys.path().native());
@@ -22,7 +22,7 @@ ExitStatus runConvert(Session& session, const Options& options) {
 }  // namespace
 
 void addBlueprintConvert(Actions& actions) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<BlueprintConvertOptions>();
   CLI::App& app = actions.add("convert", "Write a blueprint in the form that the new file's name says",
                               [options](Session& session) { return runConvert(session, *options); });
   app.add_option("FROM", options->from, "The blueprint")->required()->type_name("");

@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 using BlueprintPtr = QRBSourceControlWorkspaceBlueprintPtr;
 using WorkingCopyPtr = QRBSourceControlWorkingCopyPtr;
 
-struct Options {
+struct BlueprintCreateOptions {
   std::string folder;
   std::string primary;
   std::string project;
@@ -43,7 +43,7 @@ qrb::Error noPrimary(const FoundWorkspace& found) {
 }
 
 // The working copy that holds the project: the one that the user says, else the outermost, else the only one.
-qrb::Error choosePrimary(const FoundWorkspace& found, const Options& options) {
+qrb::Error choosePrimary(const FoundWorkspace& found, const BlueprintCreateOptions& options) {
   const QRBSourceControlWorkspacePtr& workspace = found.workspace;
   const std::string& named = options.primary.empty() ? options.project : options.primary;
   WorkingCopyPtr primary;
@@ -65,7 +65,7 @@ qrb::Error choosePrimary(const FoundWorkspace& found, const Options& options) {
 }
 
 // Where nobody says which file or folder the project is, it is the working copy itself.
-qrb::Error choosePathToProject(const FoundWorkspace& found, const Options& options) {
+qrb::Error choosePathToProject(const FoundWorkspace& found, const BlueprintCreateOptions& options) {
   const fs::path root = rootOf(found.workspace->primaryWorkingCopy());
   std::error_code failure;
   fs::path project = options.project.empty() ? root : fs::canonical(options.project, failure);
@@ -108,7 +108,7 @@ void beginPathsIn(const FoundWorkspace& found, const Derived& derived) {
 }
 
 // What of the location another machine would not find, or the file will not say.
-std::string doubtAbout(const QRBSourceControlRevisionLocationPtr& location, const Options& options) {
+std::string doubtAbout(const QRBSourceControlRevisionLocationPtr& location, const BlueprintCreateOptions& options) {
   auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(location);
   if (branch != nullptr && !branch->isRemoteBranch()) {
     return "the branch " + displayText(branch->name().view()) +
@@ -128,7 +128,7 @@ void tellWhatIsLeftOut(Session& session, const FoundWorkspace& found, const Deri
 }
 
 void tellWhatIsDifferent(Session& session, const FoundWorkspace& found, const Derived& derived,
-                         const Options& options) {
+                         const BlueprintCreateOptions& options) {
   tellWhatIsLeftOut(session, found, derived);
   for (const auto& [workingCopy, remote] : *derived.remotes) {
     std::string doubt = doubtAbout(derived.blueprint->locationForRemoteRepository(remote), options);
@@ -140,13 +140,13 @@ void tellWhatIsDifferent(Session& session, const FoundWorkspace& found, const De
   }
 }
 
-std::string nameFor(const FoundWorkspace& found, const Options& options, const BlueprintPtr& blueprint) {
+std::string nameFor(const FoundWorkspace& found, const BlueprintCreateOptions& options, const BlueprintPtr& blueprint) {
   if (!options.name.empty()) return options.name;
   bool isNamedAfterProject = !options.project.empty() && !blueprint->name().empty() && blueprint->name() != ".";
   return isNamedAfterProject ? blueprint->name().str() : fs::path(found.root).filename().native();
 }
 
-ExitStatus runCreate(Session& session, const Options& options) {
+ExitStatus runCreate(Session& session, const BlueprintCreateOptions& options) {
   FoundWorkspace found = findWorkspace(session, options.folder);
   if (found.error) return session.fail(found.error);
   if (qrb::Error error = choosePrimary(found, options)) return session.fail(error);
@@ -176,7 +176,7 @@ ExitStatus runCreate(Session& session, const Options& options) {
 }  // namespace
 
 void addBlueprintCreate(Actions& actions) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<BlueprintCreateOptions>();
   CLI::App& app = actions.add("create", "Make a blueprint of the working copies in a folder",
                               [options](Session& session) { return runCreate(session, *options); });
   app.add_option("FOLDER", options->folder, "The workspace (default: the current folder)")->type_name("");

@@ -8,12 +8,12 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct BlueprintDiffOptions {
   std::string recorded;
   std::string other;
 };
 
-ExitStatus runDiff(Session& session, const Options& options) {
+ExitStatus runDiff(Session& session, const BlueprintDiffOptions& options) {
   session.endUnread();
   std::error_code failure;
   if (std::filesystem::is_directory(options.other, failure)) {
@@ -30,7 +30,7 @@ ExitStatus runDiff(Session& session, const Options& options) {
 }  // namespace
 
 void addBlueprintDiff(Actions& actions) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<BlueprintDiffOptions>();
   CLI::App& app = actions.add("diff", "Compare a blueprint with another one, or with a workspace",
                               [options](Session& session) { return runDiff(session, *options); });
   app.add_option("FILE", options->recorded, "The blueprint")->required()->type_name("");

@@ -9,7 +9,7 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct BlueprintMergeOptions {
   std::vector<std::string> files;
   BlueprintWriting to;
   bool replace = false;
@@ -20,7 +20,7 @@ std::string projectOf(const QRBSourceControlWorkspaceBlueprintPtr& blueprint) {
   return path ? "\"" + path.str() + "\"" : "none";
 }
 
-ExitStatus runMerge(Session& session, const Options& options) {
+ExitStatus runMerge(Session& session, const BlueprintMergeOptions& options) {
   // Keys are files, for as long as it takes to hand them on.
   PrivateFolder keys;
   QRBSourceControlWorkspaceBlueprintPtr merged;
@@ -47,7 +47,7 @@ ExitStatus runMerge(Session& session, const Options& options) {
 }  // namespace
 
 void addBlueprintMerge(Actions& actions) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<BlueprintMergeOptions>();
   CLI::App& app = actions.add("merge", "Add to a blueprint what others of the same project have besides",
                               [options](Session& session) { return runMerge(session, *options); });
   app.add_option("FILE", options->files, "The blueprint, then those to merge into it")

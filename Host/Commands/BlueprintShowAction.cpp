@@ -26,7 +26,7 @@ using BlueprintPtr = QRBSourceControlWorkspaceBlueprintPtr;
 using RemotePtr = QRBSourceControlRemoteRepositoryPtr;
 using WorkingCopyPtr = QRBSourceControlWorkingCopyPtr;
 
-struct Options {
+struct BlueprintShowOptions {
   std::string file;
   std::string folder;
 };
@@ -151,7 +151,7 @@ void printJSON(Session& session, const BlueprintPtr& blueprint, const Found* fou
   array.finish();
 }
 
-ExitStatus runShow(Session& session, const Options& options) {
+ExitStatus runShow(Session& session, const BlueprintShowOptions& options) {
   session.endUnread();
   ReadBlueprint read = readBlueprint(session, options.file);
   if (read.blueprint == nullptr) return session.fail(read.error);
@@ -178,7 +178,7 @@ ExitStatus runShow(Session& session, const Options& options) {
 }  // namespace
 
 void addBlueprintShow(Actions& actions) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<BlueprintShowOptions>();
   CLI::App& app = actions.add("show", "Draw the workspace that a blueprint is of",
                               [options](Session& session) { return runShow(session, *options); });
   app.add_option("FILE", options->file, "The blueprint")->required()->type_name("");

@@ -14,7 +14,7 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct BranchOptions {
   std::shared_ptr<std::string> folder;
   std::string name;
   std::string from;
@@ -23,14 +23,14 @@ struct Options {
   bool all = false;
 };
 
-ExitStatus runList(Session& session, const Options& options) {
+ExitStatus runList(Session& session, const BranchOptions& options) {
   session.endUnread();
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   return listBranches(session, found.workingCopy, {!options.remotes, options.remotes || options.all});
 }
 
-ExitStatus runAdd(Session& session, const Options& options) {
+ExitStatus runAdd(Session& session, const BranchOptions& options) {
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   // Where none is named it begins where the working copy is, which may be on no branch.
@@ -54,7 +54,7 @@ ExitStatus runAdd(Session& session, const Options& options) {
   return error ? session.fail(error) : ExitStatus::success;
 }
 
-void printRemoved(Session& session, const Options& options, std::string_view revision) {
+void printRemoved(Session& session, const BranchOptions& options, std::string_view revision) {
   if (session.json()) {
     JSONArray array(session.output());
     JSONValue entry;
@@ -72,7 +72,7 @@ void printRemoved(Session& session, const Options& options, std::string_view rev
 }
 
 /// The library removes branches that nothing else holds, too, so the way back is shown: what the branch stood for.
-ExitStatus runRemove(Session& session, const Options& options) {
+ExitStatus runRemove(Session& session, const BranchOptions& options) {
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   QRBSourceControlRemoteRepositoryPtr remote;
@@ -101,9 +101,9 @@ ExitStatus runRemove(Session& session, const Options& options) {
 }
 
 Command::Run declareBranch(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<BranchOptions>();
   options->folder = addDirectoryOption(app);
-  auto with = [options](ExitStatus (*run)(Session&, const Options&)) -> Command::Run {
+  auto with = [options](ExitStatus (*run)(Session&, const BranchOptions&)) -> Command::Run {
     return [=](Session& session) { return run(session, *options); };
   };
   auto nameArgument = [&](CLI::App& action) {

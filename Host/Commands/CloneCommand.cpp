@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Options {
+struct CloneOptions {
   std::string address;
   std::string folder;
   std::string system;
@@ -50,7 +50,7 @@ qrb::Error folderFor(const qrb::URL& url, const std::string& chosen, fs::path& f
   return {};
 }
 
-ExitStatus runClone(Session& session, const Options& options) {
+ExitStatus runClone(Session& session, const CloneOptions& options) {
   qrb::URL url;
   fs::path folder;
   if (qrb::Error error = readAddress(options.address, {}, url)) return session.fail(error);
@@ -78,7 +78,7 @@ ExitStatus runClone(Session& session, const Options& options) {
 }
 
 Command::Run declareClone(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<CloneOptions>();
   app.add_option("URL", options->address, "The repository: a URL, user@host:path, or the path of a folder")
       ->required()
       ->type_name("");

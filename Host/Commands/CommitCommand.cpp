@@ -23,7 +23,7 @@ constexpr std::uint64_t kStaged = QRBSourceControlStatusStagedAdded | QRBSourceC
 constexpr std::uint64_t kTracked = QRBSourceControlStatusModified | QRBSourceControlStatusDeleted |
                                    QRBSourceControlStatusTypeChanged | QRBSourceControlStatusMissing;
 
-struct Options {
+struct CommitOptions {
   std::shared_ptr<FileArguments> files;
   std::vector<std::string> paragraphs;
   std::string messageFile;
@@ -89,7 +89,8 @@ qrb::Error editMessage(Session& session, const FoundFiles& found, std::string& m
   return {};
 }
 
-qrb::Error obtainMessage(Session& session, const Options& options, const FoundFiles& found, std::string& message) {
+qrb::Error obtainMessage(Session& session, const CommitOptions& options, const FoundFiles& found,
+                         std::string& message) {
   if (!options.paragraphs.empty()) {
     message = joined(options.paragraphs);
   } else if (!options.messageFile.empty()) {
@@ -119,7 +120,7 @@ void print(Session& session, const QRBSourceControlRevisionPtr& revision, const 
   session.output().write("  " + displayText(title) + "\n");
 }
 
-ExitStatus runCommit(Session& session, const Options& options) {
+ExitStatus runCommit(Session& session, const CommitOptions& options) {
   FoundFiles found = findFiles(session, *options.files);
   if (found.error) return session.fail(found.error);
   std::string message;
@@ -138,7 +139,7 @@ ExitStatus runCommit(Session& session, const Options& options) {
 }
 
 Command::Run declareCommit(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<CommitOptions>();
   options->files = addFileArguments(app, "Files or folders to commit", false);
   auto* message = app.add_option("-m,--message", options->paragraphs, "The message; each further one is a paragraph")
                       ->type_name("TEXT")

@@ -13,7 +13,7 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct DiffOptions {
   std::shared_ptr<std::string> folder;
   std::string from;
   std::string against;
@@ -26,7 +26,7 @@ FoundLocation locationFor(Session& session, const QRBSourceControlRepositoryPtr&
   return {QRBSourceControlRevisionLocation::initWithRevision(otherwise), {}, otherwise};
 }
 
-ExitStatus runDiff(Session& session, const Options& options) {
+ExitStatus runDiff(Session& session, const DiffOptions& options) {
   session.endUnread();
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
@@ -51,7 +51,7 @@ ExitStatus runDiff(Session& session, const Options& options) {
 }
 
 Command::Run declareDiff(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<DiffOptions>();
   options->folder = addDirectoryOption(app);
   app.add_option("FROM", options->from, "A branch, tag or revision (default: what was last committed)")->type_name("");
   app.add_option("TO", options->against, "Another (default: the files of the working copy as they are now)")

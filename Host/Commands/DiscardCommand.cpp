@@ -5,12 +5,12 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct DiscardOptions {
   std::shared_ptr<FileArguments> files;
   bool all = false;
 };
 
-ExitStatus runDiscard(Session& session, const Options& options) {
+ExitStatus runDiscard(Session& session, const DiscardOptions& options) {
   if (!options.all) {
     return runFileRequest(session, *options.files, "Discarding changes",
                           &QRBSourceControlWorkingCopy::discardChangesInFiles);
@@ -24,7 +24,7 @@ ExitStatus runDiscard(Session& session, const Options& options) {
 }
 
 Command::Run declareDiscard(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<DiscardOptions>();
   options->files = addFileArguments(app, "Files or folders to bring back", false);
   auto* all = app.add_flag("--all", options->all, "Bring back the whole working copy");
   app.get_option("FILE")->excludes(all);

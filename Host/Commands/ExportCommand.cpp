@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Options {
+struct ExportOptions {
   std::shared_ptr<std::string> folder;
   std::string file;
   std::string place;
@@ -38,8 +38,8 @@ qrb::Error moveInto(const fs::path& folder, fs::path& file) {
   return {};
 }
 
-qrb::Error exportOne(Session& session, const Options& options, const FoundWorkingCopy& found, const std::string& path,
-                     const fs::path& folder, fs::path& exported) {
+qrb::Error exportOne(Session& session, const ExportOptions& options, const FoundWorkingCopy& found,
+                     const std::string& path, const fs::path& folder, fs::path& exported) {
   QRBSourceControlRevisionLocationPtr location;
   if (options.parentOf.empty()) {
     FoundLocation at = findLocation(session, found.workingCopy->repository(), options.place);
@@ -60,7 +60,7 @@ qrb::Error exportOne(Session& session, const Options& options, const FoundWorkin
   return location == nullptr ? moveInto(folder, exported) : qrb::Error();
 }
 
-ExitStatus runExport(Session& session, const Options& options) {
+ExitStatus runExport(Session& session, const ExportOptions& options) {
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   std::string path;
@@ -85,7 +85,7 @@ ExitStatus runExport(Session& session, const Options& options) {
 }
 
 Command::Run declareExport(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ExportOptions>();
   options->folder = addDirectoryOption(app);
   app.add_option("FILE", options->file, "The file, under its present name")->type_name("")->required();
   auto* place =

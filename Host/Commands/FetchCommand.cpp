@@ -9,12 +9,12 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct FetchOptions {
   std::shared_ptr<std::string> folder;
   std::string remote;
 };
 
-ExitStatus runFetch(Session& session, const Options& options) {
+ExitStatus runFetch(Session& session, const FetchOptions& options) {
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   auto repository = found.workingCopy->repository();
@@ -27,7 +27,7 @@ ExitStatus runFetch(Session& session, const Options& options) {
 }
 
 Command::Run declareFetch(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<FetchOptions>();
   options->folder = addDirectoryOption(app);
   app.add_option("REMOTE", options->remote, "From that remote (default: the primary one)")->type_name("");
   return [options](Session& session) { return runFetch(session, *options); };

@@ -10,12 +10,12 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct InitOptions {
   std::string folder = ".";
   std::string system = "git";
 };
 
-ExitStatus runInit(Session& session, const Options& options) {
+ExitStatus runInit(Session& session, const InitOptions& options) {
   FoundSystem found = findSystemNamed(session, options.system);
   if (found.error) return session.fail(found.error);
   std::filesystem::path folder = std::filesystem::absolute(options.folder).lexically_normal();
@@ -28,7 +28,7 @@ ExitStatus runInit(Session& session, const Options& options) {
 }
 
 Command::Run declareInit(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<InitOptions>();
   app.add_option("FOLDER", options->folder, "Where (default: the current folder); it is made if it is missing")
       ->type_name("");
   app.add_option("--system", options->system, "Of that system (default: git)")->type_name("NAME");

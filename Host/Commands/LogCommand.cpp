@@ -23,7 +23,7 @@ namespace {
 namespace fs = std::filesystem;
 using LogItems = std::vector<QRBSourceControlLogItemPtr>;
 
-struct Options {
+struct LogOptions {
   std::shared_ptr<std::string> path;
   HistoryOptions history;
   std::string file;
@@ -144,7 +144,7 @@ qrb::Error ask(Session& session, const Query& query, const std::shared_ptr<LogPr
   });
 }
 
-ExitStatus runLog(Session& session, const Options& options) {
+ExitStatus runLog(Session& session, const LogOptions& options) {
   session.endUnread();
   FoundWorkingCopy found = findWorkingCopy(session, *options.path);
   if (found.error) return session.fail(found.error);
@@ -181,7 +181,7 @@ ExitStatus runLog(Session& session, const Options& options) {
 }
 
 Command::Run declareLog(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<LogOptions>();
   addHistoryOptions(app, options->history);
   app.add_option("--file", options->file, "Show the history of one file, across its renames; relative to PATH")
       ->type_name("FILE");

@@ -7,12 +7,12 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct MakeDirectoryOptions {
   std::shared_ptr<FileArguments> folders;
   bool parents = false;
 };
 
-ExitStatus runMakeDirectory(Session& session, const Options& options) {
+ExitStatus runMakeDirectory(Session& session, const MakeDirectoryOptions& options) {
   FoundFiles found = findFiles(session, *options.folders);
   if (found.error) return session.fail(found.error);
   for (const qrb::String& path : found.paths) {
@@ -25,7 +25,7 @@ ExitStatus runMakeDirectory(Session& session, const Options& options) {
 }
 
 Command::Run declareMakeDirectory(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<MakeDirectoryOptions>();
   options->folders = addFileArguments(app, "Folders to make, one after the other");
   app.add_flag("-p,--parents", options->parents, "Make also the folders above that are missing");
   return [options](Session& session) { return runMakeDirectory(session, *options); };

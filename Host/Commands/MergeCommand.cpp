@@ -10,12 +10,12 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct MergeOptions {
   std::shared_ptr<std::string> folder;
   std::string branch;
 };
 
-ExitStatus runMerge(Session& session, const Options& options) {
+ExitStatus runMerge(Session& session, const MergeOptions& options) {
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   FoundLocation from = findBranch(session, found.workingCopy->repository(), options.branch);
@@ -27,7 +27,7 @@ ExitStatus runMerge(Session& session, const Options& options) {
 }
 
 Command::Run declareMerge(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<MergeOptions>();
   options->folder = addDirectoryOption(app);
   app.add_option("BRANCH", options->branch, "The branch to merge, or one of a remote: origin/main")
       ->type_name("")

@@ -10,7 +10,7 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct PushOptions {
   std::shared_ptr<std::string> folder;
   std::string remote;
   std::string branch;
@@ -23,7 +23,7 @@ struct Target {
   qrb::Error error;
 };
 
-Target findTarget(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy, const Options& options) {
+Target findTarget(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy, const PushOptions& options) {
   Target target;
   std::string remoteName = options.remote;
   std::string branchName = options.branch;
@@ -42,7 +42,7 @@ Target findTarget(Session& session, const QRBSourceControlWorkingCopyPtr& workin
   return target;
 }
 
-ExitStatus runPush(Session& session, const Options& options) {
+ExitStatus runPush(Session& session, const PushOptions& options) {
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   Target target = findTarget(session, found.workingCopy, options);
@@ -56,7 +56,7 @@ ExitStatus runPush(Session& session, const Options& options) {
 }
 
 Command::Run declarePush(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<PushOptions>();
   options->folder = addDirectoryOption(app);
   app.add_option("REMOTE", options->remote,
                  "To that remote (default: the one that the current branch follows, else the "

@@ -11,7 +11,7 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct RemoteOptions {
   std::shared_ptr<std::string> folder;
   std::string name;
   std::string url;
@@ -21,7 +21,7 @@ bool isPrimary(const ListedRemotes& listed, const QRBSourceControlRemoteReposito
   return listed.primary != nullptr && (remote == listed.primary || remote->URL() == listed.primary->URL());
 }
 
-ExitStatus runList(Session& session, const Options& options) {
+ExitStatus runList(Session& session, const RemoteOptions& options) {
   session.endUnread();
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
@@ -48,7 +48,7 @@ ExitStatus runList(Session& session, const Options& options) {
   return ExitStatus::success;
 }
 
-ExitStatus runAdd(Session& session, const Options& options) {
+ExitStatus runAdd(Session& session, const RemoteOptions& options) {
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   qrb::URL url;
@@ -61,7 +61,7 @@ ExitStatus runAdd(Session& session, const Options& options) {
   return error ? session.fail(error) : ExitStatus::success;
 }
 
-ExitStatus runRemove(Session& session, const Options& options) {
+ExitStatus runRemove(Session& session, const RemoteOptions& options) {
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   qrb::Error error = session.perform("Removing the remote", [&](Session::Done done) {
@@ -71,9 +71,9 @@ ExitStatus runRemove(Session& session, const Options& options) {
 }
 
 Command::Run declareRemote(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<RemoteOptions>();
   options->folder = addDirectoryOption(app);
-  auto with = [options](ExitStatus (*run)(Session&, const Options&)) -> Command::Run {
+  auto with = [options](ExitStatus (*run)(Session&, const RemoteOptions&)) -> Command::Run {
     return [=](Session& session) { return run(session, *options); };
   };
   auto nameArgument = [&](CLI::App& action) {

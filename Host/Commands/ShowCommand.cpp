@@ -20,7 +20,7 @@ namespace {
 
 using LogItems = QRBSourceControlWorkingCopy::LogItems;
 
-struct Options {
+struct ShowOptions {
   std::shared_ptr<std::string> folder;
   std::string name = "BASE";
   bool summary = false;
@@ -64,7 +64,7 @@ void print(Session& session, const QRBSourceControlLogItem& item, const qrb::Dic
   }
 }
 
-ExitStatus runShow(Session& session, const Options& options) {
+ExitStatus runShow(Session& session, const ShowOptions& options) {
   session.endUnread();
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
@@ -89,7 +89,7 @@ ExitStatus runShow(Session& session, const Options& options) {
 }
 
 Command::Run declareShow(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ShowOptions>();
   options->folder = addDirectoryOption(app);
   app.add_option("REVISION", options->name, "A branch, tag or revision (default: what was last committed)")
       ->type_name("");

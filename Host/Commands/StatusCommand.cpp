@@ -8,7 +8,7 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct StatusOptions {
   std::shared_ptr<std::string> path;
   bool remote = false;
   bool ignored = false;
@@ -19,7 +19,7 @@ struct Reports {
   QRBSourceControlPathStatusesPtr remote;
 };
 
-ExitStatus runStatus(Session& session, const Options& options) {
+ExitStatus runStatus(Session& session, const StatusOptions& options) {
   session.endUnread();
   FoundWorkingCopy found = findWorkingCopy(session, *options.path);
   if (found.error) return session.fail(found.error);
@@ -45,7 +45,7 @@ ExitStatus runStatus(Session& session, const Options& options) {
 }
 
 Command::Run declareStatus(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<StatusOptions>();
   app.add_flag("--remote", options->remote, "Show also what the repository has and the working copy has not yet");
   app.add_flag("--ignored", options->ignored, "Show also what is ignored");
   options->path = addPathArgument(app);

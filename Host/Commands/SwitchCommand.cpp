@@ -10,13 +10,13 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct SwitchOptions {
   std::shared_ptr<std::string> folder;
   std::string name;
   std::string newBranch;
 };
 
-FoundLocation whereTo(Session& session, const QRBSourceControlRepositoryPtr& repository, const Options& options) {
+FoundLocation whereTo(Session& session, const QRBSourceControlRepositoryPtr& repository, const SwitchOptions& options) {
   if (options.newBranch.empty()) return findLocation(session, repository, options.name);
   QRBSourceControlRevisionLocationPtr branch = QRBSourceControlBranch::initWithNewBranchName(options.newBranch);
   if (options.name.empty()) return {branch, {}, nullptr};
@@ -25,7 +25,7 @@ FoundLocation whereTo(Session& session, const QRBSourceControlRepositoryPtr& rep
   return {branch->locationWithRevision(start.revision), {}, start.revision};
 }
 
-ExitStatus runSwitch(Session& session, const Options& options) {
+ExitStatus runSwitch(Session& session, const SwitchOptions& options) {
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   FoundLocation target = whereTo(session, found.workingCopy->repository(), options);
@@ -38,7 +38,7 @@ ExitStatus runSwitch(Session& session, const Options& options) {
 }
 
 Command::Run declareSwitch(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<SwitchOptions>();
   options->folder = addDirectoryOption(app);
   app.add_option("NAME", options->name, "A branch, a branch of a remote, a tag or a revision")->type_name("");
   app.add_option("-c,--create", options->newBranch,

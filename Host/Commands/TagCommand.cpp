@@ -11,7 +11,7 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct TagOptions {
   std::shared_ptr<std::string> folder;
   std::vector<std::string> names;
 };
@@ -35,7 +35,7 @@ void print(Session& session, const std::vector<std::string>& names, const Revisi
   if (session.json()) array.finish();
 }
 
-ExitStatus runTag(Session& session, const Options& options) {
+ExitStatus runTag(Session& session, const TagOptions& options) {
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   auto revisions = std::make_shared<Revisions>(options.names.size());
@@ -58,7 +58,7 @@ ExitStatus runTag(Session& session, const Options& options) {
 }
 
 Command::Run declareTag(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<TagOptions>();
   options->folder = addDirectoryOption(app);
   app.add_option("NAME", options->names, "Tags")->type_name("...")->required();
   checkUsage(app, [options] {

@@ -9,12 +9,12 @@ namespace host {
 
 namespace {
 
-struct Options {
+struct UpdateOptions {
   std::shared_ptr<std::string> folder;
   std::string remote;
 };
 
-ExitStatus runUpdate(Session& session, const Options& options) {
+ExitStatus runUpdate(Session& session, const UpdateOptions& options) {
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   FoundRemote from = findRemote(session, found.workingCopy->repository(), options.remote);
@@ -27,7 +27,7 @@ ExitStatus runUpdate(Session& session, const Options& options) {
 }
 
 Command::Run declareUpdate(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<UpdateOptions>();
   options->folder = addDirectoryOption(app);
   app.add_option("REMOTE", options->remote, "From that remote (default: the primary one)")->type_name("");
   return [options](Session& session) { return runUpdate(session, *options); };

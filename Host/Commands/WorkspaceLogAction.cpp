@@ -22,7 +22,7 @@ namespace {
 
 using Workspace = QRBSourceControlWorkspace;
 
-struct Options {
+struct WorkspaceLogOptions {
   std::shared_ptr<std::string> folder;
   HistoryOptions history;
   std::string since;
@@ -69,7 +69,7 @@ void print(Session& session, const FoundWorkspace& found, const Workspace::LogIt
   if (session.json()) array.finish();
 }
 
-ExitStatus runLog(Session& session, const Options& options) {
+ExitStatus runLog(Session& session, const WorkspaceLogOptions& options) {
   session.endUnread();
   FoundWorkspace found = findWorkspace(session, *options.folder);
   if (found.error) return session.fail(found.error);
@@ -109,7 +109,7 @@ ExitStatus runLog(Session& session, const Options& options) {
 }  // namespace
 
 void addWorkspaceLog(Actions& actions) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<WorkspaceLogOptions>();
   CLI::App& app = actions.add("log", "Show the histories of all working copies in one, newest first",
                               [options](Session& session) { return runLog(session, *options); });
   addHistoryOptions(app, options->history);

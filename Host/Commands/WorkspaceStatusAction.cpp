@@ -13,7 +13,7 @@ namespace {
 
 using Workspace = QRBSourceControlWorkspace;
 
-struct Options {
+struct WorkspaceStatusOptions {
   std::shared_ptr<std::string> folder;
   bool remote = false;
   bool ignored = false;
@@ -61,7 +61,7 @@ void printPlain(Session& session, const FoundWorkspace& found, const Reports& re
   }
 }
 
-ExitStatus runStatus(Session& session, const Options& options) {
+ExitStatus runStatus(Session& session, const WorkspaceStatusOptions& options) {
   session.endUnread();
   FoundWorkspace found = findWorkspace(session, *options.folder);
   if (found.error) return session.fail(found.error);
@@ -92,7 +92,7 @@ ExitStatus runStatus(Session& session, const Options& options) {
 }  // namespace
 
 void addWorkspaceStatus(Actions& actions) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<WorkspaceStatusOptions>();
   CLI::App& app = actions.add("status", "Show what each working copy is on and what was changed in it",
                               [options](Session& session) { return runStatus(session, *options); });
   app.add_flag("--remote", options->remote, "Show also what the repositories have and the working copies have not yet");

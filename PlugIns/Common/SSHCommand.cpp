@@ -5,8 +5,6 @@
 namespace qrb {
 namespace {
 
-using Kind = RemoteAccess::Kind;
-
 /// ssh puts other texts for what follows a "%".
 std::string literal(std::string_view text) {
   std::string result;
@@ -46,14 +44,14 @@ void addLogin(std::vector<std::string>& arguments, const RemoteAccess& access) {
   if (!access.user.empty()) arguments.insert(arguments.end(), {"-l", access.user});
   addOption(arguments, access.hasSecret() ? "BatchMode=no" : "BatchMode=yes");
   addOption(arguments, "NumberOfPasswordPrompts=1");
-  if (access.kind == Kind::Password) {
+  if (access.kind == RemoteAccess::Kind::Password) {
     addOption(arguments, "PubkeyAuthentication=no");
     addOption(arguments, "PreferredAuthentications=password,keyboard-interactive");
   } else {
     addOption(arguments, "PasswordAuthentication=no");
     addOption(arguments, "KbdInteractiveAuthentication=no");
   }
-  if (access.kind == Kind::Key && !access.keyFile.empty()) {
+  if (access.kind == RemoteAccess::Kind::Key && !access.keyFile.empty()) {
     // Not -i, which passes a file over that it does not find before it has put the "%" in.
     addOption(arguments, "IdentityFile=" + quotedWord(access.keyFile));
     addOption(arguments, "IdentitiesOnly=yes");

@@ -9,15 +9,16 @@ using testing::ElementsAre;
 
 namespace {
 
-const std::string hash(40, 'c');
+const std::string commitHash(40, 'c');
 
 TEST(GitRefParser, readsTheSameHoweverTheStreamIsCut) {
-  const std::string bytes = "refs/heads/a/b\0"s + hash + "\0*\0refs/remotes/o/b\0\0\n"s + "refs/remotes/o/HEAD\0"s +
-                            hash + "\0 \0\0refs/remotes/o/b\0\n"s + "refs/remotes/o/b\0"s + hash + "\0 \0\0\0\n"s;
+  const std::string bytes = "refs/heads/a/b\0"s + commitHash + "\0*\0refs/remotes/o/b\0\0\n"s +
+                            "refs/remotes/o/HEAD\0"s + commitHash + "\0 \0\0refs/remotes/o/b\0\n"s +
+                            "refs/remotes/o/b\0"s + commitHash + "\0 \0\0\0\n"s;
   const auto whole = readBranches({bytes});
   EXPECT_FALSE(whole.error);
-  EXPECT_THAT(whole.values, ElementsAre(ReadBranch{"refs/heads/a/b", "a/b", hash, "refs/remotes/o/b", true},
-                                        ReadBranch{"refs/remotes/o/b", "o/b", hash, "", false}));
+  EXPECT_THAT(whole.values, ElementsAre(ReadBranch{"refs/heads/a/b", "a/b", commitHash, "refs/remotes/o/b", true},
+                                        ReadBranch{"refs/remotes/o/b", "o/b", commitHash, "", false}));
   const std::string_view view = bytes;
   for (std::size_t cut = 0; cut <= view.size(); ++cut) {
     const auto halves = readBranches({view.substr(0, cut), view.substr(cut)});
@@ -29,11 +30,11 @@ TEST(GitRefParser, readsTheSameHoweverTheStreamIsCut) {
 TEST(GitRefParser, refusesWhatIsNoBranch) {
   const std::string bad[] = {"\n"s,
                              "refs/heads/a\n"s,
-                             "refs/heads/a\0"s + hash + "\0?\0\0\0\n"s,
+                             "refs/heads/a\0"s + commitHash + "\0?\0\0\0\n"s,
                              "refs/heads/a\0abc\0*\0\0\0\n"s,
-                             "\0"s + hash + "\0*\0\0\0\n"s,
-                             "refs/heads/a\0"s + hash + "\0*\0\0\0more\n"s,
-                             "refs/heads/a\0"s + hash + "\0*\0\0\0"s};
+                             "\0"s + commitHash + "\0*\0\0\0\n"s,
+                             "refs/heads/a\0"s + commitHash + "\0*\0\0\0more\n"s,
+                             "refs/heads/a\0"s + commitHash + "\0*\0\0\0"s};
   for (const std::string& bytes : bad) {
     const auto reading = readBranches({bytes});
     EXPECT_TRUE(reading.error) << testing::PrintToString(bytes);

@@ -33,7 +33,7 @@ RemotePtr remote(const char* name, String identifier) {
                                                               std::move(identifier), git());
 }
 
-LocationPtr branch(const char* name, const char* remoteName = nullptr) {
+LocationPtr branchNamed(const char* name, const char* remoteName = nullptr) {
   return QRBSourceControlBranch::initWithBranchNameRemoteName(name, false, remoteName);
 }
 
@@ -174,23 +174,23 @@ TEST(Workspace, ComparisonCountsExtrasOnBothSidesAndOtherLocations) {
     std::vector<Side> blueprint;
     std::uint64_t expected;
   };
-  auto main = branch("main");
+  auto main = branchNamed("main");
   auto revision = QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::initWithIdentifier("1"));
   const std::vector<Case> cases = {
       {"nothing in common", {{"a", main}}, {{"b", main}}, 0},
       {"nothing at all", {}, {}, 0},
       {"the same", {{"a", main}, {"b", main}}, {{"b", main}, {"a", main}}, 1},
-      {"a local branch and the remote one of its name", {{"a", main}}, {{"a", branch("main", "origin")}}, 5},
+      {"a local branch and the remote one of its name", {{"a", main}}, {{"a", branchNamed("main", "origin")}}, 5},
       {"the same revision", {{"a", revision}}, {{"a", revision}}, 1},
       {"no location on either side", {{"a", nullptr}}, {{"a", nullptr}}, 1},
       {"extras on both sides", {{"a", main}, {"x", main}}, {{"a", main}, {"y", main}}, 2},
       {"an unidentified one on either side", {{"a", main}, {nullptr, main}}, {{"a", main}, {nullptr, main}}, 2},
       {"more here", {{"a", main}, {"x", main}}, {{"a", main}}, 3},
       {"more there", {{"a", main}}, {{"a", main}, {"y", main}}, 4},
-      {"more there, whatever the location", {{"a", branch("topic")}}, {{"a", main}, {"y", main}}, 4},
-      {"one on another branch", {{"a", main}, {"b", branch("topic")}}, {{"a", main}, {"b", main}}, 5},
-      {"a remote branch and the local one of its name", {{"a", branch("main", "origin")}}, {{"a", main}}, 5},
-      {"branches of two remotes", {{"a", branch("main", "one")}}, {{"a", branch("main", "two")}}, 5},
+      {"more there, whatever the location", {{"a", branchNamed("topic")}}, {{"a", main}, {"y", main}}, 4},
+      {"one on another branch", {{"a", main}, {"b", branchNamed("topic")}}, {{"a", main}, {"b", main}}, 5},
+      {"a remote branch and the local one of its name", {{"a", branchNamed("main", "origin")}}, {{"a", main}}, 5},
+      {"branches of two remotes", {{"a", branchNamed("main", "one")}}, {{"a", branchNamed("main", "two")}}, 5},
       {"a location not known", {{"a", nullptr}}, {{"a", main}}, 5},
       {"one repository twice here", {{"a", main}, {"a", main}}, {{"a", main}}, 2},
       {"one repository twice here, and others there", {{"a", main}, {"a", main}}, {{"a", main}, {"b", main}}, 1},
