@@ -9,6 +9,11 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LES
   # gcc 12 warns of impossible overlaps in std::string's own operator+.
   target_compile_options(qrb-settings INTERFACE -Wno-restrict)
 endif()
+if(CMAKE_UNITY_BUILD)
+  # Several sources are compiled as one here, and a local name may then shadow something that another source keeps to
+  # itself. Builds of one source at a time keep the warning.
+  target_compile_options(qrb-settings INTERFACE -Wno-shadow)
+endif()
 if(QRB_SANITIZER)
   target_compile_options(qrb-settings INTERFACE -fsanitize=${QRB_SANITIZER} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(qrb-settings INTERFACE -fsanitize=${QRB_SANITIZER})

@@ -145,18 +145,6 @@ TEST_F(Accounts, KeepTheirStrategyInCopiesAndArchivesWhateverTheirURLHasBecome) 
   }
 }
 
-TEST_F(Accounts, CopyWithTheirFlag) {
-  auto account = Account::initWithName("n", makeURL("ssh://server/x"), SSHKeys::initWithUsername("u", kKey, "p"));
-  account->setEnabled(false);
-  auto copy = std::static_pointer_cast<Account>(account->copy());
-  EXPECT_NE(copy, account);
-  EXPECT_FALSE(copy->enabled());
-  EXPECT_EQ(copy->dictionaryRepresentation(), account->dictionaryRepresentation());
-  EXPECT_EQ(copy->description(),
-            "Account:ssh://server/x Authentication:SSH Key Authentication "
-            "(file:///home/a/.ssh/id_rsa)");
-}
-
 TEST_F(Accounts, ShowPlainValuesAndNoSecret) {
   auto dictionaryOf = [](const char* url, StrategyPtr strategy) {
     return Account::initWithName("n", makeURL(url), std::move(strategy))->dictionaryRepresentation();
@@ -219,17 +207,6 @@ class SingleRepositoryAccounts : public Accounts {
   QRBSourceControlRemoteRepositoryPtr repository =
       QRBSourceControlRemoteRepository::initUnsavedWithURL(makeURL("ssh://server/team/My.Tools.git"), "ID", system);
 };
-
-TEST_F(SingleRepositoryAccounts, AreNamedAfterTheirRepositoryAndNameItInTheirValues) {
-  auto account = Single::initWithRepository(repository, SSHKeys::initWithUsername("u", kKey, "p"));
-  EXPECT_EQ(account->accountName(), "My.Tools");
-  EXPECT_EQ(account->hostURL(), repository->URL());
-  EXPECT_EQ(account->description().substr(0, 20), "Single Repo Account:");
-  Dictionary dictionary = account->dictionaryRepresentation();
-  EXPECT_EQ(dictionary["QRBSourceControlRepositoryIdentifierKey"], "ID");
-  EXPECT_EQ(dictionary["QRBSourceControlSystemIdentifierKey"], "plug-in");
-  EXPECT_EQ(dictionary["QRBSourceControlAccountAuthTypeKey"], 4);
-}
 
 TEST_F(SingleRepositoryAccounts, DoNotKeepTheirRepositoryAlive) {
   auto account = Single::initWithRepository(repository, nullptr);

@@ -55,17 +55,6 @@ class AuthorPairing : public testing::Test {
   QRBSourceControlAuthorPtr author = Author::initWithUsername("ann", "ann@host");
 };
 
-TEST(Author, TheDisplayNameDefaultsToTheUserName) {
-  EXPECT_EQ(Author::initWithUsername("ann", {}, {}, {})->displayName(), "ann");
-  EXPECT_EQ(Author::initWithUsername("ann", "Ann", {}, {})->displayName(), "Ann");
-  EXPECT_EQ(Author::initWithUsername("ann", "", {}, {})->displayName(), "");
-}
-
-TEST(Author, OneAddressMakesAListOfOneAndNoneMakesNone) {
-  EXPECT_THAT(Author::initWithUsername("ann", "a@b")->emails(), testing::ElementsAre(qrb::String("a@b")));
-  EXPECT_THAT(Author::initWithUsername("ann", {})->emails(), testing::IsEmpty());
-}
-
 TEST(Author, CrossesAnArchive) {
   auto decoded = throughArchive(Author::initWithUsername("ann", "Ann", {"a@b", "c@d"}, qrb::URL("http://h/i.png")));
   EXPECT_EQ(decoded->name(), "ann");

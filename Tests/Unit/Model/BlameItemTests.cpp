@@ -21,13 +21,6 @@ QRBSourceControlLogItemPtr logItem(const char* revision) {
                                                  "message", nullptr);
 }
 
-TEST(BlameItem, LinesTenToFourteenDescribeThemselvesSo) {
-  EXPECT_EQ(BlameItem::initWithLineRange({10, 5}, logItem("7"))->description(), "7:Ann Other 10 to 14");
-  EXPECT_EQ(BlameItem::initWithLineRange({1, 1}, nullptr)->description(), "(null):(null) 1 to 1");
-  EXPECT_EQ(BlameItem::initWithLineRange({3, 2}, QRBSourceControlLogItem::sharedUnversionedLogItem())->description(),
-            "Uncommitted Revision:(null) 3 to 4");
-}
-
 TEST(BlameItem, EqualityTakesRangeAndLogItem) {
   auto item = BlameItem::initWithLineRange({10, 5}, logItem("7"));
   EXPECT_TRUE(item->isEqual(BlameItem::initWithLineRange({10, 5}, logItem("7"))));
@@ -36,13 +29,6 @@ TEST(BlameItem, EqualityTakesRangeAndLogItem) {
   EXPECT_FALSE(item->isEqual(BlameItem::initWithLineRange({11, 5}, logItem("7"))));
   EXPECT_FALSE(item->isEqual(BlameItem::initWithLineRange({10, 5}, logItem("8"))));
   EXPECT_FALSE(item->isEqual(BlameItem::initWithLineRange({10, 5}, nullptr)));
-}
-
-TEST(BlameItem, ACopyHoldsALogItemOfItsOwn) {
-  auto item = BlameItem::initWithLineRange({10, 5}, logItem("7"));
-  auto copied = std::static_pointer_cast<BlameItem>(item->copy());
-  EXPECT_TRUE(copied->isEqual(item));
-  EXPECT_NE(copied->logItem(), item->logItem());
 }
 
 TEST(BlameItem, CrossesAnArchive) {

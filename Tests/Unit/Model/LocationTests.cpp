@@ -80,22 +80,6 @@ TEST(Locations, AreRefusedInAnArchiveWhereAnotherClassIsAsked) {
   EXPECT_NE(qrb::KeyedUnarchiver::unarchivedObject<Location>(tag), nullptr);
 }
 
-TEST(Locations, KeepTheNameOfTheRemoteInTheArchive) {
-  auto branch = Branch::initWithBranchNameRemoteName("x", false, "origin");
-  auto back = throughArchive(branch);
-  EXPECT_EQ(back->remoteName(), "origin");
-  EXPECT_TRUE(back->isEqual(branch));
-}
-
-TEST(Locations, CopyAsWhatTheyAre) {
-  for (const LocationPtr& location : pinnedLocations()) {
-    auto copy = location->copy();
-    EXPECT_NE(copy.get(), location.get());
-    EXPECT_TRUE(copy->isEqual(location)) << location->description();
-    EXPECT_EQ(copy->description(), location->description());
-  }
-}
-
 TEST(Locations, AreEqualByTheirOwnRules) {
   auto r1 = revision("1"), r2 = revision("2");
   auto plain = Branch::initWithBranchName("x", false);
@@ -136,30 +120,6 @@ TEST(Locations, AreEqualByTheirOwnRules) {
     }
   }
   EXPECT_EQ(Path::rootPathLocation()->hash(), 0u);
-}
-
-TEST(Locations, DescribeThemselvesForLogs) {
-  std::vector<std::string> descriptions;
-  for (const LocationPtr& location : pinnedLocations()) {
-    descriptions.push_back(location->description());
-    descriptions.push_back(location->locationWithRevision(nullptr)->description());
-  }
-  EXPECT_THAT(descriptions,
-              testing::ElementsAre("Unspecified Location (@r7)", "Unspecified Location", "Forced Revision: r7",
-                                   "Forced Revision: (null)", "Branch: feature/x (@r7)", "Branch: feature/x",
-                                   "Tag: v1 (@r7)", "Tag: v1", "Path: a b/c/ (@r7)", "Path: a b/c/"));
-  EXPECT_EQ(Layout::locationsWithPrimaryBranchPath("trunk", "", "tags")->description(),
-            "Trunk: Path: trunk\nBranches: (null)\nTags: Path: tags");
-}
-
-TEST(BranchOptions, FollowFromTheInitialiser) {
-  EXPECT_EQ(Branch::initWithBranchName("x", false)->options(), 0u);
-  EXPECT_EQ(Branch::initWithBranchName("x", true, true)->options(), 5u);
-  EXPECT_EQ(Branch::initWithBranchNameRemoteName("x", true, nullptr)->options(), 1u);
-  EXPECT_EQ(Branch::initWithBranchNameRemoteName("x", false, "origin")->options(), 4u);
-  EXPECT_EQ(Branch::initWithNewBranchName("x")->options(), 2u);
-  EXPECT_EQ(Branch::initWithNewBranchName("x", "origin")->options(), 6u);
-  EXPECT_EQ(Tag::initWithNewTagName("x")->options(), 2u);
 }
 
 TEST(LocationDictionaries, HoldWhatTheOptionsAskFor) {

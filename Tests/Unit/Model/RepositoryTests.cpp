@@ -46,27 +46,6 @@ TEST(Repository, EveryOneIsKnownByItsOwnIdAndTheSecondaryIdentifierFollowsFromIt
   EXPECT_FALSE(Repository::initWithURL(one->URL(), makeSystem())->identifier().has_value());
 }
 
-TEST(Repository, TheIdCannotBeEmptied) {
-  RepositoryPtr repository = make();
-  qrb::String before = repository->_id();
-  repository->set_id("");
-  repository->set_id({});
-  EXPECT_EQ(repository->_id(), before);
-  repository->set_id("another");
-  EXPECT_EQ(repository->_id(), "another");
-}
-
-TEST(Repository, ACopyIsAnotherRepositoryAtTheSamePlace) {
-  RepositoryPtr repository = make();
-  repository->setSecondaryIdentifier("SECOND");
-  auto copied = std::static_pointer_cast<Repository>(repository->copy());
-  EXPECT_EQ(copied->URL(), repository->URL());
-  EXPECT_EQ(copied->identifier(), "identifier");
-  EXPECT_TRUE(copied->sourceControlSystem()->isEqual(repository->sourceControlSystem()));
-  EXPECT_NE(copied->_id(), repository->_id());
-  EXPECT_EQ(copied->secondaryIdentifier(), identifierFromURL(copied->URL(), copied->_id()));
-}
-
 TEST(Repository, CrossesAnArchiveUnderItsId) {
   RepositoryPtr repository = make();
   repository->setSecondaryIdentifier("SECOND");

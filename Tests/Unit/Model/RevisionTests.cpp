@@ -23,21 +23,6 @@ const std::vector<std::pair<const char*, RevisionPtr>>& sharedRevisions() {
   return revisions;
 }
 
-TEST(Revision, IsShownByItsIdentifierUnlessItHasADisplayName) {
-  EXPECT_EQ(Revision::initWithIdentifier("0123abcd")->displayName(), "0123abcd");
-  EXPECT_EQ(Revision::initWithIdentifier("0123abcd", "0123")->displayName(), "0123");
-  EXPECT_EQ(Revision::initWithIdentifier("0123abcd", "")->displayName(), "") << "empty is not absent";
-}
-
-TEST(Revision, ACopyKeepsTheIdentifierAndDropsTheDisplayName) {
-  RevisionPtr revision = Revision::initWithIdentifier("17", "seventeen");
-  auto copied = std::static_pointer_cast<const Revision>(revision->copy());
-  EXPECT_NE(copied, revision);
-  EXPECT_EQ(copied->displayName(), "17");
-  EXPECT_TRUE(copied->isEqual(revision)) << "display names do not count";
-  EXPECT_EQ(copied->hash(), revision->hash());
-}
-
 TEST(Revision, EqualityGoesByClassAndIdentifier) {
   RevisionPtr plainHead = Revision::initWithIdentifier("HEAD");
   EXPECT_TRUE(plainHead->isEqual(Revision::initWithIdentifier("HEAD")));
@@ -84,16 +69,6 @@ TEST(Revision, ASymbolicRevisionOfAnUnknownWordIsRefused) {
   ASSERT_NE(place, std::string::npos);
   data.replace(place, 4, "HEAX");
   EXPECT_THROW(qrb::KeyedUnarchiver::unarchivedObject<Revision>(data), qrb::ArchiveError);
-}
-
-TEST(Revision, MakingASecondSharedInstanceAssertsAndGivesNothing) {
-  qrb::test::AssertionRecorder assertions;
-  EXPECT_EQ(QRBSourceControlUnversionedRevision::init(), nullptr);
-  EXPECT_EQ(QRBSourceControlConceptualRevision::init(), nullptr);
-  EXPECT_THAT(assertions.files, testing::Each("Framework/QRBSourceControlRevision"));
-  EXPECT_THAT(assertions.messages,
-              testing::ElementsAre("Don't call init, this is a singleton, get the shared instance",
-                                   "Don't call init, this is a singleton, get the shared instance"));
 }
 
 }  // namespace

@@ -26,7 +26,7 @@ using qrb::String;
 using qrb::URL;
 using qrb::test::throughArchive;
 
-const URL kKey = URL::fileURL("/home/a/.ssh/id_rsa");
+const URL kSSHKey = URL::fileURL("/home/a/.ssh/id_rsa");
 
 TEST(Strategies, SurviveTheArchiveAndCopyAsEquals) {
   const StrategyPtr strategies[] = {
@@ -35,8 +35,8 @@ TEST(Strategies, SurviveTheArchiveAndCopyAsEquals) {
       Basic::initWithURLDefinedUsername("u", "pässword"),
       Basic::initWithURLDefinedUsernameURLDefinedPassword("u", "p"),
       SSHKeys::init(),
-      SSHKeys::initWithUsername(nullptr, kKey, "phrase"),
-      SSHKeys::initWithURLDefinedUsername("u", kKey, nullptr),
+      SSHKeys::initWithUsername(nullptr, kSSHKey, "phrase"),
+      SSHKeys::initWithURLDefinedUsername("u", kSSHKey, nullptr),
   };
   for (const StrategyPtr& strategy : strategies) {
     SCOPED_TRACE(strategy->description());
@@ -61,22 +61,8 @@ TEST(Strategies, DifferByWhatCameFromTheURL) {
 TEST(Strategies, DescribeThemselvesWithoutSecrets) {
   EXPECT_EQ(Anonymous::sharedAnonymousStrategy()->description(), "Anonymous Authentication");
   EXPECT_EQ(Basic::initWithUsername("ada", "secret")->description(), "Basic Authentication (ada)");
-  EXPECT_EQ(SSHKeys::initWithUsername("ada", kKey, "secret")->description(),
+  EXPECT_EQ(SSHKeys::initWithUsername("ada", kSSHKey, "secret")->description(),
             "SSH Key Authentication (file:///home/a/.ssh/id_rsa)");
-}
-
-TEST(AnonymousStrategy, IsSharedAndNotToBeMade) {
-  auto shared = Anonymous::sharedAnonymousStrategy();
-  EXPECT_EQ(shared->copy(), shared);
-  auto decoded = throughArchive(shared);
-  EXPECT_NE(decoded, shared);
-  EXPECT_EQ(decoded->type(), 1u);
-
-  qrb::test::AssertionRecorder assertions;
-  EXPECT_EQ(Anonymous::init(), nullptr);
-  EXPECT_THAT(assertions.files, testing::ElementsAre("Framework/QRBSourceControlAuthenticationStrategy"));
-  EXPECT_THAT(assertions.messages,
-              testing::ElementsAre("Don't call init, this is a singleton, get the shared instance"));
 }
 
 TEST(Strategies, KnowWhichURLsTheyCanServe) {
@@ -96,7 +82,7 @@ TEST(Strategies, KnowWhichURLsTheyCanServe) {
 }
 
 TEST(SSHKeys, HaveTheirPublicHalfAndFolderBesideThem) {
-  auto keys = SSHKeys::initWithUsername("u", kKey, "");
+  auto keys = SSHKeys::initWithUsername("u", kSSHKey, "");
   EXPECT_EQ(keys->publicKeyFile().path(), "/home/a/.ssh/id_rsa.pub");
   EXPECT_EQ(keys->keyDirectory().path(), "/home/a/.ssh");
   EXPECT_FALSE(SSHKeys::init()->publicKeyFile());

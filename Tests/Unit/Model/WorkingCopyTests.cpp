@@ -185,18 +185,4 @@ TEST(WorkingCopy, ReadersSeeOneReportOrTheOther) {
   EXPECT_FALSE(mixed);
 }
 
-TEST(WorkingCopy, DescribesItselfWithItsRepository) {
-  auto owner = repository();
-  WorkingCopyPtr workingCopy = WorkingCopy::initWithFileURL(kFolder, owner);
-  EXPECT_EQ(workingCopy->description(), "WorkingCopy:file:///disk/copy/ Repository:" + owner->description());
-  EXPECT_EQ(workingCopy->displayName(), "copy");
-}
-
-TEST(WorkingCopy, TheUpdatesThatDoNothingReturnNoRequestAndNeverAnswer) {
-  WorkingCopyPtr workingCopy = WorkingCopy::initWithFileURL(kFolder, repository());
-  auto answer = [](const qrb::Error&) { ADD_FAILURE() << "it answered"; };
-  EXPECT_EQ(workingCopy->fastUpdateWorkingCopyFromRepository(nullptr, nullptr, {}, answer), nullptr);
-  EXPECT_EQ(workingCopy->updateWorkingCopyFromRepository(nullptr, nullptr, {}, {}, answer), nullptr);
-}
-
 }  // namespace
