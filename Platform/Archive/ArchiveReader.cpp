@@ -164,6 +164,7 @@ std::shared_ptr<ArchiveMessage> ArchiveMessage::parse(std::string bytes, Archive
   std::size_t offset = 0;
   msgpack_unpack_return outcome =
       msgpack_unpack(parsed.bytes.data(), parsed.bytes.size(), &offset, &parsed.zone, &parsed.root);
+  if (outcome == MSGPACK_UNPACK_NOMEM_ERROR) throw std::bad_alloc();
   if (outcome != MSGPACK_UNPACK_SUCCESS && outcome != MSGPACK_UNPACK_EXTRA_BYTES) {
     throw ArchiveError("bytes that are no MessagePack value");
   }
@@ -176,6 +177,10 @@ std::shared_ptr<ArchiveMessage> ArchiveMessage::parse(std::string bytes, Archive
 
 ArchiveNode ArchiveMessage::root() const noexcept {
   return ArchiveNode(&_parsed->root, _parsed->tables);
+}
+
+std::size_t ArchiveMessage::objectCount() const noexcept {
+  return _parsed->objectCount;
 }
 
 ArchiveReaderTables::ArchiveReaderTables() : _tables(std::make_unique<Tables>()) {}

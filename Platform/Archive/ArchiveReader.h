@@ -67,6 +67,8 @@ class QRB_EXPORT ArchiveMessage {
   ArchiveMessage& operator=(const ArchiveMessage&) = delete;
 
   ArchiveNode root() const noexcept;
+  /// How many objects it holds in full; none of them is made yet after `parse`.
+  std::size_t objectCount() const noexcept;
 
  private:
   friend class ArchiveReaderTables;

@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "HeldDictionary.h"
+
 namespace qrb {
 
 namespace {
@@ -78,33 +80,42 @@ namespace {
 // A key that crossed once may stand in any number of dictionaries, and here each gets a copy.
 constexpr std::size_t kMostKeyBytes = std::size_t{64} << 20;
 
-Dictionary readDictionary(ArchiveNode node, std::size_t& keyBytesLeft) {
+// Depth first, since only an empty container goes without memory.
+void dissolve(Dictionary& value) noexcept {
+  if (!value.is_structured()) return;
+  for (Dictionary& element : value) dissolve(element);
+  value.clear();
+}
+
+HeldDictionary readDictionary(ArchiveNode node, std::size_t& keyBytesLeft) {
   switch (node.kind()) {
     case ArchiveNode::Kind::nil:
-      return nullptr;
+      return {};
     case ArchiveNode::Kind::boolean:
-      return node.boolean();
+      return HeldDictionary(node.boolean());
     case ArchiveNode::Kind::integer:
-      return node.isNegative() ? Dictionary(node.integer()) : Dictionary(node.unsignedInteger());
+      return HeldDictionary(node.isNegative() ? Dictionary(node.integer()) : Dictionary(node.unsignedInteger()));
     case ArchiveNode::Kind::real:
-      return node.real();
+      return HeldDictionary(node.real());
     case ArchiveNode::Kind::string:
     case ArchiveNode::Kind::bytes:
-      return node.string().str();
+      return HeldDictionary(node.string().str());
     case ArchiveNode::Kind::array: {
-      Dictionary array = Dictionary::array();
+      HeldDictionary array(Dictionary::array());
       for (std::size_t index = 0; index < node.count(); ++index) {
-        array.push_back(readDictionary(node.element(index), keyBytesLeft));
+        HeldDictionary element = readDictionary(node.element(index), keyBytesLeft);
+        array->push_back(std::move(*element));
       }
       return array;
     }
     case ArchiveNode::Kind::map: {
-      Dictionary map = Dictionary::object();
+      HeldDictionary map(Dictionary::object());
       for (std::size_t index = 0; index < node.count(); ++index) {
         auto [key, value] = node.entry(index);
         if (key.size() > keyBytesLeft) throw ArchiveError("a dictionary with too much text for keys");
         keyBytesLeft -= key.size();
-        map[key.str()] = readDictionary(value, keyBytesLeft);
+        HeldDictionary element = readDictionary(value, keyBytesLeft);
+        (*map)[key.str()] = std::move(*element);
       }
       return map;
     }
@@ -116,9 +127,21 @@ Dictionary readDictionary(ArchiveNode node, std::size_t& keyBytesLeft) {
 
 }  // namespace
 
-Dictionary Codec<Dictionary>::read(ArchiveNode node) {
+HeldDictionary::HeldDictionary() : _value(std::make_unique<Dictionary>()) {}
+HeldDictionary::HeldDictionary(Dictionary value) : _value(std::make_unique<Dictionary>(std::move(value))) {}
+HeldDictionary::HeldDictionary(HeldDictionary&&) noexcept = default;
+HeldDictionary::~HeldDictionary() {
+  if (_value != nullptr) dissolve(*_value);
+}
+
+HeldDictionary Codec<HeldDictionary>::read(ArchiveNode node) {
   std::size_t keyBytesLeft = kMostKeyBytes;
   return readDictionary(node, keyBytesLeft);
+}
+
+Dictionary Codec<Dictionary>::read(ArchiveNode node) {
+  std::size_t keyBytesLeft = kMostKeyBytes;
+  return std::move(*readDictionary(node, keyBytesLeft));
 }
 
 }  // namespace qrb

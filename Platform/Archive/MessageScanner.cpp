@@ -90,6 +90,7 @@ MessageScanner::Outcome MessageScanner::scan(std::string_view buffer) {
     if (header.children > _limits.values || _values + header.children > _limits.values) {
       return refuse("too many values in one message");
     }
+    if (header.children > 0) _announced = _values + static_cast<std::size_t>(header.children);
     if (header.children > 0 && _open.size() >= _limits.depth) return refuse("values nested too deep");
     _position += header.size + static_cast<std::size_t>(header.payload);
     _started = true;
@@ -108,6 +109,7 @@ std::size_t MessageScanner::missing(std::size_t buffered) const noexcept {
 void MessageScanner::reset() {
   _position = 0;
   _values = 0;
+  _announced = 0;
   _open.clear();
   _started = false;
   _reason = {};

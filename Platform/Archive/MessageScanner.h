@@ -31,6 +31,8 @@ class QRB_EXPORT MessageScanner {
   Outcome scan(std::string_view buffer);
   std::size_t length() const noexcept { return _position; }
   std::string_view reason() const noexcept { return _reason; }
+  /// How many values it holds as far as is known, those that have only been announced included.
+  std::size_t values() const noexcept { return _announced > _values ? _announced : _values; }
   /// The least number of further bytes that the value needs, as far as is known: a hint for the next read.
   std::size_t missing(std::size_t buffered) const noexcept;
   void reset();
@@ -42,6 +44,7 @@ class QRB_EXPORT MessageScanner {
   MessageLimits _limits;
   std::size_t _position = 0;
   std::size_t _values = 0;
+  std::size_t _announced = 0;
   /// Values still to come at each open level.
   std::vector<std::uint64_t> _open;
   bool _started = false;

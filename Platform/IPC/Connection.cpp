@@ -6,12 +6,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <new>
-#include <stdexcept>
 
 #include "BackgroundThread.h"
 #include "Codec.h"
 #include "Log.h"
+#include "Scarcity.h"
 
 namespace qrb {
 
@@ -63,6 +62,7 @@ void Connection::setInterruptionHandler(FailureHandler handler) {
 void Connection::resume() {
   if (_lost) return;
   if (startBackgroundThread([self = shared_from_this()] { self->run(); })) return;
+  setEnd(End::Kind::scarce);
   // Told to whoever sends, not from here: the caller may hold what its handlers need.
   std::lock_guard lock(_stateMutex);
   _lost = true;
@@ -70,7 +70,7 @@ void Connection::resume() {
 
 void Connection::run() {
   _reader = std::this_thread::get_id();
-  readLoop();
+  if (!unlessScarce([this] { readLoop(); })) endForScarcity();
   // Handlers hold whoever made the connection; a finished connection must not hold them back.
   _callHandler = nullptr;
   _interruptionHandler = nullptr;
@@ -80,7 +80,8 @@ void Connection::run() {
 // Sending
 
 void Connection::sendRequest(std::string_view method, const Encoder& arguments, ReplyHandler onReply,
-                             const FailureHandler& onFailure) {
+                             const FailureHandler& onFailure, std::size_t budget) {
+  _budget.setLimit(budget);
   std::uint32_t identifier = 0;
   bool lost = false;
   {
@@ -144,6 +145,10 @@ bool Connection::send(const Encoder& message, Backpressure backpressure) {
   try {
     ArchiveWriter writer(_output, *_writerTables);
     message(writer);
+    // What never waits is small, and the last word to a peer that is ended anyway.
+    if (backpressure == Backpressure::waits && _output.size() - _outputSent > _options.mostQueuedBytes) {
+      throw ArchiveError("more than " + std::to_string(_options.mostQueuedBytes) + " bytes that wait for the peer");
+    }
   } catch (...) {
     _output.resize(start);
     _writerTables->rollBack(mark);
@@ -247,10 +252,10 @@ bool Connection::takeMessages() {
     std::string_view rest = std::string_view(_input).substr(_inputTaken);
     MessageScanner::Outcome outcome = rest.empty() ? MessageScanner::Outcome::incomplete : _scanner.scan(rest);
     if (outcome == MessageScanner::Outcome::refused) return refuse(_scanner.reason());
+    if (!fits(_scanner.length() + kValueCost * _scanner.values())) return exceed();
     if (outcome == MessageScanner::Outcome::incomplete) break;
     std::string message(rest.substr(0, _scanner.length()));
     _inputTaken += _scanner.length();
-    _scanner.reset();
     if (!handleMessage(std::move(message))) return false;
     if (isInvalidated()) return true;
   }
@@ -260,31 +265,34 @@ bool Connection::takeMessages() {
 }
 
 bool Connection::handleMessage(std::string bytes) {
-  if (_options.sharing == Sharing::perMessage) _readerTables = std::make_unique<ArchiveReaderTables>();
+  if (_options.sharing == Sharing::perMessage) {
+    _readerTables = std::make_unique<ArchiveReaderTables>();
+    _budget.startAgain();
+  }
+  _budget.spend(bytes.size() + kValueCost * _scanner.values());
+  _scanner.reset();
   try {
     std::shared_ptr<ArchiveMessage> message = ArchiveMessage::parse(std::move(bytes), *_readerTables);
-    ArchiveNode root = message->root();
-    switch (root.element(0).unsignedInteger()) {
-      case kRequest:
-        handleCall(root, true);
-        break;
-      case kResponse:
-        handleResponse(root);
-        break;
-      case kNotification:
-        handleCall(root, false);
-        break;
-      default:
-        throw ArchiveError("a message of no known kind");
-    }
+    // Before any of the objects is made.
+    if (!_budget.spend(kObjectCost * message->objectCount())) return exceed();
+    handleRoot(message->root());
     _readerTables->retire(message);
     return true;
   } catch (const ArchiveError& problem) {
     return refuse(problem.what());
-  } catch (const std::bad_alloc&) {
-    return refuse("more than there is memory for");
-  } catch (const std::length_error&) {
-    return refuse("a text or an array too long");
+  }
+}
+
+void Connection::handleRoot(ArchiveNode root) {
+  switch (root.element(0).unsignedInteger()) {
+    case kRequest:
+      return handleCall(root, true);
+    case kResponse:
+      return handleResponse(root);
+    case kNotification:
+      return handleCall(root, false);
+    default:
+      throw ArchiveError("a message of no known kind");
   }
 }
 
@@ -297,7 +305,13 @@ void Connection::handleResponse(ArchiveNode root) {
   }
   try {
     pending->onReply(root.element(2), root.element(3));
+  } catch (const ArchiveError& problem) {
+    refuse(problem.what());
+    if (!isInvalidated()) pending->onFailure();
+    throw;
   } catch (...) {
+    // Nothing else gets out of a handler.
+    setEnd(End::Kind::scarce);
     if (!isInvalidated()) pending->onFailure();
     throw;
   }
@@ -326,12 +340,53 @@ std::optional<Connection::Pending> Connection::takePending(std::uint32_t identif
 
 // Ending
 
+Connection::End Connection::end() const {
+  std::lock_guard lock(_stateMutex);
+  return _end;
+}
+
+// Whether a message of that cost, or the part of it that has been announced, is within the budget.
+bool Connection::fits(std::size_t cost) const {
+  return _options.sharing == Sharing::perMessage ? cost <= _budget.limit() : _budget.admits(cost);
+}
+
 bool Connection::refuse(std::string_view reason) {
-  log(_options.name, "connection ended: the other side sent " + std::string(reason));
+  setEnd(End::Kind::refused, "the other side sent " + std::string(reason));
   return false;
 }
 
+bool Connection::exceed() {
+  setEnd(End::Kind::exceeded,
+         "the other side delivered more for one request than the " + std::to_string(_budget.limit()) +
+             " bytes that it may (what reading it takes included)",
+         "ask for less at once, such as fewer log items; where the plug-in is at fault, tell its maker");
+  return false;
+}
+
+void Connection::endForScarcity() {
+  setEnd(End::Kind::scarce);
+  lose();
+}
+
+// The first cause counts: what follows from it is no news. Where there is no memory for the words, the kind is enough.
+void Connection::setEnd(End::Kind kind, std::string_view what, std::string_view advice) {
+  {
+    std::lock_guard lock(_stateMutex);
+    if (_end.kind != End::Kind::none) return;
+    _end.kind = kind;
+  }
+  if (what.empty()) return;
+  unlessScarce([&] {
+    log(_options.name, "connection ended: " + std::string(what));
+    std::string detail = _options.name + ": " + std::string(what) + ".";
+    if (!advice.empty()) detail += " What helps: " + std::string(advice) + ".";
+    std::lock_guard lock(_stateMutex);
+    _end.detail = std::move(detail);
+  });
+}
+
 void Connection::lose() {
+  setEnd(End::Kind::lost);
   std::unordered_map<std::uint32_t, Pending> awaited;
   {
     std::lock_guard lock(_stateMutex);

@@ -13,6 +13,7 @@
 
 #include "ArchiveReader.h"
 #include "ArchiveWriter.h"
+#include "DeliveryBudget.h"
 #include "Error.h"
 #include "Export.h"
 #include "FileDescriptor.h"
@@ -37,6 +38,9 @@ class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
     Sharing sharing = Sharing::perConnection;
     /// Output that the peer has not taken yet and beyond which a sender is made to wait.
     std::size_t highWaterMark = std::size_t{1} << 20;
+    /// The most that may wait for the peer in all. A message beyond it is not sent. (What comes in waits only until its
+    /// message is whole, and so within the limit of one message.)
+    std::size_t mostQueuedBytes = std::size_t{512} << 20;
     /// Whether a send on the reader's own thread may wait too. True for a plug-in, which works on its reader; the
     /// host's reader never waits, so that two ends cannot wait for each other.
     bool readerMayWait = false;
@@ -50,6 +54,25 @@ class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
     ArchiveNode arguments;
     /// Absent for a one-way message.
     std::optional<std::uint32_t> identifier;
+  };
+
+  /// Why a connection is over.
+  struct End {
+    enum class Kind {
+      /// It is not over, or was ended from this side.
+      none,
+      /// The peer is gone.
+      lost,
+      /// The peer broke the protocol.
+      refused,
+      /// The peer delivered more for one request than its budget admits.
+      exceeded,
+      /// This side lacked memory, threads or descriptors.
+      scarce,
+    };
+    Kind kind = Kind::none;
+    /// For people, what happened and what to do; empty where the kind says it all.
+    std::string detail = {};
   };
 
   using Encoder = std::function<void(ArchiveWriter&)>;
@@ -83,9 +106,11 @@ class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
 
   /// Sends a request. Exactly one of the handlers is called, once, on the reader; on the calling thread, before this
   /// returns, when the connection is over already; none after `invalidate`. Throws ArchiveError when the arguments hold
-  /// an object that must not be archived; nothing is sent then and no handler called.
+  /// an object that must not be archived, or more waits for the peer than may; nothing is sent then and no handler
+  /// called. `budget` is what the peer may deliver for it: on a connection that serves one request, callbacks and reply
+  /// together; on one that is kept, the reply. A peer that delivers more ends the connection.
   void sendRequest(std::string_view method, const Encoder& arguments, ReplyHandler onReply,
-                   const FailureHandler& onFailure);
+                   const FailureHandler& onFailure, std::size_t budget = kRequestBudget);
   /// Whether a sender is held back by a peer that leaves too much unread.
   enum class Backpressure { waits, ignored };
   /// Sends a one-way message; false when the connection is over. Throws as sendRequest.
@@ -97,6 +122,9 @@ class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
   /// Ends the connection. Handlers that have not begun are never called; one that is running goes on. What was sent
   /// before is still delivered where the socket takes it at once. Any thread, any number of times.
   void invalidate();
+
+  /// Why the connection is over. Any thread; known before a failure or interruption handler is called.
+  End end() const;
 
   /// The descriptor to watch for the peer's end (POLLRDHUP) by one who holds up the reader. Owned by the connection.
   int descriptor() const noexcept { return _socket.get(); }
@@ -117,11 +145,16 @@ class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
   Input readAvailable(bool untilEmpty);
   bool takeMessages();
   bool handleMessage(std::string bytes);
+  void handleRoot(ArchiveNode root);
   void handleResponse(ArchiveNode root);
   void handleCall(ArchiveNode root, bool isRequest);
   std::optional<Pending> takePending(std::uint32_t identifier);
   bool isInvalidated();
+  bool fits(std::size_t cost) const;
   bool refuse(std::string_view reason);
+  bool exceed();
+  void endForScarcity();
+  void setEnd(End::Kind kind, std::string_view what = {}, std::string_view advice = {});
   void lose();
 
   FileDescriptor _socket;
@@ -132,11 +165,12 @@ class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
   FailureHandler _interruptionHandler;
   std::atomic<std::thread::id> _reader;
 
-  std::mutex _stateMutex;  // guards the next four
+  mutable std::mutex _stateMutex;  // guards the next five
   std::unordered_map<std::uint32_t, Pending> _pending;
   std::uint32_t _lastIdentifier = 0;
   bool _lost = false;
   bool _invalidated = false;
+  End _end;
 
   std::mutex _writeMutex;  // guards the next four; never taken together with _stateMutex
   std::string _output;
@@ -149,6 +183,7 @@ class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
   std::string _input;
   std::size_t _inputTaken = 0;
   MessageScanner _scanner;
+  DeliveryBudget _budget{kRequestBudget};
   std::unique_ptr<ArchiveReaderTables> _readerTables;
 };
 

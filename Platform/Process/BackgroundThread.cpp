@@ -3,9 +3,10 @@
 #include <pthread.h>
 #include <signal.h>
 
-#include <system_error>
 #include <thread>
 #include <utility>
+
+#include "Scarcity.h"
 
 namespace qrb {
 
@@ -18,12 +19,7 @@ bool startBackgroundThread(std::function<void()> body) {
   }
   // A thread inherits the mask of the one that starts it, so no signal can slip in before it has set its own.
   ::pthread_sigmask(SIG_BLOCK, &blocked, &previous);
-  bool started = true;
-  try {
-    std::thread(std::move(body)).detach();
-  } catch (const std::system_error&) {
-    started = false;
-  }
+  const bool started = unlessScarce([&] { std::thread(std::move(body)).detach(); });
   ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
   return started;
 }

@@ -30,15 +30,18 @@ std::string ExitStatus::description() const {
   return "status unknown";
 }
 
-Process::Process(pid_t pid, FileDescriptor pidfd, bool ownGroup)
-    : _pid(pid), _pidfd(std::move(pidfd)), _ownGroup(ownGroup) {}
+Process::Process() noexcept = default;
+
+Process::Process(pid_t pid, FileDescriptor pidfd, bool ownGroup, std::unique_ptr<ReaperPlace> place)
+    : _pid(pid), _pidfd(std::move(pidfd)), _ownGroup(ownGroup), _place(std::move(place)) {}
 
 Process::Process(Process&& other) noexcept
     : _pid(std::exchange(other._pid, -1)),
       _pidfd(std::move(other._pidfd)),
       _ownGroup(other._ownGroup),
       _reaped(other._reaped),
-      _status(other._status) {}
+      _status(other._status),
+      _place(std::move(other._place)) {}
 
 Process& Process::operator=(Process&& other) noexcept {
   if (this != &other) {
@@ -48,12 +51,13 @@ Process& Process::operator=(Process&& other) noexcept {
     _ownGroup = other._ownGroup;
     _reaped = other._reaped;
     _status = other._status;
+    _place = std::move(other._place);
   }
   return *this;
 }
 
 Process::~Process() {
-  if (_pid > 0 && !_reaped && !tryReap()) {
+  if (_place != nullptr && !_reaped && !tryReap()) {
     ProcessReaper::shared().adopt(std::move(*this), ProcessReaper::Policy::forced);
   }
 }

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <variant>
@@ -65,6 +66,8 @@ struct QRB_EXPORT LaunchFailure {
 /// The file that launching a name without a slash would execute; empty where none of PATH's folders has it.
 QRB_EXPORT std::string executableInPath(const std::string& name);
 
+class ReaperPlace;
+
 /// A child process and the duty to end and reap it. Everything goes through a pidfd, so no process number that the
 /// system has given to somebody else is ever hit and no SIGCHLD handler is needed. A handle whose process has not been
 /// reaped ends it when destroyed, as ProcessReaper's policy `forced` does, without blocking. One thread at a time,
@@ -75,6 +78,8 @@ class QRB_EXPORT Process {
   /// has default signal handlers and an empty signal mask.
   static std::variant<Process, LaunchFailure> launch(const LaunchOptions& options);
 
+  /// No process, as one that was moved from.
+  Process() noexcept;
   Process(Process&& other) noexcept;
   Process& operator=(Process&& other) noexcept;
   Process(const Process&) = delete;
@@ -102,7 +107,8 @@ class QRB_EXPORT Process {
   ExitStatus wait();
 
  private:
-  Process(pid_t pid, FileDescriptor pidfd, bool ownGroup);
+  friend class ProcessReaper;
+  Process(pid_t pid, FileDescriptor pidfd, bool ownGroup, std::unique_ptr<ReaperPlace> place);
   std::optional<ExitStatus> reap(int flags);
 
   pid_t _pid = -1;
@@ -110,6 +116,8 @@ class QRB_EXPORT Process {
   bool _ownGroup = false;
   bool _reaped = false;
   ExitStatus _status;
+  /// Taken before the process was made: handing it over needs no memory.
+  std::unique_ptr<ReaperPlace> _place;
 };
 
 }  // namespace qrb

@@ -288,6 +288,7 @@ std::variant<Process, LaunchFailure> Process::launch(const LaunchOptions& option
   if (const int error = ProcessReaper::shared().prepare()) {
     return failure(Step::prepare, error, options);
   }
+  std::unique_ptr<ReaperPlace> place = ProcessReaper::makePlace();
   const bool bare = options.path.find('/') == std::string::npos;
   const std::string path = bare ? executableInPath(options.path) : options.path;
   if (path.empty()) {
@@ -332,7 +333,7 @@ std::variant<Process, LaunchFailure> Process::launch(const LaunchOptions& option
   }
   status.second.reset();
   const std::optional<StepFailure> reported = readStatus(status.first);
-  Process process(child.pid, std::move(child.pidfd), options.newSession);
+  Process process(child.pid, std::move(child.pidfd), options.newSession, std::move(place));
   if (reported) {
     process.wait();
     return failure(reported->step, reported->errorNumber, options);

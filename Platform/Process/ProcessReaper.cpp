@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <climits>
 #include <utility>
-#include <vector>
 
 #include "BackgroundThread.h"
 
@@ -64,29 +63,50 @@ int ProcessReaper::prepare() {
   return 0;
 }
 
+int ProcessReaper::start() {
+  if (const int error = prepare()) {
+    return error;
+  }
+  std::lock_guard lock(_mutex);
+  _threadRunning = _threadRunning || startBackgroundThread([this] { serve(false); });
+  return _threadRunning ? 0 : EAGAIN;
+}
+
 void ProcessReaper::adopt(Process process, Policy policy, std::function<void(ExitStatus)> onExit) {
   adopt(std::move(process), policy, std::move(onExit), GracePeriods());
 }
 
+std::unique_ptr<ReaperPlace> ProcessReaper::makePlace() {
+  auto place = std::make_unique<ReaperPlace>();
+  Entries entries;
+  entries.try_emplace(0);
+  place->_node = entries.extract(entries.begin());
+  return place;
+}
+
 void ProcessReaper::adopt(Process process, Policy policy, std::function<void(ExitStatus)> onExit, GracePeriods grace) {
   const auto now = Clock::now();
-  auto entry = std::unique_ptr<Entry>(new Entry{std::move(process), std::move(onExit), grace, State::awaitingExit,
-                                                false, now + grace.exit, false, Clock::time_point::max(), 1ms});
+  const std::unique_ptr<ReaperPlace> place = std::move(process._place);
+  Entry& entry = place->_node.mapped();
+  entry.process = std::move(process);
+  entry.onExit = std::move(onExit);
+  entry.grace = grace;
+  entry.deadline = now + grace.exit;
   if (policy != Policy::expectExit) {
-    sweep(*entry, policy == Policy::forced);
-    entry->deadline = now + grace.group;
+    sweep(entry, policy == Policy::forced);
+    entry.deadline = now + grace.group;
   }
   epoll_event interest{};
   interest.events = EPOLLIN;
   bool startThread = false;
   {
     std::lock_guard lock(_mutex);
-    interest.data.u64 = ++_lastIdentifier;
+    interest.data.u64 = place->_node.key() = ++_lastIdentifier;
     // Already reaped, no pidfd, or no room in epoll: then the clock takes the place of the event.
-    if (entry->process.reaped() || ::epoll_ctl(_epoll.get(), EPOLL_CTL_ADD, entry->process.pidfd(), &interest) != 0) {
-      entry->nextLook = now;
+    if (entry.process.reaped() || ::epoll_ctl(_epoll.get(), EPOLL_CTL_ADD, entry.process.pidfd(), &interest) != 0) {
+      entry.nextLook = now;
     }
-    _entries.emplace(_lastIdentifier, std::move(entry));
+    _entries.insert(std::move(place->_node));
     startThread = !std::exchange(_threadRunning, true);
   }
   if (!startThread) {
@@ -106,7 +126,6 @@ bool ProcessReaper::drain(std::chrono::milliseconds timeout) {
 
 void ProcessReaper::serve(bool untilEmpty) {
   std::array<epoll_event, 64> events;
-  std::vector<std::uint64_t> due;
   for (;;) {
     int timeout;
     {
@@ -119,35 +138,43 @@ void ProcessReaper::serve(bool untilEmpty) {
     }
     const int count = ::epoll_wait(_epoll.get(), events.data(), static_cast<int>(events.size()), timeout);
     const auto now = Clock::now();
-    due.clear();
     for (int index = 0; index < count; ++index) {
       const std::uint64_t identifier = events[static_cast<std::size_t>(index)].data.u64;
       if (identifier == eventIdentifier) {
         clearEvent(_event);
       } else {
-        due.push_back(identifier);
+        step(identifier, now);
       }
     }
+    stepDue(now);
+  }
+}
+
+/// Those whose time has come, one after another, since a step may take its entry away.
+void ProcessReaper::stepDue(Clock::time_point now) {
+  std::uint64_t identifier = 0;
+  for (;;) {
     {
       std::lock_guard lock(_mutex);
-      for (const auto& [identifier, entry] : _entries) {
-        if (entry->nextLook <= now || (!entry->deadlinePassed && entry->deadline <= now)) {
-          due.push_back(identifier);
-        }
+      const auto due = std::find_if(_entries.upper_bound(identifier), _entries.end(), [now](const auto& each) {
+        const Entry& entry = each.second;
+        return entry.nextLook <= now || (!entry.deadlinePassed && entry.deadline <= now);
+      });
+      if (due == _entries.end()) {
+        return;
       }
+      identifier = due->first;
     }
-    for (const std::uint64_t identifier : due) {
-      step(identifier, now);
-    }
+    step(identifier, now);
   }
 }
 
 int ProcessReaper::timeoutUntilNextStep() const {
   auto next = Clock::time_point::max();
   for (const auto& [identifier, entry] : _entries) {
-    next = std::min(next, entry->nextLook);
-    if (!entry->deadlinePassed) {
-      next = std::min(next, entry->deadline);
+    next = std::min(next, entry.nextLook);
+    if (!entry.deadlinePassed) {
+      next = std::min(next, entry.deadline);
     }
   }
   if (next == Clock::time_point::max()) {
@@ -166,7 +193,7 @@ void ProcessReaper::step(std::uint64_t identifier, Clock::time_point now) {
     if (found == _entries.end()) {
       return;
     }
-    Entry& entry = *found->second;
+    Entry& entry = found->second;
     bool over = false;
     if (entry.state == State::awaitingExit && stepExit(entry, now)) {
       ::epoll_ctl(_epoll.get(), EPOLL_CTL_DEL, entry.process.pidfd(), nullptr);

@@ -4,9 +4,9 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
-#include <unordered_map>
 
 #include "Export.h"
 #include "Process.h"
@@ -40,6 +40,9 @@ class QRB_EXPORT ProcessReaper {
 
   static ProcessReaper& shared();
 
+  /// Room for one process. Process::launch takes it before the process exists, so that adopt() needs no memory.
+  static std::unique_ptr<ReaperPlace> makePlace();
+
   /// Owns the process from now on. `onExit` is called once with its status, on the reaper's thread, when the process
   /// itself is over; members of its group may still be running then. It must not block; it may adopt.
   void adopt(Process process, Policy policy, std::function<void(ExitStatus)> onExit = {});
@@ -51,33 +54,37 @@ class QRB_EXPORT ProcessReaper {
 
   /// Makes what adopt() needs, so that adopt() cannot fail for want of descriptors. 0, or the errno of the failure.
   int prepare();
+  /// The same and the thread, so that adopt() cannot fail for want of one either and never waits. 0, or the errno.
+  int start();
 
  private:
   using Clock = std::chrono::steady_clock;
 
+  friend class ReaperPlace;
   enum class State { awaitingExit, watchingGroup };
 
   struct Entry {
-    Process process;
-    std::function<void(ExitStatus)> onExit;
-    GracePeriods grace;
+    Process process = {};
+    std::function<void(ExitStatus)> onExit = {};
+    GracePeriods grace = {};
     State state = State::awaitingExit;
     /// SIGTERM has gone to the group, so the group is to be empty in the end.
     bool sweepGroup = false;
     /// SIGKILL goes to process and group when this comes.
-    Clock::time_point deadline;
+    Clock::time_point deadline = {};
     bool deadlinePassed = false;
     /// The next look at what no descriptor tells: a group, or a process that epoll did not take.
     Clock::time_point nextLook = Clock::time_point::max();
     std::chrono::milliseconds backOff{1};
   };
-  using Entries = std::unordered_map<std::uint64_t, std::unique_ptr<Entry>>;
+  using Entries = std::map<std::uint64_t, Entry>;
 
   ProcessReaper() = default;
   ~ProcessReaper() = delete;
 
   void serve(bool untilEmpty);
   int timeoutUntilNextStep() const;
+  void stepDue(Clock::time_point now);
   void step(std::uint64_t identifier, Clock::time_point now);
   bool stepExit(Entry& entry, Clock::time_point now);
   bool stepGroup(Entry& entry, Clock::time_point now);
@@ -92,6 +99,12 @@ class QRB_EXPORT ProcessReaper {
   bool _threadRunning = false;
   FileDescriptor _epoll;
   FileDescriptor _event;
+};
+
+/// An entry of the reaper that is not in its table yet.
+class ReaperPlace {
+  friend class ProcessReaper;
+  ProcessReaper::Entries::node_type _node;
 };
 
 }  // namespace qrb

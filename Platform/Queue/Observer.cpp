@@ -1,24 +1,26 @@
 #include "Observer.h"
 
-#include <algorithm>
+#include "Scarcity.h"
 
 namespace qrb {
 namespace detail {
 
-bool ObserverSlot::enter() {
+bool ObserverSlot::enter(Visit& visit) {
   std::lock_guard lock(_mutex);
   if (_ended) {
     return false;
   }
-  _inside.push_back(std::this_thread::get_id());
+  visit = {std::this_thread::get_id(), std::exchange(_inside, &visit)};
   return true;
 }
 
-void ObserverSlot::leave() {
+void ObserverSlot::leave(const Visit& visit) {
   bool releaseNow;
   {
     std::lock_guard lock(_mutex);
-    _inside.erase(std::find(_inside.begin(), _inside.end(), std::this_thread::get_id()));
+    Visit** place = &_inside;
+    while (*place != &visit) place = &(*place)->next;
+    *place = visit.next;
     releaseNow = takeRelease();
     _left.notify_all();
   }
@@ -33,9 +35,10 @@ void ObserverSlot::end(bool wait) {
     std::unique_lock lock(_mutex);
     _ended = true;
     if (wait) {
-      const auto self = std::this_thread::get_id();
-      _left.wait(lock, [&] {
-        return std::all_of(_inside.begin(), _inside.end(), [&](std::thread::id thread) { return thread == self; });
+      _left.wait(lock, [this, self = std::this_thread::get_id()] {
+        const Visit* visit = _inside;
+        while (visit != nullptr && visit->thread == self) visit = visit->next;
+        return visit == nullptr;
       });
     }
     releaseNow = takeRelease();
@@ -46,7 +49,7 @@ void ObserverSlot::end(bool wait) {
 }
 
 bool ObserverSlot::takeRelease() {
-  return _ended && _inside.empty() && !std::exchange(_released, true);
+  return _ended && _inside == nullptr && !std::exchange(_released, true);
 }
 
 void ObserverListBase::add(std::shared_ptr<ObserverSlot> slot) {
@@ -62,14 +65,16 @@ void ObserverListBase::remove(const ObserverSlot* slot) {
   if (!_slots) {
     return;
   }
-  auto changed = std::make_shared<Slots>();
-  for (const auto& each : *_slots) {
-    if (each.get() != slot) {
-      changed->push_back(each);
+  unlessScarce([&] {
+    auto changed = std::make_shared<Slots>();
+    for (const auto& each : *_slots) {
+      if (each.get() != slot) {
+        changed->push_back(each);
+      }
     }
-  }
-  previous = std::move(_slots);
-  _slots = changed->empty() ? nullptr : std::move(changed);
+    previous = std::move(_slots);
+    _slots = changed->empty() ? nullptr : std::move(changed);
+  });
 }
 
 std::shared_ptr<const ObserverListBase::Slots> ObserverListBase::slots() const {

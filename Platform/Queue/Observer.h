@@ -19,9 +19,15 @@ class QRB_EXPORT ObserverSlot {
  public:
   virtual ~ObserverSlot() = default;
 
+  /// One call of the callback that is under way. It lies with the caller, so that telling observers takes no memory.
+  struct Visit {
+    std::thread::id thread;
+    Visit* next = nullptr;
+  };
+
   /// False when the subscription is over; otherwise to be paired with leave().
-  bool enter();
-  void leave();
+  bool enter(Visit& visit);
+  void leave(const Visit& visit);
   /// Ends the subscription. With `wait`, until no other thread is inside the callback.
   void end(bool wait);
 
@@ -32,7 +38,7 @@ class QRB_EXPORT ObserverSlot {
  private:
   std::mutex _mutex;
   std::condition_variable _left;
-  std::vector<std::thread::id> _inside;
+  Visit* _inside = nullptr;
   bool _ended = false;
   bool _released = false;
 
@@ -43,6 +49,7 @@ class QRB_EXPORT ObserverListBase {
  public:
   virtual ~ObserverListBase() = default;
   void add(std::shared_ptr<ObserverSlot> slot);
+  /// Where there is no memory to make the shorter list, it stays: an ended subscription is passed over.
   void remove(const ObserverSlot* slot);
   using Slots = std::vector<std::shared_ptr<ObserverSlot>>;
   /// The subscriptions of this moment, in the order they were made; null when there are none.
@@ -103,8 +110,9 @@ class ObserverList {
       return;
     }
     for (const auto& slot : *slots) {
-      if (slot->enter()) {
-        const Leaving leaving{*slot};
+      detail::ObserverSlot::Visit visit;
+      if (slot->enter(visit)) {
+        const Leaving leaving{*slot, visit};
         static_cast<const Slot&>(*slot).callback(arguments...);
       }
     }
@@ -118,7 +126,8 @@ class ObserverList {
   };
   struct Leaving {
     detail::ObserverSlot& slot;
-    ~Leaving() { slot.leave(); }
+    const detail::ObserverSlot::Visit& visit;
+    ~Leaving() { slot.leave(visit); }
   };
 
   std::shared_ptr<detail::ObserverListBase> _list = std::make_shared<detail::ObserverListBase>();

@@ -33,6 +33,7 @@ struct OperationQueue::State : std::enable_shared_from_this<OperationQueue::Stat
   struct Entry {
     std::shared_ptr<QueueOperation> operation;
     ObserverToken token;
+    WorkerPool::Prepared task;
     bool started = false;
     bool idle = false;
   };
@@ -64,12 +65,13 @@ struct OperationQueue::State : std::enable_shared_from_this<OperationQueue::Stat
 void OperationQueue::State::add(std::shared_ptr<QueueOperation> operation) {
   using Property = QueueOperation::Property;
   using Phase = QueueOperation::Phase;
-  Identifier identifier;
   {
     std::lock_guard lock(mutex);
-    identifier = ++lastIdentifier;
-    Entry& entry = entries[identifier];
+    const Identifier identifier = ++lastIdentifier;
+    // All that can fail comes first: either the operation is in the queue and will be started, or it is not.
+    Entry entry;
     entry.operation = operation;
+    entry.task = WorkerPool::shared().prepare([self = shared_from_this(), identifier] { self->start(identifier); });
     // Subscribed before it can be started: no end goes unheard.
     entry.token = operation->observe([weak = weak_from_this(), identifier](Property property, Phase phase) {
       const auto self = phase == Phase::didChange ? weak.lock() : nullptr;
@@ -77,7 +79,13 @@ void OperationQueue::State::add(std::shared_ptr<QueueOperation> operation) {
         self->changed(identifier, property);
       }
     });
-    waiting.push_back(identifier);
+    const auto place = entries.emplace(identifier, std::move(entry)).first;
+    try {
+      waiting.push_back(identifier);
+    } catch (...) {
+      entries.erase(place);
+      throw;
+    }
     whileNotEmpty = shared_from_this();
   }
   startReady();
@@ -176,7 +184,7 @@ void OperationQueue::State::startReady() {
   // Submitted under the mutex, so that two threads that end operations cannot swap the order of the next ones.
   std::lock_guard lock(mutex);
   while (takeReady(identifier)) {
-    WorkerPool::shared().submit([self = shared_from_this(), identifier] { self->start(identifier); });
+    WorkerPool::shared().submit(std::move(entries.at(identifier).task));
   }
 }
 

@@ -25,7 +25,8 @@ class QRB_EXPORT OperationQueue {
 
   const std::string& name() const;
 
-  /// The queue keeps the operation until its end. Adding one that is in a queue already is not checked.
+  /// The queue keeps the operation until its end. Adding one that is in a queue already is not checked. Throws
+  /// as WorkerPool::prepare does, and then the operation is not in the queue; later nothing can fail.
   void addOperation(std::shared_ptr<QueueOperation> operation);
   /// Those not finished, in the order they were added.
   std::vector<std::shared_ptr<QueueOperation>> operations() const;

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Assertion.h"
+#include "Scarcity.h"
 
 namespace qrb {
 
@@ -63,7 +64,7 @@ void BlockOperation::start() {
     if (isCancelled()) {
       break;
     }
-    block();
+    unlessScarce(block);
   }
   blocks.clear();
   willChange(Property::isExecuting);

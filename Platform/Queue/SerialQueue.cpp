@@ -2,11 +2,11 @@
 
 #include <atomic>
 #include <condition_variable>
-#include <deque>
 #include <mutex>
 #include <thread>
 
 #include "Assertion.h"
+#include "Scarcity.h"
 #include "WorkerPool.h"
 
 namespace qrb {
@@ -21,19 +21,25 @@ struct SerialQueue::Waiter {
 struct SerialQueue::State : std::enable_shared_from_this<SerialQueue::State> {
   State(std::string queueName, QualityOfService quality) : name(std::move(queueName)), qualityOfService(quality) {}
 
-  /// One place in the line: a thread that waits in sync(), or a function to run.
+  /// One place in the line: a thread that waits in sync(), or a function to run. A waiting thread has its place on its
+  /// own stack, so that waiting takes no memory; that of a function belongs to the line.
   struct Item {
     Waiter* waiter = nullptr;
-    std::function<void()> function;
+    std::function<void()> function = {};
+    WorkerPool::Prepared runner = {};
+    Item* next = nullptr;
   };
 
   const std::string name;
   const QualityOfService qualityOfService;
   std::mutex mutex;
-  std::deque<Item> line;
+  Item* first = nullptr;
+  Item** end = &first;
   bool busy = false;
   std::atomic<std::thread::id> owner{};
 
+  void append(Item& item);
+  Item& takeFirst();
   void enter();
   void leave();
   /// Called with the mutex held and the turn in hand: gives it to the next in line.
@@ -41,11 +47,24 @@ struct SerialQueue::State : std::enable_shared_from_this<SerialQueue::State> {
   void runFunctions();
 };
 
+void SerialQueue::State::append(Item& item) {
+  *end = &item;
+  end = &item.next;
+}
+
+SerialQueue::State::Item& SerialQueue::State::takeFirst() {
+  Item& item = *first;
+  first = item.next;
+  if (first == nullptr) end = &first;
+  return item;
+}
+
 void SerialQueue::State::enter() {
   std::unique_lock lock(mutex);
   if (busy) {
     Waiter waiter;
-    line.push_back({&waiter, {}});
+    Item item{&waiter};
+    append(item);
     waiter.granted.wait(lock, [&] { return waiter.isGranted; });
   }
   busy = true;
@@ -59,26 +78,25 @@ void SerialQueue::State::leave() {
 }
 
 void SerialQueue::State::handOn() {
-  if (line.empty()) {
+  if (first == nullptr) {
     busy = false;
-  } else if (Waiter* const next = line.front().waiter) {
-    line.pop_front();
+  } else if (Waiter* const next = first->waiter) {
+    takeFirst();
     next->isGranted = true;
     next->granted.notify_one();
   } else {
-    WorkerPool::shared().submit([self = shared_from_this()] { self->runFunctions(); });
+    WorkerPool::shared().submit(std::move(first->runner));
   }
 }
 
 void SerialQueue::State::runFunctions() {
   std::unique_lock lock(mutex);
   owner = std::this_thread::get_id();
-  while (!line.empty() && !line.front().waiter) {
-    std::function<void()> function = std::move(line.front().function);
-    line.pop_front();
+  while (first != nullptr && !first->waiter) {
+    std::unique_ptr<Item> item(&takeFirst());
     lock.unlock();
-    function();
-    function = nullptr;
+    unlessScarce(item->function);
+    item.reset();
     lock.lock();
   }
   owner = std::thread::id();
@@ -91,8 +109,11 @@ SerialQueue::SerialQueue(std::string name, QualityOfService qualityOfService)
 SerialQueue::~SerialQueue() = default;
 
 void SerialQueue::async(std::function<void()> function) {
+  auto item = std::make_unique<State::Item>();
+  item->function = std::move(function);
+  item->runner = WorkerPool::shared().prepare([state = _state] { state->runFunctions(); });
   std::lock_guard lock(_state->mutex);
-  _state->line.push_back({nullptr, std::move(function)});
+  _state->append(*item.release());
   if (!std::exchange(_state->busy, true)) {
     _state->handOn();
   }

@@ -25,15 +25,16 @@ class QRB_EXPORT SerialQueue {
   ~SerialQueue();
 
   /// Waits until all that came before is done, runs `function` on this thread with the queue to itself and returns its
-  /// result. From inside the same queue that would never end: a programming error, after which the function runs at
-  /// once.
+  /// result. Waiting takes no memory. From inside the same queue that would never end: a programming error, after which
+  /// the function runs at once.
   template <typename Function>
   std::invoke_result_t<Function> sync(Function&& function) {
     const Turn turn(*this);
     return std::forward<Function>(function)();
   }
 
-  /// Runs `function` later, on another thread, and returns at once. The function must not let an exception out.
+  /// Runs `function` later, on another thread, and returns at once. The function must not let an exception out. Throws
+  /// as WorkerPool::prepare does; the function will not run then.
   void async(std::function<void()> function);
 
   const std::string& name() const;

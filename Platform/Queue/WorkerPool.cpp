@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "BackgroundThread.h"
+#include "Scarcity.h"
 
 namespace qrb {
 namespace {
@@ -24,18 +25,25 @@ WorkerPool& WorkerPool::shared() {
 
 WorkerPool::WorkerPool() : _cores(std::max(2U, std::thread::hardware_concurrency())) {}
 
-void WorkerPool::submit(Task task) {
-  std::unique_lock lock(_mutex);
-  _tasks.push_back(std::move(task));
+WorkerPool::Prepared WorkerPool::prepare(Task task) {
+  Prepared prepared;
+  prepared._node.push_back(std::move(task));
+  // A thread that exists is there for good, so a task that is ready will be run. It is never run by its submitter
+  // instead, who may hold what the task wants.
+  std::lock_guard lock(_mutex);
+  if (_threads == 0 && !addThread()) {
+    throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again), "no thread is left");
+  }
+  return prepared;
+}
+
+void WorkerPool::submit(Prepared task) noexcept {
+  std::lock_guard lock(_mutex);
+  _tasks.splice(_tasks.end(), task._node);
   if (_threads > _busy) {
     _changed.notify_one();
-    return;
-  }
-  // Never run here instead: the caller may hold what the task wants.
-  while (!addThread() && _threads == 0) {
-    lock.unlock();
-    std::this_thread::sleep_for(stallTime);
-    lock.lock();
+  } else {
+    addThread();
   }
 }
 
@@ -52,7 +60,7 @@ bool WorkerPool::addThread() {
 
 void WorkerPool::work() {
   std::unique_lock lock(_mutex);
-  Task task;
+  std::list<Task> task;
   while (takeTask(lock, task)) {
     ++_busy;
     _lastProgress = Clock::now();
@@ -65,8 +73,9 @@ void WorkerPool::work() {
       }
     }
     lock.unlock();
-    task();
-    task = nullptr;
+    // Whoever gives a task answers for what it lacks; nothing that is forgotten there may end the program.
+    unlessScarce(task.front());
+    task.clear();
     lock.lock();
     --_busy;
     _lastProgress = Clock::now();
@@ -75,15 +84,14 @@ void WorkerPool::work() {
 }
 
 /// False when the thread has been idle for long enough to end.
-bool WorkerPool::takeTask(std::unique_lock<std::mutex>& lock, Task& task) {
+bool WorkerPool::takeTask(std::unique_lock<std::mutex>& lock, std::list<Task>& task) {
   for (;;) {
     if (_tasks.empty()) {
-      if (_changed.wait_for(lock, idleTime) == std::cv_status::timeout && _tasks.empty()) {
+      if (_changed.wait_for(lock, idleTime) == std::cv_status::timeout && _tasks.empty() && _threads > 1) {
         return false;
       }
     } else if (_busy < _cores || Clock::now() - _lastProgress >= stallTime) {
-      task = std::move(_tasks.front());
-      _tasks.pop_front();
+      task.splice(task.end(), _tasks, _tasks.begin());
       return true;
     } else {
       _changed.wait_until(lock, _lastProgress + stallTime);
