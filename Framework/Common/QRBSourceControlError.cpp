@@ -300,13 +300,15 @@ qrb::Error QRBSourceControlError_AuthenticationSSHPublicKeyNotFound(const qrb::U
   return make(Code::authenticationSSHPublicKeyNotFound, texts(std::move(description), qrb::String(suggestion)));
 }
 
-qrb::Error QRBSourceControlError_PlugInCommunicationFailure() {
+qrb::Error QRBSourceControlError_PlugInCommunicationFailure(const qrb::String& underlyingMessage) {
   constexpr const char* domain = "FoundationErrors";
   // The escape in the first fallback is part of the text, backslash and all: it is shown as it stands.
   std::string description =
       qrb::localizedInDomain(domain, "Err4097", "Couldn\\U2019t communicate with a helper application.");
   std::string suggestion = qrb::localizedInDomain(
       domain, "Err4097-R", "Try your operation again. If that fails, quit and relaunch the application and try again.");
+  UserInfo info = texts(std::move(description), qrb::String(suggestion));
+  if (underlyingMessage) addText(info, QRBSourceControlUnderlyingErrorString, underlyingMessage);
   return qrb::Error(qrb::kGeneralErrorDomain, qrb::kErrorConnectionInterrupted,
-                    qrb::StringMap<qrb::String>(texts(std::move(description), qrb::String(suggestion))));
+                    qrb::StringMap<qrb::String>(std::move(info)));
 }

@@ -121,6 +121,7 @@ QRB_EXPORT qrb::Error QRBSourceControlError_AuthenticationSSHKeyInvalid(const qr
 QRB_EXPORT qrb::Error QRBSourceControlError_AuthenticationSSHKeyNotFound(const qrb::URL& keyFile);
 QRB_EXPORT qrb::Error QRBSourceControlError_AuthenticationSSHKeyPermissionsInvalid(const qrb::URL& keyFile);
 QRB_EXPORT qrb::Error QRBSourceControlError_AuthenticationSSHPublicKeyNotFound(const qrb::URL& keyFile);
-/// The service process could not be reached, or went away; in the general domain.
-QRB_EXPORT qrb::Error QRBSourceControlError_PlugInCommunicationFailure();
+/// The service process could not be reached, or went away; in the general domain. What is known of the reason is its
+/// underlying message, which is absent where nothing is.
+QRB_EXPORT qrb::Error QRBSourceControlError_PlugInCommunicationFailure(const qrb::String& underlyingMessage = {});
 /// @}

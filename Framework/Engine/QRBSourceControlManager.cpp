@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Assertion.h"
+#include "HeldDictionary.h"
 #include "Localization.h"
 #include "ProcessReaper.h"
 #include "QRBSourceControlConstants.h"
@@ -10,6 +11,7 @@
 #include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlPlugInProtocol.h"
 #include "QRBSourceControlProxyPrivate.h"
+#include "Scarcity.h"
 #include "ServiceConnectionPrivate.h"
 #include "ServiceReservePrivate.h"
 
@@ -35,6 +37,8 @@ QRBSourceControlManager::QRBSourceControlManager()
                                     qrb::QualityOfService::utility) {
   _sourceControlOperationQueue.setMaxConcurrentOperationCount(qrb::OperationQueue::defaultMaxConcurrentOperationCount);
   qrb::ProcessReaper::shared().prepare();
+  // Made while there is memory.
+  qrb::scarcityError();
 }
 
 std::shared_ptr<QRBSourceControlAuthenticationFailureHandler> QRBSourceControlManager::failureHandler() const {
@@ -80,9 +84,11 @@ void QRBSourceControlManager::invalidateProcessForOperation(const QRBSourceContr
     ServiceConnectionPtr connection = std::move(place->second);
     _plugInConnections.erase(place);
     if (withForce) return connection->invalidate(ServiceConnection::Ending::killed);
-    QRBSourceControlProxy(connection->connection(), nullptr)
-        .send(QRBSourceControlPlugInProtocol::operationsFinished, std::tuple<>());
-    connection->invalidate(ServiceConnection::Ending::told);
+    const bool told = qrb::unlessScarce([&] {
+      QRBSourceControlProxy(connection->connection(), nullptr)
+          .send(QRBSourceControlPlugInProtocol::operationsFinished, std::tuple<>());
+    });
+    connection->invalidate(told ? ServiceConnection::Ending::told : ServiceConnection::Ending::killed);
   });
 }
 
@@ -156,13 +162,13 @@ void QRBSourceControlManager::resumePlugInConnection(const ServiceConnectionPtr&
     namespace Callback = QRBSourceControlPlugInCallbackProtocol;
     if (call.identifier) throw qrb::ArchiveError("a request where only callbacks are served");
     if (call.method == Callback::incrementalLogStatus.selector) {
-      using Values = decltype(Callback::incrementalLogStatus)::ArgumentTuple;
+      using Values = std::tuple<LogItems, qrb::HeldDictionary, String>;
       auto [items, info, identifier] = qrb::readValues<Values>(call.arguments);
-      incrementalLogStatus(items, info, resolvedProgressIdentifier(identifier, weak));
+      incrementalLogStatus(items, *info, resolvedProgressIdentifier(identifier, weak));
     } else if (call.method == Callback::progressStatus.selector) {
-      using Values = decltype(Callback::progressStatus)::ArgumentTuple;
+      using Values = std::tuple<std::int64_t, qrb::HeldDictionary, String>;
       auto [status, info, identifier] = qrb::readValues<Values>(call.arguments);
-      progressStatus(status, info, resolvedProgressIdentifier(identifier, weak));
+      progressStatus(status, *info, resolvedProgressIdentifier(identifier, weak));
     } else {
       throw qrb::ArchiveError("an unknown callback");
     }
@@ -177,7 +183,7 @@ void QRBSourceControlManager::communicationFailed(const std::weak_ptr<ServiceCon
   QRBSourceControlOperationPtr operation = releaseConnection(connection.get());
   // It is dead, or talks nonsense: what is left of it is not waited for.
   connection->invalidate(ServiceConnection::Ending::killed);
-  if (operation != nullptr) operation->terminate(QRBSourceControlError_PlugInCommunicationFailure());
+  if (operation != nullptr) operation->terminate(connection->failure());
 }
 
 QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForPlugInIdentifier(

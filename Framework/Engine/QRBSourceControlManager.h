@@ -154,9 +154,10 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   QRBSourceControlOperationPtr uploadPublicSSHKeyFromFolder(const qrb::URL& folder, const qrb::URL& toServer,
                                                             const qrb::String& forUsername,
                                                             Completion<> completionBlock);
-  /// Proxies of the services, whose processes are launched if they are not running.
-  QRBSourceControlProxy remoteProxyObjectForSSHKeyGeneration();
-  QRBSourceControlProxy remoteProxyObjectForWorkingCopyScanning();
+  /// Proxies of the services, whose processes are launched if they are not running. The operation, which may be null,
+  /// fails when the service cannot be launched or delivers too much for one request.
+  QRBSourceControlProxy remoteProxyObjectForSSHKeyGeneration(const QRBSourceControlOperationPtr& operation);
+  QRBSourceControlProxy remoteProxyObjectForWorkingCopyScanning(const QRBSourceControlOperationPtr& operation);
 
   // Callbacks of plug-ins; dropped when no running operation has that identifier.
 
@@ -380,7 +381,8 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   QRBSourceControlOperationPtr releaseConnection(const qrb::ServiceConnection* connection);
   void communicationFailed(const std::weak_ptr<qrb::ServiceConnection>& connection);
   QRBSourceControlProxy remoteProxyObjectForService(qrb::Guarded<ServiceConnectionPtr>& connection,
-                                                    std::string_view name);
+                                                    std::string_view name,
+                                                    const QRBSourceControlOperationPtr& operation);
   qrb::String resolvedProgressIdentifier(const qrb::String& given,
                                          const std::weak_ptr<qrb::ServiceConnection>& connection) const;
   QRBSourceControlOperationPtr operationWithIdentifier(const qrb::String& identifier) const;

@@ -5,6 +5,7 @@
 #include "QRBSourceControlPlugInProtocol.h"
 #include "QRBSourceControlProxyPrivate.h"
 #include "QRBSourceControlReplyStepPrivate.h"
+#include "Scarcity.h"
 
 using qrb::Error;
 using qrb::ReplyStep;
@@ -50,12 +51,9 @@ QRBSourceControlOperationPtr QRBSourceControlManager::sourceControlSystemsWithCo
           });
     }
     // What a cancelled discovery has found so far is not what is installed.
-    if (operation->isEnding()) {
-      discovery->complete(nullptr);
-    } else {
-      manager->setCachedSourceControlSystems(discovery->systems);
-      discovery->complete(discovery->systems);
-    }
+    const bool ended = operation->isEnding();
+    if (!ended) manager->setCachedSourceControlSystems(discovery->systems);
+    qrb::unlessScarce([&] { discovery->complete(ended ? nullptr : discovery->systems); });
     manager->operationDidFinish(operation);
   };
 

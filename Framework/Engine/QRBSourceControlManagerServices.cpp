@@ -8,6 +8,7 @@
 #include "QRBSourceControlRequestPrivate.h"
 #include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
 #include "QRBSourceControlServiceProtocols.h"
+#include "Scarcity.h"
 #include "ServiceConnectionPrivate.h"
 
 namespace PlugInProtocol = QRBSourceControlPlugInProtocol;
@@ -21,8 +22,8 @@ using qrb::URL;
 
 // Connections
 
-QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForService(qrb::Guarded<ServiceConnectionPtr>& field,
-                                                                           std::string_view name) {
+QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForService(
+    qrb::Guarded<ServiceConnectionPtr>& field, std::string_view name, const QRBSourceControlOperationPtr& operation) {
   // The loss is nobody's request to end: it only makes room for the next process.
   auto lost = [&field](const ServiceConnectionPtr& connection) {
     field.with([&](ServiceConnectionPtr& held) {
@@ -44,15 +45,22 @@ QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForService(qrb::
     return held;
   });
   // Each request keeps its connection: one whose process has ended may still have the reply to be read.
-  return QRBSourceControlProxy(connection->connection(), [lost, connection] { lost(connection); });
+  return QRBSourceControlProxy(connection->connection(), [lost, connection, operation] {
+    lost(connection);
+    if (operation != nullptr && connection->loss() == ServiceConnection::Loss::ofService) {
+      operation->fail(connection->failure());
+    }
+  });
 }
 
-QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForSSHKeyGeneration() {
-  return remoteProxyObjectForService(_sshHelperConnection, SSHProtocol::serviceName);
+QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForSSHKeyGeneration(
+    const QRBSourceControlOperationPtr& operation) {
+  return remoteProxyObjectForService(_sshHelperConnection, SSHProtocol::serviceName, operation);
 }
 
-QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForWorkingCopyScanning() {
-  return remoteProxyObjectForService(_workingCopyScannerConnection, ScannerProtocol::serviceName);
+QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForWorkingCopyScanning(
+    const QRBSourceControlOperationPtr& operation) {
+  return remoteProxyObjectForService(_workingCopyScannerConnection, ScannerProtocol::serviceName, operation);
 }
 
 void QRBSourceControlManager::endHelperServices() {
@@ -125,13 +133,13 @@ QRBSourceControlOperationPtr QRBSourceControlManager::scanForWorkingCopiesInFold
   scan->completion = std::move(completionBlock);
 
   auto begin = [scan](const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager) {
-    manager->remoteProxyObjectForWorkingCopyScanning().send(
+    manager->remoteProxyObjectForWorkingCopyScanning(operation).send(
         ScannerProtocol::scanFolderPaths, {scan->folderPaths, scan->traversingUp, scan->identifiers()},
         [scan, operation, manager](const std::vector<URL>& candidates) {
           for (const QRBSourceControlSystemPtr& system : scan->systems) {
             askSystem(scan, system, candidates, operation, manager);
           }
-          scan->complete(operation->isEnding());
+          qrb::unlessScarce([&] { scan->complete(operation->isEnding()); });
           manager->operationDidFinish(operation);
         });
   };

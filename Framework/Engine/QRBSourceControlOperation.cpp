@@ -2,6 +2,8 @@
 
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlManager.h"
+#include "Scarcity.h"
+#include "ServiceConnectionPrivate.h"
 #include "UUIDString.h"
 
 using qrb::Error;
@@ -15,7 +17,7 @@ QRBSourceControlOperationPtr QRBSourceControlOperation::initWithSourceControlMan
             std::move(operationBlock),
             std::move(progressBlock),
             std::move(incrementalLogBlock),
-            std::move(terminationBlock)};
+            terminationBlock ? std::make_shared<const TerminationBlock>(std::move(terminationBlock)) : nullptr};
   return QRBSourceControlOperationPtr(new QRBSourceControlOperation(std::move(held)));
 }
 
@@ -65,14 +67,18 @@ void QRBSourceControlOperation::start() {
   startOperation();
 }
 
+// What a request lacks is its own failure: whichever thread it is on goes on.
 void QRBSourceControlOperation::startOperation() {
-  // A copy: finishing lets go of what is being run.
-  auto manager = sourceControlManager();
-  auto block = operationBlock();
-  if (manager == nullptr || !block) return;
-  auto self = shared_from_this();
-  manager->operationDidStart(self);
-  block(self, manager);
+  const bool started = qrb::unlessScarce([this] {
+    // A copy: finishing lets go of what is being run.
+    auto manager = sourceControlManager();
+    auto block = operationBlock();
+    if (manager == nullptr || !block) return;
+    auto self = shared_from_this();
+    manager->operationDidStart(self);
+    block(self, manager);
+  });
+  if (!started) fail(qrb::scarcityError());
 }
 
 void QRBSourceControlOperation::setIdle(bool idle) {
@@ -105,30 +111,34 @@ void QRBSourceControlOperation::finish() {
 }
 
 void QRBSourceControlOperation::terminate(const Error& error) {
-  if (auto termination = boundTermination()) termination(error);
+  boundTermination()(error);
+}
+
+void QRBSourceControlOperation::fail(const Error& error) {
+  terminate(error);
+  if (!_isFinished) cancel();
 }
 
 // The block together with the manager it is to be given: both are let go at once by an end on another thread.
-std::function<void(const Error&)> QRBSourceControlOperation::boundTermination() {
-  return _held.with([&](const Held& held) -> std::function<void(const Error&)> {
-    if (!held.terminationBlock) return {};
-    return [self = shared_from_this(), block = held.terminationBlock, manager = held.manager](const Error& error) {
-      block(self, manager, error);
-    };
+QRBSourceControlOperation::Termination QRBSourceControlOperation::boundTermination() {
+  return _held.with([&](const Held& held) {
+    return Termination{shared_from_this(), held.manager, held.terminationBlock};
   });
 }
 
 void QRBSourceControlOperation::cancel() {
   auto self = shared_from_this();
-  auto termination = boundTermination();
-  auto manager = sourceControlManager();
+  const Termination termination = boundTermination();
+  const QRBSourceControlManagerPtr& manager = termination.manager;
+  Error error = qrb::scarcityError();
+  qrb::unlessScarce([&] { error = QRBSourceControlError_Canceled(); });
   if (!_isFinished && !_cancelRequested.exchange(true)) {
     if (_isExecuting) {
       if (manager) manager->invalidateProcessForOperation(self, true);
       finish();
     }
     _isCanceled = true;
-    if (termination) termination(QRBSourceControlError_Canceled());
+    termination(error);
   }
   drop();
 }
@@ -152,7 +162,8 @@ QRBSourceControlOperation::OperationBlock QRBSourceControlOperation::operationBl
 }
 
 QRBSourceControlOperation::TerminationBlock QRBSourceControlOperation::terminationBlock() const {
-  return _held.with([](const Held& held) { return held.terminationBlock; });
+  return _held.with(
+      [](const Held& held) { return held.terminationBlock ? *held.terminationBlock : TerminationBlock(); });
 }
 
 QRBSourceControlProgressBlock QRBSourceControlOperation::progressBlock() const {

@@ -78,6 +78,9 @@ class QRB_EXPORT QRBSourceControlOperation final : public qrb::QueueOperation,
   void finish();
   /// Hands an error to the termination block, if the operation still has one.
   void terminate(const qrb::Error& error);
+  /// Ends a request that nothing will answer: hands the error to the termination block, and cancels where that does not
+  /// end it, as with those that have no error to give. It needs no memory of its own.
+  void fail(const qrb::Error& error);
   /// Kills the request's process if it has one, and hands the cancellation error to the termination block, once.
   void cancel() override;
 
@@ -102,13 +105,22 @@ class QRB_EXPORT QRBSourceControlOperation final : public qrb::QueueOperation,
     OperationBlock operationBlock;
     QRBSourceControlProgressBlock progressBlock;
     QRBSourceControlIncrementalLogBlock incrementalLogBlock;
-    TerminationBlock terminationBlock;
+    /// Shared, so that no memory is needed to end a request.
+    std::shared_ptr<const TerminationBlock> terminationBlock;
+  };
+  struct Termination {
+    QRBSourceControlOperationPtr operation;
+    QRBSourceControlManagerPtr manager;
+    std::shared_ptr<const TerminationBlock> block;
+
+    void operator()(const qrb::Error& error) const {
+      if (block != nullptr) (*block)(operation, manager, error);
+    }
   };
 
   explicit QRBSourceControlOperation(Held held);
-  void runOperationBlock();
   void startOperation();
-  std::function<void(const qrb::Error&)> boundTermination();
+  Termination boundTermination();
   void drop();
 
   const qrb::String _identifier;

@@ -5,9 +5,25 @@
 #include <tuple>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "Connection.h"
+#include "QRBSourceControlForward.h"
 #include "QRBSourceControlMessage.h"
+
+namespace qrb {
+
+/// What a peer may deliver for a request with such a reply. What has an item per log entry or line is as long as the
+/// repository's history; everything else is as long as its working copy at most.
+template <class... R>
+constexpr std::size_t deliveryBudget(std::type_identity<std::tuple<R...>> /*reply*/) {
+  return (std::is_same_v<R, std::vector<QRBSourceControlLogItemPtr>> || ... || false) ||
+                 (std::is_same_v<R, std::vector<QRBSourceControlBlameItemPtr>> || ... || false)
+             ? kHistoryBudget
+             : kRequestBudget;
+}
+
+}  // namespace qrb
 
 /// Sends typed messages to the process at the other end of a connection. Cheap to copy; any thread.
 class QRBSourceControlProxy {
@@ -44,7 +60,7 @@ class QRBSourceControlProxy {
     try {
       _connection->sendRequest(
           message.selector, [&](qrb::ArchiveWriter& writer) { qrb::writeValues(writer, arguments); },
-          std::move(onReply), _errorHandler);
+          std::move(onReply), _errorHandler, qrb::deliveryBudget(std::type_identity<ReplyTuple>()));
     } catch (const qrb::ArchiveError&) {
       _errorHandler();
     }

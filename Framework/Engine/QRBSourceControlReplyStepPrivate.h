@@ -6,6 +6,7 @@
 #include "Localization.h"
 #include "QRBSourceControlManager.h"
 #include "QRBSourceControlProxyPrivate.h"
+#include "Scarcity.h"
 
 namespace qrb {
 
@@ -30,7 +31,8 @@ class ReplyStep {
   bool answer(Ticket ticket, Take take) {
     _lock.lock();
     bool current = _lock.condition() == kAwaitingReply && ticket == _ticket;
-    if (current) take();
+    // An answer that there is no memory for is none.
+    if (current) unlessScarce(take);
     return finish(current);
   }
   /// Lets the waiting thread go on without an answer; false when none waits.
@@ -64,12 +66,12 @@ template <class MakeProxy, class Ask>
 void askPlugIn(const QRBSourceControlManagerPtr& manager, const QRBSourceControlOperationPtr& operation,
                ReplyStep& step, MakeProxy makeProxy, Ask ask) {
   ReplyStep::Ticket ticket = step.begin();
-  QRBSourceControlProxy proxy = makeProxy();
-  if (proxy) {
-    ask(proxy, ticket);
-  } else {
-    step.release();
-  }
+  const bool asked = unlessScarce([&] {
+    QRBSourceControlProxy proxy = makeProxy();
+    proxy ? ask(proxy, ticket) : static_cast<void>(step.release());
+  });
+  // As a plug-in that cannot be launched, one that cannot be asked contributes nothing.
+  if (!asked) step.release();
   step.await();
   manager->invalidateProcessForOperation(operation, false);
 }

@@ -10,6 +10,8 @@
 #include "QRBSourceControlManager.h"
 #include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlProxyPrivate.h"
+#include "Scarcity.h"
+#include "ServiceConnectionPrivate.h"
 
 /// The one pattern of every request to a plug-in or a helper service. Private to the manager's sources.
 namespace qrb::request {
@@ -20,7 +22,7 @@ struct Subject {
   std::function<QRBSourceControlSystemPtr()> system;
   std::function<QRBSourceControlRepositoryPtr()> repository;
   /// Set for a request that a helper service answers instead of a system's plug-in.
-  std::function<QRBSourceControlProxy(QRBSourceControlManager&)> service = nullptr;
+  std::function<QRBSourceControlProxy(QRBSourceControlManager&, const QRBSourceControlOperationPtr&)> service = nullptr;
 };
 
 inline Subject of(const QRBSourceControlRepositoryPtr& repository) {
@@ -42,9 +44,11 @@ inline Subject of(const QRBSourceControlSystemPtr& system) {
   return {[system] { return system; }, [] { return QRBSourceControlRepositoryPtr(); }};
 }
 
-inline Subject ofService(QRBSourceControlProxy (QRBSourceControlManager::*proxy)()) {
+inline Subject ofService(QRBSourceControlProxy (QRBSourceControlManager::*proxy)(const QRBSourceControlOperationPtr&)) {
   return {[] { return QRBSourceControlSystemPtr(); }, [] { return QRBSourceControlRepositoryPtr(); },
-          [proxy](QRBSourceControlManager& manager) { return (manager.*proxy)(); }};
+          [proxy](QRBSourceControlManager& manager, const QRBSourceControlOperationPtr& operation) {
+            return (manager.*proxy)(operation);
+          }};
 }
 
 struct Options {
@@ -76,26 +80,31 @@ inline bool isAuthenticationFailure(const Error& error) {
 template <class... A, class... R>
 QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
                                    const Message<Arguments<A...>, Reply<R...>>& message, Subject subject,
-                                   Options options,
-                                   std::type_identity_t<std::function<void(const R&..., const Error&)>> completion,
+                                   Options options, std::type_identity_t<std::function<void(R..., Error)>> completion,
                                    std::type_identity_t<std::tuple<A...>> arguments) {
   using State = Settlement::State;
   auto settlement = std::make_shared<Settlement>();
   bool sendsIdentifier = options.sendsProgressIdentifier;
 
-  auto complete = [completion](const std::tuple<R...>& values, const Error& error) {
-    if (!completion) return;
-    if (error) {
-      completion(R()..., error);
-    } else {
-      std::apply([&](const R&... value) { completion(value..., error); }, values);
-    }
+  // Once called the caller has been answered, whatever he lacks memory for himself.
+  auto fail = [completion](const Error& error) {
+    if (completion) unlessScarce([&] { completion(R()..., error); });
+  };
+  // The caller gets values of his own. They are made first, so that what they lack is told as an error.
+  auto succeed = [completion, fail](const R&... value) {
+    bool called = false;
+    const bool done = !completion || unlessScarce([&] {
+      std::tuple<R...> values(value...);
+      called = true;
+      std::apply([&](R&... own) { completion(std::move(own)..., Error()); }, values);
+    });
+    if (!done && !called) fail(scarcityError());
   };
 
   auto block = [=, &message, arguments = std::move(arguments)](const QRBSourceControlOperationPtr& operation,
                                                                const QRBSourceControlManagerPtr& manager) mutable {
     QRBSourceControlProxy proxy = subject.service
-                                      ? subject.service(*manager)
+                                      ? subject.service(*manager, operation)
                                       : manager->remoteProxyObjectForSourceControlSystem(subject.system(), operation);
     // Nothing will answer; only its caller can still end it.
     if (!proxy) return operation->setIdle(true);
@@ -114,29 +123,33 @@ QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
       }
       if (handler == nullptr) {
         if (!settlement->move(State::awaitingReply, State::settled)) return;
-        complete(std::tuple<R...>(value...), error);
+        error ? fail(error) : succeed(value...);
         manager->operationDidFinish(operation);
         return;
       }
+      auto giveUp = [=] {
+        if (!settlement->move(State::asking, State::settled)) return;
+        fail(error);
+        manager->operationDidFinish(operation);
+      };
+      auto answered = std::make_shared<std::atomic<bool>>(false);
+      // All that takes memory is made before the request leaves the state in which a loss ends it.
+      std::function<void(bool)> answer = [=](bool retry) {
+        // An answer given again may come when the next attempt is asked about, and is not for that.
+        if (answered->exchange(true)) return;
+        if (!retry) return giveUp();
+        if (!settlement->move(State::asking, State::awaitingReply)) return;
+        operation->setIdle(false);
+        operation->retry();
+      };
       if (!settlement->move(State::awaitingReply, State::asking)) return;
       // The refused process has no more to do. Ended here, on its own reader, it cannot be lost later and be taken for
       // the next attempt's.
       manager->invalidateProcessForOperation(operation, false);
       operation->setIdle(true);
-      auto answered = std::make_shared<std::atomic<bool>>(false);
-      handler->handleAuthenticationFailure(error, repository, operation->context(), [=](bool retry) {
-        // An answer given again may come when the next attempt is asked about, and is not for that.
-        if (answered->exchange(true)) return;
-        if (retry) {
-          if (!settlement->move(State::asking, State::awaitingReply)) return;
-          operation->setIdle(false);
-          operation->retry();
-          return;
-        }
-        if (!settlement->move(State::asking, State::settled)) return;
-        complete({}, error);
-        manager->operationDidFinish(operation);
-      });
+      const bool asked = unlessScarce(
+          [&] { handler->handleAuthenticationFailure(error, repository, operation->context(), std::move(answer)); });
+      if (!asked) giveUp();
     };
     proxy.send(message, arguments, std::move(onReply));
   };
@@ -146,7 +159,7 @@ QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
     // A process that dies after its reply came has done its work; only a cancellation can still stop the request then.
     bool cancelled = operation->isCanceled();
     if (!(cancelled ? settlement->settle() : settlement->move(State::awaitingReply, State::settled))) return;
-    complete({}, error);
+    fail(error);
     manager->operationDidFinish(operation);
   };
 

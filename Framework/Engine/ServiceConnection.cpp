@@ -9,8 +9,11 @@
 
 #include "Log.h"
 #include "ProcessReaper.h"
+#include "QRBSourceControlError.h"
+#include "Scarcity.h"
 #include "ServiceDirectories.h"
 #include "ServiceOutputPrivate.h"
+#include "UTF8.h"
 
 namespace qrb {
 
@@ -20,31 +23,35 @@ struct Launched {
   FileDescriptor socket;
   FileDescriptor peerExit;
   std::optional<Process> process;
+  /// Why there is no process.
+  std::string failure;
 };
 
+Launched failedLaunch(const std::string& name, const std::string& reason) {
+  log(name, reason);
+  Launched launched;
+  launched.failure = name + ": " + reason;
+  return launched;
+}
+
 Launched launchService(const std::string& name, LaunchOptions options) {
-  if (options.path.empty()) {
-    log(name, "no such service is installed");
-    return {};
-  }
+  if (options.path.empty()) return failedLaunch(name, "no such service is installed");
+  if (ProcessReaper::shared().start() != 0)
+    return failedLaunch(name, "no thread or descriptor is left to see to its end");
   DescriptorPair sockets = makeSocketPair();
-  if (!sockets) {
-    log(name, "no descriptors are left to launch it");
-    return {};
-  }
+  if (!sockets) return failedLaunch(name, "no descriptors are left to launch it");
   FileDescriptor output = collectServiceOutput(name);
   options.stdinDescriptor = sockets.second.get();
   options.stdoutDescriptor = sockets.second.get();
   options.stderrDescriptor = output.get();
   options.newSession = true;
   auto outcome = Process::launch(options);
-  if (const auto* failure = std::get_if<LaunchFailure>(&outcome)) {
-    log(name, failure->text);
-    return {};
-  }
+  if (const auto* failure = std::get_if<LaunchFailure>(&outcome)) return failedLaunch(name, failure->text);
   Launched launched;
   launched.process = std::move(std::get<Process>(outcome));
   launched.peerExit = FileDescriptor(::fcntl(launched.process->pidfd(), F_DUPFD_CLOEXEC, 3));
+  // Without it nobody would hear of the process's end while something that it started holds its socket.
+  if (!launched.peerExit.valid()) return failedLaunch(name, "no descriptors are left to watch it");
   launched.socket = std::move(sockets.first);
   return launched;
 }
@@ -60,6 +67,13 @@ ProcessReaper::Policy policyFor(ServiceConnection::Ending ending) {
 }
 
 }  // namespace
+
+const Error& scarcityError() {
+  static const auto* error = new Error(QRBSourceControlError_PlugInCommunicationFailure(
+      "This program lacks memory, threads or descriptors for the request. What helps: let it make fewer requests at "
+      "once, close other programs, or raise its limits (ulimit)."));
+  return *error;
+}
 
 ServiceSurroundings ServiceSurroundings::current(const std::string& serviceName) {
   ServiceSurroundings surroundings;
@@ -95,11 +109,13 @@ std::shared_ptr<ServiceConnection> ServiceConnection::launch(const std::string& 
   options.sharing = kind == Kind::oneShot ? Connection::Sharing::perConnection : Connection::Sharing::perMessage;
   options.name = serviceName;
   auto connection = Connection::make(std::move(launched.socket), std::move(launched.peerExit), std::move(options));
-  return std::shared_ptr<ServiceConnection>(new ServiceConnection(std::move(connection), std::move(launched.process)));
+  return std::shared_ptr<ServiceConnection>(
+      new ServiceConnection(std::move(connection), std::move(launched.process), std::move(launched.failure)));
 }
 
-ServiceConnection::ServiceConnection(std::shared_ptr<Connection> connection, std::optional<Process> process)
-    : _connection(std::move(connection)), _process(std::move(process)) {}
+ServiceConnection::ServiceConnection(std::shared_ptr<Connection> connection, std::optional<Process> process,
+                                     std::string launchFailure)
+    : _connection(std::move(connection)), _launchFailure(std::move(launchFailure)), _process(std::move(process)) {}
 
 ServiceConnection::~ServiceConnection() {
   invalidate(Ending::killed);
@@ -116,6 +132,25 @@ bool ServiceConnection::isOver() const {
   if (!_process) return true;
   pollfd exit{_process->pidfd(), POLLIN, 0};
   return ::poll(&exit, 1, 0) > 0;
+}
+
+ServiceConnection::Loss ServiceConnection::loss() const {
+  using EndKind = Connection::End::Kind;
+  const EndKind kind = _connection->end().kind;
+  const bool ofService = !_launchFailure.empty() || kind == EndKind::exceeded || kind == EndKind::scarce;
+  return ofService ? Loss::ofService : Loss::ofProcess;
+}
+
+Error ServiceConnection::failure() const noexcept {
+  Error failure = scarcityError();
+  unlessScarce([&] {
+    const Connection::End end = _connection->end();
+    const std::string& detail = _launchFailure.empty() ? end.detail : _launchFailure;
+    if (detail.empty() && end.kind == Connection::End::Kind::scarce) return;
+    failure = QRBSourceControlError_PlugInCommunicationFailure(detail.empty() ? String()
+                                                                              : String(replacingInvalidUTF8(detail)));
+  });
+  return failure;
 }
 
 void ServiceConnection::invalidate(Ending ending) {

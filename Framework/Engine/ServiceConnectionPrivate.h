@@ -26,6 +26,10 @@ struct ServiceSurroundings {
   bool operator==(const ServiceSurroundings&) const = default;
 };
 
+/// The communication failure of a program that lacks memory, threads or descriptors. Made once, so that there is one to
+/// give when none can be made.
+const Error& scarcityError();
+
 /// A service process and the connection to it. One thread at a time, except where said.
 class QRB_EXPORT ServiceConnection {
  public:
@@ -59,6 +63,17 @@ class QRB_EXPORT ServiceConnection {
   /// never was. Any thread.
   bool isOver() const;
 
+  /// Why no request can be served any more. Any thread.
+  enum class Loss {
+    /// The process is gone or broke the protocol. How far it had come with its requests is not known.
+    ofProcess,
+    /// It never ran, it delivered too much, or this program lacked what it needs: no answer will be of any use.
+    ofService,
+  };
+  Loss loss() const;
+  /// The communication failure with what is known of the reason. Any thread; needs no memory where there is none.
+  Error failure() const noexcept;
+
   /// How an invalidated service is expected to end.
   enum class Ending {
     /// It has been told to finish and exits by itself; it is killed if it does not within a grace period.
@@ -72,9 +87,11 @@ class QRB_EXPORT ServiceConnection {
 
  private:
   static std::shared_ptr<ServiceConnection> launch(const std::string& serviceName, Kind kind, LaunchOptions options);
-  ServiceConnection(std::shared_ptr<Connection> connection, std::optional<Process> process);
+  ServiceConnection(std::shared_ptr<Connection> connection, std::optional<Process> process, std::string launchFailure);
 
   const std::shared_ptr<Connection> _connection;
+  /// Why there never was a process; empty when there was.
+  const std::string _launchFailure;
   mutable std::mutex _mutex;
   std::optional<Process> _process;
   bool _invalidated = false;

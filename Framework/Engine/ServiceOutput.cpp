@@ -15,6 +15,7 @@
 
 #include "BackgroundThread.h"
 #include "Log.h"
+#include "Scarcity.h"
 #include "ServiceProcesses.h"
 
 namespace qrb {
@@ -85,11 +86,10 @@ class OutputCollector {
       int count = ::epoll_wait(_epoll.get(), events, 16, -1);
       if (count < 0 && errno != EINTR) return;
       for (int index = 0; index < count; ++index) {
-        if (events[index].data.fd == _drainRequests.get()) {
-          readEverything();
-        } else {
-          readFrom(events[index].data.fd);
-        }
+        // A line that there is no memory for is lost.
+        unlessScarce([&, descriptor = events[index].data.fd] {
+          descriptor == _drainRequests.get() ? readEverything() : static_cast<void>(readFrom(descriptor));
+        });
       }
     }
   }
@@ -99,16 +99,18 @@ class OutputCollector {
     ::eventfd_read(_drainRequests.get(), &count);
     std::uint64_t wanted = 0;
     std::vector<int> descriptors;
-    {
-      std::lock_guard lock(_mutex);
-      wanted = _drainsWanted;
-      for (const auto& [descriptor, source] : _sources) descriptors.push_back(descriptor);
-    }
-    for (int descriptor : descriptors) {
-      // No more than a pipe can hold, so that one who never stops writing keeps nobody waiting.
-      for (std::size_t read = 0; read < kLargestPipe && readFrom(descriptor); read += kPieceSize) {
+    unlessScarce([&] {
+      {
+        std::lock_guard lock(_mutex);
+        wanted = _drainsWanted;
+        for (const auto& [descriptor, source] : _sources) descriptors.push_back(descriptor);
       }
-    }
+      for (int descriptor : descriptors) {
+        // No more than a pipe can hold, so that one who never stops writing keeps nobody waiting.
+        for (std::size_t read = 0; read < kLargestPipe && readFrom(descriptor); read += kPieceSize) {
+        }
+      }
+    });
     std::lock_guard lock(_mutex);
     _drainsDone = wanted;
     _drained.notify_all();

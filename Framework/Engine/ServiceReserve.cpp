@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "BackgroundThread.h"
+#include "Scarcity.h"
 #include "ServiceProcesses.h"
 #include "ServiceReservePrivate.h"
 
@@ -71,7 +72,11 @@ void ServiceReserve::serve() {
   std::unique_lock lock(_mutex);
   for (;;) {
     if (!_wanted.empty()) {
-      launchAhead(lock);
+      // What there is no memory for is launched when it is asked for, or not at all.
+      unlessScarce([&] { launchAhead(lock); });
+      if (!lock.owns_lock()) lock.lock();
+      _launching = false;
+      _changed.notify_all();
     } else if (_spares.empty()) {
       _changed.wait(lock);
     } else {
@@ -106,8 +111,6 @@ void ServiceReserve::launchAhead(std::unique_lock<std::mutex>& lock) {
     connection.reset();
     lock.lock();
   }
-  _launching = false;
-  _changed.notify_all();
 }
 
 void ServiceReserve::endUnwanted(std::unique_lock<std::mutex>& lock) {

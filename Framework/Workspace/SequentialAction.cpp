@@ -23,7 +23,7 @@ QRBSourceControlMultiCancellablePtr SequentialAction::start(OperationQueue& queu
     bool hasRun = false;
 
     void run() {
-      if (!std::exchange(hasRun, true)) body(action);
+      if (!std::exchange(hasRun, true)) unlessScarce([this] { body(action); });
     }
     ~Once() { run(); }
   };

@@ -14,6 +14,8 @@
 #include "QRBSourceControlMultiCancellable.h"
 #include "QRBSourceControlRepository.h"
 #include "QRBSourceControlWorkspaceForward.h"
+#include "Scarcity.h"
+#include "ServiceConnectionPrivate.h"
 
 namespace qrb {
 
@@ -64,7 +66,10 @@ class StepPromise {
  public:
   explicit StepPromise(std::shared_ptr<StepReply<Values...>> reply) : _reply(std::move(reply)) {}
   ~StepPromise() {
-    if (!_reply->isTaken()) keep(Values()..., QRBSourceControlError_PlugInCommunicationFailure());
+    if (_reply->isTaken()) return;
+    Error error = scarcityError();
+    unlessScarce([&] { error = QRBSourceControlError_PlugInCommunicationFailure(); });
+    keep(Values()..., std::move(error));
   }
   void keep(Values... values, Error error) { _reply->take(std::move(values)..., std::move(error)); }
 
