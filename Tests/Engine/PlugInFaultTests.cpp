@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "EngineTesting.h"
+#include "QRBSourceControlError.h"
 
 namespace qrb::test {
 namespace {
@@ -105,6 +106,46 @@ TEST_F(PlugInFaultTest, APlugInKilledFromOutsideAtAnyMomentSettlesItsRequestOnce
   }
   EXPECT_GT(killed, 0u);
   expectNextRequestWorks();
+}
+
+// The most memory that this program has held since `function` began, beyond what it held then.
+template <class Function>
+std::size_t kilobytesTakenBy(Function function) {
+  auto kilobytes = [](const char* word) {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+      if (line.starts_with(word)) return std::stoul(line.substr(line.find(':') + 1));
+    }
+    return 0ul;
+  };
+  const std::size_t before = kilobytes("VmRSS");
+  // Makes the peak begin anew.
+  std::ofstream("/proc/self/clear_refs") << 5;
+  function();
+  const std::size_t peak = kilobytes("VmHWM");
+  return peak > before ? peak - before : 0;
+}
+
+TEST_F(PlugInFaultTest, APlugInThatDeliversTooMuchFailsItsRequestAloneAndTakesLittleMemory) {
+  usePlugIn("flood");
+  for (const char* name : {"flood-of-texts", "flood-of-objects"}) {
+    auto flooded = RevisionOutcome::make();
+    std::vector<std::shared_ptr<RevisionOutcome>> beside;
+    const std::size_t taken = kilobytesTakenBy([&] {
+      manager()->baseRevisionOfWorkingCopy(workingCopy(name), flooded->completion());
+      for (int number = 0; number < 20; ++number) beside.push_back(requestBaseRevision());
+      flooded->wait();
+    });
+    const Error error = flooded->error();
+    EXPECT_TRUE(isCommunicationFailure(error)) << name << ": " << error.description();
+    const std::string detail = error.userInfo(QRBSourceControlUnderlyingErrorString).str();
+    EXPECT_NE(detail.find("536870912 bytes"), std::string::npos) << detail;
+    EXPECT_TRUE(detail.starts_with("org.qrb.Orlix.sourcecontrol.Git: ")) << detail;
+    EXPECT_LT(taken, 1'500'000u) << name;
+    for (auto& outcome : beside) EXPECT_FALSE(outcome->error()) << outcome->error().description();
+    settleProcesses();
+    EXPECT_EQ(flooded->calls(), 1u) << name;
+  }
 }
 
 // All of these at once: what they leave behind is waited for with a grace period.

@@ -4,6 +4,7 @@
 
 #include "Log.h"
 #include "ProcessReaper.h"
+#include "QRBSourceControlError.h"
 #include "ServiceTesting.h"
 
 namespace qrb::test {
@@ -66,6 +67,16 @@ TEST_F(KeptServiceTest, AServiceThatBreaksTheProtocolIsReplaced) {
     EXPECT_EQ(lost->error().code(), -5) << mode;
     killService("SSHHelper");
   }
+}
+
+// Unlike one whose service died: it could only deliver as much again.
+TEST_F(KeptServiceTest, ARequestThatAServiceDeliversTooMuchForFails) {
+  useTestPlugIn("SSHHelper", "too-much");
+  const Error error = askKnownHosts()->error();
+  EXPECT_EQ(error.code(), 4097);
+  EXPECT_NE(error.userInfo(QRBSourceControlUnderlyingErrorString).str().find("536870912 bytes"), std::string::npos);
+  ServiceDirectories::unregisterAll();
+  EXPECT_FALSE(askKnownHosts()->error());
 }
 
 TEST_F(KeptServiceTest, AnIdleServiceThatDiesIsReplaced) {

@@ -216,6 +216,49 @@ void record(const std::string& folder) {
   raw.linger();
 }
 
+// Callbacks before the reply, of a size that no message limit forbids.
+std::string incrementalLog(const std::function<void(ArchiveWriter&)>& items) {
+  std::string bytes;
+  ArchiveWriterTables tables;
+  ArchiveWriter writer(bytes, tables);
+  writer.writeArrayHeader(3);
+  writer.writeUnsigned(2);
+  writer.writeString(QRBSourceControlPlugInCallbackProtocol::incrementalLogStatus.selector);
+  writer.writeArrayHeader(3);
+  items(writer);
+  writer.writeNil();
+  writer.writeString("nobody's");
+  return bytes;
+}
+
+// 40 callbacks with 60 MB of text each, or 12 with a million objects of three bytes each, where the working copy's name
+// asks for them.
+void flood() {
+  RawPlugIn raw;
+  const std::uint32_t identifier = raw.readRequest();
+  const bool texts = raw.request().find("flood-of-texts") != std::string::npos;
+  const bool objects = raw.request().find("flood-of-objects") != std::string::npos;
+  for (int number = 0; texts && number < 40; ++number) {
+    raw.write(incrementalLog([](ArchiveWriter& writer) {
+      writer.writeArrayHeader(1);
+      writer.writeObject(QRBSourceControlLogItem::initWithAuthor(nullptr, nullptr, {}, std::string(60'000'000, 'm'),
+                                                                 nullptr, nullptr));
+    }));
+  }
+  for (int number = 0; objects && number < 12; ++number) {
+    raw.write(incrementalLog([](ArchiveWriter& writer) {
+      writer.writeArrayHeader(1'000'000);
+      for (int object = 0; object < 1'000'000; ++object) {
+        writer.writeMapHeader(1);
+        writer.writeNil();
+        writer.writeKey("QRBSourceControlLogItem");
+      }
+    }));
+  }
+  raw.write(raw.goodResponse(identifier));
+  raw.linger();
+}
+
 [[noreturn]] void dieBySignal() {
   ::kill(::getpid(), SIGKILL);
   ::_exit(5);
@@ -268,6 +311,14 @@ int misbehave(const std::string& folder) {
          raw.linger();
        }},
       {"reply-to-no-request", [&] { raw.write(raw.goodResponse(raw.readRequest() + 1)), raw.linger(); }},
+      {"flood", [] { flood(); }},
+      // Announces 210 million bytes and fourteen million values, both within the limits of a message.
+      {"too-much",
+       [&] {
+         raw.readRequest();
+         raw.write(std::string("\x94\x01\x01\xc0\x91\xdd\x00\xd5\x9f\x80\xc6\x0c\x84\x58\x80", 15));
+         raw.linger();
+       }},
       {"garbage", [&] { raw.readRequest(), raw.write(std::string(64, '\xc1')), raw.linger(); }},
       {"text", [&] { raw.readRequest(), raw.write("warning: something a library printed\n"), raw.linger(); }},
       {"gigabyte-length",
