@@ -110,9 +110,13 @@ function(qrb_service target suffix)
 endfunction()
 
 # qrb_test(<name> DIRECTORY <dir> LABELS <label>... LIBRARIES <target>... DEPENDS <target>...): one GoogleTest program of
-# every source in a folder, its cases known to CTest. The target tests-<label> builds all programs of that label.
+# every source in a folder, its cases known to CTest. The target tests-<label> builds all programs of that label. Cases
+# whose names match SLOW, a regular expression, are begun before others, so that none of them runs alone at the end.
 function(qrb_test name)
-  cmake_parse_arguments(ARG "" "DIRECTORY" "LIBRARIES;LABELS;DEPENDS;PROPERTIES" ${ARGN})
+  cmake_parse_arguments(ARG "" "DIRECTORY;SLOW" "LIBRARIES;LABELS;DEPENDS;PROPERTIES" ${ARGN})
+  if(NOT ARG_SLOW)
+    set(ARG_SLOW "^$")
+  endif()
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${ARG_DIRECTORY}/*.cpp)
   if(NOT sources)
     return()
@@ -135,6 +139,11 @@ function(qrb_test name)
   endforeach()
   # A list does not survive the way through PROPERTIES, so the labels are set once the cases are known.
   file(CONFIGURE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake CONTENT
-    "foreach(case IN LISTS ${name}_cases)\n  set_tests_properties(\"\${case}\" PROPERTIES LABELS \"${ARG_LABELS}\")\nendforeach()\n" @ONLY)
+    "foreach(case IN LISTS ${name}_cases)\n  set_tests_properties(\"\${case}\" PROPERTIES LABELS \"${ARG_LABELS}\")
+  if(case MATCHES [[${ARG_SLOW}]])
+    set_tests_properties(\"\${case}\" PROPERTIES COST 10)
+  endif()
+endforeach()
+" @ONLY)
   set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake)
 endfunction()

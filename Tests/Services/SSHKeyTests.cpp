@@ -58,8 +58,7 @@ class SSHKeyTest : public ServiceTest {
 };
 
 TEST_F(SSHKeyTest, AGeneratedKeyOpensWithItsPassphraseAndNoOther) {
-  for (const char* passphrase :
-       {"correct horse", " blanks at the ends ", "'\"$(x)`\\%*", "ein schöner Schlüssel", ""}) {
+  for (const char* passphrase : {" '\"$(x)`\\%* ein schöner Schlüssel ", ""}) {
     std::string folder = keys() + "/" + std::to_string(std::hash<std::string>()(passphrase));
     auto [strategy, error] = generate(passphrase, "me@work", folder);
     ASSERT_FALSE(error) << error.description();
