@@ -171,7 +171,7 @@ std::vector<Finding> Looking::run(std::uint64_t number) {
     }
   }
   for (Finding& finding : memoryFindings()) findings.push_back(std::move(finding));
-  if (!findings.empty()) keep(hostile, number, findings);
+  if (!findings.empty() || _options.keep) keep(hostile, number, findings);
   return findings;
 }
 

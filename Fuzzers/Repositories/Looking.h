@@ -18,6 +18,7 @@ struct Options {
   std::size_t jobs = 2;
   /// All requests on each case; else those that look at every file, and a few others in turn.
   bool allRequests = false;
+  /// Each case is kept, whatever was found.
   bool keep = false;
   /// What looking changes inside the repository is no failure.
   bool mayChangeInside = false;

@@ -30,7 +30,7 @@ constexpr const char* help =
     "  --limit S                 how long a request may take (60)\n"
     "  --memory MIB              how much memory a process may need (256)\n"
     "  --inside                  what looking changes inside the repository is no failure\n"
-    "  --keep                    leave the folder behind even if nothing was found\n";
+    "  --keep                    keep every case, whether anything was found or not\n";
 
 enum Flag : int {
   seed = 1,
