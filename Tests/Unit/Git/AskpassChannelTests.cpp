@@ -10,6 +10,7 @@
 
 #include "AskpassProtocol.h"
 #include "Process.h"
+#include "TemporaryDirectory.h"
 
 using namespace std::string_literals;
 
@@ -34,6 +35,7 @@ class AskpassTest : public testing::Test {
     for (const auto& [name, value] : _channel.environment()) options.environment->push_back(name + "=" + value);
     options.stdoutDescriptor = output.second.get();
     options.newSession = inOtherSession;
+    options.workingDirectory = _folder.path();
     auto launched = Process::launch(options);
     return {std::move(std::get<Process>(launched)), std::move(output.first)};
   }
@@ -51,6 +53,7 @@ class AskpassTest : public testing::Test {
     return text;
   }
 
+  const test::TemporaryDirectory _folder;
   std::vector<AskpassQuestion> _questions;
   std::optional<std::string> _answer;
   AskpassChannel _channel{[this](const AskpassQuestion& question) {
