@@ -82,9 +82,12 @@ std::uint64_t writing(const SandboxSupport& support) {
 bool allow(int ruleset, const std::string& path, std::uint64_t access) {
   const FileDescriptor place(::open(path.c_str(), O_PATH | O_CLOEXEC));
   if (!place.valid()) return true;
-  struct stat information {};
-  if (::fstat(place.get(), &information) != 0) return false;
-  if (!S_ISDIR(information.st_mode)) access &= execute | writeFile | readFile | truncate | controlDevices;
+  constexpr std::uint64_t ofFiles = execute | writeFile | readFile | truncate | controlDevices;
+  if ((access & ~ofFiles) != 0) {
+    struct stat information {};
+    if (::fstat(place.get(), &information) != 0) return false;
+    if (!S_ISDIR(information.st_mode)) access &= ofFiles;
+  }
   const PathRule rule{access, place.get()};
   return ::syscall(addRule, ruleset, ruleBeneathPath, &rule, 0) == 0;
 }

@@ -73,24 +73,32 @@ class ProgramHead {
  private:
   std::string_view text() const { return {_bytes.data(), _length}; }
 
+  /// Mostly they are among the first.
+  bool read(std::size_t place, char* bytes, std::size_t count) const {
+    if (place <= _length && count <= _length - place) {
+      std::memcpy(bytes, _bytes.data() + place, count);
+      return true;
+    }
+    return ::pread(_file.get(), bytes, count, static_cast<off_t>(place)) == static_cast<ssize_t>(count);
+  }
+
   template <class Header, class Segment>
   std::string loaderOf() const {
     Header header;
     std::memcpy(&header, _bytes.data(), sizeof header);
     for (std::size_t number = 0; number < header.e_phnum; ++number) {
       Segment segment;
-      const auto place = static_cast<off_t>(header.e_phoff + number * sizeof segment);
-      if (::pread(_file.get(), &segment, sizeof segment, place) != static_cast<ssize_t>(sizeof segment)) return {};
+      const std::size_t place = header.e_phoff + number * sizeof segment;
+      if (!read(place, reinterpret_cast<char*>(&segment), sizeof segment)) return {};
       if (segment.p_type != PT_INTERP || segment.p_filesz > 4096) continue;
       std::string path(segment.p_filesz, '\0');
-      if (::pread(_file.get(), path.data(), path.size(), static_cast<off_t>(segment.p_offset)) < 0) return {};
-      return path.c_str();
+      return read(segment.p_offset, path.data(), path.size()) ? path.c_str() : "";
     }
     return {};
   }
 
   qrb::FileDescriptor _file;
-  std::array<char, 512> _bytes{};
+  std::array<char, 4096> _bytes{};
   std::size_t _length = 0;
 };
 
