@@ -252,8 +252,9 @@ void operator delete(void* memory, std::size_t) noexcept {
   std::free(memory);
 }
 
-extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*function)(void*),
-                              void* argument) {
+extern "C" __attribute__((visibility("default"))) int pthread_create(pthread_t* thread,
+                                                                     const pthread_attr_t* attributes,
+                                                                     void* (*function)(void*), void* argument) {
   static const auto create = reinterpret_cast<decltype(&pthread_create)>(::dlsym(RTLD_NEXT, "pthread_create"));
   return failsNow(threadsPerFailure) ? EAGAIN : create(thread, attributes, function, argument);
 }
