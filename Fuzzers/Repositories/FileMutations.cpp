@@ -85,7 +85,7 @@ void fill(FileTree& tree, const std::string& path, const std::string& before, co
 }
 
 void putSparse(FileTree& tree, const std::string& path) {
-  tree.put(path, {Kind::file, tree.bytesOf(path), 0644, std::uint64_t{6} << 30});
+  tree.put(path, {Kind::file, tree.bytesOf(path), 0644, std::uint64_t{2} << 30});
 }
 
 /// The file's own content, behind a link.
@@ -103,7 +103,7 @@ constexpr Oddity oddities[] = {
     {"empty", [](FileTree& tree, const std::string& path) { tree.file(path, ""); }},
     {"missing", [](FileTree& tree, const std::string& path) { tree.remove(path); }},
     {"folder", [](FileTree& tree, const std::string& path) { tree.folder(path); }},
-    {"6 GiB", putSparse},
+    {"2 GiB", putSparse},
     {"script", [](FileTree& tree, const std::string& path) { tree.file(path, "#!/bin/sh\n: >@MARK@\n", 0755); }},
     {"program", putProgram},
     {"link outside",
@@ -129,7 +129,7 @@ constexpr Oddity oddities[] = {
     {"many lines",
      [](FileTree& tree, const std::string& path) {
        std::string text;
-       for (int line = 0; line < 200'000; ++line) text += "a/b/c*" + std::to_string(line) + " x=y\n";
+       for (int line = 0; line < 50'000; ++line) text += "a/b/c*" + std::to_string(line) + " x=y\n";
        fill(tree, path, "", text);
      }},
     {"cut",
@@ -160,7 +160,7 @@ constexpr Oddity folderOddities[] = {
     {"link to itself elsewhere",
      [](FileTree& tree, const std::string& path) { putBehindLink(tree, path, "aside", "@CASE@/aside"); }},
     {"link to the victim", [](FileTree& tree, const std::string& path) { tree.link(path, "@CASE@/victim"); }},
-    {"link to /", [](FileTree& tree, const std::string& path) { tree.link(path, "/proc/self/task"); }},
+    {"link to processes", [](FileTree& tree, const std::string& path) { tree.link(path, "/proc/self/task"); }},
     {"link to nothing", [](FileTree& tree, const std::string& path) { tree.link(path, "nothing"); }},
     {"link to itself",
      [](FileTree& tree, const std::string& path) { tree.link(path, path.substr(path.rfind('/') + 1)); }},

@@ -49,6 +49,7 @@ struct __attribute__((packed)) PathRule {
 constexpr std::uint64_t execute = 1U << 0;
 constexpr std::uint64_t writeFile = 1U << 1;
 constexpr std::uint64_t readFile = 1U << 2;
+constexpr std::uint64_t listFolder = 1U << 3;
 /// Removing folders and files; making devices, folders, files, sockets, pipes, block devices and links.
 constexpr std::uint64_t changeFolders = 0x1ff0;
 constexpr std::uint64_t removeFolder = 1U << 4;
@@ -98,7 +99,8 @@ std::vector<std::string> readableFolders() {
   const std::unique_ptr<DIR, int (*)(DIR*)> root(::opendir("/"), ::closedir);
   while (const dirent* const entry = root ? ::readdir(root.get()) : nullptr) {
     const std::string_view name = entry->d_name;
-    if (name != "." && name != ".." && name != "dev") folders.push_back("/" + std::string(name));
+    if (name != "." && name != ".." && name != "dev" && name != "proc" && name != "sys")
+      folders.push_back("/" + std::string(name));
   }
   return folders;
 }
@@ -116,6 +118,7 @@ int enterSandbox(const SandboxRules& rules) {
   if (!support.files) return 0;
   RulesetAttributes attributes;
   attributes.handledFileAccess = execute | readFile | writing(support) | (support.devices ? controlDevices : 0);
+  if (!rules.mayListRoot) attributes.handledFileAccess |= listFolder;
   if (support.tcp && !rules.mayUseTCP) attributes.handledNetworkAccess = bindAndConnectTCP;
   if (support.signalsAndSockets) attributes.scoped = scopeSocketsAndSignals;
   const FileDescriptor ruleset(static_cast<int>(::syscall(createRuleset, &attributes, sizeof attributes, 0)));
@@ -125,7 +128,8 @@ int enterSandbox(const SandboxRules& rules) {
   };
   // Who makes files takes random names for them.
   const bool isComplete = allow(ruleset.get(), "/dev/null", writeFile | readFile) &&
-                          allowAll(readableFolders(), readFile) &&
+                          allowAll({"/proc", "/sys"}, readFile) &&
+                          allowAll(readableFolders(), rules.mayListRoot ? readFile : readFile | listFolder) &&
                           (rules.writableFolders.empty() || allow(ruleset.get(), "/dev/urandom", readFile)) &&
                           allowAll(rules.executables, execute) && allowAll(rules.writableFolders, writing(support)) &&
                           allowAll(rules.emptyFolders, removeFolder);

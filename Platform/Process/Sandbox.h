@@ -15,6 +15,9 @@ struct SandboxRules {
   std::vector<std::string> writableFolders;
   /// Folders below which empty folders may be removed.
   std::vector<std::string> emptyFolders;
+  /// Listing the root folder, and with it those of processes, devices and the kernel, which else cannot be listed: they
+  /// have no end where links lead through them.
+  bool mayListRoot = false;
   /// TCP connections and listening on TCP ports.
   bool mayUseTCP = false;
 };
@@ -37,10 +40,10 @@ struct SandboxSupport {
 QRB_EXPORT const SandboxSupport& sandboxSupport();
 
 /// Takes from the calling thread and from all threads and processes that it starts from now on, for good, what the
-/// rules do not name: executing, changing the file system, opening devices but /dev/null (and, where files may be made,
-/// /dev/urandom), TCP, control calls to devices, signals to processes outside and abstract sockets made outside; and
-/// privileges by set-user-ID programs. What is open already stays usable. Of the limits, those hold that the kernel
-/// knows: see sandboxSupport().
+/// rules do not name: executing, changing the file system, listing /proc, /sys and /dev, opening devices but /dev/null
+/// (and, where files may be made, /dev/urandom), TCP, control calls to devices, signals to processes outside and
+/// abstract sockets made outside; and privileges by set-user-ID programs. What is open already stays usable. Of the
+/// limits, those hold that the kernel knows: see sandboxSupport().
 ///
 /// Returns 0, or the error number with which the kernel refused what it should know; nothing is limited then but
 /// privileges. A kernel that has no such interface, or forbids it to this process, is no error.

@@ -127,6 +127,8 @@ std::vector<pid_t> threadsOf(pid_t process) {
     const std::vector<pid_t> numbers = numbersIn(entry->path().filename().string());
     threads.insert(threads.end(), numbers.begin(), numbers.end());
   }
+  // In a sandbox that forbids the listing. The first thread opens nearly everything.
+  if (threads.empty()) threads.push_back(process);
   return threads;
 }
 

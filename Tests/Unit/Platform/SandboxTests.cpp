@@ -73,10 +73,10 @@ TEST(Sandbox, leavesNothingButReadingAndWhatTheRulesName) {
   }
   const std::string loader = "/lib64/ld-linux-x86-64.so.2";
   const SandboxRules none;
-  const SandboxRules writing{{}, {inside}, {}, false};
-  const SandboxRules removing{{}, {}, {outside}, false};
-  const SandboxRules running{{"/bin/true", loader, "/no/such/program"}, {}, {}, false};
-  const SandboxRules connecting{{}, {}, {}, true};
+  const SandboxRules writing{{}, {inside}, {}, false, false};
+  const SandboxRules removing{{}, {}, {outside}, false, false};
+  const SandboxRules running{{"/bin/true", loader, "/no/such/program"}, {}, {}, false, false};
+  const SandboxRules connecting{{}, {}, {}, false, true};
   const pid_t self = ::getpid();
   const struct {
     const char* what;
@@ -86,6 +86,8 @@ TEST(Sandbox, leavesNothingButReadingAndWhatTheRulesName) {
   } cases[] = {
       {"read", none, true, [&] { return canOpen(outside + "/file", O_RDONLY); }},
       {"read a device", none, false, [] { return canOpen("/dev/zero", O_RDONLY); }},
+      {"list", none, true, [&] { return canOpen(outside, O_RDONLY | O_DIRECTORY); }},
+      {"list processes", none, false, [&] { return canOpen("/proc/self/task", O_RDONLY | O_DIRECTORY); }},
       {"write to nothing", none, true, [&] { return canOpen("/dev/null", O_RDWR); }},
       {"write", none, false, [&] { return canOpen(outside + "/file", O_WRONLY); }},
       {"write beside", writing, false, [&] { return canOpen(outside + "/file", O_WRONLY); }},
