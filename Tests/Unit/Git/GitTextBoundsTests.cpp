@@ -10,10 +10,10 @@ using testing::ElementsAre;
 namespace {
 
 constexpr std::size_t bound = qrb::listedTextBounds.each;
-const std::string hash(40, 'a');
+const std::string commitHash(40, 'a');
 
 std::string commit(const std::string& name, const std::string& message, const std::string& path) {
-  return hash + "\0\0"s + "1700000000\0"s + name + "\0a@example.org\0"s + message + "\0\nM\0"s + path + "\0"s;
+  return commitHash + "\0\0"s + "1700000000\0"s + name + "\0a@example.org\0"s + message + "\0\nM\0"s + path + "\0"s;
 }
 
 std::vector<std::string_view> cut(std::string_view bytes, std::size_t size) {
@@ -28,9 +28,9 @@ TEST(GitTextBounds, shortenWhateverIsTooLongAtACharacterHoweverTheStreamIsCut) {
   const std::string log = commit(beginning + "ä", "m", "p") +
                           commit("n", beginning + "€" + std::string(997, 'y'), "p") +
                           commit("n", "m", beginning + "\xff\xff\xff") + commit(beginning + "y", "m", "p");
-  const std::string refs =
-      "refs/heads/" + beginning + "\0"s + hash + "\0 \0refs/heads/b\0\0\nrefs/heads/b\0"s + hash + "\0*\0\0\0\n"s;
-  const std::string run = hash + " 1 1 1\n";
+  const std::string refs = "refs/heads/" + beginning + "\0"s + commitHash + "\0 \0refs/heads/b\0\0\nrefs/heads/b\0"s +
+                           commitHash + "\0*\0\0\0\n"s;
+  const std::string run = commitHash + " 1 1 1\n";
   const std::string blame = run + "summary " + beginning + beginning + "\nfilename f\n" + run + "filename f\n";
   for (const std::size_t size : {log.size(), bound, bound - 1, std::size_t{4099}, std::size_t{262144}}) {
     const auto commits = readLog(cut(log, size)).values;
