@@ -125,11 +125,16 @@ class Programs {
   /// What a command line for the shell starts. A script or anything but a plain call may start whatever is installed.
   void addCommandLine(const std::string& command) {
     add("/bin/sh");
-    const std::string first = command.substr(0, command.find_first_of(" \t"));
+    std::string first = command.substr(0, command.find_first_of(" \t"));
+    if (first.starts_with("~/")) first.replace(0, 1, variable("HOME"));
     const std::string path = first.find('/') == std::string::npos ? qrb::executableInPath(first) : first;
     add(path);
     const bool isPlainCall = command.find_first_of("|&;<>()$`\\\"'\n*?[#~{!") == std::string::npos;
-    if (isPlainCall && !path.empty() && !ProgramHead(path).isScript()) return;
+    if (!isPlainCall || path.empty() || ProgramHead(path).isScript()) addInstalled();
+  }
+
+  /// Whatever can be called by name.
+  void addInstalled() {
     for (std::string& folder : foldersOfPrograms()) _executables.push_back(std::move(folder));
     for (const char* const loader : {"/lib64", "/lib", "/usr/lib"}) _executables.emplace_back(loader);
   }
@@ -158,10 +163,11 @@ void addGit(Programs& programs, std::vector<std::string>& executables, const Git
   if (folder.empty() && !ProgramHead(git).isScript()) folder = usualFolderOfGit(git);
   if (folder.empty()) {
     folder = ask(gitMakeCommand({"--exec-path"}));
-    // What the user's own script in place of git starts is the one beside its programs.
+    // The user's own script in place of git may start anything, and in the end the one beside git's programs.
+    programs.addInstalled();
+    if (folder.empty()) return;
     programs.add((fs::path(folder) / "../../bin/git").string());
   }
-  if (folder.empty()) return;
   programs.add((fs::path(folder) / "git").string());
   executables.push_back(folder);
 }
