@@ -36,8 +36,8 @@ void printProtections(Output& output) {
                                                  {"TCP", support.tcp},
                                                  {"control of devices", support.devices},
                                                  {"signals and abstract sockets", support.signalsAndSockets}};
-  output.write("Requests of the shipped plug-ins that only look are kept, by Landlock " + std::to_string(support.version) +
-               ", from:\n");
+  output.write("Requests of the shipped plug-ins that only look are kept, by Landlock " +
+               std::to_string(support.version) + ", from:\n");
   for (const auto& [what, holds] : limits) {
     output.write(std::string("  ") + what + (holds ? "\n" : " (this kernel does not)\n"));
   }
