@@ -142,7 +142,8 @@ class GitPlugInTest : public testing::Test {
     auto workingCopy = workingCopyAt(root);
     Reply<> reply;
     workingCopy->updateRepositoryIdentifierWithCompletionBlock(reply.completion());
-    return std::tuple(workingCopy->repository()->identifier(), std::get<0>(reply.wait()));
+    const Error error = std::get<0>(reply.wait());
+    return std::tuple(workingCopy->repository()->identifier(), error);
   }
 
   static QRBSourceControlRevisionPtr revision(const std::string& identifier) {
