@@ -17,10 +17,11 @@ F_SETPIPE_SZ = 1031
 SLOW_GIT = """#!/bin/sh
 case " $* " in
 *" log "*)
-  "{git}" "$@" >"{folder}/all"
-  head -c {first} "{folder}/all"
-  read -r _ <"{folder}/gate"
-  tail -c +{rest} "{folder}/all" ;;
+  "{git}" "$@" | (
+    head -c {first}
+    read -r _ <"{folder}/gate"
+    cat
+  ) ;;
 *) exec "{git}" "$@" ;;
 esac
 """
@@ -45,7 +46,7 @@ class Ending(HostTest):
         os.mkfifo(os.path.join(folder, "gate"))
         script = os.path.join(folder, "git")
         with open(script, "w", encoding="ascii") as file:
-            file.write(SLOW_GIT.format(folder=folder, git=shutil.which("git"), first=first, rest=first + 1))
+            file.write(SLOW_GIT.format(folder=folder, git=shutil.which("git"), first=first))
         os.chmod(script, 0o755)
         return folder, dict(self.environment, PATH=folder + ":" + self.environment["PATH"])
 
