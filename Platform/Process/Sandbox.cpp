@@ -80,11 +80,12 @@ std::uint64_t writing(const SandboxSupport& support) {
   return access;
 }
 
-bool allow(int ruleset, const std::string& path, std::uint64_t access) {
+/// Rights of folders are passed over where the path is a file.
+bool allow(int ruleset, const std::string& path, std::uint64_t access, bool isFolder = false) {
   const FileDescriptor place(::open(path.c_str(), O_PATH | O_CLOEXEC));
   if (!place.valid()) return true;
   constexpr std::uint64_t ofFiles = execute | writeFile | readFile | truncate | controlDevices;
-  if ((access & ~ofFiles) != 0) {
+  if ((access & ~ofFiles) != 0 && !isFolder) {
     struct stat information {};
     if (::fstat(place.get(), &information) != 0) return false;
     if (!S_ISDIR(information.st_mode)) access &= ofFiles;
@@ -93,16 +94,21 @@ bool allow(int ruleset, const std::string& path, std::uint64_t access) {
   return ::syscall(addRule, ruleset, ruleBeneathPath, &rule, 0) == 0;
 }
 
-/// Everything but the devices: what never ends, or waits, is no file. Shared memory is files.
-std::vector<std::string> readableFolders() {
-  std::vector<std::string> folders{"/dev/shm"};
+/// Everything but the devices: what never ends, or waits, is no file. Shared memory is files. Each request waits for
+/// this, so it makes as few calls as it can.
+bool allowReading(int ruleset, bool mayListRoot) {
+  const std::uint64_t all = mayListRoot ? readFile : readFile | listFolder;
   const std::unique_ptr<DIR, int (*)(DIR*)> root(::opendir("/"), ::closedir);
-  while (const dirent* const entry = root ? ::readdir(root.get()) : nullptr) {
+  if (!root || !allow(ruleset, "/dev/shm", all)) return false;
+  while (const dirent* const entry = ::readdir(root.get())) {
     const std::string_view name = entry->d_name;
-    if (name != "." && name != ".." && name != "dev" && name != "proc" && name != "sys")
-      folders.push_back("/" + std::string(name));
+    // Where links lead there is an entry of its own.
+    if (name == "." || name == ".." || name == "dev" || entry->d_type == DT_LNK) continue;
+    const bool isOfKernel = name == "proc" || name == "sys";
+    const bool isFolder = entry->d_type == DT_DIR;
+    if (!allow(ruleset, "/" + std::string(name), isOfKernel ? readFile : all, isFolder)) return false;
   }
-  return folders;
+  return true;
 }
 
 }  // namespace
@@ -128,8 +134,7 @@ int enterSandbox(const SandboxRules& rules) {
   };
   // Who makes files takes random names for them.
   const bool isComplete = allow(ruleset.get(), "/dev/null", writeFile | readFile) &&
-                          allowAll({"/proc", "/sys"}, readFile) &&
-                          allowAll(readableFolders(), rules.mayListRoot ? readFile : readFile | listFolder) &&
+                          allowReading(ruleset.get(), rules.mayListRoot) &&
                           (rules.writableFolders.empty() || allow(ruleset.get(), "/dev/urandom", readFile)) &&
                           allowAll(rules.executables, execute) && allowAll(rules.writableFolders, writing(support)) &&
                           allowAll(rules.emptyFolders, removeFolder);
