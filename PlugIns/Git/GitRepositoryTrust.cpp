@@ -60,7 +60,9 @@ class Look {
     }
     findObstacle(own(), "packed-refs");
     findObstacle(common(), "packed-refs");
+    for (const char* const name : {"HEAD", "MERGE_HEAD", "commondir"}) findLength(own(), name);
     trust.obstacle = _obstacle;
+    trust.obstacleFault = _obstacleFault;
     return trust;
   }
 
@@ -80,7 +82,7 @@ class Look {
     }
     if (S_ISREG(information.st_mode)) return Kind::File;
     if (S_ISDIR(information.st_mode)) return Kind::Folder;
-    if (_obstacle.empty()) _obstacle = pathOf(folder) + "/" + name;
+    report(folder, name, "is a pipe or a device, where git expects a file");
     return Kind::Other;
   }
 
@@ -88,6 +90,21 @@ class Look {
     std::array<char, PATH_MAX> path{};
     const ssize_t length = ::readlink(("/proc/self/fd/" + std::to_string(folder)).c_str(), path.data(), path.size());
     return {path.data(), length > 0 ? static_cast<std::size_t>(length) : 0};
+  }
+
+  void report(int folder, const char* name, const char* fault) {
+    if (!_obstacle.empty()) return;
+    _obstacle = pathOf(folder) + "/" + name;
+    _obstacleFault = fault;
+  }
+
+  /// Git reads some files of a few lines whole, or byte by byte, however long they are.
+  void findLength(int folder, const char* name) {
+    struct stat information {};
+    const bool isThere = folder >= 0 && ::fstatat(folder, name, &information, 0) == 0 && S_ISREG(information.st_mode);
+    if (isThere && information.st_size > static_cast<off_t>(gitTrustedSize)) {
+      report(folder, name, "is longer than any such file of git's");
+    }
   }
 
   void findObstacle(int folder, const char* name) {
@@ -220,6 +237,7 @@ class Look {
   FileDescriptor _common;
   std::string _configuration;
   std::string _obstacle;
+  std::string _obstacleFault;
 };
 
 }  // namespace

@@ -18,8 +18,10 @@ struct GitRepositoryTrust {
   /// The folder of a plain repository, and the one that all its working copies share: where the kernel finds them.
   std::string ownFolder;
   std::string commonFolder;
-  /// Empty, or the path of something in a file's place at which git would wait: a pipe, a socket or a device.
+  /// Empty, or the path of something in a file's place at which git would wait or read without an end, and what it is:
+  /// a pipe, a socket, a device, or a file longer than one of its kind can be.
   std::string obstacle;
+  std::string obstacleFault;
 };
 
 /// Looks at the repository of a working copy, given by its root (linked ones and submodules too), or at the bare one in

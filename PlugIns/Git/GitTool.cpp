@@ -52,11 +52,9 @@ GitFailure launchFailure(const qrb::LaunchFailure& failure) {
   }
 }
 
-GitOutcome obstacleIn(const std::string& path) {
-  return GitOutcome::failed({GitFailureKind::Obstructed, path,
-                             "“" + path +
-                                 "” is a pipe or a device, where git expects a file. Remove it if you do not "
-                                 "know what it is for."});
+GitOutcome obstacleIn(const std::string& path, const std::string& fault) {
+  return GitOutcome::failed(
+      {GitFailureKind::Obstructed, path, "“" + path + "” " + fault + ". Remove it if you do not know what it is for."});
 }
 
 GitOutcome outcomeOf(const ToolResult& result, bool hasRunHooks) {
@@ -70,7 +68,7 @@ GitOutcome outcomeOf(const ToolResult& result, bool hasRunHooks) {
       outcome.kind = GitOutcome::Kind::Cancelled;
       break;
     case ToolResult::Outcome::obstructed:
-      return obstacleIn(result.obstacle);
+      return obstacleIn(result.obstacle, "is a pipe or a device, where git expects a file");
     case ToolResult::Outcome::launchFailed:
     case ToolResult::Outcome::failedToListen:
       outcome.failure = launchFailure(result.launchFailure.value_or(qrb::LaunchFailure{}));
@@ -148,7 +146,7 @@ GitOutcome GitTool::run(const GitCommand& command, const Output& onOutput, const
   if (!command) return GitOutcome::failed({GitFailureKind::UnknownRevision, {}, command.refusal});
   if (_folder.empty()) return GitOutcome::failed({GitFailureKind::NotARepository, {}, "not a folder of this machine"});
   const bool writes = command.access == GitAccess::Write;
-  if (const std::string& obstacle = trust().obstacle; !obstacle.empty()) return obstacleIn(obstacle);
+  if (!trust().obstacle.empty()) return obstacleIn(trust().obstacle, trust().obstacleFault);
   GitNeutralization neutralization;
   if (_neutralization) neutralization = *_neutralization;
   if (_protections.guard) {
@@ -250,7 +248,7 @@ GitOutcome GitTool::neutralize(const GitCommand& command, GitNeutralization& res
 GitOutcome GitTool::neutralizeSubmodules(const std::string& folder, int depth, GitNeutralization& result) const {
   const GitRepositoryTrust below = depth == 0 ? trust() : gitTrust(folder);
   const GitTool tool(folder, _hostConnection);
-  if (!below.obstacle.empty()) return obstacleIn(below.obstacle);
+  if (!below.obstacle.empty()) return obstacleIn(below.obstacle, below.obstacleFault);
   if (depth > 0 && below.mayNamePrograms) {
     std::string listing;
     if (GitOutcome outcome = tool.findPrograms(listing); !outcome) return outcome;

@@ -162,6 +162,19 @@ TEST_F(GitRepositoryTrustTest, pipesAndDevicesInTheWayAreNamed) {
   }
 }
 
+/// Blame reads it byte by byte.
+TEST_F(GitRepositoryTrustTest, filesOfAFewLinesThatHaveNoEndAreNamed) {
+  for (const char* name : {"MERGE_HEAD", "commondir", "HEAD"}) {
+    const std::string path = plain().store + "/" + name;
+    write(path, "x");
+    fs::resize_file(path, std::uint64_t{2} << 30);
+    const GitRepositoryTrust trust = gitTrust(plain().folder);
+    EXPECT_EQ(trust.obstacle, fs::canonical(plain().store) / name);
+    EXPECT_NE(trust.obstacleFault.find("longer"), std::string::npos) << trust.obstacleFault;
+    if (std::string(name) != "HEAD") fs::remove(path);
+  }
+}
+
 TEST(GitRepositoryTrust, configurationsThatMayNameProgramsAreKnownByTheirWords) {
   EXPECT_FALSE(gitMayNamePrograms("[core]\n\tbare = false\n[remote \"origin\"]\n\turl = x\n"));
   for (const char* text : {"[Filter \"x\"]", "[include]", "[INCLUDEIF \"x\"]", "promisor = true", "partialClone = x"}) {
