@@ -42,8 +42,8 @@ const QRBSourceControlSystemPtr& GitPlugIn::system() {
   return _system;
 }
 
-GitTool GitPlugIn::toolFor(const QRBSourceControlWorkingCopyPtr& workingCopy) const {
-  GitTool tool(folderOf(workingCopy), host().connectionDescriptor(), _protections);
+GitTool GitPlugIn::toolAt(std::string folder) const {
+  GitTool tool(std::move(folder), host().connectionDescriptor(), _protections);
   tool.setChanging();
   return tool;
 }
@@ -58,12 +58,6 @@ GitOutcome GitPlugIn::change(const QRBSourceControlWorkingCopyPtr& workingCopy,
   const GitTurn turn = turnAt(workingCopy);
   const GitGuardian guardian(root, {}, turn.descriptor());
   return work(toolFor(workingCopy), root);
-}
-
-GitTool GitPlugIn::toolFor(const QRBSourceControlRepositoryPtr& repository) const {
-  GitTool tool(folderOf(repository), host().connectionDescriptor(), _protections);
-  tool.setChanging();
-  return tool;
 }
 
 qrb::Error GitPlugIn::errorFor(const GitOutcome& outcome, const QRBSourceControlWorkingCopyPtr& workingCopy) {

@@ -228,8 +228,12 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
                                 const Completion<QRBSourceControlRevisionPtr>& completionBlock);
   void listBranchesOfRemote(const QRBSourceControlRemoteRepositoryPtr& repository,
                             const Completion<Branches>& completionBlock);
-  GitTool toolFor(const QRBSourceControlWorkingCopyPtr& workingCopy) const;
-  GitTool toolFor(const QRBSourceControlRepositoryPtr& repository) const;
+  /// For a request that changes the folder and its repository and nothing else: see GitTool::setChanging().
+  GitTool toolAt(std::string folder) const;
+  template <class Place>
+  GitTool toolFor(const Place& place) const {
+    return toolAt(folderOf(place));
+  }
   /// For a request that does nothing but look: see GitTool::setLooking().
   template <class Place>
   GitTool lookAt(const Place& place, GitLooking looking = {}) const {

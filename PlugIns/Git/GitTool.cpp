@@ -53,8 +53,11 @@ GitFailure launchFailure(const qrb::LaunchFailure& failure) {
 }
 
 GitOutcome obstacleIn(const std::string& path, const std::string& fault) {
-  return GitOutcome::failed(
-      {GitFailureKind::Obstructed, path, "“" + path + "” " + fault + ". Remove it if you do not know what it is for."});
+  // A file that is too long is damage; only what is no file has a headline of its own.
+  std::error_code error;
+  const bool isFile = std::filesystem::is_regular_file(path, error);
+  return GitOutcome::failed({isFile ? GitFailureKind::RepositoryCorrupt : GitFailureKind::Obstructed, path,
+                             "“" + path + "” " + fault + ". Remove it if you do not know what it is for."});
 }
 
 GitOutcome outcomeOf(const ToolResult& result, bool hasRunHooks) {
