@@ -256,9 +256,13 @@ bool gitMayRunPrograms(std::string_view configuration) {
 }
 
 bool gitMayNameFilters(std::string_view configuration) {
-  return holds(configuration, "filter") || holds(configuration, "include");
+  return holds(configuration, "filter") || gitIncludesFiles(configuration);
+}
+
+bool gitIncludesFiles(std::string_view configuration) {
+  return holds(configuration, "include");
 }
 
 bool gitMayMoveWorkingCopy(std::string_view configuration) {
-  return holds(configuration, "worktree") || holds(configuration, "include");
+  return holds(configuration, "worktree") || gitIncludesFiles(configuration);
 }

@@ -42,5 +42,8 @@ bool gitMayRunPrograms(std::string_view configuration);
 /// Whether the text of a configuration file may name filters of file contents, itself or in a file that it includes.
 bool gitMayNameFilters(std::string_view configuration);
 
+/// Whether other files may be included by the text of a configuration file.
+bool gitIncludesFiles(std::string_view configuration);
+
 /// Whether the text of a configuration file may say that the working copy lies elsewhere.
 bool gitMayMoveWorkingCopy(std::string_view configuration);

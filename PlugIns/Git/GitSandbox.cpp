@@ -17,6 +17,7 @@
 #include "GitCommandParts.h"
 #include "GitPrograms.h"
 #include "GitRepositoryTrust.h"
+#include "GitUserFilters.h"
 #include "Process.h"
 
 namespace {
@@ -198,13 +199,26 @@ std::vector<fs::path> configurationFiles() {
   return files;
 }
 
-/// Whether a file of the user's configuration says something. They are the user's own, so this is for speed alone: in
-/// doubt git knows.
+/// Whether a file of the user's configuration says something. They are the user's own: in doubt it does.
 bool userMaySay(bool (*says)(std::string_view)) {
   return std::ranges::any_of(configurationFiles(), [says](const fs::path& file) {
     const auto text = textOf(file);
     return text && says(*text);
   });
+}
+
+/// Git is asked only where it knows more than the files say at first sight: it would take longer than all the rest
+/// here.
+std::vector<GitUserFilter> filtersOfUser(const GitAsk& ask) {
+  std::vector<GitUserFilter> filters;
+  for (const fs::path& file : configurationFiles()) {
+    const auto text = textOf(file);
+    if (!text) continue;
+    const auto plain = gitPlainFilters(*text);
+    if (!plain) return gitUserFilters(ask(gitFiltersCommand()));
+    filters.insert(filters.end(), plain->begin(), plain->end());
+  }
+  return filters;
 }
 
 /// Something executable, which the examples that every repository gets are not.
@@ -226,14 +240,6 @@ bool isSpread(const fs::path& repository) {
     }
   }
   return false;
-}
-
-/// The last word of "filter.<name>.<word>", and the name.
-std::pair<std::string_view, std::string_view> partsOf(std::string_view key) {
-  constexpr std::string_view section = "filter.";
-  const std::size_t dot = key.rfind('.');
-  if (!key.starts_with(section) || dot < section.size()) return {};
-  return {key.substr(section.size(), dot - section.size()), key.substr(dot + 1)};
 }
 
 /// Whether the attributes in the root of a working copy speak of a filter.
@@ -262,29 +268,14 @@ std::string storeOf(const GitUserFilter& filter, const GitLookedAt& repository) 
 
 }  // namespace
 
-GitCommand gitFiltersCommand() {
-  return gitMakeCommand({"config", "--show-scope", "--null", "--get-regexp", "^filter\\..*\\.(clean|smudge|process)$"});
-}
-
-std::vector<GitUserFilter> gitUserFilters(std::string_view listing) {
-  std::vector<GitUserFilter> filters;
-  gitForEachSetting(listing, [&](std::string_view scope, std::string_view key, std::string_view value) {
-    if (gitIsScopeOfRepository(scope) || value.empty()) return;
-    if (const auto [name, word] = partsOf(key); !name.empty()) {
-      filters.push_back({std::string(name), std::string(value)});
-    }
-  });
-  return filters;
-}
-
 qrb::SandboxRules gitRulesForLooking(const GitLooking& looking, const GitLookedAt& repository, const GitAsk& ask) {
   qrb::SandboxRules rules;
   rules.writableFolders = looking.writableFolders;
   rules.emptyFolders = looking.emptyFolders;
   Programs programs(rules.executables);
   addGit(programs, rules.executables, ask);
-  if (looking.convertsFiles && userMaySay(gitMayNameFilters)) {
-    for (const GitUserFilter& filter : gitUserFilters(ask(gitFiltersCommand()))) {
+  if (looking.convertsFiles) {
+    for (const GitUserFilter& filter : filtersOfUser(ask)) {
       programs.addCommandLine(filter.command);
       if (std::string store = storeOf(filter, repository); !store.empty()) {
         rules.writableFolders.push_back(std::move(store));

@@ -35,17 +35,6 @@ struct GitLookedAt {
   bool fetchesMissingObjects = false;
 };
 
-/// Prints the filters that configurations name, with where they come from: see gitUserFilters().
-GitCommand gitFiltersCommand();
-
-/// A filter that the user or the machine has set up, not the repository.
-struct GitUserFilter {
-  std::string name;
-  /// A command line for the shell.
-  std::string command;
-};
-std::vector<GitUserFilter> gitUserFilters(std::string_view listing);
-
 /// What such a request may do: execute git's own programs and the user's filters, and change what `looking` names. A
 /// filter may also write to the folder of its own name in the repository, where those for large files keep them.
 /// Git is asked where the files of the user's configuration or the place of its programs leave a doubt.
