@@ -9,7 +9,9 @@
 #include <grp.h>
 #include <poll.h>
 #include <pthread.h>
+#include <sched.h>
 #include <signal.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,6 +23,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -31,17 +35,24 @@
 
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr int kRequests = 1000;
 constexpr int kAtOnce = 16;
 // Long beyond anything that happens: only a request that is never answered waits so long.
 constexpr std::chrono::seconds kPatience{60};
 constexpr int kHostPatienceMilliseconds = 300'000;
 constexpr uid_t kNobody = 65534;
+/// The exit status of a host that may not mount anything.
+constexpr int kNotPossible = 77;
+constexpr const char* kNotTried = "not tried: nothing may be mounted here";
 constexpr rlim_t kMegabyte = rlim_t{1} << 20;
 
 /// Not a limit of the system: in the host alone, about one in so many of them fails.
 constexpr int kAllocations = -1;
 constexpr int kThreads = -2;
+/// Not a limit either: the working copy, what is exported and temporary files lie on a file system without room.
+constexpr int kFullDisk = -3;
 
 struct Limit {
   const char* name;
@@ -50,7 +61,7 @@ struct Limit {
   bool inShortForm = false;
 };
 
-const std::array<Limit, 22> kLimits = {{
+const std::array<Limit, 23> kLimits = {{
     {"none", RLIMIT_CORE, 0, true},
     {"memory-64", RLIMIT_AS, 64 * kMegabyte, true},
     {"memory-128", RLIMIT_AS, 128 * kMegabyte, true},
@@ -66,8 +77,9 @@ const std::array<Limit, 22> kLimits = {{
     {"processes-20", RLIMIT_NPROC, 20, true},
     {"processes-50", RLIMIT_NPROC, 50},
     {"processes-400", RLIMIT_NPROC, 400},
-    // Every write to a file fails, as on a full disk.
-    {"disk", RLIMIT_FSIZE, 0, true},
+    // Every write to a file fails.
+    {"file-size", RLIMIT_FSIZE, 0, true},
+    {"full-disk", kFullDisk, 0, true},
     // A limit of memory is met by the plug-ins first. These are met by the host alone, wherever it takes memory.
     {"new-10", kAllocations, 10},
     {"new-100", kAllocations, 100, true},
@@ -139,9 +151,16 @@ class Answers {
   Counts _counts;
 };
 
-void makeRequest(int number, const QRBSourceControlWorkingCopyPtr& workingCopy, Answers& answers) {
+/// Where a request is to put the file that it exports.
+std::string exportFolder(const std::string& workingCopy, int request) {
+  return workingCopy + "-exports/" + std::to_string(request);
+}
+
+/// A request of one of four kinds.
+void makeRequest(int number, const QRBSourceControlWorkingCopyPtr& workingCopy, const QRBSourceControlRevisionPtr& head,
+                 Answers& answers) {
   const auto& manager = QRBSourceControlManager::sharedInstance();
-  switch (number % 3) {
+  switch (number % 4) {
     case 0:
       manager->filesAndStatusOfWorkingCopy(
           workingCopy, false,
@@ -152,6 +171,12 @@ void makeRequest(int number, const QRBSourceControlWorkingCopyPtr& workingCopy, 
           workingCopy, nullptr, nullptr, QRBSourceControlHistoryIncludeAll, 10, {}, 0, {},
           [&answers, number](const auto&, const qrb::Error& error) { answers.take(number, !error); });
       break;
+    case 2:
+      manager->exportFileFromRevisionLocation(
+          "file 0", workingCopy, QRBSourceControlRevisionLocation::initWithRevision(head),
+          qrb::URL::fileURL(exportFolder(workingCopy->fileURL().path().str(), number)),
+          [&answers, number](const auto&, const qrb::Error& error) { answers.take(number, !error); });
+      break;
     default:
       manager->listBranchesOfRepository(
           workingCopy->repository(), nullptr,
@@ -159,7 +184,24 @@ void makeRequest(int number, const QRBSourceControlWorkingCopyPtr& workingCopy, 
   }
 }
 
-Counts makeRequests(int requests, const Limit& limit, const std::string& folder) {
+/// A small file system, seen by this process and its children alone. False where the system forbids that.
+bool mountDisk(const std::string& folder) {
+  const int separate = ::geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWUSER | CLONE_NEWNS;
+  return ::unshare(separate) == 0 && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+         ::mount("none", folder.c_str(), "tmpfs", 0, "size=4m,mode=755") == 0;
+}
+
+/// Not a byte can be written there afterwards.
+void fill(const fs::path& folder) {
+  std::array<char, 4096> bytes{};
+  const int file = ::open((folder / "filling").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  while (::write(file, bytes.data(), bytes.size()) > 0) {
+  }
+  if (errno != ENOSPC) std::abort();
+  ::close(file);
+}
+
+Counts makeRequests(int requests, const Limit& limit, const std::string& folder, const std::string& revision) {
   // All that is the host's own is made before anything is scarce.
   Answers answers(requests);
   auto system = QRBSourceControlSystem::initWithName("Git", QRBSourceControlGitPlugInIdentifier.data(), "1", ".git", {},
@@ -167,17 +209,21 @@ Counts makeRequests(int requests, const Limit& limit, const std::string& folder)
   const auto url = qrb::URL::fileURL(folder);
   auto workingCopy = QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
       url, QRBSourceControlRepository::initWithURL(url, system));
+  const auto head = QRBSourceControlRevision::initWithIdentifier(revision);
   const rlimit value{limit.value, limit.value};
   if (limit.resource == kAllocations) {
     allocationsPerFailure = limit.value;
   } else if (limit.resource == kThreads) {
     threadsPerFailure = limit.value;
-  } else if (::setrlimit(static_cast<__rlimit_resource>(limit.resource), &value) != 0)
+  } else if (limit.resource == kFullDisk) {
+    fill(fs::path(folder).parent_path());
+  } else if (::setrlimit(static_cast<__rlimit_resource>(limit.resource), &value) != 0) {
     std::abort();
+  }
   for (int number = 0; number < requests; ++number) {
     answers.awaitRoom();
     try {
-      makeRequest(number, workingCopy, answers);
+      makeRequest(number, workingCopy, head, answers);
     } catch (const std::bad_alloc&) {
       answers.takeThrown();
     } catch (const std::system_error&) {
@@ -190,46 +236,63 @@ Counts makeRequests(int requests, const Limit& limit, const std::string& folder)
 }
 
 /// The host: a process in which nothing of the library has been used.
-[[noreturn]] void beHost(int requests, const Limit& limit, const std::string& folder, int report) {
+[[noreturn]] void beHost(int requests, const Limit& limit, std::string folder, const std::string& revision,
+                         int report) {
   const rlimit noCore{0, 0};
   ::setrlimit(RLIMIT_CORE, &noCore);
+  if (limit.resource == kFullDisk) {
+    const std::string disk = folder + "-disk";
+    if (!mountDisk(disk)) std::exit(kNotPossible);
+    fs::copy(folder, disk + "/root", fs::copy_options::recursive);
+    ::setenv("TMPDIR", disk.c_str(), 1);
+    folder = disk + "/root";
+  }
+  for (int number = 0; number < requests; ++number) {
+    fs::create_directories(exportFolder(folder, number));
+    fs::permissions(exportFolder(folder, number), fs::perms(0777));
+  }
   // The superuser may have as many processes as he likes.
   if (limit.resource == RLIMIT_NPROC && ::geteuid() == 0) {
     if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0) std::abort();
   }
-  const Counts counts = makeRequests(requests, limit, folder);
+  const Counts counts = makeRequests(requests, limit, folder, revision);
   if (::write(report, &counts, sizeof counts) != sizeof counts) std::abort();
   qrb::endUnusedServices();
   std::exit(0);
 }
 
-/// How the host ended, in words; empty when it did so by itself with status 0.
+/// How the host ended, in words, or kNotTried; empty when it did so by itself with status 0.
 std::string awaitHost(pid_t host, int report, Counts& counts) {
   pollfd readable{report, POLLIN, 0};
-  const bool told = ::poll(&readable, 1, kHostPatienceMilliseconds) > 0 &&
-                    ::read(report, &counts, sizeof counts) == static_cast<ssize_t>(sizeof counts);
-  if (!told) ::kill(host, SIGKILL);
+  const bool ended = ::poll(&readable, 1, kHostPatienceMilliseconds) > 0;
+  const bool told = ended && ::read(report, &counts, sizeof counts) == static_cast<ssize_t>(sizeof counts);
+  if (!ended) ::kill(host, SIGKILL);
   int status = 0;
   ::waitpid(host, &status, 0);
   if (WIFSIGNALED(status)) {
     return (told ? "ended by signal " : "ended before its report by signal ") + std::to_string(WTERMSIG(status));
   }
+  if (WEXITSTATUS(status) == kNotPossible) return kNotTried;
   return WEXITSTATUS(status) == 0 ? "" : "exit status " + std::to_string(WEXITSTATUS(status));
 }
 
-bool holdsOut(const Limit& limit, int requests, const std::string& folder) {
+bool holdsOut(const Limit& limit, int requests, const std::string& folder, const std::string& revision) {
   int ends[2];
   if (::pipe(ends) != 0) std::abort();
   std::fflush(stdout);
   const pid_t host = ::fork();
   if (host == 0) {
     ::close(ends[0]);
-    beHost(requests, limit, folder, ends[1]);
+    beHost(requests, limit, folder, revision, ends[1]);
   }
   ::close(ends[1]);
   Counts counts;
   const std::string end = awaitHost(host, ends[0], counts);
   ::close(ends[0]);
+  if (end == kNotTried) {
+    std::printf("%-14s %s\n", limit.name, kNotTried);
+    return true;
+  }
   // A limit that lets everything fail shows nothing of the others' success; without one everything succeeds.
   const bool asExpected = limit.resource != RLIMIT_CORE || counts.succeeded == requests;
   std::printf("%-14s %9d %10d %7d %7d %11d  %s\n", limit.name, counts.answered(), counts.succeeded, counts.failed,
@@ -269,10 +332,12 @@ int main(int count, char** arguments) {
     repository.commit("commit " + std::to_string(number));
   }
   repository.write("changed", "not committed");
+  const std::string revision = repository.run({"rev-parse", "HEAD"});
   // Somebody else looks at it, too.
   const std::string settings = repository.beside("gitconfig");
   std::ofstream(settings) << "[safe]\n\tdirectory = *\n";
-  std::filesystem::permissions(repository.beside(""), std::filesystem::perms(0755));
+  fs::permissions(repository.beside(""), fs::perms(0755));
+  fs::create_directory(repository.root() + "-disk");
   ::setenv("GIT_CONFIG_GLOBAL", settings.c_str(), 1);
   ::setenv("HOME", repository.beside("").c_str(), 1);
   std::printf("%-14s %9s %10s %7s %7s %11s  host\n", "limit", "answered", "succeeded", "failed", "thrown",
@@ -281,7 +346,7 @@ int main(int count, char** arguments) {
   for (const Limit& limit : kLimits) {
     if (named && std::ranges::count(words, limit.name) == 0) continue;
     if (shortForm && !limit.inShortForm) continue;
-    all = holdsOut(limit, shortForm ? kRequests / 10 : kRequests, repository.root()) && all;
+    all = holdsOut(limit, shortForm ? kRequests / 10 : kRequests, repository.root(), revision) && all;
   }
   return all ? 0 : 1;
 }
