@@ -32,10 +32,12 @@ QRBSourceControlManagerPtr QRBSourceControlManager::init() {
 
 QRBSourceControlManager::QRBSourceControlManager()
     : _sourceControlOperationQueue("Source Control Manager Operation Queue"),
+      _discoveryQueue("Source Control Discovery Queue"),
       _currentOperationsChangeQueue("Source Control Operation Dictionary Change Queue", qrb::QualityOfService::utility),
       _plugInConnectionsChangeQueue("Source Control PlugIn Connections Dictionary Change Queue",
                                     qrb::QualityOfService::utility) {
   _sourceControlOperationQueue.setMaxConcurrentOperationCount(qrb::OperationQueue::defaultMaxConcurrentOperationCount);
+  _discoveryQueue.setMaxConcurrentOperationCount(1);
   qrb::ProcessReaper::shared().prepare();
   // Made while there is memory.
   qrb::scarcityError();
@@ -57,6 +59,15 @@ void QRBSourceControlManager::setCachedSourceControlSystems(std::shared_ptr<cons
   _cachedSourceControlSystems.with([&](auto& held) { held.swap(systems); });
 }
 
+qrb::ObserverToken QRBSourceControlManager::observeServiceFailures(
+    std::function<void(const QRBSourceControlServiceFailure&)> callback) {
+  return _serviceFailures.observe(std::move(callback));
+}
+
+void QRBSourceControlManager::reportServiceFailure(const QRBSourceControlServiceFailure& failure) const {
+  _serviceFailures.notify(failure);
+}
+
 // Operations and their processes
 
 void QRBSourceControlManager::addOperation(const QRBSourceControlOperationPtr& operation) {
@@ -65,6 +76,7 @@ void QRBSourceControlManager::addOperation(const QRBSourceControlOperationPtr& o
 
 void QRBSourceControlManager::cancelAllOperations() {
   _sourceControlOperationQueue.cancelAllOperations();
+  _discoveryQueue.cancelAllOperations();
 }
 
 void QRBSourceControlManager::operationDidStart(const QRBSourceControlOperationPtr& operation) {
@@ -155,7 +167,7 @@ String QRBSourceControlManager::resolvedProgressIdentifier(
   return operation ? operation->identifier() : String();
 }
 
-void QRBSourceControlManager::resumePlugInConnection(const ServiceConnectionPtr& connection) {
+void QRBSourceControlManager::resumePlugInConnection(const ServiceConnectionPtr& connection, const LossHandler& lost) {
   std::weak_ptr<ServiceConnection> weak = connection;
   ServiceConnection::Handlers handlers;
   handlers.call = [this, weak](const qrb::Connection::IncomingCall& call) {
@@ -173,33 +185,42 @@ void QRBSourceControlManager::resumePlugInConnection(const ServiceConnectionPtr&
       throw qrb::ArchiveError("an unknown callback");
     }
   };
-  handlers.interruption = [this, weak] { communicationFailed(weak); };
+  handlers.interruption = [this, weak, lost] { communicationFailed(weak, lost); };
   connection->resume(std::move(handlers));
 }
 
-void QRBSourceControlManager::communicationFailed(const std::weak_ptr<ServiceConnection>& weakConnection) {
+void QRBSourceControlManager::communicationFailed(const std::weak_ptr<ServiceConnection>& weakConnection,
+                                                  const LossHandler& lost) {
   ServiceConnectionPtr connection = weakConnection.lock();
   if (connection == nullptr) return;
   QRBSourceControlOperationPtr operation = releaseConnection(connection.get());
   // It is dead, or talks nonsense: what is left of it is not waited for.
   connection->invalidate(ServiceConnection::Ending::killed);
-  if (operation != nullptr) operation->terminate(connection->failure());
+  if (operation == nullptr) return;
+  const qrb::Error failure = connection->failure();
+  lost ? lost(failure) : operation->terminate(failure);
 }
 
 QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForPlugInIdentifier(
     const String& identifier, const QRBSourceControlOperationPtr& operation) {
+  return remoteProxyObjectForPlugInIdentifier(identifier, operation, nullptr);
+}
+
+QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForPlugInIdentifier(
+    const String& identifier, const QRBSourceControlOperationPtr& operation, LossHandler lost) {
   if (operation->isEnding()) return {};
   ServiceConnectionPtr connection = _plugInConntectionForPlugInIdentifier(identifier, operation->identifier());
   if (connection == nullptr) return {};
   _plugInConnectionsChangeQueue.sync([&] { _plugInConnections[operation->identifier()] = connection; });
-  resumePlugInConnection(connection);
+  resumePlugInConnection(connection, lost);
   // A cancellation looks for the process to kill once. It came before there was one, or it finds this one.
   if (operation->isEnding()) {
     invalidateProcessForOperation(operation, true);
     return {};
   }
   std::weak_ptr<ServiceConnection> weak = connection;
-  return QRBSourceControlProxy(connection->connection(), [this, weak] { communicationFailed(weak); });
+  return QRBSourceControlProxy(connection->connection(),
+                               [this, weak, lost = std::move(lost)] { communicationFailed(weak, lost); });
 }
 
 QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForSourceControlSystem(

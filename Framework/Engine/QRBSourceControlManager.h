@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -14,6 +16,7 @@
 #include "Error.h"
 #include "Export.h"
 #include "Guarded.h"
+#include "Observer.h"
 #include "OperationQueue.h"
 #include "QRBSourceControlCallbacks.h"
 #include "QRBSourceControlForward.h"
@@ -47,6 +50,17 @@ class QRB_EXPORT QRBSourceControlRemoteRepositoriesUpdating {
   virtual void updateRemoteRepositories(const std::set<QRBSourceControlRemoteRepositoryPtr>& remotes) = 0;
 };
 
+/// What a plug-in or helper service failed to do where the error of no request tells so.
+struct QRBSourceControlServiceFailure {
+  /// The plug-in's identifier, or the service's name.
+  qrb::String service;
+  /// Says what happened, as a failed request's would.
+  qrb::Error error;
+  /// The request to a helper service that gets no answer until it is cancelled. Null where a discovery or a scan has
+  /// gone on without the plug-in.
+  QRBSourceControlOperationPtr unanswered;
+};
+
 /// The one object through which a host reaches the plug-ins: every request is an operation on its queue and runs in a
 /// plug-in process of its own.
 ///
@@ -54,7 +68,8 @@ class QRB_EXPORT QRBSourceControlRemoteRepositoriesUpdating {
 /// is called exactly once, on the reply thread of the request's connection (or, when it is cancelled or its process
 /// cannot be started, on the thread where that happens), with the reply's values and the error last; when there is an
 /// error the values are absent. Completions may be empty. A request whose system is a placeholder gets no answer until
-/// it is cancelled, and neither does one to a helper service that is not installed or dies meanwhile.
+/// it is cancelled, and neither does one to a helper service that is not installed or dies meanwhile: see
+/// observeServiceFailures().
 class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_this<QRBSourceControlManager> {
  public:
   template <class... Values>
@@ -85,6 +100,12 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   /// Replaces the list until the next discovery; null makes `systemWithIdentifer` discover anew.
   void setCachedSourceControlSystems(std::shared_ptr<const Systems> systems);
 
+  /// Hears of every plug-in that a discovery or a scan has gone on without, and of every request to a helper service
+  /// that will not be answered. Called on the thread that found out, for as long as the token lives; what it is told is
+  /// no reason to wait, and the request may be cancelled from the callback.
+  [[nodiscard]] qrb::ObserverToken observeServiceFailures(
+      std::function<void(const QRBSourceControlServiceFailure&)> callback);
+
   // Operations and their processes
 
   /// Queues an operation, which may start on another thread before this returns.
@@ -108,15 +129,31 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   /// ending.
   QRBSourceControlProxy remoteProxyObjectForPlugInIdentifier(const qrb::String& identifier,
                                                              const QRBSourceControlOperationPtr& operation);
+  /// The same, where the loss of that one process is `lost`'s to handle and not the end of the operation.
+  QRBSourceControlProxy remoteProxyObjectForPlugInIdentifier(const qrb::String& identifier,
+                                                             const QRBSourceControlOperationPtr& operation,
+                                                             std::function<void(const qrb::Error&)> lost);
+  /// Tells those who observe. Not for hosts.
+  void reportServiceFailure(const QRBSourceControlServiceFailure& failure) const;
 
   // Systems
 
   /// Asks every known plug-in what it is. The completion receives the systems found, in the order of the plug-ins; a
-  /// plug-in that cannot be launched or dies is missing from them; null after a cancellation.
+  /// plug-in that cannot be launched, dies or takes longer than the time limit is missing from them and reported as a
+  /// service failure; null after a cancellation. Discoveries run one after another, and beside all other requests.
   QRBSourceControlOperationPtr sourceControlSystemsWithCompletionBlock(SystemsCompletion completionBlock);
   /// The system of that identifier (a current or a legacy one). Discovers the systems first, blocking the caller, when
-  /// none are known; answers a placeholder when no plug-in has that identifier.
+  /// none are known; answers a placeholder when no plug-in has that identifier. Any thread, callbacks included.
   QRBSourceControlSystemPtr systemWithIdentifer(const qrb::String& identifier);
+  /// Asks only the plug-ins of these identifiers and forgets what it has learnt: the cached systems stay as they are.
+  QRBSourceControlOperationPtr sourceControlSystemsOfPlugIns(std::vector<qrb::String> identifiers,
+                                                             SystemsCompletion completionBlock);
+
+  /// How long a discovery waits for one plug-in.
+  static constexpr std::chrono::milliseconds defaultDiscoveryTimeLimit{5000};
+  std::chrono::milliseconds discoveryTimeLimit() const { return _discoveryTimeLimit; }
+  /// For the discoveries to come.
+  void setDiscoveryTimeLimit(std::chrono::milliseconds limit) { _discoveryTimeLimit = limit; }
 
   // Requests to the helper services. Each service is one process, launched by the first request, which serves all of
   // them; when it has died, the next request launches another. Cancelling such a request answers its caller and does
@@ -375,11 +412,15 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   QRBSourceControlManager();
 
   static const std::vector<qrb::String>& _allPlugInIdentifiers();
+  enum class DiscoveryKind { all, onlyWhenNoneIsKnown, some };
+  QRBSourceControlOperationPtr discover(std::vector<qrb::String> identifiers, DiscoveryKind kind,
+                                        SystemsCompletion completionBlock);
   ServiceConnectionPtr _plugInConntectionForPlugInIdentifier(const qrb::String& identifier,
                                                              const qrb::String& UUIDString);
-  void resumePlugInConnection(const ServiceConnectionPtr& connection);
+  using LossHandler = std::function<void(const qrb::Error&)>;
+  void resumePlugInConnection(const ServiceConnectionPtr& connection, const LossHandler& lost);
   QRBSourceControlOperationPtr releaseConnection(const qrb::ServiceConnection* connection);
-  void communicationFailed(const std::weak_ptr<qrb::ServiceConnection>& connection);
+  void communicationFailed(const std::weak_ptr<qrb::ServiceConnection>& connection, const LossHandler& lost);
   QRBSourceControlProxy remoteProxyObjectForService(qrb::Guarded<ServiceConnectionPtr>& connection,
                                                     std::string_view name,
                                                     const QRBSourceControlOperationPtr& operation);
@@ -390,10 +431,14 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   qrb::Guarded<ServiceConnectionPtr> _sshHelperConnection;
   qrb::Guarded<ServiceConnectionPtr> _workingCopyScannerConnection;
   qrb::OperationQueue _sourceControlOperationQueue;
+  /// Of its own, since whoever waits for a discovery may hold a place among the requests.
+  qrb::OperationQueue _discoveryQueue;
   mutable qrb::SerialQueue _currentOperationsChangeQueue;
   std::unordered_map<qrb::String, QRBSourceControlOperationPtr> _currentOperations;
   mutable qrb::SerialQueue _plugInConnectionsChangeQueue;
   std::unordered_map<qrb::String, ServiceConnectionPtr> _plugInConnections;
   qrb::Guarded<std::shared_ptr<QRBSourceControlAuthenticationFailureHandler>> _failureHandler;
   qrb::Guarded<std::shared_ptr<const Systems>> _cachedSourceControlSystems;
+  std::atomic<std::chrono::milliseconds> _discoveryTimeLimit{defaultDiscoveryTimeLimit};
+  qrb::ObserverList<const QRBSourceControlServiceFailure&> _serviceFailures;
 };

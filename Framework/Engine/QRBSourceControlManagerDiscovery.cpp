@@ -1,84 +1,110 @@
-#include <atomic>
-
+#include "Guarded.h"
 #include "QRBSourceControlManager.h"
 #include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlPlugInProtocol.h"
-#include "QRBSourceControlProxyPrivate.h"
-#include "QRBSourceControlReplyStepPrivate.h"
+#include "QRBSourceControlPlugInQuestionPrivate.h"
 #include "Scarcity.h"
 
 using qrb::Error;
 using qrb::ReplyStep;
+using qrb::String;
 
 namespace {
 
 constexpr const char* kSystemsSelector = "sourceControlSystemsWithCompletionBlock:";
 constexpr const char* kLookupSelector = "systemWithIdentifer:";
 
+using Systems = QRBSourceControlManager::Systems;
+
 struct Discovery {
-  explicit Discovery(QRBSourceControlManager::SystemsCompletion block) : completion(std::move(block)) {}
+  Discovery(std::vector<String> asked, QRBSourceControlManager::SystemsCompletion block)
+      : identifiers(std::move(asked)), completion(std::move(block)) {}
 
-  ReplyStep step{kSystemsSelector};
-  std::shared_ptr<QRBSourceControlManager::Systems> systems = std::make_shared<QRBSourceControlManager::Systems>();
+  std::vector<String> identifiers;
+  std::shared_ptr<ReplyStep> step = std::make_shared<ReplyStep>(kSystemsSelector);
+  qrb::Guarded<QRBSourceControlManager::SystemsCompletion> completion;
 
-  void complete(const std::shared_ptr<const QRBSourceControlManager::Systems>& found) {
-    if (!_completed.exchange(true) && completion) completion(found);
+  /// Once; what the completion holds is let go with it.
+  void complete(const std::shared_ptr<const Systems>& systems) {
+    QRBSourceControlManager::SystemsCompletion called;
+    completion.with([&](auto& held) { called.swap(held); });
+    if (called) qrb::unlessScarce([&] { called(systems); });
   }
-
- private:
-  QRBSourceControlManager::SystemsCompletion completion;
-  std::atomic<bool> _completed = false;
 };
+
+/// What those answer that answer.
+std::shared_ptr<const Systems> askAll(const Discovery& discovery, const QRBSourceControlOperationPtr& operation,
+                                      const QRBSourceControlManagerPtr& manager) {
+  auto systems = std::make_shared<Systems>();
+  for (const String& identifier : discovery.identifiers) {
+    const qrb::PlugInQuestion question{manager, operation, discovery.step, identifier, manager->discoveryTimeLimit()};
+    qrb::askPlugIn(question, [&](const QRBSourceControlProxy& proxy, ReplyStep::Ticket ticket) {
+      auto take = [step = discovery.step, ticket, systems](const QRBSourceControlSystemPtr& system) {
+        step->settle(ticket, [&] {
+          if (system) systems->push_back(system);
+        });
+      };
+      proxy.send(QRBSourceControlPlugInProtocol::sourceControlSystem, std::tuple<>(), std::move(take));
+    });
+  }
+  return systems;
+}
 
 }  // namespace
 
-QRBSourceControlOperationPtr QRBSourceControlManager::sourceControlSystemsWithCompletionBlock(
-    SystemsCompletion completionBlock) {
-  auto discovery = std::make_shared<Discovery>(std::move(completionBlock));
+QRBSourceControlOperationPtr QRBSourceControlManager::discover(std::vector<String> identifiers, DiscoveryKind kind,
+                                                               SystemsCompletion completionBlock) {
+  auto discovery = std::make_shared<Discovery>(std::move(identifiers), std::move(completionBlock));
 
-  auto ask = [discovery](const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager) {
-    for (const qrb::String& identifier : _allPlugInIdentifiers()) {
-      qrb::askPlugIn(
-          manager, operation, discovery->step,
-          [&] { return manager->remoteProxyObjectForPlugInIdentifier(identifier, operation); },
-          [&](const QRBSourceControlProxy& proxy, ReplyStep::Ticket ticket) {
-            proxy.send(QRBSourceControlPlugInProtocol::sourceControlSystem, std::tuple<>(),
-                       [discovery, ticket](const QRBSourceControlSystemPtr& system) {
-                         discovery->step.answer(ticket, [&] {
-                           if (system) discovery->systems->push_back(system);
-                         });
-                       });
-          });
+  auto ask = [discovery, kind](const QRBSourceControlOperationPtr& operation,
+                               const QRBSourceControlManagerPtr& manager) {
+    std::shared_ptr<const Systems> systems;
+    if (kind == DiscoveryKind::onlyWhenNoneIsKnown) systems = manager->cachedSourceControlSystems();
+    if (systems == nullptr || systems->empty()) {
+      systems = askAll(*discovery, operation, manager);
+      // What a cancelled discovery has found so far is not what is installed.
+      if (operation->isEnding()) systems = nullptr;
+      if (systems != nullptr && kind != DiscoveryKind::some) manager->setCachedSourceControlSystems(systems);
     }
-    // What a cancelled discovery has found so far is not what is installed.
-    const bool ended = operation->isEnding();
-    if (!ended) manager->setCachedSourceControlSystems(discovery->systems);
-    qrb::unlessScarce([&] { discovery->complete(ended ? nullptr : discovery->systems); });
+    // It has no process any more. The completion may look a system up, which takes another discovery where none is
+    // installed.
+    operation->setIdle(true);
+    discovery->complete(systems);
     manager->operationDidFinish(operation);
   };
 
+  // Only a cancellation comes here: each plug-in's loss is its question's.
   auto terminate = [discovery](const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager,
                                const Error&) {
-    if (discovery->step.release()) return;
-    // A plug-in that dies after its answer has done its work.
-    if (!operation->isCanceled()) return;
+    if (discovery->step->abandon()) return;
     discovery->complete(nullptr);
     manager->operationDidFinish(operation);
   };
 
   auto operation = QRBSourceControlOperation::initWithSourceControlManager(shared_from_this(), nullptr, std::move(ask),
                                                                            std::move(terminate));
-  addOperation(operation);
+  _discoveryQueue.addOperation(operation);
   return operation;
 }
 
-QRBSourceControlSystemPtr QRBSourceControlManager::systemWithIdentifer(const qrb::String& identifier) {
-  qrb::String current = identiferFromLegacyIdentifier(identifier);
-  auto known = cachedSourceControlSystems();
+QRBSourceControlOperationPtr QRBSourceControlManager::sourceControlSystemsWithCompletionBlock(
+    SystemsCompletion completionBlock) {
+  return discover(_allPlugInIdentifiers(), DiscoveryKind::all, std::move(completionBlock));
+}
+
+QRBSourceControlOperationPtr QRBSourceControlManager::sourceControlSystemsOfPlugIns(std::vector<String> identifiers,
+                                                                                    SystemsCompletion completionBlock) {
+  return discover(std::move(identifiers), DiscoveryKind::some, std::move(completionBlock));
+}
+
+QRBSourceControlSystemPtr QRBSourceControlManager::systemWithIdentifer(const String& identifier) {
+  String current = identiferFromLegacyIdentifier(identifier);
+  std::shared_ptr<const Systems> known = cachedSourceControlSystems();
   if (known == nullptr || known->empty()) {
     auto step = std::make_shared<ReplyStep>(kLookupSelector);
-    step->begin();
-    sourceControlSystemsWithCompletionBlock([step](const auto&) { step->release(); });
+    const ReplyStep::Ticket ticket = step->begin();
+    discover(_allPlugInIdentifiers(), DiscoveryKind::onlyWhenNoneIsKnown,
+             [step, ticket](const auto&) { step->settle(ticket, [] {}); });
     step->await();
     known = cachedSourceControlSystems();
   }

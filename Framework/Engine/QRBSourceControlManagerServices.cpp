@@ -1,10 +1,9 @@
 // The requests that helper services answer, and the connections to them.
 
-#include <atomic>
 #include <set>
 
 #include "QRBSourceControlPlugInProtocol.h"
-#include "QRBSourceControlReplyStepPrivate.h"
+#include "QRBSourceControlPlugInQuestionPrivate.h"
 #include "QRBSourceControlRequestPrivate.h"
 #include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
 #include "QRBSourceControlServiceProtocols.h"
@@ -24,12 +23,12 @@ using qrb::URL;
 
 QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForService(
     qrb::Guarded<ServiceConnectionPtr>& field, std::string_view name, const QRBSourceControlOperationPtr& operation) {
-  // The loss is nobody's request to end: it only makes room for the next process.
+  // The loss is nobody's request to end: it only makes room for the next process. What is left of this one is killed
+  // with the connection, once each of its requests has been told.
   auto lost = [&field](const ServiceConnectionPtr& connection) {
     field.with([&](ServiceConnectionPtr& held) {
       if (held == connection) held = nullptr;
     });
-    connection->invalidate(ServiceConnection::Ending::killed);
   };
   ServiceConnectionPtr over;
   ServiceConnectionPtr connection = field.with([&](ServiceConnectionPtr& held) {
@@ -45,10 +44,13 @@ QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForService(
     return held;
   });
   // Each request keeps its connection: one whose process has ended may still have the reply to be read.
-  return QRBSourceControlProxy(connection->connection(), [lost, connection, operation] {
+  return QRBSourceControlProxy(connection->connection(), [this, lost, connection, operation] {
     lost(connection);
-    if (operation != nullptr && connection->loss() == ServiceConnection::Loss::ofService) {
-      operation->fail(connection->failure());
+    const qrb::Error failure = connection->failure();
+    if (connection->loss() == ServiceConnection::Loss::ofService) {
+      operation->fail(failure);
+    } else if (!operation->isEnding()) {
+      qrb::unlessScarce([&] { reportServiceFailure({connection->name(), failure, operation}); });
     }
   });
 }
@@ -80,11 +82,11 @@ struct Scan {
   QRBSourceControlManager::Files folderPaths;
   bool traversingUp = false;
   QRBSourceControlManager::Systems systems;
-  Completion completion;
-  ReplyStep step{"scanForWorkingCopiesInFolderPaths:traversingUp:usingSourceControlSystems:completionBlock:"};
+  qrb::Guarded<Completion> completion;
+  std::shared_ptr<ReplyStep> step = std::make_shared<ReplyStep>(
+      "scanForWorkingCopiesInFolderPaths:traversingUp:usingSourceControlSystems:completionBlock:");
   std::shared_ptr<QRBSourceControlManager::WorkingCopies> found =
       std::make_shared<QRBSourceControlManager::WorkingCopies>();
-  std::atomic<bool> completed = false;
 
   // The names of the metadata folders of the systems that have one.
   std::set<String> identifiers() const {
@@ -95,22 +97,24 @@ struct Scan {
     return names;
   }
 
+  /// Once; what the completion holds is let go with it, since the scanner may still have this scan to answer.
   void complete(bool cancelled) {
-    if (completed.exchange(true) || !completion) return;
-    completion(cancelled ? nullptr : found);
+    Completion called;
+    completion.with([&](Completion& held) { called.swap(held); });
+    if (called) qrb::unlessScarce([&] { called(cancelled ? nullptr : found); });
   }
 };
 
 void askSystem(const std::shared_ptr<Scan>& scan, const QRBSourceControlSystemPtr& system,
                const std::vector<URL>& candidates, const QRBSourceControlOperationPtr& operation,
                const QRBSourceControlManagerPtr& manager) {
+  if (system == nullptr || !system->isUsable()) return;
+  const String plugIn = system->plugInIdentifier();
   qrb::askPlugIn(
-      manager, operation, scan->step,
-      [&] { return manager->remoteProxyObjectForSourceControlSystem(system, operation); },
-      [&](const QRBSourceControlProxy& proxy, ReplyStep::Ticket ticket) {
-        auto take = [scan, ticket](const QRBSourceControlManager::WorkingCopies& workingCopies) {
-          scan->step.answer(
-              ticket, [&] { scan->found->insert(scan->found->end(), workingCopies.begin(), workingCopies.end()); });
+      {manager, operation, scan->step, plugIn}, [&](const QRBSourceControlProxy& proxy, ReplyStep::Ticket ticket) {
+        auto take = [step = scan->step, found = scan->found,
+                     ticket](const QRBSourceControlManager::WorkingCopies& workingCopies) {
+          step->settle(ticket, [&] { found->insert(found->end(), workingCopies.begin(), workingCopies.end()); });
         };
         if (system->workingCopyFolderIdentifier()) {
           proxy.send(PlugInProtocol::scanForWorkingCopiesInPotentialWorkingCopies, {candidates}, std::move(take));
@@ -130,25 +134,27 @@ QRBSourceControlOperationPtr QRBSourceControlManager::scanForWorkingCopiesInFold
   scan->folderPaths = folderPaths;
   scan->traversingUp = traversingUp;
   scan->systems = usingSourceControlSystems;
-  scan->completion = std::move(completionBlock);
+  scan->completion.with([&](Scan::Completion& held) { held = std::move(completionBlock); });
 
   auto begin = [scan](const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager) {
+    // The scanner serves all scans one after another, and then asks their plug-ins, on one thread.
+    operation->setIdle(true);
     manager->remoteProxyObjectForWorkingCopyScanning(operation).send(
         ScannerProtocol::scanFolderPaths, {scan->folderPaths, scan->traversingUp, scan->identifiers()},
         [scan, operation, manager](const std::vector<URL>& candidates) {
+          if (operation->isEnding()) return;
+          operation->setIdle(false);
           for (const QRBSourceControlSystemPtr& system : scan->systems) {
             askSystem(scan, system, candidates, operation, manager);
           }
-          qrb::unlessScarce([&] { scan->complete(operation->isEnding()); });
+          scan->complete(operation->isEnding());
           manager->operationDidFinish(operation);
         });
   };
 
   auto terminate = [scan](const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager,
                           const qrb::Error&) {
-    if (scan->step.release()) return;
-    // A plug-in that dies after its answer has done its work.
-    if (!operation->isCanceled()) return;
+    if (scan->step->abandon()) return;
     scan->complete(true);
     manager->operationDidFinish(operation);
   };

@@ -10,12 +10,13 @@ using qrb::URL;
 QRBSourceControlOperationPtr QRBSourceControlManager::keychainNameFromURL(
     const URL& url, const QRBSourceControlSystemPtr& forSystem,
     Completion<String, std::uint64_t, String> completionBlock) {
-  auto settlement = std::make_shared<request::Settlement>();
+  auto settled = std::make_shared<std::atomic<bool>>(false);
   auto ask = [=](const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager) {
     QRBSourceControlProxy proxy = manager->remoteProxyObjectForSourceControlSystem(forSystem, operation);
-    if (!proxy) return;
+    // Nothing will answer; only its caller can still end it.
+    if (!proxy) return operation->setIdle(true);
     auto onReply = [=](const String& name, std::uint64_t kind, const String& account, const qrb::Error& error) {
-      if (!settlement->settle()) return;
+      if (settled->exchange(true)) return;
       if (completionBlock) {
         error ? completionBlock(name, kind, account, {}) : completionBlock({}, 0, {}, {});
       }
@@ -25,7 +26,7 @@ QRBSourceControlOperationPtr QRBSourceControlManager::keychainNameFromURL(
   };
   auto terminate = [=](const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager,
                        const qrb::Error& error) {
-    if (!settlement->settle()) return;
+    if (settled->exchange(true)) return;
     if (completionBlock) completionBlock({}, 0, {}, error);
     manager->operationDidFinish(operation);
   };

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
 
 #include "ConditionLock.h"
 #include "Localization.h"
@@ -13,7 +15,7 @@ namespace qrb {
 /// Makes replies the steps of a sequence: one thread asks and waits, and whatever settles the question lets it go on.
 class ReplyStep {
  public:
-  /// Names one question, so that an answer which comes too late settles no later one.
+  /// Names one question, so that an answer or a loss which comes too late settles no later one.
   using Ticket = std::uint64_t;
 
   explicit ReplyStep(const char* selector)
@@ -26,23 +28,31 @@ class ReplyStep {
     _lock.unlockWithCondition(kAwaitingReply);
     return ticket;
   }
-  /// Takes the answer, with the lock held, and lets the waiting thread go on; false when nobody waits for this answer.
+  /// Calls `take` with the lock held and lets the waiting thread go on; false when nobody waits for this any more.
   template <class Take>
-  bool answer(Ticket ticket, Take take) {
+  bool settle(Ticket ticket, Take take) {
     _lock.lock();
     bool current = _lock.condition() == kAwaitingReply && ticket == _ticket;
     // An answer that there is no memory for is none.
     if (current) unlessScarce(take);
     return finish(current);
   }
-  /// Lets the waiting thread go on without an answer; false when none waits.
-  bool release() {
+  /// Lets the waiting thread go on whatever it has asked, since nothing more is wanted; false when none waits.
+  bool abandon() {
     _lock.lock();
     return finish(_lock.condition() == kAwaitingReply);
   }
   void await() {
     _lock.lockWhenCondition(kReplied);
     _lock.unlockWithCondition(kIdle);
+  }
+  /// Waits no longer than that; false when nothing came, and what comes now settles nothing.
+  bool awaitFor(std::chrono::milliseconds limit) {
+    const bool inTime = _lock.lockWhenConditionBefore(kReplied, std::chrono::steady_clock::now() + limit);
+    if (!inTime) _lock.lock();
+    const bool settled = _lock.condition() == kReplied;
+    _lock.unlockWithCondition(kIdle);
+    return settled;
   }
 
  private:
@@ -59,21 +69,5 @@ class ReplyStep {
   ConditionLock _lock;
   Ticket _ticket = 0;
 };
-
-/// Asks one plug-in and returns once it has answered, has died, or the operation was cancelled; its process is ended
-/// then. `proxy` makes the proxy or none; `ask` gets it and the ticket to answer with.
-template <class MakeProxy, class Ask>
-void askPlugIn(const QRBSourceControlManagerPtr& manager, const QRBSourceControlOperationPtr& operation,
-               ReplyStep& step, MakeProxy makeProxy, Ask ask) {
-  ReplyStep::Ticket ticket = step.begin();
-  const bool asked = unlessScarce([&] {
-    QRBSourceControlProxy proxy = makeProxy();
-    proxy ? ask(proxy, ticket) : static_cast<void>(step.release());
-  });
-  // As a plug-in that cannot be launched, one that cannot be asked contributes nothing.
-  if (!asked) step.release();
-  step.await();
-  manager->invalidateProcessForOperation(operation, false);
-}
 
 }  // namespace qrb

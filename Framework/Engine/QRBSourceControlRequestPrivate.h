@@ -59,18 +59,57 @@ struct Options {
   QRBSourceControlIncrementalLogBlock incrementalLogBlock;
 };
 
-/// Who may answer the caller. Reply, loss of the process, cancellation and the failure handler's answer may come from
-/// different threads at once; each must first take the request out of the state it acts on, and only one can.
+/// Who may answer the caller, and the caller's side. Reply, loss of the process, cancellation and the failure handler's
+/// answer may come from different threads at once; each must first take the request out of the state it acts on, and
+/// only one can. Who settles it takes over what the caller has given: a helper service that has yet to reply to a
+/// request that was cancelled holds on to this alone.
+template <class... R>
 class Settlement {
  public:
   enum class State { awaitingReply, asking, settled };
+  using Completion = std::function<void(R..., Error)>;
+
+  Settlement(Subject subject, Completion completion)
+      : _subject(std::move(subject)), _completion(std::move(completion)) {}
 
   bool move(State from, State to) { return _state.compare_exchange_strong(from, to); }
   /// From whatever state it is in; false when it was settled already.
   bool settle() { return _state.exchange(State::settled) != State::settled; }
 
+  /// Null once the request is settled.
+  QRBSourceControlRepositoryPtr repository() const {
+    auto repository = _subject.with([](const Subject& subject) { return subject.repository; });
+    return repository ? repository() : nullptr;
+  }
+
+  /// To be called by who has settled it, with an error or with values. Once called the caller has been answered,
+  /// whatever he lacks memory for himself.
+  void fail(const Error& error) {
+    if (Completion completion = take()) unlessScarce([&] { completion(R()..., error); });
+  }
+  /// The caller gets values of his own. They are made first, so that what they lack is told as an error.
+  void succeed(const R&... value) {
+    Completion completion = take();
+    if (!completion) return;
+    bool called = false;
+    const bool done = unlessScarce([&] {
+      std::tuple<R...> values(value...);
+      called = true;
+      std::apply([&](R&... own) { completion(std::move(own)..., Error()); }, values);
+    });
+    if (!done && !called) unlessScarce([&] { completion(R()..., scarcityError()); });
+  }
+
  private:
+  Completion take() {
+    Subject subject;
+    _subject.with([&](Subject& held) { std::swap(held, subject); });
+    return std::exchange(_completion, nullptr);
+  }
+
   std::atomic<State> _state = State::awaitingReply;
+  Guarded<Subject> _subject;
+  Completion _completion;
 };
 
 inline bool isAuthenticationFailure(const Error& error) {
@@ -82,27 +121,15 @@ QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
                                    const Message<Arguments<A...>, Reply<R...>>& message, Subject subject,
                                    Options options, std::type_identity_t<std::function<void(R..., Error)>> completion,
                                    std::type_identity_t<std::tuple<A...>> arguments) {
-  using State = Settlement::State;
-  auto settlement = std::make_shared<Settlement>();
+  using State = typename Settlement<R...>::State;
+  auto settlement = std::make_shared<Settlement<R...>>(subject, std::move(completion));
   bool sendsIdentifier = options.sendsProgressIdentifier;
+  QRBSourceControlSystemPtr system = subject.system();
 
-  // Once called the caller has been answered, whatever he lacks memory for himself.
-  auto fail = [completion](const Error& error) {
-    if (completion) unlessScarce([&] { completion(R()..., error); });
-  };
-  // The caller gets values of his own. They are made first, so that what they lack is told as an error.
-  auto succeed = [completion, fail](const R&... value) {
-    bool called = false;
-    const bool done = !completion || unlessScarce([&] {
-      std::tuple<R...> values(value...);
-      called = true;
-      std::apply([&](R&... own) { completion(std::move(own)..., Error()); }, values);
-    });
-    if (!done && !called) fail(scarcityError());
-  };
-
-  auto block = [=, &message, arguments = std::move(arguments)](const QRBSourceControlOperationPtr& operation,
-                                                               const QRBSourceControlManagerPtr& manager) mutable {
+  auto block = [=, &message, subject = std::move(subject), arguments = std::move(arguments)](
+                   const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager) mutable {
+    // Many requests share the service's one process, and one whose service dies has none at all.
+    if (subject.service) operation->setIdle(true);
     QRBSourceControlProxy proxy = subject.service
                                       ? subject.service(*manager, operation)
                                       : manager->remoteProxyObjectForSourceControlSystem(subject.system(), operation);
@@ -114,22 +141,22 @@ QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
         if (sendsIdentifier) last = operation->identifier();
       }
     }
-    auto onReply = [=](const R&... value, const Error& error) {
+    auto onReply = [settlement, operation, manager](const R&... value, const Error& error) {
       std::shared_ptr<QRBSourceControlAuthenticationFailureHandler> handler;
       QRBSourceControlRepositoryPtr repository;
       if (!operation->suppressAuthenticationFailure() && isAuthenticationFailure(error)) {
-        repository = subject.repository();
+        repository = settlement->repository();
         handler = repository ? manager->failureHandler() : nullptr;
       }
       if (handler == nullptr) {
         if (!settlement->move(State::awaitingReply, State::settled)) return;
-        error ? fail(error) : succeed(value...);
+        error ? settlement->fail(error) : settlement->succeed(value...);
         manager->operationDidFinish(operation);
         return;
       }
       auto giveUp = [=] {
         if (!settlement->move(State::asking, State::settled)) return;
-        fail(error);
+        settlement->fail(error);
         manager->operationDidFinish(operation);
       };
       auto answered = std::make_shared<std::atomic<bool>>(false);
@@ -154,17 +181,17 @@ QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
     proxy.send(message, arguments, std::move(onReply));
   };
 
-  auto terminate = [=](const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager,
-                       const Error& error) {
+  auto terminate = [settlement](const QRBSourceControlOperationPtr& operation,
+                                const QRBSourceControlManagerPtr& manager, const Error& error) {
     // A process that dies after its reply came has done its work; only a cancellation can still stop the request then.
     bool cancelled = operation->isCanceled();
     if (!(cancelled ? settlement->settle() : settlement->move(State::awaitingReply, State::settled))) return;
-    fail(error);
+    settlement->fail(error);
     manager->operationDidFinish(operation);
   };
 
   auto operation = QRBSourceControlOperation::initWithSourceControlManager(
-      onManager, subject.system(), std::move(block), std::move(options.incrementalLogBlock),
+      onManager, std::move(system), std::move(block), std::move(options.incrementalLogBlock),
       std::move(options.progressBlock), std::move(terminate));
   operation->setSuppressAuthenticationFailure(options.suppressAuthenticationFailure);
   onManager->addOperation(operation);

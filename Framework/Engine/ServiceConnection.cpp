@@ -25,17 +25,25 @@ struct Launched {
   std::optional<Process> process;
   /// Why there is no process.
   std::string failure;
+  /// It is this program that lacks something, not the service.
+  bool lacksMeans = false;
 };
 
-Launched failedLaunch(const std::string& name, const std::string& reason) {
+Launched failedLaunch(const std::string& name, const std::string& reason, bool lacksMeans = true) {
   log(name, reason);
   Launched launched;
   launched.failure = name + ": " + reason;
+  launched.lacksMeans = lacksMeans;
   return launched;
 }
 
+bool tellsOfScarcity(const LaunchFailure& failure) {
+  const int number = failure.errorNumber;
+  return number == EAGAIN || number == ENOMEM || number == EMFILE || number == ENFILE;
+}
+
 Launched launchService(const std::string& name, LaunchOptions options) {
-  if (options.path.empty()) return failedLaunch(name, "no such service is installed");
+  if (options.path.empty()) return failedLaunch(name, "no such service is installed", false);
   if (ProcessReaper::shared().start() != 0)
     return failedLaunch(name, "no thread or descriptor is left to see to its end");
   DescriptorPair sockets = makeSocketPair();
@@ -46,7 +54,9 @@ Launched launchService(const std::string& name, LaunchOptions options) {
   options.stderrDescriptor = output.get();
   options.newSession = true;
   auto outcome = Process::launch(options);
-  if (const auto* failure = std::get_if<LaunchFailure>(&outcome)) return failedLaunch(name, failure->text);
+  if (const auto* failure = std::get_if<LaunchFailure>(&outcome)) {
+    return failedLaunch(name, failure->text, tellsOfScarcity(*failure));
+  }
   Launched launched;
   launched.process = std::move(std::get<Process>(outcome));
   launched.peerExit = FileDescriptor(::fcntl(launched.process->pidfd(), F_DUPFD_CLOEXEC, 3));
@@ -109,13 +119,18 @@ std::shared_ptr<ServiceConnection> ServiceConnection::launch(const std::string& 
   options.sharing = kind == Kind::oneShot ? Connection::Sharing::perConnection : Connection::Sharing::perMessage;
   options.name = serviceName;
   auto connection = Connection::make(std::move(launched.socket), std::move(launched.peerExit), std::move(options));
-  return std::shared_ptr<ServiceConnection>(
-      new ServiceConnection(std::move(connection), std::move(launched.process), std::move(launched.failure)));
+  return std::shared_ptr<ServiceConnection>(new ServiceConnection(serviceName, std::move(connection),
+                                                                  std::move(launched.process),
+                                                                  std::move(launched.failure), launched.lacksMeans));
 }
 
-ServiceConnection::ServiceConnection(std::shared_ptr<Connection> connection, std::optional<Process> process,
-                                     std::string launchFailure)
-    : _connection(std::move(connection)), _launchFailure(std::move(launchFailure)), _process(std::move(process)) {}
+ServiceConnection::ServiceConnection(std::string name, std::shared_ptr<Connection> connection,
+                                     std::optional<Process> process, std::string launchFailure, bool lacksMeans)
+    : _name(std::move(name)),
+      _connection(std::move(connection)),
+      _launchFailure(std::move(launchFailure)),
+      _lacksMeans(lacksMeans),
+      _process(std::move(process)) {}
 
 ServiceConnection::~ServiceConnection() {
   invalidate(Ending::killed);
@@ -137,7 +152,7 @@ bool ServiceConnection::isOver() const {
 ServiceConnection::Loss ServiceConnection::loss() const {
   using EndKind = Connection::End::Kind;
   const EndKind kind = _connection->end().kind;
-  const bool ofService = !_launchFailure.empty() || kind == EndKind::exceeded || kind == EndKind::scarce;
+  const bool ofService = _lacksMeans || kind == EndKind::exceeded || kind == EndKind::scarce;
   return ofService ? Loss::ofService : Loss::ofProcess;
 }
 

@@ -59,15 +59,17 @@ class QRB_EXPORT ServiceConnection {
   /// Sets the handlers and begins to read. To be called once.
   void resume(Handlers handlers);
   const std::shared_ptr<Connection>& connection() const noexcept { return _connection; }
+  /// The service's.
+  const std::string& name() const noexcept { return _name; }
   /// Whether no request can be served any more: the process has ended, whether or not the connection has noticed, or
   /// never was. Any thread.
   bool isOver() const;
 
   /// Why no request can be served any more. Any thread.
   enum class Loss {
-    /// The process is gone or broke the protocol. How far it had come with its requests is not known.
+    /// The process is gone, broke the protocol or is not installed. How far it had come with its requests is not known.
     ofProcess,
-    /// It never ran, it delivered too much, or this program lacked what it needs: no answer will be of any use.
+    /// It delivered too much, or this program lacked what it needs: no answer will be of any use.
     ofService,
   };
   Loss loss() const;
@@ -87,11 +89,14 @@ class QRB_EXPORT ServiceConnection {
 
  private:
   static std::shared_ptr<ServiceConnection> launch(const std::string& serviceName, Kind kind, LaunchOptions options);
-  ServiceConnection(std::shared_ptr<Connection> connection, std::optional<Process> process, std::string launchFailure);
+  ServiceConnection(std::string name, std::shared_ptr<Connection> connection, std::optional<Process> process,
+                    std::string launchFailure, bool lacksMeans);
 
+  const std::string _name;
   const std::shared_ptr<Connection> _connection;
   /// Why there never was a process; empty when there was.
   const std::string _launchFailure;
+  const bool _lacksMeans;
   mutable std::mutex _mutex;
   std::optional<Process> _process;
   bool _invalidated = false;

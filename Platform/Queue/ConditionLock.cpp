@@ -20,6 +20,13 @@ void ConditionLock::lockWhenCondition(long condition) {
   _locked = true;
 }
 
+bool ConditionLock::lockWhenConditionBefore(long condition, std::chrono::steady_clock::time_point end) {
+  std::unique_lock lock(_mutex);
+  if (!_changed.wait_until(lock, end, [this, condition] { return !_locked && _condition == condition; })) return false;
+  _locked = true;
+  return true;
+}
+
 bool ConditionLock::tryLock() {
   std::lock_guard lock(_mutex);
   return !std::exchange(_locked, true);

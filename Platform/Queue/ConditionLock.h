@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <string>
@@ -20,6 +21,8 @@ class QRB_EXPORT ConditionLock {
   void lock();
   /// Waits until the lock is free and its condition is `condition`, and takes it.
   void lockWhenCondition(long condition);
+  /// The same, but gives up at a time: false then, and the lock is not taken.
+  bool lockWhenConditionBefore(long condition, std::chrono::steady_clock::time_point end);
   /// Takes the lock if that needs no waiting.
   bool tryLock();
   /// Takes the lock if it is free now and its condition is `condition`.

@@ -124,11 +124,16 @@ class EngineTest : public testing::Test {
 
   /// From now on, requests get a plug-in of that mode.
   void usePlugIn(const std::string& mode) {
-    std::filesystem::path folder = plugInFolder(mode);
-    if (std::filesystem::create_directories(folder)) {
-      std::filesystem::create_symlink(QRB_TEST_PLUGIN, folder / "org.qrb.Orlix.sourcecontrol.Git");
-    }
     ServiceDirectories::unregisterAll();
+    addPlugIn("org.qrb.Orlix.sourcecontrol.Git", mode);
+  }
+  /// The same for that plug-in, beside others.
+  void addPlugIn(const std::string& identifier, const std::string& mode) {
+    const std::filesystem::path folder = plugInFolder(mode);
+    std::filesystem::create_directories(folder);
+    if (!std::filesystem::exists(folder / identifier)) {
+      std::filesystem::create_symlink(QRB_TEST_PLUGIN, folder / identifier);
+    }
     ServiceDirectories::registerDirectory(folder.string());
   }
 

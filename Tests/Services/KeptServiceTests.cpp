@@ -46,6 +46,61 @@ TEST_F(KeptServiceTest, TheRequestThatAServiceDiedInWaitsForItsCancellationAndTh
   EXPECT_EQ(lost->calls(), 1u);
 }
 
+// A request whose service is missing, died or hangs waits for good, and in nobody's way; what could answer it no more
+// is told.
+TEST_F(KeptServiceTest, RequestsWithoutAnAnswerAreToldAndKeepNoOtherFromRunning) {
+  constexpr std::size_t count = 100;
+  useTestPlugIn("Git", "good");
+  const auto elsewhere = QRBSourceControlRepository::initWithURL(URL::fileURL("/r"), system("Git", ".git"));
+  const auto nowhere = QRBSourceControlSystemPlaceholder::initWithPlugInIdentifier("org.nowhere");
+  const std::map<std::string, std::function<QRBSourceControlOperationPtr()>> requests = {
+      {"SSHHelper", [&] { return manager()->knownSSHHostsAndFingerprintsWithCompletionBlock({}); }},
+      {"WorkingCopyScanner", [&] { return manager()->scanForWorkingCopiesInFolderPaths({"/r"}, false, {}, {}); }},
+      {"placeholder", [&] { return manager()->keychainNameFromURL(URL("http://h"), nowhere, {}); }}};
+  for (const auto& [service, request] : requests) {
+    for (const char* mode : {"hang", "killed-without-reply", "missing"}) {
+      useTestPlugIn(service, mode);
+      Guarded<std::vector<QRBSourceControlServiceFailure>> failures;
+      const auto token = manager()->observeServiceFailures(
+          [&](const auto& failure) { failures.with([&](auto& all) { all.push_back(failure); }); });
+      std::vector<QRBSourceControlOperationPtr> operations;
+      for (std::size_t number = 0; number < count; ++number) operations.push_back(request());
+      auto fresh = RevisionOutcome::make();
+      manager()->baseRevisionOfWorkingCopy(
+          QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(URL::fileURL("/r"), elsewhere),
+          fresh->completion());
+      EXPECT_FALSE(fresh->error()) << service << " " << mode;
+      const bool isTold = service != "placeholder" && mode != std::string("hang");
+      const auto told = [&] { return failures.with([](const auto& all) { return all.size(); }); };
+      const auto deadline = std::chrono::steady_clock::now() + kPatience;
+      while (isTold && told() < count && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+      EXPECT_EQ(told(), isTold ? count : 0) << service << " " << mode;
+      for (const auto& operation : operations) operation->cancel();
+      killService(service.c_str());
+    }
+  }
+}
+
+TEST_F(KeptServiceTest, ACancelledRequestLetsGoOfTheCallersObjectsAtOnce) {
+  for (const char* service : {"SSHHelper", "WorkingCopyScanner"}) {
+    useTestPlugIn(service, "hang");
+    auto mine = std::make_shared<int>();
+    const std::weak_ptr<int> watched = mine;
+    QRBSourceControlOperationPtr operation;
+    if (service == std::string("SSHHelper")) {
+      operation = manager()->knownSSHHostsAndFingerprintsWithCompletionBlock([mine](const auto&, const auto&) {});
+    } else {
+      operation = manager()->scanForWorkingCopiesInFolderPaths({"/r"}, false, {}, [mine](const auto&) {});
+    }
+    mine = nullptr;
+    awaitProcessOf(service);
+    EXPECT_FALSE(watched.expired()) << service;
+    operation->cancel();
+    EXPECT_TRUE(watched.expired()) << service;
+    killService(service);
+  }
+}
+
 TEST_F(KeptServiceTest, AServiceThatBreaksTheProtocolIsReplaced) {
   for (const char* mode : {"garbage", "request-to-host", "reply-to-no-request"}) {
     useTestPlugIn("SSHHelper", mode);

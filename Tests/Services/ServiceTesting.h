@@ -23,12 +23,21 @@ class ServiceTest : public testing::Test {
   static const QRBSourceControlManagerPtr& manager() { return QRBSourceControlManager::sharedInstance(); }
   std::string home() const { return _home.string(); }
 
-  /// From now on, a service or plug-in of that name is the test plug-in in that mode.
+  /// From now on, a service or plug-in of that name is the test plug-in in that mode, or, where that is "missing",
+  /// nothing that could be launched.
   void useTestPlugIn(const std::string& name, const std::string& mode) {
     std::filesystem::path folder = _links.path() / name / mode;
     std::filesystem::create_directories(folder);
-    std::filesystem::create_symlink(QRB_TEST_PLUGIN, folder / ("org.qrb.Orlix.sourcecontrol." + name));
+    const std::filesystem::path program = mode == "missing" ? _links.path() : QRB_TEST_PLUGIN;
+    const std::filesystem::path link = folder / ("org.qrb.Orlix.sourcecontrol." + name);
+    if (!std::filesystem::is_symlink(link)) std::filesystem::create_symlink(program, link);
+    // The first that has the name counts, which is to be this one.
+    const std::vector<std::string> earlier = ServiceDirectories::directories();
+    ServiceDirectories::unregisterAll();
     ServiceDirectories::registerDirectory(folder.string());
+    for (const std::string& directory : earlier) {
+      if (directory.starts_with(_links.string())) ServiceDirectories::registerDirectory(directory);
+    }
   }
 
   /// Waits until there is one.

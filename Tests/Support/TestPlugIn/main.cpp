@@ -23,9 +23,11 @@ namespace {
 using qrb::ArchiveWriter;
 using qrb::ArchiveWriterTables;
 
+/// The name of the link that this process was launched by.
+std::string ownName;
+
 QRBSourceControlSystemPtr testSystem() {
-  return QRBSourceControlSystem::initWithName("Test", "org.qrb.Orlix.sourcecontrol.Git", "1", ".git", {}, true, true,
-                                              false, false, false, 7);
+  return QRBSourceControlSystem::initWithName("Test", ownName, "1", ".git", {}, true, true, false, false, false, 7);
 }
 
 // Serves as a good plug-in does.
@@ -304,6 +306,14 @@ int misbehave(const std::string& folder) {
          for (;;) ::pause();
        }},
       {"reply-then-die", [&] { raw.write(raw.goodResponse(raw.readRequest())), dieBySignal(); }},
+      {"system-then-exit",
+       [&] {
+         raw.write(raw.response(raw.readRequest(), [](ArchiveWriter& writer) {
+           writer.writeArrayHeader(1);
+           writer.writeObject(testSystem());
+         }));
+         ::_exit(0);
+       }},
       {"reply-twice",
        [&] {
          std::string response = raw.goodResponse(raw.readRequest());
@@ -386,5 +396,6 @@ int misbehave(const std::string& folder) {
 
 int main(int, char** arguments) {
   std::string path = arguments[0];
+  ownName = path.substr(path.rfind('/') + 1);
   return misbehave(path.substr(0, path.rfind('/')));
 }
