@@ -194,10 +194,10 @@ void QRBSourceControlManager::communicationFailed(const std::weak_ptr<ServiceCon
   ServiceConnectionPtr connection = weakConnection.lock();
   if (connection == nullptr) return;
   QRBSourceControlOperationPtr operation = releaseConnection(connection.get());
+  const qrb::Error failure = operation != nullptr ? connection->failure() : qrb::Error();
   // It is dead, or talks nonsense: what is left of it is not waited for.
   connection->invalidate(ServiceConnection::Ending::killed);
   if (operation == nullptr) return;
-  const qrb::Error failure = connection->failure();
   lost ? lost(failure) : operation->terminate(failure);
 }
 

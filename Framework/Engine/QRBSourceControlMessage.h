@@ -72,7 +72,8 @@ std::tuple<T...> readValues(ArchiveNode node, const std::tuple<T...>*) {
     std::size_t index = next++;
     if (index >= count) return V();
     ArchiveNode value = node.element(index);
-    return value.isNil() ? V() : Codec<V>::read(value);
+    if (value.isNil()) return V();
+    return readAt([&] { return "value " + std::to_string(next); }, [&] { return Codec<V>::read(value); });
   };
   // Braces, not parentheses: they fix the order of the calls.
   return std::tuple<T...>{read(static_cast<const T*>(nullptr))...};

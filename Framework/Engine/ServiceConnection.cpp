@@ -66,6 +66,9 @@ Launched launchService(const std::string& name, LaunchOptions options) {
   return launched;
 }
 
+// How long what has closed its connection is waited for, to tell how it ended, in milliseconds.
+constexpr int kLongestEnding = 200;
+
 ProcessReaper::Policy policyFor(ServiceConnection::Ending ending) {
   switch (ending) {
     case ServiceConnection::Ending::told:
@@ -160,12 +163,31 @@ Error ServiceConnection::failure() const noexcept {
   Error failure = scarcityError();
   unlessScarce([&] {
     const Connection::End end = _connection->end();
-    const std::string& detail = _launchFailure.empty() ? end.detail : _launchFailure;
-    if (detail.empty() && end.kind == Connection::End::Kind::scarce) return;
+    std::string detail = end.detail;
+    if (!_launchFailure.empty()) {
+      detail = _launchFailure;
+    } else if (detail.empty() && end.kind == Connection::End::Kind::scarce) {
+      return;
+    } else if (end.kind == Connection::End::Kind::lost) {
+      detail = _name + ": " + howItWasLost() +
+               (end.awaited.empty() ? "" : " before it answered \"" + end.awaited + '"') + ".";
+    } else if (!detail.empty()) {
+      detail = _name + ": " + detail;
+    }
     failure = QRBSourceControlError_PlugInCommunicationFailure(detail.empty() ? String()
                                                                               : String(replacingInvalidUTF8(detail)));
   });
   return failure;
+}
+
+std::string ServiceConnection::howItWasLost() const {
+  std::lock_guard lock(_mutex);
+  if (!_process) return "the process was ended";
+  // The end of the conversation comes a moment before that of the process.
+  pollfd exit{_process->pidfd(), POLLIN, 0};
+  ::poll(&exit, 1, kLongestEnding);
+  const std::optional<ExitStatus> status = _process->peek();
+  return status ? "the process ended (" + status->description() + ")" : "the process closed its end of the connection";
 }
 
 void ServiceConnection::invalidate(Ending ending) {

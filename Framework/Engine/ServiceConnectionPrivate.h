@@ -73,7 +73,9 @@ class QRB_EXPORT ServiceConnection {
     ofService,
   };
   Loss loss() const;
-  /// The communication failure with what is known of the reason. Any thread; needs no memory where there is none.
+  /// The communication failure, with what is known of the reason: which service, what it sent or how it ended, and what
+  /// was to be answered. To be called before invalidate(). Waits a moment for the end of a process that has closed its
+  /// connection. Any thread; needs no memory where there is none.
   Error failure() const noexcept;
 
   /// How an invalidated service is expected to end.
@@ -89,6 +91,7 @@ class QRB_EXPORT ServiceConnection {
 
  private:
   static std::shared_ptr<ServiceConnection> launch(const std::string& serviceName, Kind kind, LaunchOptions options);
+  std::string howItWasLost() const;
   ServiceConnection(std::string name, std::shared_ptr<Connection> connection, std::optional<Process> process,
                     std::string launchFailure, bool lacksMeans);
 

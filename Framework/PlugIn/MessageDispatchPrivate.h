@@ -36,12 +36,12 @@ class Answering {
       _connection->sendResponse(_identifier, error,
                                 [&](ArchiveWriter& writer) { writeValues(writer, std::tuple<const R&...>(value...)); });
     } catch (const ArchiveError& problem) {
-      fail(problem.what());
+      fail(problem.description());
     }
   }
 
  private:
-  void fail(const char* problem) {
+  void fail(const std::string& problem) {
     assertionFailure("Framework/QRBSourceControlPlugInPrimary", __LINE__, std::string(_selector) + " " + problem);
   }
 

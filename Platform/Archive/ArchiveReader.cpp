@@ -92,6 +92,30 @@ std::size_t referenceNumber(const msgpack_object& value) {
   return number;
 }
 
+[[noreturn]] void refuseClass(std::string_view found, const ClassInfo& admitted, const void* value) {
+  throw ArchiveError("an object of class " + std::string(admitted.name()) + " was expected, and one of class " +
+                         std::string(found) + " found",
+                     value);
+}
+
+/// Counts values in the order in which they stand in the bytes until `wanted` is met.
+bool countUntil(const msgpack_object& value, const void* wanted, std::size_t& count) {
+  if (&value == wanted) return true;
+  ++count;
+  if (value.type == MSGPACK_OBJECT_ARRAY) {
+    for (std::uint32_t i = 0; i < value.via.array.size; ++i) {
+      if (countUntil(value.via.array.ptr[i], wanted, count)) return true;
+    }
+  } else if (value.type == MSGPACK_OBJECT_MAP) {
+    for (std::uint32_t i = 0; i < value.via.map.size; ++i) {
+      if (countUntil(value.via.map.ptr[i].key, wanted, count) || countUntil(value.via.map.ptr[i].val, wanted, count)) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
 }  // namespace
 
 // Goes over a new message once, in the order in which it was written, since that order gives the numbers.
@@ -183,6 +207,12 @@ std::size_t ArchiveMessage::objectCount() const noexcept {
   return _parsed->objectCount;
 }
 
+std::optional<std::size_t> ArchiveMessage::offsetOf(const void* value) const {
+  std::size_t before = 0;
+  if (value == nullptr || !countUntil(_parsed->root, value, before)) return std::nullopt;
+  return offsetOfValue(_parsed->bytes, before);
+}
+
 ArchiveReaderTables::ArchiveReaderTables() : _tables(std::make_unique<Tables>()) {}
 ArchiveReaderTables::~ArchiveReaderTables() = default;
 
@@ -220,17 +250,50 @@ ArchiveNode::Kind ArchiveNode::kind() const {
   throw ArchiveError("a value of no known kind");
 }
 
+void ArchiveNode::expected(const char* what) const {
+  const char* found = "nothing";
+  switch (kind()) {
+    case Kind::nil:
+      break;
+    case Kind::boolean:
+      found = "a boolean";
+      break;
+    case Kind::integer:
+      found = isNegative() ? "a negative integer" : "an integer";
+      break;
+    case Kind::real:
+      found = "a number with a fraction";
+      break;
+    case Kind::string:
+      found = "a string";
+      break;
+    case Kind::bytes:
+      found = "bytes";
+      break;
+    case Kind::array:
+      found = "an array";
+      break;
+    case Kind::map:
+      found = "a dictionary";
+      break;
+    case Kind::object:
+      found = "an object";
+      break;
+  }
+  throw ArchiveError(std::string(what) + " was expected, and " + found + " found", _value);
+}
+
 bool ArchiveNode::isNil() const noexcept {
   return _value == nullptr || _value->type == MSGPACK_OBJECT_NIL;
 }
 
 bool ArchiveNode::boolean() const {
-  if (kind() != Kind::boolean) throw ArchiveError("a boolean was expected");
+  if (kind() != Kind::boolean) expected("a boolean");
   return _value->via.boolean;
 }
 
 std::int64_t ArchiveNode::integer() const {
-  if (kind() != Kind::integer) throw ArchiveError("an integer was expected");
+  if (kind() != Kind::integer) expected("an integer");
   if (_value->type == MSGPACK_OBJECT_POSITIVE_INTEGER &&
       _value->via.u64 > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
     throw ArchiveError("an integer out of range");
@@ -244,7 +307,7 @@ bool ArchiveNode::isNegative() const noexcept {
 
 std::uint64_t ArchiveNode::unsignedInteger() const {
   if (_value == nullptr || _value->type != MSGPACK_OBJECT_POSITIVE_INTEGER) {
-    throw ArchiveError("an unsigned integer was expected");
+    expected("an unsigned integer");
   }
   return _value->via.u64;
 }
@@ -256,13 +319,13 @@ double ArchiveNode::real() const {
   if (_value != nullptr && _value->type == MSGPACK_OBJECT_NEGATIVE_INTEGER) {
     return static_cast<double>(_value->via.i64);
   }
-  if (kind() != Kind::real) throw ArchiveError("a number was expected");
+  if (kind() != Kind::real) expected("a number");
   return _value->via.f64;
 }
 
 std::string_view ArchiveNode::stringView() const {
   Kind is = kind();
-  if (is != Kind::string && is != Kind::bytes) throw ArchiveError("a string was expected");
+  if (is != Kind::string && is != Kind::bytes) expected("a string");
   return bytesOf(*_value);
 }
 
@@ -273,16 +336,21 @@ String ArchiveNode::string() const {
 std::size_t ArchiveNode::count() const {
   if (_value != nullptr && _value->type == MSGPACK_OBJECT_ARRAY) return _value->via.array.size;
   if (_value != nullptr && _value->type == MSGPACK_OBJECT_MAP) return _value->via.map.size;
-  throw ArchiveError("a collection was expected");
+  expected("a collection");
 }
 
 ArchiveNode ArchiveNode::element(std::size_t index) const {
-  if (kind() != Kind::array || index >= _value->via.array.size) throw ArchiveError("an array is too short");
+  if (kind() != Kind::array) expected("an array");
+  if (index >= _value->via.array.size) {
+    throw ArchiveError("at least " + std::to_string(index + 1) + " values were expected in an array, and " +
+                           std::to_string(_value->via.array.size) + " found",
+                       _value);
+  }
   return ArchiveNode(&_value->via.array.ptr[index], _tables);
 }
 
 std::pair<String, ArchiveNode> ArchiveNode::entry(std::size_t index) const {
-  if (kind() != Kind::map || index >= _value->via.map.size) throw ArchiveError("a dictionary was expected");
+  if (kind() != Kind::map || index >= _value->via.map.size) expected("a dictionary");
   const msgpack_object_kv& pair = _value->via.map.ptr[index];
   ArchiveNode value(&pair.val, _tables);
   if (pair.key.type == MSGPACK_OBJECT_BIN) return {String(bytesOf(pair.key)), value};
@@ -290,7 +358,7 @@ std::pair<String, ArchiveNode> ArchiveNode::entry(std::size_t index) const {
 }
 
 ArchiveNode ArchiveNode::valueForKey(std::string_view key) const {
-  if (_value == nullptr || _value->type != MSGPACK_OBJECT_MAP) throw ArchiveError("a dictionary was expected");
+  if (_value == nullptr || _value->type != MSGPACK_OBJECT_MAP) expected("a dictionary");
   for (std::uint32_t i = isObjectMap(*_value) ? 1 : 0; i < _value->via.map.size; ++i) {
     const msgpack_object_kv& pair = _value->via.map.ptr[i];
     std::string_view name =
@@ -302,26 +370,25 @@ ArchiveNode ArchiveNode::valueForKey(std::string_view key) const {
 
 std::shared_ptr<Object> ArchiveNode::object(const ClassInfo& admitted) const {
   if (isNil()) return nullptr;
-  if (kind() != Kind::object) throw ArchiveError("an object was expected");
+  if (kind() != Kind::object) expected("an object");
   ArchiveReaderTables::Tables& tables = *_tables->_tables;
   std::size_t number =
       _value->type == MSGPACK_OBJECT_EXT ? referenceNumber(*_value) : _value->via.map.ptr[0].key.via.u64;
   if (const auto& known = tables.objects[number].object; known != nullptr) {
-    if (!known->classInfo().isKindOf(admitted)) throw ArchiveError("an object of another class");
+    if (!known->classInfo().isKindOf(admitted)) refuseClass(known->classInfo().name(), admitted, _value);
     return known;
   }
   const msgpack_object* source = tables.objects[number].source;
   if (source == nullptr) throw ArchiveError("an object that holds itself");
   const ClassInfo* info = tables.classOfKey(source->via.map.ptr[0].val.via.u64);
   if (info == nullptr || !info->isKindOf(admitted) || !info->supportsSecureCoding()) {
-    throw ArchiveError("an object of a class that is not admitted where a " + std::string(admitted.name()) +
-                       " was expected");
+    refuseClass(tables.keys[source->via.map.ptr[0].val.via.u64].text.view(), admitted, source);
   }
   tables.objects[number].source = nullptr;
   std::shared_ptr<Object> made;
   try {
     KeyedUnarchiver coder{ArchiveNode(source, _tables)};
-    made = info->decoder()(coder);
+    made = readAt([&] { return "an object of " + std::string(info->name()); }, [&] { return info->decoder()(coder); });
   } catch (...) {
     tables.objects[number].source = source;
     throw;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -50,6 +51,8 @@ class QRB_EXPORT ArchiveNode {
   /// The object, made on first use and shared after that; null for nil. Throws when its class is not `admitted` or a
   /// class derived from it, before anything of it is made.
   std::shared_ptr<Object> object(const ClassInfo& admitted) const;
+  /// Throws ArchiveError with `what`, such as "a string", and what there is instead.
+  [[noreturn]] void expected(const char* what) const;
 
  private:
   const msgpack_object* _value = nullptr;
@@ -69,6 +72,9 @@ class QRB_EXPORT ArchiveMessage {
   ArchiveNode root() const noexcept;
   /// How many objects it holds in full; none of them is made yet after `parse`.
   std::size_t objectCount() const noexcept;
+  /// Where in the message's bytes a value begins that an ArchiveError speaks of; absent where it is not of this
+  /// message.
+  std::optional<std::size_t> offsetOf(const void* value) const;
 
  private:
   friend class ArchiveReaderTables;

@@ -33,7 +33,7 @@ void Codec<Error>::write(ArchiveWriter& writer, const Error& error) {
 
 Error Codec<Error>::read(ArchiveNode node) {
   if (node.isNil()) return {};
-  if (node.kind() != ArchiveNode::Kind::map) throw ArchiveError("an error was expected");
+  if (node.kind() != ArchiveNode::Kind::map) node.expected("an error");
   return Error(Codec<String>::read(node.valueForKey(kDomain)), node.valueForKey(kCode).integer(),
                Codec<StringMap<String>>::read(node.valueForKey(kUserInfo)), read(node.valueForKey(kCause)));
 }

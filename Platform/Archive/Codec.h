@@ -123,14 +123,18 @@ struct Codec<StringMap<V>> {
   }
   static StringMap<V> read(ArchiveNode node) {
     if (node.isNil()) return {};
-    if (node.kind() != ArchiveNode::Kind::map) throw ArchiveError("a dictionary was expected");
+    if (node.kind() != ArchiveNode::Kind::map) node.expected("a dictionary");
     std::vector<std::pair<String, V>> entries;
     std::size_t count = node.count();
     entries.reserve(count);
     for (std::size_t index = 0; index < count; ++index) {
-      auto [key, value] = node.entry(index);
-      if (value.isNil()) throw ArchiveError("a dictionary holds nil");
-      entries.emplace_back(std::move(key), Codec<V>::read(value));
+      const auto entry = node.entry(index);
+      V value = readAt([&] { return "key \"" + entry.first.str() + "\""; },
+                       [&] {
+                         if (entry.second.isNil()) throw ArchiveError("a dictionary holds nil");
+                         return Codec<V>::read(entry.second);
+                       });
+      entries.emplace_back(entry.first, std::move(value));
     }
     return StringMap<V>(std::move(entries));
   }
@@ -163,13 +167,16 @@ struct Codec<std::vector<T>> {
   static std::vector<T> read(ArchiveNode node) {
     std::vector<T> values;
     if (node.isNil()) return values;
-    if (node.kind() != ArchiveNode::Kind::array) throw ArchiveError("an array was expected");
+    if (node.kind() != ArchiveNode::Kind::array) node.expected("an array");
     std::size_t count = node.count();
     values.reserve(count);
     for (std::size_t index = 0; index < count; ++index) {
       ArchiveNode element = node.element(index);
-      if (element.isNil()) throw ArchiveError("an array holds nil");
-      values.push_back(Codec<T>::read(element));
+      values.push_back(readAt([&] { return "element " + std::to_string(index + 1); },
+                              [&] {
+                                if (element.isNil()) throw ArchiveError("an array holds nil");
+                                return Codec<T>::read(element);
+                              }));
     }
     return values;
   }
@@ -198,7 +205,7 @@ struct Codec<std::array<double, 2>> {
     for (double coordinate : point) writer.writeDouble(coordinate);
   }
   static std::array<double, 2> read(ArchiveNode node) {
-    if (node.kind() != ArchiveNode::Kind::array || node.count() != 2) throw ArchiveError("a point was expected");
+    if (node.kind() != ArchiveNode::Kind::array || node.count() != 2) node.expected("a point");
     return {node.element(0).real(), node.element(1).real()};
   }
 };

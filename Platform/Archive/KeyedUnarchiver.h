@@ -19,7 +19,8 @@ class QRB_EXPORT KeyedUnarchiver {
   template <class T>
   T decode(std::string_view key) const {
     ArchiveNode node = _object.valueForKey(key);
-    return node.isNil() ? T() : Codec<T>::read(node);
+    if (node.isNil()) return T();
+    return readAt([&] { return "key \"" + std::string(key) + "\""; }, [&] { return Codec<T>::read(node); });
   }
   bool contains(std::string_view key) const { return !_object.valueForKey(key).isNil(); }
 

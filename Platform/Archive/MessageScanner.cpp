@@ -59,6 +59,15 @@ Header decodeHeader(std::string_view bytes) {
 
 }  // namespace
 
+std::size_t offsetOfValue(std::string_view bytes, std::size_t count) {
+  std::size_t offset = 0;
+  for (; count > 0 && offset < bytes.size(); --count) {
+    const Header header = decodeHeader(bytes.substr(offset));
+    offset += header.size + static_cast<std::size_t>(header.payload);
+  }
+  return offset;
+}
+
 MessageScanner::Outcome MessageScanner::refuse(std::string_view reason) {
   _reason = reason;
   return Outcome::refused;

@@ -16,6 +16,10 @@ struct MessageLimits {
   std::size_t depth = 24;
 };
 
+/// Where the value begins that comes after `count` others in a whole and well-formed MessagePack value, in the order in
+/// which they stand there: keys count, and a collection counts before what it holds.
+std::size_t offsetOfValue(std::string_view bytes, std::size_t count);
+
 /// Finds where a MessagePack value ends in a stream that arrives in pieces, without building anything.
 ///
 /// Declared lengths and counts are checked against the limits as soon as their header arrives. Feed it the bytes from

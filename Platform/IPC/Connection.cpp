@@ -90,7 +90,7 @@ void Connection::sendRequest(std::string_view method, const Encoder& arguments, 
     lost = _lost;
     if (!lost) {
       identifier = ++_lastIdentifier;
-      _pending.emplace(identifier, Pending{std::move(onReply), onFailure});
+      _pending.emplace(identifier, Pending{std::string(method), std::move(onReply), onFailure});
     }
   }
   if (lost) return onFailure();
@@ -251,7 +251,7 @@ bool Connection::takeMessages() {
   for (;;) {
     std::string_view rest = std::string_view(_input).substr(_inputTaken);
     MessageScanner::Outcome outcome = rest.empty() ? MessageScanner::Outcome::incomplete : _scanner.scan(rest);
-    if (outcome == MessageScanner::Outcome::refused) return refuse(_scanner.reason());
+    if (outcome == MessageScanner::Outcome::refused) return refuse(_scanner.reason(), _scanner.length());
     if (!fits(_scanner.length() + kValueCost * _scanner.values())) return exceed();
     if (outcome == MessageScanner::Outcome::incomplete) break;
     std::string message(rest.substr(0, _scanner.length()));
@@ -271,15 +271,24 @@ bool Connection::handleMessage(std::string bytes) {
   }
   _budget.spend(bytes.size() + kValueCost * _scanner.values());
   _scanner.reset();
+  std::shared_ptr<ArchiveMessage> message;
   try {
-    std::shared_ptr<ArchiveMessage> message = ArchiveMessage::parse(std::move(bytes), *_readerTables);
+    message = ArchiveMessage::parse(std::move(bytes), *_readerTables);
     // Before any of the objects is made.
     if (!_budget.spend(kObjectCost * message->objectCount())) return exceed();
     handleRoot(message->root());
+    _answered.reset();
     _readerTables->retire(message);
     return true;
   } catch (const ArchiveError& problem) {
-    return refuse(problem.what());
+    refuse(problem.description(), message ? message->offsetOf(problem.value()) : std::nullopt);
+    failAnswered();
+    return false;
+  } catch (...) {
+    // Nothing else gets out of a handler.
+    setEnd(End::Kind::scarce);
+    failAnswered();
+    throw;
   }
 }
 
@@ -298,23 +307,20 @@ void Connection::handleRoot(ArchiveNode root) {
 
 void Connection::handleResponse(ArchiveNode root) {
   if (root.count() != 4) throw ArchiveError("a response of the wrong length");
-  std::optional<Pending> pending = takePending(messageIdentifier(root.element(1)));
-  if (!pending) {
+  _answered = takePending(messageIdentifier(root.element(1)));
+  if (!_answered) {
     if (isInvalidated()) return;
     throw ArchiveError("a response to no request");
   }
-  try {
-    pending->onReply(root.element(2), root.element(3));
-  } catch (const ArchiveError& problem) {
-    refuse(problem.what());
-    if (!isInvalidated()) pending->onFailure();
-    throw;
-  } catch (...) {
-    // Nothing else gets out of a handler.
-    setEnd(End::Kind::scarce);
-    if (!isInvalidated()) pending->onFailure();
-    throw;
-  }
+  readAt([&] { return "the reply to \"" + _answered->method + '"'; },
+         [&] { _answered->onReply(root.element(2), root.element(3)); });
+}
+
+void Connection::failAnswered() {
+  if (!_answered) return;
+  const Pending failed = std::move(*_answered);
+  _answered.reset();
+  if (!isInvalidated()) failed.onFailure();
 }
 
 void Connection::handleCall(ArchiveNode root, bool isRequest) {
@@ -325,8 +331,11 @@ void Connection::handleCall(ArchiveNode root, bool isRequest) {
   call.arguments = root.element(length - 1);
   if (call.arguments.kind() != ArchiveNode::Kind::array) throw ArchiveError("a call whose arguments are no array");
   if (isRequest) call.identifier = messageIdentifier(root.element(1));
-  if (!_callHandler) throw ArchiveError("a call that nobody here serves");
-  _callHandler(call);
+  readAt([&] { return "the call \"" + std::string(call.method) + '"'; },
+         [&] {
+           if (!_callHandler) throw ArchiveError("a call that nobody here serves");
+           _callHandler(call);
+         });
 }
 
 std::optional<Connection::Pending> Connection::takePending(std::uint32_t identifier) {
@@ -350,8 +359,10 @@ bool Connection::fits(std::size_t cost) const {
   return _options.sharing == Sharing::perMessage ? cost <= _budget.limit() : _budget.admits(cost);
 }
 
-bool Connection::refuse(std::string_view reason) {
-  setEnd(End::Kind::refused, "the other side sent " + std::string(reason));
+bool Connection::refuse(std::string_view reason, std::optional<std::size_t> offset) {
+  std::string text = "the other side sent what is not understood: " + std::string(reason);
+  if (offset) text += ", at byte " + std::to_string(*offset) + " of the message";
+  setEnd(End::Kind::refused, text);
   return false;
 }
 
@@ -378,7 +389,7 @@ void Connection::setEnd(End::Kind kind, std::string_view what, std::string_view 
   if (what.empty()) return;
   unlessScarce([&] {
     log(_options.name, "connection ended: " + std::string(what));
-    std::string detail = _options.name + ": " + std::string(what) + ".";
+    std::string detail = std::string(what) + ".";
     if (!advice.empty()) detail += " What helps: " + std::string(advice) + ".";
     std::lock_guard lock(_stateMutex);
     _end.detail = std::move(detail);
@@ -393,6 +404,8 @@ void Connection::lose() {
     if (_invalidated || _lost) return;
     _lost = true;
     awaited.swap(_pending);
+    const auto first = std::ranges::min_element(awaited, {}, [](const auto& entry) { return entry.first; });
+    if (first != awaited.end()) unlessScarce([&] { _end.awaited = first->second.method; });
   }
   {
     std::lock_guard lock(_writeMutex);

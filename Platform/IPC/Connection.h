@@ -73,6 +73,8 @@ class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
     Kind kind = Kind::none;
     /// For people, what happened and what to do; empty where the kind says it all.
     std::string detail = {};
+    /// The method of the request that was to be answered next; empty where none was.
+    std::string awaited = {};
   };
 
   using Encoder = std::function<void(ArchiveWriter&)>;
@@ -131,6 +133,7 @@ class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
 
  private:
   struct Pending {
+    std::string method;
     ReplyHandler onReply;
     FailureHandler onFailure;
   };
@@ -151,7 +154,8 @@ class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
   std::optional<Pending> takePending(std::uint32_t identifier);
   bool isInvalidated();
   bool fits(std::size_t cost) const;
-  bool refuse(std::string_view reason);
+  bool refuse(std::string_view reason, std::optional<std::size_t> offset);
+  void failAnswered();
   bool exceed();
   void endForScarcity();
   void setEnd(End::Kind kind, std::string_view what = {}, std::string_view advice = {});
@@ -184,6 +188,8 @@ class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
   std::size_t _inputTaken = 0;
   MessageScanner _scanner;
   DeliveryBudget _budget{kRequestBudget};
+  /// The request whose response is being read; it fails where that cannot be.
+  std::optional<Pending> _answered;
   std::unique_ptr<ArchiveReaderTables> _readerTables;
 };
 

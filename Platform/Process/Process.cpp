@@ -78,10 +78,23 @@ ExitStatus Process::wait() {
   return *reap(0);
 }
 
+std::optional<ExitStatus> Process::peek() const {
+  return _reaped || _pid <= 0 ? _status : look(WNOHANG | WNOWAIT);
+}
+
 std::optional<ExitStatus> Process::reap(int flags) {
   if (_reaped || _pid <= 0) {
     return _status;
   }
+  const std::optional<ExitStatus> status = look(flags);
+  if (status) {
+    _status = *status;
+    _reaped = true;
+  }
+  return status;
+}
+
+std::optional<ExitStatus> Process::look(int flags) const {
   siginfo_t info;
   int result;
   do {
@@ -93,12 +106,12 @@ std::optional<ExitStatus> Process::reap(int flags) {
   }
   // Any failure (ECHILD in practice) means that somebody else took the status, or the system itself because SIGCHLD is
   // ignored: the process is over all the same.
+  ExitStatus status;
   if (result == 0) {
-    _status.kind = info.si_code == CLD_EXITED ? ExitStatus::Kind::exited : ExitStatus::Kind::signalled;
-    _status.value = info.si_status;
+    status.kind = info.si_code == CLD_EXITED ? ExitStatus::Kind::exited : ExitStatus::Kind::signalled;
+    status.value = info.si_status;
   }
-  _reaped = true;
-  return _status;
+  return status;
 }
 
 }  // namespace qrb

@@ -101,6 +101,8 @@ class QRB_EXPORT Process {
   /// leader is not reaped or any member lives; do not call it once it has returned false.
   bool signalGroup(int signal) const;
 
+  /// The status when the process is over, left for tryReap() or wait(); nothing while it runs.
+  std::optional<ExitStatus> peek() const;
   /// Takes the status when the process is over; nothing while it runs. Later calls return the same status.
   std::optional<ExitStatus> tryReap();
   /// Blocks until the process is over and takes its status.
@@ -110,6 +112,7 @@ class QRB_EXPORT Process {
   friend class ProcessReaper;
   Process(pid_t pid, FileDescriptor pidfd, bool ownGroup, std::unique_ptr<ReaperPlace> place);
   std::optional<ExitStatus> reap(int flags);
+  std::optional<ExitStatus> look(int flags) const;
 
   pid_t _pid = -1;
   FileDescriptor _pidfd;

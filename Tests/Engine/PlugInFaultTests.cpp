@@ -21,30 +21,46 @@ class PlugInFaultTest : public EngineTest {
   }
 };
 
+struct Fault {
+  const char* mode;
+  /// What the failure says of it, beside the plug-in's name.
+  const char* detail;
+};
+
+#define ASKED "\"baseRevisionOfWorkingCopy:completionBlock:\""
+
 // Modes in which no whole reply ever reaches the host.
-const char* const faults[] = {"exit-at-start",
-                              "killed-at-start",
-                              "exit-without-reply",
-                              "killed-without-reply",
-                              "garbage",
-                              "text",
-                              "gigabyte-length",
-                              "million-elements",
-                              "deep",
-                              "unknown-class",
-                              "another-class",
-                              "another-type",
-                              "dangling-reference",
-                              "reply-to-no-request",
-                              "request-to-host"};
+const Fault faults[] = {
+    {"exit-at-start", "the process ended (exit code 0) before it answered " ASKED "."},
+    {"killed-at-start", "the process ended (signal 9 (SIGKILL, Killed)) before it answered " ASKED "."},
+    {"exit-without-reply", "the process ended (exit code 0) before it answered " ASKED "."},
+    {"killed-without-reply", "the process ended (signal 9 (SIGKILL, Killed)) before it answered " ASKED "."},
+    {"garbage", "a byte that begins no value, at byte 0 of the message"},
+    {"text", "an array was expected, and an integer found, at byte 0 of the message"},
+    {"gigabyte-length", "message too long, at byte 4 of the message"},
+    {"million-elements", "too many values in one message, at byte 4 of the message"},
+    {"deep", "values nested too deep"},
+    {"unknown-class",
+     "the reply to " ASKED ", value 1: an object of class QRBSourceControlRevision was expected, and one of class "},
+    {"another-class",
+     "the reply to " ASKED ", value 1: an object of class QRBSourceControlRevision was expected, and one of class "
+     "QRBSourceControlTag found, at byte 5 of the message"},
+    {"another-type",
+     "the reply to " ASKED ", value 1: an object was expected, and a string found, at byte 5 of the message"},
+    {"dangling-reference", "a reference to no object"},
+    {"reply-to-no-request", "a response to no request"},
+    {"request-to-host", "the call \"x\": a request where only callbacks are served"}};
 
 TEST_F(PlugInFaultTest, EveryFaultSettlesItsRequestOnceWithTheCommunicationFailure) {
   for (int round = 0; round < 20; ++round) {
-    for (const char* fault : faults) {
+    for (const auto& [fault, detail] : faults) {
       usePlugIn(fault);
       auto outcome = requestBaseRevision();
       auto [revision, error] = outcome->wait();
       EXPECT_TRUE(isCommunicationFailure(error)) << fault << ": " << error.description();
+      const std::string said = error.userInfo(QRBSourceControlUnderlyingErrorString).str();
+      EXPECT_TRUE(said.starts_with("org.qrb.Orlix.sourcecontrol.Git: ")) << said;
+      EXPECT_NE(said.find(detail), std::string::npos) << fault << ": " << said;
       EXPECT_EQ(revision, nullptr) << fault;
       settleProcesses();
       EXPECT_EQ(outcome->calls(), 1u) << fault;
@@ -202,7 +218,7 @@ TEST_F(PlugInFaultTest, AServiceThatCannotBeLaunchedFailsItsRequest) {
 }
 
 TEST_F(PlugInFaultTest, AFaultDuringDiscoveryLeavesTheSystemOutAndIsNoError) {
-  for (const char* fault : faults) {
+  for (const auto& [fault, detail] : faults) {
     usePlugIn(fault);
     std::promise<std::shared_ptr<const QRBSourceControlManager::Systems>> promise;
     manager()->sourceControlSystemsWithCompletionBlock([&](const auto& systems) { promise.set_value(systems); });
