@@ -1,6 +1,7 @@
 #include "QRBSourceControlManager.h"
 
 #include <algorithm>
+#include <cctype>
 
 #include "Assertion.h"
 #include "HeldDictionary.h"
@@ -11,8 +12,10 @@
 #include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlPlugInProtocol.h"
 #include "QRBSourceControlProxyPrivate.h"
+#include "QRBSourceControlServiceProtocols.h"
 #include "Scarcity.h"
 #include "ServiceConnectionPrivate.h"
+#include "ServiceDirectories.h"
 #include "ServiceReservePrivate.h"
 
 using qrb::ServiceConnection;
@@ -145,10 +148,40 @@ QRBSourceControlOperationPtr QRBSourceControlManager::releaseConnection(const Se
 
 // Connections
 
-const std::vector<String>& QRBSourceControlManager::_allPlugInIdentifiers() {
-  static const auto* identifiers =
-      new std::vector<String>{QRBSourceControlGitPlugInIdentifier, QRBSourceControlSubversionPlugInIdentifier};
-  return *identifiers;
+namespace {
+
+/// Letters, digits, hyphens and underscores in at least three parts, which no script's name with its extension is.
+bool hasFormOfIdentifier(std::string_view name) {
+  std::size_t parts = 0;
+  while (!name.empty()) {
+    const std::size_t end = std::min(name.find('.'), name.size());
+    const bool isPart = end > 0 && std::ranges::all_of(name.substr(0, end), [](unsigned char letter) {
+                          return std::isalnum(letter) != 0 || letter == '-' || letter == '_';
+                        });
+    if (!isPart || end + 1 == name.size()) return false;
+    ++parts;
+    name.remove_prefix(std::min(end + 1, name.size()));
+  }
+  return parts >= 3;
+}
+
+}  // namespace
+
+std::vector<String> QRBSourceControlManager::installedPlugInIdentifiers() {
+  const std::vector<std::string> installed = qrb::ServiceDirectories::executableNames();
+  std::vector<String> identifiers;
+  for (const std::string_view known :
+       {QRBSourceControlGitPlugInIdentifier, QRBSourceControlSubversionPlugInIdentifier}) {
+    // One that is there and cannot be launched is worth a word.
+    if (!qrb::ServiceDirectories::executableNamed(std::string(known)).empty()) identifiers.emplace_back(known);
+  }
+  for (const std::string& name : installed) {
+    const bool isKnown = std::ranges::find(identifiers, String(name)) != identifiers.end();
+    const bool isHelper = name == QRBSourceControlSSHHelperProtocol::serviceName ||
+                          name == QRBSourceControlWorkingCopyScannerProtocol::serviceName;
+    if (!isKnown && !isHelper && hasFormOfIdentifier(name)) identifiers.emplace_back(name);
+  }
+  return identifiers;
 }
 
 // The instance is always a fresh one, whatever the UUID: two operations never share a process.

@@ -138,13 +138,17 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
 
   // Systems
 
-  /// Asks every known plug-in what it is. The completion receives the systems found, in the order of the plug-ins; a
-  /// plug-in that cannot be launched, dies or takes longer than the time limit is missing from them and reported as a
-  /// service failure; null after a cancellation. Discoveries run one after another, and beside all other requests.
+  /// Asks every installed plug-in what it is: those of Git and Subversion, and then every executable in the service
+  /// directories whose name has the form of an identifier ("org.example.Snap"). The completion receives the systems
+  /// found, in that order; null after a cancellation. A plug-in that cannot be launched, dies, takes longer than the
+  /// time limit or says that its identifier is another than its file's name is missing from them and reported as a
+  /// service failure. Discoveries run one after another, and beside all other requests.
   QRBSourceControlOperationPtr sourceControlSystemsWithCompletionBlock(SystemsCompletion completionBlock);
   /// The system of that identifier (a current or a legacy one). Discovers the systems first, blocking the caller, when
   /// none are known; answers a placeholder when no plug-in has that identifier. Any thread, callbacks included.
   QRBSourceControlSystemPtr systemWithIdentifer(const qrb::String& identifier);
+  /// The identifiers of the plug-ins that a discovery asks, in its order. Looks at the service directories each time.
+  static std::vector<qrb::String> installedPlugInIdentifiers();
   /// Asks only the plug-ins of these identifiers and forgets what it has learnt: the cached systems stay as they are.
   QRBSourceControlOperationPtr sourceControlSystemsOfPlugIns(std::vector<qrb::String> identifiers,
                                                              SystemsCompletion completionBlock);
@@ -411,7 +415,6 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
 
   QRBSourceControlManager();
 
-  static const std::vector<qrb::String>& _allPlugInIdentifiers();
   enum class DiscoveryKind { all, onlyWhenNoneIsKnown, some };
   QRBSourceControlOperationPtr discover(std::vector<qrb::String> identifiers, DiscoveryKind kind,
                                         SystemsCompletion completionBlock);

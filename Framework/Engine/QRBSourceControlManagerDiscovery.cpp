@@ -38,14 +38,25 @@ std::shared_ptr<const Systems> askAll(const Discovery& discovery, const QRBSourc
   auto systems = std::make_shared<Systems>();
   for (const String& identifier : discovery.identifiers) {
     const qrb::PlugInQuestion question{manager, operation, discovery.step, identifier, manager->discoveryTimeLimit()};
+    auto answered = std::make_shared<QRBSourceControlSystemPtr>();
     qrb::askPlugIn(question, [&](const QRBSourceControlProxy& proxy, ReplyStep::Ticket ticket) {
-      auto take = [step = discovery.step, ticket, systems](const QRBSourceControlSystemPtr& system) {
-        step->settle(ticket, [&] {
-          if (system) systems->push_back(system);
-        });
+      auto take = [step = discovery.step, ticket, answered](const QRBSourceControlSystemPtr& system) {
+        step->settle(ticket, [&] { *answered = system; });
       };
       proxy.send(QRBSourceControlPlugInProtocol::sourceControlSystem, std::tuple<>(), std::move(take));
     });
+    if (*answered == nullptr) continue;
+    if (const String& claimed = (*answered)->plugInIdentifier(); claimed == identifier) {
+      systems->push_back(*answered);
+    } else {
+      // Its requests would go to the plug-in of the other name.
+      manager->reportServiceFailure(
+          {identifier,
+           QRBSourceControlError_PlugInCommunicationFailure(
+               identifier.str() + ": its descriptor has the plugInIdentifier \"" + claimed.str() +
+               "\", which has to be the name of the plug-in's file. Rename the file or mend the descriptor."),
+           nullptr});
+    }
   }
   return systems;
 }
@@ -89,7 +100,7 @@ QRBSourceControlOperationPtr QRBSourceControlManager::discover(std::vector<Strin
 
 QRBSourceControlOperationPtr QRBSourceControlManager::sourceControlSystemsWithCompletionBlock(
     SystemsCompletion completionBlock) {
-  return discover(_allPlugInIdentifiers(), DiscoveryKind::all, std::move(completionBlock));
+  return discover(installedPlugInIdentifiers(), DiscoveryKind::all, std::move(completionBlock));
 }
 
 QRBSourceControlOperationPtr QRBSourceControlManager::sourceControlSystemsOfPlugIns(std::vector<String> identifiers,
@@ -103,7 +114,7 @@ QRBSourceControlSystemPtr QRBSourceControlManager::systemWithIdentifer(const Str
   if (known == nullptr || known->empty()) {
     auto step = std::make_shared<ReplyStep>(kLookupSelector);
     const ReplyStep::Ticket ticket = step->begin();
-    discover(_allPlugInIdentifiers(), DiscoveryKind::onlyWhenNoneIsKnown,
+    discover(installedPlugInIdentifiers(), DiscoveryKind::onlyWhenNoneIsKnown,
              [step, ticket](const auto&) { step->settle(ticket, [] {}); });
     step->await();
     known = cachedSourceControlSystems();

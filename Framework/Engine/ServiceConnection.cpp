@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "LaunchThreadPrivate.h"
 #include "Log.h"
 #include "ProcessReaper.h"
 #include "QRBSourceControlError.h"
@@ -53,7 +54,9 @@ Launched launchService(const std::string& name, LaunchOptions options) {
   options.stdoutDescriptor = sockets.second.get();
   options.stderrDescriptor = output.get();
   options.newSession = true;
-  auto outcome = Process::launch(options);
+  // What was installed with the library watches its host; of others that is not known.
+  const bool isOwn = ServiceDirectories::isOwn(options.path);
+  auto outcome = isOwn ? Process::launch(options) : LaunchThread::shared().launch(options);
   if (const auto* failure = std::get_if<LaunchFailure>(&outcome)) {
     return failedLaunch(name, failure->text, tellsOfScarcity(*failure));
   }

@@ -4,8 +4,10 @@
 #include <limits.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "Guarded.h"
 
@@ -40,6 +42,16 @@ std::string ownDirectory() {
   return realPath((file.substr(0, slash) + "/../libexec/qrbsourcecontrol").c_str());
 }
 
+const std::string& cachedOwnDirectory() {
+  static const auto* own = new std::string(ownDirectory());
+  return *own;
+}
+
+bool isLaunchable(const std::filesystem::directory_entry& entry) {
+  std::error_code failure;
+  return entry.is_regular_file(failure) && ::access(entry.path().c_str(), X_OK) == 0;
+}
+
 }  // namespace
 
 void ServiceDirectories::registerDirectory(std::string directory) {
@@ -51,9 +63,8 @@ void ServiceDirectories::unregisterAll() {
 }
 
 std::vector<std::string> ServiceDirectories::directories() {
-  static const auto* own = new std::string(ownDirectory());
   auto directories = registered().with([](const std::vector<std::string>& held) { return held; });
-  if (!own->empty()) directories.push_back(*own);
+  if (!cachedOwnDirectory().empty()) directories.push_back(cachedOwnDirectory());
   return directories;
 }
 
@@ -64,6 +75,27 @@ std::string ServiceDirectories::executableNamed(const std::string& serviceName) 
     if (::access(path.c_str(), F_OK) == 0) return path;
   }
   return {};
+}
+
+std::vector<std::string> ServiceDirectories::executableNames() {
+  std::vector<std::string> names;
+  for (const std::string& directory : directories()) {
+    std::vector<std::string> found;
+    std::error_code failure;
+    for (std::filesystem::directory_iterator entry(directory, failure), end; !failure && entry != end;
+         entry.increment(failure)) {
+      if (isLaunchable(*entry)) found.push_back(entry->path().filename());
+    }
+    std::ranges::sort(found);
+    for (std::string& name : found) {
+      if (std::ranges::find(names, name) == names.end()) names.push_back(std::move(name));
+    }
+  }
+  return names;
+}
+
+bool ServiceDirectories::isOwn(const std::string& path) {
+  return !cachedOwnDirectory().empty() && path.substr(0, path.rfind('/')) == cachedOwnDirectory();
 }
 
 }  // namespace qrb

@@ -21,6 +21,10 @@ class QRB_EXPORT ServiceDirectories {
   /// The executable of that name in the first directory that has a file of the name; empty when none has. The name is
   /// a bare one: with a slash in it nothing is found.
   static std::string executableNamed(const std::string& serviceName);
+  /// The names of all that could be launched, each once: in the order of the directories, and of the names in each.
+  static std::vector<std::string> executableNames();
+  /// Whether a file lies in the library's own directory, as the services do that were installed with it.
+  static bool isOwn(const std::string& path);
 };
 
 }  // namespace qrb

@@ -10,6 +10,7 @@
 #include "ErrorPrinting.h"
 #include "Log.h"
 #include "Orphans.h"
+#include "PlugInFolder.h"
 #include "ProcessReaper.h"
 #include "QRBSourceControlCancellable.h"
 #include "QRBSourceControlError.h"
@@ -68,16 +69,33 @@ Session::Session(CommonOptions options, EventLoop& loop, Output& output)
       _output(output),
       _prompter(std::make_shared<AuthenticationPrompter>([&loop] { loop.wake(); })) {
   QRBSourceControlManager::sharedInstance()->setFailureHandler(_prompter);
+  _serviceFailures = QRBSourceControlManager::sharedInstance()->observeServiceFailures(
+      [this](const QRBSourceControlServiceFailure& failure) { takeServiceFailure(failure); });
   _output.setHooks([this] { _progress.clear(); }, [this] { _loop.wake(); });
   for (const std::string& directory : _options.plugInDirectories) {
     qrb::ServiceDirectories::registerDirectory(directory);
   }
+  const PlugInFolder own = userPlugInFolder();
+  if (!own.refusal.empty()) printRemark("qrbscm: " + displayText(own.refusal));
+  if (!own.path.empty()) qrb::ServiceDirectories::registerDirectory(own.path);
   if (_options.verbose) {
     qrb::setLogHandler([this](std::string_view source, std::string_view text) {
       _progress.clear();
       printRemark("[" + displayText(source) + "] " + displayText(text));
     });
   }
+}
+
+// A plug-in that is left out is worth a word; a helper that will not answer ends what waits for it.
+void Session::takeServiceFailure(const QRBSourceControlServiceFailure& failure) {
+  if (failure.unanswered != nullptr) {
+    _lostService.with([&](qrb::Error& error) { error = failure.error; });
+    _loop.wake();
+    return;
+  }
+  _progress.clear();
+  printRemark("qrbscm: one plug-in is left out:\n  " +
+              displayText(failure.error.userInfo(QRBSourceControlUnderlyingErrorString).view()));
 }
 
 std::vector<qrb::Error> Session::perform(std::string label, const std::vector<Start>& starts) {
@@ -87,6 +105,7 @@ std::vector<qrb::Error> Session::perform(std::string label, const std::vector<St
   for (const Start& start : starts) requests.push_back(begin(start, _loop));
 
   bool cancelled = false;
+  qrb::Error lostService;
   auto isOver = [](const std::unique_ptr<Request>& request) { return request->isOver(); };
   while (!std::all_of(requests.begin(), requests.end(), isOver)) {
     auto event = _loop.wait(_progress.isShown() ? Progress::interval : std::chrono::milliseconds(-1));
@@ -96,6 +115,10 @@ std::vector<qrb::Error> Session::perform(std::string label, const std::vector<St
       _progress.stop();
       stops = !_prompter->answerQuestions();
       _progress.start(shown);
+    }
+    if (!lostService) {
+      lostService = _lostService.with([](qrb::Error& error) { return std::exchange(error, qrb::Error()); });
+      stops = stops || lostService;
     }
     if (stops && !cancelled) {
       cancelled = true;
@@ -111,7 +134,10 @@ std::vector<qrb::Error> Session::perform(std::string label, const std::vector<St
   _progress.stop();
 
   std::vector<qrb::Error> errors;
-  for (auto& request : requests) errors.push_back(request->answer->error);
+  for (auto& request : requests) {
+    const bool lacksService = lostService && isCancellation(request->answer->error);
+    errors.push_back(lacksService ? lostService : request->answer->error);
+  }
   return errors;
 }
 

@@ -12,9 +12,12 @@
 #include "Error.h"
 #include "EventLoop.h"
 #include "Guarded.h"
+#include "Observer.h"
 #include "Output.h"
 #include "Progress.h"
 #include "QRBSourceControlForward.h"
+
+struct QRBSourceControlServiceFailure;
 
 namespace host {
 
@@ -73,6 +76,7 @@ class Session {
   ExitStatus finish(ExitStatus status);
 
  private:
+  void takeServiceFailure(const QRBSourceControlServiceFailure& failure);
   /// Whether there is no use in going on, as the output is lost.
   bool isPointless() const { return _output.isLost() && (_endsUnread || _output.error() != EPIPE); }
 
@@ -83,6 +87,9 @@ class Session {
   const std::shared_ptr<AuthenticationPrompter> _prompter;
   qrb::Guarded<std::set<std::string, std::less<>>> _plugInMessages;
   bool _endsUnread = false;
+  /// Why a helper service will not answer.
+  qrb::Guarded<qrb::Error> _lostService;
+  qrb::ObserverToken _serviceFailures;
 };
 
 }  // namespace host

@@ -1,7 +1,10 @@
 #include "Systems.h"
 
+#include <algorithm>
+
 #include "HostError.h"
 #include "QRBSourceControlCancellable.h"
+#include "QRBSourceControlConstants.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlManager.h"
 #include "QRBSourceControlSystem.h"
@@ -9,10 +12,15 @@
 
 namespace host {
 
-ListedSystems listSystems(Session& session) {
+namespace {
+
+namespace fs = std::filesystem;
+
+template <class Ask>
+ListedSystems list(Session& session, Ask ask) {
   auto found = std::make_shared<ListedSystems>();
   qrb::Error error = session.perform("Looking for plug-ins", [&](Session::Done done) {
-    return QRBSourceControlSystem::sourceControlSystemsWithCompletionBlock([found, done](const auto& systems) {
+    return ask([found, done](const auto& systems) {
       if (systems == nullptr) return done(QRBSourceControlError_Canceled());
       found->systems = *systems;
       done({});
@@ -20,6 +28,54 @@ ListedSystems listSystems(Session& session) {
   });
   found->error = error;
   return *found;
+}
+
+struct KnownSystem {
+  std::string_view plugIn;
+  const char* metadata;
+};
+constexpr KnownSystem knownSystems[] = {{QRBSourceControlGitPlugInIdentifier, ".git"},
+                                        {QRBSourceControlSubversionPlugInIdentifier, ".svn"}};
+
+std::vector<qrb::String> systemsWithMetadataIn(const fs::path& place) {
+  std::vector<qrb::String> systems;
+  for (const KnownSystem& known : knownSystems) {
+    std::error_code failure;
+    if (fs::exists(fs::symlink_status(place / known.metadata, failure))) systems.emplace_back(known.plugIn);
+  }
+  return systems;
+}
+
+/// Empty where only all together can tell.
+std::vector<qrb::String> plainSystemsOf(const fs::path& folder) {
+  const std::vector<qrb::String> installed = QRBSourceControlManager::installedPlugInIdentifiers();
+  const bool othersAreInstalled = std::ranges::any_of(installed, [](const qrb::String& identifier) {
+    return std::ranges::none_of(knownSystems, [&](const KnownSystem& known) { return identifier == known.plugIn; });
+  });
+  for (fs::path place = folder;; place = place.parent_path()) {
+    if (auto systems = systemsWithMetadataIn(place); !systems.empty()) return systems;
+    // A folder on the way up may be another system's.
+    if (othersAreInstalled || place == place.parent_path()) return {};
+  }
+}
+
+}  // namespace
+
+ListedSystems listSystems(Session& session) {
+  return list(session, [](auto completion) {
+    return QRBSourceControlSystem::sourceControlSystemsWithCompletionBlock(std::move(completion));
+  });
+}
+
+ListedSystems listSystemsFor(Session& session, const fs::path& folder) {
+  const std::vector<qrb::String> plain = plainSystemsOf(folder);
+  if (!plain.empty()) {
+    ListedSystems listed = list(session, [&](auto completion) {
+      return QRBSourceControlManager::sharedInstance()->sourceControlSystemsOfPlugIns(plain, std::move(completion));
+    });
+    if (listed.error || !listed.systems.empty()) return listed;
+  }
+  return listSystems(session);
 }
 
 FoundSystem findSystemNamed(Session& session, const std::string& name) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,10 @@ struct ListedSystems {
 
 /// Asks every installed plug-in what it is; the error is that of a cancellation.
 ListedSystems listSystems(Session& session);
+
+/// The systems that a folder may be a working copy of, or lie in one of. Where the folder is plainly that of a system
+/// that this program knows, or no others are installed, none of the others is asked.
+ListedSystems listSystemsFor(Session& session, const std::filesystem::path& folder);
 
 /// The system that the user calls so, whatever the case of the letters.
 struct FoundSystem {

@@ -66,7 +66,7 @@ FoundWorkingCopy findWorkingCopy(Session& session, const std::string& path) {
                     ": not a folder. Name the folder that holds it; the history of one file is shown by "
                     "\"qrbscm log --file\".");
   }
-  auto [systems, error] = listSystems(session);
+  auto [systems, error] = listSystemsFor(session, folder);
   if (error) {
     FoundWorkingCopy found;
     found.error = error;
