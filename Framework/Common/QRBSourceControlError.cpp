@@ -158,6 +158,16 @@ qrb::Error QRBSourceControlError_RemoteRepositoryNotFound(const qrb::String& und
                         underlyingMessage);
 }
 
+qrb::Error QRBSourceControlError_RequestUnsupported(const qrb::String& systemName, const qrb::String& what,
+                                                    const qrb::String& method) {
+  const qrb::String system = systemName.empty() ? qrb::String(qrb::localized("The source control system")) : systemName;
+  const qrb::String asked = what.empty() ? qrb::String(qrb::localized("this request")) : what;
+  UserInfo info = texts(qrb::format(qrb::localized("%@ does not support %@."), {system, asked}), {});
+  addText(info, QRBSourceControlUnderlyingErrorString, method);
+  return qrb::Error(QRBSourceControlErrorDomain, static_cast<std::int64_t>(Code::requestUnsupported),
+                    qrb::StringMap<qrb::String>(std::move(info)));
+}
+
 qrb::Error QRBSourceControlError_RemoteRepositoryOperationInvalid() {
   return plain({Code::remoteRepositoryOperationInvalid,
                 localizable("The source control operation failed because it cannot be performed on a remote "

@@ -62,6 +62,7 @@ enum class QRBSourceControlErrorCode : std::int64_t {
   remoteOperationOutOfDate = -602,
   remoteOperationRejected = -604,
   repositoryMidOperation = -605,
+  requestUnsupported = -700,
   authenticationStrategyUnsupported = -1001,
   authenticationCredentialsInvalid = -1002,
   authenticationSSLCertificateInvalid = -1003,
@@ -110,6 +111,10 @@ QRB_EXPORT qrb::Error QRBSourceControlError_RemoteOperationUpToDate(const qrb::S
 QRB_EXPORT qrb::Error QRBSourceControlError_RemoteOperationOutOfDate(const qrb::String& underlyingMessage);
 QRB_EXPORT qrb::Error QRBSourceControlError_RemoteOperationRejected(const qrb::String& underlyingMessage);
 QRB_EXPORT qrb::Error QRBSourceControlError_RepositoryMidOperation(const qrb::String& underlyingMessage);
+/// A plug-in does not serve a request. The name is the system's; `what` is for people what was asked, such as
+/// "merging"; either may be absent. The underlying message is the request's method.
+QRB_EXPORT qrb::Error QRBSourceControlError_RequestUnsupported(const qrb::String& systemName, const qrb::String& what,
+                                                               const qrb::String& method);
 QRB_EXPORT qrb::Error QRBSourceControlError_AuthenticationStrategyUnsupported();
 QRB_EXPORT qrb::Error QRBSourceControlError_AuthenticationCredentialsInvalid(const qrb::String& underlyingMessage);
 QRB_EXPORT qrb::Error QRBSourceControlError_AuthenticationSSLCertificateInvalid(const qrb::String& underlyingMessage);

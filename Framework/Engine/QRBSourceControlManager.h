@@ -69,7 +69,7 @@ struct QRBSourceControlServiceFailure {
 /// cannot be started, on the thread where that happens), with the reply's values and the error last; when there is an
 /// error the values are absent. Completions may be empty. A request whose system is a placeholder gets no answer until
 /// it is cancelled, and neither does one to a helper service that is not installed or dies meanwhile: see
-/// observeServiceFailures().
+/// observeServiceFailures(). What a plug-in does not serve it answers with the error requestUnsupported.
 class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_this<QRBSourceControlManager> {
  public:
   template <class... Values>
@@ -362,6 +362,12 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
                                               const QRBSourceControlRevisionLocationPtr& againstLocation,
                                               const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
                                               Completion<qrb::Dictionary> completionBlock);
+  /// The repository's tags in the order of their names, each with the revision that it stands for, if it is one. Only
+  /// systems whose `additionalRequests` hold it are asked; for all others the answer is that it is not supported.
+  QRBSourceControlOperationPtr listTagsOfRepository(
+      const QRBSourceControlRepositoryPtr& repository,
+      const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+      Completion<std::vector<QRBSourceControlTagPtr>> completionBlock);
   /// The branch of a remote that this one follows.
   QRBSourceControlOperationPtr remoteBranchFromRepository(const QRBSourceControlRepositoryPtr& repository,
                                                           const QRBSourceControlBranchPtr& forBranch,

@@ -32,6 +32,14 @@ QRBSourceControlOperationPtr QRBSourceControlManager::listBranchesOfRepository(
                         std::move(completionBlock), {repository, branchAndTagLocations});
 }
 
+QRBSourceControlOperationPtr QRBSourceControlManager::listTagsOfRepository(
+    const QRBSourceControlRepositoryPtr& repository,
+    const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+    Completion<std::vector<QRBSourceControlTagPtr>> completionBlock) {
+  return request::start(shared_from_this(), Protocol::listTagsOfRepository, request::of(repository), {},
+                        std::move(completionBlock), {repository, branchAndTagLocations});
+}
+
 QRBSourceControlOperationPtr QRBSourceControlManager::listRemoteBranchesOfRepository(
     const QRBSourceControlRepositoryPtr& repository,
     const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,

@@ -23,6 +23,14 @@ struct ReplyWithoutError {};
 /// No reply at all.
 struct OneWay {};
 
+/// Whether a service has to be asked first what it serves.
+enum class Served {
+  /// The message belongs to the protocol as it is; who does not serve it says so when it is asked.
+  always,
+  /// It was added later, and is sent only to plug-ins whose descriptor lists it.
+  whereListed,
+};
+
 /// One message that host and service may exchange, declared once: sending, dispatch and the classes admitted on either
 /// side all follow from the declaration.
 template <class ArgumentTypes, class ReplyTypes>
@@ -36,6 +44,7 @@ struct Message<Arguments<A...>, Reply<R...>> {
   static constexpr bool canFail = true;
 
   std::string_view selector;
+  Served served = Served::always;
 };
 
 template <class... A, class... R>

@@ -142,6 +142,11 @@ inline constexpr Message<Arguments<RemoteRepository, Location, Layout, URL, Stri
         "createWorkingCopyFromRepository:location:branchAndTagLocations:localAddress:progressIdentifier:"
         "completionBlock:"};
 
+// Added later; see Served::whereListed.
+
+inline constexpr Message<Arguments<Repository, Layout>, Reply<std::vector<QRBSourceControlTagPtr>>>
+    listTagsOfRepository{"listTagsOfRepository:branchAndTagLocations:completionBlock:", qrb::Served::whereListed};
+
 }  // namespace QRBSourceControlPlugInProtocol
 
 /// What a plug-in tells the host while it works. Both are one-way; the progress identifier is the one that the request

@@ -10,6 +10,7 @@
 #include "QRBSourceControlManager.h"
 #include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlProxyPrivate.h"
+#include "RequestWordsPrivate.h"
 #include "Scarcity.h"
 #include "ServiceConnectionPrivate.h"
 
@@ -116,6 +117,11 @@ inline bool isAuthenticationFailure(const Error& error) {
   return error && error.code() < -999;
 }
 
+inline bool isUnsupportedRequest(const Error& error) {
+  return error && error.code() == static_cast<std::int64_t>(QRBSourceControlErrorCode::requestUnsupported) &&
+         error.domain().view() == QRBSourceControlErrorDomain;
+}
+
 template <class... A, class... R>
 QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
                                    const Message<Arguments<A...>, Reply<R...>>& message, Subject subject,
@@ -126,10 +132,20 @@ QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
   bool sendsIdentifier = options.sendsProgressIdentifier;
   QRBSourceControlSystemPtr system = subject.system();
 
+  // Whatever the plug-in says of it, people are told who cannot do what.
+  auto unsupported = [system, &message] {
+    return QRBSourceControlError_RequestUnsupported(system ? system->name() : String(),
+                                                    wordsForRequest(message.selector), message.selector);
+  };
   auto block = [=, &message, subject = std::move(subject), arguments = std::move(arguments)](
                    const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager) mutable {
     // Many requests share the service's one process, and one whose service dies has none at all.
     if (subject.service) operation->setIdle(true);
+    if (message.served == Served::whereListed) {
+      const QRBSourceControlSystemPtr asked = subject.system();
+      const bool lists = asked && asked->additionalRequests().contains(String(message.selector));
+      if (asked && asked->isUsable() && !lists) return operation->fail(unsupported());
+    }
     QRBSourceControlProxy proxy = subject.service
                                       ? subject.service(*manager, operation)
                                       : manager->remoteProxyObjectForSourceControlSystem(subject.system(), operation);
@@ -141,7 +157,8 @@ QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
         if (sendsIdentifier) last = operation->identifier();
       }
     }
-    auto onReply = [settlement, operation, manager](const R&... value, const Error& error) {
+    auto onReply = [settlement, operation, manager, unsupported](const R&... value, const Error& told) {
+      const Error error = isUnsupportedRequest(told) ? unsupported() : told;
       std::shared_ptr<QRBSourceControlAuthenticationFailureHandler> handler;
       QRBSourceControlRepositoryPtr repository;
       if (!operation->suppressAuthenticationFailure() && isAuthenticationFailure(error)) {

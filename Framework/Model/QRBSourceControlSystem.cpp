@@ -57,6 +57,12 @@ QRBSourceControlSystemPtr QRBSourceControlSystem::initWithNameLegacyPlugInForIde
   return system;
 }
 
+QRBSourceControlSystemPtr QRBSourceControlSystem::systemWithAdditionalRequests(std::set<qrb::String> methods) const {
+  auto system = std::make_shared<QRBSourceControlSystem>(*this);
+  system->_additionalRequests = std::move(methods);
+  return system;
+}
+
 QRBSourceControlSystemPtr QRBSourceControlSystem::bestGuessSystemForURLAmongSystems(const qrb::URL& url,
                                                                                     const Systems& systems) {
   qrb::String scheme = qrbscm_scheme(url);
@@ -110,6 +116,7 @@ std::shared_ptr<qrb::Object> QRBSourceControlSystem::initWithCoder(qrb::KeyedUna
   system->_requiresLocationsForBranchesAndTags = coder.decode<bool>("requiresLocationsForBranchesAndTags");
   system->_supportedAuthenticationTypes =
       coder.decode<QRBSourceControlAuthenticationTypes>("supportedAuthenticationTypes");
+  system->_additionalRequests = coder.decode<std::set<qrb::String>>("additionalRequests");
   return system;
 }
 
@@ -126,6 +133,8 @@ void QRBSourceControlSystem::encodeWithCoder(qrb::KeyedArchiver& coder) const {
   coder.encode("repositoryURLIncludesSubpath", _repositoryURLIncludesSubpath);
   coder.encode("requiresLocationsForBranchesAndTags", _requiresLocationsForBranchesAndTags);
   coder.encode("supportedAuthenticationTypes", _supportedAuthenticationTypes);
+  // Readers and archives that know nothing of it see what they always saw.
+  if (!_additionalRequests.empty()) coder.encode("additionalRequests", _additionalRequests);
 }
 
 qrb::String ideLegacyIdentiferFromIdentifier(const qrb::String& identifier) {

@@ -62,6 +62,8 @@ class QRB_EXPORT QRBSourceControlSystem : public qrb::Object,
       qrb::String workingCopyFolderIdentifier, std::set<qrb::String> URLHintStrings, bool hasLocalRepository,
       bool supportsMultipleRemoteRepositories, bool supportsPathLocation, bool repositoryURLIncludesSubpath,
       bool requiresLocationsForBranchesAndTags, QRBSourceControlAuthenticationTypes supportedAuthenticationTypes);
+  /// The same system, whose plug-in also serves these requests, which not every plug-in does: the methods of messages.
+  QRBSourceControlSystemPtr systemWithAdditionalRequests(std::set<qrb::String> methods) const;
   explicit QRBSourceControlSystem(Key) noexcept {}
 
   /// For users, as the plug-in names it; absent in a placeholder.
@@ -89,6 +91,9 @@ class QRB_EXPORT QRBSourceControlSystem : public qrb::Object,
   QRBSourceControlAuthenticationTypes supportedAuthenticationTypes() const noexcept {
     return _supportedAuthenticationTypes;
   }
+  /// What its plug-in serves beyond the requests that belong to every plug-in; it is asked for nothing else beyond
+  /// them.
+  const std::set<qrb::String>& additionalRequests() const noexcept { return _additionalRequests; }
   /// Of a legacy plug-in, the current plug-in that it stands in for; absent for all others.
   const qrb::String& nonLegacyIdentifier() const noexcept { return _nonLegacyIdentifier; }
   /// A stored flag that nothing sets; `isIsLegacyPlugIn` is the test.
@@ -123,6 +128,7 @@ class QRB_EXPORT QRBSourceControlSystem : public qrb::Object,
   qrb::String _version;
   qrb::String _workingCopyFolderIdentifier;
   std::set<qrb::String> _URLHintStrings;
+  std::set<qrb::String> _additionalRequests;
   qrb::String _nonLegacyIdentifier;
   QRBSourceControlAuthenticationTypes _supportedAuthenticationTypes = 0;
   bool _hasLocalRepository = false;

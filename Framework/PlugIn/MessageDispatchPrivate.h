@@ -13,6 +13,7 @@
 #include "Assertion.h"
 #include "Connection.h"
 #include "QRBSourceControlMessage.h"
+#include "UnservedPrivate.h"
 
 /// How the processes that a host launches serve its messages: a table of routes, each made of a message's declaration
 /// and the member function of the server that serves it.
@@ -27,6 +28,11 @@ class Answering {
   Answering& operator=(const Answering&) = delete;
   ~Answering() {
     if (!_answered) fail("the request was dropped without an answer");
+  }
+
+  /// Without values.
+  void refuse(const Error& error) {
+    if (!_answered.exchange(true)) _connection->sendResponse(_identifier, error, {});
   }
 
   template <class... R>
@@ -78,19 +84,25 @@ constexpr Route<Server> route() {
             if (!call.identifier) throw ArchiveError("a request without an identifier");
             using MessageType = std::remove_cvref_t<decltype(message)>;
             auto arguments = readValues<typename MessageType::ArgumentTuple>(call.arguments);
-            auto completion = completionOf(std::make_shared<Answering>(connection, *call.identifier, message.selector),
-                                           decltype(replyTypesOf(message)){});
+            auto answering = std::make_shared<Answering>(connection, *call.identifier, message.selector);
+            auto completion = completionOf(answering, decltype(replyTypesOf(message)){});
             std::apply([&](const auto&... argument) { (server.*function)(argument..., std::move(completion)); },
                        arguments);
+            if (takeUnserved()) answering->refuse(unservedError(message.selector));
           }};
 }
 
-/// Throws ArchiveError for a message that has no route or whose arguments are not those declared.
+/// A request that has no route is answered with the error that says so. Throws ArchiveError for another message that
+/// has none, and for one whose arguments are not those declared.
 template <class Server>
 void dispatch(std::span<const Route<Server>> routes, Server& server, const std::shared_ptr<Connection>& connection,
               const Connection::IncomingCall& call) {
   auto found = std::find_if(routes.begin(), routes.end(),
                             [&](const Route<Server>& candidate) { return candidate.selector == call.method; });
+  if (found == routes.end() && call.identifier) {
+    Answering(connection, *call.identifier, call.method).refuse(unservedError(call.method));
+    return;
+  }
   if (found == routes.end()) throw ArchiveError("a message that is not served here: " + std::string(call.method));
   found->serve(server, connection, call);
 }

@@ -64,6 +64,7 @@ constexpr Route<PlugIn> routes[] = {
     to<Protocol::createRepositoryAtFileURL, &PlugIn::createRepositoryAtFileURL>,
     to<Protocol::validateAuthenticationOfRemoteRepository, &PlugIn::validateAuthenticationOfRemoteRepository>,
     to<Protocol::createWorkingCopyFromRepository, &PlugIn::createWorkingCopyFromRepository>,
+    to<Protocol::listTagsOfRepository, &PlugIn::listTagsOfRepository>,
 };
 
 }  // namespace

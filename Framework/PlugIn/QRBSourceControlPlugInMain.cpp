@@ -6,6 +6,7 @@
 
 #include "PlugInDispatchPrivate.h"
 #include "ServiceMainPrivate.h"
+#include "UnservedPrivate.h"
 
 namespace {
 
@@ -35,6 +36,7 @@ int QRBSourceControlRunPlugIn(std::shared_ptr<QRBSourceControlPlugInPrimary> plu
       "This is a source control plug-in. A host starts it for each request; try \"qrbscm systems\".\n");
   if (connection == nullptr) return 2;
   outliveHostForAMoment();
+  qrb::answerForBaseClass();
   plugIn->setHost(std::make_shared<QRBSourceControlPlugInHost>(connection));
   std::weak_ptr<qrb::Connection> weak = connection;
   connection->setCallHandler([plugIn, weak](const qrb::Connection::IncomingCall& call) {

@@ -4,11 +4,14 @@
 #include <nlohmann/json.hpp>
 
 #include "Assertion.h"
+#include "QRBSourceControlPlugInProtocol.h"
+#include "SubclassResponsibilityPrivate.h"
+#include "UnservedPrivate.h"
 
 namespace {
 
 void subclassResponsibility(int line) {
-  qrb::assertionFailure("Framework/QRBSourceControlPlugInPrimary", line, "This is the responsibility of a subclass.");
+  qrb::assertionFailure("Framework/QRBSourceControlPlugInPrimary", line, qrb::kSubclassResponsibility);
 }
 
 }  // namespace
@@ -284,4 +287,10 @@ void QRBSourceControlPlugInPrimary::createWorkingCopyFromRepository(const QRBSou
                                                                     const qrb::URL&, const qrb::String&,
                                                                     Completion<QRBSourceControlWorkingCopyPtr>) {
   subclassResponsibility(373);
+}
+
+void QRBSourceControlPlugInPrimary::listTagsOfRepository(
+    const QRBSourceControlRepositoryPtr&, const QRBSourceControlBranchAndTagLocationsPtr&,
+    Completion<std::vector<QRBSourceControlTagPtr>> completionBlock) {
+  completionBlock({}, qrb::unservedError(QRBSourceControlPlugInProtocol::listTagsOfRepository.selector));
 }

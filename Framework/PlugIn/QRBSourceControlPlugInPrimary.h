@@ -185,6 +185,13 @@ class QRB_EXPORT QRBSourceControlPlugInPrimary {
                                                const qrb::URL& localAddress, const qrb::String& progressIdentifier,
                                                Completion<QRBSourceControlWorkingCopyPtr> completionBlock);
 
+  // Requests that hosts make only of plug-ins whose system lists them in its `additionalRequests`. Here they are
+  // answered with the error that they are not supported.
+
+  virtual void listTagsOfRepository(const QRBSourceControlRepositoryPtr& repository,
+                                    const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+                                    Completion<std::vector<QRBSourceControlTagPtr>> completionBlock);
+
   /// The host that sent the request; set before the first message arrives.
   const QRBSourceControlPlugInHost& host() const { return *_host; }
   void setHost(std::shared_ptr<QRBSourceControlPlugInHost> host) { _host = std::move(host); }

@@ -125,6 +125,12 @@ GitCommand gitBranchesCommand(GitBranches which) {
   return command;
 }
 
+GitCommand gitTagsCommand() {
+  GitCommand command = gitMakeCommand({"for-each-ref", gitTagFormat, "refs/tags"});
+  command.output = GitOutput::Blocks;
+  return command;
+}
+
 GitCommand gitRemotesCommand() {
   return gitMakeCommand({"remote"});
 }

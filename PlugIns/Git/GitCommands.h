@@ -106,6 +106,8 @@ enum class GitBranches : unsigned char {
 
 /// Prints the branches in the order of their full names: see GitRefParser.
 GitCommand gitBranchesCommand(GitBranches which = GitBranches::All);
+/// The tags, with the commits that they stand for; see GitRefParser.
+GitCommand gitTagsCommand();
 
 /// Prints the names of the remotes, one on a line.
 GitCommand gitRemotesCommand();

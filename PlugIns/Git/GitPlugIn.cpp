@@ -33,11 +33,12 @@ std::string GitPlugIn::folderOf(const QRBSourceControlRepositoryPtr& repository)
 const QRBSourceControlSystemPtr& GitPlugIn::system() {
   if (!_system) {
     // The plug-in's version and not git's: it tells systems apart, and must not change under a host's feet.
-    _system = QRBSourceControlSystem::initWithName(
+    const auto system = QRBSourceControlSystem::initWithName(
         "Git", QRBSourceControlGitPlugInIdentifier, QRB_GIT_PLUG_IN_VERSION, ".git",
         std::set<qrb::String>{"git", ".git"}, true, true, false, false, false,
         QRBSourceControlAuthenticationTypeAnonymous | QRBSourceControlAuthenticationTypeBasic |
             QRBSourceControlAuthenticationTypeSSHKeys);
+    _system = system->systemWithAdditionalRequests({QRBSourceControlPlugInProtocol::listTagsOfRepository.selector});
   }
   return _system;
 }

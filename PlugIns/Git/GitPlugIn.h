@@ -104,6 +104,9 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   void headRevisionOfRepository(const QRBSourceControlRepositoryPtr& repository,
                                 Completion<QRBSourceControlRevisionPtr> completionBlock) override;
   /// Each pinned to its newest revision, in the order of the names.
+  void listTagsOfRepository(const QRBSourceControlRepositoryPtr& repository,
+                            const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
+                            Completion<std::vector<QRBSourceControlTagPtr>> completionBlock) override;
   void listBranchesOfRepository(const QRBSourceControlRepositoryPtr& repository,
                                 const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
                                 Completion<Branches> completionBlock) override;

@@ -11,6 +11,7 @@
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlRevision.h"
+#include "QRBSourceControlTag.h"
 
 namespace {
 
@@ -37,6 +38,20 @@ void GitPlugIn::listBranchesOfRepository(const QRBSourceControlRepositoryPtr& re
       });
   if (!outcome) branches.clear();
   completionBlock(branches, errorFor(outcome, repository));
+}
+
+void GitPlugIn::listTagsOfRepository(const QRBSourceControlRepositoryPtr& repository,
+                                     const QRBSourceControlBranchAndTagLocationsPtr&,
+                                     Completion<std::vector<QRBSourceControlTagPtr>> completionBlock) {
+  std::vector<QRBSourceControlTagPtr> tags;
+  GitRefParser parser;
+  const GitOutcome outcome = lookAt(repository).parse(gitTagsCommand(), parser, [&](const GitRefRecord& record) {
+    const auto tag = QRBSourceControlTag::initWithTagName(record.name);
+    const auto revision = record.hash.empty() ? nullptr : QRBSourceControlRevision::initWithIdentifier(record.hash);
+    tags.push_back(std::static_pointer_cast<const QRBSourceControlTag>(tag->locationWithRevision(revision)));
+  });
+  if (!outcome) tags.clear();
+  completionBlock(tags, errorFor(outcome, repository));
 }
 
 void GitPlugIn::listRemoteBranchesOfRepository(

@@ -39,9 +39,10 @@ bool GitRefParser::read(bool& isSymbolic) {
   const std::string_view fullName = field(0);
   const std::string_view hash = field(1);
   const std::string_view head = field(2);
+  const bool hasNoCommit = hash.empty() && fullName.starts_with("refs/tags/");
   // A field too few shows as a line feed in the name after it.
-  if (fullName.empty() || fullName.find('\n') != std::string_view::npos || (hash.size() != 40 && hash.size() != 64) ||
-      (head != "*" && head != " ")) {
+  if (fullName.empty() || fullName.find('\n') != std::string_view::npos ||
+      (hash.size() != 40 && hash.size() != 64 && !hasNoCommit) || (head != "*" && head != " ")) {
     return fail("malformed branch");
   }
   isSymbolic = !field(4).empty();

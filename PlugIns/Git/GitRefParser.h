@@ -7,7 +7,7 @@
 
 #include "GitRecordParser.h"
 
-/// One branch. The views last until the sink returns.
+/// One branch or tag. The views last until the sink returns.
 struct GitRefRecord {
   enum class Kind : std::uint8_t { LocalBranch, RemoteBranch, Tag, Other };
 
@@ -18,6 +18,7 @@ struct GitRefRecord {
   std::string_view fullName;
   /// The name without the folder of its kind: "main", "origin/main".
   std::string_view name;
+  /// Empty only for a tag of something that is no commit.
   std::string_view hash;
   /// The full name of the branch it follows; empty when there is none.
   std::string_view upstream;
@@ -27,8 +28,14 @@ struct GitRefRecord {
 inline constexpr std::string_view gitRefFormat =
     "--format=%(refname)%00%(objectname)%00%(HEAD)%00%(upstream)%00%(symref)%00";
 
-/// Reads the output of gitBranchesCommand() as it arrives. Symbolic refs, such as the one that names a remote's main
-/// branch, are no branches and are skipped.
+/// The same for tags: in place of what a tag's object is, the commit that it stands for, or nothing where that is
+/// another object.
+inline constexpr std::string_view gitTagFormat =
+    "--format=%(refname)%00%(if:equals=commit)%(objecttype)%(then)%(objectname)%(else)%(if:equals=commit)%(*objecttype)"
+    "%(then)%(*objectname)%(end)%(end)%00%(HEAD)%00%(upstream)%00%(symref)%00";
+
+/// Reads the output of gitBranchesCommand() and gitTagsCommand() as it arrives. Symbolic refs, such as the one that
+/// names a remote's main branch, are no branches and are skipped.
 class GitRefParser final : public GitRecordParser<GitRefRecord> {
  public:
   GitRefParser() : GitRecordParser('\0') {}
