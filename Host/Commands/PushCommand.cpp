@@ -16,7 +16,8 @@ struct PushOptions {
   std::string branch;
 };
 
-// Where to: what the user names, else what the current branch follows, else a branch of the same name.
+// Where to. Without a branch that the user names, what is checked out goes where it follows, which the library knows:
+// by the name of a branch there another one here may be meant.
 struct Target {
   FoundRemote remote;
   QRBSourceControlBranchPtr branch;
@@ -26,19 +27,17 @@ struct Target {
 Target findTarget(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy, const PushOptions& options) {
   Target target;
   std::string remoteName = options.remote;
-  std::string branchName = options.branch;
-  if (branchName.empty()) {
+  if (options.branch.empty()) {
     CurrentBranch current = findCurrentBranch(session, workingCopy);
     target.error = current.error;
     if (target.error) return target;
-    bool isFollowed =
-        current.followed != nullptr && (remoteName.empty() || current.followed->remoteName().view() == remoteName);
-    branchName = isFollowed ? current.followed->name().str() : current.branch->name().str();
-    if (isFollowed) remoteName = current.followed->remoteName().str();
+    if (remoteName.empty() && current.followed != nullptr) remoteName = current.followed->remoteName().str();
   }
   target.remote = findRemote(session, workingCopy->repository(), remoteName);
   target.error = target.remote.error;
-  target.branch = QRBSourceControlBranch::initWithBranchNameRemoteName(branchName, false, target.remote.name);
+  if (!options.branch.empty()) {
+    target.branch = QRBSourceControlBranch::initWithBranchNameRemoteName(options.branch, false, target.remote.name);
+  }
   return target;
 }
 
@@ -71,14 +70,17 @@ Command::Run declarePush(CLI::App& app) {
 
 }  // namespace
 
-extern const Command pushCommand{"push", "Send the commits of a branch to a remote",
-                                 "Sent is the branch that follows the one there, else the one of its name, else the "
-                                 "current one, which follows it from\n"
-                                 "then on. Nothing that the remote has is overwritten: where it has commits of its "
-                                 "own, get them first (\"qrbscm update\").\n\n"
-                                 "Examples:\n"
-                                 "  qrbscm push\n"
-                                 "  qrbscm push origin topic\n",
-                                 declarePush, false};
+extern const Command pushCommand{
+    "push", "Send the commits of a branch to a remote",
+    "Without BRANCH the current branch is sent. To a BRANCH goes the branch here of that name, "
+    "or else one that follows\n"
+    "it; where there is none, or several may be meant, nothing is sent. A branch that "
+    "followed nothing follows it from then\n"
+    "on. Nothing that the remote has is overwritten: where it has commits of its own, "
+    "get them first (\"qrbscm update\").\n\n"
+    "Examples:\n"
+    "  qrbscm push\n"
+    "  qrbscm push origin topic\n",
+    declarePush, false};
 
 }  // namespace host

@@ -64,6 +64,13 @@ qrb::Error gitBranchInUse(const qrb::String& name, const qrb::String& message) {
                   qrb::localizable("Switch that working copy to another branch and try again."), name, message);
 }
 
+qrb::Error gitUnclearBranch(const qrb::String& name, const qrb::String& message) {
+  return reworded(QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::branchNotFound, {}, {}),
+                  qrb::localizable("Which branch is to be sent to “%@” is not clear."),
+                  qrb::localizable("Switch to the branch that you mean, and send it without naming another."), name,
+                  message);
+}
+
 namespace {
 
 /// Errors whose codes say too little for what users read.

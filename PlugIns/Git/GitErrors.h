@@ -22,5 +22,8 @@ qrb::Error gitAlreadyExists(GitThing thing, const qrb::String& name, const qrb::
 /// repository.
 qrb::Error gitBranchInUse(const qrb::String& name, const qrb::String& message);
 
+/// The error that several branches here may be meant by the name of one there; the code is that of a branch not found.
+qrb::Error gitUnclearBranch(const qrb::String& name, const qrb::String& message);
+
 /// The same error with git's words in it, for constructors that take none.
 qrb::Error gitErrorWithMessage(const qrb::Error& error, const qrb::String& message);

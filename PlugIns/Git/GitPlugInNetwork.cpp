@@ -2,6 +2,7 @@
 
 #include "GitBranchValues.h"
 #include "GitCheckoutCommands.h"
+#include "GitErrors.h"
 #include "GitMerging.h"
 #include "GitNames.h"
 #include "GitNetworkCommands.h"
@@ -37,6 +38,23 @@ GitOutcome listLocalBranches(const GitTool& tool, std::vector<std::string>& bran
   GitRefParser parser;
   return tool.parse(gitBranchesCommand(GitBranches::Local), parser,
                     [&](const GitRefRecord& record) { branches.emplace_back(record.name); });
+}
+
+/// Why there is nothing to send to a named branch of the remote, or nothing without a name.
+qrb::Error refusalOf(const GitPushPlan& plan) {
+  if (plan.to.empty()) {
+    return QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::branchNotFound, {},
+                                                  "No branch is checked out, and none was named to send to.");
+  }
+  const std::string name(gitLocalBranchName(plan.to));
+  if (plan.choices.empty()) {
+    return QRBSourceControlError_LocationNotFound(
+        QRBSourceControlErrorCode::branchNotFound, name,
+        "No branch here is called “" + name + "”, and none follows the remote's, so there is nothing to send to it.");
+  }
+  std::string message = "Each of these may be meant:";
+  for (const std::string& choice : plan.choices) message += " “" + choice + "”";
+  return gitUnclearBranch(name, message);
 }
 
 bool hadAll(std::string_view report) {
@@ -102,10 +120,7 @@ void GitPlugIn::uploadCommitsToRemoteRepository(const QRBSourceControlRemoteRepo
   sources.current = request.currentBranch();
   const GitPushPlan plan = gitPlanPush(sources, request.settings(), request.configured(),
                                        remoteBranch ? remoteBranch->name().view() : std::string_view());
-  if (plan.from.empty()) {
-    return completionBlock(QRBSourceControlError_LocationNotFound(
-        QRBSourceControlErrorCode::branchNotFound, {}, "No branch is checked out, and none was named to send to."));
-  }
+  if (plan.from.empty()) return completionBlock(refusalOf(plan));
   completionBlock(push(request, plan, fromLocalRepository));
 }
 

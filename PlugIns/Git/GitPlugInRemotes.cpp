@@ -21,6 +21,7 @@ std::string remoteOfCurrentBranch(const GitTool& tool) {
   return upstream ? upstream->remote : std::string();
 }
 
+/// None where only a guess could choose: what is sent there cannot be taken back.
 const GitRemote* primaryOf(const std::vector<GitRemote>& remotes, const GitTool& tool) {
   if (remotes.empty()) return nullptr;
   if (remotes.size() == 1) return &remotes.front();
@@ -28,7 +29,7 @@ const GitRemote* primaryOf(const std::vector<GitRemote>& remotes, const GitTool&
     const auto found = std::ranges::find(remotes, name, &GitRemote::name);
     if (found != remotes.end()) return &*found;
   }
-  return &remotes.front();
+  return nullptr;
 }
 
 /// The port that says which protocol a password is for.

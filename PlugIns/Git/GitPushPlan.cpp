@@ -1,6 +1,7 @@
 #include "GitPushPlan.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace {
 
@@ -21,16 +22,22 @@ bool followsAnything(const GitNetworkSettings& settings, std::string_view branch
   return found != nullptr && !found->remote.empty() && !found->merge.empty();
 }
 
-/// The branch to send to a named one; empty for what is checked out without a branch.
-std::string sourceFor(const GitPushSources& sources, const GitNetworkSettings& settings,
-                      const GitRemoteSettings* remote, std::string_view remoteBranch) {
+/// The branches that may be meant by one who names a branch of the remote; no others than the one to send where there
+/// is no doubt. What is checked out is meant where it follows the named one, but not where another is called so: who
+/// reads the name as one of this repository means that.
+std::vector<std::string> sourcesFor(const GitPushSources& sources, const GitNetworkSettings& settings,
+                                    const GitRemoteSettings* remote, std::string_view remoteBranch) {
   const std::string to = refOf(remoteBranch);
-  if (!sources.current.empty() && followedBy(settings, remote, sources.current) == to) return sources.current;
-  for (const std::string& branch : sources.branches) {
-    if (followedBy(settings, remote, branch) == to) return branch;
-  }
-  const bool hasSameName = std::ranges::find(sources.branches, remoteBranch) != sources.branches.end();
-  return hasSameName ? std::string(remoteBranch) : sources.current;
+  std::vector<std::string> meant;
+  // One without commits is in no list.
+  const bool isHere = std::ranges::find(sources.branches, remoteBranch) != sources.branches.end();
+  if (isHere || sources.current == remoteBranch) meant.emplace_back(remoteBranch);
+  const bool isOther = !sources.current.empty() && sources.current != remoteBranch;
+  if (isOther && followedBy(settings, remote, sources.current) == to) meant.push_back(sources.current);
+  if (!meant.empty()) return meant;
+  std::ranges::copy_if(sources.branches, std::back_inserter(meant),
+                       [&](const std::string& branch) { return followedBy(settings, remote, branch) == to; });
+  return meant;
 }
 
 }  // namespace
@@ -41,13 +48,15 @@ GitPushPlan gitPlanPush(const GitPushSources& sources, const GitNetworkSettings&
   std::string source = sources.current;
   if (!remoteBranch.empty()) {
     plan.to = refOf(remoteBranch);
-    source = sourceFor(sources, settings, remote, remoteBranch);
+    plan.choices = sourcesFor(sources, settings, remote, remoteBranch);
+    if (plan.choices.size() != 1) return plan;
+    source = plan.choices.front();
   } else if (!source.empty()) {
     plan.to = followedBy(settings, remote, source);
     if (plan.to.empty()) plan.to = refOf(source);
   }
   if (plan.to.empty()) return plan;
-  plan.from = source.empty() ? "HEAD" : refOf(source);
-  if (remote != nullptr && !source.empty() && !followsAnything(settings, source)) plan.newFollower = source;
+  plan.from = refOf(source);
+  if (remote != nullptr && !followsAnything(settings, source)) plan.newFollower = source;
   return plan;
 }

@@ -8,12 +8,15 @@
 
 /// What is sent where.
 struct GitPushPlan {
-  /// The full name of a branch here, or "HEAD" where none is checked out; empty: there is nothing to send.
+  /// The full name of a branch here; empty: there is nothing to send.
   std::string from;
   /// The full name of the branch there.
   std::string to;
   /// The name, without a folder, of a branch here that follows none yet and is to follow what it is sent to.
   std::string newFollower;
+  /// The branches here that a named branch there may stand for. Where it is not just one, nothing is sent: what the
+  /// remote has is not overwritten by a guess.
+  std::vector<std::string> choices;
 };
 
 /// What a repository has to send.
@@ -25,8 +28,8 @@ struct GitPushSources {
 };
 
 /// Which branch a user means who sends to a branch of a remote, whose name, without a folder, may be empty: the one
-/// that follows it, and of several the one checked out; else the one of the same name; else what is checked out.
-/// Without a name what is checked out goes where it follows, or to its own name. `remote` is null where the address is
-/// not that of a remote. Pure.
+/// checked out where it follows that, or the one of the same name; where there is neither, the only one that follows
+/// it. Without a name what is checked out goes where it follows, or to its own name. `remote` is null where the address
+/// is not that of a remote. Pure.
 GitPushPlan gitPlanPush(const GitPushSources& sources, const GitNetworkSettings& settings,
                         const GitRemoteSettings* remote, std::string_view remoteBranch);

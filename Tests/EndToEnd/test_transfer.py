@@ -143,6 +143,22 @@ class Transfer(HostTest):
         self.assertEqual((refused.returncode, self.revision(self.origin, "main")), (1, theirs))
         self.assertIn(b"out of date", refused.stderr)
 
+    def test_push_guesses_neither_what_to_send_nor_where(self):
+        path = self.clone()
+        self.git(path, "switch", "--quiet", "-c", "follower", "origin/main")
+        self.commit(path, "mine", pear="1\n")
+        self.git(path, "remote", "add", "other", self.work)
+        before = self.git(self.origin, "for-each-ref")
+        for arguments, text in [(["push", "origin", "topic"], '"topic" could not be found'),
+                                (["push", "origin", "main"], "“follower”")]:
+            result = self.run_host(*arguments, cwd=path)
+            self.assertEqual((result.returncode, self.git(self.origin, "for-each-ref")), (1, before))
+            self.assertIn(text, result.stderr.decode())
+        self.git(path, "remote", "rename", "origin", "another")
+        self.git(path, "switch", "--quiet", "-c", "new")
+        self.assertIn("primary", self.run_host("push", cwd=path).stderr.decode())
+        self.assertEqual(self.git(self.origin, "for-each-ref"), before)
+
     def test_branches_are_made_and_removed_on_a_remote(self):
         path = self.clone()
         self.assertEqual(self.run_host("branch", "add", "there", "--remote", "origin", cwd=path).returncode, 0)

@@ -97,7 +97,7 @@ TEST_F(GitRemotes, thePrimaryRemoteIsTheOneThatTheCurrentBranchFollows) {
   repository.run({"remote", "add", "zeta", "https://host/zeta"});
   EXPECT_EQ(primaryOf(repository.root()), "https://host/zeta");
   repository.run({"remote", "add", "beta", "https://host/beta"});
-  EXPECT_EQ(primaryOf(repository.root()), "https://host/beta");
+  EXPECT_EQ(primaryOf(repository.root()), "none") << "nothing says which";
   repository.run({"remote", "add", "origin", "https://host/origin"});
   EXPECT_EQ(primaryOf(repository.root()), "https://host/origin");
   repository.commit("one");

@@ -57,9 +57,11 @@ TEST(GitPushPlan, sendsTheBranchThatIsMeant) {
   const GitNetworkSettings settings = gitReadNetworkSettings(
       "remote.origin.url\nx\0branch.main.remote\norigin\0branch.main.merge\nrefs/heads/trunk\0"
       "branch.other.remote\norigin\0branch.other.merge\nrefs/heads/trunk\0"
-      "branch.far.remote\nelsewhere\0branch.far.merge\nrefs/heads/far\0"s);
+      "branch.far.remote\nelsewhere\0branch.far.merge\nrefs/heads/away\0"
+      "remote.elsewhere.url\ny\0"
+      "branch.own.remote\norigin\0branch.own.merge\nrefs/heads/same\0"s);
   const GitRemoteSettings* const origin = settings.remoteNamed("origin");
-  const std::vector<std::string> branches = {"far", "main", "new", "other"};
+  const std::vector<std::string> branches = {"far", "main", "new", "other", "own", "same"};
   const struct {
     const char* what;
     const char* current;
@@ -73,10 +75,14 @@ TEST(GitPushPlan, sendsTheBranchThatIsMeant) {
       {"to its own name", "new", "", origin, "refs/heads/new", "refs/heads/new", "new"},
       {"it follows elsewhere", "far", "", origin, "refs/heads/far", "refs/heads/far", ""},
       {"the one checked out of two", "other", "trunk", origin, "refs/heads/other", "refs/heads/trunk", ""},
-      {"another is checked out", "new", "trunk", origin, "refs/heads/main", "refs/heads/trunk", ""},
+      {"two follow it", "new", "trunk", origin, "", "refs/heads/trunk", ""},
+      {"another follows it", "main", "same", origin, "refs/heads/same", "refs/heads/same", "same"},
+      {"the one checked out follows it", "own", "same", origin, "", "refs/heads/same", ""},
+      {"the only one that follows it", "main", "away", settings.remoteNamed("elsewhere"), "refs/heads/far",
+       "refs/heads/away", ""},
       {"by its name", "main", "new", origin, "refs/heads/new", "refs/heads/new", "new"},
-      {"a new name", "main", "fresh", origin, "refs/heads/main", "refs/heads/fresh", ""},
-      {"no branch", "", "fresh", origin, "HEAD", "refs/heads/fresh", ""},
+      {"a name that none has", "main", "fresh", origin, "", "refs/heads/fresh", ""},
+      {"no branch", "", "fresh", origin, "", "refs/heads/fresh", ""},
       {"no branch and no name", "", "", origin, "", "", ""},
       {"an address of no remote", "new", "", nullptr, "refs/heads/new", "refs/heads/new", ""},
   };
