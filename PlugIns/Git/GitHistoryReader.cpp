@@ -76,6 +76,7 @@ bool GitHistoryReader::isFull() const {
 }
 
 void GitHistoryReader::take(const GitLogRecord& record) {
+  _hasSome = true;
   if (isFull() || (_filter && !_filter->accepts(record))) return;
   _items.push_back(makeItem(record));
 }

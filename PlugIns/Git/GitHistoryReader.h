@@ -44,6 +44,8 @@ class GitHistoryReader {
   const std::optional<GitParseError>& error() const { return _parser.error(); }
   /// Every item so far, those handed on included.
   const Items& items() const { return _items; }
+  /// Git has found nothing, whatever was searched for.
+  bool isEmpty() const { return !_hasSome; }
 
  private:
   void take(const GitLogRecord& record);
@@ -63,4 +65,5 @@ class GitHistoryReader {
   std::string _authorKey;
   Items _items;
   std::size_t _sent = 0;
+  bool _hasSome = false;
 };

@@ -77,6 +77,19 @@ class Log(HostTest):
         self.assertEqual([entry["message"].strip() for entry in self.json_of("log", "--file", "two", repository)],
                          ["after", "renamed and changed", "first"])
 
+    def test_a_file_that_a_merge_brought_from_elsewhere_has_a_history(self):
+        repository = self.repository()
+        self.commit(repository, "ours", one="1\n")
+        self.git(repository, "switch", "--quiet", "--orphan", "theirs")
+        self.commit(repository, "theirs", two="2\n")
+        self.git(repository, "switch", "--quiet", "main")
+        self.git(repository, "merge", "--quiet", "-s", "ours", "--no-commit", "--allow-unrelated-histories", "theirs")
+        self.git(repository, "read-tree", "--prefix=sub/", "-u", "theirs")
+        self.commit(repository, "merged")
+        for options, messages in [([], ["merged"]), (["--search", "merg"], ["merged"]), (["--author", "bert"], [])]:
+            listed = self.json_of("log", "--file", "sub/two", *options, repository)
+            self.assertEqual([entry["message"].strip() for entry in listed], messages)
+
     def test_a_file_is_named_as_seen_from_the_folder(self):
         repository = self.repository()
         self.write(repository, "a/x")
