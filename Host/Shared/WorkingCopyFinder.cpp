@@ -6,6 +6,8 @@
 #include <cstring>
 #include <filesystem>
 
+#include "ErrorPrinting.h"
+#include "QRBSourceControlCancellable.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlRepository.h"
 #include "QRBSourceControlSystem.h"
@@ -42,6 +44,35 @@ bool isThere(const fs::path& path) {
   return ::lstat(path.c_str(), &status) == 0;
 }
 
+/// The nearest working copy to a folder, and those around it.
+std::vector<FoundWorkingCopy> candidatesFor(const fs::path& folder,
+                                            const std::vector<QRBSourceControlSystemPtr>& systems) {
+  std::vector<FoundWorkingCopy> candidates;
+  for (fs::path place = folder;; place = place.parent_path()) {
+    for (const QRBSourceControlSystemPtr& system : systems) {
+      if (auto workingCopy = workingCopyWithRoot(place.native(), system)) {
+        candidates.push_back({workingCopy, place.native(), {}});
+      }
+    }
+    if (place == place.parent_path()) return candidates;
+  }
+}
+
+/// Whether the system takes it for a working copy; what it says of a damaged one is no denial. A file in place of the
+/// metadata leads to them, wherever they are, and is not passed over.
+qrb::Error denialOf(Session& session, const FoundWorkingCopy& candidate) {
+  std::error_code failure;
+  const auto& name = candidate.workingCopy->repository()->sourceControlSystem()->workingCopyFolderIdentifier();
+  if (!fs::is_directory(fs::path(candidate.root) / name.view(), failure)) return {};
+  qrb::Error error = session.perform("Looking for the working copy", [&](Session::Done done) {
+    return candidate.workingCopy->currentLocationWithCompletionBlock(
+        [done](auto, qrb::Error answer) { done(std::move(answer)); });
+  });
+  const bool isNone = error.domain().view() == QRBSourceControlErrorDomain &&
+                      error.code() == static_cast<std::int64_t>(QRBSourceControlErrorCode::workingCopyNotFound);
+  return isNone || isCancellation(error) ? error : qrb::Error();
+}
+
 }  // namespace
 
 QRBSourceControlWorkingCopyPtr workingCopyWithRoot(const std::string& root, const QRBSourceControlSystemPtr& system) {
@@ -73,12 +104,14 @@ FoundWorkingCopy findWorkingCopy(Session& session, const std::string& path) {
     return found;
   }
   if (systems.empty()) return noSystems();
-  for (fs::path place = folder;; place = place.parent_path()) {
-    for (const QRBSourceControlSystemPtr& system : systems) {
-      if (auto workingCopy = workingCopyWithRoot(place.native(), system)) return {workingCopy, place.native(), {}};
-    }
-    if (place == place.parent_path()) break;
+  std::vector<FoundWorkingCopy> candidates = candidatesFor(folder, systems);
+  for (std::size_t number = 0; number + 1 < candidates.size(); ++number) {
+    const qrb::Error denial = denialOf(session, candidates[number]);
+    if (!denial) return candidates[number];
+    if (isCancellation(denial)) return {nullptr, {}, denial};
   }
+  // Whatever is wrong with the last one, the request itself will tell.
+  if (!candidates.empty()) return candidates.back();
   return notFound("neither " + folder.native() + " nor a folder above it is a working copy");
 }
 

@@ -54,6 +54,24 @@ class BadInput(HostTest):
                     self.assertEqual(result.stdout, b"")
                     self.assertNotIn(b"\x1b", result.stderr)
 
+    def test_what_is_no_repository_does_not_hide_the_one_around_it(self):
+        repository = self.repository()
+        self.commit(repository, "first", a="1")
+        self.repository("orchard/headless")
+        os.remove(os.path.join(repository, "headless/.git/HEAD"))
+        os.makedirs(os.path.join(repository, "empty/.git"))
+        self.repository("orchard/damaged")
+        self.write(repository, "damaged/.git/HEAD", b"1" * 40 + b"\n")
+        for folder in ("empty", "headless"):
+            self.write(repository, folder + "/deep/new")
+            for place in (folder, folder + "/deep"):
+                with self.subTest(place):
+                    entry, = self.json_of("log", cwd=os.path.join(repository, place))
+                    self.assertEqual(entry["message"].strip(), "first")
+        self.assertEqual(self.run_host("add", "new", cwd=os.path.join(repository, "empty/deep")).returncode, 0)
+        self.assertEqual(self.git(repository, "ls-files"), b"a\nempty/deep/new\n")
+        self.assertEqual(self.run_host("log", cwd=os.path.join(repository, "damaged")).returncode, 1)
+
     def test_a_machine_without_git(self):
         repository = self.repository()
         empty = os.path.join(self.folder, "empty")
