@@ -1,3 +1,4 @@
+#include "GitBranchCommands.h"
 #include "GitCheckoutCommands.h"
 #include "GitCheckoutRepair.h"
 #include "GitHookOutput.h"
@@ -31,7 +32,8 @@ class Switch {
     const std::string name = branch->name().str();
     if (branch->isRemoteBranch()) {
       GitOutcome outcome = to(name, gitSwitchToNewBranchCommand(name, gitBranchRefName(branch), true));
-      return outcome.failedWith(GitFailureKind::Exists) ? to(name, gitSwitchToBranchCommand(name)) : outcome;
+      return outcome.failedWith(GitFailureKind::Exists) && follows(*branch) ? to(name, gitSwitchToBranchCommand(name))
+                                                                            : outcome;
     }
     if (!branch->isNewBranch()) return to(name, gitSwitchToBranchCommand(name));
     return to(name, gitSwitchToNewBranchCommand(name, branch->revision() ? gitLocationName(location) : "", false));
@@ -39,6 +41,15 @@ class Switch {
 
  private:
   GitOutcome run(const GitCommand& command) { return _tool.run(command, {}, gitHookOutput); }
+
+  /// Whether the branch here of the same name is the one that follows it; another is not what was asked for.
+  bool follows(const QRBSourceControlBranch& branch) {
+    std::string output;
+    const std::string ref = "refs/heads/" + branch.name().str();
+    if (!_tool.run(gitUpstreamCommand(ref), output)) return false;
+    const auto upstream = gitReadUpstream(output);
+    return upstream && branch.remoteName().view() == upstream->remote && upstream->remoteRef == ref;
+  }
 
   /// The exit status of a hook that runs when all is done becomes git's, and is none of ours.
   GitOutcome to(const std::string& name, const GitCommand& command) {

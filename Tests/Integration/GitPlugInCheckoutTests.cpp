@@ -172,6 +172,11 @@ TEST_F(GitPlugInCheckoutTest, aRemoteBranchGetsALocalOneThatFollowsIt) {
   EXPECT_FALSE(std::get<1>(switchClone(remoteBranch("work"))));
   EXPECT_EQ(clone.run({"symbolic-ref", "HEAD"}), "refs/heads/work");
   EXPECT_TRUE(has(std::get<1>(switchClone(remoteBranch("missing"))), Code::branchNotFound));
+  // Only its name is the same.
+  clone.run({"checkout", "-q", "-b", "aside"});
+  clone.run({"branch", "-q", "--unset-upstream", "work"});
+  EXPECT_TRUE(has(std::get<1>(switchClone(remoteBranch("work"))), Code::repositoryExists));
+  EXPECT_EQ(clone.run({"symbolic-ref", "HEAD"}), "refs/heads/aside");
 }
 
 TEST_F(GitPlugInCheckoutTest, whatIsInTheWayStaysAndIsTold) {
