@@ -1,7 +1,9 @@
+#include <cerrno>
 #include <nlohmann/json.hpp>
 
 #include "Command.h"
 #include "DiffPrinting.h"
+#include "HostError.h"
 #include "LocationFinder.h"
 #include "LogItemPrinting.h"
 #include "QRBSourceControlAuthor.h"
@@ -22,7 +24,8 @@ using LogItems = QRBSourceControlWorkingCopy::LogItems;
 
 struct ShowOptions {
   std::shared_ptr<std::string> folder;
-  std::string name = "BASE";
+  /// Empty: what was last committed.
+  std::string name;
   bool summary = false;
 };
 
@@ -69,10 +72,13 @@ ExitStatus runShow(Session& session, const ShowOptions& options) {
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   auto repository = found.workingCopy->repository();
-  FoundLocation what = findLocation(session, repository, options.name);
+  FoundLocation what = findLocation(session, repository, options.name.empty() ? "BASE" : options.name);
   if (what.error) return session.fail(what.error);
   LogItems items;
   if (qrb::Error error = findItems(session, found.workingCopy, what.revision, items)) return session.fail(error);
+  if (items.empty() && options.name.empty()) {
+    return session.fail(hostError("Nothing has been committed yet.", "\"qrbscm diff\" shows what would be.", ENOENT));
+  }
   if (items.empty()) {
     return session.fail(QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::revisionNotFound,
                                                                options.name, "no entry of the history is of it"));

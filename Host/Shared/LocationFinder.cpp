@@ -21,14 +21,25 @@ struct Answers {
   QRBSourceControlRevisionPtr revision;
 };
 
+bool isNotThere(const qrb::Error& error) {
+  return error.domain().view() == QRBSourceControlErrorDomain &&
+         error.code() <= static_cast<std::int64_t>(Code::locationNotFound) &&
+         error.code() >= static_cast<std::int64_t>(Code::pathNotFound);
+}
+
 // That there is no such thing, or that the system has none of its kind, is what the next kind is asked for.
 bool isOnlyNotFound(const qrb::Error& error) {
   if (error.domain().view() != QRBSourceControlErrorDomain) return false;
   auto code = error.code();
-  bool isNotThere = code <= static_cast<std::int64_t>(Code::locationNotFound) &&
-                    code >= static_cast<std::int64_t>(Code::pathNotFound);
-  return isNotThere || code == static_cast<std::int64_t>(Code::systemDistributedRepositoriesUnsupported) ||
+  return isNotThere(error) || code == static_cast<std::int64_t>(Code::systemDistributedRepositoriesUnsupported) ||
          code == static_cast<std::int64_t>(Code::branchAndTagLocationsRequired);
+}
+
+// Whether the system told something else of the name than that it does not know it.
+bool saysMore(const qrb::Error& error, const std::string& name) {
+  if (!isNotThere(error)) return false;
+  const qrb::Error plain = QRBSourceControlError_LocationNotFound(static_cast<Code>(error.code()), name, {});
+  return error.localizedDescription() != plain.localizedDescription();
 }
 
 Session::Start askBranches(const QRBSourceControlRepositoryPtr& repository, const std::shared_ptr<Answers>& answers) {
@@ -119,6 +130,9 @@ FoundLocation findLocation(Session& session, const QRBSourceControlRepositoryPtr
     return {QRBSourceControlRevisionLocation::initWithRevision(answers->revision), {}, answers->revision};
   }
   if (auto branch = onlyRemoteBranchNamed(*answers, name)) return found(branch);
+  for (const qrb::Error& error : errors) {
+    if (saysMore(error, name)) return {nullptr, error, nullptr};
+  }
   return notFound(Code::locationNotFound, name,
                   "no branch, no branch of a remote, no tag and no revision is called so");
 }

@@ -68,8 +68,10 @@ qrb::Error denialOf(Session& session, const FoundWorkingCopy& candidate) {
     return candidate.workingCopy->currentLocationWithCompletionBlock(
         [done](auto, qrb::Error answer) { done(std::move(answer)); });
   });
-  const bool isNone = error.domain().view() == QRBSourceControlErrorDomain &&
-                      error.code() == static_cast<std::int64_t>(QRBSourceControlErrorCode::workingCopyNotFound);
+  const qrb::Error none = QRBSourceControlError_WorkingCopyNotFound({});
+  // The same code stands for working copies that cannot be read, with other words.
+  const bool isNone = error.domain() == none.domain() && error.code() == none.code() &&
+                      error.localizedDescription() == none.localizedDescription();
   return isNone || isCancellation(error) ? error : qrb::Error();
 }
 

@@ -22,6 +22,20 @@ GitCommand gitResolveAllCommand(std::span<const std::string> names) {
   return command;
 }
 
+GitCommand gitRefOfNameCommand(std::string_view name) {
+  if (!gitIsPlainRevision(name)) return gitRefusedCommand("revision", name);
+  GitCommand command = gitMakeCommand({"rev-parse", "--verify", "--quiet", "--symbolic-full-name"});
+  gitAddArguments(command, {"--end-of-options", name});
+  return command;
+}
+
+GitCommand gitObjectKindCommand(std::string_view name) {
+  if (!gitIsPlainRevision(name)) return gitRefusedCommand("revision", name);
+  GitCommand command = gitMakeCommand({"cat-file", "-t"});
+  command.arguments.push_back(std::string(name) + "^{}");
+  return command;
+}
+
 GitCommand gitBranchesHoldingCommand(std::string_view hash) {
   GitCommand command = gitMakeCommand({"for-each-ref", gitRefFormat});
   command.arguments.push_back("--contains=" + std::string(hash));

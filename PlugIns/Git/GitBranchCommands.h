@@ -42,6 +42,12 @@ GitCommand gitAddBranchCommand(std::string_view name, std::string_view start);
 /// BranchInUse.
 GitCommand gitRemoveBranchCommand(std::string_view ref);
 
+/// Prints the full name of the ref that a name stands for, and nothing for an object's own name. Fails where there is
+/// none, and for HEAD where it stands for a branch without commits.
+GitCommand gitRefOfNameCommand(std::string_view name);
+/// Prints what kind of object a name stands for ("commit", "tree", "blob"); of tags with a message what they are on.
+GitCommand gitObjectKindCommand(std::string_view name);
+
 /// Prints which branch of which remote a branch follows: see gitReadUpstream(). Nothing where there is no such branch.
 GitCommand gitUpstreamCommand(std::string_view ref);
 

@@ -14,7 +14,6 @@ std::string_view emptyTree(std::string_view hash) {
 
 std::optional<GitCommand> gitDiffCommand(const GitDiffSide& from, const GitDiffSide& to) {
   using Kind = GitDiffSide::Kind;
-  if (from.kind != Kind::Commit && to.kind != Kind::Commit) return std::nullopt;
   if (from.kind == to.kind && from.hash == to.hash) return std::nullopt;
   GitCommand command = gitMakeCommand({});
   // Ahead of the subcommand: names are shown as they are, and a file whose time alone has changed is no difference.
@@ -30,8 +29,14 @@ std::optional<GitCommand> gitDiffCommand(const GitDiffSide& from, const GitDiffS
   for (const GitDiffSide* side : {&from, &to}) {
     const GitDiffSide& other = side == &from ? to : from;
     if (side->kind == Kind::Commit) gitAddArguments(command, {side->hash});
-    if (side->kind == Kind::Nothing) gitAddArguments(command, {emptyTree(other.hash)});
+    if (side->kind == Kind::Nothing) {
+      gitAddArguments(command, {side->hash.empty() ? emptyTree(other.hash) : side->hash});
+    }
   }
   gitAddArguments(command, {"--"});
   return command;
+}
+
+GitCommand gitEmptyTreeCommand() {
+  return gitMakeCommand({"hash-object", "-t", "tree", "--stdin"});
 }

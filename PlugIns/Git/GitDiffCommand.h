@@ -15,11 +15,13 @@ struct GitDiffSide {
     Nothing,
   };
   Kind kind = Kind::Commit;
-  /// Full object name of a commit; empty for the other kinds.
+  /// Full object name of a commit; of nothing the empty tree's, which may be left out where the other is a commit.
   std::string hash;
 };
 
 /// Prints what has to be done to `from` to get `to`: see GitDiffParser. Runs no program that the repository names for
-/// showing differences. None where both sides are not commits, so that no command can compare them, or where they are
-/// the same side: nothing differs then.
+/// showing differences. None where they are the same side: nothing differs then.
 std::optional<GitCommand> gitDiffCommand(const GitDiffSide& from, const GitDiffSide& to);
+
+/// Prints the object name of the tree without entries, which each kind of hash gives another.
+GitCommand gitEmptyTreeCommand();

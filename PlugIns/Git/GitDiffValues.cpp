@@ -45,8 +45,8 @@ qrb::Dictionary dictionaryOf(GitDiffFile& file) {
 qrb::Dictionary gitDiffDictionary(const GitDiffSide& from, const GitDiffSide& against,
                                   std::vector<GitDiffFile>&& files) {
   qrb::Dictionary dictionary = qrb::Dictionary::object();
-  if (!from.hash.empty()) dictionary["from"] = from.hash;
-  if (!against.hash.empty()) dictionary["against"] = against.hash;
+  if (from.kind == GitDiffSide::Kind::Commit) dictionary["from"] = from.hash;
+  if (against.kind == GitDiffSide::Kind::Commit) dictionary["against"] = against.hash;
   std::uint64_t additions = 0;
   std::uint64_t deletions = 0;
   qrb::Dictionary entries = qrb::Dictionary::array();

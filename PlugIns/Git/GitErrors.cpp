@@ -1,5 +1,6 @@
 #include "GitErrors.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -73,11 +74,49 @@ qrb::Error gitUnclearBranch(const qrb::String& name, const qrb::String& message)
 
 namespace {
 
+/// The folder of a ref, and what is in it.
+struct RefFolder {
+  std::string_view name;
+  const char* word;
+  QRBSourceControlErrorCode code;
+};
+constexpr RefFolder refFolders[] = {{"refs/tags/", "tag", QRBSourceControlErrorCode::tagNotFound},
+                                    {"refs/heads/", "branch", QRBSourceControlErrorCode::branchNotFound},
+                                    {"refs/remotes/", "branch", QRBSourceControlErrorCode::branchNotFound},
+                                    {"", "revision", QRBSourceControlErrorCode::revisionNotFound}};
+
+const RefFolder& folderOf(std::string_view name) {
+  return *std::ranges::find_if(refFolders, [name](const RefFolder& each) { return name.starts_with(each.name); });
+}
+
+qrb::Error targetMissing(const GitFailure& failure, const char* suggestion) {
+  return reworded(QRBSourceControlError_RepositoryNotFound({}),
+                  qrb::localizable("The repository is damaged: the revision that “%@” stands for is missing."),
+                  suggestion, failure.detail.substr(folderOf(failure.detail).name.size()), failure.message);
+}
+
+qrb::Error noRevision(const GitFailure& failure) {
+  const RefFolder& folder = folderOf(failure.detail);
+  const std::string named =
+      qrb::localized(folder.word) + " \"" + failure.detail.substr(folder.name.size()) + "\"";
+  return reworded(QRBSourceControlError_LocationNotFound(folder.code, {}, {}),
+                  failure.kind == GitFailureKind::FileNotRevision
+                      ? qrb::localizable("The %@ is the contents of a file, and no revision.")
+                      : qrb::localizable("The %@ is the contents of a folder, and no revision."),
+                  qrb::localizable("Name a revision, or a branch or tag that stands for one, and try again."), named,
+                  failure.message);
+}
+
 /// Errors whose codes say too little for what users read.
 qrb::Error rewordedFailure(const GitFailure& failure) {
   const auto make = [&](const qrb::Error& like, const char* description, const char* suggestion) {
     return reworded(like, description, suggestion, failure.detail, failure.message);
   };
+  const qrb::Error pathNotFound =
+      QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::pathNotFound, {}, {});
+  const char* const fetchAgain = qrb::localizable(
+      "Get what is missing back from a backup or another clone, or clone the repository again and bring your changes "
+      "over.");
   switch (failure.kind) {
     case GitFailureKind::FileExists:
       return make(QRBSourceControlError_RepositoryExists({}),
@@ -111,6 +150,36 @@ qrb::Error rewordedFailure(const GitFailure& failure) {
       return make(QRBSourceControlError_RepositoryNotFound({}),
                   qrb::localizable("“%@” is a pipe or a device, where Git expects a file."),
                   qrb::localizable("Remove it, if you do not know what it is for, and try again."));
+    case GitFailureKind::IndexUnreadable:
+      return make(
+          QRBSourceControlError_WorkingCopyNotFound({}),
+          qrb::localizable("The staging area of the working copy is damaged."),
+          qrb::localizable("Put the file “index” in the repository's folder aside, add all files again, and try "
+                           "again. Only what was staged is lost, and nothing that was committed."));
+    case GitFailureKind::RepositoryCorrupt:
+      return make(QRBSourceControlError_RepositoryNotFound({}),
+                  failure.detail.empty()
+                      ? qrb::localizable("The repository is damaged.")
+                      : qrb::localizable("The repository is damaged: “%@” is missing or cannot be read."),
+                  fetchAgain);
+    case GitFailureKind::TargetMissing:
+      return targetMissing(failure, fetchAgain);
+    case GitFailureKind::RepositoryTooNew:
+      return make(QRBSourceControlError_WorkingCopyTooNew(),
+                  qrb::localizable("The repository has a format that the installed Git does not know."),
+                  qrb::localizable("Install the version of Git that made it, or a newer one, and try again."));
+    case GitFailureKind::ConfigurationBroken:
+      return make(QRBSourceControlError_SystemUnusable(), qrb::localizable("Git's configuration cannot be read."),
+                  qrb::localizable("Mend what Git names, and try again."));
+    case GitFailureKind::FileNotRevision:
+    case GitFailureKind::FolderNotRevision:
+      return noRevision(failure);
+    case GitFailureKind::FileDeleted:
+      return make(pathNotFound, qrb::localizable("The file “%@” is not in the working copy any more."),
+                  qrb::localizable("Name a revision that has it, or bring it back, and try again."));
+    case GitFailureKind::NotAFile:
+      return make(pathNotFound, qrb::localizable("“%@” is a folder or a submodule, and has no lines."),
+                  qrb::localizable("Name a file. The files of a submodule are asked for in the submodule itself."));
     case GitFailureKind::Killed:
       return make(QRBSourceControlError_SystemUnusable(), qrb::localizable("Git was killed by %@ while it worked."),
                   qrb::localizable("Try again. If it happens again, make sure that the system does not run out of "
@@ -132,12 +201,6 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::NoWorkingCopy:
       return subject == GitSubject::WorkingCopy ? QRBSourceControlError_WorkingCopyNotFound(failure.message)
                                                 : QRBSourceControlError_RepositoryNotFound(failure.message);
-    case GitFailureKind::IndexUnreadable:
-      return QRBSourceControlError_WorkingCopyNotFound(failure.message);
-    case GitFailureKind::RepositoryCorrupt:
-      return QRBSourceControlError_RepositoryNotFound(failure.message);
-    case GitFailureKind::RepositoryTooNew:
-      return gitErrorWithMessage(QRBSourceControlError_WorkingCopyTooNew(), failure.message);
     case GitFailureKind::DubiousOwnership:
       return QRBSourceControlError_AuthenticationPermissionDenied(dubiousOwnershipMessage(failure));
     case GitFailureKind::PermissionDenied:
@@ -180,7 +243,6 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::RemoteRejected:
       return QRBSourceControlError_RemoteOperationRejected(failure.message);
     case GitFailureKind::GitMissing:
-    case GitFailureKind::ConfigurationBroken:
       break;
     case GitFailureKind::FileExists:
     case GitFailureKind::LocalChanges:
@@ -191,6 +253,15 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::DiskFull:
     case GitFailureKind::Killed:
     case GitFailureKind::Obstructed:
+    case GitFailureKind::IndexUnreadable:
+    case GitFailureKind::RepositoryCorrupt:
+    case GitFailureKind::TargetMissing:
+    case GitFailureKind::RepositoryTooNew:
+    case GitFailureKind::ConfigurationBroken:
+    case GitFailureKind::FileNotRevision:
+    case GitFailureKind::FolderNotRevision:
+    case GitFailureKind::FileDeleted:
+    case GitFailureKind::NotAFile:
     case GitFailureKind::Other:
       return rewordedFailure(failure);
   }

@@ -25,6 +25,7 @@ constexpr Pattern patterns[] = {
     {"cannot lock ref ", ".lock': File exists.", Kind::Locked},
     // Another process has moved the ref between two looks at it.
     {"cannot lock ref '", "", Kind::Locked, "': is at "},
+    {"index uses ", " extension, which we do not understand", Kind::RepositoryTooNew},
     {"index file corrupt", "", Kind::IndexUnreadable},
     {"bad signature 0x", "", Kind::IndexUnreadable},
     {"bad index file sha1 signature", "", Kind::IndexUnreadable},
@@ -32,13 +33,13 @@ constexpr Pattern patterns[] = {
     {"malformed name field in the index", "", Kind::IndexUnreadable},
     {"unknown index entry format ", "", Kind::IndexUnreadable},
     {"unordered stage entries in index", "", Kind::IndexUnreadable},
-    {"index uses ", " extension, which we do not understand", Kind::IndexUnreadable},
     {"", ": index file smaller than expected", Kind::IndexUnreadable},
-    {"", ": index file open failed: Permission denied", Kind::IndexUnreadable},
+    {"", ": index file open failed: Permission denied", Kind::PermissionDenied},
     {"", ": index file open failed: Is a directory", Kind::IndexUnreadable},
     {"", ": index file open failed: Not a directory", Kind::IndexUnreadable},
-    {"", ": unable to map index file", Kind::IndexUnreadable},
-    {"", ": cannot stat the open index", Kind::IndexUnreadable},
+    {"", "", Kind::IndexUnreadable, ": unable to map index file: "},
+    {"", "", Kind::IndexUnreadable, ": cannot stat the open index: "},
+    {"cache entry has null sha1", "", Kind::IndexUnreadable},
     {"not a git repository", "", Kind::NotARepository},
     {"Expected git repo version ", "", Kind::RepositoryTooNew},
     {"unknown repository extension", "", Kind::RepositoryTooNew},
@@ -117,7 +118,8 @@ constexpr Pattern patterns[] = {
     {" ! [rejected]", "(non-fast-forward)", Kind::RemoteOutOfDate},
     {" ! [rejected]", "", Kind::RemoteRejected},
     {" ! [remote rejected]", "", Kind::RemoteRejected},
-    {"bad object HEAD", "", Kind::RepositoryCorrupt},
+    {"bad object HEAD", "", Kind::TargetMissing},
+    {"bad object refs/", "", Kind::TargetMissing},
     {"bad object ", "", Kind::UnknownRevision},
     {"destination exists, source=", "", Kind::FileExists},
     {"'", "", Kind::BranchInUse, "' is already checked out at '"},
@@ -126,6 +128,9 @@ constexpr Pattern patterns[] = {
     {"bad source, source=", "", Kind::UnknownPath},
     {"pathspec '", "did not match any file(s) known to git", Kind::UnknownPath},
     {"pathspec '", "did not match any files", Kind::UnknownPath},
+    {"Cannot lstat '", "': No such file or directory", Kind::FileDeleted},
+    {"unsupported file type ", "", Kind::NotAFile},
+    {"no such commit ", "", Kind::UnknownRevision},
     {"no such path '", "", Kind::UnknownPath},
     {"no such path ", "", Kind::UnknownPath},
     {"path '", "", Kind::UnknownPath},
@@ -133,6 +138,7 @@ constexpr Pattern patterns[] = {
     {"'", "' is beyond a symbolic link", Kind::PathOutside},
     {"pathspec '", "' is beyond a symbolic link", Kind::PathOutside},
     {"bad config line ", "", Kind::ConfigurationBroken},
+    {"repo version is 0, but v1-only extension", "", Kind::ConfigurationBroken},
     {"bad numeric config value ", "", Kind::ConfigurationBroken},
     {"bad boolean config value ", "", Kind::ConfigurationBroken},
     {"invalid object ", "", Kind::RepositoryCorrupt},
@@ -216,8 +222,22 @@ std::string_view lockPath(std::string_view line) {
   return line.substr(0, line.size() - after.size());
 }
 
+/// The first word that is an object's name in full.
+std::string_view objectName(std::string_view line) {
+  constexpr std::string_view digits = "0123456789abcdef";
+  for (std::size_t begin = 0; (begin = line.find_first_of(digits, begin)) != std::string_view::npos;) {
+    const std::size_t end = std::min(line.find_first_not_of(digits, begin), line.size());
+    if (end - begin == 40 || end - begin == 64) return line.substr(begin, end - begin);
+    begin = end;
+  }
+  return {};
+}
+
 std::string_view detailOf(const Pattern& pattern, std::string_view line) {
   if (pattern.kind == Kind::Locked) return lockPath(line);
+  constexpr std::string_view badObject = "bad object ";
+  if (pattern.start.starts_with(badObject)) return line.substr(badObject.size());
+  if (pattern.kind == Kind::RepositoryCorrupt) return objectName(line);
   // Named without quotation marks.
   if (pattern.kind == Kind::RemoteBranchMissing) {
     return line.substr(pattern.start.size(), line.size() - pattern.start.size() - pattern.end.size());
@@ -231,7 +251,8 @@ constexpr int fatalExit = 128;
 /// What git also reports with other exit statuses where hooks may run.
 bool isOfOwnFiles(Kind kind) {
   return kind == Kind::UnknownPath || kind == Kind::UnknownRevision || kind == Kind::MidOperation ||
-         kind == Kind::LocalChanges || kind == Kind::NoCommonAncestor || kind == Kind::Exists;
+         kind == Kind::LocalChanges || kind == Kind::NoCommonAncestor || kind == Kind::Exists ||
+         kind == Kind::RepositoryCorrupt || kind == Kind::TargetMissing || kind == Kind::IndexUnreadable;
 }
 
 }  // namespace

@@ -17,19 +17,26 @@ enum class GitFailureKind : std::uint8_t {
   NotARepository,
   /// The repository belongs to another user, and git refuses to trust it.
   DubiousOwnership,
-  /// Made by a newer git.
+  /// Of a format, or with an extension, that this git does not know.
   RepositoryTooNew,
   /// What was asked needs a working copy, and the repository is bare.
   NoWorkingCopy,
   /// HEAD names a branch that has no commit yet.
   UnbornHead,
   UnknownRevision,
+  /// What was asked for as a revision is the contents of a file or of a folder.
+  FileNotRevision,
+  FolderNotRevision,
   /// The current branch follows none, or HEAD is at no branch.
   NoUpstream,
   NoCommonAncestor,
   /// A branch that was to be changed or removed.
   UnknownBranch,
   UnknownPath,
+  /// A file that is not on disk, where it was to be looked at.
+  FileDeleted,
+  /// A folder or a submodule in place of a file.
+  NotAFile,
   /// A path that lies outside of the working copy.
   PathOutside,
   /// What was to be made is there already.
@@ -42,6 +49,8 @@ enum class GitFailureKind : std::uint8_t {
   BranchInUse,
   IndexUnreadable,
   RepositoryCorrupt,
+  /// A branch, a tag or HEAD is there, and what it stands for is not.
+  TargetMissing,
   ConfigurationBroken,
   /// A merge, rebase or the like has to be ended first.
   MidOperation,
@@ -75,8 +84,8 @@ enum class GitFailureKind : std::uint8_t {
 struct GitFailure {
   GitFailureKind kind = GitFailureKind::Other;
   /// What the failure is about, where the message tells: of Locked the lock file's path, of UnknownRevision the
-  /// revision, of paths the path, of DubiousOwnership the folder, of RemoteBranchMissing the branch, of Killed the
-  /// signal.
+  /// revision, of RepositoryCorrupt the object, of TargetMissing the ref, of paths the path, of DubiousOwnership the
+  /// folder, of RemoteBranchMissing the branch, of Killed the signal.
   std::string detail;
   /// What git said, without the white space around it.
   std::string message;

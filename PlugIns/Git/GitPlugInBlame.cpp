@@ -2,6 +2,7 @@
 #include "GitContentCommands.h"
 #include "GitFilePaths.h"
 #include "GitHistoryReader.h"
+#include "GitMissingRevision.h"
 #include "GitNames.h"
 #include "GitPlugIn.h"
 #include "QRBSourceControlHistoryTypes.h"
@@ -24,6 +25,12 @@ GitOutcome readBlame(const GitTool& tool, const GitCommand& command, GitBlameRea
     return GitOutcome::unreadable(reader.error()->what, reader.error()->offset);
   }
   return outcome;
+}
+
+/// Git says of what is no file that it is not there.
+bool isInTree(const GitTool& tool, const std::string& revision, const std::string& path) {
+  std::string entry;
+  return tool.run(gitTreeEntryCommand(revision.empty() ? "HEAD" : revision, path), entry) && gitReadTreeEntry(entry);
 }
 
 /// Blame itself knows only the subjects of messages.
@@ -58,11 +65,17 @@ void GitPlugIn::blameFile(const qrb::String& file, const QRBSourceControlWorking
   const GitTool tool = lookAt(inWorkingCopy, {.convertsFiles = true});
   GitBlameReader reader;
   outcome = readBlame(tool, gitBlameCommand(path, revision), reader);
+  outcome = gitExplainMissingRevision(tool, revision.empty() ? "HEAD" : revision, std::move(outcome));
   if (outcome.failedWith(GitFailureKind::UnknownRevision) && !revision.empty()) {
     return completionBlock({}, gitLocationNotFound(fromRevisionLocation, outcome.failure.message));
   }
-  // Its message names the path without quotation marks.
-  if (outcome.failedWith(GitFailureKind::UnknownPath)) outcome.failure.detail = path;
+  if (outcome.failedWith(GitFailureKind::UnknownPath) && isInTree(tool, revision, path)) {
+    outcome.failure.kind = GitFailureKind::NotAFile;
+  }
+  // The messages name the path without quotation marks.
+  for (const GitFailureKind kind : {GitFailureKind::UnknownPath, GitFailureKind::NotAFile}) {
+    if (outcome.failedWith(kind)) outcome.failure.detail = path;
+  }
   GitHistoryReader::Items logItems;
   if (outcome) outcome = readLogItems(tool, inWorkingCopy, reader.hashes(), logItems);
   if (!outcome) return completionBlock({}, errorFor(outcome, inWorkingCopy));

@@ -3,6 +3,7 @@
 
 #include "GitBranchCommands.h"
 #include "GitBranchValues.h"
+#include "GitMissingRevision.h"
 #include "GitNames.h"
 #include "GitParentBranches.h"
 #include "GitPlugIn.h"
@@ -109,8 +110,9 @@ qrb::Error GitPlugIn::resolve(const GitTool& tool, const QRBSourceControlReposit
     names.push_back(gitLocationName(location));
   }
   std::string output;
-  const GitOutcome outcome = tool.run(gitResolveAllCommand(names), output);
+  GitOutcome outcome = tool.run(gitResolveAllCommand(names), output);
   hashes = gitLines(output);
+  if (hashes.size() < names.size()) outcome = gitExplainMissingRevision(tool, names[hashes.size()], outcome);
   if (outcome && hashes.size() > locations.size()) {
     // The last line is the end of the names.
     hashes.resize(locations.size());
@@ -157,7 +159,9 @@ void GitPlugIn::addBranch(const QRBSourceControlBranchPtr& branch, const QRBSour
     return completionBlock(made, error);
   }
   const GitTool tool = toolFor(toRepository);
-  const GitOutcome outcome = tool.run(gitAddBranchCommand(branch->name().view(), gitLocationName(from)));
+  const std::string start = gitLocationName(from);
+  const GitOutcome outcome =
+      gitExplainMissingRevision(tool, start, tool.run(gitAddBranchCommand(branch->name().view(), start)));
   if (outcome.failedWith(GitFailureKind::Exists)) {
     return completionBlock(nullptr, gitAlreadyExists(GitThing::Branch, branch->name(), outcome.failure.message));
   }

@@ -3,6 +3,7 @@
 #include "GitCheckoutRepair.h"
 #include "GitHookOutput.h"
 #include "GitMerging.h"
+#include "GitMissingRevision.h"
 #include "GitNames.h"
 #include "GitPlugIn.h"
 #include "QRBSourceControlBranch.h"
@@ -73,9 +74,9 @@ void GitPlugIn::mergeBranch(const QRBSourceControlBranchPtr& branch,
   const GitTurn turn = turnAt(intoWorkingCopy);
   const GitTool tool = toolFor(intoWorkingCopy);
   const std::string name = gitBranchRefName(branch);
-  const GitOutcome outcome = gitRunCheckout(tool, turn, folderOf(intoWorkingCopy), name, true, [&] {
-    return gitRunMerge(tool, gitMergeCommand(gitNameToMerge(tool, name)));
-  });
+  GitOutcome outcome = gitRunCheckout(tool, turn, folderOf(intoWorkingCopy), name, true,
+                                      [&] { return gitRunMerge(tool, gitMergeCommand(gitNameToMerge(tool, name))); });
+  outcome = gitExplainMissingRevision(tool, name, std::move(outcome));
   if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
     return completionBlock(gitLocationNotFound(branch->locationWithRevision(nullptr), outcome.failure.message));
   }
@@ -88,8 +89,10 @@ void GitPlugIn::switchLocation(const QRBSourceControlRevisionLocationPtr& locati
   if (const qrb::Error error = gitRefuseLocation(location)) return completionBlock(nullptr, error);
   const GitTurn turn = turnAt(ofWorkingCopy);
   const GitTool tool = toolFor(ofWorkingCopy);
-  const GitOutcome outcome = gitRunCheckout(tool, turn, folderOf(ofWorkingCopy), Switch::targetOf(location), false,
-                                            [&] { return Switch(tool).to(location); });
+  const std::string target = Switch::targetOf(location);
+  GitOutcome outcome =
+      gitRunCheckout(tool, turn, folderOf(ofWorkingCopy), target, false, [&] { return Switch(tool).to(location); });
+  outcome = gitExplainMissingRevision(tool, target, std::move(outcome));
   if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
     return completionBlock(nullptr, gitLocationNotFound(location, outcome.failure.message));
   }

@@ -1,4 +1,5 @@
 #include <nlohmann/json.hpp>
+#include <span>
 
 #include "GitBranchCommands.h"
 #include "GitDiffCommand.h"
@@ -19,6 +20,21 @@ GitDiffSide::Kind kindOf(const QRBSourceControlRevisionLocationPtr& location) {
   return isInitial ? GitDiffSide::Kind::Nothing : GitDiffSide::Kind::Commit;
 }
 
+/// Before the first commit HEAD and BASE are the state without files. Whether any side was changed to that.
+bool standForNothing(const GitTool& tool, std::span<const QRBSourceControlRevisionLocationPtr, 2> locations,
+                     std::span<GitDiffSide, 2> sides) {
+  bool hasChanged = false;
+  for (std::size_t number = 0; number < sides.size(); ++number) {
+    GitDiffSide& side = sides[number];
+    std::string ref;
+    if (side.kind != GitDiffSide::Kind::Commit || gitLocationName(locations[number]) != "HEAD") continue;
+    if (tool.run(gitRefOfNameCommand("HEAD"), ref)) continue;
+    side.kind = GitDiffSide::Kind::Nothing;
+    hasChanged = true;
+  }
+  return hasChanged;
+}
+
 }  // namespace
 
 void GitPlugIn::diffRepository(const QRBSourceControlRepositoryPtr& repository,
@@ -28,17 +44,29 @@ void GitPlugIn::diffRepository(const QRBSourceControlRepositoryPtr& repository,
                                Completion<qrb::Dictionary> completionBlock) {
   const GitTool tool = lookAt(repository, {.convertsFiles = true});
   GitDiffSide sides[] = {{kindOf(fromLocation), {}}, {kindOf(againstLocation), {}}};
-  std::vector<QRBSourceControlRevisionLocationPtr> commits;
-  if (sides[0].kind == GitDiffSide::Kind::Commit) commits.push_back(fromLocation);
-  if (sides[1].kind == GitDiffSide::Kind::Commit) commits.push_back(againstLocation);
-  if (commits.empty()) {
-    // Of a repository without commits this is the working copy against nothing, which git compares in no way.
-    return completionBlock({}, gitLocationNotFound(againstLocation, "One of the two has to be a revision."));
+  const QRBSourceControlRevisionLocationPtr locations[] = {fromLocation, againstLocation};
+  const auto resolveSides = [&] {
+    std::vector<QRBSourceControlRevisionLocationPtr> commits;
+    for (std::size_t number = 0; number < 2; ++number) {
+      if (sides[number].kind == GitDiffSide::Kind::Commit) commits.push_back(locations[number]);
+    }
+    if (commits.empty()) return qrb::Error();
+    std::vector<std::string> hashes;
+    qrb::Error failure = resolve(tool, repository, commits, hashes);
+    if (failure) return failure;
+    if (sides[0].kind == GitDiffSide::Kind::Commit) sides[0].hash = hashes.front();
+    if (sides[1].kind == GitDiffSide::Kind::Commit) sides[1].hash = hashes.back();
+    return qrb::Error();
+  };
+  qrb::Error error = resolveSides();
+  if (error && standForNothing(tool, locations, sides)) error = resolveSides();
+  if (error) return completionBlock({}, error);
+  const bool hasCommit = !sides[0].hash.empty() || !sides[1].hash.empty();
+  for (GitDiffSide& side : sides) {
+    if (hasCommit || side.kind != GitDiffSide::Kind::Nothing) continue;
+    const GitOutcome outcome = tool.run(gitEmptyTreeCommand(), side.hash);
+    if (!outcome) return completionBlock({}, errorFor(outcome, repository));
   }
-  std::vector<std::string> hashes;
-  if (const qrb::Error error = resolve(tool, repository, commits, hashes)) return completionBlock({}, error);
-  if (sides[0].kind == GitDiffSide::Kind::Commit) sides[0].hash = hashes.front();
-  if (sides[1].kind == GitDiffSide::Kind::Commit) sides[1].hash = hashes.back();
   GitDiffParser parser;
   if (const auto command = gitDiffCommand(sides[0], sides[1])) {
     GitOutcome outcome = tool.run(*command, [&](std::string_view bytes) { return parser.feed(bytes); });

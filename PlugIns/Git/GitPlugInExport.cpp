@@ -2,6 +2,7 @@
 
 #include "GitExporting.h"
 #include "GitFilePaths.h"
+#include "GitMissingRevision.h"
 #include "GitNames.h"
 #include "GitPlugIn.h"
 #include "QRBSourceControlError.h"
@@ -51,7 +52,8 @@ void GitPlugIn::exportFileFromRevisionLocation(const qrb::String& file,
                            QRBSourceControlError_InvalidURL(toDirectory, "Git", "A folder of this machine is needed."));
   }
   const GitTool tool = lookAt(inWorkingCopy, exportingTo(destination));
-  outcome = gitExportFile(tool, gitLocationName(location), path, destination.path().str());
+  const std::string name = gitLocationName(location);
+  outcome = gitExplainMissingRevision(tool, name, gitExportFile(tool, name, path, destination.path().str()));
   if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
     return completionBlock({}, gitLocationNotFound(location, outcome.failure.message));
   }
@@ -71,7 +73,8 @@ void GitPlugIn::exportFileForParentOfRevision(const qrb::String& file,
   const qrb::URL destination = tempFilePathBasedOnFileName(path);
   const std::filesystem::path place(destination.path().str());
   const GitTool tool = lookAt(inWorkingCopy, exportingTo(destination));
-  outcome = gitExportFileOfParent(tool, gitLocationName(location), path, place.string());
+  const std::string name = gitLocationName(location);
+  outcome = gitExplainMissingRevision(tool, name, gitExportFileOfParent(tool, name, path, place.string()));
   if (outcome) return completionBlock(destination, {});
   std::error_code ignored;  // An empty folder for temporary files is all that stays.
   std::filesystem::remove(place.parent_path(), ignored);

@@ -1,4 +1,5 @@
 #include "GitBranchValues.h"
+#include "GitMissingRevision.h"
 #include "GitNames.h"
 #include "GitPlugIn.h"
 #include "QRBSourceControlBranch.h"
@@ -91,7 +92,9 @@ void GitPlugIn::revisionOfLocation(const QRBSourceControlRevisionLocationPtr& lo
   }
   if (const qrb::Error refusal = gitRefuseLocation(location)) return completionBlock(nullptr, refusal);
   std::string hash;
-  const GitOutcome outcome = lookAt(inRepository).run(gitResolveCommand(gitLocationName(location)), hash);
+  const GitTool tool = lookAt(inRepository);
+  const std::string name = gitLocationName(location);
+  const GitOutcome outcome = gitExplainMissingRevision(tool, name, tool.run(gitResolveCommand(name), hash));
   if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
     return completionBlock(nullptr, gitLocationNotFound(location, outcome.failure.message));
   }

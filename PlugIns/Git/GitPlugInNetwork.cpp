@@ -4,6 +4,7 @@
 #include "GitCheckoutCommands.h"
 #include "GitErrors.h"
 #include "GitMerging.h"
+#include "GitMissingRevision.h"
 #include "GitNames.h"
 #include "GitNetworkCommands.h"
 #include "GitNetworkRequest.h"
@@ -127,7 +128,8 @@ void GitPlugIn::uploadCommitsToRemoteRepository(const QRBSourceControlRemoteRepo
 qrb::Error GitPlugIn::push(GitNetworkRequest& request, const GitPushPlan& plan,
                            const QRBSourceControlRepositoryPtr& repository) {
   std::string hash;
-  const GitOutcome source = request.local().run(gitResolveCommand(plan.from), hash);
+  const GitTool& local = request.local();
+  const GitOutcome source = gitExplainMissingRevision(local, plan.from, local.run(gitResolveCommand(plan.from), hash));
   if (source.failedWith(GitFailureKind::UnknownRevision)) {
     return QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::branchNotFound,
                                                   gitLocalBranchName(plan.from), "There are no commits to send.");

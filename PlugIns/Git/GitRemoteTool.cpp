@@ -155,7 +155,6 @@ qrb::Error GitRemoteTool::errorFor(const GitOutcome& outcome) const {
     case GitFailureKind::CertificateInvalid:
       return certificateError(failure);
     case GitFailureKind::NotARepository:
-    case GitFailureKind::RepositoryCorrupt:
       return QRBSourceControlError_RemoteRepositoryNotFound(failure.message);
     default:
       return gitError(outcome, GitSubject::Repository, _remote ? _remote->displayName() : qrb::String());

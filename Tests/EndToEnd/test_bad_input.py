@@ -81,32 +81,77 @@ class BadInput(HostTest):
                 result = self.run_host(command, repository, environment=dict(self.environment, PATH=empty))
                 self.assert_told(result, 1, '"git"')
 
-    def test_a_damaged_repository_is_reported_in_gits_words(self):
-        def corrupt_index(path):
-            self.write(path, ".git/index", b"not an index at all, only text\n")
+    def test_a_damaged_repository_is_reported_as_what_it_is(self):
+        def remove_object(path, name):
+            name = self.git(path, "rev-parse", name).decode().strip()
+            os.remove(os.path.join(path, ".git/objects", name[:2], name[2:]))
+
+        def cut_index(path):
+            with open(os.path.join(path, ".git/index"), "r+b") as index:
+                index.truncate(20)
 
         def index_is_a_folder(path):
             os.remove(os.path.join(path, ".git/index"))
             os.mkdir(os.path.join(path, ".git/index"))
 
-        def no_head(path):
-            os.remove(os.path.join(path, ".git/HEAD"))
-
         def broken_pointer(path):
             os.rename(os.path.join(path, ".git"), os.path.join(self.folder, "elsewhere"))
             self.write(path, ".git", b"gitdir: /no/such/place\n")
 
-        def broken_configuration(path):
-            self.write(path, ".git/config", b"[core\n")
+        def unknown_extension(path):
+            self.git(path, "config", "core.repositoryformatversion", "1")
+            self.git(path, "config", "extensions.foo", "true")
 
-        for damage in (corrupt_index, index_is_a_folder, no_head, broken_pointer, broken_configuration):
-            with self.subTest(damage.__name__):
-                self.setUp()
-                repository = self.repository()
+        index, config, head = ".git/index", ".git/config", ".git/HEAD"
+        for number, (damage, command, headline) in enumerate([
+                (lambda path: self.write(path, index, b"not an index at all, only text\n"), "status", "staging area"),
+                (lambda path: self.write(path, index, b""), "status", "staging area"),
+                (cut_index, "diff", "staging area"), (index_is_a_folder, "status", "staging area"),
+                (lambda path: os.remove(os.path.join(path, head)), "status", "no working copy"),
+                (broken_pointer, "status", "no working copy"),
+                (lambda path: self.write(path, head, b"1" * 40 + b"\n"), "status", "damaged: the revision that “HEAD”"),
+                (lambda path: self.write(path, head, b"1" * 40 + b"\n"), "diff", "damaged: the revision that “HEAD”"),
+                (lambda path: self.write(path, head, b"1" * 40 + b"\n"), "blame a", "damaged: the revision that “HEAD”"),
+                (lambda path: remove_object(path, "HEAD~"), "log", "damaged: “"),
+                (lambda path: remove_object(path, "HEAD:a"), "show", "damaged: “"),
+                (lambda path: remove_object(path, "HEAD:a"), "commit -m x b", "damaged: “"),
+                (lambda path: remove_object(path, "topic"), "show topic", "the revision that “topic” stands for is missing"),
+                (lambda path: self.write(path, config, b"[core\n"), "status", "configuration"),
+                (unknown_extension, "status", "format"),
+                (lambda path: self.git(path, "config", "core.repositoryformatversion", "99"), "status", "format")]):
+            with self.subTest(number=number, command=command):
+                repository = self.repository(f"damaged{number}")
                 self.commit(repository, "first", a="1")
+                self.git(repository, "branch", "topic")
+                self.commit(repository, "second", a="2")
+                self.write(repository, "b")
+                if command.startswith("commit"):
+                    self.git(repository, "add", "b")
                 damage(repository)
-                said = self.git_complaint(repository)
-                self.assert_told(self.run_host("status", repository), 1, said)
+                result = self.run_host(*command.split(), cwd=repository)
+                self.assertEqual(result.returncode, 1)
+                self.assertIn(headline, result.stderr.decode())
+                if command == "status":
+                    self.assert_told(result, 1, self.git_complaint(repository))
+
+    def test_what_is_of_another_kind_is_told_as_that(self):
+        repository = self.repository()
+        self.commit(repository, "first", a="1", **{"d/b": "2"})
+        self.git(repository, "tag", "file", "HEAD:a")
+        self.git(repository, "tag", "-m", "folder", "folder", "HEAD:d")
+        self.repository("orchard/inner")
+        self.commit(os.path.join(repository, "inner"), "inner")
+        self.commit(repository, "with a submodule")
+        os.remove(os.path.join(repository, "a"))
+        for arguments, headline in [("tag file", 'The tag "file" is the contents of a file'),
+                                    ("show file", 'The tag "file" is the contents of a file'),
+                                    ("diff folder", 'The tag "folder" is the contents of a folder'),
+                                    ("blame a", "“a” is not in the working copy any more"),
+                                    ("blame inner", "“inner” is a folder or a submodule"),
+                                    ("blame d HEAD", "“d” is a folder or a submodule"),
+                                    ("blame no", 'path "no" could not be found')]:
+            with self.subTest(arguments):
+                self.assert_told(self.run_host(*arguments.split(), cwd=repository), 1, headline)
 
     def git_complaint(self, repository):
         """The last words of git on the same repository, without its address: 'fatal: '."""

@@ -129,7 +129,7 @@ TEST(GitDiffCommand, runsOnlyWhereThereIsSomethingToCompare) {
   const GitDiffSide workingCopy{GitDiffSide::Kind::WorkingCopy, {}};
   const GitDiffSide nothing{GitDiffSide::Kind::Nothing, {}};
   EXPECT_FALSE(gitDiffCommand(commit, commit));
-  EXPECT_FALSE(gitDiffCommand(workingCopy, nothing));
+  EXPECT_FALSE(gitDiffCommand(workingCopy, workingCopy));
   EXPECT_FALSE(gitDiffCommand(nothing, nothing));
   EXPECT_TRUE(gitDiffCommand(commit, nothing));
   EXPECT_TRUE(gitDiffCommand(workingCopy, commit));
