@@ -58,8 +58,8 @@ void printRemoved(Session& session, const BranchOptions& options, std::string_vi
   if (session.json()) {
     JSONArray array(session.output());
     JSONValue entry;
-    entry["name"] = options.name;
-    if (!options.remote.empty()) entry["remote"] = options.remote;
+    setPath(entry, "name", options.name);
+    if (!options.remote.empty()) setPath(entry, "remote", options.remote);
     entry["revision"] = revision;
     array.add(entry);
     array.finish();

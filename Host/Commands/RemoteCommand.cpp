@@ -21,29 +21,39 @@ bool isPrimary(const ListedRemotes& listed, const QRBSourceControlRemoteReposito
   return listed.primary != nullptr && (remote == listed.primary || remote->URL() == listed.primary->URL());
 }
 
+void print(Session& session, JSONArray& array, std::string_view name, const QRBSourceControlRemoteRepositoryPtr& remote,
+           bool primary) {
+  const std::string url = remote == nullptr ? std::string() : withoutPassword(remote->URL()).absoluteString().str();
+  if (session.json()) {
+    JSONValue entry;
+    setPath(entry, "name", name);
+    entry["url"] = remote == nullptr ? JSONValue() : JSONValue(url);
+    entry["primary"] = primary;
+    array.add(entry);
+    return;
+  }
+  session.output().write(Style::bold, displayText(name));
+  session.output().write("  ");
+  if (remote == nullptr) session.output().write(Style::dim, "(no URL)");
+  session.output().write(displayText(url));
+  if (primary) session.output().write(Style::dim, "  (primary)");
+  session.output().write("\n");
+}
+
 ExitStatus runList(Session& session, const RemoteOptions& options) {
   session.endUnread();
   FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
   if (found.error) return session.fail(found.error);
   ListedRemotes listed = listRemotes(session, found.workingCopy->repository());
   if (listed.error) return session.fail(listed.error);
+  RemotesWithoutURL others = listRemotesWithoutURL(session, found.workingCopy->repository(), listed);
+  if (others.error) return session.fail(others.error);
   static const QRBSourceControlRemoteRepositories none;
   JSONArray array(session.output());
   for (const auto& [name, remote] : listed.byName == nullptr ? none : *listed.byName) {
-    std::string url = withoutPassword(remote->URL()).absoluteString().str();
-    if (session.json()) {
-      JSONValue entry;
-      entry["name"] = name.view();
-      entry["url"] = url;
-      entry["primary"] = isPrimary(listed, remote);
-      array.add(entry);
-      continue;
-    }
-    session.output().write(Style::bold, displayText(name.view()));
-    session.output().write("  " + displayText(url));
-    if (isPrimary(listed, remote)) session.output().write(Style::dim, "  (primary)");
-    session.output().write("\n");
+    print(session, array, name.view(), remote, isPrimary(listed, remote));
   }
+  for (const qrb::String& name : others.names) print(session, array, name.view(), nullptr, false);
   if (session.json()) array.finish();
   return ExitStatus::success;
 }

@@ -24,7 +24,7 @@ void print(Session& session, const std::vector<std::string>& names, const Revisi
     std::string_view revision = revisions[index]->identifier().view();
     if (session.json()) {
       JSONValue entry;
-      entry["name"] = names[index];
+      setPath(entry, "name", names[index]);
       entry["revision"] = revision;
       array.add(entry);
     } else {

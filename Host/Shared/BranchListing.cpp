@@ -53,11 +53,11 @@ bool isCurrent(const QRBSourceControlBranch& branch, const Answers& answers) {
 
 JSONValue jsonOf(const QRBSourceControlBranch& branch, const Answers& answers) {
   JSONValue entry;
-  entry["name"] = branch.name().view();
+  setPath(entry, "name", branch.name().view());
   entry["current"] = isCurrent(branch, answers);
   entry["primary"] = branch.isPrimaryBranch();
   if (branch.revision()) entry["revision"] = branch.revision()->identifier().view();
-  if (branch.remoteName()) entry["remote"] = branch.remoteName().view();
+  if (branch.remoteName()) setPath(entry, "remote", branch.remoteName().view());
   return entry;
 }
 

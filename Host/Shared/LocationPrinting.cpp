@@ -33,7 +33,7 @@ JSONValue jsonOfLocation(const QRBSourceControlRevisionLocationPtr& location, bo
   JSONValue entry;
   if (location == nullptr) return entry;
   entry["kind"] = kindOf(*location);
-  entry["name"] = location->displayName().view();
+  setPath(entry, "name", location->displayName().view());
   if (withPin && location->revision()) entry["revision"] = location->revision()->identifier().view();
   return entry;
 }

@@ -1,5 +1,6 @@
 #include "RemoteFinder.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 
@@ -57,6 +58,31 @@ ListedRemotes listRemotes(Session& session, const QRBSourceControlRepositoryPtr&
   return *listed;
 }
 
+RemotesWithoutURL listRemotesWithoutURL(Session& session, const QRBSourceControlRepositoryPtr& repository,
+                                        const ListedRemotes& listed) {
+  auto found = std::make_shared<RemotesWithoutURL>();
+  found->error = session.perform("Looking for remotes", [&](Session::Done done) {
+    // What was fetched is told of every remote.
+    return repository->listRemoteBranchesForBranchAndTagLocations(
+        nullptr, [found, listed, done](auto, auto branches, qrb::Error error) {
+          if (branches != nullptr) {
+            for (const auto& [name, each] : *branches) {
+              const bool isListed = listed.byName != nullptr && listed.byName->find(name.view()) != nullptr;
+              if (!isListed) found->names.push_back(name);
+            }
+          }
+          done(std::move(error));
+        });
+  });
+  // A system that has no branches of remotes to tell of has listed all.
+  const bool isUnsupported =
+      found->error.domain().view() == QRBSourceControlErrorDomain &&
+      found->error.code() ==
+          static_cast<std::int64_t>(QRBSourceControlErrorCode::systemDistributedRepositoriesUnsupported);
+  if (isUnsupported) found->error = {};
+  return *found;
+}
+
 FoundRemote findRemote(Session& session, const QRBSourceControlRepositoryPtr& repository, const std::string& name) {
   ListedRemotes listed = listRemotes(session, repository);
   if (listed.error) return {nullptr, {}, listed.error};
@@ -73,15 +99,20 @@ FoundRemote findRemote(Session& session, const QRBSourceControlRepositoryPtr& re
     useKeptAccount(remote);
     return {remote, name.empty() ? nameOf(listed, remote) : name, {}};
   }
+  if (!name.empty()) {
+    RemotesWithoutURL others = listRemotesWithoutURL(session, repository, listed);
+    if (std::find(others.names.begin(), others.names.end(), name) != others.names.end()) {
+      return {
+          nullptr, {}, hostError("The remote \"" + name + "\" has no URL.", "Remove it, and add it with one.", ENOENT)};
+    }
+  }
   std::string what = hasSome && name.empty() ? "None of the remotes is the primary one."
                      : name.empty()          ? "The repository has no remotes."
                                              : "There is no remote named \"" + name + "\".";
-  return {
-      nullptr,
-      {},
-      hostError(what,
-                hasSome ? "\"qrbscm remote list\" shows which there are." : "\"qrbscm remote add NAME URL\" adds one.",
-                ENOENT)};
+  const char* help = hasSome && name.empty() ? "Name one; \"qrbscm remote list\" shows which there are."
+                     : hasSome               ? "\"qrbscm remote list\" shows which there are."
+                                             : "\"qrbscm remote add NAME URL\" adds one.";
+  return {nullptr, {}, hostError(what, help, ENOENT)};
 }
 
 std::string addressOf(const QRBSourceControlRemoteRepositoryPtr& remote) {

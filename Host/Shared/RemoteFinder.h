@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "Error.h"
 #include "QRBSourceControlCallbacks.h"
@@ -16,6 +17,14 @@ struct ListedRemotes {
   qrb::Error error;
 };
 ListedRemotes listRemotes(Session& session, const QRBSourceControlRepositoryPtr& repository);
+
+/// The names of the remotes that were not listed, since nothing says where they are.
+struct RemotesWithoutURL {
+  std::vector<qrb::String> names;
+  qrb::Error error;
+};
+RemotesWithoutURL listRemotesWithoutURL(Session& session, const QRBSourceControlRepositoryPtr& repository,
+                                        const ListedRemotes& listed);
 
 /// One of them, with the account and the trust that the user keeps for its server.
 struct FoundRemote {

@@ -54,6 +54,20 @@ class Repositories(HostTest):
                 self.assertIn(text, self.refused("branch", *arguments, cwd=ours, status=status))
                 self.assertEqual(self.git(ours, "for-each-ref"), before)
 
+    def test_names_that_are_no_text_are_listed_with_their_bytes(self):
+        ours, name = self.orchard(), b"tr\xe9e"
+        for arguments in (["branch", name], ["tag", name], ["remote", "add", name, "/x"],
+                          ["update-ref", b"refs/remotes/" + name + b"/" + name, "HEAD"]):
+            self.git(ours, *arguments)
+        for arguments in (["branch", "list"], ["branch", "list", "--remotes"], ["remote"], ["tag", name]):
+            with self.subTest(arguments):
+                listed = self.json_of(*arguments, cwd=ours)
+                self.assertIn(name, [path_of(entry, "name") for entry in listed])
+        self.assertIn(name, [path_of(entry, "remote") for entry in self.json_of("branch", "list", "--remotes", cwd=ours)])
+        self.git(ours, "checkout", "--quiet", name)
+        info, = self.json_of("info", cwd=ours)
+        self.assertEqual(path_of(info["location"], "name"), name)
+
     def test_what_a_removed_branch_had_is_told_so_that_it_can_be_made_again(self):
         ours = self.orchard()
         self.commit(ours, "only on main", apple="main\n")
@@ -104,6 +118,10 @@ class Repositories(HostTest):
                 self.assertIn(url, (stored, "file://" + stored.replace(" ", "%20")))
         listed = {entry["name"]: entry["primary"] for entry in self.json_of("remote", cwd=ours)}
         self.assertEqual(listed, {"origin": True, "web": False, "ssh": False, "path": False})
+        self.git(ours, "config", "remote.aimless.fetch", "+refs/heads/*:refs/remotes/aimless/*")
+        self.assertIn({"name": "aimless", "url": None, "primary": False}, self.json_of("remote", cwd=ours))
+        self.assertIn(b"aimless  (no URL)\n", self.run_host("remote", cwd=ours).stdout)
+        self.assertIn("no URL", self.refused("fetch", "aimless", cwd=ours))
         self.assertEqual(self.run_host("remote", "remove", "ssh", cwd=ours).returncode, 0)
         self.assertNotIn(b"ssh", self.git(ours, "remote"))
         before = self.git(ours, "config", "--list")
@@ -143,6 +161,18 @@ class Repositories(HostTest):
         if not any(entry["change"] == "renamed" for entry in entries):
             self.assertEqual(sum(entry["additions"] for entry in entries), sum(int(n) for n in counts[0::3] if n != "-"))
         return entries
+
+    def test_a_first_commit_is_reviewable(self):
+        for format in ("sha1", "sha256"):
+            path = os.path.join(self.folder, format)
+            self.git(self.folder, "init", "--quiet", "--object-format", format, path)
+            self.write(path, "apple", b"1\n2\n")
+            self.git(path, "add", "apple")
+            self.write(path, "apple", b"1\n2\n3\n")
+            for arguments in ([], ["HEAD"], ["INITIAL"]):
+                entry, = self.json_of("diff", *arguments, cwd=path)
+                self.assertEqual((entry["path"], entry["change"], entry["additions"]), ("apple", "added", 3))
+            self.assertIn("committed yet", self.refused("show", cwd=path))
 
     def test_differences_are_those_that_git_finds(self):
         ours = self.orchard()
