@@ -97,8 +97,7 @@ qrb::Error targetMissing(const GitFailure& failure, const char* suggestion) {
 
 qrb::Error noRevision(const GitFailure& failure) {
   const RefFolder& folder = folderOf(failure.detail);
-  const std::string named =
-      qrb::localized(folder.word) + " \"" + failure.detail.substr(folder.name.size()) + "\"";
+  const std::string named = qrb::localized(folder.word) + " \"" + failure.detail.substr(folder.name.size()) + "\"";
   return reworded(QRBSourceControlError_LocationNotFound(folder.code, {}, {}),
                   failure.kind == GitFailureKind::FileNotRevision
                       ? qrb::localizable("The %@ is the contents of a file, and no revision.")
@@ -146,6 +145,14 @@ qrb::Error rewordedFailure(const GitFailure& failure) {
     case GitFailureKind::DiskFull:
       return make(QRBSourceControlError_SystemUnusable(), qrb::localizable("The disk is full."),
                   qrb::localizable("Make room on the disk and try again."));
+    case GitFailureKind::ReadOnlyFileSystem:
+      return make(QRBSourceControlError_SystemUnusable(),
+                  qrb::localizable("The files are on a disk that cannot be written to."),
+                  qrb::localizable("Make it writable, or work in a copy elsewhere, and try again."));
+    case GitFailureKind::RemoteUnreachable:
+      return make(QRBSourceControlError_RemoteRepositoryNotFound({}),
+                  qrb::localizable("The server could not be reached, or did not answer as it should."),
+                  qrb::localizable("Make sure that there is a network and that the address is right, and try again."));
     case GitFailureKind::Obstructed:
       return make(QRBSourceControlError_RepositoryNotFound({}),
                   qrb::localizable("“%@” is a pipe or a device, where Git expects a file."),
@@ -236,7 +243,6 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::ProtocolNotAllowed:
     case GitFailureKind::UnknownRemote:
     case GitFailureKind::RemoteNotFound:
-    case GitFailureKind::RemoteUnreachable:
       return QRBSourceControlError_RemoteRepositoryNotFound(failure.message);
     case GitFailureKind::RemoteOutOfDate:
       return QRBSourceControlError_RemoteOperationOutOfDate(failure.message);
@@ -251,6 +257,8 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::IdentityUnknown:
     case GitFailureKind::RemotePermissionDenied:
     case GitFailureKind::DiskFull:
+    case GitFailureKind::ReadOnlyFileSystem:
+    case GitFailureKind::RemoteUnreachable:
     case GitFailureKind::Killed:
     case GitFailureKind::Obstructed:
     case GitFailureKind::IndexUnreadable:

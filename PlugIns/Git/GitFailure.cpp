@@ -112,6 +112,7 @@ constexpr Pattern patterns[] = {
     {"'", "' does not appear to be a git repository", Kind::RemoteNotFound},
     {"unable to access '", "", Kind::RemoteUnreachable},
     {"unable to connect to ", "", Kind::RemoteUnreachable},
+    {"unable to look up ", "", Kind::RemoteUnreachable},
     {"ssh: ", "", Kind::RemoteUnreachable},
     {"Could not read from remote repository.", "", Kind::RemoteUnreachable},
     {" ! [rejected]", "(fetch first)", Kind::RemoteOutOfDate},
@@ -183,6 +184,8 @@ constexpr Pattern patterns[] = {
     {"", ": Permission denied", Kind::PermissionDenied},
     {"insufficient permission for adding an object", "", Kind::PermissionDenied},
     {"", ": No space left on device", Kind::DiskFull},
+    {"", ": Disk quota exceeded", Kind::DiskFull},
+    {"", ": Read-only file system", Kind::ReadOnlyFileSystem},
 };
 
 std::string_view trim(std::string_view text) {
@@ -190,6 +193,16 @@ std::string_view trim(std::string_view text) {
   const std::size_t begin = text.find_first_not_of(white);
   if (begin == std::string_view::npos) return {};
   return text.substr(begin, text.find_last_not_of(white) - begin + 1);
+}
+
+std::string withoutHints(std::string_view text) {
+  std::string kept;
+  while (!text.empty()) {
+    const std::string_view line = text.substr(0, std::min(text.find('\n'), text.size() - 1) + 1);
+    if (!line.starts_with("hint:")) kept.append(line);
+    text.remove_prefix(line.size());
+  }
+  return kept;
 }
 
 std::string_view withoutLabel(std::string_view line) {
@@ -252,13 +265,14 @@ constexpr int fatalExit = 128;
 bool isOfOwnFiles(Kind kind) {
   return kind == Kind::UnknownPath || kind == Kind::UnknownRevision || kind == Kind::MidOperation ||
          kind == Kind::LocalChanges || kind == Kind::NoCommonAncestor || kind == Kind::Exists ||
-         kind == Kind::RepositoryCorrupt || kind == Kind::TargetMissing || kind == Kind::IndexUnreadable;
+         kind == Kind::RepositoryCorrupt || kind == Kind::TargetMissing || kind == Kind::IndexUnreadable ||
+         kind == Kind::DiskFull || kind == Kind::ReadOnlyFileSystem;
 }
 
 }  // namespace
 
 GitFailure classifyGitFailure(int exitCode, std::string_view errorOutput, bool hasRunHooks) {
-  GitFailure failure{Kind::Other, {}, std::string(trim(errorOutput))};
+  GitFailure failure{Kind::Other, {}, std::string(trim(withoutHints(errorOutput)))};
   const Pattern* best = std::end(patterns);
   std::string_view bestLine;
   for (std::string_view rest = errorOutput; !rest.empty();) {

@@ -61,6 +61,7 @@ enum class GitFailureKind : std::uint8_t {
   NothingToCommit,
   PermissionDenied,
   DiskFull,
+  ReadOnlyFileSystem,
   /// The user has no name or no e-mail address configured.
   IdentityUnknown,
   AuthenticationFailed,
@@ -87,7 +88,8 @@ struct GitFailure {
   /// revision, of RepositoryCorrupt the object, of TargetMissing the ref, of paths the path, of DubiousOwnership the
   /// folder, of RemoteBranchMissing the branch, of Killed the signal.
   std::string detail;
-  /// What git said, without the white space around it.
+  /// What git said, without its hints, which name commands that users of a host do not have, and without the white
+  /// space around it.
   std::string message;
 };
 

@@ -4,9 +4,10 @@ namespace fs = std::filesystem;
 
 GitOutcome gitFileFailure(const std::error_code& error, const fs::path& file, const char* what) {
   GitFailureKind kind = GitFailureKind::Other;
-  if (error == std::errc::permission_denied || error == std::errc::read_only_file_system ||
-      error == std::errc::operation_not_permitted) {
+  if (error == std::errc::permission_denied || error == std::errc::operation_not_permitted) {
     kind = GitFailureKind::PermissionDenied;
+  } else if (error == std::errc::read_only_file_system) {
+    kind = GitFailureKind::ReadOnlyFileSystem;
   } else if (error == std::errc::no_space_on_device) {
     kind = GitFailureKind::DiskFull;
   } else if (error == std::errc::file_exists) {

@@ -67,7 +67,8 @@ bool hadAll(std::string_view report) {
 
 qrb::Error GitPlugIn::errorFor(const GitOutcome& outcome, GitNetworkRequest& request,
                                const QRBSourceControlRepositoryPtr& repository) {
-  const bool isHere = outcome.failedWith(GitFailureKind::Locked) || outcome.failedWith(GitFailureKind::DiskFull);
+  const bool isHere = outcome.failedWith(GitFailureKind::Locked) || outcome.failedWith(GitFailureKind::DiskFull) ||
+                      outcome.failedWith(GitFailureKind::ReadOnlyFileSystem);
   return isHere ? errorFor(outcome, repository) : request.remote().errorFor(outcome);
 }
 

@@ -1,6 +1,7 @@
 """What is wrong is told: on standard error, for people, and by the exit status."""
 
 import os
+import shutil
 import re
 import subprocess
 
@@ -133,6 +134,34 @@ class BadInput(HostTest):
                 self.assertIn(headline, result.stderr.decode())
                 if command == "status":
                     self.assert_told(result, 1, self.git_complaint(repository))
+
+    def test_what_git_meets_is_the_headline(self):
+        repository = self.repository()
+        self.commit(repository, "first", a="1")
+        self.git(repository, "remote", "add", "origin", "https://example.org/a.git")
+        self.write(self.folder, "bin/git", b"""#!/bin/sh
+case " $* " in *" $FAILING "*) printf %s "$WORDS" >&2; exit "$STATUS" ;; esac
+exec """ + os.fsencode(shutil.which("git")) + b""" "$@"
+""")
+        os.chmod(os.path.join(self.folder, "bin/git"), 0o755)
+        for command, status, words, headline in [
+                ("add a", 128, "fatal: Unable to create '/r/.git/index.lock': Read-only file system", "cannot be written to"),
+                ("commit -m x --", 1, "error: a: failed to write: No space left on device", "The disk is full"),
+                ("commit -m x --", 1, "error: unable to create temporary file: Read-only file system", "cannot be written"),
+                ("fetch", 128, "fatal: unable to access 'https://x/': Could not resolve host: x", "could not be reached"),
+                ("fetch", 128, "fatal: unable to look up x (port 9418) (Name or service not known)", "could not be reached"),
+                ("merge main", 1, "hint: use 'git add'\nfatal: Exiting because of an unresolved conflict.", "uncompleted"),
+                ("add a", 1, "The following paths are ignored\na\nhint: Use -f\n", "failed")]:
+            with self.subTest(words):
+                environment = dict(self.environment, FAILING=command.split()[0], STATUS=str(status), WORDS=words,
+                                   PATH=os.path.join(self.folder, "bin") + ":" + self.environment["PATH"])
+                if command.startswith("commit"):
+                    self.write(repository, "a", words.encode())
+                    command += " a"
+                result = self.run_host(*command.split(), cwd=repository, environment=environment)
+                errors = result.stderr.decode().split("qrbscm: ", 1)[-1]
+                self.assertEqual((result.returncode, "hint" in errors), (1, False), errors)
+                self.assertIn(headline, errors.splitlines()[0])
 
     def test_what_is_of_another_kind_is_told_as_that(self):
         repository = self.repository()
