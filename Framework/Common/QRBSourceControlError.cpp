@@ -83,7 +83,7 @@ qrb::Error QRBSourceControlError_InvalidURL(const qrb::URL& url, const qrb::Stri
       {Code::invalidURL,
        localizable("The source control operation failed because the URL \"%@\" cannot be used with %@."),
        localizable("Make sure the URL is valid and try again.")},
-      underlyingMessage, {url.absoluteString(), systemName});
+      underlyingMessage, {url.withoutPassword().absoluteString(), systemName});
 }
 
 qrb::Error QRBSourceControlError_WorkingCopyNotFound(const qrb::String& underlyingMessage) {

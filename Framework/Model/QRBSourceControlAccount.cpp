@@ -146,7 +146,7 @@ qrb::Dictionary QRBSourceControlAccount::dictionaryRepresentation() const {
   };
   StrategyPtr strategy = authenticationStrategy();
   set(QRBSourceControlAccountNameKey, accountName());
-  set(QRBSourceControlAccountURLKey, hostURL().absoluteString());
+  set(QRBSourceControlAccountURLKey, hostURL().withoutPassword().absoluteString());
   dictionary[QRBSourceControlAccountAuthTypeKey] = strategy->type();
   set(QRBSourceControlAccountUsernameKey, usernameOf(strategy));
   if (const SSHKeys* keys = exactly<SSHKeys>(strategy)) {

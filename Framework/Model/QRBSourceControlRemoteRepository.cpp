@@ -210,7 +210,8 @@ std::vector<qrb::String> RemoteRepository::keyPathsForValuesAffectingAuthenticat
 }
 
 qrb::URL RemoteRepository::anonymousURL() const {
-  return qrbscm_anonymousURL(URL());
+  // The helper knows passwords of few characters only.
+  return qrbscm_anonymousURL(URL().withoutPassword());
 }
 
 void RemoteRepository::saveAccount() {

@@ -44,7 +44,7 @@ void QRBSourceControlRepository::set_id(const qrb::String& identifier) {
 }
 
 qrb::String QRBSourceControlRepository::displayName() const {
-  qrb::String text = URL().absoluteString();
+  qrb::String text = URL().withoutPassword().absoluteString();
   if (!text) return {};
   return qrb::String(qrb::deletingPathExtension(qrb::percentDecoded(qrb::lastPathComponent(text.view()))));
 }

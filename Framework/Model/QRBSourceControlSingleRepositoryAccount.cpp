@@ -17,7 +17,8 @@ QRBSourceControlSingleRepositoryAccountPtr Account::initWithRepository(
     QRBSourceControlAuthenticationStrategyPtr authenticationStrategy) {
   auto account = std::make_shared<Account>(Key());
   qrb::URL url = repository == nullptr ? qrb::URL() : repository->URL();
-  account->build(qrbscm_lastPathComponentNoExtension(url), url, std::move(authenticationStrategy), true);
+  account->build(qrbscm_lastPathComponentNoExtension(url.withoutPassword()), url, std::move(authenticationStrategy),
+                 true);
   account->setRepository(repository);
   return account;
 }

@@ -80,7 +80,7 @@ const AccountManager::Kept* AccountManager::bestFor(const qrb::URL& url, const S
   std::pair<bool, std::size_t> bestRank;
   for (const Kept& kept : _kept) {
     StrategyPtr own = kept.account->authenticationStrategy();
-    qrb::URL place = withoutPassword(kept.account->hostURL());
+    qrb::URL place = kept.account->hostURL().withoutPassword();
     if (!kept.account->enabled() || !serves(place, url) || !canStandFor(own, strategy)) continue;
     std::pair<bool, std::size_t> rank{!isAnonymous(own), place.absoluteString().size()};
     if (best != nullptr && rank <= bestRank) continue;
@@ -281,7 +281,7 @@ qrb::Error AccountManager::trust(const RemotePtr& repository, const qrb::String&
     isKept = true;
   }
   if (isKept) return {};
-  qrb::URL url = withoutPassword(repository->URL());
+  qrb::URL url = repository->URL().withoutPassword();
   auto anonymous = QRBSourceControlAuthenticationStrategy::sharedAnonymousStrategy();
   Kept kept{QRBSourceControlAccount::initWithName(url.absoluteString(), url, anonymous), std::nullopt, fingerprint};
   if (qrb::Error error = saveRecord(kept)) return error;

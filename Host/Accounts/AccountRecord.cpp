@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "HostError.h"
 #include "QRBSourceControlAccount.h"
 #include "QRBSourceControlBasicAuthenticationStrategy.h"
 #include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
@@ -49,18 +50,26 @@ std::string pathOf(const qrb::URL& url) {
   return path.starts_with('/') ? path : "/" + path;
 }
 
-// What must be the same: an address in scp form is one over SSH.
-std::tuple<std::string, std::string, std::optional<int>> serverOf(const qrb::URL& url) {
-  std::string scheme = qrbscm_isSCPURI(url) ? "ssh" : qrbscm_scheme(url).str();
-  std::optional<int> port = qrbscm_isSCPURI(url) ? std::nullopt : qrbscm_port(url);
-  return {scheme, qrbscm_host(url).str(), port};
+// What must be the same: an address in scp form is one over SSH. Nothing of an address that tools could understand
+// otherwise: the account's secret would go to another server.
+std::optional<std::tuple<std::string, std::string, std::optional<int>>> serverOf(const qrb::URL& url) {
+  if (qrbscm_isSCPURI(url)) {
+    if (url.absoluteString().view().find('|') != std::string_view::npos) return std::nullopt;
+    return std::tuple("ssh", qrbscm_host(url).str(), std::nullopt);
+  }
+  // Without the path, which may have characters that ought to have been encoded.
+  std::string_view text = url.absoluteString().view();
+  const qrb::URL server(text.substr(0, text.find_first_of("/?#", text.find("://") + 3)));
+  std::string host = server.host().str();
+  if (host.empty()) return std::nullopt;
+  return std::tuple(server.scheme().str(), host, server.port());
 }
 
 }  // namespace
 
 AccountIdentity identityOf(const QRBSourceControlAccountPtr& account) {
   StrategyPtr strategy = account->authenticationStrategy();
-  return {withoutPassword(account->hostURL()).absoluteString().str(), usernameOf(strategy), strategy->type()};
+  return {account->hostURL().withoutPassword().absoluteString().str(), usernameOf(strategy), strategy->type()};
 }
 
 AccountIdentity identityOf(const Record& record) {
@@ -86,9 +95,6 @@ void writeAccount(const QRBSourceControlAccountPtr& account, Record& record) {
     record.erase(key);
   }
   record.update(account->dictionaryRepresentation());
-  if (record.contains(QRBSourceControlAccountURLKey)) {
-    record[QRBSourceControlAccountURLKey] = withoutPassword(account->hostURL()).absoluteString().str();
-  }
   if (!account->enabled()) record[kEnabledKey] = false;
 }
 
@@ -120,22 +126,19 @@ StrategyPtr withSecret(const StrategyPtr& strategy, const std::string& secret) {
 SecretKey secretKeyOf(const QRBSourceControlAccountPtr& account, const std::string& username) {
   auto keys = std::dynamic_pointer_cast<const SSHKeys>(account->authenticationStrategy());
   if (keys != nullptr) return {keys->privateKeyFile().absoluteString().str(), username};
-  return {qrbscm_anonymousURL(account->hostURL()).absoluteString().str(), username};
+  return {qrbscm_anonymousURL(account->hostURL().withoutPassword()).absoluteString().str(), username};
 }
 
-qrb::URL withoutPassword(const qrb::URL& url) {
-  // What cannot be taken apart may hold one all the same.
-  if (!qrbscm_password(url)) return url.withoutPassword();
-  std::string text = qrbscm_anonymousURL(url).absoluteString().str();
-  std::string user = qrbscm_user(url).str();
-  if (user.empty()) return qrb::URL(text);
-  std::size_t scheme = text.find("://");
-  text.insert(scheme == std::string::npos ? 0 : scheme + 3, user + "@");
-  return qrb::URL(text);
+qrb::Error refusePassword(const qrb::URL& url, const std::string& advice) {
+  if (url.withoutPassword() == url) return {};
+  return hostError("The address holds a password, which everyone on this machine may have seen by now.", advice);
 }
 
-bool serves(const qrb::URL& accountURL, const qrb::URL& repositoryURL) {
-  if (serverOf(accountURL) != serverOf(repositoryURL)) return false;
+bool serves(const qrb::URL& accountAddress, const qrb::URL& repositoryAddress) {
+  const qrb::URL accountURL = accountAddress.withoutPassword();
+  const qrb::URL repositoryURL = repositoryAddress.withoutPassword();
+  auto server = serverOf(repositoryURL);
+  if (!server || serverOf(accountURL) != server) return false;
   qrb::String accountUser = qrbscm_user(accountURL);
   qrb::String repositoryUser = qrbscm_user(repositoryURL);
   if (!accountUser.empty() && !repositoryUser.empty() && accountUser != repositoryUser) return false;

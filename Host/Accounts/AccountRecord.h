@@ -35,8 +35,8 @@ QRBSourceControlAuthenticationStrategyPtr withSecret(const QRBSourceControlAuthe
 /// Where the account's secret is kept, for a user of that name.
 SecretKey secretKeyOf(const QRBSourceControlAccountPtr& account, const std::string& username);
 
-/// The URL with its user but without a password.
-qrb::URL withoutPassword(const qrb::URL& url);
+/// Refuses an address that holds a password, with that advice.
+qrb::Error refusePassword(const qrb::URL& url, const std::string& advice);
 /// Whether an account at one URL serves a repository at another: the same server, and the repository's path at or below
 /// the account's. A user named by both must be the same.
 bool serves(const qrb::URL& accountURL, const qrb::URL& repositoryURL);

@@ -58,7 +58,7 @@ void printJSON(Output& output, const Accounts& accounts) {
   for (const QRBSourceControlAccountPtr& account : accounts) {
     JSONValue entry;
     entry["name"] = account->accountName().view();
-    entry["url"] = withoutPassword(account->hostURL()).absoluteString().view();
+    entry["url"] = account->hostURL().withoutPassword().absoluteString().view();
     entry["authentication"] = kindOf(account);
     if (std::string user = usernameOf(account->authenticationStrategy()); !user.empty()) entry["username"] = user;
     if (std::string file = keyFileOf(account); !file.empty()) setPath(entry, "keyFile", file);
@@ -71,7 +71,7 @@ void printJSON(Output& output, const Accounts& accounts) {
 void printPlain(Output& output, const Accounts& accounts) {
   for (const QRBSourceControlAccountPtr& account : accounts) {
     output.write(Style::bold, displayText(account->accountName().view()));
-    output.write("  " + displayText(withoutPassword(account->hostURL()).absoluteString().view()));
+    output.write("  " + displayText(account->hostURL().withoutPassword().absoluteString().view()));
     std::string user = usernameOf(account->authenticationStrategy());
     output.write(Style::dim, std::string("  ") + kindOf(account));
     if (!user.empty()) output.write("  " + displayText(user));
@@ -106,13 +106,12 @@ QRBSourceControlAuthenticationStrategyPtr strategyOf(const AccountsOptions& opti
 }
 
 qrb::Error refusalOf(const AccountsOptions& options, const qrb::URL& url) {
+  if (qrb::Error error = refusePassword(url, "Leave it out, and give it when asked or with --password-stdin.")) {
+    return error;
+  }
   if (!qrbscm_isValid(url)) {
     return QRBSourceControlError_InvalidURL(url, options.name,
                                             "an address like https://host/path or user@host:path is");
-  }
-  if (qrbscm_password(url)) {
-    return hostError("The address holds a password, which everyone on this machine may have seen by now.",
-                     "Leave it out, and give it when asked or with --password-stdin.");
   }
   if (!options.key.empty() && !SSHKeys::strategyIsValidForURL(url)) {
     return hostError("A key is of no use at this address.",
@@ -205,7 +204,8 @@ qrb::Error strategyToTest(AccountManager& manager, const QRBSourceControlAccount
   if (error) return error;
   // A key may have no passphrase; whether it has one shows when it is tried.
   if (strategy->type() != QRBSourceControlAuthenticationTypeBasic || !secretOf(strategy).empty()) return {};
-  std::string prompt = "Password of " + usernameOf(strategy) + " at " + account->hostURL().absoluteString().str();
+  std::string prompt =
+      "Password of " + usernameOf(strategy) + " at " + account->hostURL().withoutPassword().absoluteString().str();
   if (qrb::Error refusal = askForSecret(displayText(prompt) + ": ", secret)) return refusal;
   strategy = withSecret(strategy, secret);
   return {};

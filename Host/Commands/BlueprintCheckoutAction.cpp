@@ -56,7 +56,7 @@ bool holds(const fs::path& folder, const fs::path& place) {
 
 // Addresses of one repository may differ in how they end and in who asks.
 std::string comparableAddress(const RemotePtr& remote) {
-  std::string text = qrbscm_anonymousURL(remote->URL()).absoluteString().str();
+  std::string text = remote->anonymousURL().absoluteString().str();
   while (text.ends_with('/')) text.pop_back();
   if (text.ends_with(".git")) text.erase(text.size() - 4);
   return text;

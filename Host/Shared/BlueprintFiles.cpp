@@ -77,7 +77,7 @@ std::uint64_t optionsFor(const BlueprintWriting& writing) {
 
 void removePasswordsFromURLs(Session& session, Blueprint& blueprint) {
   for (const auto& remote : blueprint.remoteRepositories()) {
-    qrb::URL url = withoutPassword(remote->URL());
+    qrb::URL url = remote->URL().withoutPassword();
     if (url == remote->URL()) continue;
     remote->setURL(url);
     session.note(addressOf(remote) + ": the password in the address was left out.");

@@ -116,7 +116,7 @@ FoundRemote findRemote(Session& session, const QRBSourceControlRepositoryPtr& re
 }
 
 std::string addressOf(const QRBSourceControlRemoteRepositoryPtr& remote) {
-  return displayText(withoutPassword(remote->URL()).absoluteString().view());
+  return displayText(remote->URL().withoutPassword().absoluteString().view());
 }
 
 qrb::Error readAddress(const std::string& text, const std::string& folder, qrb::URL& url) {
@@ -130,9 +130,8 @@ qrb::Error readAddress(const std::string& text, const std::string& folder, qrb::
     return {};
   }
   url = qrb::URL(text);
-  if (qrbscm_password(url)) {
-    return hostError("The address holds a password, which everyone on this machine may have seen by now.",
-                     "Leave it out; it is asked for, or kept with \"qrbscm accounts add\".");
+  if (qrb::Error error = refusePassword(url, "Leave it out; it is asked for, or kept with \"qrbscm accounts add\".")) {
+    return error;
   }
   if (url.isFileURL() || qrbscm_isValid(url)) return {};
   return hostError("\"" + text + "\" is no address of a repository.",

@@ -3,6 +3,8 @@
 #include <memory>
 #include <mutex>
 
+#include "URLsInText.h"
+
 namespace qrb {
 
 namespace {
@@ -34,7 +36,7 @@ bool hasLogHandler() {
 void log(std::string_view source, std::string_view text) {
   std::lock_guard lock(sink().mutex);
   // A copy: the handler may replace itself.
-  if (auto handler = sink().handler) (*handler)(source, text);
+  if (auto handler = sink().handler) (*handler)(source, withoutPasswordsOfURLs(text));
 }
 
 }  // namespace qrb

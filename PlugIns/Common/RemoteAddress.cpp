@@ -4,6 +4,7 @@
 #include <array>
 
 #include "PercentCoding.h"
+#include "URL.h"
 
 namespace qrb {
 namespace {
@@ -104,12 +105,8 @@ bool RemoteAddress::isSamePlaceAs(const RemoteAddress& other) const {
 }
 
 std::string addressWithoutPassword(std::string_view address) {
-  if (address.find(schemeSeparator) == std::string_view::npos) return std::string(address);
-  const auto [begin, end] = authorityOf(address);
-  const std::size_t at = userInfoEnd(address.substr(begin, end - begin));
-  const std::size_t colon = at == std::string_view::npos ? at : address.substr(begin, at).find(':');
-  if (colon == std::string_view::npos) return std::string(address);
-  return std::string(address.substr(0, begin + colon)).append(address.substr(begin + at));
+  if (!RemoteAddress::parse(address).password) return std::string(address);
+  return URL(String(address)).withoutPassword().absoluteString().str();
 }
 
 std::string addressWithUser(std::string_view address, std::string_view user) {

@@ -33,7 +33,8 @@ struct RemoteAddress {
   bool isSamePlaceAs(const RemoteAddress& other) const;
 };
 
-/// The address without a password, which is a secret; a user's name stays.
+/// The address, as a tool is told it, without a password, which is a secret; a user's name stays. What a tool takes for
+/// the path of user@host:path is none.
 std::string addressWithoutPassword(std::string_view address);
 /// The URL with another user name and without a password. Only for addresses with "://".
 std::string addressWithUser(std::string_view address, std::string_view user);

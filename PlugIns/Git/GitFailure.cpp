@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "URLsInText.h"
+
 namespace {
 
 using Kind = GitFailureKind;
@@ -272,7 +274,7 @@ bool isOfOwnFiles(Kind kind) {
 }  // namespace
 
 GitFailure classifyGitFailure(int exitCode, std::string_view errorOutput, bool hasRunHooks) {
-  GitFailure failure{Kind::Other, {}, std::string(trim(withoutHints(errorOutput)))};
+  GitFailure failure{Kind::Other, {}, qrb::withoutPasswordsOfURLs(trim(withoutHints(errorOutput)))};
   const Pattern* best = std::end(patterns);
   std::string_view bestLine;
   for (std::string_view rest = errorOutput; !rest.empty();) {
@@ -294,6 +296,6 @@ GitFailure classifyGitFailure(int exitCode, std::string_view errorOutput, bool h
   }
   if (hasRunHooks && exitCode != fatalExit && !isOfOwnFiles(best->kind)) return failure;
   failure.kind = best->kind;
-  failure.detail = detailOf(*best, bestLine);
+  failure.detail = qrb::withoutPasswordsOfURLs(detailOf(*best, bestLine));
   return failure;
 }

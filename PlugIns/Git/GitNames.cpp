@@ -80,6 +80,10 @@ std::string_view schemeFault(std::string_view scheme, std::string_view rest) {
     return slash == std::string_view::npos || (!server.empty() && server != "localhost") ? "is no file of this machine"
                                                                                          : std::string_view();
   }
+  const std::size_t colon = server.find(':', server.find_last_of("@]") + 1);
+  if (colon != std::string_view::npos && server.find_first_not_of("0123456789", colon + 1) != std::string_view::npos) {
+    return "has a port that is no number (in a password “/” has to be written as “%2F”)";
+  }
   return serverFault(server);
 }
 
@@ -158,8 +162,8 @@ qrb::Error gitRefuseRemoteName(const qrb::String& name) {
 qrb::Error gitRefuseURL(const qrb::URL& url) {
   const std::string_view fault = gitAddressFault(url.absoluteString().view());
   if (fault.empty()) return {};
-  const qrb::URL shown = url.withoutPassword();
-  return QRBSourceControlError_InvalidURL(shown, "Git", reason("URL", shown.absoluteString().view(), fault));
+  return QRBSourceControlError_InvalidURL(url, "Git",
+                                          reason("URL", url.withoutPassword().absoluteString().view(), fault));
 }
 
 qrb::Error gitRefuseLocation(const QRBSourceControlRevisionLocationPtr& location) {

@@ -21,7 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 qrb::Error unusablePlace(const qrb::URL& url, const std::string& reason) {
-  return QRBSourceControlError_InvalidURL(url.withoutPassword(), "Git", reason);
+  return QRBSourceControlError_InvalidURL(url, "Git", reason);
 }
 
 /// No error for a place where a working copy can be made: where nothing is, or an empty folder.

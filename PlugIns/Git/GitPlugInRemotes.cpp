@@ -8,6 +8,7 @@
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlRepository.h"
 #include "QRBSourceControlURL.h"
+#include "RemoteAddress.h"
 
 namespace {
 
@@ -77,7 +78,9 @@ void GitPlugIn::listRemoteRepositoriesForRepository(
 void GitPlugIn::addRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& remoteRepository,
                                     const qrb::String& withName, const QRBSourceControlRepositoryPtr& toRepository,
                                     Completion<> completionBlock) {
-  const qrb::URL url = remoteRepository ? remoteRepository->URL().withoutPassword() : qrb::URL();
+  const qrb::URL url = remoteRepository
+                           ? qrb::URL(qrb::addressWithoutPassword(remoteRepository->URL().absoluteString().view()))
+                           : qrb::URL();
   qrb::Error refusal = gitRefuseRemoteName(withName);
   if (!refusal) refusal = gitRefuseURL(url);
   if (refusal) return completionBlock(refusal);

@@ -50,7 +50,7 @@ void GitPlugIn::createRepositoryAtFileURL(const qrb::URL& fileURL,
                                           Completion<QRBSourceControlRepositoryPtr> completionBlock) {
   const std::string folder = fileURL.isFileURL() ? fileURL.path().str() : std::string();
   if (!gitIsPlainPath(folder)) {
-    return completionBlock(nullptr, QRBSourceControlError_InvalidURL(fileURL.withoutPassword(), "Git",
+    return completionBlock(nullptr, QRBSourceControlError_InvalidURL(fileURL, "Git",
                                                                      "A repository can be made in a folder of this "
                                                                      "machine only."));
   }

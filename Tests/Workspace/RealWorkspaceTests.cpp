@@ -248,7 +248,7 @@ TEST_F(SecretsTest, PasswordsAreInNoErrorAndNoLog) {
   const int port = listenOnLoopback().second;
   const std::string address = "127.0.0.1:" + std::to_string(port);
   auto inURL = QRBSourceControlRemoteRepository::initUnsavedWithURL(
-      URL("http://ada:s3cret-in-url@" + address + "/a.git"), "a", system());
+      URL("http://ada:s3cret!in-url@" + address + "/a.git"), "a", system());
   auto inStrategy = QRBSourceControlRemoteRepository::initWithURLUnsavedAuthenticationStrategy(
       URL("http://" + address + "/b.git"), "b", system(),
       QRBSourceControlBasicAuthenticationStrategy::initWithUsername("ada", "s3cret-in-strategy"));

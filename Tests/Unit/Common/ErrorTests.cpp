@@ -32,6 +32,8 @@ TEST(Errors, NameWhatTheyAreAbout) {
        "The SSH key “id_rsa” does not have a valid public key."},
       {QRBSourceControlError_InvalidURL(URL(String("svn://x")), "Git", nullptr), -10,
        "The source control operation failed because the URL \"svn://x\" cannot be used with Git."},
+      {QRBSourceControlError_InvalidURL(URL(String("svn://u:s3cr!t@x")), "Git", nullptr), -10,
+       "The source control operation failed because the URL \"svn://u@x\" cannot be used with Git."},
       {QRBSourceControlError_RepositoryLocked("Tools", nullptr), -203, "The repository “Tools” is locked."},
       {QRBSourceControlError_RepositoryLocked(nullptr, nullptr), -203, "The repository is locked."},
       {QRBSourceControlError_LocationNotFound(-250, "x", nullptr), -250,

@@ -225,7 +225,7 @@ TEST(GitFailure, isToldFromGitsMessage) {
   const char* words = "./check: Permission denied";
   EXPECT_EQ(classifyGitFailure(1, words, true).kind, GitFailureKind::Other);
   EXPECT_EQ(classifyGitFailure(128, words, true).kind, GitFailureKind::PermissionDenied);
-  EXPECT_EQ(classifyGitFailure(1, " \n a\nb \n\n").message, "a\nb");
+  EXPECT_EQ(classifyGitFailure(1, " \n a\nb https://u:s3cr!t@h/ \n\n").message, "a\nb https://u@h/");
 }
 
 class GitFailureOfRepository : public testing::Test {

@@ -1,4 +1,5 @@
 #include "URL.h"
+#include "URLsInText.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -107,11 +108,25 @@ TEST(URLText, IsShownWithoutThePasswordWhateverThatIsMadeOf) {
       {"https://:secret@server", "https://@server"},
       {"https://user@server/a:b@c", "https://user@server/a:b@c"},
       {"https://server:8443/r", "https://server:8443/r"},
+      {"https://user:s3/c?r!t@server/r", "https://user@server/r"},
+      {"https://[::1]:8443/a@b", "https://[::1]:8443/a@b"},
       {"user@server:path", "user@server:path"},
+      {"user:s3cr!t@server:path", "user@server:path"},
+      {"server:a/b@c", "server:a/b@c"},
+      {"[::1]:a@b", "[::1]:a@b"},
       {"/a/path", "/a/path"},
   };
   for (const auto& [whole, shown] : cases) EXPECT_EQ(URL(String(whole)).withoutPassword().absoluteString(), shown);
   EXPECT_FALSE(URL().withoutPassword());
+}
+
+TEST(URLText, InATextIsShownWithoutThePasswordToo) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"unable to access 'https://u:s3cr!t@h/r/': https://u:'@g\n", "unable to access 'https://u@h/r/': https://u@g\n"},
+      {"see https://h:80/ or write to u:p@h", "see https://h:80/ or write to u:p@h"},
+      {"a://u:p@h,b://u:p@h,://", "a://u@h,b://u@h,://"},
+  };
+  for (const auto& [whole, shown] : cases) EXPECT_EQ(withoutPasswordsOfURLs(whole), shown);
 }
 
 TEST(URLText, PathComponentsBeginWithTheRoot) {

@@ -112,6 +112,16 @@ TEST_F(BlueprintRoundTrip, EachOptionAddsOnlyItsOwnKeys) {
   }
 }
 
+TEST_F(BlueprintRoundTrip, AnonymousAddressesHaveNoPasswordWhateverThatIsMadeOf) {
+  auto blueprint = Blueprint::init();
+  blueprint->addRemoteRepository(remote("https://bob:s3cr!t@x/y.git", "URL"), "y");
+  for (std::uint64_t form : {0x0, int{QRBSourceControlWorkspaceBlueprintLegacyForm}}) {
+    std::string written = blueprint->dictionaryRepresentationWithOptions(form | 0x2).dump();
+    EXPECT_NE(written.find("https://x/y.git"), std::string::npos) << written;
+    EXPECT_EQ(written.find("s3cr!t"), std::string::npos) << written;
+  }
+}
+
 TEST_F(BlueprintRoundTrip, BareRevisionsAndTheRevisionsOfOthersAreWrittenOnRequestOnly) {
   auto locations = [&](std::uint64_t options) {
     return sample()->dictionaryRepresentationWithOptions(options)[QRBSourceControlWorkspaceBlueprintLocationsKey];
