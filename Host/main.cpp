@@ -12,6 +12,7 @@
 
 #include "AllCommands.h"
 #include "ErrorPrinting.h"
+#include "Interruption.h"
 #include "ProgramAccounts.h"
 #include "QRBSourceControlAccount.h"
 #include "Text.h"
@@ -21,7 +22,9 @@ namespace host {
 namespace {
 
 constexpr const char* kFooter =
-    "Exit status: 0 success, 1 the operation failed (also when it was interrupted), 2 wrong usage.\n\n"
+    "Exit status: 0 success, 1 the operation failed, 2 wrong usage. When it is interrupted, it tidies up and ends by "
+    "the\n"
+    "signal, so that a shell's loop ends too.\n\n"
     "Examples:\n"
     "  qrbscm status\n"
     "  qrbscm log -n 10 ~/orchard\n"
@@ -119,6 +122,7 @@ int main(int argc, char** argv) {
     host::printRemark("qrbscm: " + std::string(error.what()));
   }
   std::cout.flush();
+  host::endIfInterrupted();
   // Without destructors: a callback of a cancelled request may still be running on another thread.
   std::_Exit(status);
 }

@@ -61,14 +61,24 @@ bool say(int terminal, std::string_view text) {
   return ::write(terminal, text.data(), text.size()) == static_cast<ssize_t>(text.size());
 }
 
+// No error when there is something to read, or its end. A signal stays pending, for who ends the program by it.
+qrb::Error awaitInput(int input, int signals) {
+  pollfd sources[] = {{input, POLLIN, 0}, {signals, POLLIN, 0}};
+  while (true) {
+    if (::poll(sources, 2, -1) < 0) {
+      if (errno == EINTR) continue;
+      return hostError("The answer cannot be waited for.", {}, errno);
+    }
+    if ((sources[1].revents & POLLIN) != 0) return QRBSourceControlError_Canceled();
+    if (sources[0].revents != 0) return {};
+  }
+}
+
 // One line, or why there is none. The terminal gives whole lines.
 qrb::Error readTerminalLine(int terminal, std::string& line) {
   qrb::FileDescriptor signals = stoppingSignals();
-  pollfd sources[] = {{terminal, POLLIN, 0}, {signals.get(), POLLIN, 0}};
   while (true) {
-    if (::poll(sources, 2, -1) < 0 && errno != EINTR) return hostError("The terminal cannot be read.", {}, errno);
-    if ((sources[1].revents & POLLIN) != 0) return QRBSourceControlError_Canceled();
-    if (sources[0].revents == 0) continue;
+    if (qrb::Error error = awaitInput(terminal, signals.get())) return error;
     char bytes[4096];
     ssize_t count = ::read(terminal, bytes, sizeof bytes);
     if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
@@ -141,7 +151,9 @@ qrb::Error readSecretFromInput(std::string& secret) {
   const qrb::WipeAtEnd wiping(line);
   line.reserve(kLongestSecret + 1);
   // Byte by byte, so that what follows the line is left to whoever reads after us.
+  qrb::FileDescriptor signals = stoppingSignals();
   for (char byte = 0; line.size() <= kLongestSecret;) {
+    if (qrb::Error error = awaitInput(STDIN_FILENO, signals.get())) return error;
     ssize_t count = ::read(STDIN_FILENO, &byte, 1);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return hostError("Standard input cannot be read.", {}, errno);

@@ -50,7 +50,8 @@ qrb::Error runEditor(const std::string& editor, const fs::path& file) {
   auto launched = qrb::Process::launch(options);
   if (auto* failure = std::get_if<qrb::LaunchFailure>(&launched)) return hostError(failure->text);
   qrb::ExitStatus status = std::get<qrb::Process>(launched).wait();
-  forgetInterruptions();
+  // Except where the editor does not take it for itself either.
+  if (status != qrb::ExitStatus{qrb::ExitStatus::Kind::signalled, SIGINT}) forgetInterruptions();
   if (status.succeeded()) return {};
   return hostError("The editor \"" + editor + "\" failed: " + status.description() + ".",
                    "Set EDITOR to another one, or give the message with --message.");

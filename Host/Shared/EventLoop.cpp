@@ -10,15 +10,11 @@
 #include <cstdint>
 #include <system_error>
 
+#include "Interruption.h"
+
 namespace host {
 
 namespace {
-
-// A blocked signal is delivered even where it is ignored, so what nohup and background jobs ignore is left alone.
-bool isIgnored(int signal) {
-  struct sigaction action {};
-  return ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
-}
 
 int checked(int result, const char* what) {
   if (result < 0) throw std::system_error(errno, std::generic_category(), what);
@@ -28,11 +24,7 @@ int checked(int result, const char* what) {
 }  // namespace
 
 EventLoop::EventLoop() {
-  sigset_t stopping;
-  ::sigemptyset(&stopping);
-  for (int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    if (!isIgnored(signal)) ::sigaddset(&stopping, signal);
-  }
+  const sigset_t stopping = stoppingSignals();
   ::signal(SIGPIPE, SIG_IGN);
   checked(::sigprocmask(SIG_BLOCK, &stopping, nullptr), "sigprocmask");
   _signals = checked(::signalfd(-1, &stopping, SFD_CLOEXEC | SFD_NONBLOCK), "signalfd");
@@ -51,7 +43,10 @@ EventLoop::Event EventLoop::wait(std::chrono::milliseconds timeout) {
   if (::poll(sources, 3, static_cast<int>(timeout.count())) <= 0) return Event::timeout;
   if ((sources[0].revents & POLLIN) != 0) {
     signalfd_siginfo info;
-    if (::read(_signals, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) return Event::interrupted;
+    if (::read(_signals, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
+      noteInterruption(static_cast<int>(info.ssi_signo));
+      return Event::interrupted;
+    }
   }
   if ((sources[2].revents & POLLERR) != 0) {
     _readerGone = true;

@@ -2,7 +2,9 @@
 
 import json
 import os
+import select
 import shutil
+import signal
 import stat
 import subprocess
 
@@ -57,7 +59,7 @@ class Accounts(AccountsTest):
         for arguments, reason in [
                 (("add", "web", "https://other.org/"), "already"),
                 (("add", "again", "https://example.org/", "--user", "ann"), "same server and user"),
-                (("add", "x", "https://ann:" + SECRET.replace(" ", "") + "@example.org/"), "holds a password"),
+                (("add", "x", "https://ann:" + SECRET.replace(" ", "!") + "@example.org/"), "holds a password"),
                 (("add", "x", "nowhere"), "nowhere"),
                 (("add", "x", "https://example.org/", "--key", "none"), "of no use"),
                 (("add", "x", "git@example.org:r", "--key", "none"), "does not exist"),
@@ -109,12 +111,23 @@ class Accounts(AccountsTest):
 
     def test_the_question_can_be_refused(self):
         self.accounts("add", "web", "https://localhost:1/", "--user", "ann")
-        for typed in ("\x03", "half a pass\x03", "\x04"):
+        for typed, ends in (("\x03", -signal.SIGINT), ("half a pass\x03", -signal.SIGINT), ("\x04", 1)):
             with self.subTest(typed):
                 status, shown = self.converse("accounts", "test", "web",
                                               answers=[("Password of ann at https://localhost:1/:", typed)])
-                self.assertEqual(status, 1)
+                self.assertEqual(status, ends)
                 self.assertNotIn("half", shown)
+
+
+    def test_waiting_for_a_password_from_a_pipe_can_be_stopped(self):
+        self.accounts("add", "web", "https://localhost:1/", "--user", "ann")
+        with subprocess.Popen([HOST, "accounts", "test", "web", "--password-stdin"], env=self.environment,
+                              stdin=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0, pipesize=4096) as host:
+            host.stdin.write(b"x" * 4096)
+            self.assertTrue(select.select([], [host.stdin], [], PATIENCE)[1], "nothing was read")
+            host.send_signal(signal.SIGINT)
+            self.assertIn(b"cancel", host.stderr.read())
+        self.assertEqual(host.returncode, -signal.SIGINT)
 
 
 class SecretService(AccountsTest):

@@ -3,6 +3,7 @@
 import json
 import os
 import pwd
+import signal
 import subprocess
 
 import servers
@@ -61,8 +62,9 @@ class Login(AuthenticationTest):
                 ("another user", [("User name:", "bob\n"), ("Password of bob:", "hidden\n"), ("User name [bob]:", "ann\n"),
                                   self.PASSWORD], 0, "password was incorrect"),
                 ("never", [self.USER, wrong, again, wrong, again, wrong], 1, "password was incorrect"),
-                ("gives up at the name", [("User name:", "\x03")], 1, "canceled"),
-                ("gives up at the password", [self.USER, ("Password of ann:", "hidden\x03")], 1, "canceled")]:
+                ("gives up at the name", [("User name:", "\x03")], -signal.SIGINT, "canceled"),
+                ("gives up at the password", [self.USER, ("Password of ann:", "hidden\x03")], -signal.SIGINT, "canceled"),
+                ("ends the input", [("User name:", "\x04")], 1, "canceled")]:
             with self.subTest(name):
                 self.setUp()
                 server = self.web(login=("ann", SECRET))

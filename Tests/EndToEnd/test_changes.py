@@ -207,7 +207,7 @@ class Commits(ChangesTest):
                 os.close(reading)
                 os.kill(host.pid, signal.SIGINT)
                 result = self.finish(host)
-                self.assertEqual(result.returncode, 1)
+                self.assertEqual(result.returncode, -signal.SIGINT)
                 self.assertIn(b"cancel", result.stderr)
                 self.assertEqual([name for name in os.listdir(os.path.join(ours, ".git")) if "lock" in name], [])
                 self.assertEqual(self.state(ours), before)
@@ -246,11 +246,12 @@ class Commits(ChangesTest):
         ours = self.orchard()
         self.staged(ours)
         before = self.state(ours)
-        for script, text in [(b"exit 0\n", "empty"), (b"exit 3\n", "exit code 3"),
-                             (b"rm \"$2\"; exit 0\n", "cannot be read")]:
+        for script, ends, text in [(b"exit 0\n", 1, "empty"), (b"exit 3\n", 1, "exit code 3"),
+                                   (b"kill -INT 0; sleep 100\n", -signal.SIGINT, "SIGINT"),
+                                   (b"rm \"$2\"; exit 0\n", 1, "cannot be read")]:
             with self.subTest(script):
                 status, shown = self.edit(script)
-                self.assertEqual(status, 1)
+                self.assertEqual(status, ends)
                 self.assertIn(text, shown)
                 self.assertEqual(self.state(ours), before)
 

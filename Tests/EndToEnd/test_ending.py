@@ -91,7 +91,7 @@ class Ending(HostTest):
                     self.assertTrue(host.children(), "there is no plug-in to be left behind")
                     os.kill(host.pid, number)
                     result = self.finish(host)
-                    self.assertEqual(result.returncode, 1)
+                    self.assertEqual(result.returncode, -number, "a shell's loop would go on")
                     self.assertIn(b"cancel", result.stderr)
                     if options:
                         self.assertTrue(json.loads(line + result.stdout), "what was printed is not readable")
@@ -108,7 +108,7 @@ class Ending(HostTest):
         self.wait_until_full(reading)
         os.kill(host.pid, signal.SIGINT)
         host.wait()
-        self.assertEqual((host.returncode, host.left), (1, []))
+        self.assertEqual((host.returncode, host.left), (-signal.SIGINT, []))
 
     def wait_until_full(self, pipe):
         """Until a pipe, made as small as can be, holds something: there is no room for more then."""

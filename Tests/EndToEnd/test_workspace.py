@@ -147,7 +147,7 @@ class Workspaces(WorkspaceTest):
         os.kill(host.pid, signal.SIGINT)
         result = self.finish(host)
         connection.close()
-        self.assertEqual(result.returncode, 1)
+        self.assertEqual(result.returncode, -signal.SIGINT)
         self.assertIn("cancel", result.stderr.decode())
         self.assertEqual({path: self.head(path) for path in heads}, heads)
 
