@@ -21,12 +21,15 @@ enum class AuthenticationRemedy {
   trust,
 };
 
-/// `strategy` is what the request was made with. Nothing is offered that would lay the user open: no password over a
-/// connection that others can read, and no trust in a server that shows another key than it did before.
+/// `strategy` is what the request was made with, and the system says by its URL hints which schemes are its own.
+/// Nothing is offered that would lay the user open: no password over a connection that others can read, and no trust in
+/// a server that shows another key than it did before.
 AuthenticationRemedy remedyFor(const qrb::Error& error, const qrb::URL& url,
-                               const QRBSourceControlAuthenticationStrategyPtr& strategy);
+                               const QRBSourceControlAuthenticationStrategyPtr& strategy,
+                               const QRBSourceControlSystemPtr& system);
 
-/// Whether what is sent to that address can be read on the way: it is not encrypted, and goes to another machine.
+/// Whether what is sent to that address can be read on the way: it is known not to be encrypted, and goes to another
+/// machine. Of a scheme that is known here by nobody but a plug-in, the plug-in has to know.
 bool isReadableOnTheWay(const qrb::URL& url);
 
 /// What a user whom nobody can ask can do about a failure of that kind; empty where nothing beyond what the error says.

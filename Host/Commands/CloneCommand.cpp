@@ -25,15 +25,6 @@ struct CloneOptions {
   LocationNames names;
 };
 
-FoundSystem systemFor(Session& session, const qrb::URL& url, const std::string& name) {
-  if (!name.empty()) return findSystemNamed(session, name);
-  ListedSystems listed = listSystems(session);
-  if (listed.error) return {nullptr, listed.error};
-  auto guess = QRBSourceControlSystem::bestGuessSystemForURLAmongSystems(url, listed.systems);
-  if (guess != nullptr) return {guess, {}};
-  return findSystemNamed(session, "git");
-}
-
 // As the other tools of the trade name it: after the repository.
 qrb::Error folderFor(const qrb::URL& url, const std::string& chosen, fs::path& folder) {
   std::string name = chosen;
@@ -55,7 +46,7 @@ ExitStatus runClone(Session& session, const CloneOptions& options) {
   fs::path folder;
   if (qrb::Error error = readAddress(options.address, {}, url)) return session.fail(error);
   if (qrb::Error error = folderFor(url, options.folder, folder)) return session.fail(error);
-  FoundSystem system = systemFor(session, url, options.system);
+  FoundSystem system = findSystemFor(session, url, options.system);
   if (system.error) return session.fail(system.error);
   auto remote = QRBSourceControlRemoteRepository::initUnsavedWithURL(url, system.system);
   auto request = [&](Session::Done done) {

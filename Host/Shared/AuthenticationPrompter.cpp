@@ -86,7 +86,8 @@ bool AuthenticationPrompter::answerQuestions() {
 
 bool AuthenticationPrompter::ask(const Question& question, qrb::Error& stop) {
   const RemotePtr& remote = question.remote;
-  AuthenticationRemedy remedy = remedyFor(question.error, remote->URL(), remote->authenticationStrategy());
+  AuthenticationRemedy remedy =
+      remedyFor(question.error, remote->URL(), remote->authenticationStrategy(), remote->sourceControlSystem());
   if (remedy == AuthenticationRemedy::none) return false;
   if (remedy == AuthenticationRemedy::trust) {
     bool trusted = false;

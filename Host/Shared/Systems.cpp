@@ -88,4 +88,13 @@ FoundSystem findSystemNamed(Session& session, const std::string& name) {
           hostError("There is no system named \"" + name + "\".", "\"qrbscm systems\" shows which there are.", ENOENT)};
 }
 
+FoundSystem findSystemFor(Session& session, const qrb::URL& url, const std::string& name) {
+  if (!name.empty()) return findSystemNamed(session, name);
+  ListedSystems listed = listSystems(session);
+  if (listed.error) return {nullptr, listed.error};
+  auto guess = QRBSourceControlSystem::bestGuessSystemForURLAmongSystems(url, listed.systems);
+  if (guess != nullptr) return {guess, {}};
+  return findSystemNamed(session, "git");
+}
+
 }  // namespace host

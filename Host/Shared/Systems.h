@@ -28,5 +28,7 @@ struct FoundSystem {
   qrb::Error error;
 };
 FoundSystem findSystemNamed(Session& session, const std::string& name);
+/// The one of that name; without a name the one that the address suggests, else Git.
+FoundSystem findSystemFor(Session& session, const qrb::URL& url, const std::string& name);
 
 }  // namespace host

@@ -6,6 +6,7 @@
 #include "QRBSourceControlBasicAuthenticationStrategy.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
+#include "QRBSourceControlSystem.h"
 
 namespace {
 
@@ -25,6 +26,11 @@ qrb::Error certificateWith(const char* fingerprint) {
   return {error.domain(), error.code(), std::move(info)};
 }
 
+QRBSourceControlSystemPtr systemOf(std::set<qrb::String> hints, std::uint64_t authenticationTypes) {
+  return QRBSourceControlSystem::initWithName("Abacus", "plug-in", "1", nullptr, std::move(hints), true, true, false,
+                                              false, false, authenticationTypes);
+}
+
 TEST(AuthenticationRemedy, IsWhatTheServerMayTake) {
   auto locked = SSHKeys::initWithUsername("ann", qrb::URL("file:///key"), nullptr);
   auto opened = SSHKeys::initWithUsername("ann", qrb::URL("file:///key"), "wrong");
@@ -34,6 +40,7 @@ TEST(AuthenticationRemedy, IsWhatTheServerMayTake) {
     const char* url;
     QRBSourceControlAuthenticationStrategyPtr strategy;
     Remedy remedy;
+    QRBSourceControlSystemPtr system = nullptr;
   };
   for (const Case& each : std::vector<Case>{
            {"nobody over https", kUnknown, "https://host/r", kNobody, Remedy::password},
@@ -48,6 +55,13 @@ TEST(AuthenticationRemedy, IsWhatTheServerMayTake) {
            {"in the clear with a user like it", kUnknown, "http://localhost@evil.org/r", kNobody, Remedy::none},
            {"a file", kUnknown, "file:///r", kNobody, Remedy::none},
            {"git's own protocol, which knows no users", kUnknown, "git://host/r", kNobody, Remedy::none},
+           {"a scheme that nobody claims", kUnknown, "abacus://host/r", kNobody, Remedy::none, systemOf({"git"}, 7)},
+           {"a scheme of the system's", kUnknown, "abacus+tls://host/r", kNobody, Remedy::password,
+            systemOf({"", "abacus"}, 7)},
+           {"a scheme of a system without passwords", kUnknown, "abacus://host/r", kNobody, Remedy::none,
+            systemOf({"abacus"}, 5)},
+           {"in the clear to others, whoever claims it", kUnknown, "http://host/r", kNobody, Remedy::none,
+            systemOf({"http"}, 7)},
            {"nobody over ssh", kUnknown, "ssh://host/r", kNobody, Remedy::key},
            {"nobody, scp form", kRefused, "git@host:r", kNobody, Remedy::key},
            {"a key without passphrase", kRefused, "git@host:r", locked, Remedy::passphrase},
@@ -66,7 +80,7 @@ TEST(AuthenticationRemedy, IsWhatTheServerMayTake) {
             "git@host:r", kNobody, Remedy::none},
            {"somebody else's error of that number", qrb::Error("other", -1002), "https://host/r", kNobody,
             Remedy::none}}) {
-    EXPECT_EQ(host::remedyFor(each.error, qrb::URL(each.url), each.strategy), each.remedy) << each.what;
+    EXPECT_EQ(host::remedyFor(each.error, qrb::URL(each.url), each.strategy, each.system), each.remedy) << each.what;
   }
 }
 
