@@ -12,6 +12,7 @@
 #include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
 #include "QRBSourceControlSystem.h"
 #include "QRBSourceControlURL.h"
+#include "RemoteFinder.h"
 #include "Secrecy.h"
 #include "Systems.h"
 #include "TerminalSecret.h"
@@ -31,7 +32,7 @@ struct AccountsOptions {
   std::string user;
   std::string key;
   std::string fingerprint;
-  std::string system = "git";
+  std::string system;
   bool passwordFromInput = false;
 };
 
@@ -211,21 +212,45 @@ qrb::Error strategyToTest(AccountManager& manager, const QRBSourceControlAccount
   return {};
 }
 
+// Where to try it: at the repository given, which the account must be for, else at the account's own address.
+qrb::Error placeToTest(const QRBSourceControlAccountPtr& account, const AccountsOptions& options, qrb::URL& place) {
+  place = account->hostURL();
+  if (options.url.empty()) return {};
+  if (qrb::Error error = readAddress(options.url, {}, place)) return error;
+  if (serves(account->hostURL(), place)) return {};
+  return hostError("The account \"" + options.name + "\" is not for " + options.url + ".",
+                   "Name a repository below " + account->hostURL().withoutPassword().absoluteString().str() + ".");
+}
+
 ExitStatus runTest(Session& session, const AccountsOptions& options) {
   const auto& manager = accountManager();
   QRBSourceControlAccountPtr account;
   if (qrb::Error error = findNamed(*manager, options.name, account)) return session.fail(error);
+  qrb::URL place;
+  if (qrb::Error error = placeToTest(account, options, place)) return session.fail(error);
   QRBSourceControlAuthenticationStrategyPtr strategy;
   if (qrb::Error error = strategyToTest(*manager, account, options, strategy)) return session.fail(error);
-  auto [system, unknown] = findSystemNamed(session, options.system);
+  auto [system, unknown] = findSystemFor(session, place, options.system);
   if (unknown) return session.fail(unknown);
   // Another account like it, so that nothing that was typed is kept.
-  auto tried = QRBSourceControlAccount::initWithName(account->accountName(), account->hostURL(), strategy);
-  auto repository = QRBSourceControlRemoteRepository::initWithURLUnsavedAccount(account->hostURL(), system, tried);
+  auto tried = QRBSourceControlAccount::initWithName(account->accountName(), place, strategy);
+  auto repository = QRBSourceControlRemoteRepository::initWithURLUnsavedAccount(place, system, tried);
+  if (qrb::String fingerprint = manager->existingFingerprintForRepository(repository)) {
+    repository->setTrustedServerFingerprint(fingerprint);
+  }
   qrb::Error error = session.perform("Asking the server", [&](Session::Done done) {
     return repository->validateAuthenticationForLocation(nullptr, nullptr, done);
   });
-  if (error) return session.fail(error);
+  if (error) {
+    session.fail(error);
+    const bool isNowhere = error.domain().view() == QRBSourceControlErrorDomain &&
+                           error.code() == static_cast<int>(QRBSourceControlErrorCode::remoteRepositoryNotFound);
+    if (isNowhere && options.url.empty()) {
+      session.note("If that is the address of a server, name a repository there: \"qrbscm accounts test " +
+                   displayText(options.name) + " URL\".");
+    }
+    return ExitStatus::failed;
+  }
   session.output().write(displayText(options.name) + ": the server accepts the account\n");
   return ExitStatus::success;
 }
@@ -257,7 +282,8 @@ Command::Run declareAccounts(CLI::App& app) {
   nameArgument(add("remove", "Forget an account and its password", runRemove));
   CLI::App* testing = add("test", "Ask the server whether it accepts an account", runTest);
   nameArgument(testing);
-  testing->add_option("--system", options->system, "The system that the server serves (default: git)")
+  testing->add_option("URL", options->url, "A repository there (default: the account's address)")->type_name("");
+  testing->add_option("--system", options->system, "Of that system (default: as the address suggests, else git)")
       ->type_name("NAME");
   passwordFlag(testing);
   return actions.run();
@@ -273,6 +299,7 @@ extern const Command accountsCommand{
     "  qrbscm accounts add orchard https://example.org/ --user ann\n"
     "  qrbscm accounts add fruit git@example.org:fruit.git --key ~/.ssh/id_ed25519\n"
     "  qrbscm accounts test orchard\n"
+    "  qrbscm accounts test orchard https://example.org/orchard.git\n"
     "  qrbscm accounts list --json\n",
     declareAccounts};
 

@@ -12,8 +12,10 @@ namespace {
 
 void take(RemoteAccess& access, const QRBSourceControlAuthenticationStrategy* strategy) {
   if (const auto* const basic = dynamic_cast<const QRBSourceControlBasicAuthenticationStrategy*>(strategy)) {
-    access.kind = RemoteAccess::Kind::Password;
     access.user = basic->username().str();
+    // A name without a password is no login: what the user has set up may know the password.
+    if (basic->password().empty()) return;
+    access.kind = RemoteAccess::Kind::Password;
     access.secret = SecretText(basic->password().view());
   } else if (const auto* const keys = dynamic_cast<const QRBSourceControlSSHKeysAuthenticationStrategy*>(strategy)) {
     access.user = keys->username().str();
@@ -51,12 +53,14 @@ RemoteAccess RemoteAccess::of(const QRBSourceControlRemoteRepository& repository
   const String whole = repository.URL().absoluteString();
   access.text = addressWithoutPassword(whole.view());
   access.address = RemoteAddress::parse(whole.view());
+  // Of a server alone; tools want a path.
+  if (access.address.path.empty() && access.text.find("://") != std::string::npos) access.text += '/';
   access.trustedFingerprint = repository.trustedServerFingerprint().str();
   access.isFingerprintEnforced = repository.enforceTrustedServerFingerprint();
   const auto strategy = repository.authenticationStrategy();
   take(access, strategy.get());
   if (access.user.empty()) access.user = access.address.user.value_or("");
-  if (access.kind == Kind::None && access.address.password) {
+  if (access.kind == Kind::None && access.address.password && access.user == access.address.user.value_or("")) {
     access.kind = Kind::Password;
     access.secret = SecretText(*access.address.password);
   }

@@ -14,7 +14,8 @@ namespace qrb {
 /// trusted.
 struct RemoteAccess {
   enum class Kind {
-    /// Nothing: the tools find by themselves what the user has set up (an agent, default keys, credential helpers).
+    /// Nothing, or a name alone: the tools find by themselves what the user has set up (an agent, default keys,
+    /// credential helpers).
     None,
     /// User name and password.
     Password,

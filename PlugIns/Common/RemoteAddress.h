@@ -23,6 +23,9 @@ struct RemoteAddress {
 
   static RemoteAddress parse(std::string_view address);
 
+  /// Whether no repository is named, only who serves some.
+  bool isServer() const { return !host.empty() && path.find_first_not_of('/') == std::string::npos; }
+
   bool isHTTP() const { return scheme == "http" || scheme == "https"; }
   bool isLocalFile() const { return scheme == "file" && (host.empty() || host == "localhost"); }
   bool isSSH() const { return scheme == "ssh" || scheme.ends_with("+ssh"); }

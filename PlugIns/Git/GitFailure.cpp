@@ -98,6 +98,7 @@ constexpr Pattern patterns[] = {
     {"unable to access '", "The requested URL returned error: 401", Kind::AuthenticationFailed},
     {"unable to access '", "The requested URL returned error: 403", Kind::RemotePermissionDenied},
     {"unable to access '", "The requested URL returned error: 404", Kind::RemoteNotFound},
+    {"", " not valid: is this a git repository?", Kind::RemoteNotFound},
     {"RPC failed; HTTP 401", "", Kind::AuthenticationFailed},
     {"RPC failed; HTTP 403", "", Kind::RemotePermissionDenied},
     {"ERROR: Permission to ", "", Kind::RemotePermissionDenied, " denied"},

@@ -224,6 +224,8 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   /// Of remote repositories, which are on no disk of this machine: what they say themselves.
   qrb::Error listRemote(const QRBSourceControlRemoteRepositoryPtr& repository, const std::string& refs,
                         std::string& output) const;
+  /// Asks a server at an address without a repository whether it lets in who asks.
+  qrb::Error validateServer(const QRBSourceControlRemoteRepositoryPtr& repository) const;
   void headRevisionOfRemote(const QRBSourceControlRemoteRepositoryPtr& repository,
                             const Completion<QRBSourceControlRevisionPtr>& completionBlock);
   void revisionOfRemoteLocation(const QRBSourceControlRevisionLocationPtr& location,

@@ -47,6 +47,18 @@ qrb::Error GitPlugIn::listRemote(const QRBSourceControlRemoteRepositoryPtr& repo
   }));
 }
 
+qrb::Error GitPlugIn::validateServer(const QRBSourceControlRemoteRepositoryPtr& repository) const {
+  GitRemoteTool remote("/", repository, host().connectionDescriptor());
+  if (qrb::Error error = remote.open()) return error;
+  const GitOutcome outcome = remote.run(gitListRemoteCommand("HEAD"));
+  if (remote.wasAccepted(outcome)) return {};
+  const bool wasUnasked = outcome.failedWith(GitFailureKind::RemoteNotFound);
+  return wasUnasked ? QRBSourceControlError_RemoteRepositoryNotFound(
+                          "The server did not ask for a password. Only a repository there can tell whether it is "
+                          "accepted.")
+                    : remote.errorFor(outcome);
+}
+
 void GitPlugIn::headRevisionOfRemote(const QRBSourceControlRemoteRepositoryPtr& repository,
                                      const Completion<QRBSourceControlRevisionPtr>& completionBlock) {
   std::string output;
@@ -93,6 +105,9 @@ void GitPlugIn::validateAuthenticationOfRemoteRepository(const QRBSourceControlR
                                                          Completion<> completionBlock) {
   const std::string asked = askedRef(location);
   qrb::Error error = refusalOf(location, asked);
+  if (!error && !location && repository && qrb::RemoteAccess::of(*repository).address.isServer()) {
+    return completionBlock(validateServer(repository));
+  }
   std::string output;
   if (!error) error = listRemote(repository, asked.empty() ? "HEAD" : asked, output);
   // Git also shows what ends with the name.

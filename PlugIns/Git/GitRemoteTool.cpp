@@ -61,6 +61,8 @@ qrb::Error GitRemoteTool::open() {
   _tool.addSetting("remote." + remoteName() + ".url=" + _access.text);
   // Helpers know other users of the same server, and would keep what the request brought.
   if (_access.kind == Kind::Password) _tool.addSetting("credential.helper=");
+  // Or the one user's that the request names.
+  if (_access.kind == Kind::None && !_access.user.empty()) _tool.addSetting("credential.username=" + _access.user);
   // Helpers are not to ask the user. The setting of that meaning would keep later versions of git from asking here.
   _tool.addVariable("GCM_INTERACTIVE", "never");
   // Long work shows from its beginning.
@@ -128,6 +130,14 @@ qrb::Error GitRemoteTool::trustCertificate(GitNeutralization::Pairs& settings) c
                              "The server's certificate is not the trusted one. It has the fingerprint " +
                              shown->fingerprint + " and is for " + shown->name + "."),
                          shown->fingerprint);
+}
+
+bool GitRemoteTool::wasAccepted(const GitOutcome& outcome) const {
+  if (outcome) return true;
+  if (!outcome.failedWith(GitFailureKind::RemoteNotFound)) return false;
+  // Over SSH one has to log in to be told anything.
+  const bool isAnyone = _access.kind == Kind::None && _access.user.empty();
+  return _answers.gaveSecret() || _access.address.isSSH() || isAnyone;
 }
 
 void GitRemoteTool::follow(const GitRemoteSettings& remote) {

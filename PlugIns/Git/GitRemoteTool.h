@@ -49,6 +49,8 @@ class GitRemoteTool {
   /// the address and wants a login is told as denied permission: no other credentials would reach it either. May ask
   /// the server for its certificate, to tell which it was.
   qrb::Error errorFor(const GitOutcome& outcome) const;
+  /// Whether the server has let in who asked, though there need be no repository at the address.
+  bool wasAccepted(const GitOutcome& outcome) const;
 
  private:
   /// What wins over the repository's own configuration.

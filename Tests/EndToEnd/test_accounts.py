@@ -11,6 +11,8 @@ import subprocess
 from hosting import HOST, PATIENCE, HostTest, main
 
 SECRET = "hidden-correct horse"
+EXAMPLE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../Examples/python-plug-in",
+                       "org.qrb.Orlix.sourcecontrol.Git")
 
 
 class AccountsTest(HostTest):
@@ -118,6 +120,21 @@ class Accounts(AccountsTest):
                 self.assertEqual(status, ends)
                 self.assertNotIn("half", shown)
 
+
+    def test_the_system_is_found_by_the_address(self):
+        with open(EXAMPLE, encoding="utf-8") as example:
+            text = example.read().replace("sourcecontrol.Git", "sourcecontrol.Subversion")
+        text = text.replace('"name": "Git"', '"name": "Abacus", "URLHintStrings": ["abacus"]')
+        text = text.replace("REQUESTS = {", 'REQUESTS = {b"validateAuthenticationOfRemoteRepository:location:'
+                            'branchAndTagLocations:completionBlock:": lambda *_: open("/no such file"),')
+        text = text.replace("Git is not installed", "There are no beads")
+        plug_in = os.path.join(self.folder, "plug-ins", "org.qrb.Orlix.sourcecontrol.Subversion")
+        self.write(self.folder, plug_in, text.encode())
+        os.chmod(plug_in, 0o755)
+        self.accounts("add", "beads", "abacus://localhost/r")
+        options = ["beads", "--plug-in-directory", os.path.dirname(plug_in)]
+        self.assertIn("no beads", self.accounts("test", *options, status=1)[1])
+        self.assertNotIn("no beads", self.accounts("test", *options, "--system", "git", status=1)[1])
 
     def test_waiting_for_a_password_from_a_pipe_can_be_stopped(self):
         self.accounts("add", "web", "https://localhost:1/", "--user", "ann")

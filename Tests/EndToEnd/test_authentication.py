@@ -5,6 +5,7 @@ import os
 import pwd
 import signal
 import subprocess
+from urllib.parse import quote
 
 import servers
 from hosting import PATIENCE, HostTest, main
@@ -90,6 +91,35 @@ class Login(AuthenticationTest):
         subprocess.run(["rm", "-r", os.path.join(self.folder, "clone")], check=True)
         self.accounts("add", "web", server.address, "--user", "ann")
         self.clone(server.address, ("User name [ann]:", "\n"), self.PASSWORD)
+
+    def test_an_account_is_tried_at_its_server_or_at_a_repository_there(self):
+        server = self.web(login=("ann", SECRET))
+        opened = self.web()
+        self.accounts("add", "web", server.address + "/", "--user", "ann")
+        self.accounts("add", "open", opened.address + "/", "--user", "ann")
+        self.accounts("add", "anyone", opened.address)
+        repository = opened.address + "/orchard.git"
+        for arguments, password, ends, told in [
+                (["web"], SECRET, 0, "accepts"), (["web"], "hidden", 1, "password was incorrect"),
+                (["web", server.address + "/orchard.git"], SECRET, 0, "accepts"),
+                (["web", server.address + "/none.git"], SECRET, 1, "could not be found"),
+                (["web", repository], None, 1, "not for"), (["open"], SECRET, 1, "accounts test open URL"),
+                (["open", repository], SECRET, 0, "accepts"), (["anyone"], None, 0, "accepts")]:
+            with self.subTest(arguments, ends=ends):
+                status, shown = self.converse("accounts", "test", *arguments, answers=[
+                    ("Password of ann at " + (server if "web" in arguments else opened).address + "/:", password + "\n")]
+                    if password else [])
+                self.assertIn(told, shown)
+                self.assertEqual(status, ends)
+
+    def test_an_account_without_a_password_leaves_the_users_helper_its_work(self):
+        server = self.web(login=("ann", SECRET))
+        self.write(self.folder, "logins", server.address.replace("://", "://ann:" + quote(SECRET) + "@").encode() + b"\n")
+        self.git(self.folder, "config", "--global", "credential.helper",
+                 "store --file=" + os.path.join(self.folder, "logins"))
+        self.accounts("add", "web", server.address, "--user", "ann")
+        result = self.run_host("clone", server.address + "/orchard.git")
+        self.assertEqual(result.returncode, 0, result.stderr)
 
     def test_where_nobody_can_be_asked_it_fails_and_says_what_to_do(self):
         server = self.web(login=("ann", SECRET))

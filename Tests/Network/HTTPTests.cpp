@@ -134,7 +134,9 @@ TEST_F(HTTPTest, whoIsRefusedMayAskTheUserAndTryAgain) {
 
 TEST_F(HTTPTest, whatTheUserHasSetUpServesWhereTheRequestBringsNothing) {
   const std::string helper = pathOf("helper");
-  std::ofstream(helper) << "#!/bin/sh\n[ \"$1\" = get ] && cat '" << pathOf("login") << "'\nexit 0\n";
+  std::ofstream(helper)
+      << "#!/bin/sh\n[ \"$1\" = get ] || exit 0\ncase $(cat) in\n*username=ada*) ;;\n*username=*) exit 0 ;;\n"
+      << "esac\ncat '" << pathOf("login") << "'\n";
   std::filesystem::permissions(helper, std::filesystem::perms(0755));
   std::ofstream(pathOf("login")) << "username=" << GitHTTPServer::user << "\npassword=" << GitHTTPServer::password
                                  << "\n";
@@ -144,6 +146,24 @@ TEST_F(HTTPTest, whatTheUserHasSetUpServesWhereTheRequestBringsNothing) {
   EXPECT_FALSE(validate(remoteAt(closed)));
   const Error error = validate(remoteAt(closed, passwordOf(GitHTTPServer::user, "wrong")));
   EXPECT_TRUE(has(error, Code::authenticationCredentialsInvalid)) << "what the request brings counts alone";
+  EXPECT_FALSE(validate(remoteAt(closed, passwordOf(GitHTTPServer::user, "")))) << "a name alone brings no password";
+  EXPECT_TRUE(validate(remoteAt(closed, passwordOf("eve", "")))) << "another user's login was used";
+}
+
+TEST_F(HTTPTest, aServerWithoutARepositoryTellsWhetherItAcceptsTheLogin) {
+  start({_certificate, "http://localhost:1/", true});
+  const std::string url = server().url("");
+  EXPECT_FALSE(validate(remoteAt(url, ada())));
+  EXPECT_FALSE(validate(remoteAt(url + "/", ada())));
+  EXPECT_TRUE(has(validate(remoteAt(url, passwordOf("ada", "wrong"))), Code::authenticationCredentialsInvalid));
+  EXPECT_TRUE(has(validate(remoteAt(url)), Code::authenticationStrategyUnsupported));
+  EXPECT_TRUE(has(validate(remoteAt(url + "/none.git", ada())), Code::remoteRepositoryNotFound));
+  EXPECT_TRUE(has(validate(remoteAt(url, ada()), branch("main")), Code::remoteRepositoryNotFound));
+  start({_certificate});
+  EXPECT_FALSE(validate(remoteAt(server().url("/")))) << "anyone may come";
+  const Error unasked = validate(remoteAt(server().url("/"), ada()));
+  EXPECT_TRUE(has(unasked, Code::remoteRepositoryNotFound));
+  EXPECT_THAT(underlyingMessage(unasked), HasSubstr("did not ask"));
 }
 
 TEST_F(HTTPTest, aServerThatSendsOnGetsNoPasswordForAnother) {

@@ -53,9 +53,9 @@ class SSHTest : public NetworkTest {
     std::ofstream(home() + "/.ssh/known_hosts") << _server->knownHostLine(publicKey);
   }
   /// Without a user's name when it is empty.
-  std::string url(const std::string& user = SSHServer::user()) const {
-    return "ssh://" + user + (user.empty() ? "" : "@") + "127.0.0.1:" + std::to_string(_server->port()) +
-           pathOf("origin.git");
+  std::string url(const std::string& user = SSHServer::user()) const { return server(user) + pathOf("origin.git"); }
+  std::string server(const std::string& user = SSHServer::user()) const {
+    return "ssh://" + user + (user.empty() ? "" : "@") + "127.0.0.1:" + std::to_string(_server->port());
   }
   Remote remoteWith(const std::string& key, const std::string& secret = "") const {
     return remoteAt(url(), keyAt(pathOf("my %h keys/" + key), secret));
@@ -96,6 +96,9 @@ TEST_F(SSHTest, eachWayOfLoggingInEndsAsItShould) {
        Code::authenticationCredentialsInvalid},
       {"a repository that is not there", remoteAt(url() + "x", keyAt(pathOf("my %h keys/plain"))),
        Code::remoteRepositoryNotFound},
+      {"a server without a repository", remoteAt(server(), keyAt(pathOf("my %h keys/plain"))), std::nullopt},
+      {"a server without a repository, and a stranger", remoteAt(server() + "/", keyAt(pathOf("my %h keys/stranger"))),
+       Code::authenticationCredentialsInvalid},
       {"nobody there", remoteAt("ssh://127.0.0.1:1/x", keyAt(pathOf("my %h keys/plain"))),
        Code::remoteRepositoryNotFound},
   };
@@ -115,6 +118,7 @@ TEST_F(SSHTest, anAgentAndTheUsualKeysServeWhereTheRequestBringsNothing) {
     setVariable("SSH_AUTH_SOCK", agent.socket());
     const Error error = validate(remoteAt(url()));
     EXPECT_FALSE(error) << error.description() << underlyingMessage(error);
+    EXPECT_FALSE(validate(remoteAt(url(""), passwordOf(SSHServer::user(), "")))) << "a name alone brings no password";
     // A named key is the one to use, whatever the agent could do.
     EXPECT_TRUE(has(validate(remoteWith("stranger")), Code::authenticationCredentialsInvalid));
   }

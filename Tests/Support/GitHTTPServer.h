@@ -57,7 +57,7 @@ struct TestCertificate {
 
 /// Apache with git's own HTTP backend, over a folder of bare repositories. Below /git/ everybody may fetch, below
 /// /private/ only ada with her password may, and push; below /forbidden/ nobody may who logs in; /moved/ sends on to
-/// `movedTo`. Plain HTTP and HTTPS, each on a port of its own.
+/// `movedTo`; a closed one lets ada alone in anywhere. Plain HTTP and HTTPS, each on a port of its own.
 class GitHTTPServer {
  public:
   static constexpr const char* program = "/usr/sbin/apache2";
@@ -69,6 +69,7 @@ class GitHTTPServer {
   struct Options {
     TestCertificate certificate;
     std::string movedTo = "http://localhost:1/";
+    bool isClosed = false;
   };
 
   GitHTTPServer(const std::string& folder, const Options& options) : _folder(folder) {
@@ -153,8 +154,8 @@ class GitHTTPServer {
       file << "ScriptAlias " << place << " " << _folder << "/backend/\n";
     }
     file << "<Directory " << _folder << ">\nRequire all granted\n</Directory>\n"
-         << "<Location /private/>\nAuthType Basic\nAuthName test\nAuthUserFile " << _folder
-         << "/passwords\nRequire user " << user << "\n</Location>\n"
+         << "<Location " << (options.isClosed ? "/" : "/private/") << ">\nAuthType Basic\nAuthName test\nAuthUserFile "
+         << _folder << "/passwords\nRequire user " << user << "\n</Location>\n"
          << "<Location /forbidden/>\nAuthType Basic\nAuthName test\nAuthUserFile " << _folder
          << "/passwords\nRequire user somebody\nAuthzSendForbiddenOnFailure On\n</Location>\n"
          << "Redirect /moved/ " << options.movedTo << "\n"
