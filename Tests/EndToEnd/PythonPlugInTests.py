@@ -203,8 +203,9 @@ class OnTheWire(Home):
                 self.assertEqual(self.converse(sent, closes=closes), (b"", b"", 0))
 
     def test_what_it_does_not_serve(self):
-        messages = {"request": [0, 7, "baseRevisionOfWorkingCopy:completionBlock:", [None]], "notification": [2, "more", []],
-                    "response": [1, 7, None, []]}
+        answer, _, _ = self.converse([0, 7, "baseRevisionOfWorkingCopy:completionBlock:", [None]], FINISHED)
+        self.assertIn(struct.pack(">q", -700), answer)
+        messages = {"notification": [2, "more", []], "response": [1, 7, None, []]}
         for name, message in messages.items():
             with self.subTest(name):
                 answers, said, status = self.converse(message)

@@ -105,6 +105,14 @@ class Repositories(HostTest):
         self.assertEqual(self.json_of("tag", "v1", "v2", cwd=ours),
                          [{"name": "v1", "revision": revision}, {"name": "v2", "revision": revision}])
         self.assertIn("topic", self.refused("tag", "v1", "topic", cwd=ours))
+        self.assertEqual(self.json_of("tag", cwd=self.repository("without")), [])
+        tree = self.git(ours, "rev-parse", "v1^{tree}").decode().strip()
+        self.git(ours, "tag", "tree", tree)
+        self.git(ours, "tag", b"od\xe9", "topic")
+        topic = self.git(ours, "rev-parse", "topic").decode().strip()
+        self.assertEqual(self.json_of("tag", cwd=ours),
+                         [{"name": "od\ufffd", "nameBytes": "b2Tp", "revision": topic}, {"name": "tree", "revision": None},
+                          {"name": "v1", "revision": revision}, {"name": "v2", "revision": revision}])
 
     def test_remotes_are_listed_added_and_removed(self):
         ours = self.orchard()

@@ -180,6 +180,28 @@ TEST_F(RequestTest, AKeychainNameIsPassedOnOnlyBesideAnError) {
   EXPECT_TRUE(isCommunicationFailure(std::get<3>(ask())));
 }
 
+TEST_F(RequestTest, WhatAPlugInDoesNotServeIsAnsweredAndWhatItDoesNotListIsNotAsked) {
+  usePlugIn("good");
+  auto merged = Outcome<>::make();
+  manager()->mergeBranch(QRBSourceControlBranch::initWithBranchName("topic", false), workingCopy(), merged->completion());
+  EXPECT_EQ(merged->error().code(), -700);
+  EXPECT_EQ(merged->error().localizedDescription(), "Test does not support merging.");
+
+  using Tags = std::vector<QRBSourceControlTagPtr>;
+  auto ask = [](const QRBSourceControlSystemPtr& system) {
+    auto listed = Outcome<Tags>::make();
+    manager()->listTagsOfRepository(QRBSourceControlRepository::initWithURL(URL::fileURL("/r"), system), nullptr,
+                                    listed->completion());
+    return listed->error();
+  };
+  EXPECT_EQ(ask(system()->systemWithAdditionalRequests({"listTagsOfRepository:branchAndTagLocations:completionBlock:"}))
+                .localizedDescription(),
+            "Test does not support listing tags.");
+  // Nothing is launched that could fail.
+  usePlugIn("killed-at-start");
+  EXPECT_EQ(ask(system()).code(), -700);
+}
+
 TEST_F(RequestTest, SystemsAreFoundOnceAndUnknownOnesArePlaceholders) {
   manager()->setCachedSourceControlSystems(nullptr);
   auto system = manager()->systemWithIdentifer("public.vcs.git");
