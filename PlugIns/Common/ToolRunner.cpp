@@ -105,6 +105,9 @@ class Run {
     if (command.expectsFilesOnly) {
       _watch.emplace(command.path);
     }
+    if (surroundings.timeLimit) {
+      _endAt = Clock::now() + *surroundings.timeLimit;
+    }
   }
 
   ToolResult perform() {
@@ -152,6 +155,7 @@ class Run {
   bool _over = false;
   bool _stopping = false;
   bool _killed = false;
+  std::optional<Clock::time_point> _endAt;
   Clock::time_point _killAt{};
   ToolResult _result;
 };
@@ -257,14 +261,27 @@ void Run::step() {
 }
 
 int Run::timeout() const {
-  if (!_stopping || _killed) {
-    return _watch && !_stopping ? silence : -1;
+  const auto until = [](Clock::time_point time) {
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(time - Clock::now()).count();
+    return static_cast<int>(std::clamp<long long>(wait, 0, INT_MAX));
+  };
+  if (_killed) {
+    return -1;
   }
-  const auto wait = std::chrono::ceil<std::chrono::milliseconds>(_killAt - Clock::now()).count();
-  return static_cast<int>(std::clamp<long long>(wait, 0, INT_MAX));
+  if (_stopping) {
+    return until(_killAt);
+  }
+  const int look = _watch ? silence : -1;
+  if (!_endAt) {
+    return look;
+  }
+  return look < 0 ? until(*_endAt) : std::min(look, until(*_endAt));
 }
 
 void Run::escalate() {
+  if (_endAt && !_stopping && Clock::now() >= *_endAt) {
+    stop(Outcome::tookTooLong);
+  }
   if (_stopping && !_killed && Clock::now() >= _killAt) {
     _killed = true;
     _process->kill(SIGKILL);

@@ -40,6 +40,7 @@ struct ToolResult {
     stopped,        ///< A callback returned false.
     cancelled,      ///< The host is gone.
     launchFailed,   ///< It never ran; see `launchFailure`.
+    tookTooLong,    ///< It had not ended when its time was over.
     obstructed,     ///< It waited at a pipe or device in place of a file; see `obstacle`.
     failedToListen  ///< The system failed while the tool's output was read; the tool was ended, see `launchFailure`.
   };
@@ -77,6 +78,8 @@ class ToolRunner {
     int hostConnection = -1;
     /// How long a tool that is to stop may take over SIGTERM before it gets SIGKILL.
     std::chrono::milliseconds gracePeriod{2000};
+    /// How long a tool may run before it is to stop; absent where it may take what it needs.
+    std::optional<std::chrono::milliseconds> timeLimit;
     /// What is to be served while a tool runs, because the tool waits for it: `onReadable` is called, on the calling
     /// thread, whenever it can be read.
     int sideChannel = -1;
@@ -85,6 +88,7 @@ class ToolRunner {
 
   void setHostConnectionDescriptor(int descriptor) { _surroundings.hostConnection = descriptor; }
   void setGracePeriod(std::chrono::milliseconds period) { _surroundings.gracePeriod = period; }
+  void setTimeLimit(std::chrono::milliseconds limit) { _surroundings.timeLimit = limit; }
   void setSideChannel(int descriptor, std::function<void()> onReadable) {
     _surroundings.sideChannel = descriptor;
     _surroundings.onReadable = std::move(onReadable);

@@ -68,6 +68,7 @@ GitOutcome outcomeOf(const ToolResult& result, bool hasRunHooks) {
       outcome.kind = GitOutcome::Kind::Stopped;
       break;
     case ToolResult::Outcome::cancelled:
+    case ToolResult::Outcome::tookTooLong:
       outcome.kind = GitOutcome::Kind::Cancelled;
       break;
     case ToolResult::Outcome::obstructed:

@@ -16,6 +16,7 @@
 #include "SSHKeyFiles.h"
 #include "SSHKnownHosts.h"
 #include "SSHTools.h"
+#include "SSHUpload.h"
 #include "ServiceMainPrivate.h"
 
 using qrb::Error;
@@ -86,46 +87,6 @@ std::pair<qrb::Dictionary, Error> readKnownHosts() {
   return {hosts, {}};
 }
 
-// Run by the login shell of any user, so a plain sh does the work. The file may lack its last line's end.
-constexpr const char* kAuthorizeCommand =
-    "exec sh -c 'umask 077; cd \"$HOME\" && mkdir -p .ssh && read -r key && file=.ssh/authorized_keys && "
-    "{ grep -qsxF -e \"$key\" \"$file\" || "
-    "{ { [ ! -s \"$file\" ] || [ -z \"$(tail -c 1 \"$file\")\" ] || echo >>\"$file\"; } && "
-    "printf \"%s\\n\" \"$key\" >>\"$file\"; }; }'";
-
-Error uploadFailure(const SSHToolOutcome& outcome) {
-  std::string message = outcome.message();
-  if (message.find("Host key verification failed") != std::string::npos) {
-    std::size_t begin = message.find("SHA256:");
-    std::size_t end = message.find_first_of(" .\r\n", begin);
-    String fingerprint = begin == std::string::npos ? String("") : String(message.substr(begin, end - begin));
-    return QRBSourceControlError_AuthenticationSSHFingerprintInvalid(String(message), fingerprint);
-  }
-  if (message.find("Permission denied") != std::string::npos) {
-    return QRBSourceControlError_AuthenticationCredentialsInvalid(String(message));
-  }
-  return systemError(EIO, qrb::localized("The SSH key could not be uploaded."), String(message));
-}
-
-Error upload(const URL& folder, const URL& server, const String& username) {
-  auto address = SSHAddress::parse(server);
-  if (!address || (!username.empty() && !SSHAddress::isSafeName(username.view()))) {
-    return QRBSourceControlError_InvalidURL(server, "SSH", "");
-  }
-  if (!username.empty()) address->user = username.str();
-  std::string path = folder.isFileURL() ? folder.path().str() : std::string();
-  auto key = publicSSHKeyInFolder(path);
-  if (!key) return QRBSourceControlError_AuthenticationSSHPublicKeyNotFound(folder.appendingPathComponent("id_rsa"));
-  std::vector<std::string> arguments = qrb::sshHomeArguments();
-  arguments.insert(arguments.end(), {"-T", "-o", "BatchMode=yes", "-o", "StrictHostKeyChecking=yes", "-o",
-                                     "ConnectTimeout=30", "-o", "ForwardAgent=no", "-o", "ClearAllForwardings=yes"});
-  for (std::string& argument : qrb::sshHomeIdentityArguments()) arguments.push_back(std::move(argument));
-  for (std::string& argument : address->arguments()) arguments.push_back(std::move(argument));
-  arguments.push_back(kAuthorizeCommand);
-  SSHToolOutcome outcome = runSSHTool("ssh", std::move(arguments), *key + "\n");
-  return outcome.succeeded() ? Error() : uploadFailure(outcome);
-}
-
 }  // namespace
 
 void SSHHelper::validateSSHKeys(const URL& privateKeyURL, Completion<> completionBlock) {
@@ -156,5 +117,5 @@ void SSHHelper::knownHosts(Completion<qrb::Dictionary> completionBlock) {
 
 void SSHHelper::uploadPublicSSHKey(const URL& folder, const URL& toServer, const String& forUsername,
                                    Completion<> completionBlock) {
-  qrb::serveAside([=] { completionBlock(upload(folder, toServer, forUsername)); });
+  qrb::serveAside([=] { completionBlock(::uploadPublicSSHKey(folder, toServer, forUsername)); });
 }

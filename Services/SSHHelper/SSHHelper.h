@@ -24,7 +24,7 @@ class SSHHelper {
   /// would log in with.
   void defaultSSHKeyAuthenticationStrategyForURL(const qrb::URL& url, Completion<StrategyPtr> completionBlock);
   void knownHosts(Completion<qrb::Dictionary> completionBlock);
-  /// Logs in with what ssh has already (an agent, another key), asking nobody, to a server that it knows already.
+  /// As uploadPublicSSHKey of SSHUpload.h.
   void uploadPublicSSHKey(const qrb::URL& folder, const qrb::URL& toServer, const qrb::String& forUsername,
                           Completion<> completionBlock);
 };

@@ -12,16 +12,6 @@
 
 namespace {
 
-SSHToolOutcome run(qrb::ToolCommand& command) {
-  command.environment.emplace_back("LC_ALL", "C");
-  SSHToolOutcome outcome;
-  outcome.result = qrb::ToolRunner().run(command, [&](std::string_view chunk) {
-    outcome.output += chunk;
-    return true;
-  });
-  return outcome;
-}
-
 std::string ownProgram() {
   char path[PATH_MAX];
   ssize_t length = ::readlink("/proc/self/exe", path, sizeof path);
@@ -34,14 +24,23 @@ std::string SSHToolOutcome::message() const {
   return result.complaint("The SSH program");
 }
 
-SSHToolOutcome runSSHTool(const std::string& tool, std::vector<std::string> arguments, std::string standardInput) {
+SSHToolOutcome runSSHTool(qrb::ToolCommand& command, const qrb::ToolRunner& runner) {
+  command.environment.emplace_back("LC_ALL", "C");
+  SSHToolOutcome outcome;
+  outcome.result = runner.run(command, [&](std::string_view chunk) {
+    outcome.output += chunk;
+    return true;
+  });
+  return outcome;
+}
+
+SSHToolOutcome runSSHTool(const std::string& tool, std::vector<std::string> arguments) {
   qrb::ToolCommand command;
   command.path = tool;
   command.arguments = std::move(arguments);
   command.environment = {{"SSH_ASKPASS_REQUIRE", "never"}};
   command.unsetEnvironment = {"SSH_ASKPASS", "DISPLAY"};
-  command.standardInput = std::move(standardInput);
-  return run(command);
+  return runSSHTool(command);
 }
 
 SSHToolOutcome runSSHToolWithPassphrase(const std::string& tool, std::vector<std::string> arguments,
@@ -52,7 +51,7 @@ SSHToolOutcome runSSHToolWithPassphrase(const std::string& tool, std::vector<std
   command.environment = {{"SSH_ASKPASS", ownProgram()}, {"SSH_ASKPASS_REQUIRE", "force"}};
   command.standardInput.reserve(static_cast<std::size_t>(times) * (passphrase.size() + 1));
   for (int time = 0; time < times; ++time) command.standardInput.append(passphrase).append("\n");
-  SSHToolOutcome outcome = run(command);
+  SSHToolOutcome outcome = runSSHTool(command);
   qrb::wipe(command.standardInput);
   return outcome;
 }

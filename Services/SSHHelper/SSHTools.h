@@ -19,8 +19,11 @@ struct SSHToolOutcome {
   std::string message() const;
 };
 
+/// Runs a tool to its end, or as far as the runner lets it, and makes it speak English.
+SSHToolOutcome runSSHTool(qrb::ToolCommand& command, const qrb::ToolRunner& runner = {});
+
 /// Runs one of ssh's tools to its end. It asks nobody anything: where it needs a passphrase it fails.
-SSHToolOutcome runSSHTool(const std::string& tool, std::vector<std::string> arguments, std::string standardInput = {});
+SSHToolOutcome runSSHTool(const std::string& tool, std::vector<std::string> arguments);
 
 /// Runs a tool that asks for a passphrase `times` times, and answers it. The passphrase goes through the tool's
 /// standard input to this same program, which the tool starts to ask: so it is in no argument, no environment and no

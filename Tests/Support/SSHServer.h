@@ -38,18 +38,20 @@ class SSHServer {
   static bool isInstalled() { return ::access(program, X_OK) == 0; }
   static std::string user() { return ::getpwuid(::geteuid())->pw_name; }
 
-  /// Further settings as in sshd_config, one on a line. The key must be there already.
-  explicit SSHServer(const std::string& folder, const std::string& settings = "") : _folder(folder) {
+  /// Settings as in sshd_config, one on a line, which go before the usual ones. The key must be there already.
+  explicit SSHServer(const std::string& folder, const std::string& settings = "",
+                     std::vector<std::string> environment = {})
+      : _folder(folder) {
+    environment.push_back("PATH=/usr/local/bin:/usr/bin:/bin");
     std::ofstream(folder + "/sshd_config")
-        << "HostKey " << folder << "/host\nAuthorizedKeysFile " << folder << "/admitted\n"
+        << settings << "HostKey " << folder << "/host\nAuthorizedKeysFile " << folder << "/admitted\n"
         << "StrictModes no\nUsePAM no\nPermitRootLogin yes\nPasswordAuthentication no\n"
-        << "KbdInteractiveAuthentication no\nSetEnv HOME=" << folder << "/login GIT_CONFIG_NOSYSTEM=1\n"
-        << settings;
+        << "KbdInteractiveAuthentication no\nSetEnv HOME=" << folder << "/login GIT_CONFIG_NOSYSTEM=1\n";
     std::filesystem::create_directories(folder + "/login");
     // Where the server wants to shut itself in; its package makes it only when the system starts.
     if (::geteuid() == 0) std::filesystem::create_directories("/run/sshd");
     _server = std::make_unique<ConnectionServer>(std::vector<std::string>{program, "-i", "-f", folder + "/sshd_config"},
-                                                 std::vector<std::string>{"PATH=/usr/local/bin:/usr/bin:/bin"});
+                                                 std::move(environment));
   }
 
   int port() const { return _server->port(); }

@@ -140,6 +140,15 @@ TEST(ToolRunner, RefusingOutputStopsTheToolGentlyThenByForce) {
   }
 }
 
+TEST(ToolRunner, AToolThatTakesTooLongIsEndedGentlyAndOneThatDoesNotIsLeftAlone) {
+  ToolRunner runner;
+  runner.setTimeLimit(1ms);
+  const ToolResult result = runner.run(shell("trap 'exit 9' TERM; while :; do :; done"));
+  EXPECT_EQ(result.outcome, Outcome::tookTooLong);
+  runner.setTimeLimit(60s);
+  EXPECT_TRUE(runner.run(shell("exit 0")).succeeded());
+}
+
 TEST(ToolRunner, ProgressOnStandardErrorCanStopTheTool) {
   std::string progress;
   const ToolResult result = ToolRunner().run(shell("while :; do echo 10% >&2; done"), {}, [&](std::string_view chunk) {
