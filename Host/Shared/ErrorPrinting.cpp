@@ -8,6 +8,7 @@
 #include "Output.h"
 #include "QRBSourceControlError.h"
 #include "Text.h"
+#include "URLsInText.h"
 
 namespace host {
 
@@ -68,7 +69,8 @@ void printError(const qrb::Error& error, const std::function<bool(std::string_vi
   if (!fingerprint.empty() && underlying.view().find(fingerprint.view()) == std::string_view::npos) {
     text += "\n  The server's fingerprint is " + displayText(fingerprint.view()) + ".";
   }
-  printRemark(text);
+  // A plug-in may not have taken care of it.
+  printRemark(qrb::withoutPasswordsOfURLs(text));
 }
 
 bool isCancellation(const qrb::Error& error) {
