@@ -70,6 +70,11 @@ struct QRBSourceControlServiceFailure {
 /// error the values are absent. Completions may be empty. A request whose system is a placeholder gets no answer until
 /// it is cancelled, and neither does one to a helper service that is not installed or dies meanwhile: see
 /// observeServiceFailures(). What a plug-in does not serve it answers with the error requestUnsupported.
+///
+/// Plug-ins get the host's environment and working directory as they are when the process is launched, which is on
+/// threads of the library after the request was made. So while requests are under way a host must not change its
+/// environment (setenv, unsetenv, putenv, clearenv): the C library lets nobody read it meanwhile. What a plug-in is to
+/// find there is set before the first request, or when all have been answered.
 class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_this<QRBSourceControlManager> {
  public:
   template <class... Values>
