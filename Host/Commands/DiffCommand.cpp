@@ -63,9 +63,9 @@ Command::Run declareDiff(CLI::App& app) {
 }  // namespace
 
 extern const Command diffCommand{"diff", "Show what has to be done to one state of the files to get another",
-                                 "Without arguments: what was changed since the last commit. Where output is no "
-                                 "terminal, patches are written byte for\n"
-                                 "byte, for tools that apply them.\n\n"
+                                 "Without arguments: what was changed since the last commit, or what a first one would "
+                                 "hold. Where output is no\n"
+                                 "terminal, patches are written byte for byte, for tools that apply them.\n\n"
                                  "Examples:\n"
                                  "  qrbscm diff\n"
                                  "  qrbscm diff --stat v1.0 main\n"

@@ -15,7 +15,8 @@ std::string displayPath(std::string_view path);
 /// Text of several lines with every control character but line ends and tabs written out as in C.
 std::string displayText(std::string_view text);
 
-/// Sets `key` to the path, or to the name of a branch, tag or remote; where that is not UTF-8, adds the bytes in base64 under `key` + "Bytes".
+/// Sets `key` to the path, or to the name of a branch, tag or remote; where that is not UTF-8, adds the bytes in base64
+/// under `key` + "Bytes".
 void setPath(JSONValue& entry, const std::string& key, std::string_view path);
 
 /// ISO 8601 in UTC, to the second, or finer where the date is.
