@@ -30,6 +30,12 @@ ListedSystems list(Session& session, Ask ask) {
   return *found;
 }
 
+ListedSystems listSome(Session& session, const std::vector<qrb::String>& identifiers) {
+  return list(session, [&](auto completion) {
+    return QRBSourceControlManager::sharedInstance()->sourceControlSystemsOfPlugIns(identifiers, std::move(completion));
+  });
+}
+
 struct KnownSystem {
   std::string_view plugIn;
   const char* metadata;
@@ -47,8 +53,7 @@ std::vector<qrb::String> systemsWithMetadataIn(const fs::path& place) {
 }
 
 /// Empty where only all together can tell.
-std::vector<qrb::String> plainSystemsOf(const fs::path& folder) {
-  const std::vector<qrb::String> installed = QRBSourceControlManager::installedPlugInIdentifiers();
+std::vector<qrb::String> plainSystemsOf(const fs::path& folder, const std::vector<qrb::String>& installed) {
   const bool othersAreInstalled = std::ranges::any_of(installed, [](const qrb::String& identifier) {
     return std::ranges::none_of(knownSystems, [&](const KnownSystem& known) { return identifier == known.plugIn; });
   });
@@ -68,14 +73,14 @@ ListedSystems listSystems(Session& session) {
 }
 
 ListedSystems listSystemsFor(Session& session, const fs::path& folder) {
-  const std::vector<qrb::String> plain = plainSystemsOf(folder);
-  if (!plain.empty()) {
-    ListedSystems listed = list(session, [&](auto completion) {
-      return QRBSourceControlManager::sharedInstance()->sourceControlSystemsOfPlugIns(plain, std::move(completion));
-    });
+  std::vector<qrb::String> asked = QRBSourceControlManager::installedPlugInIdentifiers();
+  if (const std::vector<qrb::String> plain = plainSystemsOf(folder, asked); !plain.empty()) {
+    ListedSystems listed = listSome(session, plain);
     if (listed.error || !listed.systems.empty()) return listed;
+    // The folder may be one of the others' all the same, whatever has become of the one that it seemed to be of.
+    std::erase_if(asked, [&](const qrb::String& identifier) { return std::ranges::count(plain, identifier) > 0; });
   }
-  return listSystems(session);
+  return listSome(session, asked);
 }
 
 FoundSystem findSystemNamed(Session& session, const std::string& name) {

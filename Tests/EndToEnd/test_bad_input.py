@@ -1,5 +1,6 @@
 """What is wrong is told: on standard error, for people, and by the exit status."""
 
+import json
 import os
 import shutil
 import re
@@ -205,7 +206,9 @@ exec """ + os.fsencode(shutil.which("git")) + b""" "$@"
         self.write(self.folder, false, b"#!/bin/sh\nexit 3\n")
         os.chmod(false, 0o755)
         option = ["--plug-in-directory", os.path.dirname(false)]
-        self.assertEqual(self.json_of("systems", *option), [])
+        result = self.run_host("systems", "--json", *option)
+        self.assertEqual((result.returncode, json.loads(result.stdout)), (0, []))
+        self.assertIn(b"the process ended (exit code 3)", result.stderr)
         self.assert_told(self.run_host("status", *option, self.repository()), 1, "plug-ins were looked for in",
                          os.path.dirname(false))
 

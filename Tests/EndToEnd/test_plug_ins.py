@@ -76,7 +76,7 @@ class PlugIns(HostTest):
 
     def test_each_fault_costs_its_request_and_is_told(self):
         asked = "filesAndStatusOfWorkingCopy:withRemoteStatus:completionBlock:"
-        faults = {"crash": f'the process ended (signal 11 (SEGV, Segmentation fault)) before it answered "{asked}"',
+        faults = {"crash": f'the process ended (signal 11 (SIGSEGV, Segmentation fault)) before it answered "{asked}"',
                   "half": f'the process ended (exit code 3) before it answered "{asked}"',
                   "garbage": "what is not understood: a byte that begins no value, at byte 0 of the message",
                   "other": f'the reply to "{asked}", value 1: a dictionary was expected, and a string found, at byte 5'}
