@@ -31,8 +31,9 @@ struct Fault {
 
 // Modes in which no whole reply ever reaches the host.
 const Fault faults[] = {
-    {"exit-at-start", "the process ended (exit code 0) before it answered " ASKED "."},
-    {"killed-at-start", "the process ended (signal 9 (SIGKILL, Killed)) before it answered " ASKED "."},
+    // These may be gone before they are asked.
+    {"exit-at-start", "the process ended (exit code 0)"},
+    {"killed-at-start", "the process ended (signal 9 (SIGKILL, Killed))"},
     {"exit-without-reply", "the process ended (exit code 0) before it answered " ASKED "."},
     {"killed-without-reply", "the process ended (signal 9 (SIGKILL, Killed)) before it answered " ASKED "."},
     {"garbage", "a byte that begins no value, at byte 0 of the message"},

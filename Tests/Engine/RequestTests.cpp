@@ -183,7 +183,8 @@ TEST_F(RequestTest, AKeychainNameIsPassedOnOnlyBesideAnError) {
 TEST_F(RequestTest, WhatAPlugInDoesNotServeIsAnsweredAndWhatItDoesNotListIsNotAsked) {
   usePlugIn("good");
   auto merged = Outcome<>::make();
-  manager()->mergeBranch(QRBSourceControlBranch::initWithBranchName("topic", false), workingCopy(), merged->completion());
+  manager()->mergeBranch(QRBSourceControlBranch::initWithBranchName("topic", false), workingCopy(),
+                         merged->completion());
   EXPECT_EQ(merged->error().code(), -700);
   EXPECT_EQ(merged->error().localizedDescription(), "Test does not support merging.");
 
