@@ -43,11 +43,14 @@ struct KnownSystem {
 constexpr KnownSystem knownSystems[] = {{QRBSourceControlGitPlugInIdentifier, ".git"},
                                         {QRBSourceControlSubversionPlugInIdentifier, ".svn"}};
 
-std::vector<qrb::String> systemsWithMetadataIn(const fs::path& place) {
+std::vector<qrb::String> systemsWithMetadataIn(const fs::path& place, const std::vector<qrb::String>& installed) {
   std::vector<qrb::String> systems;
   for (const KnownSystem& known : knownSystems) {
     std::error_code failure;
-    if (fs::exists(fs::symlink_status(place / known.metadata, failure))) systems.emplace_back(known.plugIn);
+    const bool isInstalled = std::ranges::count(installed, qrb::String(known.plugIn)) > 0;
+    if (isInstalled && fs::exists(fs::symlink_status(place / known.metadata, failure))) {
+      systems.emplace_back(known.plugIn);
+    }
   }
   return systems;
 }
@@ -58,7 +61,7 @@ std::vector<qrb::String> plainSystemsOf(const fs::path& folder, const std::vecto
     return std::ranges::none_of(knownSystems, [&](const KnownSystem& known) { return identifier == known.plugIn; });
   });
   for (fs::path place = folder;; place = place.parent_path()) {
-    if (auto systems = systemsWithMetadataIn(place); !systems.empty()) return systems;
+    if (auto systems = systemsWithMetadataIn(place, installed); !systems.empty()) return systems;
     // A folder on the way up may be another system's.
     if (othersAreInstalled || place == place.parent_path()) return {};
   }

@@ -96,6 +96,19 @@ class PlugIns(HostTest):
         self.assertIn(b"Git", result.stdout)
         self.assertIn(f"{NAME}: it did not", result.stderr.decode())
 
+    def test_a_helper_that_is_not_there_is_named(self):
+        place = os.path.join(self.folder, "helpers")
+        self.commit(self.repository())
+        self.write(place, "org.qrb.Orlix.sourcecontrol.WorkingCopyScanner", b"#!/bin/sh\nexit 3\n")
+        faults = {0o755: "WorkingCopyScanner: the process ended (exit code 3)", 0o644: "could not be executed: Permission denied"}
+        for mode, told in faults.items():
+            os.chmod(os.path.join(place, "org.qrb.Orlix.sourcecontrol.WorkingCopyScanner"), mode)
+            for command in (["workspace", "status"], ["blueprint", "create"]):
+                with self.subTest(command=command, mode=oct(mode)):
+                    result = self.run_host(*command, "--plug-in-directory", place)
+                    self.assertEqual(result.returncode, 1)
+                    self.assertIn(told, result.stderr.decode())
+
     def test_the_users_own_folder_counts_where_only_he_may_write(self):
         for data, variables in ((".local/share", {}), ("data", {"XDG_DATA_HOME": f"{self.folder}/home/data"})):
             folder = f"home/{data}/qrbsourcecontrol/plug-ins"

@@ -28,9 +28,8 @@ class SecrecyTest : public NetworkTest {
     // The plug-in, git, and what git talks to the server with.
     EXPECT_GE(processes.size(), 3u);
     for (const ProcessEntry& process : processes) {
-      for (const char* file : {"/cmdline", "/environ"}) {
-        const std::string text = textOf("/proc/" + std::to_string(process.id) + file);
-        EXPECT_THAT(text, Not(HasSubstr(secret))) << process.name << file;
+      for (const char* file : {"cmdline", "environ"}) {
+        EXPECT_THAT(textOfProcess(process.id, file), Not(HasSubstr(secret))) << process.name << " " << file;
       }
     }
     for (const std::string& folder : {home(), pathOf("temporary"), _clone.root()}) {

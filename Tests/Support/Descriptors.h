@@ -12,6 +12,7 @@
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -105,12 +106,19 @@ inline std::vector<ProcessEntry> processesOfSession(pid_t session) {
   return processesWhere([session](const ProcessEntry& entry) { return entry.session == session; });
 }
 
+/// A file of the system's about a process, or what of it could be read before the process ended.
+inline std::string textOfProcess(pid_t process, const std::string& name) {
+  std::ostringstream text;
+  // By its buffer, which takes an error of reading for the end.
+  text << std::ifstream("/proc/" + std::to_string(process) + "/" + name, std::ios::binary).rdbuf();
+  return text.str();
+}
+
 /// The processes in whose environment, as they were started with, NAME=value stands: the way to find what descends
 /// from a start wherever it went. Only the caller's own processes can be seen.
 inline std::vector<ProcessEntry> processesWithEnvironment(const std::string& assignment) {
   return processesWhere([needle = '\0' + assignment + '\0'](const ProcessEntry& entry) {
-    std::ifstream file("/proc/" + std::to_string(entry.id) + "/environ", std::ios::binary);
-    const std::string environment = '\0' + std::string((std::istreambuf_iterator<char>(file)), {});
+    const std::string environment = '\0' + textOfProcess(entry.id, "environ");
     return environment.find(needle) != std::string::npos;
   });
 }

@@ -246,10 +246,12 @@ TEST_F(WorkspaceActionTest, AnActionCancelledBeforeItBeginsStillAnswersAndAsksNo
 }
 
 TEST_F(WorkspaceActionTest, AWorkspaceLivesUntilItsActionsAreOver) {
-  auto outcome = StatusOutcome::make();
-  workspace()->filesAndStatusWithRemoteStatus(false, outcome->completion());
-  workspace()->filesAndStatusWithRemoteStatus(false, {});
-  EXPECT_FALSE(outcome->error());
+  auto first = StatusOutcome::make();
+  workspace()->filesAndStatusWithRemoteStatus(false, first->completion());
+  auto second = StatusOutcome::make();
+  workspace()->filesAndStatusWithRemoteStatus(false, second->completion());
+  EXPECT_FALSE(first->error());
+  EXPECT_FALSE(second->error());
 }
 
 TEST_F(WorkspaceActionTest, ContextAndSuppressionReachTheRequestUnderWay) {
