@@ -155,7 +155,7 @@ qrb::Error rewordedFailure(const GitFailure& failure) {
                   qrb::localizable("Make sure that there is a network and that the address is right, and try again."));
     case GitFailureKind::Obstructed:
       return make(QRBSourceControlError_RepositoryNotFound({}),
-                  qrb::localizable("“%@” is a pipe or a device, where Git expects a file."),
+                  qrb::localizable("“%@” is not what Git expects there."),
                   qrb::localizable("Remove it, if you do not know what it is for, and try again."));
     case GitFailureKind::IndexUnreadable:
       return make(

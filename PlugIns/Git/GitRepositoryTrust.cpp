@@ -61,6 +61,7 @@ class Look {
     findObstacle(own(), "packed-refs");
     findObstacle(common(), "packed-refs");
     for (const char* const name : {"HEAD", "MERGE_HEAD", "commondir"}) findLength(own(), name);
+    findLink(common(), "refs/replace");
     trust.obstacle = _obstacle;
     trust.obstacleFault = _obstacleFault;
     return trust;
@@ -100,11 +101,20 @@ class Look {
 
   /// Git reads some files of a few lines whole, or byte by byte, however long they are.
   void findLength(int folder, const char* name) {
+    if (folder < 0 || kindOf(folder, name) != Kind::File) return;
     struct stat information {};
-    const bool isThere = folder >= 0 && ::fstatat(folder, name, &information, 0) == 0 && S_ISREG(information.st_mode);
-    if (isThere && information.st_size > static_cast<off_t>(gitTrustedSize)) {
+    if (::fstatat(folder, name, &information, 0) == 0 && information.st_size > static_cast<off_t>(gitTrustedSize)) {
       report(folder, name, "is longer than any such file of git's");
     }
+  }
+
+  /// Git looks through every folder below this one, with each command. No tool makes a link of it; one could lead to
+  /// where there is no end of folders.
+  void findLink(int folder, const char* name) {
+    struct stat information {};
+    const bool isThere = folder >= 0 && ::fstatat(folder, name, &information, AT_SYMLINK_NOFOLLOW) == 0;
+    if (isThere && S_ISLNK(information.st_mode))
+      report(folder, name, "is a link, where git expects a folder of its own");
   }
 
   void findObstacle(int folder, const char* name) {

@@ -175,6 +175,16 @@ TEST_F(GitRepositoryTrustTest, filesOfAFewLinesThatHaveNoEndAreNamed) {
   }
 }
 
+// Links that a sandbox would keep git from following.
+TEST_F(GitRepositoryTrustTest, linksToWhatHasNoEndAreNamed) {
+  for (const auto& [name, target] : {std::pair("MERGE_HEAD", "/dev/zero"), std::pair("refs/replace", "/proc")}) {
+    const std::string path = plain().store + "/" + name;
+    fs::create_symlink(target, path);
+    EXPECT_EQ(gitTrust(plain().folder).obstacle, fs::canonical(plain().store) / name);
+    fs::remove(path);
+  }
+}
+
 TEST(GitRepositoryTrust, configurationsThatMayNameProgramsAreKnownByTheirWords) {
   EXPECT_FALSE(gitMayNamePrograms("[core]\n\tbare = false\n[remote \"origin\"]\n\turl = x\n"));
   for (const char* text : {"[Filter \"x\"]", "[include]", "[INCLUDEIF \"x\"]", "promisor = true", "partialClone = x"}) {
