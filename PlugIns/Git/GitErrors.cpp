@@ -154,8 +154,7 @@ qrb::Error rewordedFailure(const GitFailure& failure) {
                   qrb::localizable("The server could not be reached, or did not answer as it should."),
                   qrb::localizable("Make sure that there is a network and that the address is right, and try again."));
     case GitFailureKind::Obstructed:
-      return make(QRBSourceControlError_RepositoryNotFound({}),
-                  qrb::localizable("“%@” is not what Git expects there."),
+      return make(QRBSourceControlError_RepositoryNotFound({}), qrb::localizable("“%@” is not what Git expects there."),
                   qrb::localizable("Remove it, if you do not know what it is for, and try again."));
     case GitFailureKind::IndexUnreadable:
       return make(
