@@ -1,9 +1,8 @@
-#include "Guarded.h"
+#include "OneCallPrivate.h"
 #include "QRBSourceControlManager.h"
 #include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlPlugInProtocol.h"
 #include "QRBSourceControlPlugInQuestionPrivate.h"
-#include "Scarcity.h"
 
 using qrb::Error;
 using qrb::ReplyStep;
@@ -18,18 +17,11 @@ using Systems = QRBSourceControlManager::Systems;
 
 struct Discovery {
   Discovery(std::vector<String> asked, QRBSourceControlManager::SystemsCompletion block)
-      : identifiers(std::move(asked)), completion(std::move(block)) {}
+      : identifiers(std::move(asked)), complete(std::move(block)) {}
 
   std::vector<String> identifiers;
   std::shared_ptr<ReplyStep> step = std::make_shared<ReplyStep>(kSystemsSelector);
-  qrb::Guarded<QRBSourceControlManager::SystemsCompletion> completion;
-
-  /// Once; what the completion holds is let go with it.
-  void complete(const std::shared_ptr<const Systems>& systems) {
-    QRBSourceControlManager::SystemsCompletion called;
-    completion.with([&](auto& held) { called.swap(held); });
-    if (called) qrb::unlessScarce([&] { called(systems); });
-  }
+  qrb::OneCall<std::shared_ptr<const Systems>> complete;
 };
 
 /// What those answer that answer.

@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "OneCallPrivate.h"
 #include "QRBSourceControlPlugInProtocol.h"
 #include "QRBSourceControlPlugInQuestionPrivate.h"
 #include "QRBSourceControlRequestPrivate.h"
@@ -77,12 +78,14 @@ void QRBSourceControlManager::endHelperServices() {
 namespace {
 
 struct Scan {
-  using Completion = std::function<void(const std::shared_ptr<const QRBSourceControlManager::WorkingCopies>&)>;
+  using Complete = qrb::OneCall<std::shared_ptr<const QRBSourceControlManager::WorkingCopies>>;
+
+  explicit Scan(Complete::Function completion) : complete(std::move(completion)) {}
 
   QRBSourceControlManager::Files folderPaths;
   bool traversingUp = false;
   QRBSourceControlManager::Systems systems;
-  qrb::Guarded<Completion> completion;
+  Complete complete;
   std::shared_ptr<ReplyStep> step = std::make_shared<ReplyStep>(
       "scanForWorkingCopiesInFolderPaths:traversingUp:usingSourceControlSystems:completionBlock:");
   std::shared_ptr<QRBSourceControlManager::WorkingCopies> found =
@@ -95,13 +98,6 @@ struct Scan {
       if (system && system->workingCopyFolderIdentifier()) names.insert(system->workingCopyFolderIdentifier());
     }
     return names;
-  }
-
-  /// Once; what the completion holds is let go with it, since the scanner may still have this scan to answer.
-  void complete(bool cancelled) {
-    Completion called;
-    completion.with([&](Completion& held) { called.swap(held); });
-    if (called) qrb::unlessScarce([&] { called(cancelled ? nullptr : found); });
   }
 };
 
@@ -130,11 +126,10 @@ void askSystem(const std::shared_ptr<Scan>& scan, const QRBSourceControlSystemPt
 QRBSourceControlOperationPtr QRBSourceControlManager::scanForWorkingCopiesInFolderPaths(
     const Files& folderPaths, bool traversingUp, const Systems& usingSourceControlSystems,
     std::function<void(const std::shared_ptr<const WorkingCopies>&)> completionBlock) {
-  auto scan = std::make_shared<Scan>();
+  auto scan = std::make_shared<Scan>(std::move(completionBlock));
   scan->folderPaths = folderPaths;
   scan->traversingUp = traversingUp;
   scan->systems = usingSourceControlSystems;
-  scan->completion.with([&](Scan::Completion& held) { held = std::move(completionBlock); });
 
   auto begin = [scan](const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager) {
     // The scanner serves all scans one after another, and then asks their plug-ins, on one thread.
@@ -147,7 +142,7 @@ QRBSourceControlOperationPtr QRBSourceControlManager::scanForWorkingCopiesInFold
           for (const QRBSourceControlSystemPtr& system : scan->systems) {
             askSystem(scan, system, candidates, operation, manager);
           }
-          scan->complete(operation->isEnding());
+          scan->complete(operation->isEnding() ? nullptr : scan->found);
           manager->operationDidFinish(operation);
         });
   };
@@ -155,7 +150,7 @@ QRBSourceControlOperationPtr QRBSourceControlManager::scanForWorkingCopiesInFold
   auto terminate = [scan](const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager,
                           const qrb::Error&) {
     if (scan->step->abandon()) return;
-    scan->complete(true);
+    scan->complete(nullptr);
     manager->operationDidFinish(operation);
   };
 
