@@ -284,11 +284,6 @@ bool Connection::handleMessage(std::string bytes) {
     refuse(problem.description(), message ? message->offsetOf(problem.value()) : std::nullopt);
     failAnswered();
     return false;
-  } catch (...) {
-    // Nothing else gets out of a handler.
-    setEnd(End::Kind::scarce);
-    failAnswered();
-    throw;
   }
 }
 
@@ -374,8 +369,10 @@ bool Connection::exceed() {
   return false;
 }
 
+// Whatever it was that lacked memory, the request whose response was being read is told with the others.
 void Connection::endForScarcity() {
   setEnd(End::Kind::scarce);
+  failAnswered();
   lose();
 }
 
