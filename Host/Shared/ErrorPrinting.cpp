@@ -73,6 +73,11 @@ void printError(const qrb::Error& error, const std::function<bool(std::string_vi
   printRemark(qrb::withoutPasswordsOfURLs(text));
 }
 
+bool isSameFailure(const qrb::Error& error, const qrb::Error& other) {
+  return error.domain() == other.domain() && error.code() == other.code() &&
+         error.localizedDescription() == other.localizedDescription();
+}
+
 bool isCancellation(const qrb::Error& error) {
   // An action of several requests that is stopped between two of them has no more to say than that it was given up.
   constexpr std::int64_t kGivenUp = -400;

@@ -14,6 +14,9 @@ void printError(const qrb::Error& error, const std::function<bool(std::string_vi
 /// Whether it says only that the user, or the end of whoever reads the output, stopped the request.
 bool isCancellation(const qrb::Error& error);
 
+/// Whether both tell of the same failure: several share a code, and only their descriptions tell them apart.
+bool isSameFailure(const qrb::Error& error, const qrb::Error& other);
+
 /// One line on standard error. Any thread.
 void printRemark(std::string_view text);
 

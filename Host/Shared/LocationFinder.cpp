@@ -1,5 +1,6 @@
 #include "LocationFinder.h"
 
+#include "ErrorPrinting.h"
 #include "QRBSourceControlBranch.h"
 #include "QRBSourceControlCancellable.h"
 #include "QRBSourceControlError.h"
@@ -38,8 +39,7 @@ bool isOnlyNotFound(const qrb::Error& error) {
 // Whether the system told something else of the name than that it does not know it.
 bool saysMore(const qrb::Error& error, const std::string& name) {
   if (!isNotThere(error)) return false;
-  const qrb::Error plain = QRBSourceControlError_LocationNotFound(static_cast<Code>(error.code()), name, {});
-  return error.localizedDescription() != plain.localizedDescription();
+  return !isSameFailure(error, QRBSourceControlError_LocationNotFound(static_cast<Code>(error.code()), name, {}));
 }
 
 Session::Start askBranches(const QRBSourceControlRepositoryPtr& repository, const std::shared_ptr<Answers>& answers) {

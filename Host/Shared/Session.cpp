@@ -183,10 +183,7 @@ ExitStatus Session::fail(const qrb::Error& error) {
 ExitStatus Session::finishTransfer(const qrb::Error& error) {
   if (!error) return ExitStatus::success;
   // The code is the same when the local side is behind.
-  qrb::Error upToDate = QRBSourceControlError_RemoteOperationUpToDate({});
-  bool isUpToDate = error.domain() == upToDate.domain() && error.code() == upToDate.code() &&
-                    error.localizedDescription() == upToDate.localizedDescription();
-  if (!isUpToDate) return fail(error);
+  if (!isSameFailure(error, QRBSourceControlError_RemoteOperationUpToDate({}))) return fail(error);
   note(displayText(error.localizedDescription()));
   return ExitStatus::success;
 }

@@ -68,10 +68,8 @@ qrb::Error denialOf(Session& session, const FoundWorkingCopy& candidate) {
     return candidate.workingCopy->currentLocationWithCompletionBlock(
         [done](auto, qrb::Error answer) { done(std::move(answer)); });
   });
-  const qrb::Error none = QRBSourceControlError_WorkingCopyNotFound({});
   // The same code stands for working copies that cannot be read, with other words.
-  const bool isNone = error.domain() == none.domain() && error.code() == none.code() &&
-                      error.localizedDescription() == none.localizedDescription();
+  const bool isNone = isSameFailure(error, QRBSourceControlError_WorkingCopyNotFound({}));
   return isNone || isCancellation(error) ? error : qrb::Error();
 }
 
