@@ -253,7 +253,8 @@ QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForPlugInIdentif
   }
   std::weak_ptr<ServiceConnection> weak = connection;
   return QRBSourceControlProxy(connection->connection(),
-                               [this, weak, lost = std::move(lost)] { communicationFailed(weak, lost); });
+                               [this, weak, lost = std::move(lost)] { communicationFailed(weak, lost); },
+                               connection->processGroup());
 }
 
 QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForSourceControlSystem(

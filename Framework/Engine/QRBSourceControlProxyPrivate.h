@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <functional>
 #include <memory>
 #include <tuple>
@@ -31,10 +33,14 @@ class QRBSourceControlProxy {
   /// No proxy: false, and nothing may be sent through it.
   QRBSourceControlProxy() = default;
   /// `errorHandler` is called, once per message, for a request that will have no reply.
-  QRBSourceControlProxy(std::shared_ptr<qrb::Connection> connection, std::function<void()> errorHandler)
-      : _connection(std::move(connection)), _errorHandler(std::move(errorHandler)) {}
+  QRBSourceControlProxy(std::shared_ptr<qrb::Connection> connection, std::function<void()> errorHandler,
+                        pid_t processGroup = 0)
+      : _connection(std::move(connection)), _errorHandler(std::move(errorHandler)), _processGroup(processGroup) {}
 
   explicit operator bool() const { return _connection != nullptr; }
+
+  /// Of the process at the other end and its tools; 0 where it is not known.
+  pid_t processGroup() const { return _processGroup; }
 
   /// Sends a request; either `completion` is called with the reply or the error handler, on the reply thread, unless
   /// the connection is invalidated first. When the process is gone already, or an argument must not be archived, the
@@ -77,4 +83,5 @@ class QRBSourceControlProxy {
  private:
   std::shared_ptr<qrb::Connection> _connection;
   std::function<void()> _errorHandler;
+  pid_t _processGroup = 0;
 };

@@ -13,6 +13,7 @@
 #include "RequestWordsPrivate.h"
 #include "Scarcity.h"
 #include "ServiceConnectionPrivate.h"
+#include "WorkingCopyGuardPrivate.h"
 
 /// The one pattern of every request to a plug-in or a helper service. Private to the manager's sources.
 namespace qrb::request {
@@ -58,6 +59,8 @@ struct Options {
   bool sendsProgressIdentifier = false;
   QRBSourceControlProgressBlock progressBlock;
   QRBSourceControlIncrementalLogBlock incrementalLogBlock;
+  /// Set for a request that makes a working copy.
+  std::shared_ptr<WorkingCopyGuard> guard;
 };
 
 /// Who may answer the caller, and the caller's side. Reply, loss of the process, cancellation and the failure handler's
@@ -130,6 +133,7 @@ QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
   using State = typename Settlement<R...>::State;
   auto settlement = std::make_shared<Settlement<R...>>(subject, std::move(completion));
   bool sendsIdentifier = options.sendsProgressIdentifier;
+  std::shared_ptr<WorkingCopyGuard> guard = std::move(options.guard);
   QRBSourceControlSystemPtr system = subject.system();
 
   // Whatever the plug-in says of it, people are told who cannot do what.
@@ -151,14 +155,21 @@ QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
                                       : manager->remoteProxyObjectForSourceControlSystem(subject.system(), operation);
     // Nothing will answer; only its caller can still end it.
     if (!proxy) return operation->setIdle(true);
+    if (guard) {
+      if (const Error refused = guard->begin(subject.system(), proxy.processGroup())) return operation->fail(refused);
+    }
     if constexpr (sizeof...(A) > 0) {
       auto& last = std::get<sizeof...(A) - 1>(arguments);
       if constexpr (std::is_same_v<std::remove_reference_t<decltype(last)>, String>) {
         if (sendsIdentifier) last = operation->identifier();
       }
     }
-    auto onReply = [settlement, operation, manager, unsupported](const R&... value, const Error& told) {
+    auto onReply = [settlement, operation, manager, unsupported, guard](const R&... value, const Error& told) {
       const Error error = isUnsupportedRequest(told) ? unsupported() : told;
+      if (guard && error) {
+        manager->invalidateProcessForOperation(operation, false);
+        guard->giveUp(WorkingCopyGuard::Waiting::untilRemoved);
+      }
       std::shared_ptr<QRBSourceControlAuthenticationFailureHandler> handler;
       QRBSourceControlRepositoryPtr repository;
       if (!operation->suppressAuthenticationFailure() && isAuthenticationFailure(error)) {
@@ -167,6 +178,7 @@ QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
       }
       if (handler == nullptr) {
         if (!settlement->move(State::awaitingReply, State::settled)) return;
+        if (guard && !error) guard->keep();
         error ? settlement->fail(error) : settlement->succeed(value...);
         manager->operationDidFinish(operation);
         return;
@@ -198,11 +210,16 @@ QRBSourceControlOperationPtr start(const QRBSourceControlManagerPtr& onManager,
     proxy.send(message, arguments, std::move(onReply));
   };
 
-  auto terminate = [settlement](const QRBSourceControlOperationPtr& operation,
-                                const QRBSourceControlManagerPtr& manager, const Error& error) {
+  auto terminate = [settlement, guard](const QRBSourceControlOperationPtr& operation,
+                                       const QRBSourceControlManagerPtr& manager, const Error& error) {
     // A process that dies after its reply came has done its work; only a cancellation can still stop the request then.
     bool cancelled = operation->isCanceled();
     if (!(cancelled ? settlement->settle() : settlement->move(State::awaitingReply, State::settled))) return;
+    if (guard) {
+      manager->invalidateProcessForOperation(operation, true);
+      // Who cancels is not to wait.
+      guard->giveUp(cancelled ? WorkingCopyGuard::Waiting::no : WorkingCopyGuard::Waiting::untilRemoved);
+    }
     settlement->fail(error);
     manager->operationDidFinish(operation);
   };

@@ -148,6 +148,11 @@ void ServiceConnection::resume(Handlers handlers) {
   _connection->resume();
 }
 
+pid_t ServiceConnection::processGroup() const {
+  std::lock_guard lock(_mutex);
+  return _process ? _process->pid() : 0;
+}
+
 bool ServiceConnection::isOver() const {
   std::lock_guard lock(_mutex);
   if (!_process) return true;

@@ -61,6 +61,8 @@ class QRB_EXPORT ServiceConnection {
   const std::shared_ptr<Connection>& connection() const noexcept { return _connection; }
   /// The service's.
   const std::string& name() const noexcept { return _name; }
+  /// The process group that the service and its tools are, 0 where there is none any more. Any thread.
+  pid_t processGroup() const;
   /// Whether no request can be served any more: the process has ended, whether or not the connection has noticed, or
   /// never was. Any thread.
   bool isOver() const;

@@ -94,6 +94,10 @@ std::vector<std::string> ServiceDirectories::executableNames() {
   return names;
 }
 
+std::string ServiceDirectories::ownProgram(const std::string& name) {
+  return cachedOwnDirectory() + "/" + name;
+}
+
 bool ServiceDirectories::isOwn(const std::string& path) {
   return !cachedOwnDirectory().empty() && path.substr(0, path.rfind('/')) == cachedOwnDirectory();
 }

@@ -23,6 +23,8 @@ class QRB_EXPORT ServiceDirectories {
   static std::string executableNamed(const std::string& serviceName);
   /// The names of all that could be launched, each once: in the order of the directories, and of the names in each.
   static std::vector<std::string> executableNames();
+  /// A program that was installed with the library, wherever a host has services looked for.
+  static std::string ownProgram(const std::string& name);
   /// Whether a file lies in the library's own directory, as the services do that were installed with it.
   static bool isOwn(const std::string& path);
 };

@@ -1,7 +1,5 @@
-#include <cerrno>
 #include <filesystem>
 
-#include "CheckoutGuard.h"
 #include "GitCommandParts.h"
 #include "GitErrors.h"
 #include "GitNames.h"
@@ -63,16 +61,6 @@ struct Checkout {
   }
 };
 
-/// The same error speaking of the place that was asked for, not of the folder beside it that nobody knows.
-qrb::Error namingPlace(const qrb::Error& error, const std::string& folder, const std::string& place) {
-  std::string message = error.userInfo(QRBSourceControlUnderlyingErrorString).str();
-  if (message.find(folder) == std::string::npos) return error;
-  for (std::size_t at = 0; (at = message.find(folder, at)) != std::string::npos; at += place.size()) {
-    message.replace(at, folder.size(), place);
-  }
-  return gitErrorWithMessage(error, message);
-}
-
 /// Whether the location names anything: without one, or with one at HEAD, a clone checks out what the remote does.
 bool isNamed(const QRBSourceControlRevisionLocationPtr& location) {
   const Checkout checkout = Checkout::of(location);
@@ -123,21 +111,8 @@ void GitPlugIn::createWorkingCopyFromRepository(const QRBSourceControlRemoteRepo
   GitRemoteTool remote("/", repository, host().connectionDescriptor());
   if ((error = remote.open())) return completionBlock(nullptr, error);
   sendProgress(QRBSourceControlProgressStatus::authenticating, 0, {}, progressIdentifier);
-  std::string reason;
-  auto guard = qrb::CheckoutGuard::begin(place, reason);
-  if (!guard) return completionBlock(nullptr, unusablePlace(localAddress, reason));
-  error = cloneInto(remote, guard->folder(), location, progressIdentifier);
-  if (!error) {
-    if (const int problem = guard->keep(); problem != 0) {
-      error = problem == EEXIST || problem == ENOTEMPTY || problem == ENOTDIR
-                  ? QRBSourceControlError_RepositoryExists(localAddress)
-                  : unusablePlace(localAddress, std::generic_category().message(problem));
-    }
-  }
-  if (error) error = namingPlace(error, guard->folder(), place);
-  // The answer comes when nothing is left of what was not kept.
-  guard.reset();
-  if (error) return completionBlock(nullptr, error);
+  // What fails half-way is the host's to remove, as it is when this process is killed.
+  if ((error = cloneInto(remote, place, location, progressIdentifier))) return completionBlock(nullptr, error);
   sendProgress(QRBSourceControlProgressStatus::copying, 1, {}, progressIdentifier);
   const qrb::URL url = qrb::URL::fileURL(place, true);
   auto local = QRBSourceControlRepository::initWithURL(url, repository->identifier(), system());

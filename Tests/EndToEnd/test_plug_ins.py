@@ -1,6 +1,7 @@
 """Plug-ins by others, here one in Python under a name of its own: found, asked, and no fault of theirs costs more than
 the one request that it happens in."""
 
+import fcntl
 import json
 import os
 import select
@@ -26,6 +27,11 @@ system = bytes([0x81 + len(descriptor)]) + b"\\xc0" + text("QRBSourceControlSyst
 system += b"".join(text(key) + text(value) for key, value in descriptor.items())
 folder = os.path.dirname(os.path.abspath(sys.argv[0]))
 mode = open(folder + "/mode").read()
+if b"createWorkingCopyFromRepository:" in request:
+    start = request.rindex(b"file://")
+    place = request[start + 7:start + request[start - 1]]
+    os.makedirs(place + b"/.snap/history")
+    open(place + b"/text", "w").close()
 if b"sourceControlSystemWithCompletionBlock:" in request and mode != "silent":
     host.sendall(reply + system)
 elif mode == "crash":
@@ -119,6 +125,39 @@ class PlugIns(HostTest):
                     result = self.run_host("systems", environment={**self.environment, **variables})
                     self.assertEqual(b"Snap" in result.stdout, found)
                     self.assertEqual(b"may be written by others" in result.stderr, not found)
+
+    def end_when_begun(self, arguments, begun, ending, place):
+        with subprocess.Popen([HOST, *arguments], cwd=self.folder, env=self.environment, stderr=subprocess.PIPE) as host:
+            with open(begun, encoding="ascii") as file:
+                file.read()
+            os.remove(begun)
+            folder = os.open(place, os.O_RDONLY | os.O_DIRECTORY)
+            self.assertIn("text", os.listdir(folder))
+            host.send_signal(ending)
+            self.assertEqual(host.wait(PATIENCE), -ending)
+        # Who removes it may outlive the host, and has the folder locked as long as it lives.
+        fcntl.flock(folder, fcntl.LOCK_EX)
+        os.close(folder)
+
+    def test_what_a_new_working_copy_that_failed_has_left_is_removed(self):
+        """Whoever's plug-in made it, however it or its host ended; what was there before stays."""
+        address = ["clone", "https://snap.example.org/repository"]
+        os.makedirs(os.path.join(self.folder, "mine"))
+        begun = os.path.join(self.folder, "plug-ins", "begun")
+        for mode, ending in (("crash", None), ("half", None), ("busy", signal.SIGINT), ("busy", signal.SIGKILL)):
+            for place in ("new/deep/work", "mine"):
+                with self.subTest(mode=mode, ending=ending, place=place):
+                    arguments = [*address, place, "--system", "Snap", *self.install(mode)]
+                    if ending:
+                        os.mkfifo(begun)
+                        self.end_when_begun(arguments, begun, ending, os.path.join(self.folder, place))
+                    else:
+                        self.assertEqual(self.run_host(*arguments).returncode, 1)
+                    self.assertEqual(os.listdir(os.path.join(self.folder, "mine")), [])
+                    self.assertFalse(os.path.exists(os.path.join(self.folder, "new")))
+        self.write(self.folder, "mine/text")
+        self.assertEqual(self.run_host(*address, "mine", "--system", "Snap", *self.install("crash")).returncode, 1)
+        self.assertTrue(os.path.exists(os.path.join(self.folder, "mine/text")), "what was there is not the request's")
 
     def test_one_that_never_looks_up_ends_with_its_host(self):
         begun = os.path.join(self.folder, "plug-ins", "begun")

@@ -192,8 +192,8 @@ TEST_F(RequestFamilyTest, RequestsOnARemoteRepository) {
   check(Protocol::validateAuthenticationOfRemoteRepository, {remote, location, layout}, {},
         [&](auto done) { return m->validateAuthenticationOfRepository(remote, location, layout, done); });
   check(
-      Protocol::createWorkingCopyFromRepository, {remote, branch, layout, folder, {}}, {copy},
-      [&](auto done) { return m->createWorkingCopyFromRepository(remote, folder, branch, layout, {}, done); },
+      Protocol::createWorkingCopyFromRepository, {remote, branch, layout, URL("x://here"), {}}, {copy},
+      [&](auto done) { return m->createWorkingCopyFromRepository(remote, URL("x://here"), branch, layout, {}, done); },
       Sends::progressIdentifierLast);
 }
 

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "EngineTesting.h"
+#include "TemporaryDirectory.h"
 
 namespace qrb::test {
 namespace {
@@ -123,11 +124,12 @@ TEST_F(RequestTest, RequestsThatNothingWillAnswerKeepNoOthersFromRunning) {
 }
 
 TEST_F(RequestTest, ProgressReachesItsOwnOperationWithTheTextOfItsStatus) {
+  TemporaryDirectory folder;
   std::vector<std::pair<std::string, double>> reports;
   auto outcome = Outcome<QRBSourceControlWorkingCopyPtr>::make();
   auto remote = QRBSourceControlRemoteRepository::initUnsavedWithURL(URL("https://server/team/repo.git"), system());
   manager()->createWorkingCopyFromRepository(
-      remote, URL::fileURL("/target"), nullptr, nullptr,
+      remote, URL::fileURL((folder.path() / "target").string()), nullptr, nullptr,
       [&](const String& text, double fraction) { reports.emplace_back(text.str(), fraction); }, outcome->completion());
   outcome->wait();
   EXPECT_EQ(reports, (std::vector<std::pair<std::string, double>>{{"Authenticating…", 0},

@@ -165,15 +165,14 @@ TEST_F(CloneTest, submodulesAreLeftForTheUser) {
   EXPECT_TRUE(std::filesystem::is_empty(target() + "/part"));
 }
 
-TEST_F(CloneTest, leftoversOfTheKilledAreRemovedAndWorkOfOthersIsNot) {
-  for (const char* name : {"work/.qrb-checkout-dead", "work/.qrb-checkout-alive"}) {
-    std::filesystem::create_directories(pathOf(name) + "/.git/objects");
-  }
-  const FileDescriptor alive(::open(pathOf("work/.qrb-checkout-alive").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  ASSERT_EQ(::flock(alive.get(), LOCK_EX), 0);
-  const auto [workingCopy, error] = clone(remote(), target());
-  EXPECT_TRUE(workingCopy) << error.description();
-  EXPECT_THAT(namesIn(pathOf("work")), ElementsAre(".qrb-checkout-alive", "clone"));
+TEST_F(CloneTest, aPlaceThatAnotherRequestHasIsNotTaken) {
+  std::filesystem::create_directory(target());
+  const FileDescriptor other(::open(target().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  ASSERT_EQ(::flock(other.get(), LOCK_EX), 0);
+  const Error error = cloneError(remote(), target());
+  EXPECT_TRUE(has(error, Code::invalidURL));
+  EXPECT_THAT(underlyingMessage(error), HasSubstr("Another request is making a working copy there"));
+  EXPECT_TRUE(std::filesystem::is_empty(target()));
 }
 
 /// With more in it, over git's own protocol, so that there is something to interrupt.
