@@ -200,6 +200,11 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   QRBSourceControlOperationPtr uploadPublicSSHKeyFromFolder(const qrb::URL& folder, const qrb::URL& toServer,
                                                             const qrb::String& forUsername,
                                                             Completion<> completionBlock);
+  /// The same for the server and the user of a remote repository, logged in to as its authentication strategy says: with
+  /// a password where the server has no key of the user yet.
+  QRBSourceControlOperationPtr uploadPublicSSHKeyFromFolder(
+      const qrb::URL& folder, const QRBSourceControlRemoteRepositoryPtr& toServerOfRemoteRepository,
+      Completion<> completionBlock);
   /// Proxies of the services, whose processes are launched if they are not running. The operation, which may be null,
   /// fails when the service cannot be launched or delivers too much for one request.
   QRBSourceControlProxy remoteProxyObjectForSSHKeyGeneration(const QRBSourceControlOperationPtr& operation);

@@ -207,3 +207,10 @@ QRBSourceControlOperationPtr QRBSourceControlManager::uploadPublicSSHKeyFromFold
   return request::start(shared_from_this(), SSHProtocol::uploadPublicSSHKey, ofSSHHelper(), {},
                         std::move(completionBlock), {folder, toServer, forUsername});
 }
+
+QRBSourceControlOperationPtr QRBSourceControlManager::uploadPublicSSHKeyFromFolder(
+    const URL& folder, const QRBSourceControlRemoteRepositoryPtr& toServerOfRemoteRepository,
+    Completion<> completionBlock) {
+  return request::start(shared_from_this(), SSHProtocol::uploadPublicSSHKeyWithStrategy, ofSSHHelper(), {},
+                        std::move(completionBlock), {folder, toServerOfRemoteRepository});
+}

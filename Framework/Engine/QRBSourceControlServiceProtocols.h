@@ -32,6 +32,9 @@ inline constexpr Message<Arguments<URL>, Reply<Strategy>> defaultSSHKeyAuthentic
 inline constexpr Message<Arguments<>, Reply<qrb::Dictionary>> knownHosts{"knownHostsWithCompletionBlock:"};
 inline constexpr Message<Arguments<URL, URL, String>, Reply<>> uploadPublicSSHKey{
     "uploadPublicSSHKeyFromFolder:toServer:forUsername:completionBlock:"};
+/// To the server of a remote repository, logging in with the strategy that it brings.
+inline constexpr Message<Arguments<URL, QRBSourceControlRemoteRepositoryPtr>, Reply<>> uploadPublicSSHKeyWithStrategy{
+    "uploadPublicSSHKeyFromFolder:toServerOfRemoteRepository:completionBlock:"};
 
 }  // namespace QRBSourceControlSSHHelperProtocol
 

@@ -119,3 +119,11 @@ void SSHHelper::uploadPublicSSHKey(const URL& folder, const URL& toServer, const
                                    Completion<> completionBlock) {
   qrb::serveAside([=] { completionBlock(::uploadPublicSSHKey(folder, toServer, forUsername)); });
 }
+
+void SSHHelper::uploadPublicSSHKeyWithStrategy(const URL& folder, const QRBSourceControlRemoteRepositoryPtr& toServerOf,
+                                               Completion<> completionBlock) {
+  qrb::serveAside([=] {
+    if (!toServerOf) return completionBlock(QRBSourceControlError_InvalidURL({}, "SSH", ""));
+    completionBlock(::uploadPublicSSHKey(folder, *toServerOf));
+  });
+}

@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "Dictionary.h"
+#include "QRBSourceControlForward.h"
 #include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
 #include "SharedString.h"
 #include "URL.h"
@@ -24,7 +25,9 @@ class SSHHelper {
   /// would log in with.
   void defaultSSHKeyAuthenticationStrategyForURL(const qrb::URL& url, Completion<StrategyPtr> completionBlock);
   void knownHosts(Completion<qrb::Dictionary> completionBlock);
-  /// As uploadPublicSSHKey of SSHUpload.h.
+  /// As those of SSHUpload.h.
   void uploadPublicSSHKey(const qrb::URL& folder, const qrb::URL& toServer, const qrb::String& forUsername,
                           Completion<> completionBlock);
+  void uploadPublicSSHKeyWithStrategy(const qrb::URL& folder, const QRBSourceControlRemoteRepositoryPtr& toServerOf,
+                                      Completion<> completionBlock);
 };

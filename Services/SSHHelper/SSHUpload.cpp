@@ -71,17 +71,14 @@ RemoteAccess accessTo(const URL& server, const String& username) {
   return access;
 }
 
-}  // namespace
-
-Error uploadPublicSSHKey(const URL& folder, const URL& server, const String& username, const SSHUploadLimits& limits) {
+Error upload(const URL& folder, const URL& server, const RemoteAccess& access, const SSHUploadLimits& limits) {
   auto address = SSHAddress::parse(server.withoutPassword());
-  if (!address || (!username.empty() && !SSHAddress::isSafeName(username.view()))) {
+  if (!address || (!access.user.empty() && !SSHAddress::isSafeName(access.user))) {
     return QRBSourceControlError_InvalidURL(server, "SSH", "");
   }
   std::string path = folder.isFileURL() ? folder.path().str() : std::string();
   auto key = publicSSHKeyInFolder(path);
   if (!key) return QRBSourceControlError_AuthenticationSSHPublicKeyNotFound(folder.appendingPathComponent("id_rsa"));
-  const RemoteAccess access = accessTo(server, username);
   if (Error fault = access.fault()) return fault;
   qrb::CredentialAnswers answers(access);
   qrb::AskpassChannel channel([&](const qrb::AskpassQuestion& question) { return answers.answer(question); });
@@ -106,4 +103,15 @@ Error uploadPublicSSHKey(const URL& folder, const URL& server, const String& use
   runner.setTimeLimit(limits.overall);
   SSHToolOutcome outcome = runSSHTool(command, runner);
   return outcome.succeeded() ? Error() : failureOf(outcome, answers);
+}
+
+}  // namespace
+
+Error uploadPublicSSHKey(const URL& folder, const URL& server, const String& username, const SSHUploadLimits& limits) {
+  return upload(folder, server, accessTo(server, username), limits);
+}
+
+Error uploadPublicSSHKey(const URL& folder, const QRBSourceControlRemoteRepository& toServerOf,
+                         const SSHUploadLimits& limits) {
+  return upload(folder, toServerOf.URL(), RemoteAccess::of(toServerOf), limits);
 }

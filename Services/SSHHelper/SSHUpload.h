@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "Error.h"
+#include "QRBSourceControlForward.h"
 #include "SharedString.h"
 #include "URL.h"
 
@@ -18,4 +19,8 @@ struct SSHUploadLimits {
 /// address where there is one for that user, else with what ssh has (an agent, another key), and asks nobody. What is
 /// authorized already stays as it is.
 qrb::Error uploadPublicSSHKey(const qrb::URL& folder, const qrb::URL& server, const qrb::String& username,
+                              const SSHUploadLimits& limits = {});
+
+/// The same, logging in as the repository's authentication strategy says.
+qrb::Error uploadPublicSSHKey(const qrb::URL& folder, const QRBSourceControlRemoteRepository& toServerOf,
                               const SSHUploadLimits& limits = {});

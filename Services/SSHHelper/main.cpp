@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlServiceProtocols.h"
 #include "SSHHelper.h"
 #include "SSHTools.h"
@@ -16,6 +17,7 @@ int main(int argumentCount, char**) {
                  &SSHHelper::defaultSSHKeyAuthenticationStrategyForURL>(),
       qrb::route<SSHHelper, Protocol::knownHosts, &SSHHelper::knownHosts>(),
       qrb::route<SSHHelper, Protocol::uploadPublicSSHKey, &SSHHelper::uploadPublicSSHKey>(),
+      qrb::route<SSHHelper, Protocol::uploadPublicSSHKeyWithStrategy, &SSHHelper::uploadPublicSSHKeyWithStrategy>(),
   };
   SSHHelper helper;
   ::_exit(qrb::runHelperService(helper, std::span<const qrb::Route<SSHHelper>>(routes), "SSH helper"));

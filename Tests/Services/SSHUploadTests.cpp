@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 
+#include "QRBSourceControlBasicAuthenticationStrategy.h"
 #include "QRBSourceControlError.h"
+#include "QRBSourceControlRemoteRepository.h"
 #include "SSHServer.h"
 #include "SSHUpload.h"
 #include "ServiceTesting.h"
@@ -35,6 +37,13 @@ class SSHUploadTest : public ServiceTest {
     auto outcome = Outcome<>::make();
     manager()->uploadPublicSSHKeyFromFolder(URL::fileURL(home() + "/new", true), server, SSHServer::user(),
                                             outcome->completion());
+    return outcome->error();
+  }
+  Error uploadWith(const std::string& user, const std::string& password) const {
+    auto outcome = Outcome<>::make();
+    auto server = QRBSourceControlRemoteRepository::initWithURLUnsavedAuthenticationStrategy(
+        address(), nullptr, QRBSourceControlBasicAuthenticationStrategy::initWithUsername(user, password));
+    manager()->uploadPublicSSHKeyFromFolder(URL::fileURL(home() + "/new", true), server, outcome->completion());
     return outcome->error();
   }
   std::string authorized() const { return home() + "/server/login/.ssh/authorized_keys"; }
@@ -95,10 +104,11 @@ TEST_F(SSHUploadTest, TheFirstKeyReachesAServerThatTakesPasswordsOnly) {
         {"LD_PRELOAD=" QRB_LOGIN_PASSWORD, "QRB_LOGIN_PASSWORD=" + hash.substr(0, hash.find('\n'))});
   const std::string user = SSHServer::user();
   EXPECT_EQ(upload().code(), -1002) << "nothing to log in with";
-  EXPECT_EQ(upload(address(user + ":wrong@")).code(), -1002);
   EXPECT_EQ(upload(address("else:s3cr!t@")).code(), -1002) << "another user's password";
+  EXPECT_EQ(uploadWith(user, "wrong").code(), -1002);
+  EXPECT_EQ(uploadWith("else", "s3cr!t").code(), -1002);
   EXPECT_FALSE(std::filesystem::exists(authorized()));
-  Error error = upload(address(user + ":s3cr!t@"));
+  Error error = uploadWith(user, "s3cr!t");
   ASSERT_FALSE(error) << error.description() << error.userInfo(QRBSourceControlUnderlyingErrorString).str();
   EXPECT_EQ(textOf(authorized()), textOf(home() + "/new/id_rsa.pub"));
 }
