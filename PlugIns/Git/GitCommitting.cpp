@@ -36,7 +36,7 @@ GitOutcome run(const GitTool& tool, const GitCommitRequest& request, std::string
     if (output.size() < enough) output.append(bytes);
     return true;
   };
-  GitOutcome outcome = tool.run(gitCommitCommand(request), collect, gitHookOutput);
+  GitOutcome outcome = tool.run(gitCommitCommand(request), collect, gitHookOutput());
   if (outcome) {
     const std::string_view name = gitReadCommit(output);
     hash = name;

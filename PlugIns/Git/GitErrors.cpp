@@ -142,6 +142,11 @@ qrb::Error rewordedFailure(const GitFailure& failure) {
           qrb::localizable("The server does not permit this."),
           qrb::localizable("Log in as a user who is allowed to do it, or ask whoever keeps the repository on the "
                            "server for permission, and try again."));
+    case GitFailureKind::Ignored:
+      return make(QRBSourceControlError_SystemUnusable(),
+                  qrb::localizable("The rules of the repository leave these files out."),
+                  qrb::localizable("Change the rules that name them, in the files “.gitignore” for example, and try "
+                                   "again."));
     case GitFailureKind::DiskFull:
       return make(QRBSourceControlError_SystemUnusable(), qrb::localizable("The disk is full."),
                   qrb::localizable("Make room on the disk and try again."));
@@ -229,7 +234,11 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::BranchInUse:
       return gitBranchInUse(failure.detail, failure.message);
     case GitFailureKind::Locked:
-      return QRBSourceControlError_RepositoryLocked(name, failure.message);
+      return QRBSourceControlError_RepositoryLocked(
+          name,
+          failure.message + (failure.detail.empty() ? ""
+                                                    : "\nWhere nothing works in the repository any more, a "
+                                                      "program has crashed there, and the file is to be removed."));
     case GitFailureKind::MidOperation:
       return QRBSourceControlError_RepositoryMidOperation(failure.message);
     case GitFailureKind::AuthenticationFailed:
@@ -255,6 +264,7 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::NothingToCommit:
     case GitFailureKind::IdentityUnknown:
     case GitFailureKind::RemotePermissionDenied:
+    case GitFailureKind::Ignored:
     case GitFailureKind::DiskFull:
     case GitFailureKind::ReadOnlyFileSystem:
     case GitFailureKind::RemoteUnreachable:

@@ -130,6 +130,7 @@ constexpr Pattern patterns[] = {
     {"'", "", Kind::BranchInUse, "' is already used by worktree at '"},
     {"not under version control, source=", "", Kind::UnknownPath},
     {"bad source, source=", "", Kind::UnknownPath},
+    {"The following paths are ignored by ", "", Kind::Ignored},
     {"pathspec '", "did not match any file(s) known to git", Kind::UnknownPath},
     {"pathspec '", "did not match any files", Kind::UnknownPath},
     {"Cannot lstat '", "': No such file or directory", Kind::FileDeleted},
@@ -198,11 +199,20 @@ std::string_view trim(std::string_view text) {
   return text.substr(begin, text.find_last_not_of(white) - begin + 1);
 }
 
-std::string withoutHints(std::string_view text) {
+/// Where git's advice begins that is no hint by its name, and how many lines it has.
+constexpr std::pair<std::string_view, int> advice[] = {
+    {"hint:", 1}, {"Consider \"git ", 1}, {"Another git process seems to be running in this repository", 5}};
+
+/// What to do is said in words that are true of every host, beside git's own of what went wrong.
+std::string withoutAdvice(std::string_view text) {
   std::string kept;
-  while (!text.empty()) {
+  for (int left = 0; !text.empty();) {
     const std::string_view line = text.substr(0, std::min(text.find('\n'), text.size() - 1) + 1);
-    if (!line.starts_with("hint:")) kept.append(line);
+    for (const auto& [beginning, lines] : advice) {
+      if (line.starts_with(beginning)) left = lines;
+    }
+    if (left == 0) kept.append(line);
+    left = std::max(left - 1, 0);
     text.remove_prefix(line.size());
   }
   return kept;
@@ -275,7 +285,7 @@ bool isOfOwnFiles(Kind kind) {
 }  // namespace
 
 GitFailure classifyGitFailure(int exitCode, std::string_view errorOutput, bool hasRunHooks) {
-  GitFailure failure{Kind::Other, {}, qrb::withoutPasswordsOfURLs(trim(withoutHints(errorOutput)))};
+  GitFailure failure{Kind::Other, {}, qrb::withoutPasswordsOfURLs(trim(withoutAdvice(errorOutput)))};
   const Pattern* best = std::end(patterns);
   std::string_view bestLine;
   for (std::string_view rest = errorOutput; !rest.empty();) {

@@ -37,6 +37,8 @@ enum class GitFailureKind : std::uint8_t {
   FileDeleted,
   /// A folder or a submodule in place of a file.
   NotAFile,
+  /// What was to be added is what the rules of the repository leave out.
+  Ignored,
   /// A path that lies outside of the working copy.
   PathOutside,
   /// What was to be made is there already.

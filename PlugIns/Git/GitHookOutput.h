@@ -1,7 +1,8 @@
 #pragma once
 
-#include <string_view>
+#include "ToolRunner.h"
 
-/// Passes on what hooks have to say, and git with them, to whoever watches this process's standard error: the host's
-/// log. Always true, so that it can be the reader of a tool's errors.
-bool gitHookOutput(std::string_view bytes);
+/// The reader of one tool's errors that passes on what hooks have to say, and git with them, to whoever watches this
+/// process's standard error: the host's log. Git's hints are left out: they speak of commands that the user of a host
+/// does not type. It wants all there is.
+qrb::ToolRunner::Output gitHookOutput();

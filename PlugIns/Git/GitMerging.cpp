@@ -20,7 +20,7 @@ GitOutcome gitRunMerge(const GitTool& tool, const GitCommand& command) {
     output.append(bytes);
     return true;
   };
-  GitOutcome outcome = tool.run(command, collect, gitHookOutput);
+  GitOutcome outcome = tool.run(command, collect, gitHookOutput());
   if (outcome.failedWith(GitFailureKind::Other) && output.find("CONFLICT (") != std::string::npos) {
     outcome.failure = {GitFailureKind::MergeConflict, {}, output};
   }

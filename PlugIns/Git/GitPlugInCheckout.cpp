@@ -41,7 +41,7 @@ class Switch {
   }
 
  private:
-  GitOutcome run(const GitCommand& command) { return _tool.run(command, {}, gitHookOutput); }
+  GitOutcome run(const GitCommand& command) { return _tool.run(command, {}, gitHookOutput()); }
 
   /// Whether the branch here of the same name is the one that follows it; another is not what was asked for.
   bool follows(const QRBSourceControlBranch& branch) {

@@ -178,6 +178,12 @@ qrb::Error GitPlugIn::update(GitNetworkRequest& request, const std::string& bran
                              const QRBSourceControlWorkingCopyPtr& workingCopy) {
   const GitRemoteSettings* const remote = request.configured();
   const GitBranchSettings* const settings = request.settings().branchNamed(branch);
+  if (settings != nullptr && settings->remote == ".") {
+    return QRBSourceControlError_LocationNotFound(
+        QRBSourceControlErrorCode::branchNotFound, {},
+        "“" + branch + "” follows “" + std::string(gitLocalBranchName(settings->merge)) +
+            "” of this repository, and no branch of a remote. Merge that one, or name the branch that is meant.");
+  }
   const bool isFollowing = remote != nullptr && settings != nullptr && settings->remote == remote->name;
   const std::string remoteRef = isFollowing && !settings->merge.empty() ? settings->merge : "refs/heads/" + branch;
   const std::string tracking = remote != nullptr ? gitTrackingRef(*remote, remoteRef) : std::string();

@@ -1,5 +1,7 @@
 #include "GitTool.h"
 
+#include <sys/statvfs.h>
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -93,6 +95,11 @@ GitOutcome outcomeOf(const ToolResult& result, bool hasRunHooks) {
       break;
   }
   return outcome;
+}
+
+bool isDiskFull(const std::string& folder) {
+  struct statvfs disk {};
+  return ::statvfs(folder.c_str(), &disk) == 0 && disk.f_blocks > 0 && disk.f_bavail == 0;
 }
 
 /// Commands that look for changes start git in submodules too, each with a configuration of its own.
@@ -199,7 +206,11 @@ ToolCommand GitTool::prepare(const GitCommand& command) const {
 GitOutcome GitTool::runPrepared(const GitCommand& command, const ToolCommand& tool, const Output& onOutput,
                                 const Output& onError) const {
   const auto runOnce = [&](const Output& reader) {
-    return outcomeOf(_runner.run(tool, reader, onError), command.runsHooks);
+    GitOutcome outcome = outcomeOf(_runner.run(tool, reader, onError), command.runsHooks);
+    // Git says of some files only that they could not be written.
+    const bool isUnexplained = outcome.failedWith(GitFailureKind::Other) && command.access == GitAccess::Write;
+    if (isUnexplained && isDiskFull(_folder)) outcome.failure.kind = GitFailureKind::DiskFull;
+    return outcome;
   };
   if (command.access == GitAccess::Read) return runOnce(onOutput);
   bool hasPrinted = false;

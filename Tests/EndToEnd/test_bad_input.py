@@ -6,7 +6,7 @@ import shutil
 import re
 import subprocess
 
-from hosting import HostTest, main
+from hosting import HOST, PATIENCE, HostTest, main
 
 
 class BadInput(HostTest):
@@ -154,7 +154,12 @@ exec """ + os.fsencode(shutil.which("git")) + b""" "$@"
                 ("fetch", 128, "fatal: unable to access 'https://x/': Could not resolve x", "could not be reached"),
                 ("fetch", 128, "fatal: unable to look up x (port 9418) (Name unknown)", "could not be reached"),
                 ("merge main", 1, "hint: use 'git add'\nfatal: Exiting because of an unresolved conflict.", "uncompleted"),
-                ("add a", 1, "The following paths are ignored\na\nhint: Use -f\n", "failed")]:
+                ("merge main", 128, "fatal: x while merging\nConsider \"git merge --quit\" or a hint.", "failed"),
+                ("add a", 128, "fatal: Unable to create '/r/index.lock': File exists.\n\nAnother git process seems to "
+                 "be running in this repository, e.g.\nan editor opened by 'git commit'. Hint: make sure\nhint\n"
+                 "hint\nremove the hint manually.", "locked"),
+                ("add a", 1, "The following paths are ignored by one of your .gitignore files:\na\nhint: Use -f\n",
+                 "leave these files out")]:
             with self.subTest(words):
                 environment = dict(self.environment, FAILING=command.split()[0], STATUS=str(status), WORDS=words,
                                    PATH=os.path.join(self.folder, "bin") + ":" + self.environment["PATH"])
@@ -165,6 +170,22 @@ exec """ + os.fsencode(shutil.which("git")) + b""" "$@"
                 errors = result.stderr.decode().split("qrbscm: ", 1)[-1]
                 self.assertEqual((result.returncode, "hint" in errors), (1, False), errors)
                 self.assertIn(headline, errors.splitlines()[0])
+                self.assertNotIn(b"hint:", result.stderr)
+
+    def test_a_full_disk_is_told_where_git_only_says_that_it_could_not_write(self):
+        full = os.path.join(self.folder, "full")
+        os.mkdir(full)
+        script = """mount -t tmpfs -o size=512k none full || exit 77
+cd full && git init -q && git commit -q --allow-empty -m first || exit 78
+dd if=/dev/zero of=fill bs=4096 2>/dev/null
+exec "$0" branch add topic
+"""
+        result = subprocess.run(["unshare", "--user", "--map-root-user", "--mount", "sh", "-c", script, HOST],
+                                cwd=self.folder, env=self.environment, capture_output=True, timeout=PATIENCE)
+        if result.returncode == 77 or b"unshare" in result.stderr:
+            self.skipTest("no file system can be mounted here")
+        self.assertEqual(result.returncode, 1, result.stderr)
+        self.assertIn(b"The disk is full", result.stderr)
 
     def test_what_is_of_another_kind_is_told_as_that(self):
         repository = self.repository()

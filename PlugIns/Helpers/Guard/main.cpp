@@ -26,6 +26,8 @@
 #include <thread>
 #include <vector>
 
+#include "ProcessTable.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -157,10 +159,10 @@ std::optional<std::string> nextOrder() {
   }
 }
 
-/// Until the last process of the group is gone. Whoever started it ends it; where that one is gone as well, the group
-/// has lost what it talks to and is not waited for without end.
+/// Whoever started the group ends it; where that one is gone as well, it has lost what it talks to and is not waited
+/// for without end.
 void awaitEndOfGroup(pid_t group) {
-  if (group > 1) becomesTrue(30s, [group] { return ::kill(-group, 0) != 0 && errno == ESRCH; });
+  if (group > 1) becomesTrue(30s, [group] { return !qrb::isGroupRunning(group); });
 }
 
 }  // namespace
