@@ -13,6 +13,7 @@
 #include "AllCommands.h"
 #include "ErrorPrinting.h"
 #include "Interruption.h"
+#include "Parsing.h"
 #include "ProgramAccounts.h"
 #include "QRBSourceControlAccount.h"
 #include "Text.h"
@@ -30,7 +31,7 @@ constexpr const char* kFooter =
     "  qrbscm log -n 10 ~/orchard\n"
     "  qrbscm log --help\n";
 
-// For the parser: what is wrong with the folder; nothing where it is one, which then is absolute.
+// What is wrong with the folder; nothing where it is one, which then is absolute.
 std::string toAbsoluteFolder(std::string& directory) {
   std::error_code failure;
   auto path = std::filesystem::canonical(directory, failure);
@@ -40,31 +41,19 @@ std::string toAbsoluteFolder(std::string& directory) {
   return {};
 }
 
-void addCommonOptions(CLI::App& app, CommonOptions& options, bool lists) {
-  app.set_help_flag("-h,--help", "Show this help");
-  if (lists) app.add_flag("--json", options.json, "Print one JSON array");
-  app.add_flag("-v,--verbose", options.verbose, "Print also, on standard error, what plug-ins and library have to say");
-  app.add_option("--plug-in-directory", options.plugInDirectories,
-                 "Look there for plug-ins, before those that were installed; may be repeated")
-      ->type_name("DIR")
-      ->allow_extra_args(false)
-      ->transform(CLI::Validator(toAbsoluteFolder, ""));
-}
-
-// The parser's own text, and what to do.
-int refuse(const CLI::App& app, const CLI::ParseError& error) {
-  std::string help = "qrbscm";
-  for (const CLI::App* command = &app; !command->get_subcommands().empty();) {
-    command = command->get_subcommands().front();
-    help += " " + command->get_name();
-  }
-  std::string what = error.what();
-  // The parser misses a command before it looks at what stands in its place.
-  if (app.get_subcommands().empty() && !app.remaining().empty()) {
-    what = "there is no command or option \"" + app.remaining().front() + "\"";
-  }
-  printRemark("qrbscm: " + displayText(what) + "\nRun \"" + help + " --help\" to see what is understood.");
-  return static_cast<int>(ExitStatus::wrongUsage);
+Program programWith(CommonOptions& options) {
+  auto addCommonOptions = [&options](CommandDeclaration& declaration, bool lists) {
+    if (lists) declaration.flag("--json", options.json, "Print one JSON array");
+    declaration.flag("-v,--verbose", options.verbose,
+                     "Print also, on standard error, what plug-ins and library have to say");
+    declaration
+        .option("--plug-in-directory", options.plugInDirectories,
+                "Look there for plug-ins, before those that were installed; may be repeated")
+        .folder("DIR")
+        .checkedBy(toAbsoluteFolder);
+  };
+  return {"qrbscm", "qrbscm " QRB_VERSION, "Source control at the command line: one interface to several systems.",
+          kFooter,  allCommands(),         addCommonOptions};
 }
 
 // A descriptor that we were started without would be given to the next thing opened, and our text would go there. In
@@ -85,29 +74,18 @@ int run(int argc, char** argv) {
   EventLoop loop;
   static Output output;  // a callback of a cancelled request may still hold it while the program ends
   CommonOptions options;
-  Command::Run chosen;
-
-  CLI::App app("Source control at the command line: one interface to several systems.", "qrbscm");
-  app.set_help_flag("-h,--help", "Show this help");
-  app.set_version_flag("--version", "qrbscm " QRB_VERSION, "Show the version");
-  app.footer(kFooter);
-  app.require_subcommand(1);
-  for (const Command* command : allCommands()) {
-    CLI::App* subcommand = app.add_subcommand(command->name, command->summary);
-    addCommonOptions(*subcommand, options, command->lists);
-    subcommand->footer(command->details);
-    subcommand->callback([&chosen, run = command->declare(*subcommand)] { chosen = run; });
+  ParsedCommandLine line = parseCommandLine(programWith(options), argc, argv);
+  if (!line.wrong.empty()) {
+    printRemark("qrbscm: " + line.wrong);
+    return static_cast<int>(ExitStatus::wrongUsage);
   }
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::Success& wish) {
-    return app.exit(wish);
-  } catch (const CLI::ParseError& error) {
-    return refuse(app, error);
+  if (!line.run) {
+    std::cout << line.answer;
+    return static_cast<int>(ExitStatus::success);
   }
   QRBSourceControlAccount::registerAccountManager(accountManager());
   Session session(options, loop, output);
-  return static_cast<int>(session.finish(chosen(session)));
+  return static_cast<int>(session.finish(line.run(session)));
 }
 
 }  // namespace

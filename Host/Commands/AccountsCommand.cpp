@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "Actions.h"
+#include "Command.h"
 #include "ErrorPrinting.h"
 #include "HostError.h"
 #include "ProgramAccounts.h"
@@ -257,36 +257,33 @@ ExitStatus runTest(Session& session, const AccountsOptions& options) {
 
 // The command line
 
-Command::Run declareAccounts(CLI::App& app) {
+Command::Run declareAccounts(CommandDeclaration& command) {
   auto options = std::make_shared<AccountsOptions>();
-  Actions actions(app);
-  auto add = [&](const char* name, const char* summary, ExitStatus (*run)(Session&, const AccountsOptions&)) {
-    return &actions.add(name, summary, [options, run](Session& session) { return run(session, *options); });
+  auto nameArgument = [&](CommandDeclaration& action) {
+    action.argument("NAME", options->name, "What the account is called").required();
   };
-  auto nameArgument = [&](CLI::App* command) {
-    command->add_option("NAME", options->name, "What the account is called")->required()->type_name("");
+  auto passwordFlag = [&](CommandDeclaration& action) {
+    action.flag("--password-stdin", options->passwordFromInput,
+                "Read the password or passphrase from the first line of standard input");
   };
-  auto passwordFlag = [&](CLI::App* command) {
-    command->add_flag("--password-stdin", options->passwordFromInput,
-                      "Read the password or passphrase from the first line of standard input");
-  };
-  add("list", "List the accounts", runList);
-  CLI::App* adding = add("add", "Save an account: anonymous, with a user name and password, or with a key", runAdd);
+  command.action("list", "List the accounts", with(options, runList));
+  auto& adding = command.action("add", "Save an account: anonymous, with a user name and password, or with a key",
+                                with(options, runAdd));
   nameArgument(adding);
-  adding->add_option("URL", options->url, "The server, or one repository there")->required()->type_name("");
-  adding->add_option("--user", options->user, "Log in as that user (default: the one in the URL)")->type_name("NAME");
-  adding->add_option("--key", options->key, "Log in with that private SSH key")->type_name("FILE");
-  adding->add_option("--fingerprint", options->fingerprint, "Trust the server with that certificate fingerprint")
-      ->type_name("TEXT");
+  adding.argument("URL", options->url, "The server, or one repository there").required();
+  adding.option("--user", options->user, "Log in as that user (default: the one in the URL)").text("NAME");
+  adding.option("--key", options->key, "Log in with that private SSH key").file("FILE");
+  adding.option("--fingerprint", options->fingerprint, "Trust the server with that certificate fingerprint")
+      .text("TEXT");
   passwordFlag(adding);
-  nameArgument(add("remove", "Forget an account and its password", runRemove));
-  CLI::App* testing = add("test", "Ask the server whether it accepts an account", runTest);
+  nameArgument(command.action("remove", "Forget an account and its password", with(options, runRemove)));
+  auto& testing = command.action("test", "Ask the server whether it accepts an account", with(options, runTest));
   nameArgument(testing);
-  testing->add_option("URL", options->url, "A repository there (default: the account's address)")->type_name("");
-  testing->add_option("--system", options->system, "Of that system (default: as the address suggests, else git)")
-      ->type_name("NAME");
+  testing.argument("URL", options->url, "A repository there (default: the account's address)");
+  testing.option("--system", options->system, "Of that system (default: as the address suggests, else git)")
+      .text("NAME");
   passwordFlag(testing);
-  return actions.run();
+  return nullptr;
 }
 
 }  // namespace

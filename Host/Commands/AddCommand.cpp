@@ -4,11 +4,9 @@ namespace host {
 
 namespace {
 
-Command::Run declareAdd(CLI::App& app) {
-  auto arguments = addFileArguments(app, "Files or folders to put under source control");
-  return [arguments](Session& session) {
-    return runFileRequest(session, *arguments, "Adding files", &QRBSourceControlWorkingCopy::addFiles);
-  };
+Command::Run declareAdd(CommandDeclaration& command) {
+  return declareFileRequest(command, "Files or folders to put under source control", "Adding files",
+                            &QRBSourceControlWorkingCopy::addFiles);
 }
 
 }  // namespace

@@ -43,23 +43,12 @@ std::span<const Command* const> allCommands() {
   return commands;
 }
 
-std::shared_ptr<std::string> addPathArgument(CLI::App& app) {
-  auto path = std::make_shared<std::string>();
-  app.add_option("PATH", *path, "Folder in the working copy (default: the current one)")->type_name("");
-  return path;
+void addPathArgument(CommandDeclaration& command, std::string& path) {
+  command.argument("PATH", path, "Folder in the working copy (default: the current one)").folder();
 }
 
-std::shared_ptr<std::string> addDirectoryOption(CLI::App& app) {
-  auto folder = std::make_shared<std::string>();
-  app.add_option("-C,--directory", *folder, "Work in that folder instead of the current one")->type_name("DIR");
-  return folder;
-}
-
-void checkUsage(CLI::App& app, std::function<std::string()> whatIsWrong) {
-  app.parse_complete_callback([whatIsWrong = std::move(whatIsWrong)] {
-    std::string wrong = whatIsWrong();
-    if (!wrong.empty()) throw CLI::ValidationError(wrong, CLI::ExitCodes::ValidationError);
-  });
+void addDirectoryOption(CommandDeclaration& command, std::string& folder) {
+  command.option("-C,--directory", folder, "Work in that folder instead of the current one").folder("DIR");
 }
 
 }  // namespace host

@@ -22,7 +22,7 @@ constexpr std::size_t kRevisionWidth = 10;
 constexpr std::size_t kWidestAuthor = 20;
 
 struct BlameOptions {
-  std::shared_ptr<std::string> folder;
+  std::string folder;
   std::string file;
   std::string place;
 };
@@ -91,10 +91,10 @@ void printPlain(Output& output, const BlameItems& items) {
 
 ExitStatus runBlame(Session& session, const BlameOptions& options) {
   session.endUnread();
-  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
   if (found.error) return session.fail(found.error);
   std::string path;
-  if (qrb::Error error = pathInWorkingCopy(options.file, *options.folder, found.root, path)) return session.fail(error);
+  if (qrb::Error error = pathInWorkingCopy(options.file, options.folder, found.root, path)) return session.fail(error);
   QRBSourceControlRevisionLocationPtr location;
   if (!options.place.empty()) {
     FoundLocation at = findLocation(session, found.workingCopy->repository(), options.place);
@@ -119,13 +119,12 @@ ExitStatus runBlame(Session& session, const BlameOptions& options) {
   return ExitStatus::success;
 }
 
-Command::Run declareBlame(CLI::App& app) {
+Command::Run declareBlame(CommandDeclaration& command) {
   auto options = std::make_shared<BlameOptions>();
-  options->folder = addDirectoryOption(app);
-  app.add_option("FILE", options->file, "The file")->type_name("")->required();
-  app.add_option("REVISION", options->place, "As it was at that branch, tag or revision (default: as it is now)")
-      ->type_name("");
-  return [options](Session& session) { return runBlame(session, *options); };
+  addDirectoryOption(command, options->folder);
+  command.argument("FILE", options->file, "The file").file().required();
+  command.argument("REVISION", options->place, "As it was at that branch, tag or revision (default: as it is now)");
+  return with(options, runBlame);
 }
 
 }  // namespace

@@ -1,17 +1,17 @@
 #pragma once
 
-#include "Actions.h"
+#include "Command.h"
 
 namespace host {
 
 // What can be done with blueprints, each in a file of its own.
-void addBlueprintCreate(Actions& actions);
-void addBlueprintShow(Actions& actions);
-void addBlueprintValidate(Actions& actions);
-void addBlueprintDiff(Actions& actions);
-void addBlueprintMerge(Actions& actions);
-void addBlueprintConvert(Actions& actions);
-void addBlueprintCheckout(Actions& actions);
-void addBlueprintCheckUpdates(Actions& actions);
+void addBlueprintCreate(CommandDeclaration& blueprint);
+void addBlueprintShow(CommandDeclaration& blueprint);
+void addBlueprintValidate(CommandDeclaration& blueprint);
+void addBlueprintDiff(CommandDeclaration& blueprint);
+void addBlueprintMerge(CommandDeclaration& blueprint);
+void addBlueprintConvert(CommandDeclaration& blueprint);
+void addBlueprintCheckout(CommandDeclaration& blueprint);
+void addBlueprintCheckUpdates(CommandDeclaration& blueprint);
 
 }  // namespace host

@@ -80,13 +80,13 @@ ExitStatus runCheckUpdates(Session& session, const BlueprintCheckUpdatesOptions&
 
 }  // namespace
 
-void addBlueprintCheckUpdates(Actions& actions) {
+void addBlueprintCheckUpdates(CommandDeclaration& blueprint) {
   auto options = std::make_shared<BlueprintCheckUpdatesOptions>();
-  CLI::App& app = actions.add("check-updates", "Ask the servers what is newer than a blueprint's revisions",
-                              [options](Session& session) { return runCheckUpdates(session, *options); });
-  app.add_option("FILE", options->file, "The blueprint")->required()->type_name("");
-  addKeyDirectoryOption(app, options->keyDirectory);
-  app.footer(
+  CommandDeclaration& action = blueprint.action(
+      "check-updates", "Ask the servers what is newer than a blueprint's revisions", with(options, runCheckUpdates));
+  action.argument("FILE", options->file, "The blueprint").file().required();
+  addKeyDirectoryOption(action, options->keyDirectory);
+  action.explain(
       "Asks for the newest revision of the branch or tag that each repository is recorded on. Where the blueprint has "
       "no\n"
       "revisions, that is all there is to say of each.\n\n"

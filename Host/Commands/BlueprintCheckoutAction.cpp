@@ -247,16 +247,15 @@ ExitStatus runCheckout(Session& session, const BlueprintCheckoutOptions& options
 
 }  // namespace
 
-void addBlueprintCheckout(Actions& actions) {
+void addBlueprintCheckout(CommandDeclaration& blueprint) {
   auto options = std::make_shared<BlueprintCheckoutOptions>();
-  CLI::App& app = actions.add("checkout", "Make the working copies of a blueprint in a folder",
-                              [options](Session& session) { return runCheckout(session, *options); });
-  app.add_option("FILE", options->file, "The blueprint")->required()->type_name("");
-  app.add_option("FOLDER", options->folder, "Where, made where it is missing (default: the current folder)")
-      ->type_name("");
-  addKeyDirectoryOption(app, options->keyDirectory);
-  app.add_flag("--allow-outside", options->allowsOutside, "Let paths of the blueprint lead out of FOLDER");
-  app.footer(
+  CommandDeclaration& action =
+      blueprint.action("checkout", "Make the working copies of a blueprint in a folder", with(options, runCheckout));
+  action.argument("FILE", options->file, "The blueprint").file().required();
+  action.argument("FOLDER", options->folder, "Where, made where it is missing (default: the current folder)").folder();
+  addKeyDirectoryOption(action, options->keyDirectory);
+  action.flag("--allow-outside", options->allowsOutside, "Let paths of the blueprint lead out of FOLDER");
+  action.explain(
       "Prints a line for each repository, and at the end what failed and why; one that fails does not keep the others\n"
       "from being checked out. Nothing that is there is overwritten: working copies of the blueprint's repositories "
       "stay\n"

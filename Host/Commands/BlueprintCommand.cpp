@@ -4,17 +4,16 @@ namespace host {
 
 namespace {
 
-Command::Run declareBlueprint(CLI::App& app) {
-  Actions actions(app);
-  addBlueprintCreate(actions);
-  addBlueprintShow(actions);
-  addBlueprintValidate(actions);
-  addBlueprintDiff(actions);
-  addBlueprintMerge(actions);
-  addBlueprintConvert(actions);
-  addBlueprintCheckout(actions);
-  addBlueprintCheckUpdates(actions);
-  return actions.run();
+Command::Run declareBlueprint(CommandDeclaration& command) {
+  addBlueprintCreate(command);
+  addBlueprintShow(command);
+  addBlueprintValidate(command);
+  addBlueprintDiff(command);
+  addBlueprintMerge(command);
+  addBlueprintConvert(command);
+  addBlueprintCheckout(command);
+  addBlueprintCheckUpdates(command);
+  return nullptr;
 }
 
 }  // namespace

@@ -21,16 +21,16 @@ ExitStatus runConvert(Session& session, const BlueprintConvertOptions& options) 
 
 }  // namespace
 
-void addBlueprintConvert(Actions& actions) {
+void addBlueprintConvert(CommandDeclaration& blueprint) {
   auto options = std::make_shared<BlueprintConvertOptions>();
-  CLI::App& app = actions.add("convert", "Write a blueprint in the form that the new file's name says",
-                              [options](Session& session) { return runConvert(session, *options); });
-  app.add_option("FROM", options->from, "The blueprint")->required()->type_name("");
-  app.add_option("TO", options->to.file, "The new file, *.oxscmblueprint or *.oxcheckout; - prints JSON")
-      ->required()
-      ->type_name("");
-  addRewritingOptions(app, options->to);
-  app.footer(
+  CommandDeclaration& action = blueprint.action(
+      "convert", "Write a blueprint in the form that the new file's name says", with(options, runConvert));
+  action.argument("FROM", options->from, "The blueprint").file().required();
+  action.argument("TO", options->to.file, "The new file, *.oxscmblueprint or *.oxcheckout; - prints JSON")
+      .file()
+      .required();
+  addRewritingOptions(action, options->to);
+  action.explain(
       "The older form has neither authentication nor trust, and knows branches and tags only as paths. Credentials "
       "are\n"
       "left out of either unless --credentials is given. A blueprint with repositories that\n"

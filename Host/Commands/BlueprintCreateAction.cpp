@@ -175,21 +175,21 @@ ExitStatus runCreate(Session& session, const BlueprintCreateOptions& options) {
 
 }  // namespace
 
-void addBlueprintCreate(Actions& actions) {
+void addBlueprintCreate(CommandDeclaration& blueprint) {
   auto options = std::make_shared<BlueprintCreateOptions>();
-  CLI::App& app = actions.add("create", "Make a blueprint of the working copies in a folder",
-                              [options](Session& session) { return runCreate(session, *options); });
-  app.add_option("FOLDER", options->folder, "The workspace (default: the current folder)")->type_name("");
-  app.add_option("-o,--output", options->to.file,
-                 "The new file, *.oxscmblueprint or *.oxcheckout; - prints JSON (default: named after the blueprint)")
-      ->type_name("FILE");
-  app.add_option("--primary", options->primary, "The working copy that holds the project")->type_name("DIR");
-  app.add_option("--project", options->project, "The project's file or folder in the primary working copy")
-      ->type_name("PATH");
-  app.add_option("--name", options->name, "What the blueprint is called (default: as the project, or as the folder)")
-      ->type_name("NAME");
-  addWritingOptions(app, options->to);
-  app.footer(
+  CommandDeclaration& action =
+      blueprint.action("create", "Make a blueprint of the working copies in a folder", with(options, runCreate));
+  action.argument("FOLDER", options->folder, "The workspace (default: the current folder)").folder();
+  action
+      .option("-o,--output", options->to.file,
+              "The new file, *.oxscmblueprint or *.oxcheckout; - prints JSON (default: named after the blueprint)")
+      .file("FILE");
+  action.option("--primary", options->primary, "The working copy that holds the project").folder("DIR");
+  action.option("--project", options->project, "The project's file or folder in the primary working copy").file("PATH");
+  action.option("--name", options->name, "What the blueprint is called (default: as the project, or as the folder)")
+      .text("NAME");
+  addWritingOptions(action, options->to);
+  action.explain(
       "Records the remote of every working copy, the path from FOLDER on, and what it is on: the branch of the remote\n"
       "that it follows, a tag or a revision. Working copies that no other machine could fetch, such as those whose\n"
       "remote is a path of this one, are left out. Passwords and keys stay out of the file unless --credentials is\n"

@@ -29,13 +29,13 @@ ExitStatus runDiff(Session& session, const BlueprintDiffOptions& options) {
 
 }  // namespace
 
-void addBlueprintDiff(Actions& actions) {
+void addBlueprintDiff(CommandDeclaration& blueprint) {
   auto options = std::make_shared<BlueprintDiffOptions>();
-  CLI::App& app = actions.add("diff", "Compare a blueprint with another one, or with a workspace",
-                              [options](Session& session) { return runDiff(session, *options); });
-  app.add_option("FILE", options->recorded, "The blueprint")->required()->type_name("");
-  app.add_option("OTHER", options->other, "Another blueprint, or the folder of a workspace")->required()->type_name("");
-  app.footer(
+  CommandDeclaration& action =
+      blueprint.action("diff", "Compare a blueprint with another one, or with a workspace", with(options, runDiff));
+  action.argument("FILE", options->recorded, "The blueprint").file().required();
+  action.argument("OTHER", options->other, "Another blueprint, or the folder of a workspace").file().required();
+  action.explain(
       "Says what both have in common, and lists every repository as same, changed, missing (from OTHER) or extra "
       "(only\n"
       "there). A workspace is compared by what its working copies are on, not by their revisions.\n\n"

@@ -46,20 +46,20 @@ ExitStatus runMerge(Session& session, const BlueprintMergeOptions& options) {
 
 }  // namespace
 
-void addBlueprintMerge(Actions& actions) {
+void addBlueprintMerge(CommandDeclaration& blueprint) {
   auto options = std::make_shared<BlueprintMergeOptions>();
-  CLI::App& app = actions.add("merge", "Add to a blueprint what others of the same project have besides",
-                              [options](Session& session) { return runMerge(session, *options); });
-  app.add_option("FILE", options->files, "The blueprint, then those to merge into it")
-      ->required()
-      ->type_name("")
-      ->expected(2, 1000);
-  app.add_option("-o,--output", options->to.file, "The new file, *.oxscmblueprint or *.oxcheckout; - prints JSON")
-      ->required()
-      ->type_name("FILE");
-  app.add_flag("--replace", options->replace, "Where one is of another project, let it replace everything");
-  addRewritingOptions(app, options->to);
-  app.footer(
+  CommandDeclaration& action = blueprint.action(
+      "merge", "Add to a blueprint what others of the same project have besides", with(options, runMerge));
+  action.argument("FILE", options->files, "The blueprint, then those to merge into it")
+      .file()
+      .required()
+      .between(2, 1000);
+  action.option("-o,--output", options->to.file, "The new file, *.oxscmblueprint or *.oxcheckout; - prints JSON")
+      .required()
+      .file("FILE");
+  action.flag("--replace", options->replace, "Where one is of another project, let it replace everything");
+  addRewritingOptions(action, options->to);
+  action.explain(
       "What the first has stays as it is: of the others come repositories that it lacks, and for those that it has,\n"
       "the path, the location and the credentials that it does not say. None of the files is changed, unless -o names\n"
       "it and --force is given.\n\n"

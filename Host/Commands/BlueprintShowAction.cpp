@@ -177,14 +177,13 @@ ExitStatus runShow(Session& session, const BlueprintShowOptions& options) {
 
 }  // namespace
 
-void addBlueprintShow(Actions& actions) {
+void addBlueprintShow(CommandDeclaration& blueprint) {
   auto options = std::make_shared<BlueprintShowOptions>();
-  CLI::App& app = actions.add("show", "Draw the workspace that a blueprint is of",
-                              [options](Session& session) { return runShow(session, *options); });
-  app.add_option("FILE", options->file, "The blueprint")->required()->type_name("");
-  app.add_option("FOLDER", options->folder, "Where it was checked out: show also the state of what is there")
-      ->type_name("");
-  app.footer(
+  CommandDeclaration& action =
+      blueprint.action("show", "Draw the workspace that a blueprint is of", with(options, runShow));
+  action.argument("FILE", options->file, "The blueprint").file().required();
+  action.argument("FOLDER", options->folder, "Where it was checked out: show also the state of what is there").folder();
+  action.explain(
       "A tree of the working copies, with the branch, tag or revision of each. With FOLDER these are what the working\n"
       "copies there are on now. No password and no key is shown.\n\n"
       "Examples:\n"

@@ -66,12 +66,12 @@ ExitStatus runValidate(Session& session, const std::vector<std::string>& files) 
 
 }  // namespace
 
-void addBlueprintValidate(Actions& actions) {
+void addBlueprintValidate(CommandDeclaration& blueprint) {
   auto files = std::make_shared<std::vector<std::string>>();
-  CLI::App& app = actions.add("validate", "Say whether files are blueprints, and what is odd about them",
-                              [files](Session& session) { return runValidate(session, *files); });
-  app.add_option("FILE", *files, "What to look at")->required()->type_name("");
-  app.footer(
+  CommandDeclaration& action = blueprint.action(
+      "validate", "Say whether files are blueprints, and what is odd about them", with(files, runValidate));
+  action.argument("FILE", *files, "What to look at").file().required();
+  action.explain(
       "Nothing is fetched or written. The exit status is 1 when one of the files is not valid; what is only odd, such "
       "as\n"
       "a path that leads out of the workspace's folder, is listed.\n\n"

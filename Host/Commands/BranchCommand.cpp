@@ -1,5 +1,5 @@
-#include "Actions.h"
 #include "BranchListing.h"
+#include "Command.h"
 #include "LocationFinder.h"
 #include "QRBSourceControlBranch.h"
 #include "QRBSourceControlCancellable.h"
@@ -15,7 +15,7 @@ namespace host {
 namespace {
 
 struct BranchOptions {
-  std::shared_ptr<std::string> folder;
+  std::string folder;
   std::string name;
   std::string from;
   std::string remote;
@@ -25,13 +25,13 @@ struct BranchOptions {
 
 ExitStatus runList(Session& session, const BranchOptions& options) {
   session.endUnread();
-  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
   if (found.error) return session.fail(found.error);
   return listBranches(session, found.workingCopy, {!options.remotes, options.remotes || options.all});
 }
 
 ExitStatus runAdd(Session& session, const BranchOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
   if (found.error) return session.fail(found.error);
   // Where none is named it begins where the working copy is, which may be on no branch.
   FoundLocation from;
@@ -73,7 +73,7 @@ void printRemoved(Session& session, const BranchOptions& options, std::string_vi
 
 /// The library removes branches that nothing else holds, too, so the way back is shown: what the branch stood for.
 ExitStatus runRemove(Session& session, const BranchOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
   if (found.error) return session.fail(found.error);
   QRBSourceControlRemoteRepositoryPtr remote;
   auto branch = QRBSourceControlBranch::initWithBranchName(options.name, false);
@@ -100,29 +100,27 @@ ExitStatus runRemove(Session& session, const BranchOptions& options) {
   return ExitStatus::success;
 }
 
-Command::Run declareBranch(CLI::App& app) {
+Command::Run declareBranch(CommandDeclaration& command) {
   auto options = std::make_shared<BranchOptions>();
-  options->folder = addDirectoryOption(app);
-  auto with = [options](ExitStatus (*run)(Session&, const BranchOptions&)) -> Command::Run {
-    return [=](Session& session) { return run(session, *options); };
+  addDirectoryOption(command, options->folder);
+  auto nameArgument = [&](CommandDeclaration& action) {
+    action.argument("NAME", options->name, "The branch").required().checkedBy([](std::string& text) {
+      return text.empty() ? "a branch has a name" : "";
+    });
   };
-  auto nameArgument = [&](CLI::App& action) {
-    auto* name = action.add_option("NAME", options->name, "The branch")->required()->type_name("");
-    name->check(CLI::Validator([](std::string& text) { return text.empty() ? "a branch has a name" : ""; }, ""));
-  };
-  Actions actions(app, with(runList));
-  CLI::App& list = actions.add("list", "List the branches (also without an action)", with(runList));
-  auto* remotes = list.add_flag("--remotes", options->remotes, "Those of remotes instead, as last fetched");
-  list.add_flag("--all", options->all, "Those of remotes, too")->excludes(remotes);
-  CLI::App& add = actions.add("add", "Make a branch; the working copy stays where it is", with(runAdd));
+  CommandDeclaration& list =
+      command.action("list", "List the branches (also without an action)", with(options, runList));
+  auto& remotes = list.flag("--remotes", options->remotes, "Those of remotes instead, as last fetched");
+  list.flag("--all", options->all, "Those of remotes, too").excludes(remotes);
+  CommandDeclaration& add =
+      command.action("add", "Make a branch; the working copy stays where it is", with(options, runAdd));
   nameArgument(add);
-  add.add_option("--from", options->from, "Begin where that branch is (default: where the working copy is)")
-      ->type_name("BRANCH");
-  add.add_option("--remote", options->remote, "On that remote")->type_name("NAME");
-  CLI::App& remove = actions.add("remove", "Remove a branch", with(runRemove));
+  add.option("--from", options->from, "Begin where that branch is (default: where the working copy is)").text("BRANCH");
+  add.option("--remote", options->remote, "On that remote").text("NAME");
+  CommandDeclaration& remove = command.action("remove", "Remove a branch", with(options, runRemove));
   nameArgument(remove);
-  remove.add_option("--remote", options->remote, "From that remote")->type_name("NAME");
-  return actions.run();
+  remove.option("--remote", options->remote, "From that remote").text("NAME");
+  return with(options, runList);
 }
 
 }  // namespace

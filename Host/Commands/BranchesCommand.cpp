@@ -12,8 +12,10 @@ ExitStatus runBranches(Session& session, const std::string& path) {
   return found.error ? session.fail(found.error) : listBranches(session, found.workingCopy, {});
 }
 
-Command::Run declareBranches(CLI::App& app) {
-  return [path = addPathArgument(app)](Session& session) { return runBranches(session, *path); };
+Command::Run declareBranches(CommandDeclaration& command) {
+  auto path = std::make_shared<std::string>();
+  addPathArgument(command, *path);
+  return with(path, runBranches);
 }
 
 }  // namespace

@@ -68,17 +68,17 @@ ExitStatus runClone(Session& session, const CloneOptions& options) {
   return ExitStatus::success;
 }
 
-Command::Run declareClone(CLI::App& app) {
+Command::Run declareClone(CommandDeclaration& command) {
   auto options = std::make_shared<CloneOptions>();
-  app.add_option("URL", options->address, "The repository: a URL, user@host:path, or the path of a folder")
-      ->required()
-      ->type_name("");
-  app.add_option("FOLDER", options->folder, "The new working copy (default: a folder named after the repository)")
-      ->type_name("");
-  addLocationOptions(app, options->names);
-  app.add_option("--system", options->system, "Of that system (default: as the address suggests, else git)")
-      ->type_name("NAME");
-  return [options](Session& session) { return runClone(session, *options); };
+  command.argument("URL", options->address, "The repository: a URL, user@host:path, or the path of a folder")
+      .folder()
+      .required();
+  command.argument("FOLDER", options->folder, "The new working copy (default: a folder named after the repository)")
+      .folder();
+  addLocationOptions(command, options->names);
+  command.option("--system", options->system, "Of that system (default: as the address suggests, else git)")
+      .text("NAME");
+  return with(options, runClone);
 }
 
 }  // namespace

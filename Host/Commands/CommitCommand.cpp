@@ -24,7 +24,7 @@ constexpr std::uint64_t kTracked = QRBSourceControlStatusModified | QRBSourceCon
                                    QRBSourceControlStatusTypeChanged | QRBSourceControlStatusMissing;
 
 struct CommitOptions {
-  std::shared_ptr<FileArguments> files;
+  FileArguments files;
   std::vector<std::string> paragraphs;
   std::string messageFile;
 };
@@ -121,7 +121,7 @@ void print(Session& session, const QRBSourceControlRevisionPtr& revision, const 
 }
 
 ExitStatus runCommit(Session& session, const CommitOptions& options) {
-  FoundFiles found = findFiles(session, *options.files);
+  FoundFiles found = findFiles(session, options.files);
   if (found.error) return session.fail(found.error);
   std::string message;
   if (qrb::Error error = obtainMessage(session, options, found, message)) return session.fail(error);
@@ -138,16 +138,15 @@ ExitStatus runCommit(Session& session, const CommitOptions& options) {
   return ExitStatus::success;
 }
 
-Command::Run declareCommit(CLI::App& app) {
+Command::Run declareCommit(CommandDeclaration& command) {
   auto options = std::make_shared<CommitOptions>();
-  options->files = addFileArguments(app, "Files or folders to commit", false);
-  auto* message = app.add_option("-m,--message", options->paragraphs, "The message; each further one is a paragraph")
-                      ->type_name("TEXT")
-                      ->allow_extra_args(false);
-  app.add_option("-F,--file", options->messageFile, "Read the message from that file; \"-\" is standard input")
-      ->type_name("FILE")
-      ->excludes(message);
-  return [options](Session& session) { return runCommit(session, *options); };
+  addFileArguments(command, options->files, "Files or folders to commit");
+  auto& message =
+      command.option("-m,--message", options->paragraphs, "The message; each further one is a paragraph").text("TEXT");
+  command.option("-F,--file", options->messageFile, "Read the message from that file; \"-\" is standard input")
+      .file("FILE")
+      .excludes(message);
+  return with(options, runCommit);
 }
 
 }  // namespace

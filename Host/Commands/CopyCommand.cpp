@@ -4,8 +4,8 @@ namespace host {
 
 namespace {
 
-Command::Run declareCopy(CLI::App& app) {
-  return declareFilePairs(app, "Copying files", &QRBSourceControlWorkingCopy::copyFiles);
+Command::Run declareCopy(CommandDeclaration& command) {
+  return declareFilePairs(command, "Copying files", &QRBSourceControlWorkingCopy::copyFiles);
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ namespace host {
 namespace {
 
 struct DiffOptions {
-  std::shared_ptr<std::string> folder;
+  std::string folder;
   std::string from;
   std::string against;
   bool summary = false;
@@ -28,7 +28,7 @@ FoundLocation locationFor(Session& session, const QRBSourceControlRepositoryPtr&
 
 ExitStatus runDiff(Session& session, const DiffOptions& options) {
   session.endUnread();
-  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
   if (found.error) return session.fail(found.error);
   auto repository = found.workingCopy->repository();
   FoundLocation from = locationFor(session, repository, options.from, QRBSourceControlRevision::sharedBaseRevision());
@@ -50,14 +50,13 @@ ExitStatus runDiff(Session& session, const DiffOptions& options) {
   return ExitStatus::success;
 }
 
-Command::Run declareDiff(CLI::App& app) {
+Command::Run declareDiff(CommandDeclaration& command) {
   auto options = std::make_shared<DiffOptions>();
-  options->folder = addDirectoryOption(app);
-  app.add_option("FROM", options->from, "A branch, tag or revision (default: what was last committed)")->type_name("");
-  app.add_option("TO", options->against, "Another (default: the files of the working copy as they are now)")
-      ->type_name("");
-  app.add_flag("--stat", options->summary, "Show only which files differ, and how many lines came and went");
-  return [options](Session& session) { return runDiff(session, *options); };
+  addDirectoryOption(command, options->folder);
+  command.argument("FROM", options->from, "A branch, tag or revision (default: what was last committed)");
+  command.argument("TO", options->against, "Another (default: the files of the working copy as they are now)");
+  command.flag("--stat", options->summary, "Show only which files differ, and how many lines came and went");
+  return with(options, runDiff);
 }
 
 }  // namespace

@@ -6,16 +6,16 @@ namespace host {
 namespace {
 
 struct DiscardOptions {
-  std::shared_ptr<FileArguments> files;
+  FileArguments files;
   bool all = false;
 };
 
 ExitStatus runDiscard(Session& session, const DiscardOptions& options) {
   if (!options.all) {
-    return runFileRequest(session, *options.files, "Discarding changes",
+    return runFileRequest(session, options.files, "Discarding changes",
                           &QRBSourceControlWorkingCopy::discardChangesInFiles);
   }
-  FoundWorkingCopy found = findWorkingCopy(session, *options.files->folder);
+  FoundWorkingCopy found = findWorkingCopy(session, options.files.folder);
   if (found.error) return session.fail(found.error);
   qrb::Error error = session.perform("Discarding changes", [&](Session::Done done) {
     return found.workingCopy->discardAllChangesWithCompletionBlock(done);
@@ -23,15 +23,15 @@ ExitStatus runDiscard(Session& session, const DiscardOptions& options) {
   return error ? session.fail(error) : ExitStatus::success;
 }
 
-Command::Run declareDiscard(CLI::App& app) {
+Command::Run declareDiscard(CommandDeclaration& command) {
   auto options = std::make_shared<DiscardOptions>();
-  options->files = addFileArguments(app, "Files or folders to bring back", false);
-  auto* all = app.add_flag("--all", options->all, "Bring back the whole working copy");
-  app.get_option("FILE")->excludes(all);
-  checkUsage(app, [options] {
-    return options->all || !options->files->files.empty() ? "" : "which files? Name them, or say --all";
+  auto& files = addFileArguments(command, options->files, "Files or folders to bring back");
+  auto& all = command.flag("--all", options->all, "Bring back the whole working copy");
+  files.excludes(all);
+  command.checkUsage([options] {
+    return options->all || !options->files.files.empty() ? "" : "which files? Name them, or say --all";
   });
-  return [options](Session& session) { return runDiscard(session, *options); };
+  return with(options, runDiscard);
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 struct ExportOptions {
-  std::shared_ptr<std::string> folder;
+  std::string folder;
   std::string file;
   std::string place;
   std::string parentOf;
@@ -61,11 +61,11 @@ qrb::Error exportOne(Session& session, const ExportOptions& options, const Found
 }
 
 ExitStatus runExport(Session& session, const ExportOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
   if (found.error) return session.fail(found.error);
   std::string path;
-  if (qrb::Error error = pathInWorkingCopy(options.file, *options.folder, found.root, path)) return session.fail(error);
-  fs::path output = (fs::absolute(options.folder->empty() ? "." : *options.folder) / options.output).lexically_normal();
+  if (qrb::Error error = pathInWorkingCopy(options.file, options.folder, found.root, path)) return session.fail(error);
+  fs::path output = (fs::absolute(options.folder.empty() ? "." : options.folder) / options.output).lexically_normal();
   std::error_code failure;
   if (!fs::is_directory(output, failure)) {
     return session.fail(hostError("\"" + output.native() + "\" is not a folder.", "Name one that is there.", ENOTDIR));
@@ -84,21 +84,19 @@ ExitStatus runExport(Session& session, const ExportOptions& options) {
   return ExitStatus::success;
 }
 
-Command::Run declareExport(CLI::App& app) {
+Command::Run declareExport(CommandDeclaration& command) {
   auto options = std::make_shared<ExportOptions>();
-  options->folder = addDirectoryOption(app);
-  app.add_option("FILE", options->file, "The file, under its present name")->type_name("")->required();
-  auto* place =
-      app.add_option("REVISION", options->place, "The branch, tag or revision to take it from")->type_name("");
-  app.add_option("--parent-of", options->parentOf, "Take it as it was before that revision")
-      ->type_name("REV")
-      ->excludes(place);
-  app.add_option("-o,--output", options->output, "Write it into that folder (default: the current one)")
-      ->type_name("DIR");
-  checkUsage(app, [options] {
+  addDirectoryOption(command, options->folder);
+  command.argument("FILE", options->file, "The file, under its present name").file().required();
+  auto& place = command.argument("REVISION", options->place, "The branch, tag or revision to take it from");
+  command.option("--parent-of", options->parentOf, "Take it as it was before that revision")
+      .text("REV")
+      .excludes(place);
+  command.option("-o,--output", options->output, "Write it into that folder (default: the current one)").folder("DIR");
+  command.checkUsage([options] {
     return options->place.empty() && options->parentOf.empty() ? "from where? Name a REVISION, or use --parent-of" : "";
   });
-  return [options](Session& session) { return runExport(session, *options); };
+  return with(options, runExport);
 }
 
 }  // namespace

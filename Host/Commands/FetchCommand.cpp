@@ -10,12 +10,12 @@ namespace host {
 namespace {
 
 struct FetchOptions {
-  std::shared_ptr<std::string> folder;
+  std::string folder;
   std::string remote;
 };
 
 ExitStatus runFetch(Session& session, const FetchOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
   if (found.error) return session.fail(found.error);
   auto repository = found.workingCopy->repository();
   FoundRemote from = findRemote(session, repository, options.remote);
@@ -26,11 +26,11 @@ ExitStatus runFetch(Session& session, const FetchOptions& options) {
   return session.finishTransfer(error);
 }
 
-Command::Run declareFetch(CLI::App& app) {
+Command::Run declareFetch(CommandDeclaration& command) {
   auto options = std::make_shared<FetchOptions>();
-  options->folder = addDirectoryOption(app);
-  app.add_option("REMOTE", options->remote, "From that remote (default: the primary one)")->type_name("");
-  return [options](Session& session) { return runFetch(session, *options); };
+  addDirectoryOption(command, options->folder);
+  command.argument("REMOTE", options->remote, "From that remote (default: the primary one)");
+  return with(options, runFetch);
 }
 
 }  // namespace

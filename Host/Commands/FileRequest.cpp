@@ -13,7 +13,7 @@ namespace {
 ExitStatus runFilePairs(Session& session, const FileArguments& arguments, const char* label, FilePairsRequest request) {
   FileArguments sources{arguments.folder, {arguments.files.begin(), arguments.files.end() - 1}};
   const std::string& destination = arguments.files.back();
-  std::filesystem::path folder = arguments.folder->empty() ? "." : *arguments.folder;
+  std::filesystem::path folder = arguments.folder.empty() ? "." : arguments.folder;
   std::error_code failure;
   bool isFolder = std::filesystem::is_directory(folder / destination, failure);
   if (sources.files.size() > 1 && !isFolder) {
@@ -27,7 +27,7 @@ ExitStatus runFilePairs(Session& session, const FileArguments& arguments, const 
   FoundFiles found = findFiles(session, sources);
   if (found.error) return session.fail(found.error);
   QRBSourceControlWorkingCopy::Files paths;
-  if (qrb::Error error = pathsInWorkingCopy(targets.files, *targets.folder, found.place.root, paths)) {
+  if (qrb::Error error = pathsInWorkingCopy(targets.files, targets.folder, found.place.root, paths)) {
     return session.fail(error);
   }
   qrb::Error error = session.perform(
@@ -37,19 +37,17 @@ ExitStatus runFilePairs(Session& session, const FileArguments& arguments, const 
 
 }  // namespace
 
-std::shared_ptr<FileArguments> addFileArguments(CLI::App& app, const char* description, bool required) {
-  auto arguments = std::make_shared<FileArguments>();
-  arguments->folder = addDirectoryOption(app);
-  app.add_option("FILE", arguments->files, description)->type_name("...")->required(required);
-  return arguments;
+OptionDeclaration& addFileArguments(CommandDeclaration& command, FileArguments& arguments, const char* description) {
+  addDirectoryOption(command, arguments.folder);
+  return command.argument("FILE", arguments.files, description).file("...");
 }
 
 FoundFiles findFiles(Session& session, const FileArguments& arguments) {
   FoundFiles found;
-  found.place = findWorkingCopy(session, *arguments.folder);
+  found.place = findWorkingCopy(session, arguments.folder);
   found.error = found.place.error;
   if (!found.error) {
-    found.error = pathsInWorkingCopy(arguments.files, *arguments.folder, found.place.root, found.paths);
+    found.error = pathsInWorkingCopy(arguments.files, arguments.folder, found.place.root, found.paths);
   }
   return found;
 }
@@ -62,13 +60,20 @@ ExitStatus runFileRequest(Session& session, const FileArguments& arguments, cons
   return error ? session.fail(error) : ExitStatus::success;
 }
 
-Command::Run declareFilePairs(CLI::App& app, const char* label, FilePairsRequest request) {
+Command::Run declareFileRequest(CommandDeclaration& command, const char* description, const char* label,
+                                FileRequest request) {
   auto arguments = std::make_shared<FileArguments>();
-  arguments->folder = addDirectoryOption(app);
-  app.add_option("SOURCE", arguments->files, "One or more files, then where they go")
-      ->type_name("... DESTINATION")
-      ->required()
-      ->expected(2, 1 << 20);
+  addFileArguments(command, *arguments, description).required();
+  return [=](Session& session) { return runFileRequest(session, *arguments, label, request); };
+}
+
+Command::Run declareFilePairs(CommandDeclaration& command, const char* label, FilePairsRequest request) {
+  auto arguments = std::make_shared<FileArguments>();
+  addDirectoryOption(command, arguments->folder);
+  command.argument("SOURCE", arguments->files, "One or more files, then where they go")
+      .file("... DESTINATION")
+      .required()
+      .between(2, 1 << 20);
   return [=](Session& session) { return runFilePairs(session, *arguments, label, request); };
 }
 

@@ -8,7 +8,7 @@ namespace host {
 
 /// Files that the user names, and where from.
 struct FileArguments {
-  std::shared_ptr<std::string> folder;
+  std::string folder;
   std::vector<std::string> files;
 };
 
@@ -19,14 +19,16 @@ struct FoundFiles {
   qrb::Error error;
 };
 
-/// Adds -C and the files, of which there must be one at least where that is required.
-std::shared_ptr<FileArguments> addFileArguments(CLI::App& app, const char* description, bool required = true);
+/// Adds -C and the files, which it returns.
+OptionDeclaration& addFileArguments(CommandDeclaration& command, FileArguments& arguments, const char* description);
 FoundFiles findFiles(Session& session, const FileArguments& arguments);
 
 using FileRequest = QRBSourceControlCancellablePtr (QRBSourceControlWorkingCopy::*)(
     QRBSourceControlWorkingCopy::Files files, QRBSourceControlCompletionBlock<> completionBlock);
 
-/// Runs a request that takes files and answers nothing.
+/// Runs a request that takes files and answers nothing, or declares a command that does that and nothing else.
+Command::Run declareFileRequest(CommandDeclaration& command, const char* description, const char* label,
+                                FileRequest request);
 ExitStatus runFileRequest(Session& session, const FileArguments& arguments, const char* label, FileRequest request);
 
 /// The same with what two of them do: each file, and the path that it gets.
@@ -35,6 +37,6 @@ using FilePairsRequest = QRBSourceControlCancellablePtr (QRBSourceControlWorking
     QRBSourceControlCompletionBlock<> completionBlock);
 
 /// Declares a command of one or more sources and a destination, which is a folder where there are several.
-Command::Run declareFilePairs(CLI::App& app, const char* label, FilePairsRequest request);
+Command::Run declareFilePairs(CommandDeclaration& command, const char* label, FilePairsRequest request);
 
 }  // namespace host

@@ -81,8 +81,10 @@ ExitStatus runInfo(Session& session, const std::string& path) {
   return ExitStatus::success;
 }
 
-Command::Run declareInfo(CLI::App& app) {
-  return [path = addPathArgument(app)](Session& session) { return runInfo(session, *path); };
+Command::Run declareInfo(CommandDeclaration& command) {
+  auto path = std::make_shared<std::string>();
+  addPathArgument(command, *path);
+  return with(path, runInfo);
 }
 
 }  // namespace

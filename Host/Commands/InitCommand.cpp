@@ -27,12 +27,11 @@ ExitStatus runInit(Session& session, const InitOptions& options) {
   return error ? session.fail(error) : ExitStatus::success;
 }
 
-Command::Run declareInit(CLI::App& app) {
+Command::Run declareInit(CommandDeclaration& command) {
   auto options = std::make_shared<InitOptions>();
-  app.add_option("FOLDER", options->folder, "Where (default: the current folder); it is made if it is missing")
-      ->type_name("");
-  app.add_option("--system", options->system, "Of that system (default: git)")->type_name("NAME");
-  return [options](Session& session) { return runInit(session, *options); };
+  command.argument("FOLDER", options->folder, "Where (default: the current folder); it is made if it is missing");
+  command.option("--system", options->system, "Of that system (default: git)").text("NAME");
+  return with(options, runInit);
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 using LogItems = std::vector<QRBSourceControlLogItemPtr>;
 
 struct LogOptions {
-  std::shared_ptr<std::string> path;
+  std::string path;
   HistoryOptions history;
   std::string file;
   std::string addressBook;
@@ -146,12 +146,12 @@ qrb::Error ask(Session& session, const Query& query, const std::shared_ptr<LogPr
 
 ExitStatus runLog(Session& session, const LogOptions& options) {
   session.endUnread();
-  FoundWorkingCopy found = findWorkingCopy(session, *options.path);
+  FoundWorkingCopy found = findWorkingCopy(session, options.path);
   if (found.error) return session.fail(found.error);
   Query query;
   query.workingCopy = found.workingCopy;
   if (!options.file.empty()) {
-    qrb::Error outside = pathInWorkingCopy(options.file, *options.path, found.root, query.file);
+    qrb::Error outside = pathInWorkingCopy(options.file, options.path, found.root, query.file);
     if (outside) return session.fail(outside);
     if (query.file == ".") query.file.clear();
   }
@@ -180,16 +180,17 @@ ExitStatus runLog(Session& session, const LogOptions& options) {
   return ExitStatus::success;
 }
 
-Command::Run declareLog(CLI::App& app) {
+Command::Run declareLog(CommandDeclaration& command) {
   auto options = std::make_shared<LogOptions>();
-  addHistoryOptions(app, options->history);
-  app.add_option("--file", options->file, "Show the history of one file, across its renames; relative to PATH")
-      ->type_name("FILE");
-  app.add_option("--address-book", options->addressBook,
-                 "Show authors by the names that a folder of vCard files (*.vcf) has for their e-mail addresses")
-      ->type_name("DIR");
-  options->path = addPathArgument(app);
-  return [options](Session& session) { return runLog(session, *options); };
+  addHistoryOptions(command, options->history);
+  command.option("--file", options->file, "Show the history of one file, across its renames; relative to PATH")
+      .file("FILE");
+  command
+      .option("--address-book", options->addressBook,
+              "Show authors by the names that a folder of vCard files (*.vcf) has for their e-mail addresses")
+      .folder("DIR");
+  addPathArgument(command, options->path);
+  return with(options, runLog);
 }
 
 }  // namespace

@@ -8,12 +8,12 @@ namespace host {
 namespace {
 
 struct MakeDirectoryOptions {
-  std::shared_ptr<FileArguments> folders;
+  FileArguments folders;
   bool parents = false;
 };
 
 ExitStatus runMakeDirectory(Session& session, const MakeDirectoryOptions& options) {
-  FoundFiles found = findFiles(session, *options.folders);
+  FoundFiles found = findFiles(session, options.folders);
   if (found.error) return session.fail(found.error);
   for (const qrb::String& path : found.paths) {
     qrb::Error error = session.perform("Making a folder", [&](Session::Done done) {
@@ -24,11 +24,11 @@ ExitStatus runMakeDirectory(Session& session, const MakeDirectoryOptions& option
   return ExitStatus::success;
 }
 
-Command::Run declareMakeDirectory(CLI::App& app) {
+Command::Run declareMakeDirectory(CommandDeclaration& command) {
   auto options = std::make_shared<MakeDirectoryOptions>();
-  options->folders = addFileArguments(app, "Folders to make, one after the other");
-  app.add_flag("-p,--parents", options->parents, "Make also the folders above that are missing");
-  return [options](Session& session) { return runMakeDirectory(session, *options); };
+  addFileArguments(command, options->folders, "Folders to make, one after the other").required().folder("...");
+  command.flag("-p,--parents", options->parents, "Make also the folders above that are missing");
+  return with(options, runMakeDirectory);
 }
 
 }  // namespace

@@ -11,12 +11,12 @@ namespace host {
 namespace {
 
 struct MergeOptions {
-  std::shared_ptr<std::string> folder;
+  std::string folder;
   std::string branch;
 };
 
 ExitStatus runMerge(Session& session, const MergeOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
   if (found.error) return session.fail(found.error);
   FoundLocation from = findBranch(session, found.workingCopy->repository(), options.branch);
   if (from.error) return session.fail(from.error);
@@ -26,13 +26,11 @@ ExitStatus runMerge(Session& session, const MergeOptions& options) {
   return session.finishTransfer(error);
 }
 
-Command::Run declareMerge(CLI::App& app) {
+Command::Run declareMerge(CommandDeclaration& command) {
   auto options = std::make_shared<MergeOptions>();
-  options->folder = addDirectoryOption(app);
-  app.add_option("BRANCH", options->branch, "The branch to merge, or one of a remote: origin/main")
-      ->type_name("")
-      ->required();
-  return [options](Session& session) { return runMerge(session, *options); };
+  addDirectoryOption(command, options->folder);
+  command.argument("BRANCH", options->branch, "The branch to merge, or one of a remote: origin/main").required();
+  return with(options, runMerge);
 }
 
 }  // namespace

@@ -4,8 +4,8 @@ namespace host {
 
 namespace {
 
-Command::Run declareMove(CLI::App& app) {
-  return declareFilePairs(app, "Moving files", &QRBSourceControlWorkingCopy::moveFiles);
+Command::Run declareMove(CommandDeclaration& command) {
+  return declareFilePairs(command, "Moving files", &QRBSourceControlWorkingCopy::moveFiles);
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ namespace host {
 namespace {
 
 struct PushOptions {
-  std::shared_ptr<std::string> folder;
+  std::string folder;
   std::string remote;
   std::string branch;
 };
@@ -42,7 +42,7 @@ Target findTarget(Session& session, const QRBSourceControlWorkingCopyPtr& workin
 }
 
 ExitStatus runPush(Session& session, const PushOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
   if (found.error) return session.fail(found.error);
   Target target = findTarget(session, found.workingCopy, options);
   if (target.error) return session.fail(target.error);
@@ -54,18 +54,16 @@ ExitStatus runPush(Session& session, const PushOptions& options) {
   return session.finishTransfer(error);
 }
 
-Command::Run declarePush(CLI::App& app) {
+Command::Run declarePush(CommandDeclaration& command) {
   auto options = std::make_shared<PushOptions>();
-  options->folder = addDirectoryOption(app);
-  app.add_option("REMOTE", options->remote,
-                 "To that remote (default: the one that the current branch follows, else the "
-                 "primary one)")
-      ->type_name("");
-  app.add_option("BRANCH", options->branch,
-                 "To that branch there (default: the one that the current branch follows, "
-                 "else one of the same name)")
-      ->type_name("");
-  return [options](Session& session) { return runPush(session, *options); };
+  addDirectoryOption(command, options->folder);
+  command.argument("REMOTE", options->remote,
+                   "To that remote (default: the one that the current branch follows, else the "
+                   "primary one)");
+  command.argument("BRANCH", options->branch,
+                   "To that branch there (default: the one that the current branch follows, "
+                   "else one of the same name)");
+  return with(options, runPush);
 }
 
 }  // namespace

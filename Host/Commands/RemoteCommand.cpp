@@ -1,4 +1,4 @@
-#include "Actions.h"
+#include "Command.h"
 #include "QRBSourceControlCancellable.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlWorkingCopy.h"
@@ -11,7 +11,7 @@ namespace host {
 namespace {
 
 struct RemoteOptions {
-  std::shared_ptr<std::string> folder;
+  std::string folder;
   std::string name;
   std::string url;
 };
@@ -41,7 +41,7 @@ void print(Session& session, JSONArray& array, std::string_view name, const QRBS
 
 ExitStatus runList(Session& session, const RemoteOptions& options) {
   session.endUnread();
-  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
   if (found.error) return session.fail(found.error);
   ListedRemotes listed = listRemotes(session, found.workingCopy->repository());
   if (listed.error) return session.fail(listed.error);
@@ -58,10 +58,10 @@ ExitStatus runList(Session& session, const RemoteOptions& options) {
 }
 
 ExitStatus runAdd(Session& session, const RemoteOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
   if (found.error) return session.fail(found.error);
   qrb::URL url;
-  if (qrb::Error error = readAddress(options.url, *options.folder, url)) return session.fail(error);
+  if (qrb::Error error = readAddress(options.url, options.folder, url)) return session.fail(error);
   auto repository = found.workingCopy->repository();
   auto remote = QRBSourceControlRemoteRepository::initUnsavedWithURL(url, repository->sourceControlSystem());
   qrb::Error error = session.perform("Adding the remote", [&](Session::Done done) {
@@ -71,7 +71,7 @@ ExitStatus runAdd(Session& session, const RemoteOptions& options) {
 }
 
 ExitStatus runRemove(Session& session, const RemoteOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
   if (found.error) return session.fail(found.error);
   qrb::Error error = session.perform("Removing the remote", [&](Session::Done done) {
     return found.workingCopy->repository()->removeRemoteRepositoryNamed(options.name, done);
@@ -79,24 +79,18 @@ ExitStatus runRemove(Session& session, const RemoteOptions& options) {
   return error ? session.fail(error) : ExitStatus::success;
 }
 
-Command::Run declareRemote(CLI::App& app) {
+Command::Run declareRemote(CommandDeclaration& command) {
   auto options = std::make_shared<RemoteOptions>();
-  options->folder = addDirectoryOption(app);
-  auto with = [options](ExitStatus (*run)(Session&, const RemoteOptions&)) -> Command::Run {
-    return [=](Session& session) { return run(session, *options); };
+  addDirectoryOption(command, options->folder);
+  auto nameArgument = [&](CommandDeclaration& action) {
+    action.argument("NAME", options->name, "What the remote is called").required();
   };
-  auto nameArgument = [&](CLI::App& action) {
-    action.add_option("NAME", options->name, "What the remote is called")->required()->type_name("");
-  };
-  Actions actions(app, with(runList));
-  actions.add("list", "List the remotes (also without an action)", with(runList));
-  CLI::App& add = actions.add("add", "Make a remote known to the repository", with(runAdd));
+  command.action("list", "List the remotes (also without an action)", with(options, runList));
+  CommandDeclaration& add = command.action("add", "Make a remote known to the repository", with(options, runAdd));
   nameArgument(add);
-  add.add_option("URL", options->url, "Where it is: a URL, user@host:path, or the path of a folder")
-      ->required()
-      ->type_name("");
-  nameArgument(actions.add("remove", "Forget a remote; the remote itself stays as it is", with(runRemove)));
-  return actions.run();
+  add.argument("URL", options->url, "Where it is: a URL, user@host:path, or the path of a folder").folder().required();
+  nameArgument(command.action("remove", "Forget a remote; the remote itself stays as it is", with(options, runRemove)));
+  return with(options, runList);
 }
 
 }  // namespace

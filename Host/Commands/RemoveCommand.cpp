@@ -4,11 +4,9 @@ namespace host {
 
 namespace {
 
-Command::Run declareRemove(CLI::App& app) {
-  auto arguments = addFileArguments(app, "Files or folders to take out of source control");
-  return [arguments](Session& session) {
-    return runFileRequest(session, *arguments, "Removing files", &QRBSourceControlWorkingCopy::removeFiles);
-  };
+Command::Run declareRemove(CommandDeclaration& command) {
+  return declareFileRequest(command, "Files or folders to take out of source control", "Removing files",
+                            &QRBSourceControlWorkingCopy::removeFiles);
 }
 
 }  // namespace

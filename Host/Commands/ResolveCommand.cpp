@@ -4,12 +4,9 @@ namespace host {
 
 namespace {
 
-Command::Run declareResolve(CLI::App& app) {
-  auto arguments = addFileArguments(app, "Files whose conflict is over");
-  return [arguments](Session& session) {
-    return runFileRequest(session, *arguments, "Marking as resolved",
-                          &QRBSourceControlWorkingCopy::markAsResolvedFiles);
-  };
+Command::Run declareResolve(CommandDeclaration& command) {
+  return declareFileRequest(command, "Files whose conflict is over", "Marking as resolved",
+                            &QRBSourceControlWorkingCopy::markAsResolvedFiles);
 }
 
 }  // namespace

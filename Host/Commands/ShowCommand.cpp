@@ -23,7 +23,7 @@ namespace {
 using LogItems = QRBSourceControlWorkingCopy::LogItems;
 
 struct ShowOptions {
-  std::shared_ptr<std::string> folder;
+  std::string folder;
   /// Empty: what was last committed.
   std::string name;
   bool summary = false;
@@ -69,7 +69,7 @@ void print(Session& session, const QRBSourceControlLogItem& item, const qrb::Dic
 
 ExitStatus runShow(Session& session, const ShowOptions& options) {
   session.endUnread();
-  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
   if (found.error) return session.fail(found.error);
   auto repository = found.workingCopy->repository();
   FoundLocation what = findLocation(session, repository, options.name.empty() ? "BASE" : options.name);
@@ -94,13 +94,12 @@ ExitStatus runShow(Session& session, const ShowOptions& options) {
   return ExitStatus::success;
 }
 
-Command::Run declareShow(CLI::App& app) {
+Command::Run declareShow(CommandDeclaration& command) {
   auto options = std::make_shared<ShowOptions>();
-  options->folder = addDirectoryOption(app);
-  app.add_option("REVISION", options->name, "A branch, tag or revision (default: what was last committed)")
-      ->type_name("");
-  app.add_flag("--stat", options->summary, "Show only which files it changed, and how many lines came and went");
-  return [options](Session& session) { return runShow(session, *options); };
+  addDirectoryOption(command, options->folder);
+  command.argument("REVISION", options->name, "A branch, tag or revision (default: what was last committed)");
+  command.flag("--stat", options->summary, "Show only which files it changed, and how many lines came and went");
+  return with(options, runShow);
 }
 
 }  // namespace

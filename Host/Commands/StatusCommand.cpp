@@ -9,7 +9,7 @@ namespace host {
 namespace {
 
 struct StatusOptions {
-  std::shared_ptr<std::string> path;
+  std::string path;
   bool remote = false;
   bool ignored = false;
 };
@@ -21,7 +21,7 @@ struct Reports {
 
 ExitStatus runStatus(Session& session, const StatusOptions& options) {
   session.endUnread();
-  FoundWorkingCopy found = findWorkingCopy(session, *options.path);
+  FoundWorkingCopy found = findWorkingCopy(session, options.path);
   if (found.error) return session.fail(found.error);
   auto reports = std::make_shared<Reports>();
   qrb::Error error = session.perform("Looking for changes", [&](Session::Done done) {
@@ -44,12 +44,12 @@ ExitStatus runStatus(Session& session, const StatusOptions& options) {
   return ExitStatus::success;
 }
 
-Command::Run declareStatus(CLI::App& app) {
+Command::Run declareStatus(CommandDeclaration& command) {
   auto options = std::make_shared<StatusOptions>();
-  app.add_flag("--remote", options->remote, "Show also what the repository has and the working copy has not yet");
-  app.add_flag("--ignored", options->ignored, "Show also what is ignored");
-  options->path = addPathArgument(app);
-  return [options](Session& session) { return runStatus(session, *options); };
+  command.flag("--remote", options->remote, "Show also what the repository has and the working copy has not yet");
+  command.flag("--ignored", options->ignored, "Show also what is ignored");
+  addPathArgument(command, options->path);
+  return with(options, runStatus);
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ namespace host {
 namespace {
 
 struct SwitchOptions {
-  std::shared_ptr<std::string> folder;
+  std::string folder;
   std::string name;
   std::string newBranch;
 };
@@ -26,7 +26,7 @@ FoundLocation whereTo(Session& session, const QRBSourceControlRepositoryPtr& rep
 }
 
 ExitStatus runSwitch(Session& session, const SwitchOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
   if (found.error) return session.fail(found.error);
   FoundLocation target = whereTo(session, found.workingCopy->repository(), options);
   if (target.error) return session.fail(target.error);
@@ -37,17 +37,17 @@ ExitStatus runSwitch(Session& session, const SwitchOptions& options) {
   return error ? session.fail(error) : ExitStatus::success;
 }
 
-Command::Run declareSwitch(CLI::App& app) {
+Command::Run declareSwitch(CommandDeclaration& command) {
   auto options = std::make_shared<SwitchOptions>();
-  options->folder = addDirectoryOption(app);
-  app.add_option("NAME", options->name, "A branch, a branch of a remote, a tag or a revision")->type_name("");
-  app.add_option("-c,--create", options->newBranch,
-                 "Make that branch first, from NAME or from where the working copy is")
-      ->type_name("BRANCH");
-  checkUsage(app, [options] {
+  addDirectoryOption(command, options->folder);
+  command.argument("NAME", options->name, "A branch, a branch of a remote, a tag or a revision");
+  command
+      .option("-c,--create", options->newBranch, "Make that branch first, from NAME or from where the working copy is")
+      .text("BRANCH");
+  command.checkUsage([options] {
     return options->name.empty() && options->newBranch.empty() ? "where to? Name a branch, a tag or a revision" : "";
   });
-  return [options](Session& session) { return runSwitch(session, *options); };
+  return with(options, runSwitch);
 }
 
 }  // namespace

@@ -65,7 +65,7 @@ ExitStatus runSystems(Session& session) {
   return ExitStatus::success;
 }
 
-Command::Run declareSystems(CLI::App&) {
+Command::Run declareSystems(CommandDeclaration&) {
   return runSystems;
 }
 

@@ -13,7 +13,7 @@ namespace host {
 namespace {
 
 struct TagOptions {
-  std::shared_ptr<std::string> folder;
+  std::string folder;
   std::vector<std::string> names;
 };
 
@@ -58,7 +58,7 @@ ExitStatus listAll(Session& session, const QRBSourceControlRepositoryPtr& reposi
 }
 
 ExitStatus runTag(Session& session, const TagOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
   if (found.error) return session.fail(found.error);
   if (options.names.empty()) return listAll(session, found.workingCopy->repository());
   auto tags = std::make_shared<Tags>(options.names.size());
@@ -80,15 +80,15 @@ ExitStatus runTag(Session& session, const TagOptions& options) {
   return ExitStatus::success;
 }
 
-Command::Run declareTag(CLI::App& app) {
+Command::Run declareTag(CommandDeclaration& command) {
   auto options = std::make_shared<TagOptions>();
-  options->folder = addDirectoryOption(app);
-  app.add_option("NAME", options->names, "Tags; all, unless some are named")->type_name("...");
-  checkUsage(app, [options] {
+  addDirectoryOption(command, options->folder);
+  command.argument("NAME", options->names, "Tags; all, unless some are named").text("...");
+  command.checkUsage([options] {
     bool hasEmpty = std::find(options->names.begin(), options->names.end(), "") != options->names.end();
     return hasEmpty ? "a tag has a name" : "";
   });
-  return [options](Session& session) { return runTag(session, *options); };
+  return with(options, runTag);
 }
 
 }  // namespace

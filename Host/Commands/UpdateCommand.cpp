@@ -10,12 +10,12 @@ namespace host {
 namespace {
 
 struct UpdateOptions {
-  std::shared_ptr<std::string> folder;
+  std::string folder;
   std::string remote;
 };
 
 ExitStatus runUpdate(Session& session, const UpdateOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, *options.folder);
+  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
   if (found.error) return session.fail(found.error);
   FoundRemote from = findRemote(session, found.workingCopy->repository(), options.remote);
   if (from.error) return session.fail(from.error);
@@ -26,11 +26,11 @@ ExitStatus runUpdate(Session& session, const UpdateOptions& options) {
   return session.finishTransfer(error);
 }
 
-Command::Run declareUpdate(CLI::App& app) {
+Command::Run declareUpdate(CommandDeclaration& command) {
   auto options = std::make_shared<UpdateOptions>();
-  options->folder = addDirectoryOption(app);
-  app.add_option("REMOTE", options->remote, "From that remote (default: the primary one)")->type_name("");
-  return [options](Session& session) { return runUpdate(session, *options); };
+  addDirectoryOption(command, options->folder);
+  command.argument("REMOTE", options->remote, "From that remote (default: the primary one)");
+  return with(options, runUpdate);
 }
 
 }  // namespace

@@ -1,16 +1,16 @@
 #pragma once
 
-#include "Actions.h"
+#include "Command.h"
 
 namespace host {
 
 // What can be done with all working copies of a folder at once, each in a file of its own.
-void addWorkspaceStatus(Actions& actions);
-void addWorkspaceLog(Actions& actions);
-void addWorkspaceUpdate(Actions& actions);
-void addWorkspaceCompare(Actions& actions);
+void addWorkspaceStatus(CommandDeclaration& workspace);
+void addWorkspaceLog(CommandDeclaration& workspace);
+void addWorkspaceUpdate(CommandDeclaration& workspace);
+void addWorkspaceCompare(CommandDeclaration& workspace);
 
 /// The folder given last.
-std::shared_ptr<std::string> addWorkspaceFolder(CLI::App& app);
+void addWorkspaceFolder(CommandDeclaration& action, std::string& folder);
 
 }  // namespace host

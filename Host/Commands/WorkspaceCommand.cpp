@@ -5,32 +5,32 @@ namespace host {
 
 namespace {
 
-Command::Run declareWorkspace(CLI::App& app) {
-  Actions actions(app);
-  addWorkspaceStatus(actions);
-  addWorkspaceLog(actions);
-  addWorkspaceUpdate(actions);
-  addWorkspaceCompare(actions);
-  return actions.run();
+Command::Run declareWorkspace(CommandDeclaration& command) {
+  addWorkspaceStatus(command);
+  addWorkspaceLog(command);
+  addWorkspaceUpdate(command);
+  addWorkspaceCompare(command);
+  return nullptr;
 }
 
 }  // namespace
 
-std::shared_ptr<std::string> addWorkspaceFolder(CLI::App& app) {
-  auto folder = std::make_shared<std::string>();
-  app.add_option("FOLDER", *folder, "The workspace (default: the current folder)")->type_name("");
-  return folder;
+void addWorkspaceFolder(CommandDeclaration& action, std::string& folder) {
+  action.argument("FOLDER", folder, "The workspace (default: the current folder)").folder();
 }
 
-void addWorkspaceCompare(Actions& actions) {
-  auto file = std::make_shared<std::string>();
-  auto folder = std::make_shared<std::shared_ptr<std::string>>();
-  CLI::App& app =
-      actions.add("compare", "Say how a workspace differs from a blueprint",
-                  [file, folder](Session& session) { return runWorkspaceComparison(session, *file, **folder); });
-  app.add_option("BLUEPRINT", *file, "The blueprint")->required()->type_name("");
-  *folder = addWorkspaceFolder(app);
-  app.footer(
+void addWorkspaceCompare(CommandDeclaration& workspace) {
+  struct Options {
+    std::string file;
+    std::string folder;
+  };
+  auto options = std::make_shared<Options>();
+  CommandDeclaration& action = workspace.action(
+      "compare", "Say how a workspace differs from a blueprint",
+      [options](Session& session) { return runWorkspaceComparison(session, options->file, options->folder); });
+  action.argument("BLUEPRINT", options->file, "The blueprint").file().required();
+  addWorkspaceFolder(action, options->folder);
+  action.explain(
       "The same as \"qrbscm blueprint diff BLUEPRINT FOLDER\".\n\n"
       "Examples:\n"
       "  qrbscm workspace compare orchard.oxscmblueprint ~/orchard\n");

@@ -23,7 +23,7 @@ namespace {
 using Workspace = QRBSourceControlWorkspace;
 
 struct WorkspaceLogOptions {
-  std::shared_ptr<std::string> folder;
+  std::string folder;
   HistoryOptions history;
   std::string since;
 };
@@ -71,7 +71,7 @@ void print(Session& session, const FoundWorkspace& found, const Workspace::LogIt
 
 ExitStatus runLog(Session& session, const WorkspaceLogOptions& options) {
   session.endUnread();
-  FoundWorkspace found = findWorkspace(session, *options.folder);
+  FoundWorkspace found = findWorkspace(session, options.folder);
   if (found.error) return session.fail(found.error);
   Workspace::RevisionTable ends;
   if (qrb::Error error = readEnds(session, found, options.since, ends)) return session.fail(error);
@@ -108,15 +108,15 @@ ExitStatus runLog(Session& session, const WorkspaceLogOptions& options) {
 
 }  // namespace
 
-void addWorkspaceLog(Actions& actions) {
+void addWorkspaceLog(CommandDeclaration& workspace) {
   auto options = std::make_shared<WorkspaceLogOptions>();
-  CLI::App& app = actions.add("log", "Show the histories of all working copies in one, newest first",
-                              [options](Session& session) { return runLog(session, *options); });
-  addHistoryOptions(app, options->history);
-  app.add_option("--since", options->since, "Show what came after the revisions that a blueprint has recorded")
-      ->type_name("BLUEPRINT");
-  options->folder = addWorkspaceFolder(app);
-  app.footer(
+  CommandDeclaration& action =
+      workspace.action("log", "Show the histories of all working copies in one, newest first", with(options, runLog));
+  addHistoryOptions(action, options->history);
+  action.option("--since", options->since, "Show what came after the revisions that a blueprint has recorded")
+      .file("BLUEPRINT");
+  addWorkspaceFolder(action, options->folder);
+  action.explain(
       "Examples:\n"
       "  qrbscm workspace log -n 20\n"
       "  qrbscm workspace log --since monday.oxscmblueprint ~/orchard\n"

@@ -14,7 +14,7 @@ namespace {
 using Workspace = QRBSourceControlWorkspace;
 
 struct WorkspaceStatusOptions {
-  std::shared_ptr<std::string> folder;
+  std::string folder;
   bool remote = false;
   bool ignored = false;
 };
@@ -63,7 +63,7 @@ void printPlain(Session& session, const FoundWorkspace& found, const Reports& re
 
 ExitStatus runStatus(Session& session, const WorkspaceStatusOptions& options) {
   session.endUnread();
-  FoundWorkspace found = findWorkspace(session, *options.folder);
+  FoundWorkspace found = findWorkspace(session, options.folder);
   if (found.error) return session.fail(found.error);
   Failures failures = learnLocations(session, found.root, found.workspace->workingCopies());
   auto reports = std::make_shared<Reports>();
@@ -91,14 +91,14 @@ ExitStatus runStatus(Session& session, const WorkspaceStatusOptions& options) {
 
 }  // namespace
 
-void addWorkspaceStatus(Actions& actions) {
+void addWorkspaceStatus(CommandDeclaration& workspace) {
   auto options = std::make_shared<WorkspaceStatusOptions>();
-  CLI::App& app = actions.add("status", "Show what each working copy is on and what was changed in it",
-                              [options](Session& session) { return runStatus(session, *options); });
-  app.add_flag("--remote", options->remote, "Show also what the repositories have and the working copies have not yet");
-  app.add_flag("--ignored", options->ignored, "Show also what is ignored");
-  options->folder = addWorkspaceFolder(app);
-  app.footer(
+  CommandDeclaration& action = workspace.action(
+      "status", "Show what each working copy is on and what was changed in it", with(options, runStatus));
+  action.flag("--remote", options->remote, "Show also what the repositories have and the working copies have not yet");
+  action.flag("--ignored", options->ignored, "Show also what is ignored");
+  addWorkspaceFolder(action, options->folder);
+  action.explain(
       "Examples:\n"
       "  qrbscm workspace status\n"
       "  qrbscm workspace status ~/orchard --json | jq -r '.[] | select(.changes != []).path'\n");

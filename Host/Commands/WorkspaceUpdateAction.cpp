@@ -110,12 +110,12 @@ ExitStatus runUpdate(Session& session, const std::string& folder) {
 
 }  // namespace
 
-void addWorkspaceUpdate(Actions& actions) {
-  auto folder = std::make_shared<std::shared_ptr<std::string>>();
-  CLI::App& app = actions.add("update", "Bring every working copy to what its remote has",
-                              [folder](Session& session) { return runUpdate(session, **folder); });
-  *folder = addWorkspaceFolder(app);
-  app.footer(
+void addWorkspaceUpdate(CommandDeclaration& workspace) {
+  auto folder = std::make_shared<std::string>();
+  CommandDeclaration& action =
+      workspace.action("update", "Bring every working copy to what its remote has", with(folder, runUpdate));
+  addWorkspaceFolder(action, *folder);
+  action.explain(
       "Each working copy is updated as \"qrbscm update\" does. One that is on a tag or revision and no branch stays as "
       "it\n"
       "is. One that fails does not keep the others from being updated.\n\n"

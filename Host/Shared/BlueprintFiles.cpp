@@ -168,21 +168,21 @@ ReadBlueprint readBlueprintForServers(Session& session, const std::string& file,
   return read;
 }
 
-void addKeyDirectoryOption(CLI::App& app, std::string& directory) {
-  app.add_option("--key-directory", directory, "Write the blueprint's private keys below that folder, and use them")
-      ->type_name("DIR");
+void addKeyDirectoryOption(CommandDeclaration& command, std::string& directory) {
+  command.option("--key-directory", directory, "Write the blueprint's private keys below that folder, and use them")
+      .folder("DIR");
 }
 
-void addWritingOptions(CLI::App& app, BlueprintWriting& writing) {
-  app.add_flag("-f,--force", writing.force, "Replace a file that is there");
-  app.add_flag("--credentials", writing.credentials,
+void addWritingOptions(CommandDeclaration& command, BlueprintWriting& writing) {
+  command.flag("-f,--force", writing.force, "Replace a file that is there");
+  command.flag("--credentials", writing.credentials,
                "Write also the user names, passwords and private keys that are known; the file is a secret then");
-  app.add_flag("--no-revisions", writing.noRevisions, "Record branches and tags, but not at which revision they are");
+  command.flag("--no-revisions", writing.noRevisions, "Record branches and tags, but not at which revision they are");
 }
 
-void addRewritingOptions(CLI::App& app, BlueprintWriting& writing) {
-  addWritingOptions(app, writing);
-  app.add_flag("--drop-unusable", writing.dropsUnusable,
+void addRewritingOptions(CommandDeclaration& command, BlueprintWriting& writing) {
+  addWritingOptions(command, writing);
+  command.flag("--drop-unusable", writing.dropsUnusable,
                "Leave out repositories that cannot be used here, such as those of a system that no plug-in serves");
 }
 

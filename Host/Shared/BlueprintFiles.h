@@ -1,8 +1,8 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 
+#include "CommandDeclaration.h"
 #include "Error.h"
 #include "QRBSourceControlWorkspaceForward.h"
 #include "Session.h"
@@ -26,7 +26,7 @@ ReadBlueprint readBlueprint(Session& session, const std::string& file, const std
 /// The same for commands that reach the servers: with the accounts that the user keeps for those that the file has no
 /// credentials for. That keys are needed and there is no folder for them is told.
 ReadBlueprint readBlueprintForServers(Session& session, const std::string& file, const std::string& keyDirectory);
-void addKeyDirectoryOption(CLI::App& app, std::string& directory);
+void addKeyDirectoryOption(CommandDeclaration& command, std::string& directory);
 
 /// Where and how a blueprint is written.
 struct BlueprintWriting {
@@ -38,10 +38,10 @@ struct BlueprintWriting {
   bool dropsUnusable = false;
 };
 /// Adds the options for how, but not the file.
-void addWritingOptions(CLI::App& app, BlueprintWriting& writing);
+void addWritingOptions(CommandDeclaration& command, BlueprintWriting& writing);
 /// For commands that write what they have read, and the reading for them: a blueprint whose repositories could not all
 /// be read is refused, as they would be lost, unless the user says so. Keys are read where credentials are wanted.
-void addRewritingOptions(CLI::App& app, BlueprintWriting& writing);
+void addRewritingOptions(CommandDeclaration& command, BlueprintWriting& writing);
 ReadBlueprint readBlueprintToRewrite(Session& session, const std::string& file, const BlueprintWriting& writing,
                                      const std::string& keyDirectory);
 /// Writes it, whole or not at all, and prints where to. Nothing that is there is replaced without being told so.

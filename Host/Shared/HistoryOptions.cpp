@@ -7,7 +7,7 @@ namespace host {
 namespace {
 
 // For the parser: what is wrong, or nothing.
-std::string refuseNegative(const std::string& number) {
+std::string refuseNegative(std::string& number) {
   std::int64_t value = -1;
   const char* end = number.data() + number.size();
   auto result = std::from_chars(number.data(), end, value);
@@ -33,17 +33,18 @@ QRBSourceControlHistoryInclusionType HistoryOptions::inclusionType(bool needsPat
   return type;
 }
 
-void addHistoryOptions(CLI::App& app, HistoryOptions& options) {
-  app.add_option("-n,--max-count", options.wanted,
-                 "Show at most so many entries; 0 shows all. Default: 30 on a terminal, else all")
-      ->type_name("N")
-      ->check(CLI::Validator(refuseNegative, ""));
-  auto* search =
-      app.add_option("--search", options.searchText, "Show entries whose message contains the text")->type_name("TEXT");
-  app.add_option("--author", options.author, "Show entries whose author's name or e-mail address contains the text")
-      ->type_name("TEXT")
-      ->excludes(search);
-  app.add_flag("--paths", options.paths, "Show also what each entry did to which path (always with --json)");
+void addHistoryOptions(CommandDeclaration& command, HistoryOptions& options) {
+  command
+      .option("-n,--max-count", options.wanted,
+              "Show at most so many entries; 0 shows all. Default: 30 on a terminal, else all")
+      .text("N")
+      .checkedBy(refuseNegative);
+  auto& search =
+      command.option("--search", options.searchText, "Show entries whose message contains the text").text("TEXT");
+  command.option("--author", options.author, "Show entries whose author's name or e-mail address contains the text")
+      .text("TEXT")
+      .excludes(search);
+  command.flag("--paths", options.paths, "Show also what each entry did to which path (always with --json)");
 }
 
 }  // namespace host

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <optional>
 #include <string>
 
+#include "CommandDeclaration.h"
 #include "QRBSourceControlHistoryTypes.h"
 #include "SharedString.h"
 
@@ -25,6 +25,6 @@ struct HistoryOptions {
 };
 
 /// Adds -n, --search, --author and --paths.
-void addHistoryOptions(CLI::App& app, HistoryOptions& options);
+void addHistoryOptions(CommandDeclaration& command, HistoryOptions& options);
 
 }  // namespace host
