@@ -7,12 +7,16 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <stdexcept>
 #include <system_error>
 
 #include "AllCommands.h"
+#include "Completion.h"
 #include "ErrorPrinting.h"
 #include "Interruption.h"
+#include "ManualPage.h"
 #include "Parsing.h"
 #include "ProgramAccounts.h"
 #include "QRBSourceControlAccount.h"
@@ -56,6 +60,20 @@ Program programWith(CommonOptions& options) {
           kFooter,  allCommands(),         addCommonOptions};
 }
 
+// What shells and the build ask, which is no command: the completion of words, and the manual from the page named.
+bool isAsked(const Program& program, char** word, char** end) {
+  const std::string question = *word++;
+  if (question == "__complete") {
+    writeCompletions(std::cout, program, std::vector<std::string>(word, end));
+    return true;
+  }
+  if (question != "__manual" || word == end) return false;
+  std::ifstream page(*word);
+  if (!page) throw std::runtime_error(std::string(*word) + " cannot be read");
+  writeManualPage(std::cout, program, page);
+  return true;
+}
+
 // A descriptor that we were started without would be given to the next thing opened, and our text would go there. In
 // its place stands one that gives nothing and takes nothing.
 void occupyStandardDescriptors() {
@@ -74,7 +92,9 @@ int run(int argc, char** argv) {
   EventLoop loop;
   static Output output;  // a callback of a cancelled request may still hold it while the program ends
   CommonOptions options;
-  ParsedCommandLine line = parseCommandLine(programWith(options), argc, argv);
+  const Program program = programWith(options);
+  if (argc > 1 && isAsked(program, argv + 1, argv + argc)) return static_cast<int>(ExitStatus::success);
+  ParsedCommandLine line = parseCommandLine(program, argc, argv);
   if (!line.wrong.empty()) {
     printRemark("qrbscm: " + line.wrong);
     return static_cast<int>(ExitStatus::wrongUsage);

@@ -13,7 +13,7 @@ foreach(service ${services})
   install(TARGETS ${service} RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR}/../${QRB_LIBEXEC_SUBDIRECTORY})
 endforeach()
 if(TARGET qrbscm)
-  add_dependencies(qrb-shipped qrbscm)
+  add_dependencies(qrb-shipped qrbscm qrb-manual)
   install(TARGETS qrbscm RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 

@@ -41,11 +41,6 @@ std::vector<std::string_view> OptionDeclaration::eachName() const {
   return each;
 }
 
-CommandDeclaration::CommandDeclaration(std::string_view commandName, std::string_view line, std::string_view more)
-    : name(commandName), summary(line), details(more) {
-  add("-h,--help", OptionDeclaration::Help(), "Show this help", OptionDeclaration::Value::none);
-}
-
 OptionDeclaration& CommandDeclaration::flag(std::string_view optionNames, bool& target, std::string_view line) {
   return add(optionNames, &target, line, OptionDeclaration::Value::none);
 }

@@ -69,7 +69,8 @@ struct OptionDeclaration {
 struct CommandDeclaration {
   using Run = std::function<ExitStatus(Session& session)>;
 
-  CommandDeclaration(std::string_view commandName, std::string_view line, std::string_view more = {});
+  CommandDeclaration(std::string_view commandName, std::string_view line, std::string_view more = {})
+      : name(commandName), summary(line), details(more) {}
 
   OptionDeclaration& flag(std::string_view optionNames, bool& target, std::string_view line);
   /// The target keeps its value where the option is not given.

@@ -4,8 +4,18 @@
 
 namespace host {
 
+namespace {
+
+// Actions have it from their command.
+void addHelpOption(CommandDeclaration& declaration) {
+  declaration.add("-h,--help", OptionDeclaration::Help(), "Show this help", OptionDeclaration::Value::none);
+}
+
+}  // namespace
+
 CommandDeclaration Program::declaration() const {
   CommandDeclaration declaration(name, summary, details);
+  addHelpOption(declaration);
   declaration.add("--version", OptionDeclaration::Version{version}, "Show the version", OptionDeclaration::Value::none);
   return declaration;
 }
@@ -17,6 +27,7 @@ const Command* Program::commandNamed(std::string_view word) const {
 
 CommandDeclaration Program::declarationOf(const Command& command) const {
   CommandDeclaration declaration(command.name, command.summary, command.details);
+  addHelpOption(declaration);
   addCommonOptions(declaration, command.lists);
   for (OptionDeclaration& option : declaration.options) option.isCommon = true;
   declaration.run = command.declare(declaration);
