@@ -12,6 +12,8 @@
 
 #include "Assertion.h"
 #include "Connection.h"
+#include "QRBSourceControlError.h"
+#include "QRBSourceControlForward.h"
 #include "QRBSourceControlMessage.h"
 #include "UnservedPrivate.h"
 
@@ -73,6 +75,27 @@ struct Route {
   void (*serve)(Server& server, const std::shared_ptr<Connection>& connection, const Connection::IncomingCall& call);
 };
 
+/// The error for a request that does not say what it is about, so that who serves it need not look; none where it does.
+/// A remote repository may be left out where it is not what the request is about, and so does not come first.
+template <class... A>
+Error lackOfSubject(const std::tuple<A...>& arguments) {
+  const String told("the request does not name it");
+  Error lack;
+  bool isFirst = true;
+  auto look = [&]<class T>(const T& argument) {
+    if constexpr (std::is_same_v<T, QRBSourceControlWorkingCopyPtr>) {
+      if (argument == nullptr) lack = QRBSourceControlError_WorkingCopyNotFound(told);
+    } else if constexpr (std::is_same_v<T, QRBSourceControlRepositoryPtr>) {
+      if (argument == nullptr) lack = QRBSourceControlError_RepositoryNotFound(told);
+    } else if constexpr (std::is_same_v<T, QRBSourceControlRemoteRepositoryPtr>) {
+      if (argument == nullptr && isFirst) lack = QRBSourceControlError_RemoteRepositoryNotFound(told);
+    }
+    isFirst = false;
+  };
+  std::apply([&](const A&... argument) { (look(argument), ...); }, arguments);
+  return lack;
+}
+
 template <class... A, class ReplyTypes>
 ReplyTypes replyTypesOf(const Message<Arguments<A...>, ReplyTypes>&);
 
@@ -85,6 +108,7 @@ constexpr Route<Server> route() {
             using MessageType = std::remove_cvref_t<decltype(message)>;
             auto arguments = readValues<typename MessageType::ArgumentTuple>(call.arguments);
             auto answering = std::make_shared<Answering>(connection, *call.identifier, message.selector);
+            if (const Error lack = lackOfSubject(arguments)) return answering->refuse(lack);
             auto completion = completionOf(answering, decltype(replyTypesOf(message)){});
             std::apply([&](const auto&... argument) { (server.*function)(argument..., std::move(completion)); },
                        arguments);
