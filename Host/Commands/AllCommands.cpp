@@ -32,6 +32,7 @@ extern const Command initCommand;
 extern const Command accountsCommand;
 extern const Command blueprintCommand;
 extern const Command workspaceCommand;
+extern const Command plugInCommand;
 
 std::span<const Command* const> allCommands() {
   static constexpr const Command* commands[] = {
@@ -39,7 +40,8 @@ std::span<const Command* const> allCommands() {
       &moveCommand,    &copyCommand,     &makeDirectoryCommand, &discardCommand,  &resolveCommand,   &commitCommand,
       &showCommand,    &diffCommand,     &blameCommand,         &exportCommand,   &switchCommand,    &mergeCommand,
       &branchCommand,  &branchesCommand, &tagCommand,           &remoteCommand,   &fetchCommand,     &pushCommand,
-      &updateCommand,  &cloneCommand,    &initCommand,          &accountsCommand, &blueprintCommand, &workspaceCommand};
+      &updateCommand,  &cloneCommand,    &initCommand,          &accountsCommand, &blueprintCommand, &workspaceCommand,
+      &plugInCommand};
   return commands;
 }
 

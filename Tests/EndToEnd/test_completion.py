@@ -73,7 +73,7 @@ class Completion(HostTest):
                                  ("branch", {"list", "add", "remove"}), ("remote", {"list", "add", "remove"}),
                                  ("blueprint", {"create", "show", "validate", "diff", "merge", "convert", "checkout",
                                                 "check-updates"}),
-                                 ("workspace", {"status", "log", "update", "compare"})]:
+                                 ("workspace", {"status", "log", "update", "compare"}), ("plug-in", {"check"})]:
             self.assertEqual(self.completed(command, ""), actions)
             for action in actions:
                 with self.subTest(command=command, action=action):
