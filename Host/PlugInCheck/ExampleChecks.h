@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Checks.h"
+
 namespace host {
 
 /// A plug-in that is asked by the library, as any host asks it, about an example that the user has named.
