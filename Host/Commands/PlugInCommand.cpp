@@ -64,7 +64,7 @@ extern const Command plugInCommand{
     "wrong\n"
     "with the reason and the section of the protocol, not served, or skipped. Of what changes anything it is only "
     "asked,\n"
-    "without arguments and in an empty folder, whether it serves that. Exit status 1: something is wrong.\n\n"
+    "about an empty folder, whether it serves that. Exit status 1: something is wrong.\n\n"
     "Examples:\n"
     "  qrbscm plug-in check ./org.example.Snap\n"
     "  qrbscm plug-in check ./org.example.Snap --working-copy ~/orchard    also status, history, blame, ...\n"

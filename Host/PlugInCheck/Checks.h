@@ -41,6 +41,13 @@ struct EmptyExample {
   QRBSourceControlRemoteRepositoryPtr remote;
 };
 
+/// The sections of the page that most checks are of.
+inline constexpr const char* kLifeSection = "A plug-in's life";
+inline constexpr const char* kMessagesSection = "Messages on the wire";
+inline constexpr const char* kRequestsSection = "Requests";
+/// Why a check that needs the answer is skipped.
+inline constexpr const char* kNoAnswer = "The listing was not answered.";
+
 /// The plug-in under check, and what the checks before have learnt of it. One thread at a time.
 struct PlugInUnderCheck {
   std::filesystem::path file;

@@ -23,9 +23,9 @@ namespace {
 namespace Callback = QRBSourceControlPlugInCallbackProtocol;
 using Fault = PlugInAnswer::Fault;
 
-constexpr std::uint64_t kRequest = 0;
-constexpr std::uint64_t kResponse = 1;
-constexpr std::uint64_t kNotification = 2;
+constexpr std::uint64_t kRequestKind = 0;
+constexpr std::uint64_t kResponseKind = 1;
+constexpr std::uint64_t kNotificationKind = 2;
 
 // What is kept of a standard error that nobody may ever end.
 constexpr std::size_t kMostWords = std::size_t{64} << 10;
@@ -33,7 +33,7 @@ constexpr std::size_t kMostShown = 40;
 // More than a socket holds.
 constexpr int kMostPieces = 64;
 
-std::string shown(std::string_view bytes) {
+std::string excerptOf(std::string_view bytes) {
   std::string text;
   for (unsigned char byte : bytes.substr(0, kMostShown)) {
     constexpr char kDigits[] = "0123456789abcdef";
@@ -120,7 +120,7 @@ std::string Conversation::request(std::uint32_t identifier, std::string_view met
   std::string bytes;
   qrb::ArchiveWriter writer(bytes, _writerTables);
   writer.writeArrayHeader(4);
-  writer.writeUnsigned(kRequest);
+  writer.writeUnsigned(kRequestKind);
   writer.writeUnsigned(identifier);
   writer.writeString(method);
   arguments(writer);
@@ -131,7 +131,7 @@ void Conversation::sendFinished() {
   std::string bytes;
   qrb::ArchiveWriter writer(bytes, _writerTables);
   writer.writeArrayHeader(3);
-  writer.writeUnsigned(kNotification);
+  writer.writeUnsigned(kNotificationKind);
   writer.writeString(QRBSourceControlPlugInProtocol::operationsFinished.selector);
   writer.writeArrayHeader(0);
   send(bytes);
@@ -218,14 +218,14 @@ std::optional<std::string> Conversation::takeMessage(PlugInAnswer& answer) {
   if (rest.empty()) return std::nullopt;
   const qrb::MessageScanner::Outcome outcome = _scanner.scan(rest);
   if (outcome == qrb::MessageScanner::Outcome::refused) {
-    answer =
-        failed(Fault::noMessage, "It sent " + shown(rest) + ", which is no message: " + std::string(_scanner.reason()) +
-                                     ", at byte " + std::to_string(_scanner.length()) + ".");
+    answer = failed(Fault::noMessage, "It sent " + excerptOf(rest) +
+                                          ", which is no message: " + std::string(_scanner.reason()) + ", at byte " +
+                                          std::to_string(_scanner.length()) + ".");
     return std::nullopt;
   }
   const auto first = static_cast<unsigned char>(rest.front());
   if ((first & 0xf0) != 0x90 && first != 0xdc && first != 0xdd) {
-    answer = failed(Fault::noMessage, "It sent " + shown(rest) + ", which is no message: each is an array.");
+    answer = failed(Fault::noMessage, "It sent " + excerptOf(rest) + ", which is no message: each is an array.");
     return std::nullopt;
   }
   if (outcome == qrb::MessageScanner::Outcome::incomplete) return std::nullopt;
@@ -271,13 +271,13 @@ bool Conversation::handle(std::string bytes, std::uint32_t identifier, std::stri
     answer.message = qrb::ArchiveMessage::parse(std::move(bytes), _readerTables);
     const qrb::ArchiveNode root = answer.message->root();
     const std::uint64_t kind = root.element(0).unsignedInteger();
-    if (kind == kNotification) {
+    if (kind == kNotificationKind) {
       handleCallback(root);
       _readerTables.retire(answer.message);
       return false;
     }
-    if (kind == kRequest) throw qrb::ArchiveError("a request, which a plug-in never sends");
-    if (kind != kResponse) throw qrb::ArchiveError("a message of no known kind");
+    if (kind == kRequestKind) throw qrb::ArchiveError("a request, which a plug-in never sends");
+    if (kind != kResponseKind) throw qrb::ArchiveError("a message of no known kind");
     if (root.count() != 4) throw qrb::ArchiveError("a response of the wrong length");
     const std::uint64_t answered = root.element(1).unsignedInteger();
     if (answered != identifier) {
@@ -339,7 +339,7 @@ PlugInAnswer Conversation::rest() {
   while (std::optional<std::string> bytes = takeMessage(answer)) {
     try {
       const auto message = qrb::ArchiveMessage::parse(std::move(*bytes), _readerTables);
-      if (message->root().element(0).unsignedInteger() == kNotification) continue;
+      if (message->root().element(0).unsignedInteger() == kNotificationKind) continue;
       return failed(Fault::wrongMessage, "After its answer it sent another message that is no callback.");
     } catch (const qrb::ArchiveError& refusal) {
       return failed(Fault::wrongMessage, "After its answer it sent what is not understood: " + refusal.description());

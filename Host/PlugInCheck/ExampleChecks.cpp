@@ -23,9 +23,8 @@ using Branches = std::vector<QRBSourceControlBranchPtr>;
 using Location = QRBSourceControlRevisionLocationPtr;
 using Revision = QRBSourceControlRevisionPtr;
 
-constexpr const char* kRequests = "Requests";
-constexpr const char* kHistory = "History requests";
-constexpr const char* kCallbacks = "Callbacks";
+constexpr const char* kHistorySection = "History requests";
+constexpr const char* kCallbacksSection = "Callbacks";
 constexpr std::int64_t kMostItems = 100;
 constexpr std::int64_t kLastProgressStatus = 4;
 
@@ -405,7 +404,7 @@ Verdict checkRoot(PlugInAtWork& work) {
 }
 
 constexpr ExampleCheck kWorkingCopyChecks[] = {
-    {{"scan", kRequests,
+    {{"scan", kRequestsSection,
       "Among folders that hold such a name it finds the working copies of its own, each with its "
       "repository (4, 5)."},
      checkScan},
@@ -413,30 +412,34 @@ constexpr ExampleCheck kWorkingCopyChecks[] = {
       "It reports paths relative to the root with bits that have a meaning, and remote ones only where asked (6)."},
      checkStatus},
     {{"remote-status", "Status bits", "The same with remote statuses (6)."}, checkRemoteStatus},
-    {{"location", kRequests, "It tells where the working copy is (23)."}, checkLocation},
-    {{"base-revision", kRequests, "It tells what the working copy is based on (25)."}, checkBaseRevision},
-    {{"repository-identifier", kRequests, "It tells what the repository is known by (27)."}, checkRepositoryIdentifier},
-    {{"history", kHistory, "The reply holds all items, those that were streamed too, and no more than asked for (22)."},
+    {{"location", kRequestsSection, "It tells where the working copy is (23)."}, checkLocation},
+    {{"base-revision", kRequestsSection, "It tells what the working copy is based on (25)."}, checkBaseRevision},
+    {{"repository-identifier", kRequestsSection, "It tells what the repository is known by (27)."},
+     checkRepositoryIdentifier},
+    {{"history", kHistorySection,
+      "The reply holds all items, those that were streamed too, and no more than asked for (22)."},
      checkHistory},
-    {{"one-item", kHistory, "A maximum of 1 brings one item (22)."}, checkOneItem},
-    {{"file-history", kHistory, "The same of a file (19)."}, checkFileHistory},
-    {{"blame", kRequests, "Line ranges together cover the file, each with its log item (18)."}, checkBlame},
-    {{"export", kRequests, "The file is written into the directory under its own name (16)."}, checkExport},
-    {{"head-revision", kRequests, "It tells the newest revision (28)."}, checkHead},
-    {{"revision-of-location", kRequests, "It tells the revision that a location stands for (29)."},
+    {{"one-item", kHistorySection, "A maximum of 1 brings one item (22)."}, checkOneItem},
+    {{"file-history", kHistorySection, "The same of a file (19)."}, checkFileHistory},
+    {{"blame", kRequestsSection, "Line ranges together cover the file, each with its log item (18)."}, checkBlame},
+    {{"export", kRequestsSection, "The file is written into the directory under its own name (16)."}, checkExport},
+    {{"head-revision", kRequestsSection, "It tells the newest revision (28)."}, checkHead},
+    {{"revision-of-location", kRequestsSection, "It tells the revision that a location stands for (29)."},
      checkRevisionOfLocation},
-    {{"branches", kRequests, "It lists branches by their names (31)."}, checkBranches},
-    {{"remote-branches", kRequests, "It lists those of remotes (32)."}, checkRemoteBranches},
-    {{"remotes", kRequests, "It lists remotes, each with its address (38)."}, checkRemotes},
-    {{"tags", kRequests, "It lists tags, where additionalRequests say so."}, checkTags},
-    {{"differences", kRequests, "It compares two states, in the layout that hosts show (37)."}, checkDifferences},
+    {{"branches", kRequestsSection, "It lists branches by their names (31)."}, checkBranches},
+    {{"remote-branches", kRequestsSection, "It lists those of remotes (32)."}, checkRemoteBranches},
+    {{"remotes", kRequestsSection, "It lists remotes, each with its address (38)."}, checkRemotes},
+    {{"tags", kRequestsSection, "It lists tags, where additionalRequests say so."}, checkTags},
+    {{"differences", kRequestsSection, "It compares two states, in the layout that hosts show (37)."},
+     checkDifferences},
 };
 
 constexpr ExampleCheck kAddressChecks[] = {
     {{"address-hints", "Classes", "URLHintStrings suggest the system for addresses."}, checkHint},
-    {{"keychain-name", kRequests, "It names the credentials of an address (3)."}, checkKeychainName},
-    {{"validation", kRequests, "It says whether the server lets in who asks (47)."}, checkValidation},
-    {{"root-address", kRequests, "It finds the root of the repository that an address points into (44)."}, checkRoot},
+    {{"keychain-name", kRequestsSection, "It names the credentials of an address (3)."}, checkKeychainName},
+    {{"validation", kRequestsSection, "It says whether the server lets in who asks (47)."}, checkValidation},
+    {{"root-address", kRequestsSection, "It finds the root of the repository that an address points into (44)."},
+     checkRoot},
 };
 
 }  // namespace
@@ -450,7 +453,7 @@ std::span<const ExampleCheck> addressChecks() {
 }
 
 extern const CheckText callbacksCheck{
-    "callbacks", kCallbacks,
+    "callbacks", kCallbacksSection,
     "Callbacks carry the progress identifier of the request, a known status, and a fraction from 0 to 1."};
 
 Verdict checkCallbacks(PlugInUnderCheck& plugIn, const QRBSourceControlWorkingCopyPtr& workingCopy) {

@@ -16,12 +16,9 @@ namespace {
 namespace Protocol = QRBSourceControlPlugInProtocol;
 using Fault = PlugInAnswer::Fault;
 
-constexpr std::uint32_t kFirst = 1;
-constexpr std::uint32_t kLargest = 0xffffffff;
-constexpr const char* kLife = "A plug-in's life";
-constexpr const char* kMessages = "Messages on the wire";
-constexpr const char* kSystem = "Classes";
-constexpr const char* kNoAnswer = "The listing was not answered.";
+constexpr std::uint32_t kUsualIdentifier = 1;
+constexpr std::uint32_t kLargestIdentifier = 0xffffffff;
+constexpr const char* kClassesSection = "Classes";
 constexpr const char* kNoSystem = "There is no descriptor to look at.";
 
 constexpr QRBSourceControlAuthenticationTypes kAuthenticationTypes = QRBSourceControlAuthenticationTypeAnonymous |
@@ -96,10 +93,10 @@ Verdict checkOnce(PlugInUnderCheck& plugIn) {
   return listing.rest.fault == Fault::wrongMessage ? Verdict::wrong(listing.rest.problem) : Verdict::ok();
 }
 
-Verdict checkLargestIdentifier(PlugInUnderCheck& plugIn) {
+Verdict checkLargestIdentifierIdentifier(PlugInUnderCheck& plugIn) {
   if (!plugIn.asked().answer) return Verdict::skipped(kNoAnswer);
   Conversation conversation(plugIn.setting);
-  return Verdict::of(askListing(conversation, kLargest));
+  return Verdict::of(askListing(conversation, kLargestIdentifier));
 }
 
 Verdict checkDescriptor(PlugInUnderCheck& plugIn) {
@@ -181,7 +178,8 @@ Verdict checkEndBeforeRequest(PlugInUnderCheck& plugIn) {
 Verdict checkEndInRequest(PlugInUnderCheck& plugIn) {
   if (plugIn.asked().answer.fault == Fault::notStarted) return Verdict::skipped("It does not start.");
   Conversation conversation(plugIn.setting);
-  const std::string request = conversation.request(kFirst, Protocol::sourceControlSystem.selector, argumentsOf());
+  const std::string request =
+      conversation.request(kUsualIdentifier, Protocol::sourceControlSystem.selector, argumentsOf());
   conversation.send(std::string_view(request).substr(0, request.size() / 2));
   return endWith(conversation);
 }
@@ -189,43 +187,47 @@ Verdict checkEndInRequest(PlugInUnderCheck& plugIn) {
 Verdict checkEndAfterAnswer(PlugInUnderCheck& plugIn) {
   if (!plugIn.asked().answer) return Verdict::skipped(kNoAnswer);
   Conversation conversation(plugIn.setting);
-  const PlugInAnswer answer = askListing(conversation, kFirst);
+  const PlugInAnswer answer = askListing(conversation, kUsualIdentifier);
   return answer ? endWith(conversation) : Verdict::of(answer);
 }
 
 constexpr RawCheck kLifeChecks[] = {
-    {{"file", kLife, "It is an executable file."}, checkFile},
-    {{"name", kLife,
+    {{"file", kLifeSection, "It is an executable file."}, checkFile},
+    {{"name", kLifeSection,
       "The file's name has the form of an identifier: three or more parts between dots, of letters, digits, hyphens "
       "and underscores."},
      checkName},
-    {{"owner", kLife, "The file belongs to you or to root, and nobody else may write to it."}, checkOwner},
-    {{"start", kLife, "It can be launched; a script has an interpreter line."}, checkStart},
-    {{"listing", kLife, "It answers the listing within the time limit."}, checkListing},
-    {{"messages", kLife,
+    {{"owner", kLifeSection, "The file belongs to you or to root, and nobody else may write to it."}, checkOwner},
+    {{"start", kLifeSection, "It can be launched; a script has an interpreter line."}, checkStart},
+    {{"listing", kLifeSection, "It answers the listing within the time limit."}, checkListing},
+    {{"messages", kLifeSection,
       "Nothing but messages goes to the connection; descriptor 1 is the connection, so a stray print breaks it."},
      checkMessages},
-    {{"response", kMessages,
+    {{"response", kMessagesSection,
       "A response is [1, id, error, result] with the id as it came, an error that is nil or a map, and an array of the "
       "reply values."},
      checkResponse},
-    {{"one-answer", kLife, "It answers the request exactly once."}, checkOnce},
-    {{"largest-id", kMessages, "The id is an unsigned integer below 2^32 and given back as it came."},
-     checkLargestIdentifier},
-    {{"descriptor", kSystem, "The answer to the listing is a System, and each of its keys has its type."},
+    {{"one-answer", kLifeSection, "It answers the request exactly once."}, checkOnce},
+    {{"largest-id", kMessagesSection, "The id is an unsigned integer below 2^32 and given back as it came."},
+     checkLargestIdentifierIdentifier},
+    {{"descriptor", kClassesSection, "The answer to the listing is a System, and each of its keys has its type."},
      checkDescriptor},
-    {{"identifier", kSystem, "plugInIdentifier is the name of the executable."}, checkIdentifier},
-    {{"shown-names", kSystem, "name and version are there to be shown to users."}, checkNames},
-    {{"folder-name", kSystem, "workingCopyFolderIdentifier is the name of a folder, or absent."}, checkFolderName},
-    {{"authentication", kSystem,
+    {{"identifier", kClassesSection, "plugInIdentifier is the name of the executable."}, checkIdentifier},
+    {{"shown-names", kClassesSection, "name and version are there to be shown to users."}, checkNames},
+    {{"folder-name", kClassesSection, "workingCopyFolderIdentifier is the name of a folder, or absent."},
+     checkFolderName},
+    {{"authentication", kClassesSection,
       "supportedAuthenticationTypes is a sum of 1 anonymous, 2 user and password, 4 SSH keys."},
      checkAuthentication},
-    {{"additional-requests", kSystem, "additionalRequests lists requests that were added later, and no others."},
+    {{"additional-requests", kClassesSection,
+      "additionalRequests lists requests that were added later, and no others."},
      checkAdditional},
-    {{"finished", kLife, "At operationsFinished it exits with status 0 at once."}, checkFinished},
-    {{"end-before-request", kLife, "At the end of the stream it exits, before any request."}, checkEndBeforeRequest},
-    {{"end-in-request", kLife, "At the end of the stream it exits, in the middle of a request."}, checkEndInRequest},
-    {{"end-after-answer", kLife, "At the end of the stream it exits, after its answer."}, checkEndAfterAnswer},
+    {{"finished", kLifeSection, "At operationsFinished it exits with status 0 at once."}, checkFinished},
+    {{"end-before-request", kLifeSection, "At the end of the stream it exits, before any request."},
+     checkEndBeforeRequest},
+    {{"end-in-request", kLifeSection, "At the end of the stream it exits, in the middle of a request."},
+     checkEndInRequest},
+    {{"end-after-answer", kLifeSection, "At the end of the stream it exits, after its answer."}, checkEndAfterAnswer},
 };
 
 }  // namespace
@@ -242,7 +244,7 @@ const PlugInUnderCheck::Listing& PlugInUnderCheck::asked() {
   if (listing) return *listing;
   listing.emplace();
   Conversation conversation(setting);
-  listing->answer = askListing(conversation, kFirst);
+  listing->answer = askListing(conversation, kUsualIdentifier);
   if (listing->answer && !listing->answer.error) {
     if (auto values = listing->answer.values<std::tuple<QRBSourceControlSystemPtr>>(listing->undecodable)) {
       listing->system = std::get<0>(*values);

@@ -10,11 +10,8 @@ namespace Protocol = QRBSourceControlPlugInProtocol;
 using Fault = PlugInAnswer::Fault;
 using Encoder = Conversation::Encoder;
 
-constexpr std::uint32_t kRequest = 1;
-constexpr const char* kLife = "A plug-in's life";
-constexpr const char* kMessages = "Messages on the wire";
+constexpr std::uint32_t kMannersIdentifier = 1;
 constexpr const char* kUnknownMethod = "aRequestThatNobodyKnows:completionBlock:";
-constexpr const char* kNoAnswer = "The listing was not answered.";
 
 std::string codeOf(const PlugInAnswer& answer) {
   return answer.error
@@ -25,7 +22,7 @@ std::string codeOf(const PlugInAnswer& answer) {
 Verdict checkUnknownRequest(PlugInUnderCheck& plugIn) {
   if (!plugIn.asked().answer) return Verdict::skipped(kNoAnswer);
   Conversation conversation(plugIn.setting);
-  const PlugInAnswer answer = conversation.ask(kRequest, kUnknownMethod, argumentsOf());
+  const PlugInAnswer answer = conversation.ask(kMannersIdentifier, kUnknownMethod, argumentsOf());
   if (answer.isUnserved()) return Verdict::ok();
   plugIn.hidesUnserved = true;
   return answer ? Verdict::wrong("It answered with " + codeOf(answer) + ".") : Verdict::of(answer);
@@ -34,7 +31,7 @@ Verdict checkUnknownRequest(PlugInUnderCheck& plugIn) {
 Verdict checkMoreArguments(PlugInUnderCheck& plugIn) {
   if (!plugIn.asked().answer) return Verdict::skipped(kNoAnswer);
   Conversation conversation(plugIn.setting);
-  return Verdict::of(conversation.ask(kRequest, Protocol::sourceControlSystem.selector,
+  return Verdict::of(conversation.ask(kMannersIdentifier, Protocol::sourceControlSystem.selector,
                                       argumentsOf(qrb::String("of a later version"), std::int64_t{7})));
 }
 
@@ -69,8 +66,8 @@ Verdict askEachServed(PlugInUnderCheck& plugIn, Done done,
     if (!plugIn.served.contains(request.method)) continue;
     isAny = true;
     Conversation conversation(plugIn.setting);
-    const PlugInAnswer answer =
-        conversation.ask(kRequest, request.method, [&](qrb::ArchiveWriter& writer) { arguments(writer, request); });
+    const PlugInAnswer answer = conversation.ask(kMannersIdentifier, request.method,
+                                                 [&](qrb::ArchiveWriter& writer) { arguments(writer, request); });
     if (answer.exitedWithFailure()) continue;
     if (!answer) return Verdict::of(answer);
     if (!answer.error && done == Done::isWrong) {
@@ -132,10 +129,10 @@ Verdict checkUnknownKeys(PlugInUnderCheck& plugIn) {
   if (!plugIn.served.contains(kMethod)) return Verdict::skipped("It does not serve the status.");
   const QRBSourceControlWorkingCopyPtr workingCopy = plugIn.emptyExample().workingCopy;
   Conversation known(plugIn.setting);
-  const PlugInAnswer usual = known.ask(kRequest, kMethod, argumentsOf(workingCopy, false));
+  const PlugInAnswer usual = known.ask(kMannersIdentifier, kMethod, argumentsOf(workingCopy, false));
   if (!usual) return Verdict::of(usual);
   Conversation unknown(plugIn.setting);
-  const PlugInAnswer answer = unknown.ask(kRequest, kMethod, [&](qrb::ArchiveWriter& writer) {
+  const PlugInAnswer answer = unknown.ask(kMannersIdentifier, kMethod, [&](qrb::ArchiveWriter& writer) {
     writer.writeArrayHeader(2);
     writeWithUnknownKeys(writer, workingCopy);
     writer.writeBool(false);
@@ -146,18 +143,18 @@ Verdict checkUnknownKeys(PlugInUnderCheck& plugIn) {
 }
 
 constexpr RawCheck kMannersChecks[] = {
-    {{"unknown-request", kLife,
+    {{"unknown-request", kLifeSection,
       "A request that it does not serve, whatever its method, it answers with the error -700."},
      checkUnknownRequest},
-    {{"more-arguments", kMessages, "What follows the last known argument is passed over."}, checkMoreArguments},
-    {{"not-understood", kLife,
+    {{"more-arguments", kMessagesSection, "What follows the last known argument is passed over."}, checkMoreArguments},
+    {{"not-understood", kLifeSection,
       "On anything else that it does not understand it writes a line to descriptor 2 and exits with a non-zero "
       "status."},
      checkNotUnderstood},
 };
 
 constexpr RawCheck kArgumentChecks[] = {
-    {{"missing-arguments", kMessages, "A missing argument is the type's absent value: it answers, or exits."},
+    {{"missing-arguments", kMessagesSection, "A missing argument is the type's absent value: it answers, or exits."},
      checkNoArguments},
     {{"wrong-types", "Values",
       "A value of another type than its place admits it refuses: by an error, or by exiting with a non-zero status."},

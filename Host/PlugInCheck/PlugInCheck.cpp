@@ -24,10 +24,10 @@ namespace host {
 
 namespace {
 
-using Result = Verdict::Result;
+using CheckResult = Verdict::Result;
 
 /// The user's wish to stop, for those who wait for descriptors.
-class Stop final : public QRBSourceControlCancellable {
+class CheckStop final : public QRBSourceControlCancellable {
  public:
   void cancel() override {
     _wasAsked = true;
@@ -54,14 +54,14 @@ constexpr std::array<ResultWord, 4> kResultWords = {
     {{"ok", Style::green}, {"wrong", Style::red}, {"not served", Style::dim}, {"skipped", Style::dim}}};
 constexpr std::size_t kWordWidth = 12;
 
-const ResultWord& wordOf(Result result) {
+const ResultWord& wordOf(CheckResult result) {
   return kResultWords[static_cast<std::size_t>(result)];
 }
 
 /// Prints what came of each check as soon as it is known.
-class Report {
+class CheckReport {
  public:
-  explicit Report(Session& session) : _session(session), _array(session.output()) {}
+  explicit CheckReport(Session& session) : _session(session), _array(session.output()) {}
 
   void add(const CheckText& check, const Verdict& verdict) {
     ++_counts[static_cast<std::size_t>(verdict.result)];
@@ -79,7 +79,7 @@ class Report {
       }
       _session.output().write(displayText(identifier) + ":" + counts + "\n");
     }
-    return _counts[static_cast<std::size_t>(Result::wrong)] == 0 ? ExitStatus::success : ExitStatus::failed;
+    return _counts[static_cast<std::size_t>(CheckResult::wrong)] == 0 ? ExitStatus::success : ExitStatus::failed;
   }
   /// There will be no more.
   void abandon() { _array.finishIfBegun(); }
@@ -103,7 +103,7 @@ class Report {
     std::ranges::replace(detail, '\n', ' ');
     output.write(word.style, word.word);
     output.write(std::string(kWordWidth - std::strlen(word.word), ' ') + check.name);
-    if (verdict.result == Result::wrong) {
+    if (verdict.result == CheckResult::wrong) {
       output.write(": " + detail + " [" + check.section + demand + "]\n");
     } else {
       output.write(demand + (detail.empty() ? "" : " (" + detail + ")") + "\n");
@@ -116,9 +116,9 @@ class Report {
 };
 
 /// One run over all checks.
-class Run {
+class CheckRun {
  public:
-  Run(Session& session, const PlugInCheckOptions& options, const std::filesystem::path& emptyFolder)
+  CheckRun(Session& session, const PlugInCheckOptions& options, const std::filesystem::path& emptyFolder)
       : _session(session), _options(options), _report(session) {
     _plugIn.file = options.plugIn;
     _plugIn.identifier = options.plugIn.filename().native();
@@ -161,7 +161,7 @@ class Run {
   bool runProbes() {
     for (const RequestProbe& request : requestProbes()) {
       const std::string method(request.method);
-      const CheckText check{method.c_str(), "Requests", ""};
+      const CheckText check{method.c_str(), kRequestsSection, ""};
       if (!aside(check, [&] { return probe(_plugIn, request); })) return false;
     }
     return true;
@@ -194,8 +194,8 @@ class Run {
 
   Session& _session;
   const PlugInCheckOptions& _options;
-  const std::shared_ptr<Stop> _stop = std::make_shared<Stop>();
-  Report _report;
+  const std::shared_ptr<CheckStop> _stop = std::make_shared<CheckStop>();
+  CheckReport _report;
   PlugInUnderCheck _plugIn;
 };
 
@@ -210,7 +210,7 @@ ExitStatus checkPlugIn(Session& session, const PlugInCheckOptions& options) {
   // Where another of its name cannot come before it.
   qrb::ServiceDirectories::unregisterAll();
   qrb::ServiceDirectories::registerDirectory(options.plugIn.parent_path().native());
-  return Run(session, options, folder.path()).run();
+  return CheckRun(session, options, folder.path()).run();
 }
 
 }  // namespace host

@@ -21,7 +21,7 @@ struct PlugInCheckOptions {
 };
 
 /// Holds a plug-in against Documentation/protocol.md, and prints what holds and what does not. Fails where something
-/// does not. What changes anything is asked without arguments only, in an empty folder.
+/// does not. What changes anything is asked about an empty folder only.
 ExitStatus checkPlugIn(Session& session, const PlugInCheckOptions& options);
 
 }  // namespace host
