@@ -55,6 +55,7 @@ FAULTS = [
     [([("os.dup2(2, 1)", 'print("found: git", flush=True)')], {"messages": '"found: git'})],
     [([("[1, message[1], *answer]", "[1, 7, *answer]")], {"response": "a response with the id 7 to the request with the id 1"})],
     [([("[1, message[1], *answer]", "[1, message[1], answer[0], 5]")], {"response": "an array of the reply values was expected"})],
+    [([at(LISTING, 'connection.sendall(pack([2, "more", []]))')], {"response": 'the call "more": no host serves it'})],
     [([('"version": "1.0"', '"version": 1')],
       {"descriptor": r'key "version": a string was expected, and an integer found, at byte \d+ of'})],
     [([at("message[2] not in REQUESTS", "assert False")], {"unknown-request": r"exit code 1\).*AssertionError"})],
@@ -215,9 +216,10 @@ class PlugIns(HostTest):
         finally:
             os.close(plug_in)
 
-    def checked(self, *arguments, path=None):
+    def checked(self, *arguments, path=None, **options):
         """What the check says: its exit status, and its entries by their names."""
-        result = self.run_host("plug-in", "check", "--json", path or os.path.join(self.folder, "plug-ins", NAME), *arguments)
+        path = path or os.path.join(self.folder, "plug-ins", NAME)
+        result = self.run_host("plug-in", "check", "--json", path, *arguments, **options)
         return result.returncode, {each["check"]: each for each in json.loads(result.stdout.decode())}
 
     def test_the_check_finds_nothing_wrong_where_nothing_is(self):
@@ -234,7 +236,9 @@ class PlugIns(HostTest):
             self.assertEqual(len(answered), served, answered)
             self.assertEqual([name for name in ("status", "history", "blame", "callbacks") if name in checks and
                               checks[name]["result"] != "ok"], [])
-        self.assertTrue(os.path.isdir(repository))
+        # Where a tool that looks above its folder would find a working copy, it is not asked for what changes one.
+        _, checks = self.checked(path=SHIPPED, environment={**self.environment, "TMPDIR": repository})
+        self.assertEqual({each["result"] for name, each in checks.items() if ":" in name}, {"skipped"})
         self.assertEqual(self.git(repository, "status", "--porcelain"), b"")
 
     def test_the_check_names_each_fault(self):
