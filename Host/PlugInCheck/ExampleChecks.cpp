@@ -430,8 +430,7 @@ constexpr ExampleCheck kWorkingCopyChecks[] = {
     {{"remote-branches", kRequestsSection, "It lists those of remotes (32)."}, checkRemoteBranches},
     {{"remotes", kRequestsSection, "It lists remotes, each with its address (38)."}, checkRemotes},
     {{"tags", kRequestsSection, "It lists tags, where additionalRequests say so."}, checkTags},
-    {{"differences", kRequestsSection, "It compares two states, in the layout that hosts show (37)."},
-     checkDifferences},
+    {{"differences", "Differences", "It compares two states, in the layout that hosts show (37)."}, checkDifferences},
 };
 
 constexpr ExampleCheck kAddressChecks[] = {

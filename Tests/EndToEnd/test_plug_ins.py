@@ -16,6 +16,10 @@ EXAMPLE = os.path.join(os.path.dirname(os.path.abspath(__file__)),
                        "../../Examples/python-plug-in/org.qrb.Orlix.sourcecontrol.Git")
 SHIPPED = os.path.join(os.path.dirname(HOST), "../libexec/qrbsourcecontrol/org.qrb.Orlix.sourcecontrol.Git")
 
+PAGE = os.path.join(os.path.dirname(EXAMPLE), "../../Documentation/protocol.md")
+
+with open(PAGE, encoding="utf-8") as file:
+    SECTIONS = set(re.findall("^##+ (.*)$", file.read(), re.MULTILINE))
 with open(EXAMPLE, encoding="ascii") as file:
     PLUG_IN = file.read()
 # Isolated, and so begun sooner: whatever the check finds, it starts the program many times.
@@ -232,6 +236,7 @@ class PlugIns(HostTest):
             status, checks = self.checked(*arguments, path=path)
             self.assertEqual([each for each in checks.values() if each["result"] == "wrong"], [])
             self.assertEqual(status, 0)
+            self.assertLessEqual({each["section"] for each in checks.values()}, SECTIONS)
             answered = [name for name, each in checks.items() if ":" in name and each["result"] == "ok"]
             self.assertEqual(len(answered), served, answered)
             self.assertEqual([name for name in ("status", "history", "blame", "callbacks") if name in checks and
