@@ -12,7 +12,7 @@ void addChange(std::string& result, const GitChange& change) {
   result.append(change.path).append(1, '\0').append(change.originalPath).append(1, '\0');
 }
 
-std::string outcome(const std::string& result, bool isWhole, const std::optional<GitParseError>& error) {
+std::string outcome(const std::string& result, bool isWhole, const std::optional<qrb::ParseError>& error) {
   if (isWhole == error.has_value()) std::abort();
   return isWhole ? result : result + error->what + std::to_string(error->offset);
 }

@@ -85,6 +85,33 @@ function(qrb_link_objects target)
   target_link_libraries(${target} PRIVATE ${subsystems} qrb-settings qrb-dependencies qrb-dependencies-host)
 endfunction()
 
+# qrb_rooms(<library> DEPENDS <target>...): a library of several rooms, which need what it depends on. It has no code of its
+# own; who links it gets the objects of each room.
+function(qrb_rooms library)
+  cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
+  add_library(${library} INTERFACE)
+  set_property(TARGET ${library} PROPERTY QRB_DEPENDENCIES "${ARG_DEPENDS}")
+endfunction()
+
+# qrb_room(<library> <folder> DEPENDS <folder>...): the sources of one folder, compiled with its own headers and those of
+# the rooms that it names and they in turn, so an include of any other does not compile. A program's main stays out.
+function(qrb_room library folder)
+  cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
+  string(TOLOWER ${library}-${folder} room)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
+  list(FILTER sources EXCLUDE REGEX "/main\\.cpp$")
+  add_library(${room} OBJECT ${sources})
+  target_include_directories(${room} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/${folder})
+  get_property(dependencies TARGET ${library} PROPERTY QRB_DEPENDENCIES)
+  target_link_libraries(${room} PUBLIC ${dependencies} PRIVATE qrb-settings)
+  foreach(dependency ${ARG_DEPENDS})
+    string(TOLOWER ${library}-${dependency} dependency)
+    target_link_libraries(${room} PUBLIC ${dependency})
+  endforeach()
+  target_link_libraries(${library} INTERFACE ${room})
+  target_sources(${library} INTERFACE $<TARGET_OBJECTS:${room}>)
+endfunction()
+
 # qrb_service(<target> <identifier suffix>): a plug-in or helper service, built under the name it is launched by.
 # Statically linked as far as it goes: a service starts once per request.
 set(QRB_VENDOR_PREFIX "org.qrb")

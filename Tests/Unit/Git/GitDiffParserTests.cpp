@@ -12,7 +12,7 @@ namespace {
 
 struct ReadDiff {
   std::vector<GitDiffFile> files;
-  std::optional<GitParseError> error;
+  std::optional<qrb::ParseError> error;
 };
 
 ReadDiff readDiff(const std::vector<std::string_view>& pieces) {

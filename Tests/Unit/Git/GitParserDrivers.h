@@ -52,7 +52,7 @@ struct ReadBranch {
 template <class Value>
 struct Reading {
   std::vector<Value> values;
-  std::optional<GitParseError> error;
+  std::optional<qrb::ParseError> error;
 };
 
 inline Reading<ReadStatus> readStatus(const std::vector<std::string_view>& pieces) {
