@@ -202,9 +202,9 @@ TEST(ProtocolPage, ListsEveryArchiveKeyOfTheModel) {
   std::string section = between(fileText("Documentation/protocol.md"), "## Classes", "## Worked examples");
   std::regex encoded("coder\\.encode\\w*\\(\\s*\"(\\w+)\"");
   int count = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(QRB_SOURCE_FOLDER "/Framework/Model")) {
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(QRB_SOURCE_FOLDER "/Framework/Model")) {
     if (entry.path().extension() != ".cpp") continue;
-    std::string source = fileText("Framework/Model/" + entry.path().filename().string());
+    std::string source = fileText(std::filesystem::relative(entry.path(), QRB_SOURCE_FOLDER).string());
     for (std::sregex_iterator match(source.begin(), source.end(), encoded), end; match != end; ++match, ++count) {
       EXPECT_THAT(section, testing::HasSubstr("`" + (*match)[1].str() + "`")) << entry.path();
     }
