@@ -1,5 +1,4 @@
 #include <strings.h>
-#include <sys/socket.h>
 
 #include <algorithm>
 #include <chrono>
@@ -30,29 +29,6 @@ bool isInMetadata(const std::string& target) {
   });
 }
 
-/// What the guard says next, without the end of the line; what came of it where it ended.
-std::string readAnswer(const FileDescriptor& connection) {
-  std::string answer;
-  for (char byte = 0;;) {
-    const ssize_t got = ::recv(connection.get(), &byte, 1, 0);
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0 || byte == '\n') return answer;
-    answer.push_back(byte);
-  }
-}
-
-void order(const FileDescriptor& connection, const std::string& line) {
-  const std::string text = line + "\n";
-  // Where it is gone there is nobody to be told, and its end is seen next.
-  while (::send(connection.get(), text.data(), text.size(), MSG_NOSIGNAL) < 0 && errno == EINTR) {
-  }
-}
-
-void awaitEnd(const FileDescriptor& connection) {
-  char byte = 0;
-  for (ssize_t got = 1; got > 0 || (got < 0 && errno == EINTR);) got = ::recv(connection.get(), &byte, 1, 0);
-}
-
 /// Nobody cuts short what may be much to remove.
 void letGo(Process process) {
   ProcessReaper::GracePeriods grace;
@@ -77,48 +53,44 @@ Error WorkingCopyGuard::begin(const QRBSourceControlSystemPtr& system, pid_t pro
   if (isInMetadata(path)) {
     return unusable("It would lie where working copies keep their metadata, which no repository may write.");
   }
-  LaunchOptions options;
-  options.path = ServiceDirectories::ownProgram("qrb-guard");
-  options.arguments = {options.path, "working-copy", path.substr(0, path.find_last_not_of('/') + 1)};
-  options.workingDirectory = "/";
-  options.newSession = true;
-  DescriptorPair connection = makeSocketPair();
-  if (!connection) return unusable("No socket could be made.");
-  options.stdinDescriptor = options.stdoutDescriptor = connection.second.get();
   if (ProcessReaper::shared().start() != 0) return unusable("No thread could be started.");
-  auto launched = Process::launch(options);
+  // With a slash at the end, a link could not be told from what it names.
+  auto launched = GuardProcess::launch(ServiceDirectories::ownProgram("qrb-guard"),
+                                       {"working-copy", path.substr(0, path.find_last_not_of('/') + 1)},
+                                       GuardProcess::Place::ownSession);
   if (const auto* const failure = std::get_if<LaunchFailure>(&launched)) return unusable(failure->text);
-  connection.second.reset();
-  Watch watch{std::move(std::get<Process>(launched)), std::move(connection.first)};
-  const std::string answer = readAnswer(watch.connection);
+  GuardProcess guard = std::move(std::get<GuardProcess>(launched));
+  const std::string answer = guard.answer();
   if (answer == "claimed") {
-    order(watch.connection, "group " + std::to_string(processGroup));
-    _watch.with([&](std::optional<Watch>& held) { held = std::move(watch); });
+    guard.order("group " + std::to_string(processGroup));
+    _guard.with([&](std::optional<GuardProcess>& held) { held.emplace(std::move(guard)); });
     return {};
   }
-  letGo(std::move(watch.process));
+  letGo(guard.takeProcess());
   if (answer == "occupied") return {};
   constexpr std::string_view refused = "refused ";
   return unusable(answer.starts_with(refused) ? answer.substr(refused.size()) : "No process could watch over it.");
 }
 
+std::optional<GuardProcess> WorkingCopyGuard::take() {
+  return _guard.with([](std::optional<GuardProcess>& held) { return std::exchange(held, std::nullopt); });
+}
+
 void WorkingCopyGuard::keep() {
-  std::optional<Watch> watch;
-  _watch.with([&](std::optional<Watch>& held) { std::swap(held, watch); });
-  if (!watch) return;
-  order(watch->connection, "keep");
+  std::optional<GuardProcess> guard = take();
+  if (!guard) return;
+  guard->order("keep");
   // Its lock on the folder ends with it.
-  awaitEnd(watch->connection);
-  letGo(std::move(watch->process));
+  guard->awaitEnd();
+  letGo(guard->takeProcess());
 }
 
 void WorkingCopyGuard::giveUp(Waiting waiting) {
-  std::optional<Watch> watch;
-  _watch.with([&](std::optional<Watch>& held) { std::swap(held, watch); });
-  if (!watch) return;
-  ::shutdown(watch->connection.get(), SHUT_WR);
-  if (waiting == Waiting::untilRemoved) awaitEnd(watch->connection);
-  letGo(std::move(watch->process));
+  std::optional<GuardProcess> guard = take();
+  if (!guard) return;
+  guard->endOrders();
+  if (waiting == Waiting::untilRemoved) guard->awaitEnd();
+  letGo(guard->takeProcess());
 }
 
 }  // namespace qrb

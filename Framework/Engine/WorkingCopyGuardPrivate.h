@@ -3,9 +3,8 @@
 #include <optional>
 #include <string>
 
-#include "FileDescriptor.h"
+#include "GuardProcess.h"
 #include "Guarded.h"
-#include "Process.h"
 #include "QRBSourceControlForward.h"
 #include "URL.h"
 
@@ -34,13 +33,10 @@ class WorkingCopyGuard {
   void giveUp(Waiting waiting);
 
  private:
-  struct Watch {
-    Process process;
-    FileDescriptor connection;
-  };
+  std::optional<GuardProcess> take();
 
   const URL _place;
-  Guarded<std::optional<Watch>> _watch;
+  Guarded<std::optional<GuardProcess>> _guard;
 };
 
 }  // namespace qrb

@@ -5,6 +5,7 @@
 
 #include "Assertion.h"
 #include "Log.h"
+#include "OwnProgram.h"
 #include "PathString.h"
 #include "QRBSourceControlPlugInPrimary.h"
 
@@ -15,9 +16,7 @@ constexpr const char* kNoSuchWayBack = "Attempt to use PlugInKit callback when P
 
 // The folder of this process's program; empty when the system does not tell.
 std::string programFolder() {
-  std::error_code error;
-  std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
-  return error ? std::string() : program.parent_path().string();
+  return std::filesystem::path(qrb::ownProgram()).parent_path().string();
 }
 
 }  // namespace

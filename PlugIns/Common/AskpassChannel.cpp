@@ -5,12 +5,12 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <climits>
 #include <cstddef>
 #include <cstring>
 #include <memory>
 
 #include "AskpassProtocol.h"
+#include "OwnProgram.h"
 #include "Secrecy.h"
 
 namespace qrb {
@@ -93,15 +93,8 @@ std::vector<std::pair<std::string, std::string>> AskpassChannel::environment() c
           {"SSH_ASKPASS_REQUIRE", "force"}};
 }
 
-std::string helperProgram(std::string_view name) {
-  char path[PATH_MAX];
-  const ssize_t length = ::readlink("/proc/self/exe", path, sizeof path);
-  const std::string_view own(path, length > 0 ? static_cast<std::size_t>(length) : 0);
-  return std::string(own.substr(0, own.rfind('/') + 1)).append(name);
-}
-
 std::string askpassProgram() {
-  return helperProgram("qrb-askpass");
+  return programBesideOwn("qrb-askpass");
 }
 
 }  // namespace qrb

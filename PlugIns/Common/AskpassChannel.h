@@ -48,8 +48,6 @@ class AskpassChannel {
   std::string _name;
 };
 
-/// The program of that name in the folder of this process's own.
-std::string helperProgram(std::string_view name);
 /// The program that tools are told to ask.
 std::string askpassProgram();
 

@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "AskpassChannel.h"
+#include "OwnProgram.h"
 
 namespace qrb {
 namespace {
@@ -43,7 +43,7 @@ std::optional<ServerCertificate> ServerCertificate::of(const RemoteAddress& serv
     return std::nullopt;
   }
   ToolCommand command;
-  command.path = helperProgram("qrb-server-certificate");
+  command.path = programBesideOwn("qrb-server-certificate");
   command.arguments = {server.host, server.port};
   std::string output;
   const ToolResult result = runner.run(command, [&](std::string_view chunk) {

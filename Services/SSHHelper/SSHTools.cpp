@@ -1,24 +1,14 @@
 #include "SSHTools.h"
 
-#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
 
 #include "Localization.h"
+#include "OwnProgram.h"
 #include "QRBSourceControlError.h"
 #include "Secrecy.h"
-
-namespace {
-
-std::string ownProgram() {
-  char path[PATH_MAX];
-  ssize_t length = ::readlink("/proc/self/exe", path, sizeof path);
-  return length > 0 ? std::string(path, static_cast<std::size_t>(length)) : std::string();
-}
-
-}  // namespace
 
 std::string SSHToolOutcome::message() const {
   return result.complaint("The SSH program");
@@ -48,7 +38,7 @@ SSHToolOutcome runSSHToolWithPassphrase(const std::string& tool, std::vector<std
   qrb::ToolCommand command;
   command.path = tool;
   command.arguments = std::move(arguments);
-  command.environment = {{"SSH_ASKPASS", ownProgram()}, {"SSH_ASKPASS_REQUIRE", "force"}};
+  command.environment = {{"SSH_ASKPASS", qrb::ownProgram()}, {"SSH_ASKPASS_REQUIRE", "force"}};
   command.standardInput.reserve(static_cast<std::size_t>(times) * (passphrase.size() + 1));
   for (int time = 0; time < times; ++time) command.standardInput.append(passphrase).append("\n");
   SSHToolOutcome outcome = runSSHTool(command);

@@ -1,29 +1,10 @@
 #include "GitProcesses.h"
 
-#include <poll.h>
-
-#include <algorithm>
-#include <chrono>
 #include <filesystem>
 
 #include "ProcessTable.h"
 
-namespace {
-
 namespace fs = std::filesystem;
-using namespace std::chrono_literals;
-
-}  // namespace
-
-bool gitWaitForGroup(pid_t group, pid_t process) {
-  // The host kills what is left of the group long before.
-  const auto end = std::chrono::steady_clock::now() + 30s;
-  for (auto pause = 1ms; qrb::isGroupRunning(group, process); pause = std::min(pause * 2, 20ms)) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    ::poll(nullptr, 0, static_cast<int>(pause.count()));
-  }
-  return true;
-}
 
 bool gitWorksIn(const std::string& folder) {
   std::error_code error;

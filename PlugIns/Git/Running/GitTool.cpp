@@ -325,8 +325,7 @@ GitOutcome GitTool::enterSandbox(const GitNeutralization& neutralization) const 
   };
   const GitLookedAt repository{_folder, trust().commonFolder, neutralization.fetchesMissingObjects};
   auto rules = _looking ? gitRulesForLooking(*_looking, repository, ask) : gitRulesForChanging(_folder, trust(), ask);
-  // What tidies up after a change looks for processes.
-  if (rules) rules->mayListRoot = !_looking || _folder == "/";
+  if (rules) rules->mayListRoot = _folder == "/";
   if (const int error = rules && _protections.sandbox ? qrb::enterSandbox(*rules) : 0) {
     return GitOutcome::failed(
         {GitFailureKind::Other,

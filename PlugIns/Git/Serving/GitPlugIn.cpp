@@ -3,7 +3,6 @@
 #include <set>
 
 #include "GitChange.h"
-#include "GitGuardian.h"
 #include "GitPaths.h"
 #include "GitStatusParser.h"
 #include "GitWorkingCopyProbe.h"
@@ -49,15 +48,14 @@ GitTool GitPlugIn::toolAt(std::string folder) const {
   return tool;
 }
 
-GitTurn GitPlugIn::turnAt(const QRBSourceControlWorkingCopyPtr& workingCopy) const {
+GitWorkingCopyLock GitPlugIn::lockOn(const QRBSourceControlWorkingCopyPtr& workingCopy) const {
   return {folderOf(workingCopy), host().connectionDescriptor()};
 }
 
 GitOutcome GitPlugIn::change(const QRBSourceControlWorkingCopyPtr& workingCopy,
                              const std::function<GitOutcome(const GitTool&, const std::string&)>& work) const {
   const std::string root = folderOf(workingCopy);
-  const GitTurn turn = turnAt(workingCopy);
-  const GitGuardian guardian(root, {}, turn.descriptor());
+  GitWorkingCopyLock lock = lockOn(workingCopy);
   return work(toolFor(workingCopy), root);
 }
 

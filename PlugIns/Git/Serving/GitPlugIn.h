@@ -5,7 +5,7 @@
 #include "GitErrors.h"
 #include "GitProtections.h"
 #include "GitTool.h"
-#include "GitTurn.h"
+#include "GitWorkingCopyLock.h"
 #include "QRBSourceControlPlugInPrimary.h"
 
 struct GitHistoryRequest;
@@ -250,8 +250,8 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   static std::string folderOf(const QRBSourceControlRepositoryPtr& repository);
   static std::string folderOf(const QRBSourceControlWorkingCopyPtr& workingCopy);
   /// To be held while a request changes the working copy.
-  GitTurn turnAt(const QRBSourceControlWorkingCopyPtr& workingCopy) const;
-  /// Does work that changes a working copy, given by its root, in a turn of its own and with somebody to tidy up.
+  GitWorkingCopyLock lockOn(const QRBSourceControlWorkingCopyPtr& workingCopy) const;
+  /// Does work that changes a working copy, given by its root, which it locks meanwhile.
   GitOutcome change(const QRBSourceControlWorkingCopyPtr& workingCopy,
                     const std::function<GitOutcome(const GitTool& tool, const std::string& root)>& work) const;
   static qrb::Error errorFor(const GitOutcome& outcome, const QRBSourceControlWorkingCopyPtr& workingCopy);

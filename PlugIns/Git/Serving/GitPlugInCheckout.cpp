@@ -71,10 +71,10 @@ class Switch {
 void GitPlugIn::mergeBranch(const QRBSourceControlBranchPtr& branch,
                             const QRBSourceControlWorkingCopyPtr& intoWorkingCopy, Completion<> completionBlock) {
   if (const qrb::Error error = gitRefuseLocation(branch)) return completionBlock(error);
-  const GitTurn turn = turnAt(intoWorkingCopy);
+  GitWorkingCopyLock lock = lockOn(intoWorkingCopy);
   const GitTool tool = toolFor(intoWorkingCopy);
   const std::string name = gitBranchRefName(branch);
-  GitOutcome outcome = gitRunCheckout(tool, turn, folderOf(intoWorkingCopy), name, true,
+  GitOutcome outcome = gitRunCheckout(tool, lock, folderOf(intoWorkingCopy), name, true,
                                       [&] { return gitRunMerge(tool, gitMergeCommand(gitNameToMerge(tool, name))); });
   outcome = gitExplainMissingRevision(tool, name, std::move(outcome));
   if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
@@ -87,11 +87,11 @@ void GitPlugIn::switchLocation(const QRBSourceControlRevisionLocationPtr& locati
                                const QRBSourceControlWorkingCopyPtr& ofWorkingCopy,
                                Completion<QRBSourceControlRevisionLocationPtr> completionBlock) {
   if (const qrb::Error error = gitRefuseLocation(location)) return completionBlock(nullptr, error);
-  const GitTurn turn = turnAt(ofWorkingCopy);
+  GitWorkingCopyLock lock = lockOn(ofWorkingCopy);
   const GitTool tool = toolFor(ofWorkingCopy);
   const std::string target = Switch::targetOf(location);
   GitOutcome outcome =
-      gitRunCheckout(tool, turn, folderOf(ofWorkingCopy), target, false, [&] { return Switch(tool).to(location); });
+      gitRunCheckout(tool, lock, folderOf(ofWorkingCopy), target, false, [&] { return Switch(tool).to(location); });
   outcome = gitExplainMissingRevision(tool, target, std::move(outcome));
   if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
     return completionBlock(nullptr, gitLocationNotFound(location, outcome.failure.message));

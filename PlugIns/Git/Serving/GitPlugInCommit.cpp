@@ -6,9 +6,9 @@
 void GitPlugIn::commitFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                             const qrb::String& message, Completion<QRBSourceControlRevisionPtr> completionBlock) {
   std::string hash;
-  const GitTurn turn = turnAt(inWorkingCopy);
+  GitWorkingCopyLock lock = lockOn(inWorkingCopy);
   const GitOutcome outcome =
-      gitCommit(toolFor(inWorkingCopy), turn, folderOf(inWorkingCopy), files, message.str(), hash);
+      gitCommit(toolFor(inWorkingCopy), lock, folderOf(inWorkingCopy), files, message.str(), hash);
   if (!outcome) return completionBlock(nullptr, errorFor(outcome, inWorkingCopy));
   completionBlock(QRBSourceControlRevision::initWithIdentifier(hash), {});
 }

@@ -196,7 +196,7 @@ qrb::Error GitPlugIn::update(GitNetworkRequest& request, const std::string& bran
     return QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::branchNotFound,
                                                   gitLocalBranchName(remoteRef), "The remote has no such branch.");
   }
-  const GitTurn turn = turnAt(workingCopy);
+  GitWorkingCopyLock lock = lockOn(workingCopy);
   if (request.currentBranch() != branch) {
     return QRBSourceControlError_RepositoryMidOperation("Another branch was checked out meanwhile.");
   }

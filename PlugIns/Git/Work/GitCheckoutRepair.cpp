@@ -11,9 +11,9 @@
 #include "GitCommitCommands.h"
 #include "GitFileCommands.h"
 #include "GitFilePaths.h"
-#include "GitGuardian.h"
 #include "GitRawDiff.h"
 #include "GitStaging.h"
+#include "GitTidyingJob.h"
 #include "GitWorkingCopyProbe.h"
 
 namespace {
@@ -22,7 +22,9 @@ namespace fs = std::filesystem;
 
 class Repair {
  public:
-  Repair(const std::string& root, const timespec& begin) : _root(root), _begin(begin), _tool(root, -1) {}
+  Repair(const std::string& root, const timespec& begin) : _root(root), _begin(begin), _tool(root, -1) {
+    _tool.setChanging();
+  }
 
   void takeBack(std::string target, bool isMerge) {
     std::string head;
@@ -129,15 +131,11 @@ void gitTakeBackCheckout(const std::string& root, const std::string& target, boo
   Repair(root, begin).takeBack(target, isMerge);
 }
 
-GitOutcome gitRunCheckout(const GitTool& tool, const GitTurn& turn, const std::string& root,
+GitOutcome gitRunCheckout(const GitTool& tool, GitWorkingCopyLock& lock, const std::string& root,
                           const std::string& revision, bool isMerge, const std::function<GitOutcome()>& work) {
-  timespec begin{};
-  ::clock_gettime(CLOCK_REALTIME_COARSE, &begin);
   std::string target;
-  std::function<void()> repair;
-  if (tool.run(gitResolveCommand(revision), target)) {
-    repair = [&] { gitTakeBackCheckout(root, target, isMerge, begin); };
-  }
-  const GitGuardian guardian(root, std::move(repair), turn.descriptor());
+  if (!tool.run(gitResolveCommand(revision), target)) return work();
+  const auto standing =
+      lock.guard().add(gitTidyingJob("checkout", root, lock.since(), {target, isMerge ? "merge" : "switch"}));
   return work();
 }

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "GitTool.h"
-#include "GitTurn.h"
+#include "GitWorkingCopyLock.h"
 
 /// Takes back what a switch or merge that was cut off has done, so that the working copy is where it was before: git
 /// itself would take its half of the work for changes of the user that are in the way of everything else.
@@ -18,5 +18,5 @@ void gitTakeBackCheckout(const std::string& root, const std::string& target, boo
 
 /// Runs work that checks out or merges a revision, and has it taken back when it is cut off. Where the revision is not
 /// there, the work itself will say so.
-GitOutcome gitRunCheckout(const GitTool& tool, const GitTurn& turn, const std::string& root,
+GitOutcome gitRunCheckout(const GitTool& tool, GitWorkingCopyLock& lock, const std::string& root,
                           const std::string& revision, bool isMerge, const std::function<GitOutcome()>& work);

@@ -2,10 +2,10 @@
 
 #include "GitCommitCommands.h"
 #include "GitFilePaths.h"
-#include "GitGuardian.h"
 #include "GitHookOutput.h"
 #include "GitStaging.h"
 #include "GitStatusParser.h"
+#include "GitTidyingJob.h"
 #include "GitWorkingCopyProbe.h"
 #include "QRBSourceControlStatusValues.h"
 
@@ -58,7 +58,7 @@ GitOutcome run(const GitTool& tool, const GitCommitRequest& request, std::string
 
 struct Place {
   const GitTool& tool;
-  const GitTurn& turn;
+  GitWorkingCopyLock& lock;
   const std::string& root;
 };
 
@@ -67,19 +67,13 @@ GitOutcome runStaged(const Place& place, const GitPathList& paths, GitCommitRequ
   GitStaging staging(place.tool, place.root, paths);
   GitOutcome outcome = staging.prepare();
   if (!outcome) return outcome;
-  const GitGuardian guardian(
-      place.root, [&] { staging.restoreUncommitted(GitTool(place.root, -1)); }, place.turn.descriptor());
+  const auto standing =
+      place.lock.guard().add(gitTidyingJob("staging", place.root, place.lock.since(), {}, staging.remembered()));
   outcome = staging.stage();
   if (outcome && !request.paths.empty()) outcome = staging.removeVanished(request.paths);
   if (outcome) outcome = run(place.tool, request, hash);
   if (outcome.kind == GitOutcome::Kind::Failed && hash.empty()) staging.restore();
   return outcome;
-}
-
-/// Commits what is staged already.
-GitOutcome runAsItIs(const Place& place, const GitCommitRequest& request, std::string& hash) {
-  const GitGuardian guardian(place.root, {}, place.turn.descriptor());
-  return run(place.tool, request, hash);
 }
 
 GitOutcome commitWhole(const Place& place, const std::string& message, std::string& hash) {
@@ -89,7 +83,7 @@ GitOutcome commitWhole(const Place& place, const std::string& message, std::stri
   // Before the first commit what is not staged is not tracked either. A merge may well change nothing against HEAD.
   if (isSomethingStaged || comparison.failedWith(GitFailureKind::UnbornHead) ||
       (comparison && gitIsMerging(place.root))) {
-    return runAsItIs(place, request, hash);
+    return run(place.tool, request, hash);
   }
   if (!comparison) return comparison;
   std::string output;
@@ -125,12 +119,12 @@ GitOutcome commitMerge(const Place& place, const GitPathList& paths, const std::
 
 }  // namespace
 
-GitOutcome gitCommit(const GitTool& tool, const GitTurn& turn, const std::string& root,
+GitOutcome gitCommit(const GitTool& tool, GitWorkingCopyLock& lock, const std::string& root,
                      const std::vector<qrb::String>& files, const std::string& message, std::string& hash) {
   if (message.find('\0') != std::string::npos) {
     return GitOutcome::failed({GitFailureKind::Other, {}, "The message holds a zero byte, which no commit can keep."});
   }
-  const Place place{tool, turn, root};
+  const Place place{tool, lock, root};
   if (files.empty()) return commitWhole(place, message, hash);
   GitPathList paths;
   GitOutcome outcome = gitResolvePaths(root, files, paths);

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "GitTool.h"
-#include "GitTurn.h"
+#include "GitWorkingCopyLock.h"
 #include "SharedString.h"
 
 /// Commits, and gives the full object name of the new commit.
@@ -15,5 +15,5 @@
 /// committed as a whole: files may be named if all that it changes is among them, and a file that is not, or still in
 /// conflict, is an error (MidOperation). A commit that fails or is cut off leaves what is staged as it was. Where there
 /// is nothing to commit, it fails with NothingToCommit.
-GitOutcome gitCommit(const GitTool& tool, const GitTurn& turn, const std::string& root,
+GitOutcome gitCommit(const GitTool& tool, GitWorkingCopyLock& lock, const std::string& root,
                      const std::vector<qrb::String>& files, const std::string& message, std::string& hash);

@@ -1,6 +1,7 @@
 #include "GitStaging.h"
 
 #include <algorithm>
+#include <charconv>
 #include <filesystem>
 
 #include "GitCommitCommands.h"
@@ -39,10 +40,10 @@ GitPathList gitReadPaths(std::string_view output) {
   return paths;
 }
 
-GitOutcome GitStaging::read(const GitTool& tool, Entries& entries) const {
+GitOutcome GitStaging::read(Entries& entries) const {
   const GitPathSet names(_paths);
   GitIndexParser parser;
-  return tool.parse(gitIndexCommand(), parser, [&](const GitIndexRecord& record) {
+  return _tool.parse(gitIndexCommand(), parser, [&](const GitIndexRecord& record) {
     if (names.covers(record.path)) {
       entries[{std::string(record.path), record.stage}] = {record.mode, std::string(record.object)};
     }
@@ -64,7 +65,7 @@ GitOutcome GitStaging::findIntended() {
 }
 
 GitOutcome GitStaging::prepare() {
-  GitOutcome outcome = read(_tool, _before);
+  GitOutcome outcome = read(_before);
   for (const auto& [place, entry] : _before) {
     if (outcome && place.second > 0) {
       outcome = GitOutcome::failed(
@@ -112,7 +113,7 @@ GitOutcome GitStaging::removeVanished(GitPathList& names) const {
   GitOutcome outcome = _tool.run(gitStagedPathsCommand(), output);
   if (outcome.failedWith(GitFailureKind::UnbornHead)) {
     Entries now;
-    outcome = read(_tool, now);
+    outcome = read(now);
     for (const auto& entry : now) know(entry.first.first);
   }
   if (!outcome) return outcome;
@@ -127,18 +128,71 @@ GitOutcome GitStaging::removeVanished(GitPathList& names) const {
                              "Nothing is there any more of what was staged, and no revision has had it."});
 }
 
-void GitStaging::restoreUncommitted(const GitTool& tool) const {
+std::string GitStaging::remembered() const {
+  std::string text;
+  const auto add = [&](char kind, const std::string& line) { text.append(1, kind).append(line).push_back('\0'); };
+  for (const std::string& path : _paths) add('p', path);
+  for (const std::string& path : _intended) add('i', path);
+  for (const auto& [place, entry] : _before) {
+    std::string line;
+    gitAppendIndexEntry(line, entry.mode, entry.object, place.second, place.first);
+    line.pop_back();
+    add('e', line);
+  }
+  return text;
+}
+
+bool GitStaging::remember(std::string_view text) {
+  // "100644 <object> 0<tab>path", as gitAppendIndexEntry() writes it.
+  const auto readEntry = [this](std::string_view line) {
+    Entry entry;
+    std::uint8_t stage = 0;
+    const std::size_t mode = line.find(' ');
+    const std::size_t object = line.find(' ', std::min(mode, line.size() - 1) + 1);
+    const std::size_t path = line.find('\t');
+    if (mode == std::string_view::npos || object == std::string_view::npos || path == std::string_view::npos ||
+        object > path) {
+      return false;
+    }
+    constexpr int octal = 8;
+    std::from_chars(line.data(), line.data() + mode, entry.mode, octal);
+    entry.object = line.substr(mode + 1, object - mode - 1);
+    std::from_chars(line.data() + object + 1, line.data() + path, stage);
+    _before[{std::string(line.substr(path + 1)), stage}] = entry;
+    return true;
+  };
+  for (const std::string& line : gitReadPaths(text)) {
+    const std::string_view rest = std::string_view(line).substr(std::min<std::size_t>(line.size(), 1));
+    if (line.starts_with('p')) {
+      _paths.emplace_back(rest);
+    } else if (line.starts_with('i')) {
+      _intended.emplace(rest);
+    } else if (!line.starts_with('e') || rest.empty() || !readEntry(rest)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void GitStaging::restoreUncommitted(const std::string& root, std::string_view remembered) {
+  GitTool tool(root, -1);
+  tool.setChanging();
+  GitStaging staging(tool, root, {});
+  if (staging.remember(remembered)) staging.restoreUncommitted();
+}
+
+void GitStaging::restoreUncommitted() const {
   std::string output;
-  const GitOutcome outcome = tool.run(gitStagedPathsCommand(), output);
+  const GitOutcome outcome = _tool.run(gitStagedPathsCommand(), output);
   const GitPathSet names(_paths);
   bool isStaged = outcome.failedWith(GitFailureKind::UnbornHead);
   for (const std::string& path : gitReadPaths(output)) isStaged = isStaged || names.covers(path);
-  if (isStaged) restore(tool);
+  if (isStaged) restore();
 }
 
-GitOutcome GitStaging::restore(const GitTool& tool) const {
+GitOutcome GitStaging::restore() const {
   Entries now;
-  GitOutcome outcome = read(tool, now);
+  GitOutcome outcome = read(now);
   if (!outcome) return outcome;
   std::string changes;
   for (const auto& [place, entry] : now) {
@@ -153,7 +207,7 @@ GitOutcome GitStaging::restore(const GitTool& tool) const {
       gitAppendIndexEntry(changes, entry.mode, entry.object, place.second, place.first);
     }
   }
-  if (!changes.empty()) outcome = tool.run(gitIndexUpdateCommand(std::move(changes)));
+  if (!changes.empty()) outcome = _tool.run(gitIndexUpdateCommand(std::move(changes)));
   if (!outcome || _intended.empty()) return outcome;
-  return tool.run(gitIntendToAddCommand({_intended.begin(), _intended.end()}));
+  return _tool.run(gitIntendToAddCommand({_intended.begin(), _intended.end()}));
 }

@@ -32,11 +32,13 @@ class GitStaging {
   GitOutcome removeVanished(GitPathList& names) const;
 
   /// Gives back to the staging area what it had of these paths.
-  GitOutcome restore() const { return restore(_tool); }
-  GitOutcome restore(const GitTool& tool) const;
+  GitOutcome restore() const;
 
-  /// The same, unless they have been committed meanwhile.
-  void restoreUncommitted(const GitTool& tool) const;
+  /// What prepare() has remembered, as text for another process.
+  std::string remembered() const;
+  /// For another process: gives back what was remembered so, unless it has been committed meanwhile. What is of another
+  /// form changes nothing.
+  static void restoreUncommitted(const std::string& root, std::string_view remembered);
 
  private:
   struct Entry {
@@ -47,13 +49,15 @@ class GitStaging {
   /// By path and, in a conflict, side.
   using Entries = std::map<std::pair<std::string, std::uint8_t>, Entry>;
 
-  GitOutcome read(const GitTool& tool, Entries& entries) const;
+  GitOutcome read(Entries& entries) const;
+  bool remember(std::string_view text);
+  void restoreUncommitted() const;
   GitOutcome findIntended();
   std::vector<bool> findVanished() const;
 
   const GitTool& _tool;
   const std::string& _root;
-  const GitPathList _paths;
+  GitPathList _paths;
   Entries _before;
   /// Known, but nothing staged of them.
   std::set<std::string, std::less<>> _intended;

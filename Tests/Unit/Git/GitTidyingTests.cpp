@@ -1,8 +1,10 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,10 +14,11 @@
 
 #include "FileDescriptor.h"
 #include "GitFileCommands.h"
-#include "GitGuardian.h"
 #include "GitLockFiles.h"
 #include "GitRawDiff.h"
 #include "GitTestRepository.h"
+#include "Guard.h"
+#include "TemporaryDirectory.h"
 
 using namespace std::string_literals;
 using testing::ElementsAre;
@@ -63,46 +66,65 @@ void inAGroup(Body&& body) {
   ::waitpid(process, nullptr, 0);
 }
 
-class GitGuardianTest : public testing::Test {
+/// The jobs write into a pipe with a name, whose reader so waits for them.
+class GuardTest : public testing::Test {
  protected:
-  GitGuardianTest()
-      : _mark((_repository.root() / "mark").string()), _lock((_repository.root() / ".git/index.lock").string()) {
+  GuardTest() {
     ::mkfifo(fifo().c_str(), 0600);
+    _said.reset(::open(fifo().c_str(), O_RDWR | O_CLOEXEC));
   }
 
-  std::string fifo() const { return (_repository.root() / "fifo").string(); }
-  std::string root() const { return _repository.root().string(); }
+  std::string fifo() const { return (_folder.path() / "fifo").string(); }
+  /// Says a word, and then what it reads.
+  qrb::Guard::Job job(const std::string& word) const {
+    return {{"/bin/sh", "-c", "{ printf %s \"$0\"; cat; } > \"$1\"", word, fifo()}, "\n<" + word};
+  }
+  std::string said(std::size_t length) const {
+    std::string text(length, '\0');
+    for (std::size_t place = 0; place < length;) {
+      const ssize_t got = ::read(_said.get(), text.data() + place, length - place);
+      if (got <= 0) return text;
+      place += static_cast<std::size_t>(got);
+    }
+    return text;
+  }
 
-  const GitTestRepository _repository;
-  const std::string _mark;
-  const std::string _lock;
+  const qrb::test::TemporaryDirectory _folder;
+  qrb::FileDescriptor _said;
 };
 
-TEST_F(GitGuardianTest, tidiesUpAfterAProcessThatWasKilled) {
-  const qrb::FileDescriptor repaired(::open(fifo().c_str(), O_RDWR | O_CLOEXEC));
+TEST_F(GuardTest, runsWhatStandsWhenTheProcessIsKilledAndNothingElseOfItsGroupRuns) {
   inAGroup([this] {
-    const auto repair = [this] {
+    qrb::Guard guard(-1, QRB_GUARD);
+    const auto first = guard.add(job("first"));
+    { const auto withdrawn = guard.add(job("withdrawn")); }
+    const auto second = guard.add(job("second"));
+    // What the killed process has started goes on for a moment, and says so.
+    pollfd ending{static_cast<int>(::syscall(SYS_pidfd_open, ::getpid(), 0)), POLLIN, 0};
+    if (::fork() == 0) {
+      ::poll(&ending, 1, -1);
       const int end = ::open(fifo().c_str(), O_WRONLY | O_CLOEXEC);
-      [[maybe_unused]] const ssize_t written = ::write(end, fs::exists(_lock) ? "l" : "r", 1);
-    };
-    const GitGuardian guardian(root(), repair);
-    std::ofstream(_lock).flush();
+      [[maybe_unused]] const ssize_t written = ::write(end, "tool\n", 5);
+      ::_exit(0);
+    }
     ::kill(::getpid(), SIGKILL);
   });
-  char byte = 0;
-  ASSERT_EQ(::read(repaired.get(), &byte, 1), 1);
-  EXPECT_EQ(byte, 'r') << "the lock is gone before the repair begins";
-  EXPECT_FALSE(fs::exists(_lock));
+  const std::string expected = "tool\nfirst\n<firstsecond\n<second";
+  EXPECT_EQ(said(expected.size()), expected);
 }
 
-TEST_F(GitGuardianTest, doesNothingAfterWorkThatCameToItsEnd) {
+TEST_F(GuardTest, runsNothingAfterWorkThatCameToItsEnd) {
   inAGroup([this] {
-    auto guardian = std::make_unique<GitGuardian>(root(), [this] { std::ofstream(_mark).flush(); });
-    std::ofstream(_lock).flush();
-    guardian.reset();
+    auto guard = std::make_unique<qrb::Guard>(-1, QRB_GUARD);
+    const auto standing = guard->add(job("first"));
+    guard.reset();
+    const int end = ::open(fifo().c_str(), O_WRONLY | O_CLOEXEC);
+    [[maybe_unused]] const ssize_t written = ::write(end, "over", 4);
+    ::kill(::getpid(), SIGKILL);
   });
-  EXPECT_TRUE(fs::exists(_lock));
-  EXPECT_FALSE(fs::exists(_mark));
+  EXPECT_EQ(said(4), "over");
+  pollfd more{_said.get(), POLLIN, 0};
+  EXPECT_EQ(::poll(&more, 1, 0), 0);
 }
 
 TEST(GitRawDiff, saysWhatEachSideHas) {
