@@ -28,7 +28,7 @@ T decode(std::string bytes) {
 }
 
 void report(benchmark::State& state, std::size_t bytes) {
-  const std::int64_t items = state.range(0);
+  std::int64_t items = state.range(0);
   state.SetItemsProcessed(state.iterations() * items);
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes));
   state.counters["bytes/item"] = static_cast<double>(bytes) / static_cast<double>(items);
@@ -43,7 +43,7 @@ void encodeAll(benchmark::State& state, const T& value) {
 
 template <class T>
 void decodeAll(benchmark::State& state, const T& value) {
-  const std::string bytes = encode(value);
+  std::string bytes = encode(value);
   for (auto _ : state) benchmark::DoNotOptimize(decode<T>(bytes));
   report(state, bytes.size());
 }
@@ -66,7 +66,7 @@ void decodeStatuses(benchmark::State& state) {
 
 // As a connection does: the bytes come in pieces, and each time it must be known whether the message is whole.
 void scanMessage(benchmark::State& state) {
-  const std::string bytes = encode(benchmarkdata::logItems(state.range(0)));
+  std::string bytes = encode(benchmarkdata::logItems(state.range(0)));
   constexpr std::size_t piece = std::size_t{64} << 10;
   for (auto _ : state) {
     qrb::MessageScanner scanner;

@@ -18,12 +18,12 @@ constexpr std::string_view words[] = {"archive", "branch",  "cache",  "delta",  
                                       "index",   "journal", "kernel", "lookup", "merge",  "object", "parser"};
 
 std::string path(std::uint64_t number) {
-  const auto word = [&](std::uint64_t divisor) { return std::string(words[number / divisor % std::size(words)]); };
+  auto word = [&](std::uint64_t divisor) { return std::string(words[number / divisor % std::size(words)]); };
   return "src/" + word(1) + "/" + word(15) + "_part/" + word(225) + "_" + std::to_string(number) + ".cpp";
 }
 
 QRBSourceControlWorkingCopyPtr workingCopy() {
-  const auto folder = qrb::URL::fileURL("/home/user/project");
+  auto folder = qrb::URL::fileURL("/home/user/project");
   const auto system =
       QRBSourceControlSystem::initWithName("Git", "org.qrb.Orlix.sourcecontrol.Git", "1", ".git",
                                            std::set<qrb::String>{".git"}, true, true, false, false, false, 1);
@@ -40,7 +40,7 @@ std::string logOutput(std::int64_t count) {
     char hash[48];
     std::snprintf(hash, sizeof hash, "%016llx%016llx%08x", static_cast<unsigned long long>(source()),
                   static_cast<unsigned long long>(source()), static_cast<unsigned>(source()));
-    const std::string author = std::to_string(source() % 200);
+    std::string author = std::to_string(source() % 200);
     output.append(hash).append(1, '\0').append(hash).append(1, '\0').append(std::to_string(1500000000 + number));
     output.append(1, '\0').append("Person " + author).append(1, '\0').append("person" + author + "@example.org");
     output.append(1, '\0').append("Handle the " + path(source() % 3375) + " of the engine\n").append(2, '\0');

@@ -33,7 +33,7 @@ BlueprintPtr makeBlueprint(std::int64_t count) {
   auto paths = std::make_shared<Blueprint::Paths>();
   auto locations = std::make_shared<Blueprint::Locations>();
   for (std::int64_t number = 0; number < count; ++number) {
-    const std::string name = "repository-" + std::to_string(number * 7919 % count) + "-" + std::to_string(number);
+    std::string name = "repository-" + std::to_string(number * 7919 % count) + "-" + std::to_string(number);
     auto repository = QRBSourceControlRemoteRepository::initUnsavedWithURL(
         qrb::URL("https://git.example.org/team/" + name + ".git"), "IDENTIFIER-" + std::to_string(number - number % 10),
         "SECONDARY-" + std::to_string(number), system);
@@ -48,24 +48,24 @@ BlueprintPtr makeBlueprint(std::int64_t count) {
 }
 
 void loadBlueprint(benchmark::State& state) {
-  const std::string text = *makeBlueprint(state.range(0))->jsonDataRepresentationWithOptions(kOptions);
+  std::string text = *makeBlueprint(state.range(0))->jsonDataRepresentationWithOptions(kOptions);
   for (auto _ : state) {
-    const auto blueprint = Blueprint::initWithJSONData(text);
+    auto blueprint = Blueprint::initWithJSONData(text);
     if (std::ssize(blueprint->remoteRepositories()) != state.range(0)) return state.SkipWithError("some are missing");
   }
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
 }
 
 void validateBlueprint(benchmark::State& state) {
-  const auto file = makeBlueprint(state.range(0))->dictionaryRepresentationWithOptions(kOptions);
+  auto file = makeBlueprint(state.range(0))->dictionaryRepresentationWithOptions(kOptions);
   for (auto _ : state) {
     if (!Blueprint::validateDictionary(file)) return state.SkipWithError("it is not valid");
   }
 }
 
 void mergeBlueprint(benchmark::State& state) {
-  const auto blueprint = makeBlueprint(state.range(0));
-  const auto same = std::static_pointer_cast<Blueprint>(blueprint->copy());
+  auto blueprint = makeBlueprint(state.range(0));
+  auto same = std::static_pointer_cast<Blueprint>(blueprint->copy());
   for (auto _ : state) {
     blueprint->mergeWithBlueprint(same);
     if (std::ssize(blueprint->remoteRepositories()) != state.range(0)) return state.SkipWithError("not the same");
@@ -73,8 +73,8 @@ void mergeBlueprint(benchmark::State& state) {
 }
 
 void saveBlueprint(benchmark::State& state) {
-  const auto blueprint = makeBlueprint(state.range(0));
-  const auto folder = qrb::URL::fileURL(std::filesystem::temp_directory_path().string(), true);
+  auto blueprint = makeBlueprint(state.range(0));
+  auto folder = qrb::URL::fileURL(std::filesystem::temp_directory_path().string(), true);
   qrb::URL saved;
   for (auto _ : state) {
     saved = blueprint->saveBlueprintInFolder(folder, kOptions | static_cast<std::uint64_t>(state.range(1)));
@@ -85,20 +85,20 @@ void saveBlueprint(benchmark::State& state) {
 
 // Of the processor, since what else the machine does would count ten times as often at one size.
 double millisecondsOfAll(const std::string& text, std::int64_t count) {
-  const std::clock_t start = std::clock();
-  const auto dictionary = Blueprint::dictionaryFromJSONData(text);
+  std::clock_t start = std::clock();
+  auto dictionary = Blueprint::dictionaryFromJSONData(text);
   if (!dictionary || !Blueprint::validateDictionary(*dictionary)) return 0;
-  const auto blueprint = Blueprint::initWithDictionary(*dictionary);
+  auto blueprint = Blueprint::initWithDictionary(*dictionary);
   blueprint->mergeWithBlueprint(blueprint);
-  const auto written = blueprint->jsonDataRepresentationWithOptions(kOptions);
-  const double taken = 1000.0 * static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+  auto written = blueprint->jsonDataRepresentationWithOptions(kOptions);
+  double taken = 1000.0 * static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
   return written == text && std::ssize(blueprint->remoteRepositories()) == count ? taken : 0;
 }
 
 // All steps one after another at both sizes, and how they grow: the best of several rounds each.
 void growBlueprint(benchmark::State& state) {
-  const std::string small = *makeBlueprint(1000)->jsonDataRepresentationWithOptions(kOptions);
-  const std::string large = *makeBlueprint(10000)->jsonDataRepresentationWithOptions(kOptions);
+  std::string small = *makeBlueprint(1000)->jsonDataRepresentationWithOptions(kOptions);
+  std::string large = *makeBlueprint(10000)->jsonDataRepresentationWithOptions(kOptions);
   double ofSmall = std::numeric_limits<double>::max();
   double ofLarge = ofSmall;
   for (auto _ : state) {

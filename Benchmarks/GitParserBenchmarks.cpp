@@ -24,11 +24,11 @@ void report(benchmark::State& state, const std::string& output) {
 }
 
 void parseLog(benchmark::State& state) {
-  const std::string output = benchmarkdata::logOutput(state.range(0));
+  std::string output = benchmarkdata::logOutput(state.range(0));
   for (auto _ : state) {
     GitLogParser parser;
     std::int64_t records = 0;
-    const auto sink = [&](const GitLogRecord&) { ++records; };
+    auto sink = [&](const GitLogRecord&) { ++records; };
     feedInPieces(output, [&](std::string_view piece) { return parser.feed(piece, sink); });
     parser.finish(sink);
     if (records != state.range(0)) return state.SkipWithError("records are missing");
@@ -38,7 +38,7 @@ void parseLog(benchmark::State& state) {
 
 // The same up to the log items that are sent.
 void readHistory(benchmark::State& state) {
-  const std::string output = benchmarkdata::logOutput(state.range(0));
+  std::string output = benchmarkdata::logOutput(state.range(0));
   for (auto _ : state) {
     GitHistoryReader reader({}, false, nullptr, nullptr);
     feedInPieces(output, [&](std::string_view piece) { return reader.feed(piece); });
@@ -51,11 +51,11 @@ void readHistory(benchmark::State& state) {
 
 // Up to the report that is sent.
 void readStatus(benchmark::State& state) {
-  const std::string output = benchmarkdata::statusOutput(state.range(0));
+  std::string output = benchmarkdata::statusOutput(state.range(0));
   for (auto _ : state) {
     GitStatusParser parser;
     GitStatusCollector collector;
-    const auto sink = [&](const GitStatusRecord& record) { collector.add(record.path, record.status); };
+    auto sink = [&](const GitStatusRecord& record) { collector.add(record.path, record.status); };
     feedInPieces(output, [&](std::string_view piece) { return parser.feed(piece, sink); });
     if (!parser.finish()) return state.SkipWithError("malformed");
     benchmark::DoNotOptimize(collector.take());

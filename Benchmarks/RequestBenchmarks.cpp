@@ -19,7 +19,7 @@ class Repository {
     char name[] = "/tmp/qrb-benchmark-XXXXXX";
     if (::mkdtemp(name) == nullptr) return;
     _folder = name;
-    const std::string git = "git -C " + _folder + " -c user.name=A -c user.email=a@example.org ";
+    std::string git = "git -C " + _folder + " -c user.name=A -c user.email=a@example.org ";
     _isMade = std::system((git + "init -q && " + git + "commit -q --allow-empty -m First").c_str()) == 0;
   }
   ~Repository() { std::filesystem::remove_all(_folder); }
@@ -39,9 +39,9 @@ void baseRevisionRequest(benchmark::State& state) {
   qrb::ServiceDirectories::registerDirectory(QRB_SERVICES_FOLDER);
   const Repository repository;
   if (!repository) return state.SkipWithError("git could not make a repository");
-  const auto git = QRBSourceControlSystem::systemWithIdentifier(QRBSourceControlGitPlugInIdentifier);
-  const auto folder = qrb::URL::fileURL(repository.folder());
-  const auto workingCopy = QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
+  auto git = QRBSourceControlSystem::systemWithIdentifier(QRBSourceControlGitPlugInIdentifier);
+  auto folder = qrb::URL::fileURL(repository.folder());
+  auto workingCopy = QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
       folder, QRBSourceControlRepository::initWithURL(folder, git));
   for (auto _ : state) {
     std::promise<bool> succeeded;

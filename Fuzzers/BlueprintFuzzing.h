@@ -36,20 +36,20 @@ inline void installSystems() {
 inline void useDictionary(const qrb::Dictionary& dictionary) {
   installSystems();
   qrb::Error error;
-  const bool isValid = QRBSourceControlWorkspaceBlueprint::validateDictionary(dictionary, &error);
+  bool isValid = QRBSourceControlWorkspaceBlueprint::validateDictionary(dictionary, &error);
   require(isValid != static_cast<bool>(error), "an error is told exactly when there is one");
-  const auto blueprint = QRBSourceControlWorkspaceBlueprint::initWithDictionary(dictionary);
+  auto blueprint = QRBSourceControlWorkspaceBlueprint::initWithDictionary(dictionary);
   require(blueprint != nullptr || !isValid, "what is valid can be read");
   if (blueprint == nullptr) return;
   blueprint->repositoriesWithWorkingCopyPathsAboveRootFolder();
-  const auto copy = blueprint->copyWithoutAuthentication();
-  const std::size_t count = blueprint->remoteRepositories().size();
+  auto copy = blueprint->copyWithoutAuthentication();
+  std::size_t count = blueprint->remoteRepositories().size();
   require(copy->remoteRepositories().size() == count, "a copy has every repository");
   copy->mergeWithBlueprint(blueprint);
   blueprint->isFuzzyEqualToBlueprint(copy);
-  for (const std::uint64_t options : {std::uint64_t{0}, std::uint64_t{1}, std::uint64_t{0x7fe}}) {
-    const auto written = blueprint->dictionaryRepresentationWithOptions(options);
-    const auto again = QRBSourceControlWorkspaceBlueprint::initWithDictionary(written);
+  for (std::uint64_t options : {std::uint64_t{0}, std::uint64_t{1}, std::uint64_t{0x7fe}}) {
+    auto written = blueprint->dictionaryRepresentationWithOptions(options);
+    auto again = QRBSourceControlWorkspaceBlueprint::initWithDictionary(written);
     require(again != nullptr, "what was written can be read");
     require(again->remoteRepositories().size() <= count, "reading invents no repository");
   }

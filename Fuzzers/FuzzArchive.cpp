@@ -41,8 +41,8 @@ void attempt(const Reading& reading) {
 /// What was read can be written, and from there on writing and reading change nothing.
 void checkRoundTrip(const std::shared_ptr<qrb::Object>& object) {
   if (object == nullptr) return;
-  const std::string data = qrb::KeyedArchiver::archivedData(object);
-  const auto again = qrb::KeyedUnarchiver::unarchivedObjectOfClass(object->classInfo(), data);
+  std::string data = qrb::KeyedArchiver::archivedData(object);
+  auto again = qrb::KeyedUnarchiver::unarchivedObjectOfClass(object->classInfo(), data);
   require(again != nullptr && &again->classInfo() == &object->classInfo(), "an object came back as another class");
   require(qrb::KeyedArchiver::archivedData(again) == data, "an object changed when it was written and read");
   require(object->description().empty() == again->description().empty(), "a description depends on the archive");
@@ -85,7 +85,7 @@ void readAsEveryType(ArchiveNode node) {
 /// Where the first message ends, found at once or byte by byte; 0 when it does not end or is refused.
 std::size_t messageLength(std::string_view bytes) {
   MessageScanner atOnce;
-  const MessageScanner::Outcome outcome = atOnce.scan(bytes);
+  MessageScanner::Outcome outcome = atOnce.scan(bytes);
   MessageScanner inPieces;
   MessageScanner::Outcome piecewise = MessageScanner::Outcome::incomplete;
   for (std::size_t size = 1; size <= bytes.size() && piecewise == MessageScanner::Outcome::incomplete; ++size) {
@@ -103,7 +103,7 @@ std::size_t messageLength(std::string_view bytes) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string_view bytes(reinterpret_cast<const char*>(data), size);
   qrb::ArchiveReaderTables tables;
-  while (const std::size_t length = bytes.empty() ? 0 : messageLength(bytes)) {
+  while (std::size_t length = bytes.empty() ? 0 : messageLength(bytes)) {
     std::shared_ptr<qrb::ArchiveMessage> message;
     attempt([&] { message = qrb::ArchiveMessage::parse(std::string(bytes.substr(0, length)), tables); });
     // Whoever sent it is not listened to any further.

@@ -16,8 +16,8 @@ using Pointer = Dictionary::json_pointer;
 const Dictionary& goodFile() {
   static const auto& file = *new Dictionary([] {
     fuzzing::installSystems();
-    const auto system = QRBSourceControlSystem::systemWithIdentifier("org.qrb.Orlix.sourcecontrol.Git");
-    const auto blueprint = QRBSourceControlWorkspaceBlueprint::init();
+    auto system = QRBSourceControlSystem::systemWithIdentifier("org.qrb.Orlix.sourcecontrol.Git");
+    auto blueprint = QRBSourceControlWorkspaceBlueprint::init();
     for (const char* secondary : {"1", "2"}) {
       const auto repository =
           QRBSourceControlRemoteRepository::initUnsavedWithURL(qrb::URL("https://x/y"), "ID", secondary, system);
@@ -49,9 +49,9 @@ std::vector<std::string> placesOf(const Dictionary& value) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const auto& places = *new std::vector<std::string>(placesOf(goodFile()));
   if (size == 0) return 0;
-  const std::string_view text(reinterpret_cast<const char*>(data) + 1, size - 1);
+  std::string_view text(reinterpret_cast<const char*>(data) + 1, size - 1);
   std::string problem;
-  const auto value = qrb::valueFromJSON(text, problem);
+  auto value = qrb::valueFromJSON(text, problem);
   if (!value) return 0;
   Dictionary file = goodFile();
   file[Pointer(places[data[0] % places.size()])] = *value;

@@ -31,7 +31,7 @@ void require(bool holds, const char* what) {
 /// Writes as much as the socket takes; the rest of a very long input is left out.
 void write(const qrb::FileDescriptor& socket, const std::uint8_t* data, std::size_t size) {
   while (size > 0) {
-    const ssize_t count = ::send(socket.get(), data, size, MSG_DONTWAIT | MSG_NOSIGNAL);
+    ssize_t count = ::send(socket.get(), data, size, MSG_DONTWAIT | MSG_NOSIGNAL);
     if (count <= 0) return;
     data += count;
     size -= static_cast<std::size_t>(count);
@@ -73,7 +73,7 @@ void converse(const std::uint8_t* data, std::size_t size, Connection::Sharing sh
   require(static_cast<bool>(sockets), "no sockets");
   Connection::Options options;
   options.sharing = sharing;
-  const auto connection = Connection::make(std::move(sockets.first), qrb::FileDescriptor(), options);
+  auto connection = Connection::make(std::move(sockets.first), qrb::FileDescriptor(), options);
   Conversation conversation;
   connection->setCallHandler([&](const Connection::IncomingCall& call) {
     require(!conversation.invalidated, "a call was handled after the connection was invalidated");
@@ -94,7 +94,7 @@ void converse(const std::uint8_t* data, std::size_t size, Connection::Sharing sh
     require(conversation.interruptions <= 1, "the connection was lost twice");
   }
   // Later ones are told at once, or nothing where the connection was invalidated.
-  const int before = conversation.settled;
+  int before = conversation.settled;
   if (!conversation.invalidated) {
     request<History>(*connection, conversation, endsWithReply);
     require(conversation.settled == before + 1, "a request to a lost connection was not settled at once");
@@ -104,8 +104,8 @@ void converse(const std::uint8_t* data, std::size_t size, Connection::Sharing sh
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  for (const auto sharing : {Connection::Sharing::perConnection, Connection::Sharing::perMessage}) {
-    for (const bool endsWithReply : {false, true}) converse(data, size, sharing, endsWithReply);
+  for (auto sharing : {Connection::Sharing::perConnection, Connection::Sharing::perMessage}) {
+    for (bool endsWithReply : {false, true}) converse(data, size, sharing, endsWithReply);
   }
   return 0;
 }

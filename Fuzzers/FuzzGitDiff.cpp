@@ -10,7 +10,7 @@ namespace {
 /// What a reading came to, so that two readings of the same bytes can be compared.
 std::string read(std::string_view bytes, std::size_t cut) {
   GitDiffParser parser;
-  const bool isWhole = parser.feed(bytes.substr(0, cut)) && parser.feed(bytes.substr(cut)) && parser.finish();
+  bool isWhole = parser.feed(bytes.substr(0, cut)) && parser.feed(bytes.substr(cut)) && parser.finish();
   if (isWhole == parser.error().has_value()) std::abort();
   std::string result;
   for (const GitDiffFile& file : parser.files()) {
@@ -26,8 +26,8 @@ std::string read(std::string_view bytes, std::size_t cut) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-  const std::string whole = read(bytes, size);
+  std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  std::string whole = read(bytes, size);
   if (read(bytes, size / 2) != whole || read(bytes, size < 3 ? size : 3) != whole) std::abort();
   return 0;
 }

@@ -21,7 +21,7 @@ std::string outcome(const std::string& result, bool isWhole, const std::optional
 std::string readLog(std::string_view bytes, std::size_t cut) {
   GitLogParser parser;
   std::string result;
-  const auto sink = [&](const GitLogRecord& record) {
+  auto sink = [&](const GitLogRecord& record) {
     for (const std::string_view field :
          {record.hash, record.parents, record.authorName, record.authorEmail, record.message}) {
       result.append(field).append(1, '\0');
@@ -37,7 +37,7 @@ std::string readLog(std::string_view bytes, std::size_t cut) {
 std::string readChanges(std::string_view bytes, std::size_t cut) {
   GitNameStatusParser parser;
   std::string result;
-  const auto sink = [&](const GitChange& change) { addChange(result, change); };
+  auto sink = [&](const GitChange& change) { addChange(result, change); };
   const bool isWhole =
       parser.feed(bytes.substr(0, cut), sink) && parser.feed(bytes.substr(cut), sink) && parser.finish();
   return outcome(result, isWhole, parser.error());
@@ -46,9 +46,9 @@ std::string readChanges(std::string_view bytes, std::size_t cut) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-  for (const auto read : {readLog, readChanges}) {
-    const std::string whole = read(bytes, size);
+  std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  for (auto read : {readLog, readChanges}) {
+    std::string whole = read(bytes, size);
     if (read(bytes, size / 2) != whole || read(bytes, size < 45 ? size : 45) != whole) std::abort();
   }
   return 0;

@@ -20,7 +20,7 @@ std::string readProgress(GitTransfer transfer, std::string_view bytes, std::size
   GitProgressReader reader(transfer);
   std::string result;
   double last = 0;
-  const auto sink = [&](double fraction, std::string_view text, bool) {
+  auto sink = [&](double fraction, std::string_view text, bool) {
     if (!(fraction >= last && fraction <= 1)) std::abort();
     last = fraction;
     result.append(text).append(1, '\0');
@@ -33,26 +33,26 @@ std::string readProgress(GitTransfer transfer, std::string_view bytes, std::size
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-  for (const GitTransfer transfer : {GitTransfer::Fetch, GitTransfer::Push, GitTransfer::Clone}) {
+  std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  for (GitTransfer transfer : {GitTransfer::fetch, GitTransfer::push, GitTransfer::clone}) {
     if (readProgress(transfer, bytes, size) != readProgress(transfer, bytes, size / 2)) std::abort();
   }
   for (const GitPushedRef& ref : gitReadPushReport(bytes)) {
     if (bytes.find(ref.summary) == std::string_view::npos) std::abort();
   }
-  const GitNetworkSettings settings = gitReadNetworkSettings(bytes);
+  GitNetworkSettings settings = gitReadNetworkSettings(bytes);
   for (const GitRemoteSettings& remote : settings.remotes) gitTrackingRef(remote, bytes);
   qrb::CredentialPrompt::parse(bytes);
   qrb::parseAskpassQuestion(bytes);
   qrb::ServerCertificate::parse(bytes);
-  const qrb::RemoteAddress address = qrb::RemoteAddress::parse(bytes);
+  qrb::RemoteAddress address = qrb::RemoteAddress::parse(bytes);
   settings.remoteAt(address, "/");
   // What is handed to a tool holds no password, whoever reads it.
-  const std::string shown = qrb::addressWithoutPassword(bytes);
+  std::string shown = qrb::addressWithoutPassword(bytes);
   if (qrb::RemoteAddress::parse(shown).password) std::abort();
   if (qrb::RemoteAddress::parse(shown).host != address.host) std::abort();
   if (bytes.find("://") == std::string_view::npos) return 0;
-  const qrb::RemoteAddress other = qrb::RemoteAddress::parse(qrb::addressWithUser(bytes, "a@b:c/d"));
+  qrb::RemoteAddress other = qrb::RemoteAddress::parse(qrb::addressWithUser(bytes, "a@b:c/d"));
   if (other.user != "a@b:c/d" || other.password || other.host != address.host) std::abort();
   return 0;
 }

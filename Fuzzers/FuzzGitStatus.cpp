@@ -11,7 +11,7 @@ namespace {
 std::string read(std::string_view bytes, std::size_t cut) {
   GitStatusParser parser;
   std::string result;
-  const auto sink = [&](const GitStatusRecord& record) {
+  auto sink = [&](const GitStatusRecord& record) {
     result += std::to_string(static_cast<int>(record.kind)) + ' ' + std::to_string(record.status) + ' ';
     result.append(record.path).append(1, '\0').append(record.originalPath).append(1, '\0');
   };
@@ -24,8 +24,8 @@ std::string read(std::string_view bytes, std::size_t cut) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-  const std::string whole = read(bytes, size);
+  std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  std::string whole = read(bytes, size);
   if (read(bytes, size / 2) != whole || read(bytes, size < 3 ? size : 3) != whole) std::abort();
   return 0;
 }

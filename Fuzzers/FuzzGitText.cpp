@@ -18,7 +18,7 @@ namespace {
 std::string readBranches(std::string_view bytes, std::size_t cut) {
   GitRefParser parser;
   std::string result;
-  const auto sink = [&](const GitRefRecord& record) {
+  auto sink = [&](const GitRefRecord& record) {
     result.append(record.fullName).append(1, '\0').append(record.name).append(1, '\0').append(record.upstream);
   };
   const bool isWhole =
@@ -29,14 +29,14 @@ std::string readBranches(std::string_view bytes, std::size_t cut) {
 
 bool isPlain(std::string_view name) {
   if (name.empty() || name.front() == '-') return false;
-  for (const char byte : name) {
+  for (char byte : name) {
     if (static_cast<unsigned char>(byte) < 0x20) return false;
   }
   return true;
 }
 
 void checkNames(std::string_view bytes) {
-  const bool isRefName = gitBranchNameFault(bytes).empty() || gitRemoteNameFault(bytes).empty();
+  bool isRefName = gitBranchNameFault(bytes).empty() || gitRemoteNameFault(bytes).empty();
   if (isRefName && (!isPlain(bytes) || bytes.find("..") != std::string_view::npos ||
                     bytes.find_first_of(" :^~") != std::string_view::npos)) {
     std::abort();
@@ -47,7 +47,7 @@ void checkNames(std::string_view bytes) {
 }
 
 void readAnswers(std::string_view bytes) {
-  if (const auto remotes = gitReadRemotes(bytes)) {
+  if (auto remotes = gitReadRemotes(bytes)) {
     for (const GitRemote& remote : *remotes) {
       if (remote.name.empty() || remote.address.empty()) std::abort();
     }
@@ -59,16 +59,16 @@ void readAnswers(std::string_view bytes) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  std::string_view bytes(reinterpret_cast<const char*>(data), size);
   if (readBranches(bytes, size) != readBranches(bytes, size / 2)) std::abort();
   checkNames(bytes);
   readAnswers(bytes);
   gitReadVersion(bytes);
   gitReadLocation(bytes);
-  const GitFailure failure = classifyGitFailure(128, bytes);
+  GitFailure failure = classifyGitFailure(128, bytes);
   if (bytes.find(failure.message) == std::string_view::npos) std::abort();
   if (bytes.find(failure.detail) == std::string_view::npos) std::abort();
-  const GitCommand command = gitResolveCommand(bytes);
+  GitCommand command = gitResolveCommand(bytes);
   if (command && (command.arguments.back().starts_with('-') || command.arguments.back().starts_with('^'))) std::abort();
   return 0;
 }

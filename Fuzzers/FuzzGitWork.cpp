@@ -29,7 +29,7 @@ template <class Parser>
 std::string read(std::string_view bytes, std::size_t cut) {
   Parser parser;
   std::string result;
-  const auto sink = [&](const auto& record) { result.append(describe(record)).push_back('\0'); };
+  auto sink = [&](const auto& record) { result.append(describe(record)).push_back('\0'); };
   const bool isWhole =
       parser.feed(bytes.substr(0, cut), sink) && parser.feed(bytes.substr(cut), sink) && parser.finish();
   if (isWhole == parser.error().has_value()) std::abort();
@@ -42,8 +42,8 @@ void checkPath(std::string_view file) {
   if (!gitResolvePath("/no/such/root", file, path)) return;
   if (path.empty() || path.front() == '/' || path.back() == '/') std::abort();
   for (std::string_view rest = path; !rest.empty() && path != ".";) {
-    const std::size_t end = std::min(rest.find('/'), rest.size());
-    const std::string_view part = rest.substr(0, end);
+    std::size_t end = std::min(rest.find('/'), rest.size());
+    std::string_view part = rest.substr(0, end);
     if (part.empty() || part == "." || part == ".." || part == ".git") std::abort();
     rest.remove_prefix(std::min(end + 1, rest.size()));
   }
@@ -52,12 +52,12 @@ void checkPath(std::string_view file) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  std::string_view bytes(reinterpret_cast<const char*>(data), size);
   if (read<GitBlameParser>(bytes, size) != read<GitBlameParser>(bytes, size / 2)) std::abort();
   if (read<GitIndexParser>(bytes, size) != read<GitIndexParser>(bytes, size / 2)) std::abort();
   GitBlameReader reader;
   if (reader.feed(bytes) && reader.finish() && reader.hashes().empty() && !reader.items({})) std::abort();
-  const std::string_view commit = gitReadCommit(bytes);
+  std::string_view commit = gitReadCommit(bytes);
   if (commit.find_first_not_of("0123456789abcdef") != std::string_view::npos) std::abort();
   gitReadTreeEntry(bytes);
   for (const GitRawChange& change : gitReadRawDiff(bytes)) {

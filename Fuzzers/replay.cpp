@@ -17,15 +17,15 @@ using Bytes = std::vector<std::uint8_t>;
 
 /// In memory of its own exact size, so that a sanitizer sees each read beyond the end.
 void runOn(const Bytes& bytes, std::size_t size) {
-  const Bytes exact(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
+  Bytes exact(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
   LLVMFuzzerTestOneInput(exact.data(), exact.size());
 }
 
 void runOnVariants(Bytes bytes) {
   for (std::size_t size = 0; size <= bytes.size(); ++size) runOn(bytes, size);
   for (std::uint8_t& byte : bytes) {
-    const std::uint8_t original = byte;
-    for (const int altered : {0, 0xff, original ^ 0x20, 0x0a}) {
+    std::uint8_t original = byte;
+    for (int altered : {0, 0xff, original ^ 0x20, 0x0a}) {
       byte = static_cast<std::uint8_t>(altered);
       runOn(bytes, bytes.size());
     }

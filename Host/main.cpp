@@ -62,7 +62,7 @@ Program programWith(CommonOptions& options) {
 
 // What shells and the build ask, which is no command: the completion of words, and the manual from the page named.
 bool isAsked(const Program& program, char** word, char** end) {
-  const std::string question = *word++;
+  std::string question = *word++;
   if (question == "__complete") {
     writeCompletions(std::cout, program, std::vector<std::string>(word, end));
     return true;
@@ -92,7 +92,7 @@ int run(int argc, char** argv) {
   EventLoop loop;
   static Output output;  // a callback of a cancelled request may still hold it while the program ends
   CommonOptions options;
-  const Program program = programWith(options);
+  Program program = programWith(options);
   if (argc > 1 && isAsked(program, argv + 1, argv + argc)) return static_cast<int>(ExitStatus::success);
   ParsedCommandLine line = parseCommandLine(program, argc, argv);
   if (!line.wrong.empty()) {

@@ -32,7 +32,7 @@ Spawned spawn(const std::string& folder, const std::vector<std::string>& argumen
   ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   ::posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
   Spawned spawned;
-  const int problem = ::posix_spawnp(&spawned.pid, pointers[0], &actions, nullptr, pointers.data(), environ);
+  int problem = ::posix_spawnp(&spawned.pid, pointers[0], &actions, nullptr, pointers.data(), environ);
   ::posix_spawn_file_actions_destroy(&actions);
   ::close(pipe[1]);
   spawned.output = pipe[0];
@@ -43,8 +43,8 @@ Spawned spawn(const std::string& folder, const std::vector<std::string>& argumen
 }  // namespace
 
 qrb::Dictionary runBareTool(const std::string& folder, const std::vector<std::string>& arguments, int marks) {
-  const Clock::time_point start = Clock::now();
-  const Spawned spawned = spawn(folder, arguments);
+  Clock::time_point start = Clock::now();
+  Spawned spawned = spawn(folder, arguments);
   static std::vector<char> buffer(std::size_t{256} << 10);
   std::size_t total = 0;
   long seen = 0;
@@ -60,7 +60,7 @@ qrb::Dictionary runBareTool(const std::string& folder, const std::vector<std::st
   int status = 0;
   rusage usage{};
   ::wait4(spawned.pid, &status, 0, &usage);
-  const double wall = measuring::milliseconds(Clock::now() - start);
+  double wall = measuring::milliseconds(Clock::now() - start);
   if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) throw std::runtime_error(arguments[0] + " failed");
   return {{"wall", wall}, {"cpu", measuring::milliseconds(usage)}, {"bytes", total}, {"first", first}};
 }

@@ -13,14 +13,14 @@ qrb::Dictionary checkOutBlueprint(const std::string& file, const std::string& fo
   auto blueprint = QRBSourceControlWorkspaceBlueprint::initWithBlueprintFile(qrb::URL::fileURL(file));
   if (blueprint == nullptr || blueprint->remoteRepositories().empty())
     throw std::runtime_error("no blueprint: " + file);
-  const double cpu = measuring::ownCPU() + measuring::childrenCPU();
-  const auto start = measuring::Clock::now();
+  double cpu = measuring::ownCPU() + measuring::childrenCPU();
+  auto start = measuring::Clock::now();
   auto [completion, future] = qrb::futureCompletion<QRBSourceControlWorkspacePtr, QRBSourceControlWorkingCopyRemotesPtr,
                                                     QRBSourceControlRemoteRepositoryErrorsPtr>();
   blueprint->createWorkingCopiesAtURL(
       qrb::URL::fileURL(folder, true), [](const qrb::String&, double, double) {}, std::move(completion));
   auto [workspace, remotes, errors, error] = future.get();
-  const double wall = measuring::milliseconds(measuring::Clock::now() - start);
+  double wall = measuring::milliseconds(measuring::Clock::now() - start);
   if (error) throw std::runtime_error(error.description());
   for (const auto& [repository, failure] : *errors) throw std::runtime_error(failure.description());
   measuring::waitForChildren();

@@ -62,7 +62,7 @@ ProcessCPU cpuOf(int pid) {
   double endedUser = 0;
   double endedSystem = 0;
   fields >> user >> system >> endedUser >> endedSystem;
-  const double tick = 1e3 / static_cast<double>(::sysconf(_SC_CLK_TCK));
+  double tick = 1e3 / static_cast<double>(::sysconf(_SC_CLK_TCK));
   return {(user + system) * tick, (endedUser + endedSystem) * tick};
 }
 

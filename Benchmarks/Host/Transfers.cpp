@@ -35,12 +35,12 @@ template <class Start>
 Dictionary measure(const Start& start) {
   std::promise<std::pair<Clock::time_point, qrb::Error>> settled;
   std::atomic<int> reports = 0;
-  const Clock::time_point begin = Clock::now();
+  Clock::time_point begin = Clock::now();
   start([&](const qrb::String&, double) { ++reports; },
         [&](const qrb::Error& error) {
           settled.set_value({Clock::now(), error});
         });
-  const auto [end, error] = settled.get_future().get();
+  auto [end, error] = settled.get_future().get();
   if (error) throw std::runtime_error(error.description());
   measuring::waitForChildren();
   return {{"wall", measuring::milliseconds(end - begin)}, {"progress", reports.load()}};
@@ -49,8 +49,8 @@ Dictionary measure(const Start& start) {
 }  // namespace
 
 Dictionary clone(const Dictionary& request) {
-  const auto remote = remoteAt(request.at("from"));
-  const qrb::URL place = qrb::URL::fileURL(std::string(request.at("to")), true);
+  auto remote = remoteAt(request.at("from"));
+  qrb::URL place = qrb::URL::fileURL(std::string(request.at("to")), true);
   return measure([&](auto progress, auto done) {
     remote->createWorkingCopyAtURL(
         place, nullptr, nullptr, progress,
@@ -59,15 +59,15 @@ Dictionary clone(const Dictionary& request) {
 }
 
 Dictionary fetch(const Dictionary& request) {
-  const auto remote = remoteAt(request.at("from"));
-  const auto repository = repositoryAt(request.at("folder"));
+  auto remote = remoteAt(request.at("from"));
+  auto repository = repositoryAt(request.at("folder"));
   return measure(
       [&](auto progress, auto done) { repository->downloadUpdatesFromRemoteRepository(remote, progress, done); });
 }
 
 Dictionary push(const Dictionary& request) {
-  const auto remote = remoteAt(request.at("to"));
-  const auto repository = repositoryAt(request.at("folder"));
+  auto remote = remoteAt(request.at("to"));
+  auto repository = repositoryAt(request.at("folder"));
   return measure(
       [&](auto progress, auto done) { repository->uploadCommitsToRemoteRepository(remote, nullptr, progress, done); });
 }

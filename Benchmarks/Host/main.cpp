@@ -35,7 +35,7 @@ const QRBSourceControlManagerPtr& manager() {
 QRBSourceControlWorkingCopyPtr workingCopyAt(const std::string& folder) {
   static const auto git = QRBSourceControlSystem::systemWithIdentifier(QRBSourceControlGitPlugInIdentifier);
   if (git == nullptr || !git->isUsable()) throw std::runtime_error("the Git plug-in is not installed");
-  const qrb::URL url = qrb::URL::fileURL(folder);
+  qrb::URL url = qrb::URL::fileURL(folder);
   return QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
       url, QRBSourceControlRepository::initWithURL(url, git));
 }
@@ -82,7 +82,7 @@ struct PlugInCPU {
 
 double baseRevisionOf(const QRBSourceControlWorkingCopyPtr& workingCopy) {
   Latch latch(1);
-  const Clock::time_point start = Clock::now();
+  Clock::time_point start = Clock::now();
   manager()->baseRevisionOfWorkingCopy(workingCopy, [&](const QRBSourceControlRevisionPtr&, const qrb::Error& error) {
     check(error);
     latch.down();
@@ -93,10 +93,10 @@ double baseRevisionOf(const QRBSourceControlWorkingCopyPtr& workingCopy) {
 
 /// One request after another: how long each took, and the mean CPU time of one, launched processes included.
 Dictionary baseRevisions(const Dictionary& request) {
-  const auto workingCopy = workingCopyAt(request.at("folder"));
-  const int count = request.at("count");
-  const double own = measuring::ownCPU();
-  const double children = measuring::childrenCPU();
+  auto workingCopy = workingCopyAt(request.at("folder"));
+  int count = request.at("count");
+  double own = measuring::ownCPU();
+  double children = measuring::childrenCPU();
   Dictionary walls = Dictionary::array();
   for (int index = 0; index < count; ++index) walls.push_back(baseRevisionOf(workingCopy));
   double cpu = measuring::ownCPU() - own;
@@ -107,13 +107,13 @@ Dictionary baseRevisions(const Dictionary& request) {
 }
 
 Dictionary status(const Dictionary& request) {
-  const auto workingCopy = workingCopyAt(request.at("folder"));
-  const double own = measuring::ownCPU();
+  auto workingCopy = workingCopyAt(request.at("folder"));
+  double own = measuring::ownCPU();
   Latch latch(1);
   PlugInCPU cpu;
   QRBSourceControlPathStatusesPtr statuses;
   double wall = 0;
-  const Clock::time_point start = Clock::now();
+  Clock::time_point start = Clock::now();
   manager()->filesAndStatusOfWorkingCopy(workingCopy, false,
                                          [&](const QRBSourceControlPathStatusesPtr& local,
                                              const QRBSourceControlPathStatusesPtr&, const qrb::Error& error) {
@@ -124,23 +124,23 @@ Dictionary status(const Dictionary& request) {
                                            latch.down();
                                          });
   latch.wait();
-  const double host = measuring::ownCPU() - own;
+  double host = measuring::ownCPU() - own;
   measuring::waitForChildren();
   return {{"wall", wall}, {"host", host}, {"plugIn", cpu.plugIn}, {"git", cpu.git}, {"entries", statuses->size()}};
 }
 
 Dictionary history(const Dictionary& request) {
-  const auto workingCopy = workingCopyAt(request.at("folder"));
+  auto workingCopy = workingCopyAt(request.at("folder"));
   ::malloc_trim(0);
-  const double resident = measuring::residentBytes();
-  const double own = measuring::ownCPU();
+  double resident = measuring::residentBytes();
+  double own = measuring::ownCPU();
   Latch latch(1);
   PlugInCPU cpu;
   LogItems items;
   double wall = 0;
   double first = 0;
   std::size_t firstCount = 0;
-  const Clock::time_point start = Clock::now();
+  Clock::time_point start = Clock::now();
   manager()->historyOfWorkingCopy(
       workingCopy, nullptr, nullptr, QRBSourceControlHistoryIncludeAll, 0, nullptr,
       QRBSourceControlHistorySearchDefault,
@@ -157,11 +157,11 @@ Dictionary history(const Dictionary& request) {
         latch.down();
       });
   latch.wait();
-  const double host = measuring::ownCPU() - own;
+  double host = measuring::ownCPU() - own;
   measuring::waitForChildren();
-  const double held = measuring::residentBytes() - resident;
+  double held = measuring::residentBytes() - resident;
   ::malloc_trim(0);
-  const double heldTrimmed = measuring::residentBytes() - resident;
+  double heldTrimmed = measuring::residentBytes() - resident;
   return {{"wall", wall},   {"host", host},          {"plugIn", cpu.plugIn},
           {"git", cpu.git}, {"first", first},        {"firstCount", firstCount},
           {"held", held},   {"needed", heldTrimmed}, {"entries", items.size()}};
@@ -169,11 +169,11 @@ Dictionary history(const Dictionary& request) {
 
 /// Many requests at once. Counting the living processes takes time of its own, so it is done only when asked for.
 Dictionary manyStatuses(const Dictionary& request) {
-  const auto workingCopy = workingCopyAt(request.at("folder"));
-  const int count = request.at("count");
-  const bool counts = request.value("countsProcesses", false);
-  const double own = measuring::ownCPU();
-  const double children = measuring::childrenCPU();
+  auto workingCopy = workingCopyAt(request.at("folder"));
+  int count = request.at("count");
+  bool counts = request.value("countsProcesses", false);
+  double own = measuring::ownCPU();
+  double children = measuring::childrenCPU();
   Latch latch(count);
   std::atomic<bool> over = false;
   std::size_t most = 0;
@@ -183,7 +183,7 @@ Dictionary manyStatuses(const Dictionary& request) {
       while (!over) most = std::max(most, measuring::descendants().size());
     });
   }
-  const Clock::time_point start = Clock::now();
+  Clock::time_point start = Clock::now();
   for (int index = 0; index < count; ++index) {
     manager()->filesAndStatusOfWorkingCopy(
         workingCopy, false,
@@ -193,7 +193,7 @@ Dictionary manyStatuses(const Dictionary& request) {
         });
   }
   latch.wait();
-  const double wall = measuring::milliseconds(Clock::now() - start);
+  double wall = measuring::milliseconds(Clock::now() - start);
   over = true;
   if (counts) counter.join();
   measuring::waitForChildren();
@@ -204,12 +204,12 @@ Dictionary manyStatuses(const Dictionary& request) {
 }
 
 Dictionary blame(const Dictionary& request) {
-  const auto workingCopy = workingCopyAt(request.at("folder"));
-  const double own = measuring::ownCPU();
+  auto workingCopy = workingCopyAt(request.at("folder"));
+  double own = measuring::ownCPU();
   Latch latch(1);
   PlugInCPU cpu;
   std::size_t entries = 0;
-  const Clock::time_point start = Clock::now();
+  Clock::time_point start = Clock::now();
   workingCopy->blameFile(std::string(request.at("file")), QRBSourceControlRevisionLocationPtr(),
                          [&](const std::vector<QRBSourceControlBlameItemPtr>& items, const qrb::Error& error) {
                            check(error);
@@ -218,7 +218,7 @@ Dictionary blame(const Dictionary& request) {
                            latch.down();
                          });
   latch.wait();
-  const double wall = measuring::milliseconds(Clock::now() - start);
+  double wall = measuring::milliseconds(Clock::now() - start);
   measuring::waitForChildren();
   return {{"wall", wall},
           {"host", measuring::ownCPU() - own},
@@ -228,7 +228,7 @@ Dictionary blame(const Dictionary& request) {
 }
 
 Dictionary serve(const Dictionary& request) {
-  const std::string what = request.at("do");
+  std::string what = request.at("do");
   if (what == "baseRevisions") return baseRevisions(request);
   if (what == "status") return status(request);
   if (what == "history") return history(request);

@@ -252,9 +252,9 @@ QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForPlugInIdentif
     return {};
   }
   std::weak_ptr<ServiceConnection> weak = connection;
-  return QRBSourceControlProxy(connection->connection(),
-                               [this, weak, lost = std::move(lost)] { communicationFailed(weak, lost); },
-                               connection->processGroup());
+  return QRBSourceControlProxy(
+      connection->connection(), [this, weak, lost = std::move(lost)] { communicationFailed(weak, lost); },
+      connection->processGroup());
 }
 
 QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForSourceControlSystem(

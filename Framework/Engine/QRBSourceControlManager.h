@@ -200,8 +200,8 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   QRBSourceControlOperationPtr uploadPublicSSHKeyFromFolder(const qrb::URL& folder, const qrb::URL& toServer,
                                                             const qrb::String& forUsername,
                                                             Completion<> completionBlock);
-  /// The same for the server and the user of a remote repository, logged in to as its authentication strategy says: with
-  /// a password where the server has no key of the user yet.
+  /// The same for the server and the user of a remote repository, logged in to as its authentication strategy says:
+  /// with a password where the server has no key of the user yet.
   QRBSourceControlOperationPtr uploadPublicSSHKeyFromFolder(
       const qrb::URL& folder, const QRBSourceControlRemoteRepositoryPtr& toServerOfRemoteRepository,
       Completion<> completionBlock);

@@ -29,7 +29,7 @@ using Clock = std::chrono::steady_clock;
 /// In memory where there is such a place, since a campaign writes little else than small files.
 std::string makeRunFolder() {
   std::error_code error;
-  const fs::path above = fs::is_directory("/dev/shm", error) ? fs::path("/dev/shm") : fs::temp_directory_path();
+  fs::path above = fs::is_directory("/dev/shm", error) ? fs::path("/dev/shm") : fs::temp_directory_path();
   std::string pattern = (above / "qrb-hostile-XXXXXX").string();
   if (::mkdtemp(pattern.data()) == nullptr) throw std::system_error(errno, std::generic_category(), pattern);
   return pattern;
@@ -53,7 +53,7 @@ void setEnvironment(const RunFolders& run, const std::string& folder) {
 void limitMemory() {
 #ifndef QRB_HAS_SANITIZER
   constexpr rlim_t bytes = rlim_t{4} << 30;
-  const rlimit limit{bytes, bytes};
+  rlimit limit{bytes, bytes};
   ::setrlimit(RLIMIT_DATA, &limit);
 #endif
 }
@@ -84,7 +84,7 @@ std::string packed(const std::vector<Finding>& findings) {
     Looking looking(options, run, folder, templates);
     std::uint64_t number = 0;
     while (::recv(connection, &number, sizeof number, 0) == static_cast<ssize_t>(sizeof number)) {
-      const std::string answer = packed(looking.run(number));
+      std::string answer = packed(looking.run(number));
       if (::send(connection, answer.data(), answer.size(), MSG_NOSIGNAL) < 0 || answer[0] == isAtItsEnd) break;
     }
   } catch (const std::exception& error) {
@@ -123,7 +123,7 @@ void Campaign::start(Worker& worker) {
   if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
     throw std::system_error(errno, std::generic_category(), "socketpair");
   }
-  const std::string folder = _run.root + "/worker-" + std::to_string(_started++);
+  std::string folder = _run.root + "/worker-" + std::to_string(_started++);
   std::fflush(stdout);
   worker.process = ::fork();
   if (worker.process < 0) throw std::system_error(errno, std::generic_category(), "fork");
@@ -168,7 +168,7 @@ void Campaign::report(std::uint64_t number, const std::string& kind, const std::
 
 void Campaign::take(Worker& worker) {
   std::string answer(std::size_t{64} << 10, '\0');
-  const ssize_t length = ::recv(worker.connection, answer.data(), answer.size(), 0);
+  ssize_t length = ::recv(worker.connection, answer.data(), answer.size(), 0);
   worker.isBusy = false;
   ++_done;
   if (length <= 0) {
@@ -181,8 +181,8 @@ void Campaign::take(Worker& worker) {
   }
   answer.resize(static_cast<std::size_t>(length));
   for (std::size_t begin = 1; begin < answer.size();) {
-    const std::size_t middle = answer.find('\0', begin);
-    const std::size_t end = answer.find('\0', middle + 1);
+    std::size_t middle = answer.find('\0', begin);
+    std::size_t end = answer.find('\0', middle + 1);
     report(worker.number, answer.substr(begin, middle - begin), answer.substr(middle + 1, end - middle - 1));
     begin = end + 1;
   }
@@ -199,7 +199,7 @@ void Campaign::serve() {
   }
   ::poll(ready.data(), ready.size(), 1000);
   // Each request alone, after all together, and cancelled.
-  const std::chrono::seconds patience(30L * _options.limit);
+  std::chrono::seconds patience(30L * _options.limit);
   for (std::size_t index = 0; index < busy.size(); ++index) {
     Worker& worker = *busy[index];
     if (ready[index].revents != 0) {
@@ -214,7 +214,7 @@ void Campaign::serve() {
 
 void Campaign::findLateMarks() {
   for (const auto& mark : fs::directory_iterator(_run.marks())) {
-    const std::string name = mark.path().filename().string();
+    std::string name = mark.path().filename().string();
     report(std::strtoull(name.c_str() + name.find('-') + 1, nullptr, 10), "program ran", "after the answer");
   }
   for (const auto& entry : fs::recursive_directory_iterator(_run.home())) {
@@ -227,11 +227,11 @@ bool Campaign::run() {
   std::printf("Seed %llu, %zu tricks, %zu single changes, then mixtures; in %s\n",
               static_cast<unsigned long long>(_options.seed), recipeCount(), singleCount(), _run.root.c_str());
   _begin = Clock::now();
-  const auto isBusy = [](const Worker& worker) { return worker.isBusy; };
+  auto isBusy = [](const Worker& worker) { return worker.isBusy; };
   for (giveWork(); std::ranges::any_of(_workers, isBusy); giveWork()) serve();
   for (Worker& worker : _workers) end(worker);
   findLateMarks();
-  const double seconds = std::chrono::duration<double>(Clock::now() - _begin).count();
+  double seconds = std::chrono::duration<double>(Clock::now() - _begin).count();
   std::printf("%llu cases in %.1f s\n", static_cast<unsigned long long>(_done), seconds);
   for (const auto& [kind, count] : _counts) {
     std::printf("%llu: %s\n", static_cast<unsigned long long>(count), kind.c_str());

@@ -152,13 +152,13 @@ constexpr Setting settings[] = {
 };
 
 std::string replacedEvil(std::string text, Random& random) {
-  const std::size_t place = text.find("@EVIL@");
+  std::size_t place = text.find("@EVIL@");
   return place == std::string::npos ? text : text.replace(place, 6, evilCommand(random));
 }
 
 std::string quoted(const std::string& value) {
   std::string text = "\"";
-  for (const char letter : value) {
+  for (char letter : value) {
     if (letter == '"' || letter == '\\') text += '\\';
     text += letter;
   }
@@ -248,7 +248,7 @@ constexpr Inclusion inclusions[] = {
 
 void applyInclusion(Site& site, std::size_t variant) {
   const Inclusion& inclusion = inclusions[variant];
-  const std::string config = site.place.common + "/config";
+  std::string config = site.place.common + "/config";
   const std::string file =
       inclusion.file[0] == '/' ? std::string(inclusion.file + 1) : fileAt(site.place, inclusion.file);
   site.tree.move(config, file);
@@ -262,7 +262,7 @@ std::string describeInclusion(std::size_t variant) {
 
 /// The settings go to the file of one working copy.
 void applyWorktreeConfiguration(Site& site, std::size_t variant) {
-  const std::string config = site.place.common + "/config";
+  std::string config = site.place.common + "/config";
   site.tree.move(config, site.place.git + "/config.worktree");
   site.tree.file(config, "[core]\nrepositoryFormatVersion = " + std::to_string(variant % 2) +
                              "\n[extensions]\nworktreeConfig = " + (variant < 2 ? "true" : "1") + "\n");
@@ -294,15 +294,15 @@ std::string evilCommand(Random& random) {
 
 void addSetting(FileTree& tree, const std::string& file, const std::string& section, const std::string& subsection,
                 const std::string& key, const std::string& value) {
-  const std::string name = subsection.empty() ? std::string() : " " + quoted(subsection);
+  std::string name = subsection.empty() ? std::string() : " " + quoted(subsection);
   tree.append(file, "[" + section + name + "]\n\t" + key + " = " + quoted(value) + "\n");
 }
 
 void addBait(Site& site) {
-  const std::string config = site.place.common + "/config";
+  std::string config = site.place.common + "/config";
   // A filter that stays running for many files would take the place of one for each.
   addSetting(site.tree, config, "filter", "evil", site.random.oneIn(5) ? "process" : "clean", evilCommand(site.random));
-  const bool isInWorkingCopy = site.random.oneIn(2);
+  bool isInWorkingCopy = site.random.oneIn(2);
   site.tree.file(isInWorkingCopy ? site.place.root + "/.gitattributes" : site.place.common + "/info/attributes",
                  "* filter=evil diff=evil merge=evil\n");
 }

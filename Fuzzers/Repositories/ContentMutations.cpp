@@ -47,8 +47,8 @@ constexpr std::array hooks = {
 constexpr std::array hookFolders = {"hooks", "./hooks", "./.githooks", "/hooks", "/elsewhere"};
 
 void applyHooks(Site& site, std::size_t variant) {
-  const std::string name = hookFolders[variant % std::size(hookFolders)];
-  const std::string folder = name[0] == '/' ? name.substr(1) : fileAt(site.place, name);
+  std::string name = hookFolders[variant % std::size(hookFolders)];
+  std::string folder = name[0] == '/' ? name.substr(1) : fileAt(site.place, name);
   for (const char* const hook : hooks) {
     if (variant < std::size(hookFolders)) {
       site.tree.file(folder + "/" + hook, "#!/bin/sh\n: >@MARK@\n", 0755);
@@ -57,7 +57,7 @@ void applyHooks(Site& site, std::size_t variant) {
     }
   }
   constexpr std::array paths = {"", "hooks", ".githooks", "@CASE@/hooks", "../../elsewhere"};
-  const std::string path = paths[variant % std::size(hookFolders)];
+  std::string path = paths[variant % std::size(hookFolders)];
   if (!path.empty()) addSetting(site.tree, site.place.common + "/config", "core", "", "hooksPath", path);
 }
 
@@ -128,7 +128,7 @@ std::string describeWorkingFile(std::size_t variant) {
 
 void applyFlips(Site& site, std::size_t variant) {
   constexpr std::array names = {"index", "packed-refs", "config", "HEAD"};
-  const std::string path = fileAt(site.place, names[variant / 8]);
+  std::string path = fileAt(site.place, names[variant / 8]);
   std::string bytes = site.tree.bytesOf(path);
   for (std::size_t flip = 0; flip <= variant % 8 && !bytes.empty(); ++flip) {
     bytes[site.random.below(bytes.size())] ^= static_cast<char>(1U << site.random.below(8));
@@ -137,7 +137,7 @@ void applyFlips(Site& site, std::size_t variant) {
 }
 
 void applyObjectFlips(Site& site, std::size_t variant) {
-  const std::string folder = site.place.common + "/objects/pack";
+  std::string folder = site.place.common + "/objects/pack";
   for (const std::string& name : site.tree.namesIn(folder)) {
     std::string bytes = site.tree.bytesOf(folder + "/" + name);
     for (std::size_t flip = 0; flip <= variant && !bytes.empty(); ++flip) {

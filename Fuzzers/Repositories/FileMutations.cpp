@@ -134,14 +134,14 @@ constexpr Oddity oddities[] = {
      }},
     {"cut",
      [](FileTree& tree, const std::string& path) {
-       const std::string bytes = tree.bytesOf(path);
+       std::string bytes = tree.bytesOf(path);
        tree.file(path, bytes.substr(0, bytes.size() / 2));
      }},
     {"unreadable", [](FileTree& tree, const std::string& path) { tree.file(path, tree.bytesOf(path), 0); }},
 };
 
 void applyToFile(Site& site, std::size_t variant) {
-  const std::string path = fileAt(site.place, files[variant / std::size(oddities)]);
+  std::string path = fileAt(site.place, files[variant / std::size(oddities)]);
   // What lies behind a pointer or in a folder that is not there has no such file.
   oddities[variant % std::size(oddities)].apply(site.tree, path);
 }
@@ -177,8 +177,8 @@ constexpr Oddity folderOddities[] = {
 };
 
 void applyToFolder(Site& site, std::size_t variant) {
-  const std::string name = folders[variant / std::size(folderOddities)];
-  const std::string path = name == "." ? site.place.root : fileAt(site.place, name);
+  std::string name = folders[variant / std::size(folderOddities)];
+  std::string path = name == "." ? site.place.root : fileAt(site.place, name);
   folderOddities[variant % std::size(folderOddities)].apply(site.tree, path);
 }
 
@@ -200,10 +200,10 @@ std::span<const Mutation> fileMutations() {
 
 std::string fileAt(const Place& place, const std::string& name) {
   if (name.starts_with("./")) return place.root + "/" + name.substr(2);
-  const bool isOfOneWorkingCopy = name == "HEAD" || name == "index" || name == "commondir" || name == "gitdir" ||
-                                  name == "config.worktree" || name == "logs/HEAD" || name.ends_with("_HEAD") ||
-                                  name == "index.lock" || name == "HEAD.lock" || name.starts_with("rebase-") ||
-                                  name.starts_with("sharedindex");
+  bool isOfOneWorkingCopy = name == "HEAD" || name == "index" || name == "commondir" || name == "gitdir" ||
+                            name == "config.worktree" || name == "logs/HEAD" || name.ends_with("_HEAD") ||
+                            name == "index.lock" || name == "HEAD.lock" || name.starts_with("rebase-") ||
+                            name.starts_with("sharedindex");
   return (isOfOneWorkingCopy ? place.git : place.common) + "/" + name;
 }
 

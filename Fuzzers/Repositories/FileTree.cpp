@@ -32,17 +32,17 @@ void require(bool succeeded, const std::string& path) {
 }
 
 void writeFile(const std::string& path, const FileTree::Entry& entry, std::string_view bytes) {
-  const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, entry.mode);
+  int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, entry.mode);
   require(descriptor >= 0, path);
   bool isWhole = true;
   while (isWhole && !bytes.empty()) {
-    const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+    ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
     isWhole = count > 0;
     if (isWhole) bytes.remove_prefix(static_cast<std::size_t>(count));
   }
   if (entry.length > entry.bytes.size())
     isWhole = isWhole && ::ftruncate(descriptor, static_cast<off_t>(entry.length)) == 0;
-  const int error = errno;
+  int error = errno;
   ::close(descriptor);
   errno = error;
   require(isWhole, path);
@@ -63,7 +63,7 @@ std::string below(const std::string& path) {
 FileTree FileTree::read(const std::string& folder) {
   FileTree tree;
   for (fs::recursive_directory_iterator entry(folder), end; entry != end; ++entry) {
-    const std::string path = entry->path().lexically_relative(folder).string();
+    std::string path = entry->path().lexically_relative(folder).string();
     Entry& made = tree._entries[path];
     if (entry->is_symlink()) {
       made = {Kind::link, replaced(fs::read_symlink(entry->path()).string(), folder, casePlaceholder)};
@@ -79,7 +79,7 @@ FileTree FileTree::read(const std::string& folder) {
 
 void FileTree::put(const std::string& path, Entry entry) {
   for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
-    const auto [above, isNew] = _entries.try_emplace(path.substr(0, slash), Entry{Kind::folder, {}, 0755});
+    auto [above, isNew] = _entries.try_emplace(path.substr(0, slash), Entry{Kind::folder, {}, 0755});
     if (!isNew && above->second.kind != Kind::folder) return;
   }
   remove(path);
@@ -112,15 +112,15 @@ void FileTree::append(const std::string& path, std::string_view bytes) {
 
 void FileTree::remove(const std::string& path) {
   _entries.erase(path);
-  const std::string prefix = below(path);
+  std::string prefix = below(path);
   auto end = _entries.lower_bound(prefix);
-  const auto begin = end;
+  auto begin = end;
   while (end != _entries.end() && end->first.starts_with(prefix)) ++end;
   _entries.erase(begin, end);
 }
 
 void FileTree::move(const std::string& from, const std::string& to) {
-  const FileTree before = *this;
+  FileTree before = *this;
   remove(from);
   for (const auto& [path, entry] : before._entries) {
     if (path == from || path.starts_with(below(from))) put(to + path.substr(from.size()), entry);
@@ -128,25 +128,25 @@ void FileTree::move(const std::string& from, const std::string& to) {
 }
 
 void FileTree::copy(const std::string& from, const std::string& to) {
-  const FileTree before = *this;
+  FileTree before = *this;
   for (const auto& [path, entry] : before._entries) {
     if (path == from || path.starts_with(below(from))) put(to + path.substr(from.size()), entry);
   }
 }
 
 bool FileTree::isFolder(const std::string& path) const {
-  const auto entry = _entries.find(path);
+  auto entry = _entries.find(path);
   return entry != _entries.end() && entry->second.kind == Kind::folder;
 }
 
 std::string FileTree::bytesOf(const std::string& path) const {
-  const auto entry = _entries.find(path);
+  auto entry = _entries.find(path);
   return entry != _entries.end() && entry->second.kind == Kind::file ? entry->second.bytes : std::string();
 }
 
 std::vector<std::string> FileTree::namesIn(const std::string& path) const {
   std::vector<std::string> names;
-  const std::string prefix = below(path);
+  std::string prefix = below(path);
   for (auto entry = _entries.lower_bound(prefix); entry != _entries.end() && entry->first.starts_with(prefix);
        ++entry) {
     if (entry->first.find('/', prefix.size()) == std::string::npos) names.push_back(entry->first.substr(prefix.size()));
@@ -158,8 +158,8 @@ void FileTree::write(const Destination& destination) const {
   const auto& [folder, mark, program] = destination;
   require(::mkdir(folder.c_str(), 0755) == 0, folder);
   for (const auto& [relative, entry] : _entries) {
-    const std::string path = folder + "/" + relative;
-    const std::string bytes = replaced(replaced(entry.bytes, casePlaceholder, folder), markPlaceholder, mark);
+    std::string path = folder + "/" + relative;
+    std::string bytes = replaced(replaced(entry.bytes, casePlaceholder, folder), markPlaceholder, mark);
     switch (entry.kind) {
       case Kind::file:
         writeFile(path, entry, bytes);

@@ -13,7 +13,7 @@ namespace {
 std::string printable(const std::string& text) {
   constexpr std::size_t longest = 90;
   std::string result;
-  for (const char letter : text.substr(0, longest)) result += letter >= ' ' && letter <= '~' ? letter : '?';
+  for (char letter : text.substr(0, longest)) result += letter >= ' ' && letter <= '~' ? letter : '?';
   return result;
 }
 
@@ -57,15 +57,15 @@ HostileCase makeMixture(const std::vector<Template>& templates, std::uint64_t se
   const Template& layout = random.oneOf(templates);
   HostileCase hostile{layout.name, layout.tree, layout.places};
   bait(hostile, random);
-  const auto mutations = allMutations();
+  auto mutations = allMutations();
   for (std::size_t place = 0; place < layout.places.size(); ++place) {
     std::vector<std::size_t> chosen(1 + random.below(4));
     for (std::size_t& choice : chosen) choice = random.below(mutations.size());
     std::ranges::sort(chosen);
-    for (const std::size_t choice : chosen) {
+    for (std::size_t choice : chosen) {
       const Mutation& mutation = mutations[choice];
       // Settings are many, and one seldom hides another.
-      const std::size_t times = choice == 0 ? 1 + random.below(5) : 1;
+      std::size_t times = choice == 0 ? 1 + random.below(5) : 1;
       for (std::size_t time = 0; time < times; ++time) {
         apply(hostile, place, mutation, random.below(mutation.variants), random);
       }

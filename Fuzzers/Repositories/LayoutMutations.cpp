@@ -106,13 +106,13 @@ const std::vector<std::string>& labels() {
 }
 
 void applyPointer(Site& site, std::size_t variant) {
-  const std::string entry = site.place.root + "/.git";
+  std::string entry = site.place.root + "/.git";
   if (!site.tree.contains(entry)) return;
-  const std::string pristine = site.place.git;
-  const bool isWhole = site.place.common == site.place.git;
+  std::string pristine = site.place.git;
+  bool isWhole = site.place.common == site.place.git;
   // What is moved away from below .git makes place for the file.
-  const Spelling spelling = spell(site.tree, site.place.root, pristine, variant / tails().size());
-  const std::string label = site.random.oneIn(6) ? site.random.oneOf(labels()) : labels().front();
+  Spelling spelling = spell(site.tree, site.place.root, pristine, variant / tails().size());
+  std::string label = site.random.oneIn(6) ? site.random.oneOf(labels()) : labels().front();
   site.tree.file(entry, label + spelling.text + tails()[variant % tails().size()]);
   site.place.git = spelling.path;
   if (isWhole) {
@@ -128,12 +128,12 @@ std::string describeWay(std::size_t variant) {
 
 void applyCommonDirectory(Site& site, std::size_t variant) {
   if (site.place.common != site.place.git) return;
-  const std::string git = site.place.git;
-  const std::string collected = git + "/collected";
+  std::string git = site.place.git;
+  std::string collected = git + "/collected";
   for (const char* const name : {"config", "objects", "refs", "packed-refs", "info", "hooks", "logs"}) {
     site.tree.move(git + "/" + name, collected + "/" + name);
   }
-  const Spelling spelling = spell(site.tree, git, collected, variant / tails().size());
+  Spelling spelling = spell(site.tree, git, collected, variant / tails().size());
   site.tree.file(git + "/commondir", spelling.text + tails()[variant % tails().size()]);
   site.place.common = spelling.path;
   // A harmless one where somebody may look who does not read the file.
@@ -312,7 +312,7 @@ const std::vector<std::string>& tails() {
 std::span<const Mutation> allMutations() {
   static const std::vector<Mutation> all = [] {
     std::vector<Mutation> joined;
-    for (const auto group : {configurationMutations(), contentMutations(), fileMutations(), layoutMutations()}) {
+    for (auto group : {configurationMutations(), contentMutations(), fileMutations(), layoutMutations()}) {
       joined.insert(joined.end(), group.begin(), group.end());
     }
     return joined;

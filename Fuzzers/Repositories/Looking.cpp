@@ -30,7 +30,7 @@ class Answers {
  public:
   explicit Answers(std::size_t count) : _isAnswered(count, false) {}
   void answered(std::size_t index) {
-    const std::lock_guard lock(_mutex);
+    std::lock_guard lock(_mutex);
     _isAnswered[index] = true;
     _changed.notify_all();
   }
@@ -54,14 +54,14 @@ class Answers {
 /// The names of the requests that were not answered in time; these are cancelled.
 std::vector<std::string> lookTogether(const std::string& folder, const std::vector<std::size_t>& chosen,
                                       std::chrono::seconds limit) {
-  const auto answers = std::make_shared<Answers>(chosen.size());
+  auto answers = std::make_shared<Answers>(chosen.size());
   std::vector<QRBSourceControlOperationPtr> operations;
   for (std::size_t index = 0; index < chosen.size(); ++index) {
     operations.push_back(lookingRequests()[chosen[index]].begin(
         folder, [answers, index](const qrb::Error&) { answers->answered(index); }));
   }
   std::vector<std::string> late;
-  for (const std::size_t index : answers->wait(limit)) {
+  for (std::size_t index : answers->wait(limit)) {
     late.emplace_back(lookingRequests()[chosen[index]].name);
     operations[index]->cancel();
   }
@@ -109,7 +109,7 @@ Looking::Looking(const Options& options, RunFolders run, std::string folder, con
 std::vector<std::size_t> Looking::requestsFor(std::uint64_t number) const {
   constexpr std::size_t always = 3;
   constexpr std::size_t inTurn = 2;
-  const std::size_t all = lookingRequests().size();
+  std::size_t all = lookingRequests().size();
   std::vector<std::size_t> chosen;
   for (std::size_t index = 0; index < (_options.allRequests ? all : always); ++index) chosen.push_back(index);
   for (std::size_t turn = 0; !_options.allRequests && turn < inTurn; ++turn) {
@@ -120,13 +120,13 @@ std::vector<std::size_t> Looking::requestsFor(std::uint64_t number) const {
 
 std::vector<Finding> Looking::look(const HostileCase& hostile, std::uint64_t number,
                                    const std::vector<std::size_t>& chosen) {
-  const std::string name = "case-" + std::to_string(number);
-  const std::string folder = _folder + "/" + name;
-  const std::string mark = _run.marks() + "/" + name;
+  std::string name = "case-" + std::to_string(number);
+  std::string folder = _folder + "/" + name;
+  std::string mark = _run.marks() + "/" + name;
   hostile.tree.write({folder, mark, _run.program()});
-  const Snapshot before = Snapshot::of(folder, {exportFolder});
+  Snapshot before = Snapshot::of(folder, {exportFolder});
   std::vector<Finding> findings;
-  const auto late = lookTogether(folder, chosen, std::chrono::seconds(_options.limit));
+  auto late = lookTogether(folder, chosen, std::chrono::seconds(_options.limit));
   waitForProcesses();
   if (!late.empty()) findings.push_back({"no answer", joined(late)});
   if (std::error_code error; fs::exists(mark, error)) {
@@ -147,8 +147,8 @@ std::vector<Finding> Looking::look(const HostileCase& hostile, std::uint64_t num
 
 std::vector<Finding> Looking::memoryFindings() {
   std::vector<Finding> findings;
-  const auto check = [&](int who, const char* kind) {
-    const std::uint64_t peak = peakMemory(who);
+  auto check = [&](int who, const char* kind) {
+    std::uint64_t peak = peakMemory(who);
     if (peak > _options.memory) findings.push_back({kind, std::to_string(peak) + " MiB"});
   };
   check(RUSAGE_CHILDREN, "memory of a plug-in");
@@ -157,15 +157,15 @@ std::vector<Finding> Looking::memoryFindings() {
 }
 
 std::vector<Finding> Looking::run(std::uint64_t number) {
-  const HostileCase hostile = makeCase(_templates, _options.seed, number);
-  const std::vector<std::size_t> chosen = requestsFor(number);
+  HostileCase hostile = makeCase(_templates, _options.seed, number);
+  std::vector<std::size_t> chosen = requestsFor(number);
   std::vector<Finding> findings = look(hostile, number, chosen);
   const bool wasLate =
       std::ranges::any_of(findings, [](const Finding& finding) { return finding.kind == "no answer"; });
   if (!findings.empty() && !wasLate) {
-    for (const std::size_t request : chosen) {
+    for (std::size_t request : chosen) {
       for (const Finding& alone : look(hostile, number, {request})) {
-        const auto same = std::ranges::find(findings, alone.kind, &Finding::kind);
+        auto same = std::ranges::find(findings, alone.kind, &Finding::kind);
         if (same != findings.end()) same->detail += std::string(" [") + lookingRequests()[request].name + "]";
       }
     }
@@ -176,8 +176,8 @@ std::vector<Finding> Looking::run(std::uint64_t number) {
 }
 
 void Looking::keep(const HostileCase& hostile, std::uint64_t number, const std::vector<Finding>& findings) const {
-  const std::string name = "case-" + std::to_string(number);
-  const std::string folder = _run.kept() + "/" + name;
+  std::string name = "case-" + std::to_string(number);
+  std::string folder = _run.kept() + "/" + name;
   hostile.tree.write({folder, _run.marks() + "/" + name, _run.program()});
   std::ofstream text(folder + ".txt");
   text << "--seed " << _options.seed << " --case " << number << "\n" << hostile.description << "\n";

@@ -7,7 +7,7 @@
 namespace qrb::hostile {
 namespace {
 
-const std::string root = repositoryFolder;
+std::string root = repositoryFolder;
 const std::string entry = root + "/.git";
 
 /// Has every file pass a filter that leaves the mark. All other recipes are about where this lies.
@@ -45,7 +45,7 @@ void setRefs(HostileCase& hostile, const Place& place) {
 
 void pointPastLink(HostileCase& hostile, Place& place) {
   addFilter(hostile, place);
-  const std::string real = place.root + "/x/real";
+  std::string real = place.root + "/x/real";
   addHarmlessAt(hostile, place.git, real);
   hostile.tree.move(place.git, "elsewhere/real");
   hostile.tree.folder("elsewhere/deep");
@@ -91,7 +91,7 @@ constexpr Recipe recipes[] = {
     {"refs is a program", "plain", [](HostileCase& hostile) { setRefs(hostile, hostile.places.front()); }},
     {"empty .git", "bare",
      [](HostileCase& hostile) {
-       const Place place{entry, root, root};
+       Place place{entry, root, root};
        hostile.tree.file(root + "/config",
                          "[core]\n\trepositoryFormatVersion = 0\n\tworktree = @CASE@/" + entry + "\n");
        hostile.tree.folder(entry);

@@ -66,7 +66,7 @@ Operation blame(const std::string& folder, const QRBSourceControlRevisionLocatio
 
 Operation exportFrom(const std::string& folder, const char* file, const QRBSourceControlRevisionPtr& from,
                      const std::string& name, Answered answered) {
-  const auto directory = qrb::URL::fileURL(folder + "/" + exportFolder + "/" + name, true);
+  auto directory = qrb::URL::fileURL(folder + "/" + exportFolder + "/" + name, true);
   return manager()->exportFileFromRevisionLocation(file, workingCopyIn(folder), from ? at(from) : nullptr, directory,
                                                    ending(std::move(answered)));
 }

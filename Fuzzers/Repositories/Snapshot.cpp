@@ -16,7 +16,7 @@ std::string description(const fs::path& path) {
   std::string text = std::to_string(entry.st_mode) + ' ' + std::to_string(entry.st_ino);
   // A folder changes its length and time with its entries, which are looked at themselves.
   if (S_ISDIR(entry.st_mode)) return text;
-  for (const auto value : {entry.st_size, entry.st_mtim.tv_sec, entry.st_mtim.tv_nsec}) {
+  for (auto value : {entry.st_size, entry.st_mtim.tv_sec, entry.st_mtim.tv_nsec}) {
     text += ' ' + std::to_string(value);
   }
   std::error_code error;
@@ -31,7 +31,7 @@ Snapshot Snapshot::of(const std::string& folder, const std::vector<std::string>&
   std::error_code error;
   fs::recursive_directory_iterator entry(folder, error);
   for (const fs::recursive_directory_iterator end; !error && entry != end; entry.increment(error)) {
-    const std::string path = entry->path().lexically_relative(folder).string();
+    std::string path = entry->path().lexically_relative(folder).string();
     if (std::ranges::find(except, path) != except.end()) {
       entry.disable_recursion_pending();
     } else {
@@ -44,7 +44,7 @@ Snapshot Snapshot::of(const std::string& folder, const std::vector<std::string>&
 std::vector<std::string> Snapshot::differencesTo(const Snapshot& later) const {
   std::vector<std::string> differences;
   for (const auto& [path, before] : _entries) {
-    const auto after = later._entries.find(path);
+    auto after = later._entries.find(path);
     if (after == later._entries.end()) {
       differences.push_back(path + " is gone");
     } else if (after->second != before) {

@@ -8,7 +8,7 @@
 namespace qrb::hostile {
 namespace {
 
-const std::string root = repositoryFolder;
+std::string root = repositoryFolder;
 const std::string entry = root + "/.git";
 
 std::string& headName() {
@@ -34,7 +34,7 @@ void addSurroundings(FileTree& tree) {
   tree.program("evil");
   tree.program(root + "/evil");
   tree.folder(exportFolder);
-  const std::string victim = victimFolder;
+  std::string victim = victimFolder;
   for (const char* const name : {"file", "other", "folder/inner", ".gitattributes"}) {
     tree.file(victim + "/" + name, "precious\n");
   }
@@ -60,8 +60,8 @@ void makeHistory(test::GitRepository& repository) {
 
 /// Its object names go into a commit above, its repository into the working copy.
 void addSubmodule(test::GitRepository& repository) {
-  const std::string path = repository.pathOf("sub");
-  const auto git = [&](std::vector<std::string> arguments) {
+  std::string path = repository.pathOf("sub");
+  auto git = [&](std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"-C", path});
     repository.run(arguments);
   };
@@ -79,7 +79,7 @@ void addSubmodule(test::GitRepository& repository) {
 Template linkedWorktree(FileTree tree) {
   tree.copy(root, "main");
   tree.remove(entry);
-  const std::string git = "main/.git/worktrees/" + root;
+  std::string git = "main/.git/worktrees/" + root;
   tree.file(git + "/HEAD", "ref: refs/heads/side\n");
   tree.file(git + "/commondir", "../..\n");
   tree.file(git + "/gitdir", "@CASE@/" + entry + "\n");
@@ -117,7 +117,7 @@ Template pointer(FileTree tree) {
 }
 
 Template submodule(FileTree tree) {
-  const std::string git = entry + "/modules/sub";
+  std::string git = entry + "/modules/sub";
   tree.move(root + "/sub/.git", git);
   tree.append(git + "/config", "[core]\n\tworktree = ../../../sub\n");
   tree.file(root + "/sub/.git", "gitdir: ../.git/modules/sub\n");
@@ -135,7 +135,7 @@ const std::string& TemplateRevisions::parent() {
 }
 
 const Template& templateNamed(const std::vector<Template>& templates, const std::string& name) {
-  const auto found = std::ranges::find(templates, name, &Template::name);
+  auto found = std::ranges::find(templates, name, &Template::name);
   if (found == templates.end()) throw std::runtime_error("there is no template " + name);
   return *found;
 }

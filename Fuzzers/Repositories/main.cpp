@@ -66,7 +66,7 @@ constexpr option flags[] = {{"seed", required_argument, nullptr, seed},
 std::uint64_t number(const std::string& text) {
   char* end = nullptr;
   errno = 0;
-  const std::uint64_t value = std::strtoull(text.c_str(), &end, 10);
+  std::uint64_t value = std::strtoull(text.c_str(), &end, 10);
   if (text.empty() || text[0] == '-' || *end != '\0' || errno != 0) {
     throw std::invalid_argument("\"" + text + "\" is no number; --help tells what is wanted");
   }

@@ -8,7 +8,7 @@
 int main() {
   // <run>/<worker>/case-<number>/… has its mark in <run>/marks/case-<number>.
   char path[8192];
-  const ssize_t length = ::readlink("/proc/self/exe", path, sizeof path - 1);
+  ssize_t length = ::readlink("/proc/self/exe", path, sizeof path - 1);
   if (length <= 0) return 1;
   path[length] = '\0';
   char* const name = std::strstr(path, "/case-");
@@ -22,6 +22,6 @@ int main() {
   if (worker == nullptr) return 1;
   std::strcpy(worker, "/marks");
   std::strcat(path, caseName);
-  const int mark = ::open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+  int mark = ::open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
   return mark < 0 || ::write(mark, "program\n", 8) != 8;
 }

@@ -31,14 +31,14 @@ class AccountManager final : public QRBSourceControlAccountManager {
   AccountManager(std::string path, SecretStoreMaker makeSecretStore, ErrorHandler errorHandler);
 
   void accountChanged(const QRBSourceControlAccountPtr& account, const qrb::String& previousUsername) override;
-  /// Of several, the one with credentials, then the one whose URL is nearest. An account serves when its strategy can
+  /// Among several, the one with credentials, then the one of the nearest URL. An account serves when its strategy can
   /// be the one asked for: the same kind and user, or any where the anonymous one is asked for.
   QRBSourceControlAccountPtr existingAccountForRepository(
       const QRBSourceControlRemoteRepositoryPtr& repository,
       const QRBSourceControlAuthenticationStrategyPtr& authenticationStrategy, bool createIfNeeded) override;
   qrb::String existingFingerprintForRepository(const QRBSourceControlRemoteRepositoryPtr& repository) override;
   void addAccount(const QRBSourceControlAccountPtr& account) override;
-  /// Of the repositories that are alive, one for which an account was kept.
+  /// One of the repositories that are alive, for which an account was kept.
   QRBSourceControlRemoteRepositoryPtr knownRepositoryForURL(
       const qrb::URL& url, const QRBSourceControlSystemPtr& sourceControlSystem) override;
   QRBSourceControlAccountPtr existingAccountLikeAccount(const QRBSourceControlAccountPtr& account,

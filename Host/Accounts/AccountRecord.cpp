@@ -59,7 +59,7 @@ std::optional<std::tuple<std::string, std::string, std::optional<int>>> serverOf
   }
   // Without the path, which may have characters that ought to have been encoded.
   std::string_view text = url.absoluteString().view();
-  const qrb::URL server(text.substr(0, text.find_first_of("/?#", text.find("://") + 3)));
+  qrb::URL server(text.substr(0, text.find_first_of("/?#", text.find("://") + 3)));
   std::string host = server.host().str();
   if (host.empty()) return std::nullopt;
   return std::tuple(server.scheme().str(), host, server.port());
@@ -135,8 +135,8 @@ qrb::Error refusePassword(const qrb::URL& url, const std::string& advice) {
 }
 
 bool serves(const qrb::URL& accountAddress, const qrb::URL& repositoryAddress) {
-  const qrb::URL accountURL = accountAddress.withoutPassword();
-  const qrb::URL repositoryURL = repositoryAddress.withoutPassword();
+  qrb::URL accountURL = accountAddress.withoutPassword();
+  qrb::URL repositoryURL = repositoryAddress.withoutPassword();
   auto server = serverOf(repositoryURL);
   if (!server || serverOf(accountURL) != server) return false;
   qrb::String accountUser = qrbscm_user(accountURL);

@@ -29,7 +29,7 @@ void writeAccount(const QRBSourceControlAccountPtr& account, AccountFile::Record
 /// User name, and password or passphrase, of a strategy; empty where it has none.
 std::string usernameOf(const QRBSourceControlAuthenticationStrategyPtr& strategy);
 std::string secretOf(const QRBSourceControlAuthenticationStrategyPtr& strategy);
-/// The same strategy with another password or passphrase; the strategy itself where its kind has none.
+/// A strategy like this with another password or passphrase; the strategy itself where its kind has none.
 QRBSourceControlAuthenticationStrategyPtr withSecret(const QRBSourceControlAuthenticationStrategyPtr& strategy,
                                                      const std::string& secret);
 /// Where the account's secret is kept, for a user of that name.

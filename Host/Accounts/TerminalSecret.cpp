@@ -108,7 +108,7 @@ qrb::Error askForSecret(const std::string& prompt, std::string& secret) {
   }
   qrb::forbidCoreFiles();
   std::string line;
-  const qrb::WipeAtEnd wiping(line);
+  qrb::WipeAtEnd wiping(line);
   // A text that grows leaves what it held behind.
   line.reserve(kLongestSecret);
   qrb::Error error;
@@ -148,7 +148,7 @@ qrb::Error readSecretFromInput(std::string& secret) {
   }
   qrb::forbidCoreFiles();
   std::string line;
-  const qrb::WipeAtEnd wiping(line);
+  qrb::WipeAtEnd wiping(line);
   line.reserve(kLongestSecret + 1);
   // Byte by byte, so that what follows the line is left to whoever reads after us.
   qrb::FileDescriptor signals = stoppingSignals();

@@ -14,7 +14,7 @@ bool canAskUser();
 /// Asks on the terminal and does not show what is typed. With an error (no terminal; the user interrupted, which is a
 /// cancellation) the secret stays as it was. Main thread, with the program's stopping signals blocked.
 qrb::Error askForSecret(const std::string& prompt, std::string& secret);
-/// The same for what may be seen; blanks around it are dropped.
+/// Asks for what may be seen; blanks around it are dropped.
 qrb::Error askForLine(const std::string& prompt, std::string& line);
 
 /// The first line of standard input, without its end, for those who say that it comes from there. A terminal is

@@ -182,7 +182,7 @@ BlueprintComparison compareBlueprints(const BlueprintPtr& recorded, const Bluepr
   addChange(comparison.changes, "name", shown(recorded->name()), shown(found->name()));
   addChange(comparison.changes, "project", shown(recorded->relativePathToProject()),
             shown(found->relativePathToProject()));
-  const std::map<RemotePtr, RemotePtr> pairs = pairRepositories(recorded, found);
+  std::map<RemotePtr, RemotePtr> pairs = pairRepositories(recorded, found);
   std::set<RemotePtr> extra(found->remoteRepositories().begin(), found->remoteRepositories().end());
   for (const auto& remote : recorded->remoteRepositories()) {
     auto pair = pairs.find(remote);

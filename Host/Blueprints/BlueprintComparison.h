@@ -24,7 +24,7 @@ struct BlueprintComparison {
   };
   /// As QRBSourceControlWorkspace::compareToBlueprint has it.
   std::uint64_t code = 0;
-  /// Of the blueprints themselves.
+  /// What differs between the blueprints themselves.
   std::vector<Change> changes;
   std::vector<Repository> repositories;
 };

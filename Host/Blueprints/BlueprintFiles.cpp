@@ -91,7 +91,7 @@ qrb::Error notWritten(const std::string& file, int reason) {
 
 // By way of a folder beside it: the library decides who may read the file, and nobody sees half of one.
 qrb::Error writeFile(const Blueprint& blueprint, const BlueprintWriting& writing) {
-  const fs::path file = fs::absolute(writing.file).lexically_normal();
+  fs::path file = fs::absolute(writing.file).lexically_normal();
   PrivateFolder folder(file.parent_path());
   if (folder.path().empty()) return notWritten(writing.file, errno);
   qrb::Error error;

@@ -23,8 +23,8 @@ enum class BlueprintReading { telling, quiet };
 /// Private keys are written below the key directory, for the user's eyes only, or nowhere where it is empty.
 ReadBlueprint readBlueprint(Session& session, const std::string& file, const std::string& keyDirectory = {},
                             BlueprintReading reading = BlueprintReading::telling);
-/// The same for commands that reach the servers: with the accounts that the user keeps for those that the file has no
-/// credentials for. That keys are needed and there is no folder for them is told.
+/// Reads a blueprint for a command that reaches the servers: the accounts that the user keeps serve those that the file
+/// has no credentials for. That keys are needed and there is no folder for them is told.
 ReadBlueprint readBlueprintForServers(Session& session, const std::string& file, const std::string& keyDirectory);
 void addKeyDirectoryOption(CommandDeclaration& command, std::string& directory);
 

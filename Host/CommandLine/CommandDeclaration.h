@@ -32,7 +32,7 @@ struct OptionDeclaration {
 
   /// What the value is called in the help; an argument's own name is its first word there.
   OptionDeclaration& text(std::string_view name = {}) { return takes(Value::text, name); }
-  /// The same of values that shells complete.
+  /// The value is a file or a folder, which shells complete.
   OptionDeclaration& file(std::string_view name = {}) { return takes(Value::file, name); }
   OptionDeclaration& folder(std::string_view name = {}) { return takes(Value::folder, name); }
   OptionDeclaration& required();

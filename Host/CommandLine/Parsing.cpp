@@ -117,7 +117,7 @@ ParsedCommandLine parseCommandLine(const Program& program, int argc, const char*
   } catch (const CLI::ParseError& error) {
     return {nullptr, {}, refusal(app, error)};
   }
-  const auto actions = app.get_subcommands().front()->get_subcommands();
+  auto actions = app.get_subcommands().front()->get_subcommands();
   return {actions.empty() ? used->run : used->actionNamed(actions.front()->get_name())->run, {}, {}};
 }
 

@@ -17,7 +17,7 @@ Command::Run with(std::shared_ptr<Options> options, ExitStatus (*run)(Session& s
 /// The folder given last, which most commands have. Empty when it is left out.
 void addPathArgument(CommandDeclaration& command, std::string& path);
 
-/// The same as an option, -C, of commands whose arguments are files or names: it says where these are looked for.
+/// Adds the option -C of commands whose arguments are files or names: it says where these are looked for.
 void addDirectoryOption(CommandDeclaration& command, std::string& folder);
 
 }  // namespace host

@@ -119,7 +119,7 @@ qrb::Error AuthenticationPrompter::askForPassword(const Question& question) {
     if (qrb::Error error = askWithDefault("User name", user, user)) return error;
   }
   std::string password;
-  const qrb::WipeAtEnd wiping(password);
+  qrb::WipeAtEnd wiping(password);
   if (qrb::Error error = askForSecret("Password of " + displayText(user) + ": ", password)) return error;
   use(remote, Basic::initWithUsername(user, password));
   return {};
@@ -140,7 +140,7 @@ qrb::Error AuthenticationPrompter::askForKey(const Question& question) {
     if (qrb::Error error = askWithDefault(wanted, preset, file)) return error;
     if (file == "password") {
       std::string password;
-      const qrb::WipeAtEnd wiping(password);
+      qrb::WipeAtEnd wiping(password);
       if (qrb::Error error = askForSecret("Password of " + displayText(user) + ": ", password)) return error;
       use(remote, Basic::initWithUsername(user, password));
       return {};
@@ -158,7 +158,7 @@ qrb::Error AuthenticationPrompter::askForPassphrase(const RemotePtr& remote) {
   auto keys = std::dynamic_pointer_cast<const SSHKeys>(remote->authenticationStrategy());
   if (keys == nullptr) return {};
   std::string passphrase;
-  const qrb::WipeAtEnd wiping(passphrase);
+  qrb::WipeAtEnd wiping(passphrase);
   std::string prompt = "Passphrase of " + displayText(keys->privateKeyFile().path().view());
   if (qrb::Error error = askForSecret(prompt + " (empty if it has none): ", passphrase)) return error;
   use(remote, withSecret(keys, passphrase));

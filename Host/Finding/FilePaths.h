@@ -12,7 +12,7 @@ namespace host {
 /// it, relative to `folder` (empty: the current one). The error says where it lies when that is outside.
 qrb::Error pathInWorkingCopy(const std::string& file, const std::string& folder, const std::string& root,
                              std::string& path);
-/// The same of several; nothing is added to `paths` with an error.
+/// Finds the paths of several; nothing is added to `paths` with an error.
 qrb::Error pathsInWorkingCopy(const std::vector<std::string>& files, const std::string& folder, const std::string& root,
                               std::vector<qrb::String>& paths);
 

@@ -25,9 +25,9 @@ bool mayOthersWrite(fs::path folder) {
   for (bool isOuter = false;; isOuter = true, folder = folder.parent_path()) {
     struct stat status {};
     if (::stat(folder.c_str(), &status) != 0) return true;
-    const bool isOurs = status.st_uid == ::geteuid() || (isOuter && status.st_uid == 0);
+    bool isOurs = status.st_uid == ::geteuid() || (isOuter && status.st_uid == 0);
     // In a folder for everybody's temporary files each has his own.
-    const bool isShared = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0 && !(isOuter && (status.st_mode & S_ISVTX) != 0);
+    bool isShared = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0 && !(isOuter && (status.st_mode & S_ISVTX) != 0);
     if (!isOurs || isShared) return true;
     if (folder == folder.parent_path()) return false;
   }
@@ -36,10 +36,10 @@ bool mayOthersWrite(fs::path folder) {
 }  // namespace
 
 PlugInFolder userPlugInFolder() {
-  const fs::path data = dataFolder();
+  fs::path data = dataFolder();
   if (data.empty()) return {};
   std::error_code failure;
-  const fs::path folder = fs::canonical(data / "qrbsourcecontrol/plug-ins", failure);
+  fs::path folder = fs::canonical(data / "qrbsourcecontrol/plug-ins", failure);
   if (failure || !fs::is_directory(folder, failure)) return {};
   if (mayOthersWrite(folder)) {
     return {{}, folder.native() + " may be written by others, or a folder above it; no plug-in is taken from there."};

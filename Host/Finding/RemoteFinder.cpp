@@ -67,7 +67,7 @@ RemotesWithoutURL listRemotesWithoutURL(Session& session, const QRBSourceControl
         nullptr, [found, listed, done](auto, auto branches, qrb::Error error) {
           if (branches != nullptr) {
             for (const auto& [name, each] : *branches) {
-              const bool isListed = listed.byName != nullptr && listed.byName->find(name.view()) != nullptr;
+              bool isListed = listed.byName != nullptr && listed.byName->find(name.view()) != nullptr;
               if (!isListed) found->names.push_back(name);
             }
           }

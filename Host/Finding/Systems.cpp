@@ -47,7 +47,7 @@ std::vector<qrb::String> systemsWithMetadataIn(const fs::path& place, const std:
   std::vector<qrb::String> systems;
   for (const KnownSystem& known : knownSystems) {
     std::error_code failure;
-    const bool isInstalled = std::ranges::count(installed, qrb::String(known.plugIn)) > 0;
+    bool isInstalled = std::ranges::count(installed, qrb::String(known.plugIn)) > 0;
     if (isInstalled && fs::exists(fs::symlink_status(place / known.metadata, failure))) {
       systems.emplace_back(known.plugIn);
     }
@@ -57,7 +57,7 @@ std::vector<qrb::String> systemsWithMetadataIn(const fs::path& place, const std:
 
 /// Empty where only all together can tell.
 std::vector<qrb::String> plainSystemsOf(const fs::path& folder, const std::vector<qrb::String>& installed) {
-  const bool othersAreInstalled = std::ranges::any_of(installed, [](const qrb::String& identifier) {
+  bool othersAreInstalled = std::ranges::any_of(installed, [](const qrb::String& identifier) {
     return std::ranges::none_of(knownSystems, [&](const KnownSystem& known) { return identifier == known.plugIn; });
   });
   for (fs::path place = folder;; place = place.parent_path()) {
@@ -77,7 +77,7 @@ ListedSystems listSystems(Session& session) {
 
 ListedSystems listSystemsFor(Session& session, const fs::path& folder) {
   std::vector<qrb::String> asked = QRBSourceControlManager::installedPlugInIdentifiers();
-  if (const std::vector<qrb::String> plain = plainSystemsOf(folder, asked); !plain.empty()) {
+  if (std::vector<qrb::String> plain = plainSystemsOf(folder, asked); !plain.empty()) {
     ListedSystems listed = listSome(session, plain);
     if (listed.error || !listed.systems.empty()) return listed;
     // The folder may be one of the others' all the same, whatever has become of the one that it seemed to be of.

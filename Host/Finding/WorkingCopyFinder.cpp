@@ -69,7 +69,7 @@ qrb::Error denialOf(Session& session, const FoundWorkingCopy& candidate) {
         [done](auto, qrb::Error answer) { done(std::move(answer)); });
   });
   // The same code stands for working copies that cannot be read, with other words.
-  const bool isNone = isSameFailure(error, QRBSourceControlError_WorkingCopyNotFound({}));
+  bool isNone = isSameFailure(error, QRBSourceControlError_WorkingCopyNotFound({}));
   return isNone || isCancellation(error) ? error : qrb::Error();
 }
 
@@ -106,7 +106,7 @@ FoundWorkingCopy findWorkingCopy(Session& session, const std::string& path) {
   if (systems.empty()) return noSystems();
   std::vector<FoundWorkingCopy> candidates = candidatesFor(folder, systems);
   for (std::size_t number = 0; number + 1 < candidates.size(); ++number) {
-    const qrb::Error denial = denialOf(session, candidates[number]);
+    qrb::Error denial = denialOf(session, candidates[number]);
     if (!denial) return candidates[number];
     if (isCancellation(denial)) return {nullptr, {}, denial};
   }

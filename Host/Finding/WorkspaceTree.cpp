@@ -23,7 +23,7 @@ struct Line {
   const TreePlace* place = nullptr;
 };
 
-// Of what is shown, near enough: a letter is one column, however many bytes it has.
+// The width of what is shown, near enough: a letter is one column, however many bytes it has.
 std::size_t widthOf(std::string_view text) {
   return static_cast<std::size_t>(
       std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
@@ -40,13 +40,13 @@ void addLines(std::span<const Entry> entries, std::size_t depth, const std::stri
     entries = entries.subspan(group.size());
     std::string name = first;
     std::size_t below = depth + 1;
-    // Of sorted paths all begin alike when the first and the last do.
+    // Sorted paths all begin alike when the first and the last do.
     while (group.front().components.size() > below &&
            group.front().components[below] == group.back().components[below]) {
       name += "/" + group.front().components[below++];
     }
     bool isLast = entries.empty();
-    const std::string text = indent + (isLast ? "└── " : "├── ") + displayPath(name);
+    std::string text = indent + (isLast ? "└── " : "├── ") + displayPath(name);
     bool isNamed = false;
     for (; !group.empty() && group.front().components.size() == below; group = group.subspan(1)) {
       lines.push_back({text, Style::bold, group.front().place});
@@ -80,7 +80,7 @@ std::vector<Line> linesOf(const std::string& root, const std::vector<TreePlace>&
 }  // namespace
 
 void drawTree(Output& output, const std::string& root, const std::vector<TreePlace>& places) {
-  const std::vector<Line> lines = linesOf(root, places);
+  std::vector<Line> lines = linesOf(root, places);
   std::vector<std::size_t> widths{0};
   auto widen = [&](std::size_t column, std::string_view text) {
     if (widths.size() <= column) widths.resize(column + 1);

@@ -65,12 +65,12 @@ struct PlugInUnderCheck {
     std::string lastWords;
   };
   std::optional<Listing> listing;
-  /// Of what it does not serve it does not say so, and so an end tells nothing of what it does serve.
+  /// It does not say so of what it does not serve, and so an end tells nothing of what it does serve.
   bool hidesUnserved = false;
   std::set<std::string_view> served;
 
   const Listing& asked();
-  /// Of its system, which is there.
+  /// An example of its system, which is there.
   EmptyExample emptyExample();
 };
 
@@ -83,7 +83,7 @@ struct RawCheck : CheckText {
 std::span<const RawCheck> lifeChecks();
 /// How it deals with what it does not know, or does not understand.
 std::span<const RawCheck> mannersChecks();
-/// The same of the requests that it serves, once these are known.
+/// The checks of the requests that it serves, once these are known.
 std::span<const RawCheck> argumentChecks();
 
 /// A request of the protocol.

@@ -49,7 +49,7 @@ std::string excerptOf(std::string_view bytes) {
 PlugInCallback callbackOf(const qrb::Dictionary& info, const qrb::String& identifier) {
   PlugInCallback callback;
   callback.progressIdentifier = identifier;
-  const auto fraction = info.is_object() ? info.find(QRBSourceControlProgressValue) : info.end();
+  auto fraction = info.is_object() ? info.find(QRBSourceControlProgressValue) : info.end();
   if (fraction != info.end() && fraction->is_number()) callback.fraction = fraction->get<double>();
   return callback;
 }
@@ -73,7 +73,7 @@ bool PlugInAnswer::isUnserved() const {
 }
 
 std::string PlugInAnswer::placeOf(const qrb::ArchiveError& refusal, const qrb::ArchiveMessage& message) {
-  const auto offset = message.offsetOf(refusal.value());
+  auto offset = message.offsetOf(refusal.value());
   return refusal.description() + (offset ? ", at byte " + std::to_string(*offset) + " of the message" : "");
 }
 
@@ -110,7 +110,7 @@ Conversation::~Conversation() {
 
 void Conversation::send(std::string_view bytes) {
   while (!bytes.empty() && _socket.valid()) {
-    const ssize_t count = ::send(_socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    ssize_t count = ::send(_socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (count < 0 && errno != EINTR) return;
     bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
   }
@@ -142,13 +142,13 @@ void Conversation::sendFinished() {
 // `over` is the end of the process, or of the stream where that is read.
 Conversation::Event Conversation::await(Clock::time_point deadline, bool readsSocket) {
   for (;;) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
     if (left.count() <= 0) return Event::late;
     pollfd sources[] = {{_setting.stop, POLLIN, 0},
                         {readsSocket ? _socket.get() : -1, POLLIN, 0},
                         {_process->pidfd(), POLLIN, 0},
                         {_said.get(), POLLIN, 0}};
-    const int count = ::poll(sources, 4, static_cast<int>(left.count()));
+    int count = ::poll(sources, 4, static_cast<int>(left.count()));
     if (count < 0 && errno != EINTR) return Event::late;
     if (count <= 0) continue;
     if (sources[0].revents != 0) return Event::stopped;
@@ -168,7 +168,7 @@ void Conversation::readSaid() {
       qrb::log(_setting.plugIn.substr(_setting.plugIn.rfind('/') + 1), _words.substr(_loggedWords, end - _loggedWords));
     }
     if (_words.size() > kMostWords) {
-      const std::size_t surplus = _words.size() - kMostWords / 2;
+      std::size_t surplus = _words.size() - kMostWords / 2;
       _words.erase(0, surplus);
       _loggedWords -= std::min(surplus, _loggedWords);
     }
@@ -180,7 +180,7 @@ void Conversation::readSaid() {
 bool Conversation::readSocket() {
   char buffer[65536];
   for (int piece = 0; piece < kMostPieces; ++piece) {
-    const ssize_t count = ::recv(_socket.get(), buffer, sizeof buffer, MSG_DONTWAIT);
+    ssize_t count = ::recv(_socket.get(), buffer, sizeof buffer, MSG_DONTWAIT);
     if (count > 0) _input.append(buffer, static_cast<std::size_t>(count));
     if (count == 0) return false;
     if (count < 0 && errno != EINTR) return errno == EAGAIN || errno == EWOULDBLOCK;
@@ -202,28 +202,28 @@ PlugInAnswer Conversation::failed(Fault fault, std::string problem) const {
 }
 
 PlugInAnswer Conversation::endedWithout(std::string_view method) {
-  const std::optional<qrb::ExitStatus> status = awaitEnd();
+  std::optional<qrb::ExitStatus> status = awaitEnd();
   PlugInAnswer answer = failed(Fault::ended, status ? "It ended (" + status->description() + ")"
                                                     : std::string("It closed its end of the connection"));
   answer.ended = status;
   if (!_input.empty()) answer.problem += ", in the middle of a message,";
   answer.problem += " before it answered \"" + std::string(method) + "\".";
-  if (const std::string words = lastWords(); !words.empty()) answer.problem += " It said: " + words;
+  if (std::string words = lastWords(); !words.empty()) answer.problem += " It said: " + words;
   return answer;
 }
 
 // The next whole message; nothing where more is to come, or `answer` says why there is none.
 std::optional<std::string> Conversation::takeMessage(PlugInAnswer& answer) {
-  const std::string_view rest = std::string_view(_input).substr(_inputTaken);
+  std::string_view rest = std::string_view(_input).substr(_inputTaken);
   if (rest.empty()) return std::nullopt;
-  const qrb::MessageScanner::Outcome outcome = _scanner.scan(rest);
+  qrb::MessageScanner::Outcome outcome = _scanner.scan(rest);
   if (outcome == qrb::MessageScanner::Outcome::refused) {
     answer = failed(Fault::noMessage, "It sent " + excerptOf(rest) +
                                           ", which is no message: " + std::string(_scanner.reason()) + ", at byte " +
                                           std::to_string(_scanner.length()) + ".");
     return std::nullopt;
   }
-  const auto first = static_cast<unsigned char>(rest.front());
+  auto first = static_cast<unsigned char>(rest.front());
   if ((first & 0xf0) != 0x90 && first != 0xdc && first != 0xdd) {
     answer = failed(Fault::noMessage, "It sent " + excerptOf(rest) + ", which is no message: each is an array.");
     return std::nullopt;
@@ -242,7 +242,7 @@ void Conversation::dropTaken() {
 
 void Conversation::handleCallback(qrb::ArchiveNode root) {
   if (root.count() != 3) throw qrb::ArchiveError("a notification of the wrong length");
-  const std::string_view method = root.element(1).stringView();
+  std::string_view method = root.element(1).stringView();
   qrb::readAt(
       [&] { return "the call \"" + std::string(method) + '"'; },
       [&] {
@@ -269,8 +269,8 @@ void Conversation::handleCallback(qrb::ArchiveNode root) {
 bool Conversation::handle(std::string bytes, std::uint32_t identifier, std::string_view method, PlugInAnswer& answer) {
   try {
     answer.message = qrb::ArchiveMessage::parse(std::move(bytes), _readerTables);
-    const qrb::ArchiveNode root = answer.message->root();
-    const std::uint64_t kind = root.element(0).unsignedInteger();
+    qrb::ArchiveNode root = answer.message->root();
+    std::uint64_t kind = root.element(0).unsignedInteger();
     if (kind == kNotificationKind) {
       handleCallback(root);
       _readerTables.retire(answer.message);
@@ -279,7 +279,7 @@ bool Conversation::handle(std::string bytes, std::uint32_t identifier, std::stri
     if (kind == kRequestKind) throw qrb::ArchiveError("a request, which a plug-in never sends");
     if (kind != kResponseKind) throw qrb::ArchiveError("a message of no known kind");
     if (root.count() != 4) throw qrb::ArchiveError("a response of the wrong length");
-    const std::uint64_t answered = root.element(1).unsignedInteger();
+    std::uint64_t answered = root.element(1).unsignedInteger();
     if (answered != identifier) {
       throw qrb::ArchiveError("a response with the id " + std::to_string(answered) + " to the request with the id " +
                               std::to_string(identifier));
@@ -288,7 +288,7 @@ bool Conversation::handle(std::string bytes, std::uint32_t identifier, std::stri
                 [&] {
                   answer.error = qrb::Codec<qrb::Error>::read(root.element(2));
                   answer.result = root.element(3);
-                  const bool isArray = answer.result.kind() == qrb::ArchiveNode::Kind::array;
+                  bool isArray = answer.result.kind() == qrb::ArchiveNode::Kind::array;
                   if (!isArray && !answer.result.isNil()) answer.result.expected("an array of the reply values");
                 });
   } catch (const qrb::ArchiveError& refusal) {
@@ -301,7 +301,7 @@ bool Conversation::handle(std::string bytes, std::uint32_t identifier, std::stri
 
 PlugInAnswer Conversation::answer(std::uint32_t identifier, std::string_view method) {
   if (!_process) return failed(Fault::notStarted, _launchFailure);
-  const Clock::time_point deadline = Clock::now() + _setting.limit;
+  Clock::time_point deadline = Clock::now() + _setting.limit;
   for (bool isOver = false;;) {
     PlugInAnswer answer;
     while (std::optional<std::string> bytes = takeMessage(answer)) {
@@ -338,7 +338,7 @@ PlugInAnswer Conversation::rest() {
   if (_socket.valid()) readSocket();
   while (std::optional<std::string> bytes = takeMessage(answer)) {
     try {
-      const auto message = qrb::ArchiveMessage::parse(std::move(*bytes), _readerTables);
+      auto message = qrb::ArchiveMessage::parse(std::move(*bytes), _readerTables);
       if (message->root().element(0).unsignedInteger() == kNotificationKind) continue;
       return failed(Fault::wrongMessage, "After its answer it sent another message that is no callback.");
     } catch (const qrb::ArchiveError& refusal) {
@@ -350,7 +350,7 @@ PlugInAnswer Conversation::rest() {
 
 std::optional<qrb::ExitStatus> Conversation::awaitEnd() {
   if (!_process) return std::nullopt;
-  const Clock::time_point deadline = Clock::now() + _setting.limit;
+  Clock::time_point deadline = Clock::now() + _setting.limit;
   while (true) {
     if (auto status = _process->peek()) {
       readSaid();

@@ -28,7 +28,7 @@ struct PlugInCallback {
   std::size_t items = 0;
   /// Absent for a batch.
   std::optional<std::int64_t> status;
-  /// Of the whole; absent where it says none, or something that is no number.
+  /// The part of the whole that is done; absent where it says none, or something that is no number.
   std::optional<double> fraction;
   qrb::String progressIdentifier;
 };

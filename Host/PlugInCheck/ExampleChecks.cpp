@@ -37,7 +37,7 @@ std::string faultOfPath(std::string_view path) {
   if (path.empty()) return "It reports an empty path.";
   if (path.starts_with('/')) return "The path " + inQuotes(path) + " is not relative.";
   if (path.ends_with('/')) return "The path " + inQuotes(path) + " ends in a /.";
-  const fs::path parts(path);
+  fs::path parts(path);
   if (std::ranges::count(parts, fs::path("..")) > 0) return "The path " + inQuotes(path) + " leads out.";
   return {};
 }
@@ -68,7 +68,7 @@ Verdict unless(const std::string& fault, const Verdict& verdict) {
 }
 
 Verdict mustSucceed(const PlugInAtWork& work, Verdict verdict, bool hasValues) {
-  const bool isError = verdict.result == Verdict::Result::ok && !hasValues;
+  bool isError = verdict.result == Verdict::Result::ok && !hasValues;
   return isError && !work.isStopped ? Verdict::wrong(verdict.detail) : verdict;
 }
 
@@ -89,19 +89,19 @@ Verdict checkScan(PlugInAtWork& work) {
   if (!isServed && !work.plugIn.hidesUnserved) return takeUnsearched(work);
   Verdict verdict;
   qrb::Guarded<QRBSourceControlServiceFailure> lost;
-  const auto observer = manager().observeServiceFailures([&](const QRBSourceControlServiceFailure& failure) {
+  auto observer = manager().observeServiceFailures([&](const QRBSourceControlServiceFailure& failure) {
     lost.with([&](QRBSourceControlServiceFailure& held) { held = failure; });
   });
   using Found = std::shared_ptr<const QRBSourceControlManager::WorkingCopies>;
-  const auto values = askLibrary<Found>(work, verdict, [&](auto completion) {
+  auto values = askLibrary<Found>(work, verdict, [&](auto completion) {
     return manager().scanForWorkingCopiesInFolderPaths(
         {work.folder.native()}, false, {work.plugIn.asked().system}, [completion](const Found& found) {
           completion(found, found ? qrb::Error() : QRBSourceControlError_Canceled());
         });
   });
-  const QRBSourceControlServiceFailure failure = lost.with([](const auto& held) { return held; });
+  QRBSourceControlServiceFailure failure = lost.with([](const auto& held) { return held; });
   if (failure.error) {
-    const std::string told = failure.error.userInfo(QRBSourceControlUnderlyingErrorString).str();
+    std::string told = failure.error.userInfo(QRBSourceControlUnderlyingErrorString).str();
     return failure.service == work.plugIn.identifier ? Verdict::wrong(told) : Verdict::skipped(told);
   }
   if (!values) return verdict;
@@ -119,7 +119,7 @@ Verdict checkScan(PlugInAtWork& work) {
 Verdict checkStatus(PlugInAtWork& work) {
   using Statuses = QRBSourceControlPathStatusesPtr;
   Verdict verdict;
-  const auto values = askLibrary<Statuses, Statuses>(work, verdict, [&](auto completion) {
+  auto values = askLibrary<Statuses, Statuses>(work, verdict, [&](auto completion) {
     return manager().filesAndStatusOfWorkingCopy(work.workingCopy, false, completion);
   });
   if (!values) return mustSucceed(work, verdict, false);
@@ -132,7 +132,7 @@ Verdict checkStatus(PlugInAtWork& work) {
 Verdict checkRemoteStatus(PlugInAtWork& work) {
   using Statuses = QRBSourceControlPathStatusesPtr;
   Verdict verdict;
-  const auto values = askLibrary<Statuses, Statuses>(work, verdict, [&](auto completion) {
+  auto values = askLibrary<Statuses, Statuses>(work, verdict, [&](auto completion) {
     return manager().filesAndStatusOfWorkingCopy(work.workingCopy, true, completion);
   });
   return values ? unless(faultOfStatuses(std::get<1>(*values)), verdict) : verdict;
@@ -140,7 +140,7 @@ Verdict checkRemoteStatus(PlugInAtWork& work) {
 
 Verdict checkLocation(PlugInAtWork& work) {
   Verdict verdict;
-  const auto values = askLibrary<Location>(work, verdict, [&](auto completion) {
+  auto values = askLibrary<Location>(work, verdict, [&](auto completion) {
     return manager().currentLocationOfWorkingCopy(work.workingCopy, completion);
   });
   if (!values) return verdict;
@@ -170,7 +170,7 @@ std::optional<LogItems> askHistory(PlugInAtWork& work, Verdict& verdict, std::in
   auto keep = [streamed](const LogItems& items, double) {
     streamed->insert(streamed->end(), items.begin(), items.end());
   };
-  const auto values = askLibrary<LogItems>(work, verdict, [&](auto completion) {
+  auto values = askLibrary<LogItems>(work, verdict, [&](auto completion) {
     if (file.empty()) {
       return manager().historyOfWorkingCopy(work.workingCopy, nullptr, nullptr, QRBSourceControlHistoryIncludeAll, most,
                                             {}, QRBSourceControlHistorySearchDefault, keep, completion);
@@ -209,7 +209,7 @@ std::string anyFileIn(const fs::path& folder) {
 
 Verdict checkHistory(PlugInAtWork& work) {
   Verdict verdict;
-  const auto items = askHistory(work, verdict, kMostItems, {});
+  auto items = askHistory(work, verdict, kMostItems, {});
   if (!items && verdict.result == Verdict::Result::notServed) work.file = anyFileIn(work.folder);
   if (!items) return mustSucceed(work, verdict, false);
   for (const QRBSourceControlLogItemPtr& item : *items) {
@@ -238,13 +238,13 @@ Verdict checkBlame(PlugInAtWork& work) {
   if (work.file.empty()) return Verdict::skipped("No file is known.");
   using Items = std::vector<QRBSourceControlBlameItemPtr>;
   Verdict verdict;
-  const auto values = askLibrary<Items>(work, verdict, [&](auto completion) {
+  auto values = askLibrary<Items>(work, verdict, [&](auto completion) {
     return manager().blameFile(work.file, work.workingCopy, nullptr, completion);
   });
   if (!values) return verdict;
   std::uint64_t next = 1;
   for (const QRBSourceControlBlameItemPtr& item : std::get<0>(*values)) {
-    const QRBSourceControlLineRange range = item->lineRange();
+    QRBSourceControlLineRange range = item->lineRange();
     if (range.location != next || item->logItem() == nullptr) {
       return Verdict::wrong("Of " + inQuotes(work.file) + " the line " + std::to_string(next) +
                             " has no log item: the ranges do not follow each other.");
@@ -257,14 +257,14 @@ Verdict checkBlame(PlugInAtWork& work) {
 Verdict checkExport(PlugInAtWork& work) {
   if (work.file.empty()) return Verdict::skipped("No file is known.");
   const PrivateFolder folder;
-  const auto base = QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::sharedBaseRevision());
+  auto base = QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::sharedBaseRevision());
   Verdict verdict;
-  const auto values = askLibrary<qrb::URL>(work, verdict, [&](auto completion) {
+  auto values = askLibrary<qrb::URL>(work, verdict, [&](auto completion) {
     return manager().exportFileFromRevisionLocation(work.file, work.workingCopy, base,
                                                     qrb::URL::fileURL(folder.path().native(), true), completion);
   });
   if (!values) return verdict;
-  const fs::path wanted = folder.path() / fs::path(work.file).filename();
+  fs::path wanted = folder.path() / fs::path(work.file).filename();
   std::error_code failure;
   if (std::get<0>(*values).path().str() != wanted.native() || !fs::exists(fs::symlink_status(wanted, failure))) {
     return Verdict::wrong("It answers " + inQuotes(std::get<0>(*values).absoluteString().view()) +
@@ -292,14 +292,14 @@ Verdict checkRevisionOfLocation(PlugInAtWork& work) {
 }
 
 Verdict checkNamed(const Branches& branches, const Verdict& verdict) {
-  const bool isAnyNameless = std::ranges::any_of(
+  bool isAnyNameless = std::ranges::any_of(
       branches, [](const QRBSourceControlBranchPtr& branch) { return branch->identifier().empty(); });
   return isAnyNameless ? Verdict::wrong("A branch has no identifier.") : verdict;
 }
 
 Verdict checkBranches(PlugInAtWork& work) {
   Verdict verdict;
-  const auto values = askLibrary<Branches>(work, verdict, [&](auto completion) {
+  auto values = askLibrary<Branches>(work, verdict, [&](auto completion) {
     return manager().listBranchesOfRepository(work.workingCopy->repository(), work.workingCopy->branchAndTagLocations(),
                                               completion);
   });
@@ -308,7 +308,7 @@ Verdict checkBranches(PlugInAtWork& work) {
 
 Verdict checkRemoteBranches(PlugInAtWork& work) {
   Verdict verdict;
-  const auto values = askLibrary<Branches, QRBSourceControlRemoteBranchesPtr>(work, verdict, [&](auto completion) {
+  auto values = askLibrary<Branches, QRBSourceControlRemoteBranchesPtr>(work, verdict, [&](auto completion) {
     return manager().listRemoteBranchesOfRepository(work.workingCopy->repository(),
                                                     work.workingCopy->branchAndTagLocations(), completion);
   });
@@ -317,7 +317,7 @@ Verdict checkRemoteBranches(PlugInAtWork& work) {
 
 Verdict checkRemotes(PlugInAtWork& work) {
   Verdict verdict;
-  const auto values = askLibrary<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositoriesPtr>(
+  auto values = askLibrary<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositoriesPtr>(
       work, verdict, [&](auto completion) {
         return manager().listRemoteRepositoriesForRepository(work.workingCopy->repository(), completion);
       });
@@ -339,13 +339,13 @@ Verdict checkTags(PlugInAtWork& work) {
 }
 
 std::string faultOfDifferences(const qrb::Dictionary& differences) {
-  const auto files = differences.find("files");
+  auto files = differences.find("files");
   if (!differences.is_object() || files == differences.end() || !files->is_array()) {
     return "The dictionary has no array \"files\".";
   }
   for (const qrb::Dictionary& file : *files) {
     for (const char* key : {"path", "change"}) {
-      const bool isText = file.is_object() && file.contains(key) && file[key].is_string();
+      bool isText = file.is_object() && file.contains(key) && file[key].is_string();
       if (!isText) return std::string("One of the files has no text \"") + key + "\".";
     }
   }
@@ -355,7 +355,7 @@ std::string faultOfDifferences(const qrb::Dictionary& differences) {
 Verdict checkDifferences(PlugInAtWork& work) {
   auto at = [](const Revision& revision) { return QRBSourceControlRevisionLocation::initWithRevision(revision); };
   Verdict verdict;
-  const auto values = askLibrary<qrb::Dictionary>(work, verdict, [&](auto completion) {
+  auto values = askLibrary<qrb::Dictionary>(work, verdict, [&](auto completion) {
     return manager().diffRepository(work.workingCopy->repository(), at(QRBSourceControlRevision::sharedBaseRevision()),
                                     at(QRBSourceControlRevision::sharedUnversionedRevision()),
                                     work.workingCopy->branchAndTagLocations(), completion);
@@ -457,7 +457,7 @@ extern const CheckText callbacksCheck{
 
 Verdict checkCallbacks(PlugInUnderCheck& plugIn, const QRBSourceControlWorkingCopyPtr& workingCopy) {
   constexpr const auto& kMessage = QRBSourceControlPlugInProtocol::historyOfWorkingCopy;
-  const qrb::String identifier("of this request");
+  qrb::String identifier("of this request");
   Conversation conversation(plugIn.setting);
   const PlugInAnswer answer =
       conversation.ask(1, kMessage.selector,

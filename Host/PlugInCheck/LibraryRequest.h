@@ -42,7 +42,7 @@ template <class... R, class Start>
 std::optional<std::tuple<R...>> askLibrary(PlugInAtWork& work, Verdict& verdict, Start start) {
   auto values = std::make_shared<std::tuple<R...>>();
   std::optional<TimeLimit> limit;
-  const qrb::Error error = work.session.perform("Checking", [&](Session::Done done) {
+  qrb::Error error = work.session.perform("Checking", [&](Session::Done done) {
     QRBSourceControlCancellablePtr request = start([values, done](R... value, qrb::Error failure) {
       *values = std::tuple<R...>(std::move(value)...);
       done(std::move(failure));

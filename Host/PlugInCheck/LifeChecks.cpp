@@ -39,7 +39,7 @@ Verdict checkFile(PlugInUnderCheck& plugIn) {
 }
 
 Verdict checkName(PlugInUnderCheck& plugIn) {
-  const std::vector<qrb::String> found = QRBSourceControlManager::installedPlugInIdentifiers();
+  std::vector<qrb::String> found = QRBSourceControlManager::installedPlugInIdentifiers();
   if (std::ranges::count(found, qrb::String(plugIn.identifier)) > 0) return Verdict::ok();
   return Verdict::wrong("A host that searches its folder does not find " + inQuotes(plugIn.identifier) + ".");
 }
@@ -68,7 +68,7 @@ Verdict checkListing(PlugInUnderCheck& plugIn) {
   return answer.error ? Verdict::wrong("It answered with an error.") : Verdict::ok();
 }
 
-// Of the answer, and of what came after it.
+// Looks at the answer, and at what came after it.
 Verdict faultOfEither(PlugInUnderCheck& plugIn, Fault fault) {
   const PlugInUnderCheck::Listing& listing = plugIn.asked();
   for (const PlugInAnswer* answer : {&listing.answer, &listing.rest}) {
@@ -128,15 +128,15 @@ Verdict checkFolderName(PlugInUnderCheck& plugIn) {
   if (system == nullptr) return Verdict::skipped(kNoSystem);
   const qrb::String& folder = system->workingCopyFolderIdentifier();
   if (!folder) return Verdict::ok("It scans for working copies itself.");
-  const std::string_view name = folder.view();
-  const bool isName = !name.empty() && name != "." && name != ".." && name.find('/') == std::string_view::npos;
+  std::string_view name = folder.view();
+  bool isName = !name.empty() && name != "." && name != ".." && name.find('/') == std::string_view::npos;
   return isName ? Verdict::ok() : Verdict::wrong("Its workingCopyFolderIdentifier is " + inQuotes(name) + ".");
 }
 
 Verdict checkAuthentication(PlugInUnderCheck& plugIn) {
   const QRBSourceControlSystemPtr& system = plugIn.asked().system;
   if (system == nullptr) return Verdict::skipped(kNoSystem);
-  const QRBSourceControlAuthenticationTypes types = system->supportedAuthenticationTypes();
+  QRBSourceControlAuthenticationTypes types = system->supportedAuthenticationTypes();
   if ((types & ~kAuthenticationTypes) == 0) return Verdict::ok();
   return Verdict::wrong("Its supportedAuthenticationTypes are " + std::to_string(types) + ".");
 }
@@ -163,7 +163,7 @@ Verdict checkFinished(PlugInUnderCheck& plugIn) {
 
 Verdict endWith(Conversation& conversation) {
   conversation.close();
-  const std::optional<qrb::ExitStatus> ended = conversation.awaitEnd();
+  std::optional<qrb::ExitStatus> ended = conversation.awaitEnd();
   if (!ended) return Verdict::wrong("It runs on.");
   if (ended->kind == qrb::ExitStatus::Kind::exited) return Verdict::ok();
   return Verdict::wrong("It did not exit but ended with " + ended->description() + ".");
@@ -187,7 +187,7 @@ Verdict checkEndInRequest(PlugInUnderCheck& plugIn) {
 Verdict checkEndAfterAnswer(PlugInUnderCheck& plugIn) {
   if (!plugIn.asked().answer) return Verdict::skipped(kNoAnswer);
   Conversation conversation(plugIn.setting);
-  const PlugInAnswer answer = askListing(conversation, kUsualIdentifier);
+  PlugInAnswer answer = askListing(conversation, kUsualIdentifier);
   return answer ? endWith(conversation) : Verdict::of(answer);
 }
 

@@ -22,7 +22,7 @@ std::string codeOf(const PlugInAnswer& answer) {
 Verdict checkUnknownRequest(PlugInUnderCheck& plugIn) {
   if (!plugIn.asked().answer) return Verdict::skipped(kNoAnswer);
   Conversation conversation(plugIn.setting);
-  const PlugInAnswer answer = conversation.ask(kMannersIdentifier, kUnknownMethod, argumentsOf());
+  PlugInAnswer answer = conversation.ask(kMannersIdentifier, kUnknownMethod, argumentsOf());
   if (answer.isUnserved()) return Verdict::ok();
   plugIn.hidesUnserved = true;
   return answer ? Verdict::wrong("It answered with " + codeOf(answer) + ".") : Verdict::of(answer);
@@ -46,8 +46,8 @@ Verdict checkNotUnderstood(PlugInUnderCheck& plugIn) {
   for (const auto& [what, bytes] : kMessagesOfNoHost) {
     Conversation conversation(plugIn.setting);
     conversation.send(bytes);
-    const std::optional<qrb::ExitStatus> ended = conversation.awaitEnd();
-    const std::string after = "After " + std::string(what) + " it ";
+    std::optional<qrb::ExitStatus> ended = conversation.awaitEnd();
+    std::string after = "After " + std::string(what) + " it ";
     if (!ended) return Verdict::wrong(after + "runs on.");
     if (ended->kind != qrb::ExitStatus::Kind::exited || ended->value == 0) {
       return Verdict::wrong(after + "ended with " + ended->description() + ".");
@@ -66,8 +66,8 @@ Verdict askEachServed(PlugInUnderCheck& plugIn, Done done,
     if (!plugIn.served.contains(request.method)) continue;
     isAny = true;
     Conversation conversation(plugIn.setting);
-    const PlugInAnswer answer = conversation.ask(kMannersIdentifier, request.method,
-                                                 [&](qrb::ArchiveWriter& writer) { arguments(writer, request); });
+    PlugInAnswer answer = conversation.ask(kMannersIdentifier, request.method,
+                                           [&](qrb::ArchiveWriter& writer) { arguments(writer, request); });
     if (answer.exitedWithFailure()) continue;
     if (!answer) return Verdict::of(answer);
     if (!answer.error && done == Done::isWrong) {
@@ -98,9 +98,9 @@ void writeUnknown(qrb::ArchiveWriter& writer) {
   writer.writeDouble(0.5);
 }
 
-// The same working copy as the library writes it, but for keys that nobody knows yet.
+// Writes the working copy as the library does, with keys that nobody knows yet besides.
 void writeWithUnknownKeys(qrb::ArchiveWriter& writer, const QRBSourceControlWorkingCopyPtr& workingCopy) {
-  const QRBSourceControlRepositoryPtr repository = workingCopy->repository();
+  QRBSourceControlRepositoryPtr repository = workingCopy->repository();
   writer.writeMapHeader(5);
   writer.writeNil();
   writer.writeKey("QRBSourceControlWorkingCopy");
@@ -127,12 +127,12 @@ void writeWithUnknownKeys(qrb::ArchiveWriter& writer, const QRBSourceControlWork
 Verdict checkUnknownKeys(PlugInUnderCheck& plugIn) {
   constexpr std::string_view kMethod = Protocol::filesAndStatusOfWorkingCopy.selector;
   if (!plugIn.served.contains(kMethod)) return Verdict::skipped("It does not serve the status.");
-  const QRBSourceControlWorkingCopyPtr workingCopy = plugIn.emptyExample().workingCopy;
+  QRBSourceControlWorkingCopyPtr workingCopy = plugIn.emptyExample().workingCopy;
   Conversation known(plugIn.setting);
-  const PlugInAnswer usual = known.ask(kMannersIdentifier, kMethod, argumentsOf(workingCopy, false));
+  PlugInAnswer usual = known.ask(kMannersIdentifier, kMethod, argumentsOf(workingCopy, false));
   if (!usual) return Verdict::of(usual);
   Conversation unknown(plugIn.setting);
-  const PlugInAnswer answer = unknown.ask(kMannersIdentifier, kMethod, [&](qrb::ArchiveWriter& writer) {
+  PlugInAnswer answer = unknown.ask(kMannersIdentifier, kMethod, [&](qrb::ArchiveWriter& writer) {
     writer.writeArrayHeader(2);
     writeWithUnknownKeys(writer, workingCopy);
     writer.writeBool(false);

@@ -98,7 +98,7 @@ class CheckReport {
   void addLine(const CheckText& check, const Verdict& verdict) {
     Output& output = _session.output();
     const ResultWord& word = wordOf(verdict.result);
-    const std::string demand = *check.demand == '\0' ? "" : std::string(": ") + check.demand;
+    std::string demand = *check.demand == '\0' ? "" : std::string(": ") + check.demand;
     std::string detail = displayText(verdict.detail);
     std::ranges::replace(detail, '\n', ' ');
     output.write(word.style, word.word);
@@ -126,8 +126,8 @@ class CheckRun {
   }
 
   ExitStatus run() {
-    const bool isDone = runRaw(lifeChecks()) && runRaw(mannersChecks()) && runProbes() && runRaw(argumentChecks()) &&
-                        runOnWorkingCopy() && runOnAddress();
+    bool isDone = runRaw(lifeChecks()) && runRaw(mannersChecks()) && runProbes() && runRaw(argumentChecks()) &&
+                  runOnWorkingCopy() && runOnAddress();
     if (isDone) return _report.finish(_plugIn.identifier);
     _report.abandon();
     return ExitStatus::failed;
@@ -138,7 +138,7 @@ class CheckRun {
   bool aside(const CheckText& check, const std::function<Verdict()>& work) {
     Verdict verdict;
     std::thread thread;
-    const qrb::Error error = _session.perform("Checking the plug-in", [&](Session::Done done) {
+    qrb::Error error = _session.perform("Checking the plug-in", [&](Session::Done done) {
       thread = std::thread([&verdict, &work, done, stop = _stop] {
         verdict = work();
         done(stop->wasAsked() ? QRBSourceControlError_Canceled() : qrb::Error());
@@ -160,8 +160,8 @@ class CheckRun {
 
   bool runProbes() {
     for (const RequestProbe& request : requestProbes()) {
-      const std::string method(request.method);
-      const CheckText check{method.c_str(), kRequestsSection, ""};
+      std::string method(request.method);
+      CheckText check{method.c_str(), kRequestsSection, ""};
       if (!aside(check, [&] { return probe(_plugIn, request); })) return false;
     }
     return true;
@@ -170,7 +170,7 @@ class CheckRun {
   bool runExamples(PlugInAtWork& work, std::span<const ExampleCheck> checks, bool needsWorkingCopy) {
     for (const ExampleCheck& check : checks) {
       Verdict verdict = Verdict::skipped("There is no working copy to look at.");
-      const bool isFirst = &check == &checks.front();
+      bool isFirst = &check == &checks.front();
       if (isFirst || !needsWorkingCopy || work.workingCopy) verdict = check.run(work);
       if (work.isStopped) return false;
       _report.add(check, verdict);

@@ -110,15 +110,15 @@ std::span<const RequestProbe> requestProbes() {
 Verdict probe(PlugInUnderCheck& plugIn, const RequestProbe& request) {
   const QRBSourceControlSystemPtr& system = plugIn.asked().system;
   if (system == nullptr) return Verdict::skipped("There is no descriptor.");
-  const bool isListed = system->additionalRequests().contains(qrb::String(request.method));
+  bool isListed = system->additionalRequests().contains(qrb::String(request.method));
   if (request.isAdditional && !isListed) return Verdict::notServed();
   if (plugIn.hidesUnserved) return Verdict::skipped("It does not say what it does not serve.");
-  if (const std::string around = workingCopyAround(plugIn.setting.folder, *system); !around.empty()) {
+  if (std::string around = workingCopyAround(plugIn.setting.folder, *system); !around.empty()) {
     return Verdict::skipped("Temporary folders lie in a working copy, " + around +
                             ", which is not to be touched: set TMPDIR to a folder elsewhere.");
   }
   Conversation conversation(plugIn.setting);
-  const PlugInAnswer answer = conversation.ask(1, request.method, request.arguments(plugIn.emptyExample()));
+  PlugInAnswer answer = conversation.ask(1, request.method, request.arguments(plugIn.emptyExample()));
   if (answer.isUnserved()) {
     return isListed ? Verdict::wrong("Its additionalRequests list it, and it answers -700.") : Verdict::notServed();
   }
@@ -126,12 +126,12 @@ Verdict probe(PlugInUnderCheck& plugIn, const RequestProbe& request) {
   plugIn.served.insert(request.method);
   if (!answer) return Verdict::ok("Where arguments are absent it exits.");
   if (answer.error) return Verdict::ok();
-  const std::string undecodable = request.undecodable(answer);
+  std::string undecodable = request.undecodable(answer);
   return undecodable.empty() ? Verdict::ok() : Verdict::wrong("The reply is not understood: " + undecodable + ".");
 }
 
 EmptyExample PlugInUnderCheck::emptyExample() {
-  const qrb::URL folder = qrb::URL::fileURL(setting.folder, true);
+  qrb::URL folder = qrb::URL::fileURL(setting.folder, true);
   EmptyExample example;
   example.repository = QRBSourceControlRepository::initWithURL(folder, asked().system);
   example.workingCopy =

@@ -44,7 +44,7 @@ std::string withoutOverwritten(std::string_view text) {
 
 bool wereAllShown(std::string_view text, const std::function<bool(std::string_view line)>& wasShown) {
   while (wasShown && !text.empty()) {
-    const std::string_view line = text.substr(0, text.find('\n'));
+    std::string_view line = text.substr(0, text.find('\n'));
     if (!line.empty() && !wasShown(line)) return false;
     text.remove_prefix(std::min(line.size() + 1, text.size()));
   }

@@ -24,7 +24,7 @@ int checked(int result, const char* what) {
 }  // namespace
 
 EventLoop::EventLoop() {
-  const sigset_t stopping = stoppingSignals();
+  sigset_t stopping = stoppingSignals();
   ::signal(SIGPIPE, SIG_IGN);
   checked(::sigprocmask(SIG_BLOCK, &stopping, nullptr), "sigprocmask");
   _signals = checked(::signalfd(-1, &stopping, SFD_CLOEXEC | SFD_NONBLOCK), "signalfd");

@@ -36,7 +36,7 @@ void noteInterruption(int signal) {
 void endIfInterrupted() {
   // What came while nobody looked waits to be delivered.
   if (int signal = noted) ::raise(signal);
-  const sigset_t stopping = stoppingSignals();
+  sigset_t stopping = stoppingSignals();
   ::pthread_sigmask(SIG_UNBLOCK, &stopping, nullptr);
 }
 

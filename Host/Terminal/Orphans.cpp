@@ -42,11 +42,11 @@ std::vector<qrb::FileDescriptor> openOrphans() {
 }  // namespace
 
 void awaitOrphans(std::chrono::milliseconds limit) {
-  const auto end = std::chrono::steady_clock::now() + limit;
+  auto end = std::chrono::steady_clock::now() + limit;
   for (;;) {
     reapEnded();
-    const std::vector<qrb::FileDescriptor> orphans = openOrphans();
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+    std::vector<qrb::FileDescriptor> orphans = openOrphans();
+    auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
     if (orphans.empty() || left.count() <= 0) return;
     // One after the other: each has to end, and may leave children of its own.
     pollfd ending{orphans.front().get(), POLLIN, 0};

@@ -16,7 +16,7 @@ constexpr std::chrono::milliseconds kPatience{300};
 constexpr int kBarWidth = 24;
 
 void writeToError(std::string_view text) {
-  // Of what cannot be shown nothing is lost.
+  // Nothing is lost with what cannot be shown.
   [[maybe_unused]] ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
 }
 

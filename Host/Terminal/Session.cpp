@@ -75,7 +75,7 @@ Session::Session(CommonOptions options, EventLoop& loop, Output& output)
   for (const std::string& directory : _options.plugInDirectories) {
     qrb::ServiceDirectories::registerDirectory(directory);
   }
-  const PlugInFolder own = userPlugInFolder();
+  PlugInFolder own = userPlugInFolder();
   if (!own.refusal.empty()) printRemark("qrbscm: " + displayText(own.refusal));
   if (!own.path.empty()) qrb::ServiceDirectories::registerDirectory(own.path);
   if (_options.verbose) {
@@ -135,7 +135,7 @@ std::vector<qrb::Error> Session::perform(std::string label, const std::vector<St
 
   std::vector<qrb::Error> errors;
   for (auto& request : requests) {
-    const bool lacksService = lostService && isCancellation(request->answer->error);
+    bool lacksService = lostService && isCancellation(request->answer->error);
     errors.push_back(lacksService ? lostService : request->answer->error);
   }
   return errors;

@@ -56,8 +56,8 @@ class Session {
   /// callbacks of a cancelled request may still be running on another thread then.
   std::vector<qrb::Error> perform(std::string label, const std::vector<Start>& requests);
   qrb::Error perform(std::string label, const Start& request);
-  /// The same for a request on the working copy or its repository that reaches a remote one: the user is asked about
-  /// that one when its server refuses.
+  /// Makes a request on the working copy or its repository that reaches a remote one: the user is asked about that one
+  /// when its server refuses.
   qrb::Error perform(std::string label, const Start& request, const QRBSourceControlRemoteRepositoryPtr& remote);
   /// What shows the progress of the request that is made next; any thread.
   std::function<void(const qrb::String& text, double fraction)> progressBlock();
@@ -68,7 +68,7 @@ class Session {
   /// Prints an error for the user and returns what to end with: failure, unless the error is only that the reader of
   /// the output has gone.
   ExitStatus fail(const qrb::Error& error);
-  /// The same of a request that has nothing to do where both sides are the same already, which is told and no failure.
+  /// Ends a command whose request has nothing to do where both sides are alike already, which is told and no failure.
   ExitStatus finishTransfer(const qrb::Error& error);
   /// A remark for the user, beside the output.
   void note(std::string_view text);

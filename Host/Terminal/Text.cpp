@@ -12,7 +12,7 @@ namespace host {
 
 namespace {
 
-// Of well-formed UTF-8 the only lead byte whose characters may be control characters (U+0080 to U+009F) is 0xC2.
+// The only lead byte of well-formed UTF-8 whose characters may be control characters (U+0080 to U+009F) is 0xC2.
 bool isSecondControl(std::string_view text, std::size_t index) {
   return static_cast<unsigned char>(text[index]) == 0xC2 && index + 1 < text.size() &&
          static_cast<unsigned char>(text[index + 1]) < 0xA0;

@@ -27,7 +27,7 @@ std::string listen(FileDescriptor& listener) {
   if (::listen(made.get(), 16) != 0 || ::getsockname(made.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
     return {};
   }
-  const std::size_t length = size - offsetof(sockaddr_un, sun_path);
+  std::size_t length = size - offsetof(sockaddr_un, sun_path);
   if (length < 2) return {};
   listener = std::move(made);
   return {address.sun_path + 1, length - 1};
@@ -40,10 +40,10 @@ bool isOwnTool(int connection) {
 }
 
 std::string receive(int connection) {
-  const timeval patience{1, 0};
+  timeval patience{1, 0};
   ::setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-  const std::unique_ptr<char[]> packet(new char[kAskpassLongestPacket]);
-  const ssize_t size = ::recv(connection, packet.get(), kAskpassLongestPacket, 0);
+  std::unique_ptr<char[]> packet(new char[kAskpassLongestPacket]);
+  ssize_t size = ::recv(connection, packet.get(), kAskpassLongestPacket, 0);
   return size > 0 ? std::string(packet.get(), static_cast<std::size_t>(size)) : std::string();
 }
 
@@ -53,7 +53,7 @@ std::optional<AskpassQuestion> parseAskpassQuestion(std::string_view packet) {
   if (!packet.ends_with('\0')) return std::nullopt;
   AskpassQuestion question;
   for (bool isFirst = true; !packet.empty(); isFirst = false) {
-    const std::string_view field = packet.substr(0, packet.find('\0'));
+    std::string_view field = packet.substr(0, packet.find('\0'));
     packet.remove_prefix(field.size() + 1);
     if (isFirst) {
       question.kind = field;
@@ -61,8 +61,8 @@ std::optional<AskpassQuestion> parseAskpassQuestion(std::string_view packet) {
       question.values.emplace_back(field);
     }
   }
-  const bool isPrompt = question.kind == kAskpassPromptKind && question.values.size() == 1;
-  const bool isHostKey = question.kind == kAskpassHostKeyKind && question.values.size() == kAskpassHostKeyValues;
+  bool isPrompt = question.kind == kAskpassPromptKind && question.values.size() == 1;
+  bool isHostKey = question.kind == kAskpassHostKeyKind && question.values.size() == kAskpassHostKeyValues;
   if (!isPrompt && !isHostKey) return std::nullopt;
   return question;
 }
@@ -73,10 +73,10 @@ AskpassChannel::AskpassChannel(Answer answer) : _answer(std::move(answer)) {
 
 void AskpassChannel::serve() {
   for (;;) {
-    const FileDescriptor connection(::accept4(_listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    FileDescriptor connection(::accept4(_listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
     if (!connection.valid()) return;
     if (!isOwnTool(connection.get())) continue;
-    const auto question = parseAskpassQuestion(receive(connection.get()));
+    auto question = parseAskpassQuestion(receive(connection.get()));
     auto text = question ? _answer(*question) : std::nullopt;
     std::string packet = text ? kAskpassYes + *text : std::string(1, kAskpassNo);
     ::send(connection.get(), packet.data(), packet.size(), MSG_NOSIGNAL);
@@ -86,7 +86,7 @@ void AskpassChannel::serve() {
 }
 
 std::vector<std::pair<std::string, std::string>> AskpassChannel::environment() const {
-  const std::string program = askpassProgram();
+  std::string program = askpassProgram();
   return {{kAskpassSocketVariable, _name},
           {"GIT_ASKPASS", program},
           {"SSH_ASKPASS", program},

@@ -13,42 +13,42 @@ std::optional<std::string> CredentialAnswers::answer(const AskpassQuestion& ques
 }
 
 std::optional<std::string> CredentialAnswers::answerPrompt(std::string_view text) {
-  const CredentialPrompt prompt = CredentialPrompt::parse(text);
+  CredentialPrompt prompt = CredentialPrompt::parse(text);
   switch (prompt.kind) {
-    case CredentialPrompt::Kind::Username:
-    case CredentialPrompt::Kind::Password:
-      return answerGit(prompt.kind == CredentialPrompt::Kind::Username, prompt.subject);
-    case CredentialPrompt::Kind::Passphrase:
-      if (_access.kind != Kind::Key || (!_access.keyFile.empty() && prompt.subject != _access.keyFile)) break;
+    case CredentialPrompt::Kind::username:
+    case CredentialPrompt::Kind::password:
+      return answerGit(prompt.kind == CredentialPrompt::Kind::username, prompt.subject);
+    case CredentialPrompt::Kind::passphrase:
+      if (_access.kind != Kind::key || (!_access.keyFile.empty() && prompt.subject != _access.keyFile)) break;
       return secret();
-    case CredentialPrompt::Kind::SSHPassword:
-      if (_access.kind != Kind::Password || !isOurLogin(prompt.subject)) break;
+    case CredentialPrompt::Kind::sSHPassword:
+      if (_access.kind != Kind::password || !isOurLogin(prompt.subject)) break;
       return secret();
-    case CredentialPrompt::Kind::Unknown:
+    case CredentialPrompt::Kind::unknown:
       break;
   }
   return std::nullopt;
 }
 
 std::optional<std::string> CredentialAnswers::answerGit(bool isUsername, std::string_view server) {
-  const RemoteAddress asking = RemoteAddress::parse(server);
+  RemoteAddress asking = RemoteAddress::parse(server);
   if (!asking.isHTTP() || !_access.address.mayShareSecretsWith(asking)) {
     // The name may be anything that the user has set up; which server it is matters.
     _foreignServer = asking.scheme + "://" + asking.host;
     return std::nullopt;
   }
-  if (_access.kind != Kind::Password || _access.user.empty()) return std::nullopt;
+  if (_access.kind != Kind::password || _access.user.empty()) return std::nullopt;
   if (isUsername) return _access.user;
   // git shows the name as it is or, in later versions, encoded.
-  const bool isOurs = asking.user && (*asking.user == _access.user || percentDecoded(*asking.user) == _access.user ||
-                                      server.find("://" + _access.user + "@") != std::string_view::npos);
+  bool isOurs = asking.user && (*asking.user == _access.user || percentDecoded(*asking.user) == _access.user ||
+                                server.find("://" + _access.user + "@") != std::string_view::npos);
   return isOurs ? secret() : std::nullopt;
 }
 
 bool CredentialAnswers::isOurLogin(std::string_view userAndHost) const {
-  const std::size_t at = userAndHost.rfind('@');
+  std::size_t at = userAndHost.rfind('@');
   if (at == std::string_view::npos) return false;
-  const RemoteAddress asking = RemoteAddress::parse(std::string("ssh://").append(userAndHost.substr(at + 1)));
+  RemoteAddress asking = RemoteAddress::parse(std::string("ssh://").append(userAndHost.substr(at + 1)));
   return userAndHost.substr(0, at) == _access.user && asking.host == _access.address.host;
 }
 

@@ -20,7 +20,7 @@ class CredentialAnswers {
 
   /// A secret was handed over; a server that refuses afterwards has refused it.
   bool gaveSecret() const { return _gaveSecret; }
-  /// Of the key that a server showed last and that was not the trusted one: "SHA256:…"; empty before.
+  /// The fingerprint of the key that a server showed last and that was not the trusted one: "SHA256:…"; empty before.
   const std::string& hostFingerprint() const { return _hostFingerprint; }
   /// The other server that wanted a secret; empty where there was none.
   const std::string& foreignServer() const { return _foreignServer; }

@@ -16,17 +16,17 @@ bool isBetween(std::string_view text, std::string_view begin, std::string_view e
 
 CredentialPrompt CredentialPrompt::parse(std::string_view text) {
   CredentialPrompt prompt;
-  const auto read = [&](Kind asked, std::string_view begin, std::string_view end) {
+  auto read = [&](Kind asked, std::string_view begin, std::string_view end) {
     if (!isBetween(text, begin, end, prompt.subject)) return false;
     prompt.kind = asked;
     return true;
   };
-  const bool isKnown = read(Kind::Username, "Username for '", "': ") || read(Kind::Password, "Password for '", "': ") ||
-                       read(Kind::Passphrase, "Enter passphrase for key '", "': ") ||
-                       read(Kind::SSHPassword, "(", ") Password: ") || read(Kind::SSHPassword, "", "'s password: ");
+  bool isKnown = read(Kind::username, "Username for '", "': ") || read(Kind::password, "Password for '", "': ") ||
+                 read(Kind::passphrase, "Enter passphrase for key '", "': ") ||
+                 read(Kind::sSHPassword, "(", ") Password: ") || read(Kind::sSHPassword, "", "'s password: ");
   // A server chooses the words after its prefix; names hold none of these.
   const bool isOneName =
-      prompt.kind != Kind::SSHPassword || prompt.subject.find_first_of(" ()\r\n") == std::string::npos;
+      prompt.kind != Kind::sSHPassword || prompt.subject.find_first_of(" ()\r\n") == std::string::npos;
   return isKnown && isOneName ? prompt : CredentialPrompt();
 }
 

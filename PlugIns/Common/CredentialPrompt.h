@@ -9,17 +9,17 @@ namespace qrb {
 struct CredentialPrompt {
   enum class Kind {
     /// Nothing that is answered here: one-time codes, PINs, whether to go on.
-    Unknown,
+    unknown,
     /// git: "Username for 'https://host': ".
-    Username,
+    username,
     /// git: "Password for 'https://user@host': ".
-    Password,
+    password,
     /// ssh: "Enter passphrase for key '/home/user/.ssh/id_rsa': ".
-    Passphrase,
+    passphrase,
     /// ssh: "user@host's password: ", "(user@host) Password: ".
-    SSHPassword,
+    sSHPassword,
   };
-  Kind kind = Kind::Unknown;
+  Kind kind = Kind::unknown;
   /// What is between the quotation marks: the address with a user's name or without, the key's path, user@host.
   std::string subject;
 

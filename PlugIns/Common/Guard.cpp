@@ -21,7 +21,7 @@ Guard::~Guard() {
 }
 
 Guard::Standing Guard::add(const Job& job) {
-  const int number = ++_lastNumber;
+  int number = ++_lastNumber;
   std::string line = "job " + std::to_string(number) + " " + std::to_string(job.input.size());
   std::string bytes;
   for (const std::string& argument : job.arguments) {

@@ -29,9 +29,9 @@ std::string folderOf(pid_t process) {
 
 /// Files of /proc have no size of their own.
 std::string readAtOnce(const std::string& path) {
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   std::array<char, 4096> bytes{};
-  const ssize_t got = file.valid() ? ::read(file.get(), bytes.data(), bytes.size()) : -1;
+  ssize_t got = file.valid() ? ::read(file.get(), bytes.data(), bytes.size()) : -1;
   return got > 0 ? std::string(bytes.data(), static_cast<std::size_t>(got)) : std::string();
 }
 
@@ -42,9 +42,9 @@ std::string linkTarget(const std::string& path) {
 
 /// Not so in a wait for a slow disk or server, during which looking at the path would wait as well.
 bool sleepsInterruptibly(const std::string& task) {
-  const std::string stat = readAtOnce(task + "/stat");
+  std::string stat = readAtOnce(task + "/stat");
   // After the program's name, which may hold anything.
-  const std::size_t end = stat.rfind(')');
+  std::size_t end = stat.rfind(')');
   return end != std::string::npos && std::string_view(stat).substr(end).starts_with(") S");
 }
 
@@ -73,20 +73,20 @@ std::optional<std::array<unsigned long, 3>> readCall(std::string_view text) {
 
 /// The text at an address in another process; empty where it cannot be read.
 std::string textAt(pid_t process, unsigned long address) {
-  const FileDescriptor memory(::open((folderOf(process) + "/mem").c_str(), O_RDONLY | O_CLOEXEC));
+  FileDescriptor memory(::open((folderOf(process) + "/mem").c_str(), O_RDONLY | O_CLOEXEC));
   std::string text(PATH_MAX, '\0');
   const ssize_t got =
       memory.valid() ? ::pread(memory.get(), text.data(), text.size(), static_cast<off_t>(address)) : -1;
-  const std::size_t end = text.find('\0');
+  std::size_t end = text.find('\0');
   return got > 0 && end < static_cast<std::size_t>(got) ? text.substr(0, end) : std::string();
 }
 
 /// What a call opens: `folder` is where relative paths begin, as a link in /proc.
 std::string openedPath(pid_t process, int folder, unsigned long address) {
-  const std::string path = textAt(process, address);
+  std::string path = textAt(process, address);
   if (path.empty() || path.front() == '/') return path;
-  const std::string link = folder == AT_FDCWD ? "/cwd" : "/fd/" + std::to_string(folder);
-  const std::string base = linkTarget(folderOf(process) + link);
+  std::string link = folder == AT_FDCWD ? "/cwd" : "/fd/" + std::to_string(folder);
+  std::string base = linkTarget(folderOf(process) + link);
   return base.starts_with('/') ? (fs::path(base) / path).lexically_normal().string() : std::string();
 }
 
@@ -112,7 +112,7 @@ std::vector<pid_t> numbersIn(std::string_view text) {
   std::vector<pid_t> numbers;
   for (pid_t number = 0;;) {
     while (text.starts_with(' ')) text.remove_prefix(1);
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc()) return numbers;
     numbers.push_back(number);
     text.remove_prefix(static_cast<std::size_t>(end - text.data()));
@@ -124,7 +124,7 @@ std::vector<pid_t> threadsOf(pid_t process) {
   std::error_code error;
   for (fs::directory_iterator entry(folderOf(process) + "/task", error), end; !error && entry != end;
        entry.increment(error)) {
-    const std::vector<pid_t> numbers = numbersIn(entry->path().filename().string());
+    std::vector<pid_t> numbers = numbersIn(entry->path().filename().string());
     threads.insert(threads.end(), numbers.begin(), numbers.end());
   }
   // In a sandbox that forbids the listing. The first thread opens nearly everything.
@@ -141,11 +141,11 @@ bool ObstacleWatch::isOwn(pid_t process) const {
 }
 
 std::optional<ObstacleWatch::Wait> ObstacleWatch::waitOf(pid_t process, pid_t thread) {
-  const std::string task = folderOf(process) + "/task/" + std::to_string(thread);
-  const std::string text = readAtOnce(task + "/syscall");
-  const auto call = readCall(text);
+  std::string task = folderOf(process) + "/task/" + std::to_string(thread);
+  std::string text = readAtOnce(task + "/syscall");
+  auto call = readCall(text);
   if (!call || !sleepsInterruptibly(task)) return std::nullopt;
-  const std::string path = pathOfCall(process, *call);
+  std::string path = pathOfCall(process, *call);
   if (!path.starts_with('/') || !isPipeOrDevice(path)) return std::nullopt;
   // Still in the same call, so what was read meanwhile belongs to it.
   if (readAtOnce(task + "/syscall") != text) return std::nullopt;
@@ -153,16 +153,16 @@ std::optional<ObstacleWatch::Wait> ObstacleWatch::waitOf(pid_t process, pid_t th
 }
 
 std::optional<ObstacleWatch::Wait> ObstacleWatch::find(pid_t process, int depth) const {
-  const bool own = isOwn(process);
+  bool own = isOwn(process);
   // The tool itself may be started by a script of its name.
   if (!own && depth > 0) return std::nullopt;
-  for (const pid_t thread : threadsOf(process)) {
+  for (pid_t thread : threadsOf(process)) {
     if (own) {
       if (auto wait = waitOf(process, thread)) return wait;
     }
     if (depth == deepest) continue;
-    const std::string children = folderOf(process) + "/task/" + std::to_string(thread) + "/children";
-    for (const pid_t child : numbersIn(readAtOnce(children))) {
+    std::string children = folderOf(process) + "/task/" + std::to_string(thread) + "/children";
+    for (pid_t child : numbersIn(readAtOnce(children))) {
       if (auto wait = find(child, depth + 1)) return wait;
     }
   }
@@ -171,7 +171,7 @@ std::optional<ObstacleWatch::Wait> ObstacleWatch::find(pid_t process, int depth)
 
 std::optional<std::string> ObstacleWatch::look(pid_t tool) {
   std::optional<Wait> wait = find(tool, 0);
-  const bool isSure = wait && wait == _last;
+  bool isSure = wait && wait == _last;
   _last = std::move(wait);
   if (!isSure) return std::nullopt;
   ::kill(_last->thread, SIGTERM);

@@ -28,7 +28,7 @@ class RecordParser {
   const std::optional<ParseError>& error() const { return _error; }
 
  protected:
-  /// Of the byte that ends tokens.
+  /// `delimiter` is the byte that ends tokens.
   explicit RecordParser(char delimiter) : _buffer(delimiter, listedTextBounds) {}
   ~RecordParser() = default;
   RecordParser(const RecordParser&) = default;

@@ -15,12 +15,12 @@ void take(RemoteAccess& access, const QRBSourceControlAuthenticationStrategy* st
     access.user = basic->username().str();
     // A name without a password is no login: what the user has set up may know the password.
     if (basic->password().empty()) return;
-    access.kind = RemoteAccess::Kind::Password;
+    access.kind = RemoteAccess::Kind::password;
     access.secret = SecretText(basic->password().view());
   } else if (const auto* const keys = dynamic_cast<const QRBSourceControlSSHKeysAuthenticationStrategy*>(strategy)) {
     access.user = keys->username().str();
     if (!access.address.isSSH()) return;
-    access.kind = RemoteAccess::Kind::Key;
+    access.kind = RemoteAccess::Kind::key;
     access.secret = SecretText(keys->privateKeyPassword().view());
     if (keys->privateKeyFile()) access.keyFile = keys->privateKeyFile().path().str();
   }
@@ -37,7 +37,7 @@ bool isSafeUser(std::string_view user) {
 }
 
 Error keyFault(const std::string& path) {
-  const URL url = URL::fileURL(path);
+  URL url = URL::fileURL(path);
   struct stat info {};
   if (::stat(path.c_str(), &info) != 0) return QRBSourceControlError_AuthenticationSSHKeyNotFound(url);
   if (!S_ISREG(info.st_mode)) return QRBSourceControlError_AuthenticationSSHKeyInvalid(url);
@@ -50,24 +50,24 @@ Error keyFault(const std::string& path) {
 
 RemoteAccess RemoteAccess::of(const QRBSourceControlRemoteRepository& repository) {
   RemoteAccess access;
-  const String whole = repository.URL().absoluteString();
+  String whole = repository.URL().absoluteString();
   access.text = addressWithoutPassword(whole.view());
   access.address = RemoteAddress::parse(whole.view());
-  // Of a server alone; tools want a path.
+  // The address may be that of a server alone, and tools want a path.
   if (access.address.path.empty() && access.text.find("://") != std::string::npos) access.text += '/';
   access.trustedFingerprint = repository.trustedServerFingerprint().str();
   access.isFingerprintEnforced = repository.enforceTrustedServerFingerprint();
-  const auto strategy = repository.authenticationStrategy();
+  auto strategy = repository.authenticationStrategy();
   take(access, strategy.get());
   if (access.user.empty()) access.user = access.address.user.value_or("");
-  if (access.kind == Kind::None && access.address.password && access.user == access.address.user.value_or("")) {
-    access.kind = Kind::Password;
+  if (access.kind == Kind::none && access.address.password && access.user == access.address.user.value_or("")) {
+    access.kind = Kind::password;
     access.secret = SecretText(*access.address.password);
   }
   if (access.address.password) wipe(*access.address.password);
   access.address.password.reset();
   // The name in the address would win over the one that the user chose.
-  const bool isOther = access.address.user && *access.address.user != access.user;
+  bool isOther = access.address.user && *access.address.user != access.user;
   if (isOther && access.text.find("://") != std::string::npos) access.text = addressWithUser(access.text, access.user);
   return access;
 }
@@ -81,7 +81,7 @@ Error RemoteAccess::fault() const {
     return QRBSourceControlError_AuthenticationCredentialsInvalid("The user name “" + user +
                                                                   "” cannot be handed to ssh.");
   }
-  return kind == Kind::Key && !keyFile.empty() ? keyFault(keyFile) : Error();
+  return kind == Kind::key && !keyFile.empty() ? keyFault(keyFile) : Error();
 }
 
 }  // namespace qrb

@@ -34,13 +34,13 @@ std::size_t userInfoEnd(std::string_view authority) {
 
 /// The place of what stands between "://" and the path.
 std::pair<std::size_t, std::size_t> authorityOf(std::string_view address) {
-  const std::size_t begin = address.find(schemeSeparator) + schemeSeparator.size();
+  std::size_t begin = address.find(schemeSeparator) + schemeSeparator.size();
   return {begin, std::min(address.find_first_of("/?#", begin), address.size())};
 }
 
 void takeHost(RemoteAddress& result, std::string_view hostAndPort) {
-  const std::size_t bracket = hostAndPort.rfind(']');
-  const std::size_t colon = hostAndPort.find(':', bracket == std::string_view::npos ? 0 : bracket);
+  std::size_t bracket = hostAndPort.rfind(']');
+  std::size_t colon = hostAndPort.find(':', bracket == std::string_view::npos ? 0 : bracket);
   result.host = lowerCase(hostAndPort.substr(0, colon));
   if (colon != std::string_view::npos) result.port = hostAndPort.substr(colon + 1);
   if (result.port.empty()) result.port = usualPort(result.scheme);
@@ -49,12 +49,12 @@ void takeHost(RemoteAddress& result, std::string_view hostAndPort) {
 RemoteAddress parseURL(std::string_view address) {
   RemoteAddress result;
   result.scheme = lowerCase(address.substr(0, address.find(schemeSeparator)));
-  const auto [begin, end] = authorityOf(address);
+  auto [begin, end] = authorityOf(address);
   std::string_view authority = address.substr(begin, end - begin);
-  if (const std::size_t at = userInfoEnd(authority); at != std::string_view::npos) {
-    const std::string_view userInfo = authority.substr(0, at);
+  if (std::size_t at = userInfoEnd(authority); at != std::string_view::npos) {
+    std::string_view userInfo = authority.substr(0, at);
     authority.remove_prefix(at + 1);
-    const std::size_t colon = userInfo.find(':');
+    std::size_t colon = userInfo.find(':');
     result.user = percentDecoded(userInfo.substr(0, colon));
     if (colon != std::string_view::npos) result.password = percentDecoded(userInfo.substr(colon + 1));
   }
@@ -75,8 +75,8 @@ std::string_view bare(std::string_view path) {
 RemoteAddress RemoteAddress::parse(std::string_view address) {
   if (address.find(schemeSeparator) != std::string_view::npos) return parseURL(address);
   RemoteAddress result;
-  const std::size_t bracket = address.find(']');
-  const std::size_t colon = address.find(':', bracket == std::string_view::npos ? 0 : bracket);
+  std::size_t bracket = address.find(']');
+  std::size_t colon = address.find(':', bracket == std::string_view::npos ? 0 : bracket);
   if (address.starts_with('/') || colon == std::string_view::npos || address.find('/') < colon) {
     result.scheme = "file";
     result.path = address;
@@ -84,7 +84,7 @@ RemoteAddress RemoteAddress::parse(std::string_view address) {
   }
   result.scheme = "ssh";
   std::string_view server = address.substr(0, colon);
-  if (const std::size_t at = userInfoEnd(server); at != std::string_view::npos) {
+  if (std::size_t at = userInfoEnd(server); at != std::string_view::npos) {
     result.user = std::string(server.substr(0, at));
     server.remove_prefix(at + 1);
   }
@@ -110,11 +110,11 @@ std::string addressWithoutPassword(std::string_view address) {
 }
 
 std::string addressWithUser(std::string_view address, std::string_view user) {
-  const auto [begin, end] = authorityOf(address);
-  const std::size_t at = userInfoEnd(address.substr(begin, end - begin));
-  const std::size_t host = at == std::string_view::npos ? begin : begin + at + 1;
+  auto [begin, end] = authorityOf(address);
+  std::size_t at = userInfoEnd(address.substr(begin, end - begin));
+  std::size_t host = at == std::string_view::npos ? begin : begin + at + 1;
   std::string name;
-  for (const char byte : percentEncodedPath(user, true)) {
+  for (char byte : percentEncodedPath(user, true)) {
     // Allowed in a path, and a divider here.
     if (byte == ':' || byte == '@') {
       name.append(byte == ':' ? "%3A" : "%40");

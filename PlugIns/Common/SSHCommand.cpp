@@ -8,14 +8,14 @@ namespace {
 /// ssh puts other texts for what follows a "%".
 std::string literal(std::string_view text) {
   std::string result;
-  for (const char byte : text) result.append(byte == '%' ? 2 : 1, byte);
+  for (char byte : text) result.append(byte == '%' ? 2 : 1, byte);
   return result;
 }
 
 /// As ssh takes the values of its options apart.
 std::string quotedWord(const std::string& word) {
   std::string result = "\"";
-  for (const char byte : literal(word)) {
+  for (char byte : literal(word)) {
     if (byte == '"' || byte == '\\') result.push_back('\\');
     result.push_back(byte);
   }
@@ -44,14 +44,14 @@ void addLogin(std::vector<std::string>& arguments, const RemoteAccess& access) {
   if (!access.user.empty()) arguments.insert(arguments.end(), {"-l", access.user});
   addOption(arguments, access.hasSecret() ? "BatchMode=no" : "BatchMode=yes");
   addOption(arguments, "NumberOfPasswordPrompts=1");
-  if (access.kind == RemoteAccess::Kind::Password) {
+  if (access.kind == RemoteAccess::Kind::password) {
     addOption(arguments, "PubkeyAuthentication=no");
     addOption(arguments, "PreferredAuthentications=password,keyboard-interactive");
   } else {
     addOption(arguments, "PasswordAuthentication=no");
     addOption(arguments, "KbdInteractiveAuthentication=no");
   }
-  if (access.kind == RemoteAccess::Kind::Key && !access.keyFile.empty()) {
+  if (access.kind == RemoteAccess::Kind::key && !access.keyFile.empty()) {
     // Not -i, which passes a file over that it does not find before it has put the "%" in.
     addOption(arguments, "IdentityFile=" + quotedWord(access.keyFile));
     addOption(arguments, "IdentitiesOnly=yes");
@@ -78,7 +78,7 @@ std::vector<std::string> sshArguments(const RemoteAccess& access, const std::str
 std::string shellCommand(std::string program, const std::vector<std::string>& arguments) {
   for (const std::string& argument : arguments) {
     program.append(" '");
-    for (const char byte : argument) {
+    for (char byte : argument) {
       if (byte == '\'') {
         program.append("'\\''");
       } else {

@@ -19,22 +19,26 @@ std::string differingHome() {
   passwd entry{};
   passwd* found = nullptr;
   char buffer[16384];
-  const bool isKnown = ::getpwuid_r(::getuid(), &entry, buffer, sizeof buffer, &found) == 0 && found != nullptr;
+  bool isKnown = ::getpwuid_r(::getuid(), &entry, buffer, sizeof buffer, &found) == 0 && found != nullptr;
   return isKnown && home != found->pw_dir ? home : std::string();
 }
 
 }  // namespace
 
+std::string sshKnownHostsFile() {
+  return homeDirectory() + "/.ssh/known_hosts";
+}
+
 std::vector<std::string> sshHomeArguments() {
-  const std::string home = differingHome();
+  std::string home = differingHome();
   if (home.empty()) return {};
-  const std::string configuration = home + "/.ssh/config";
+  std::string configuration = home + "/.ssh/config";
   return {"-F", ::access(configuration.c_str(), R_OK) == 0 ? configuration : "none", "-o",
-          "UserKnownHostsFile=" + quoted(home + "/.ssh/known_hosts")};
+          "UserKnownHostsFile=" + quoted(sshKnownHostsFile())};
 }
 
 std::vector<std::string> sshHomeIdentityArguments() {
-  const std::string home = differingHome();
+  std::string home = differingHome();
   if (home.empty()) return {};
   std::vector<std::string> arguments;
   for (const char* const name : {"id_rsa", "id_ecdsa", "id_ed25519"}) {

@@ -5,6 +5,9 @@
 
 namespace qrb {
 
+/// Where the keys of servers are that the user trusts, whether or not the file is there.
+std::string sshKnownHostsFile();
+
 /// ssh looks for its files in the home that the user database tells, and this system in that of the environment, as
 /// everything else does. Where they differ, the arguments that make ssh look here too; empty otherwise.
 std::vector<std::string> sshHomeArguments();

@@ -11,7 +11,7 @@ constexpr std::string_view upperDigits = "0123456789ABCDEF";
 
 std::string hexDigits(std::string_view text) {
   std::string digits;
-  for (const char byte : text) {
+  for (char byte : text) {
     if (byte != ':') digits.push_back(byte >= 'a' && byte <= 'f' ? static_cast<char>(byte - 'a' + 'A') : byte);
   }
   return digits;
@@ -26,12 +26,12 @@ bool ServerCertificate::hasFingerprint(std::string_view text) const {
 std::optional<ServerCertificate> ServerCertificate::parse(std::string_view output) {
   std::array<std::string_view, 3> lines;
   for (std::string_view& line : lines) {
-    const std::size_t end = output.find('\n');
+    std::size_t end = output.find('\n');
     if (end == std::string_view::npos) return std::nullopt;
     line = output.substr(0, end);
     output.remove_prefix(end + 1);
   }
-  const bool isFingerprint = lines[0].size() == 40 && lines[0].find_first_not_of(upperDigits) == std::string_view::npos;
+  bool isFingerprint = lines[0].size() == 40 && lines[0].find_first_not_of(upperDigits) == std::string_view::npos;
   if (!isFingerprint || !lines[1].starts_with("sha256//")) return std::nullopt;
   return ServerCertificate{std::string(lines[0]), std::string(lines[1]), std::string(lines[2])};
 }
@@ -46,7 +46,7 @@ std::optional<ServerCertificate> ServerCertificate::of(const RemoteAddress& serv
   command.path = programBesideOwn("qrb-server-certificate");
   command.arguments = {server.host, server.port};
   std::string output;
-  const ToolResult result = runner.run(command, [&](std::string_view chunk) {
+  ToolResult result = runner.run(command, [&](std::string_view chunk) {
     output.append(chunk);
     return true;
   });

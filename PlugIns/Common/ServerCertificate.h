@@ -13,7 +13,7 @@ namespace qrb {
 struct ServerCertificate {
   /// SHA-1 of the certificate, 40 upper-case hexadecimal digits.
   std::string fingerprint;
-  /// Of the key in it, as libcurl takes pins: "sha256//…".
+  /// The pin of the key in it, as libcurl takes pins: "sha256//…".
   std::string pin;
   /// Whom it is for, as it says itself.
   std::string name;

@@ -18,10 +18,10 @@ struct TextBounds {
 };
 
 inline constexpr TextBounds noTextBounds{~std::size_t{0}, ~std::size_t{0}};
-/// Of texts in lists.
+/// The bounds of texts in lists.
 inline constexpr TextBounds listedTextBounds{std::size_t{1} << 20, std::size_t{64} << 20};
-/// Of the message of what is asked for on its own; names and paths remain as in lists. It has to fit into one message
-/// to the host, with room for what else that holds.
+/// The bounds of a message that is asked for on its own; names and paths remain as in lists. It has to fit into one
+/// message to the host, with room for what else that holds.
 inline constexpr TextBounds singleTextBounds{std::size_t{128} << 20, std::size_t{128} << 20};
 
 /// Keeps account of the texts that have been read under some bounds.
@@ -35,14 +35,14 @@ class TextAllowance {
 
   /// How long the next text may be.
   std::size_t next() const {
-    const std::size_t left = _bounds.together - _used;
-    const std::size_t most = left < _bounds.each ? left : _bounds.each;
+    std::size_t left = _bounds.together - _used;
+    std::size_t most = left < _bounds.each ? left : _bounds.each;
     return most > shortText ? most : shortText;
   }
   /// To be called with the length of each text as it is kept.
   void take(std::size_t length) {
     if (length <= shortText) return;
-    const std::size_t left = _bounds.together - _used;
+    std::size_t left = _bounds.together - _used;
     _used += length < left ? length : left;
   }
 

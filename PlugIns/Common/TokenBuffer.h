@@ -84,7 +84,7 @@ class TokenBuffer {
   /// Lets go of the caller's piece, keeping what of the record has arrived. False: the record is too large.
   bool suspend() {
     keep();
-    if (const std::size_t bound = _allowance.next(); _kept.size() - _token > bound) {
+    if (std::size_t bound = _allowance.next(); _kept.size() - _token > bound) {
       _dropped += _kept.size() - _token - bound;
       _kept.resize(_token + bound);
       _scan = _kept.size();
@@ -123,7 +123,7 @@ class TokenBuffer {
 
   /// How much of a piece still belongs to the part of a token that is dropped.
   std::size_t drop(std::string_view bytes) {
-    const std::size_t count = std::min(bytes.find(_delimiter), bytes.size());
+    std::size_t count = std::min(bytes.find(_delimiter), bytes.size());
     _dropped += count;
     return count;
   }
@@ -132,10 +132,10 @@ class TokenBuffer {
   std::size_t shorten(std::size_t position) {
     position -= _record;
     keep();
-    const std::string_view token = std::string_view(_kept).substr(_token, position - _token);
-    const std::size_t length = shortenedLength(token, _allowance.next());
-    const std::uint64_t missing = _dropped + (token.size() - length);
-    const std::string mark = shorteningMark(missing);
+    std::string_view token = std::string_view(_kept).substr(_token, position - _token);
+    std::size_t length = shortenedLength(token, _allowance.next());
+    std::uint64_t missing = _dropped + (token.size() - length);
+    std::string mark = shorteningMark(missing);
     _kept.replace(_token + length, token.size() - length, mark);
     _base += missing - mark.size();
     _dropped = 0;

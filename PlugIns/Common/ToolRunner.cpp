@@ -31,22 +31,22 @@ constexpr int pipeSize = 1024 * 1024;
 
 std::vector<std::string> environmentFor(const ToolCommand& command) {
   std::vector<std::string> result;
-  const auto isReplaced = [&](std::string_view name) {
+  auto isReplaced = [&](std::string_view name) {
     return std::any_of(command.unsetEnvironment.begin(), command.unsetEnvironment.end(),
                        [&](const std::string& other) { return name == other; }) ||
            std::any_of(command.environment.begin(), command.environment.end(),
                        [&](const auto& other) { return name == other.first; });
   };
   for (char** entry = environ; entry && *entry; ++entry) {
-    const std::string_view text(*entry);
+    std::string_view text(*entry);
     if (!isReplaced(text.substr(0, text.find('=')))) {
       result.emplace_back(text);
     }
   }
   // A program that asks for a name gets the first that it finds.
   for (auto entry = command.environment.begin(); entry != command.environment.end(); ++entry) {
-    const bool isLast = std::none_of(entry + 1, command.environment.end(),
-                                     [&](const auto& later) { return later.first == entry->first; });
+    bool isLast = std::none_of(entry + 1, command.environment.end(),
+                               [&](const auto& later) { return later.first == entry->first; });
     if (isLast) {
       result.push_back(entry->first + '=' + entry->second);
     }
@@ -62,12 +62,12 @@ ssize_t writeWithoutSignal(int descriptor, std::string_view bytes) {
   ::sigemptyset(&pipeSignal);
   ::sigaddset(&pipeSignal, SIGPIPE);
   ::sigpending(&pending);
-  const bool wasPending = ::sigismember(&pending, SIGPIPE) == 1;
+  bool wasPending = ::sigismember(&pending, SIGPIPE) == 1;
   ::pthread_sigmask(SIG_BLOCK, &pipeSignal, &previous);
-  const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-  const int error = errno;
+  ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+  int error = errno;
   if (written < 0 && error == EPIPE && !wasPending) {
-    const timespec now{};
+    timespec now{};
     while (::sigtimedwait(&pipeSignal, nullptr, &now) < 0 && errno == EINTR) {
     }
   }
@@ -80,9 +80,9 @@ ssize_t writeWithoutSignal(int descriptor, std::string_view bytes) {
 FileDescriptor holdInMemory(std::string_view text) {
   FileDescriptor memory(::memfd_create("input", MFD_CLOEXEC));
   while (memory.valid() && !text.empty()) {
-    const ssize_t written = ::write(memory.get(), text.data(), text.size());
+    ssize_t written = ::write(memory.get(), text.data(), text.size());
     if (written < 0 && errno != EINTR) {
-      const int error = errno;
+      int error = errno;
       memory.reset();
       errno = error;
     }
@@ -222,7 +222,7 @@ void Run::step() {
   // No POLLIN: the host may have sent something for later, which must not wake this loop again and again.
   slots[hostSlot] = {_stopping ? -1 : _surroundings.hostConnection, POLLRDHUP, 0};
   slots[sideSlot] = {_surroundings.sideChannel, POLLIN, 0};
-  const int ready = ::poll(slots.data(), slots.size(), timeout());
+  int ready = ::poll(slots.data(), slots.size(), timeout());
   if (ready < 0) {
     if (errno != EINTR) {
       _result.launchFailure = {LaunchFailure::Step::descriptors, errno, "The tool's output could not be waited for"};
@@ -253,7 +253,7 @@ void Run::step() {
   }
   escalate();
   if (slots[processSlot].revents != 0) {
-    if (const auto status = _process->tryReap()) {
+    if (auto status = _process->tryReap()) {
       _result.status = *status;
       _over = true;
     }
@@ -261,8 +261,8 @@ void Run::step() {
 }
 
 int Run::timeout() const {
-  const auto until = [](Clock::time_point time) {
-    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(time - Clock::now()).count();
+  auto until = [](Clock::time_point time) {
+    auto wait = std::chrono::ceil<std::chrono::milliseconds>(time - Clock::now()).count();
     return static_cast<int>(std::clamp<long long>(wait, 0, INT_MAX));
   };
   if (_killed) {
@@ -271,7 +271,7 @@ int Run::timeout() const {
   if (_stopping) {
     return until(_killAt);
   }
-  const int look = _watch ? silence : -1;
+  int look = _watch ? silence : -1;
   if (!_endAt) {
     return look;
   }
@@ -307,7 +307,7 @@ void Run::stop(Outcome why) {
 }
 
 void Run::feed() {
-  const ssize_t written = writeWithoutSignal(_input.get(), _toFeed);
+  ssize_t written = writeWithoutSignal(_input.get(), _toFeed);
   if (written < 0 && (errno == EAGAIN || errno == EINTR)) {
     return;
   }
@@ -322,7 +322,7 @@ void Run::feed() {
 
 /// Returns how many bytes came.
 std::size_t Run::readOnce(FileDescriptor& descriptor, const ToolRunner::Output& callback, bool isError) {
-  const ssize_t got = ::read(descriptor.get(), _buffer.get(), chunkSize);
+  ssize_t got = ::read(descriptor.get(), _buffer.get(), chunkSize);
   if (got < 0 && errno == EINTR) {
     return 0;
   }
@@ -332,7 +332,7 @@ std::size_t Run::readOnce(FileDescriptor& descriptor, const ToolRunner::Output& 
     }
     return 0;
   }
-  const std::string_view chunk(_buffer.get(), static_cast<std::size_t>(got));
+  std::string_view chunk(_buffer.get(), static_cast<std::size_t>(got));
   if (isError) {
     _errorText.append(chunk);
   }
@@ -360,10 +360,10 @@ std::string ToolResult::complaint(const std::string& tool) const {
   if (launchFailure) {
     return launchFailure->text;
   }
-  const std::size_t end = errorText.find_last_not_of(" \t\r\n");
-  const std::string written = end == std::string::npos ? std::string() : errorText.substr(0, end + 1);
+  std::size_t end = errorText.find_last_not_of(" \t\r\n");
+  std::string written = end == std::string::npos ? std::string() : errorText.substr(0, end + 1);
   if (wasKilled()) {
-    const std::string text = tool + " was killed by " + status.description() + ".";
+    std::string text = tool + " was killed by " + status.description() + ".";
     return written.empty() ? text : text + " Before that it wrote:\n" + written;
   }
   return written.empty() ? tool + " ended with " + status.description() : written;
@@ -374,7 +374,7 @@ ToolResult ToolRunner::run(const ToolCommand& command, const Output& onOutput, c
 }
 
 void BoundedText::append(std::string_view text) {
-  const std::size_t toHead = std::min(text.size(), _half - _head.size());
+  std::size_t toHead = std::min(text.size(), _half - _head.size());
   _head.append(text.substr(0, toHead));
   text.remove_prefix(toHead);
   _tail.append(text);
@@ -386,7 +386,7 @@ void BoundedText::append(std::string_view text) {
 }
 
 std::string BoundedText::text() const {
-  const std::size_t excess = _tail.size() > _half ? _tail.size() - _half : 0;
+  std::size_t excess = _tail.size() > _half ? _tail.size() - _half : 0;
   if (_dropped + excess == 0) {
     return _head + _tail;
   }

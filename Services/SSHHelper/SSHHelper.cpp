@@ -72,7 +72,7 @@ std::pair<SSHHelper::StrategyPtr, Error> defaultStrategy(const URL& url) {
 }
 
 std::pair<qrb::Dictionary, Error> readKnownHosts() {
-  std::string path = qrb::homeDirectory() + "/.ssh/known_hosts";
+  std::string path = qrb::sshKnownHostsFile();
   qrb::Dictionary hosts = qrb::Dictionary::object();
   // Who has never used ssh knows no host.
   if (::access(path.c_str(), F_OK) != 0 && errno == ENOENT) return {hosts, {}};

@@ -59,7 +59,7 @@ std::optional<int> answerAsPassphraseProgram(int argumentCount) {
     line += character;
   }
   line += '\n';
-  const bool isPrinted = ::write(STDOUT_FILENO, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+  bool isPrinted = ::write(STDOUT_FILENO, line.data(), line.size()) == static_cast<ssize_t>(line.size());
   qrb::wipe(line);
   return isPrinted ? 0 : 1;
 }

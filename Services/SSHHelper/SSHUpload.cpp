@@ -42,7 +42,7 @@ bool isLoginRefused(const SSHToolOutcome& outcome) {
   constexpr std::string_view kWords = ": Permission denied (";
   for (std::size_t place = text.find(kWords); place != std::string_view::npos; place = text.find(kWords, place)) {
     place += kWords.size();
-    const std::size_t end = text.find_first_not_of("abcdefghijklmnopqrstuvwxyz-,", place);
+    std::size_t end = text.find_first_not_of("abcdefghijklmnopqrstuvwxyz-,", place);
     if (end != std::string_view::npos && text.substr(end).starts_with(").")) return true;
   }
   return false;
@@ -55,8 +55,8 @@ Error failureOf(const SSHToolOutcome& outcome, const qrb::CredentialAnswers& ans
                                                                      String(answers.hostFingerprint()));
   }
   if (isLoginRefused(outcome)) return QRBSourceControlError_AuthenticationCredentialsInvalid(String(message));
-  const bool isSilent = outcome.result.outcome == qrb::ToolResult::Outcome::tookTooLong ||
-                        message.find(" not responding.") != std::string::npos;
+  bool isSilent = outcome.result.outcome == qrb::ToolResult::Outcome::tookTooLong ||
+                  message.find(" not responding.") != std::string::npos;
   if (isSilent) return systemError(ETIMEDOUT, qrb::localized("The server stopped answering."), String(message));
   return systemError(EIO, qrb::localized("The SSH key could not be uploaded."), String(message));
 }
@@ -66,7 +66,7 @@ RemoteAccess accessTo(const URL& server, const String& username) {
   RemoteAccess access = RemoteAccess::of(*QRBSourceControlRemoteRepository::initUnsavedWithURL(server, nullptr));
   if (username.empty() || username.view() == access.user) return access;
   access.user = username.str();
-  access.kind = RemoteAccess::Kind::None;
+  access.kind = RemoteAccess::Kind::none;
   access.secret = {};
   return access;
 }

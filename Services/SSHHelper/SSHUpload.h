@@ -21,6 +21,6 @@ struct SSHUploadLimits {
 qrb::Error uploadPublicSSHKey(const qrb::URL& folder, const qrb::URL& server, const qrb::String& username,
                               const SSHUploadLimits& limits = {});
 
-/// The same, logging in as the repository's authentication strategy says.
+/// Authorizes it on the server of a repository, and logs in there as its authentication strategy says.
 qrb::Error uploadPublicSSHKey(const qrb::URL& folder, const QRBSourceControlRemoteRepository& toServerOf,
                               const SSHUploadLimits& limits = {});

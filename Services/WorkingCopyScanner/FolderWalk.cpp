@@ -165,7 +165,7 @@ class Walker {
 
 std::vector<std::string> findFoldersHolding(const std::set<std::string>& names, const std::string& root) {
   if (names.empty() || root.empty()) return {};
-  const unsigned count = std::clamp(std::thread::hardware_concurrency(), 1u, kMostThreads);
+  unsigned count = std::clamp(std::thread::hardware_concurrency(), 1u, kMostThreads);
   WaitingFolders waiting(root, count);
   std::deque<Walker> walkers;
   for (unsigned number = 0; number < count; ++number) walkers.emplace_back(names, waiting);

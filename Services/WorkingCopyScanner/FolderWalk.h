@@ -11,6 +11,6 @@
 /// Folders that cannot be read or vanish meanwhile are left out. Works on several threads and returns when all is done.
 std::vector<std::string> findFoldersHolding(const std::set<std::string>& names, const std::string& root);
 
-/// The same for the folders above `path`, the nearest first, the file system's root last; `path` itself is not looked
-/// at.
+/// Looks at the folders above `path`, the nearest first, the file system's root last; `path` itself is not looked at.
+/// The names are as for the other.
 std::vector<std::string> findFoldersAboveHolding(const std::set<std::string>& names, const std::string& path);

@@ -50,7 +50,7 @@ TEST_F(DiscoveryTest, OneThatDoesNotAnswerIsLeftOutAndNamed) {
     manager()->setDiscoveryTimeLimit(mode == std::string("hang") ? std::chrono::milliseconds(100)
                                                                  : std::chrono::milliseconds(kPatience));
     std::vector<QRBSourceControlServiceFailure> failures;
-    const auto token = manager()->observeServiceFailures([&](const auto& failure) { failures.push_back(failure); });
+    auto token = manager()->observeServiceFailures([&](const auto& failure) { failures.push_back(failure); });
     EXPECT_THAT(discover(), testing::ElementsAre(kSubversion)) << mode;
     ASSERT_EQ(failures.size(), 1u) << mode;
     EXPECT_EQ(failures[0].service, kGit) << mode;

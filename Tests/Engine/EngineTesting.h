@@ -129,7 +129,7 @@ class EngineTest : public testing::Test {
   }
   /// The same for that plug-in, beside others.
   void addPlugIn(const std::string& identifier, const std::string& mode) {
-    const std::filesystem::path folder = plugInFolder(mode);
+    std::filesystem::path folder = plugInFolder(mode);
     std::filesystem::create_directories(folder);
     if (!std::filesystem::exists(folder / identifier)) {
       std::filesystem::create_symlink(QRB_TEST_PLUGIN, folder / identifier);

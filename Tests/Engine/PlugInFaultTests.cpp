@@ -59,7 +59,7 @@ TEST_F(PlugInFaultTest, EveryFaultSettlesItsRequestOnceWithTheCommunicationFailu
       auto outcome = requestBaseRevision();
       auto [revision, error] = outcome->wait();
       EXPECT_TRUE(isCommunicationFailure(error)) << fault << ": " << error.description();
-      const std::string said = error.userInfo(QRBSourceControlUnderlyingErrorString).str();
+      std::string said = error.userInfo(QRBSourceControlUnderlyingErrorString).str();
       EXPECT_TRUE(said.starts_with("org.qrb.Orlix.sourcecontrol.Git: ")) << said;
       EXPECT_NE(said.find(detail), std::string::npos) << fault << ": " << said;
       EXPECT_EQ(revision, nullptr) << fault;
@@ -137,11 +137,11 @@ std::size_t kilobytesTakenBy(Function function) {
     }
     return 0ul;
   };
-  const std::size_t before = kilobytes("VmRSS");
+  std::size_t before = kilobytes("VmRSS");
   // Makes the peak begin anew.
   std::ofstream("/proc/self/clear_refs") << 5;
   function();
-  const std::size_t peak = kilobytes("VmHWM");
+  std::size_t peak = kilobytes("VmHWM");
   return peak > before ? peak - before : 0;
 }
 
@@ -150,14 +150,14 @@ TEST_F(PlugInFaultTest, APlugInThatDeliversTooMuchFailsItsRequestAloneAndTakesLi
   for (const char* name : {"flood-of-texts", "flood-of-objects"}) {
     auto flooded = RevisionOutcome::make();
     std::vector<std::shared_ptr<RevisionOutcome>> beside;
-    const std::size_t taken = kilobytesTakenBy([&] {
+    std::size_t taken = kilobytesTakenBy([&] {
       manager()->baseRevisionOfWorkingCopy(workingCopy(name), flooded->completion());
       for (int number = 0; number < 20; ++number) beside.push_back(requestBaseRevision());
       flooded->wait();
     });
-    const Error error = flooded->error();
+    Error error = flooded->error();
     EXPECT_TRUE(isCommunicationFailure(error)) << name << ": " << error.description();
-    const std::string detail = error.userInfo(QRBSourceControlUnderlyingErrorString).str();
+    std::string detail = error.userInfo(QRBSourceControlUnderlyingErrorString).str();
     EXPECT_NE(detail.find("536870912 bytes"), std::string::npos) << detail;
     EXPECT_TRUE(detail.starts_with("org.qrb.Orlix.sourcecontrol.Git: ")) << detail;
     // A sanitizer takes a multiple for its own books.
@@ -195,7 +195,7 @@ TEST_F(PlugInFaultTest, ProcessesThatDoNotEndByThemselvesAreEnded) {
 
 TEST_F(PlugInFaultTest, AServiceThatCannotBeLaunchedFailsItsRequest) {
   TemporaryDirectory folder;
-  const auto file = std::filesystem::path(folder.path()) / "org.qrb.Orlix.sourcecontrol.Git";
+  auto file = std::filesystem::path(folder.path()) / "org.qrb.Orlix.sourcecontrol.Git";
   ServiceDirectories::unregisterAll();
   ServiceDirectories::registerDirectory(std::string(folder.path()));
 

@@ -22,7 +22,7 @@ class RequestFamilyTest : public RecorderTest {
              const std::type_identity_t<std::tuple<R...>>& reply, const std::type_identity_t<Invoke<R...>>& invoke,
              Sends sends = Sends::argumentsAlone) {
     SCOPED_TRACE(message.selector);
-    const Error failure("org.qrb.SourceControlErrorDomain", -42, {{"key", String("text")}});
+    Error failure("org.qrb.SourceControlErrorDomain", -42, {{"key", String("text")}});
     for (const Error& error : {Error(), failure}) {
       writeReply(reply, error);
       auto outcome = Outcome<R...>::make();
@@ -45,20 +45,20 @@ class RequestFamilyTest : public RecorderTest {
 
   using Files = std::vector<String>;
 
-  const Files files{"a file", "b\xff"};
-  const Files targets{"c", "d"};
-  const QRBSourceControlWorkingCopyPtr copy = workingCopy();
-  const QRBSourceControlRepositoryPtr local = repository();
+  Files files{"a file", "b\xff"};
+  Files targets{"c", "d"};
+  QRBSourceControlWorkingCopyPtr copy = workingCopy();
+  QRBSourceControlRepositoryPtr local = repository();
   const QRBSourceControlRemoteRepositoryPtr remote =
       QRBSourceControlRemoteRepository::initUnsavedWithURL(URL("https://server/team/repo.git"), system());
-  const QRBSourceControlRevisionPtr revision = QRBSourceControlRevision::initWithIdentifier("abc");
-  const QRBSourceControlRevisionLocationPtr location = QRBSourceControlRevisionLocation::initWithRevision(revision);
-  const QRBSourceControlBranchPtr branch = QRBSourceControlBranch::initWithBranchName("topic", false, false);
-  const QRBSourceControlBranchPtr mainBranch = QRBSourceControlBranch::initWithBranchName("main", true, false);
-  const QRBSourceControlPathLocationPtr path = QRBSourceControlPathLocation::initWithRelativePath("trunk/");
+  QRBSourceControlRevisionPtr revision = QRBSourceControlRevision::initWithIdentifier("abc");
+  QRBSourceControlRevisionLocationPtr location = QRBSourceControlRevisionLocation::initWithRevision(revision);
+  QRBSourceControlBranchPtr branch = QRBSourceControlBranch::initWithBranchName("topic", false, false);
+  QRBSourceControlBranchPtr mainBranch = QRBSourceControlBranch::initWithBranchName("main", true, false);
+  QRBSourceControlPathLocationPtr path = QRBSourceControlPathLocation::initWithRelativePath("trunk/");
   const QRBSourceControlBranchAndTagLocationsPtr layout =
       QRBSourceControlBranchAndTagLocations::locationsWithStandardLayout();
-  const URL folder = URL::fileURL("/folder", true);
+  URL folder = URL::fileURL("/folder", true);
   const Dictionary attributes = {{"mode", 493}};
   const QRBSourceControlLogItemPtr item =
       QRBSourceControlLogItem::initWithAuthor(QRBSourceControlAuthor::initWithUsername("author", "a@example.org"),
@@ -140,7 +140,7 @@ TEST_F(RequestFamilyTest, RequestsOnAWorkingCopy) {
 
 TEST_F(RequestFamilyTest, RequestsOnARepository) {
   const auto& m = manager();
-  const Protocol::Branches branches{mainBranch, branch};
+  Protocol::Branches branches{mainBranch, branch};
   auto byRemote =
       std::make_shared<const QRBSourceControlRemoteBranches>(QRBSourceControlRemoteBranches{{"origin", branches}});
   auto byName = std::make_shared<const QRBSourceControlRemoteRepositories>(

@@ -53,7 +53,7 @@ TEST_F(ServiceReserveTest, OneThatDiedWhileItWaitedFailsNoRequest) {
 }
 
 TEST_F(ServiceReserveTest, OneLaunchedInOtherSurroundingsServesNobody) {
-  const std::string folder = std::filesystem::current_path();
+  std::string folder = std::filesystem::current_path();
   struct Change {
     const char* what;
     std::function<void()> make;
@@ -64,19 +64,19 @@ TEST_F(ServiceReserveTest, OneLaunchedInOtherSurroundingsServesNobody) {
       {"working folder", [] { ASSERT_EQ(::chdir("/"), 0); }, [&] { ASSERT_EQ(::chdir(folder.c_str()), 0); }},
   };
   for (const Change& change : changes) {
-    const pid_t ahead = processLaunchedAhead();
+    pid_t ahead = processLaunchedAhead();
     change.make();
     EXPECT_NE(servingProcess(), ahead) << change.what;
     change.takeBack();
   }
-  const pid_t ahead = processLaunchedAhead();
+  pid_t ahead = processLaunchedAhead();
   usePlugIn("late");
   EXPECT_NE(servingProcess(), ahead) << "service directory";
 }
 
 TEST_F(ServiceReserveTest, OneThatNobodyWantsEndsByItself) {
   processLaunchedAhead();
-  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  auto deadline = std::chrono::steady_clock::now() + kPatience;
   while (!childProcesses().empty() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
   EXPECT_TRUE(childProcesses().empty());
 }

@@ -84,7 +84,7 @@ std::string renames(GitRepository& repository) {
 }
 
 std::string submodule(GitRepository& repository) {
-  const std::string inner = repository.beside("inner");
+  std::string inner = repository.beside("inner");
   repository.run({"init", "-q", "-b", "main", inner});
   repository.run({"-C", inner, "commit", "-q", "--allow-empty", "-m", "inner"});
   repository.run({"submodule", "--quiet", "add", inner, "sub"});
@@ -136,7 +136,7 @@ const Case cases[] = {
      [](GitRepository& repository) {
        repository.write("a", "1");
        repository.commit("one");
-       const std::string root = repository.beside("tree");
+       std::string root = repository.beside("tree");
        repository.run({"worktree", "add", "-q", "-b", "other/branch", root});
        repository.run({"-C", root, "commit", "-q", "--allow-empty", "-m", "in the tree"});
        repository.run({"-C", root, "rm", "-q", "a"});
@@ -148,7 +148,7 @@ const Case cases[] = {
        repository.commit("one");
        repository.write("a", "2");
        repository.commit("two");
-       const std::string root = repository.beside("clone");
+       std::string root = repository.beside("clone");
        repository.run({"clone", "-q", "--depth=1", "file://" + repository.root(), root});
        return root;
      }},
@@ -160,7 +160,7 @@ class GitAgreement : public GitPlugInTest, public testing::WithParamInterface<Ca
 
   std::string git(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"-C", _root});
-    const ProgramResult result = _repository.tryRun(arguments);
+    ProgramResult result = _repository.tryRun(arguments);
     return result.status == 0 ? result.output : std::string();
   }
 
@@ -191,10 +191,10 @@ std::string wordOf(char letter) {
 Words plainWords(const Words& words) {
   Words result;
   for (const std::string& word : words) {
-    const std::string kind = word.starts_with("staged-") ? word.substr(7) : word;
-    const bool isPlain = kind == "modified" || kind == "added" || kind == "deleted" || kind == "renamed" ||
-                         kind == "copied" || kind == "type-changed" || kind == "untracked" || kind == "ignored" ||
-                         kind == "conflicted" || kind == "moved-away";
+    std::string kind = word.starts_with("staged-") ? word.substr(7) : word;
+    bool isPlain = kind == "modified" || kind == "added" || kind == "deleted" || kind == "renamed" ||
+                   kind == "copied" || kind == "type-changed" || kind == "untracked" || kind == "ignored" ||
+                   kind == "conflicted" || kind == "moved-away";
     if (isPlain) result.insert(word);
   }
   return result;
@@ -204,7 +204,7 @@ std::map<std::string, Words> readShortStatus(const std::vector<std::string>& rec
   std::map<std::string, Words> result;
   for (std::size_t index = 0; index < records.size(); ++index) {
     const std::string& record = records[index];
-    const std::string letters = record.substr(0, 2);
+    std::string letters = record.substr(0, 2);
     std::string path = record.substr(3);
     if (path.ends_with('/')) path.pop_back();
     Words& words = result[path];
@@ -224,16 +224,16 @@ std::map<std::string, Words> readShortStatus(const std::vector<std::string>& rec
 TEST_P(GitAgreement, statusIsGits) {
   std::map<std::string, Words> reported;
   for (const auto& [path, words] : statusWordsOf(_root)) reported[path] = plainWords(words);
-  const std::string output = git({"status", "--porcelain=v1", "-z", "--ignored=matching"});
+  std::string output = git({"status", "--porcelain=v1", "-z", "--ignored=matching"});
   EXPECT_EQ(reported, readShortStatus(split(output, '\0')));
 }
 
 TEST_P(GitAgreement, historyIsGits) {
-  const auto [items, error] = historyOf(workingCopyAt(_root));
+  auto [items, error] = historyOf(workingCopyAt(_root));
   ASSERT_FALSE(error) << error.description();
   std::string reported;
   for (const auto& item : items) {
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(item->date().time_since_epoch()).count();
+    auto seconds = std::chrono::duration_cast<std::chrono::seconds>(item->date().time_since_epoch()).count();
     reported += item->revision()->identifier().str() + "|" + item->author()->name().str() + "|" +
                 item->author()->emails().at(0).str() + "|" + std::to_string(seconds) + "|" + item->message().str() +
                 "\0"s;
@@ -247,17 +247,17 @@ TEST_P(GitAgreement, historyIsGits) {
 }
 
 TEST_P(GitAgreement, pathsOfEachRevisionAreGits) {
-  const auto [items, error] = historyOf(workingCopyAt(_root));
+  auto [items, error] = historyOf(workingCopyAt(_root));
   ASSERT_FALSE(error) << error.description();
   for (const auto& item : items) {
-    const std::string revision = item->revision()->identifier().str();
+    std::string revision = item->revision()->identifier().str();
     ASSERT_TRUE(item->isComplete());
     std::map<std::string, Words> expected;
     std::map<std::string, std::string> expectedRenames;
     const auto fields =
         split(git({"diff-tree", "--root", "-r", "-M", "-z", "--no-commit-id", "--name-status", revision}), '\0');
     for (std::size_t index = 0; index + 1 < fields.size(); index += 2) {
-      const char letter = fields[index][0];
+      char letter = fields[index][0];
       if (letter == 'R') {
         expectedRenames[fields[index + 1]] = fields[index + 2];
         ++index;
@@ -274,8 +274,8 @@ TEST_P(GitAgreement, pathsOfEachRevisionAreGits) {
 }
 
 TEST_P(GitAgreement, revisionAndLocationAreGits) {
-  const std::string head = split(git({"rev-parse", "-q", "--verify", "HEAD"}) + "\n", '\n').front();
-  const auto [revision, revisionError] = baseRevisionOf(_root);
+  std::string head = split(git({"rev-parse", "-q", "--verify", "HEAD"}) + "\n", '\n').front();
+  auto [revision, revisionError] = baseRevisionOf(_root);
   if (head.empty()) {
     EXPECT_EQ(revisionError.code(), static_cast<std::int64_t>(QRBSourceControlErrorCode::revisionNotFound));
     EXPECT_FALSE(revision);
@@ -283,10 +283,10 @@ TEST_P(GitAgreement, revisionAndLocationAreGits) {
     ASSERT_TRUE(revision) << revisionError.description();
     EXPECT_EQ(revision->identifier().str(), head);
   }
-  const auto [location, locationError] = locationOf(_root);
+  auto [location, locationError] = locationOf(_root);
   ASSERT_TRUE(location) << locationError.description();
-  const std::string branch = split(git({"branch", "--show-current"}) + "\n", '\n').front();
-  const auto reported = std::dynamic_pointer_cast<const QRBSourceControlBranch>(location);
+  std::string branch = split(git({"branch", "--show-current"}) + "\n", '\n').front();
+  auto reported = std::dynamic_pointer_cast<const QRBSourceControlBranch>(location);
   EXPECT_EQ(reported ? reported->name().str() : "", branch);
   EXPECT_EQ(location->revision() ? location->revision()->identifier().str() : "", head);
 }

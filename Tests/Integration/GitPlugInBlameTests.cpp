@@ -39,13 +39,13 @@ class GitPlugInBlameTest : public GitWorkTest {
   static std::vector<Line> linesOf(const Items& items) {
     std::vector<Line> lines;
     for (const auto& item : items) {
-      const auto range = item->lineRange();
+      auto range = item->lineRange();
       EXPECT_EQ(range.location, lines.size() + 1);
       EXPECT_GT(range.length, 0u);
       const auto& log = item->logItem();
       Line line;
       if (!log->revision()->isUnversionedRevision()) {
-        const std::string message = log->message().str();
+        std::string message = log->message().str();
         line = {log->revision()->identifier().str(), log->author()->name().str(), log->author()->emails().front().str(),
                 std::chrono::floor<std::chrono::seconds>(log->date()).time_since_epoch().count(),
                 message.substr(0, message.find('\n'))};
@@ -62,7 +62,7 @@ class GitPlugInBlameTest : public GitWorkTest {
     std::vector<Line> lines(1);
     for (const std::string& text : split(_repository.run(command), '\n')) {
       Line& line = lines.back();
-      const auto take = [&](std::string_view label, std::string& field) {
+      auto take = [&](std::string_view label, std::string& field) {
         if (text.starts_with(label)) field = text.substr(label.size());
       };
       if (line.revision.empty()) line.revision = text.substr(0, 40);
@@ -83,7 +83,7 @@ class GitPlugInBlameTest : public GitWorkTest {
 
   void expectAgreement(const std::string& file, const QRBSourceControlRevisionLocationPtr& location,
                        const std::vector<std::string>& arguments) {
-    const auto [items, error] = blame(file, location);
+    auto [items, error] = blame(file, location);
     EXPECT_FALSE(error) << error.description() << underlyingMessage(error);
     EXPECT_EQ(linesOf(items), linesOfGit(arguments)) << file;
   }
@@ -99,7 +99,7 @@ class GitPlugInBlameTest : public GitWorkTest {
     std::vector<std::string> text;
     for (int line = 0; line < 200; ++line) text.push_back("line " + std::to_string(line));
     std::string path = "file";
-    const auto save = [&](const std::string& message) {
+    auto save = [&](const std::string& message) {
       std::string bytes;
       for (const std::string& line : text) bytes += line + "\n";
       _repository.write(path, bytes);
@@ -109,12 +109,12 @@ class GitPlugInBlameTest : public GitWorkTest {
     };
     save("start");
     for (int number = 0; number < commits; ++number) {
-      const std::string name = "commit " + std::to_string(number);
+      std::string name = "commit " + std::to_string(number);
       text[random() % text.size()] = name;
       if (number % 3 == 0) text.insert(text.begin() + static_cast<long>(random() % text.size()), {name, name + "b"});
       if (number % 5 == 0) text.erase(text.begin() + static_cast<long>(random() % text.size()));
       if (number == commits / 2 || number == commits / 3) {
-        const std::string next = path == "file" ? "renamed" : "folder/moved ü";
+        std::string next = path == "file" ? "renamed" : "folder/moved ü";
         fs::create_directories(fs::path(_repository.pathOf(next)).parent_path());
         fs::rename(_repository.pathOf(path), _repository.pathOf(next));
         path = next;
@@ -122,7 +122,7 @@ class GitPlugInBlameTest : public GitWorkTest {
       if (number % 10 == 9) {
         // Changes at the other end of the file on a branch of its own, so that they merge.
         _repository.run({"checkout", "-q", "-b", "side"});
-        const auto kept = text;
+        auto kept = text;
         text.back() = "side " + name;
         save("on the side " + name + "\n\nwith more to say");
         text = kept;
@@ -155,10 +155,10 @@ TEST_F(GitPlugInBlameTest, saysOfALongHistoryWhatGitSays) {
 
 TEST_F(GitPlugInBlameTest, linesThatAreNotCommittedHaveTheUnversionedRevision) {
   makeLongHistory(5);
-  const std::string committed = read(_file);
+  std::string committed = read(_file);
   _repository.write(_file, "new first\n" + committed + "new last\n");
   expectAgreement(_file, nullptr, {"--", _file});
-  const auto [items, error] = blame(_file);
+  auto [items, error] = blame(_file);
   EXPECT_TRUE(items.front()->logItem()->revision()->isUnversionedRevision());
   EXPECT_TRUE(items.front()->logItem()->isUnversionedLogItem());
   EXPECT_EQ(items.front()->lineRange().length, 1u);
@@ -172,16 +172,16 @@ TEST_F(GitPlugInBlameTest, linesThatAreNotCommittedHaveTheUnversionedRevision) {
 
 TEST_F(GitPlugInBlameTest, itemsOfOneCommitShareWhatItsHistoryHas) {
   makeLongHistory(20);
-  const auto [items, error] = blame(_file);
-  const auto [history, historyError] = historyOf(workingCopy(), {});
+  auto [items, error] = blame(_file);
+  auto [history, historyError] = historyOf(workingCopy(), {});
   std::map<std::string, QRBSourceControlLogItemPtr> byRevision;
   for (const auto& item : history) byRevision[item->revision()->identifier().str()] = item;
   std::map<std::string, const void*> seen;
   const void* before = nullptr;
   ASSERT_GT(items.size(), 10u);
   for (const auto& item : items) {
-    const auto log = item->logItem();
-    const std::string name = log->revision()->identifier().str();
+    auto log = item->logItem();
+    std::string name = log->revision()->identifier().str();
     EXPECT_TRUE(log->isEqual(byRevision[name])) << "the same message and date, so that hosts know it again";
     EXPECT_EQ(seen.emplace(name, log.get()).first->second, log.get()) << name;
     EXPECT_NE(before, log.get()) << "neighbours of one commit are one item";
@@ -198,7 +198,7 @@ TEST_F(GitPlugInBlameTest, whatCannotBeBlamedIsTold) {
   EXPECT_TRUE(std::get<0>(blame("empty")).empty());
   EXPECT_FALSE(std::get<1>(blame("empty")));
   for (const char* file : {"missing", "untracked", "folder", ".", "", "../x", "/etc/passwd", ".git/config", "-L1,2"}) {
-    const auto [items, error] = blame(file);
+    auto [items, error] = blame(file);
     EXPECT_TRUE(has(error, Code::pathNotFound)) << file << ": " << error.description();
     EXPECT_TRUE(items.empty());
   }
@@ -214,7 +214,7 @@ TEST_F(GitPlugInBlameTest, whatCannotBeBlamedIsTold) {
       {QRBSourceControlTag::initWithTagName("--reverse"), Code::tagNotFound},
   };
   for (const auto& each : locations) {
-    const auto [items, error] = blame("file", each.location);
+    auto [items, error] = blame("file", each.location);
     EXPECT_TRUE(has(error, each.code)) << each.location->description() << ": " << error.description();
   }
   _repository.run({"checkout", "-q", "--orphan", "fresh"});

@@ -21,7 +21,7 @@ class GitBranches : public GitPlugInTest {
     return reply.wait();
   }
   static std::string hashOf(const std::string& root, const QRBSourceControlRevisionLocationPtr& location) {
-    const auto [found, error] = revisionOf(root, location);
+    auto [found, error] = revisionOf(root, location);
     return found ? found->identifier().str() : error.description();
   }
   static auto parentsOf(const std::string& root, const QRBSourceControlBranchPtr& of) {
@@ -31,7 +31,7 @@ class GitBranches : public GitPlugInTest {
   }
   /// The names of the candidates in order, which fails the test where the first is not the one answered.
   static std::vector<std::string> parentNamesOf(const std::string& root, const std::string& name) {
-    const auto [parent, all, error] = parentsOf(root, branch(name));
+    auto [parent, all, error] = parentsOf(root, branch(name));
     EXPECT_FALSE(error) << name << ": " << error.description();
     EXPECT_EQ(parent, all.empty() ? nullptr : all.front()) << name;
     std::vector<std::string> names;
@@ -89,7 +89,7 @@ TEST_F(GitBranches, everyLocationOfALongHistoryStandsForTheRevisionThatGitSays) 
         << name;
   }
   for (const std::string& hash : split(repository.run({"log", "--format=%H", "-n8", "--skip=20"}), '\n')) {
-    for (const std::size_t length : {std::size_t{12}, std::size_t{20}, hash.size()}) {
+    for (std::size_t length : {std::size_t{12}, std::size_t{20}, hash.size()}) {
       EXPECT_EQ(hashOf(root, at(hash.substr(0, length))), hash);
     }
   }
@@ -103,7 +103,7 @@ TEST_F(GitBranches, everyLocationOfALongHistoryStandsForTheRevisionThatGitSays) 
 TEST_F(GitBranches, whatIsNotThereIsToldByItsKindAndName) {
   GitRepository repository;
   repository.write("file", "1");
-  const std::string one = repository.commit("one");
+  std::string one = repository.commit("one");
   repository.run({"tag", "of-a-file", "HEAD:file"});
   const struct {
     QRBSourceControlRevisionLocationPtr location;
@@ -122,33 +122,33 @@ TEST_F(GitBranches, whatIsNotThereIsToldByItsKindAndName) {
       {nullptr, Code::locationNotFound, "location"},
   };
   for (const auto& row : rows) {
-    const auto [found, error] = revisionOf(repository.root(), row.location);
+    auto [found, error] = revisionOf(repository.root(), row.location);
     EXPECT_TRUE(has(error, row.code)) << row.name << ": " << error.description();
     EXPECT_THAT(error.localizedDescription(), HasSubstr(row.name));
     EXPECT_FALSE(underlyingMessage(error).empty()) << row.name;
   }
   GitRepository empty;
-  const auto [found, error] = revisionOf(empty.root(), at("HEAD"));
+  auto [found, error] = revisionOf(empty.root(), at("HEAD"));
   EXPECT_TRUE(has(error, Code::revisionNotFound)) << error.description();
 }
 
 TEST_F(GitBranches, commonAncestorsAreThoseThatGitFinds) {
   LongHistory history(80);
   GitRepository& repository = history.repository();
-  const std::vector<std::string> names{"main", "loose", "side/10", "side/20", "side/70", "side/80"};
+  std::vector<std::string> names{"main", "loose", "side/10", "side/20", "side/70", "side/80"};
   for (const std::string& one : names) {
     for (const std::string& other : names) {
-      const auto [found, error] = ancestorOf(repository.root(), one, other);
+      auto [found, error] = ancestorOf(repository.root(), one, other);
       ASSERT_TRUE(found) << error.description();
       EXPECT_EQ(found->identifier(), String(repository.run({"merge-base", one, other}))) << one << " " << other;
     }
   }
   repository.run({"checkout", "-q", "--orphan", "alone"});
   repository.commit("another beginning");
-  const auto [none, noneError] = ancestorOf(repository.root(), "main", "alone");
+  auto [none, noneError] = ancestorOf(repository.root(), "main", "alone");
   EXPECT_TRUE(has(noneError, Code::revisionNotFound)) << noneError.description();
   EXPECT_THAT(underlyingMessage(noneError), HasSubstr("in common"));
-  const auto [missing, missingError] = ancestorOf(repository.root(), "main", "missing");
+  auto [missing, missingError] = ancestorOf(repository.root(), "main", "missing");
   EXPECT_TRUE(has(missingError, Code::branchNotFound)) << missingError.description();
   EXPECT_THAT(missingError.localizedDescription(), HasSubstr("\"missing\""));
 }
@@ -176,7 +176,7 @@ TEST_F(GitBranches, parentsAreFoundByWhereABranchBegins) {
   EXPECT_EQ(parentNamesOf(root, "hotfix").front(), "release");
   // All of it is in hotfix, which was made from it.
   EXPECT_THAT(parentNamesOf(root, "release"), ElementsAre("main", "fresh", "merged"));
-  const auto [parent, all, error] = parentsOf(root, branch("nothing"));
+  auto [parent, all, error] = parentsOf(root, branch("nothing"));
   EXPECT_TRUE(has(error, Code::branchNotFound)) << error.description();
 }
 
@@ -188,7 +188,7 @@ TEST_F(GitBranches, parentsAreTakenFromWhatGitNotedAndFromWhatABranchFollows) {
   repository.run({"branch", "follows"});
   repository.run({"branch", "-q", "--set-upstream-to=c", "follows"});
   EXPECT_THAT(parentNamesOf(repository.root(), "noted"), ElementsAre("b", "main", "a", "c", "follows"));
-  const std::string made = std::get<0>(add(repository.root(), "made", branch("a")))->name().str();
+  std::string made = std::get<0>(add(repository.root(), "made", branch("a")))->name().str();
   EXPECT_EQ(parentNamesOf(repository.root(), made).front(), "a");
   std::filesystem::remove_all(repository.pathOf(".git/logs"));
   EXPECT_EQ(parentNamesOf(repository.root(), "follows").front(), "c");
@@ -204,10 +204,10 @@ TEST_F(GitBranches, parentsAreTakenFromWhatGitNotedAndFromWhatABranchFollows) {
 
 TEST_F(GitBranches, aBranchIsMadeWhereItIsToBegin) {
   GitRepository repository;
-  const std::string one = repository.commit("one");
+  std::string one = repository.commit("one");
   repository.run({"branch", "older"});
-  const std::string two = repository.commit("two");
-  const auto pinned = branch("main")->locationWithRevision(revision(one.substr(0, 9)));
+  std::string two = repository.commit("two");
+  auto pinned = branch("main")->locationWithRevision(revision(one.substr(0, 9)));
   const struct {
     const char* name;
     QRBSourceControlBranchPtr from;
@@ -216,7 +216,7 @@ TEST_F(GitBranches, aBranchIsMadeWhereItIsToBegin) {
               {"here", nullptr, two},
               {"there", std::dynamic_pointer_cast<const QRBSourceControlBranch>(pinned), one}};
   for (const auto& row : rows) {
-    const auto [made, error] = add(repository.root(), row.name, row.from);
+    auto [made, error] = add(repository.root(), row.name, row.from);
     ASSERT_TRUE(made) << error.description();
     EXPECT_EQ(made->name(), String(row.name));
     EXPECT_FALSE(made->isNewBranch());
@@ -227,17 +227,17 @@ TEST_F(GitBranches, aBranchIsMadeWhereItIsToBegin) {
 
 TEST_F(GitBranches, aBranchThatCannotBeMadeIsToldAsSuch) {
   GitRepository repository;
-  const auto [early, earlyError] = add(repository.root(), "early", nullptr);
+  auto [early, earlyError] = add(repository.root(), "early", nullptr);
   EXPECT_TRUE(has(earlyError, Code::revisionNotFound)) << "no commit to begin at: " << earlyError.description();
   repository.commit("one");
   repository.run({"branch", "taken"});
   for (const char* name : {"taken", "taken/below"}) {
-    const auto [made, error] = add(repository.root(), name, nullptr);
+    auto [made, error] = add(repository.root(), name, nullptr);
     EXPECT_TRUE(has(error, Code::repositoryExists)) << error.description();
     EXPECT_THAT(error.localizedDescription(), HasSubstr("“" + std::string(name) + "”"));
     EXPECT_FALSE(underlyingMessage(error).empty());
   }
-  const auto [lost, lostError] = add(repository.root(), "lost", branch("nothing"));
+  auto [lost, lostError] = add(repository.root(), "lost", branch("nothing"));
   EXPECT_TRUE(has(lostError, Code::branchNotFound)) << lostError.description();
   EXPECT_THAT(lostError.localizedDescription(), HasSubstr("\"nothing\""));
   EXPECT_EQ(repository.run({"for-each-ref", "--format=%(refname)"}), "refs/heads/main\nrefs/heads/taken");
@@ -255,12 +255,12 @@ TEST_F(GitBranches, aBranchIsRemovedUnlessAWorkingCopyHasIt) {
   EXPECT_FALSE(remove(clone.root(), branch("unmerged")));
   EXPECT_FALSE(remove(clone.root(), remoteBranch("gone", "origin")));
   for (const char* name : {"main", "elsewhere"}) {
-    const Error error = remove(clone.root(), branch(name));
+    Error error = remove(clone.root(), branch(name));
     EXPECT_TRUE(has(error, Code::repositoryLocked)) << error.description();
     EXPECT_THAT(error.localizedDescription(), HasSubstr("“" + std::string(name) + "”"));
   }
   for (const auto& missing : {branch("unmerged"), remoteBranch("gone", "origin")}) {
-    const Error error = remove(clone.root(), missing);
+    Error error = remove(clone.root(), missing);
     EXPECT_TRUE(has(error, Code::branchNotFound)) << error.description();
     EXPECT_THAT(error.localizedDescription(), HasSubstr(missing->name().str()));
   }
@@ -272,18 +272,18 @@ TEST_F(GitBranches, aBranchIsRemovedUnlessAWorkingCopyHasIt) {
 TEST_F(GitBranches, aBranchIsMadeAndRemovedOnARemote) {
   GitRepository origin({"--bare"});
   GitRepository local;
-  const std::string one = local.commit("one");
-  const std::string two = local.commit("two");
+  std::string one = local.commit("one");
+  std::string two = local.commit("two");
   local.run({"remote", "add", "team/x", "../short:project"});
   local.run({"config", "url." + origin.root() + ".insteadOf", "../short:project"});
-  const auto made = [&](const std::string& name, const QRBSourceControlBranchPtr& from) {
+  auto made = [&](const std::string& name, const QRBSourceControlBranchPtr& from) {
     Reply<QRBSourceControlBranchPtr> reply;
     manager()->addBranch(QRBSourceControlBranch::initWithNewBranchName(name, "team/x"), from,
                          repositoryAt(local.root()), nullptr, reply.completion());
     return reply.wait();
   };
-  const auto pinned = branch("main")->locationWithRevision(revision(one));
-  const auto [there, error] = made("a/b", std::dynamic_pointer_cast<const QRBSourceControlBranch>(pinned));
+  auto pinned = branch("main")->locationWithRevision(revision(one));
+  auto [there, error] = made("a/b", std::dynamic_pointer_cast<const QRBSourceControlBranch>(pinned));
   ASSERT_TRUE(there) << error.description() << underlyingMessage(error);
   EXPECT_TRUE(there->isEqual(remoteBranch("a/b", "team/x"))) << there->description();
   EXPECT_EQ(there->revision()->identifier(), String(one));
@@ -292,14 +292,14 @@ TEST_F(GitBranches, aBranchIsMadeAndRemovedOnARemote) {
   // Neither moved on nor taken for made, whatever it is at.
   for (const auto& from :
        {QRBSourceControlBranchPtr(), std::dynamic_pointer_cast<const QRBSourceControlBranch>(pinned)}) {
-    const auto [again, exists] = made("a/b", from);
+    auto [again, exists] = made("a/b", from);
     EXPECT_TRUE(has(exists, Code::repositoryExists)) << exists.description();
     EXPECT_THAT(exists.localizedDescription(), HasSubstr("“a/b”"));
   }
   EXPECT_EQ(origin.run({"rev-parse", "a/b"}), one);
   const auto remoteRepository =
       QRBSourceControlRemoteRepository::initUnsavedWithURL(URL::fileURL(origin.root(), true), system());
-  const auto removed = [&](const std::string& name) {
+  auto removed = [&](const std::string& name) {
     Reply<> reply;
     manager()->removeBranch(branch(name), repositoryAt(local.root()), remoteRepository, nullptr, reply.completion());
     return std::get<0>(reply.wait());
@@ -307,7 +307,7 @@ TEST_F(GitBranches, aBranchIsMadeAndRemovedOnARemote) {
   EXPECT_FALSE(removed("a/b"));
   EXPECT_EQ(origin.run({"for-each-ref"}), "");
   EXPECT_EQ(local.run({"for-each-ref", "--format=%(refname)"}), "refs/heads/main") << "and main is still here";
-  const Error missing = removed("main");
+  Error missing = removed("main");
   EXPECT_TRUE(has(missing, Code::branchNotFound)) << missing.description();
   EXPECT_THAT(missing.localizedDescription(), HasSubstr("\"main\""));
 }
@@ -320,20 +320,20 @@ TEST_F(GitBranches, whatARemoteDoesNotTakeIsToldInItsWords) {
   local.run({"push", "-q", "origin", "main:kept"});
   origin.write("hooks/pre-receive", "#!/bin/sh\necho no branches today >&2\nexit 1\n");
   std::filesystem::permissions(origin.pathOf("hooks/pre-receive"), std::filesystem::perms::all);
-  const auto add = [&](const std::string& remote) {
+  auto add = [&](const std::string& remote) {
     Reply<QRBSourceControlBranchPtr> reply;
     manager()->addBranch(QRBSourceControlBranch::initWithNewBranchName("new", remote), nullptr,
                          repositoryAt(local.root()), nullptr, reply.completion());
     return std::get<1>(reply.wait());
   };
-  const Error added = add("origin");
+  Error added = add("origin");
   EXPECT_TRUE(has(added, Code::remoteOperationRejected)) << added.description();
   EXPECT_THAT(underlyingMessage(added), HasSubstr("no branches today"));
   Reply<> reply;
   manager()->removeBranch(branch("kept"), repositoryAt(local.root()),
                           QRBSourceControlRemoteRepository::initUnsavedWithURL(URL::fileURL(origin.root()), system()),
                           nullptr, reply.completion());
-  const Error removed = std::get<0>(reply.wait());
+  Error removed = std::get<0>(reply.wait());
   EXPECT_TRUE(has(removed, Code::remoteOperationRejected)) << removed.description();
   EXPECT_THAT(underlyingMessage(removed), HasSubstr("no branches today"));
   EXPECT_TRUE(has(add("nowhere"), Code::remoteRepositoryNotFound));
@@ -344,7 +344,7 @@ TEST_F(GitBranches, whatARemoteDoesNotTakeIsToldInItsWords) {
 
 TEST_F(GitBranches, theRemoteBranchIsTheOneThatGitWouldPullFrom) {
   GitRepository origin;
-  const std::string one = origin.commit("one");
+  std::string one = origin.commit("one");
   origin.run({"branch", "a/b"});
   GitRepository clone = GitRepository::cloneOf(origin.root(), {"--origin=team/x"});
   clone.run({"checkout", "-q", "-b", "other-name", "team/x/a/b"});
@@ -352,17 +352,17 @@ TEST_F(GitBranches, theRemoteBranchIsTheOneThatGitWouldPullFrom) {
   clone.run({"branch", "-q", "--no-track", "follows-none"});
   clone.run({"branch", "-q", "gone", "--track", "team/x/main"});
   clone.run({"config", "branch.gone.merge", "refs/heads/was-removed"});
-  const auto [upstream, error] = upstreamOf(clone.root(), "other-name");
+  auto [upstream, error] = upstreamOf(clone.root(), "other-name");
   ASSERT_TRUE(upstream) << error.description();
   EXPECT_EQ(upstream->name(), String("a/b"));
   EXPECT_EQ(upstream->remoteName(), String("team/x"));
   EXPECT_EQ(upstream->revision()->identifier(), String(one));
-  const auto [gone, goneError] = upstreamOf(clone.root(), "gone");
+  auto [gone, goneError] = upstreamOf(clone.root(), "gone");
   ASSERT_TRUE(gone) << goneError.description();
   EXPECT_EQ(gone->name(), String("was-removed"));
   EXPECT_FALSE(gone->revision());
   for (const char* name : {"follows-local", "follows-none"}) {
-    const auto [none, noError] = upstreamOf(clone.root(), name);
+    auto [none, noError] = upstreamOf(clone.root(), name);
     EXPECT_FALSE(none || noError) << name << ": " << noError.description();
   }
   EXPECT_TRUE(has(std::get<1>(upstreamOf(clone.root(), "nothing")), Code::branchNotFound));

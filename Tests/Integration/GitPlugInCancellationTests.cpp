@@ -23,7 +23,7 @@ class GitPlugInCancellationTest : public GitWorkTest {
   /// Files that each branch has its own content of, and files that only one of them has.
   void writeFiles(const std::string& branch) {
     for (int number = 0; number < fileCount; ++number) {
-      const std::string name = "folder/" + std::to_string(number);
+      std::string name = "folder/" + std::to_string(number);
       _repository.write(name, branch + " " + std::to_string(number) + std::string(2000, 'x') + "\n");
       _repository.write(branch + "/" + std::to_string(number), branch + std::to_string(number) + "\n");
     }
@@ -37,7 +37,7 @@ class GitPlugInCancellationTest : public GitWorkTest {
 TEST_F(GitPlugInCancellationTest, commitsLeaveTheRepositoryWholeAndReadyForTheNext) {
   int commits = 0;
   std::string name;
-  const auto tally = cancelAtRandomMoments(
+  auto tally = cancelAtRandomMoments(
       _repository.root(), 80, 1,
       [&](int number, auto completion) {
         name = "new " + std::to_string(number);
@@ -49,11 +49,11 @@ TEST_F(GitPlugInCancellationTest, commitsLeaveTheRepositoryWholeAndReadyForTheNe
       },
       [&](int number, const Error& error) {
         expectConsistent(_repository, "commit " + std::to_string(number));
-        const bool isDone = _repository.run({"log", "-1", "--format=%s"}) == name;
+        bool isDone = _repository.run({"log", "-1", "--format=%s"}) == name;
         EXPECT_TRUE(isDone || error) << error.description();
         if (isDone) ++commits;
         if (isDone) return;
-        const auto [revision, nextError] = commit({"folder/1", String(name)}, name);
+        auto [revision, nextError] = commit({"folder/1", String(name)}, name);
         EXPECT_TRUE(revision) << number << nextError.description() << underlyingMessage(nextError);
       });
   EXPECT_EQ(tally.failed, 0);
@@ -63,7 +63,7 @@ TEST_F(GitPlugInCancellationTest, commitsLeaveTheRepositoryWholeAndReadyForTheNe
 
 TEST_F(GitPlugInCancellationTest, switchesLeaveNothingThatIsInTheWayOfTheNext) {
   std::string target;
-  const auto tally = cancelAtRandomMoments(
+  auto tally = cancelAtRandomMoments(
       _repository.root(), 60, 2,
       [&](int number, auto completion) {
         target = number % 2 == 0 ? "side" : "main";
@@ -73,7 +73,7 @@ TEST_F(GitPlugInCancellationTest, switchesLeaveNothingThatIsInTheWayOfTheNext) {
       },
       [&](int number, const Error&) {
         expectConsistent(_repository, "switch " + std::to_string(number));
-        const auto [now, error] = switchTo(branch(target));
+        auto [now, error] = switchTo(branch(target));
         EXPECT_TRUE(now) << number << error.description() << underlyingMessage(error);
         EXPECT_EQ(status(), (std::map<std::string, Words>())) << number;
       });
@@ -81,8 +81,8 @@ TEST_F(GitPlugInCancellationTest, switchesLeaveNothingThatIsInTheWayOfTheNext) {
 }
 
 TEST_F(GitPlugInCancellationTest, mergesLeaveNothingThatIsInTheWayOfTheNext) {
-  const std::string before = _repository.head();
-  const auto tally = cancelAtRandomMoments(
+  std::string before = _repository.head();
+  auto tally = cancelAtRandomMoments(
       _repository.root(), 60, 3,
       [&](int number, auto completion) {
         _repository.run({"reset", "-q", "--hard", before});
@@ -95,7 +95,7 @@ TEST_F(GitPlugInCancellationTest, mergesLeaveNothingThatIsInTheWayOfTheNext) {
       },
       [&](int number, const Error&) {
         expectConsistent(_repository, "merge " + std::to_string(number));
-        const Error error = merge(branch("side"));
+        Error error = merge(branch("side"));
         EXPECT_FALSE(error) << number << error.description() << underlyingMessage(error);
         EXPECT_EQ(_repository.run({"merge-base", "side", "HEAD"}), _repository.run({"rev-parse", "side"})) << number;
         EXPECT_EQ(status(), (std::map<std::string, Words>())) << number;

@@ -25,7 +25,7 @@ class GitPlugInCheckoutTest : public GitWorkTest {
 
   /// Switches, which must succeed, and gives the location that the plug-in answers.
   QRBSourceControlRevisionLocationPtr switched(const QRBSourceControlRevisionLocationPtr& location) {
-    const auto [now, error] = switchTo(location);
+    auto [now, error] = switchTo(location);
     EXPECT_FALSE(error) << error.description() << underlyingMessage(error);
     if (!now) throw std::runtime_error("no location");
     EXPECT_EQ(now->revision()->identifier().view(), _repository.head());
@@ -38,14 +38,14 @@ TEST_F(GitPlugInCheckoutTest, aBranchIsMergedForwardOrByACommit) {
   _repository.commit("one");
   _repository.run({"checkout", "-q", "-b", "side"});
   _repository.write("b", "1");
-  const std::string two = _repository.commit("two");
+  std::string two = _repository.commit("two");
   _repository.run({"checkout", "-q", "main"});
   EXPECT_FALSE(merge(branch("side")));
   EXPECT_EQ(_repository.head(), two) << "nothing happened here since, so there is nothing to merge";
   EXPECT_FALSE(merge(branch("side"))) << "merged already";
   _repository.run({"checkout", "-q", "side"});
   _repository.write("c", "1");
-  const std::string three = _repository.commit("three");
+  std::string three = _repository.commit("three");
   _repository.run({"checkout", "-q", "main"});
   _repository.write("d", "1");
   _repository.commit("four");
@@ -60,7 +60,7 @@ TEST_F(GitPlugInCheckoutTest, aBranchIsMergedForwardOrByACommit) {
 
 TEST_F(GitPlugInCheckoutTest, aConflictIsAnErrorAndStaysToBeResolved) {
   makeConflictingBranches();
-  const Error error = merge(branch("side"));
+  Error error = merge(branch("side"));
   EXPECT_TRUE(has(error, Code::repositoryMidOperation)) << error.description();
   EXPECT_THAT(underlyingMessage(error), HasSubstr("Merge conflict in both"));
   EXPECT_EQ(status(), (Status{{"both", {"conflicted", "both-modified"}}, {"from side", {"staged-added"}}}));
@@ -77,10 +77,10 @@ TEST_F(GitPlugInCheckoutTest, mergesThatCannotBeginChangeNothing) {
   _repository.run({"checkout", "-q", "--orphan", "unrelated"});
   _repository.commit("unrelated");
   _repository.run({"checkout", "-q", "main"});
-  const auto expectRefused = [&](const QRBSourceControlBranchPtr& from, Code code) {
-    const std::string head = _repository.head();
-    const Status before = status();
-    const Error error = merge(from);
+  auto expectRefused = [&](const QRBSourceControlBranchPtr& from, Code code) {
+    std::string head = _repository.head();
+    Status before = status();
+    Error error = merge(from);
     EXPECT_TRUE(has(error, code)) << from->description() << ": " << error.description() << underlyingMessage(error);
     EXPECT_EQ(_repository.head(), head);
     EXPECT_EQ(status(), before);
@@ -114,20 +114,20 @@ TEST_F(GitPlugInCheckoutTest, remoteBranchesAreMergedAsLastFetched) {
   _repository.write("c", "1");
   _repository.commit("three");
   clone.run({"fetch", "-q"});
-  const Error error = perform([&](auto done) { workingCopyAt(clone.root())->mergeBranch(remoteBranch("main"), done); });
+  Error error = perform([&](auto done) { workingCopyAt(clone.root())->mergeBranch(remoteBranch("main"), done); });
   EXPECT_FALSE(error) << error.description();
   EXPECT_EQ(clone.run({"log", "-1", "--format=%s"}), "Merge remote-tracking branch 'origin/main'");
 }
 
 TEST_F(GitPlugInCheckoutTest, switchesToWhateverALocationIs) {
   _repository.write("a", "1");
-  const std::string one = _repository.commit("one");
+  std::string one = _repository.commit("one");
   _repository.run({"tag", "-a", "-m", "t", "v1"});
   _repository.run({"branch", "feature/x"});
   // A tag and a file of the branch's name must not confuse it.
   _repository.run({"tag", "feature/x"});
   _repository.write("feature/x", "2");
-  const std::string two = _repository.commit("two");
+  std::string two = _repository.commit("two");
 
   auto now = switched(branch("feature/x"));
   EXPECT_TRUE(now->isEqual(branch("feature/x")));
@@ -158,12 +158,12 @@ TEST_F(GitPlugInCheckoutTest, aRemoteBranchGetsALocalOneThatFollowsIt) {
   _repository.commit("one");
   _repository.run({"branch", "work"});
   GitRepository clone = GitRepository::cloneOf(_repository.root());
-  const auto switchClone = [&](const QRBSourceControlRevisionLocationPtr& location) {
+  auto switchClone = [&](const QRBSourceControlRevisionLocationPtr& location) {
     Reply<QRBSourceControlRevisionLocationPtr> reply;
     manager()->switchLocation(location, workingCopyAt(clone.root()), reply.completion());
     return reply.wait();
   };
-  const auto [now, error] = switchClone(remoteBranch("work"));
+  auto [now, error] = switchClone(remoteBranch("work"));
   ASSERT_TRUE(now) << error.description() << underlyingMessage(error);
   EXPECT_TRUE(now->isEqual(branch("work")));
   EXPECT_EQ(clone.run({"rev-parse", "--abbrev-ref", "work@{upstream}"}), "origin/work");
@@ -183,9 +183,8 @@ TEST_F(GitPlugInCheckoutTest, whatIsInTheWayStaysAndIsTold) {
   makeConflictingBranches();
   _repository.run({"tag", "t"});
   _repository.run({"worktree", "add", "-q", "-b", "elsewhere", _repository.beside("worktree")});
-  const auto expectRefused = [&](const QRBSourceControlRevisionLocationPtr& location, Code code,
-                                 const std::string& words) {
-    const auto [now, error] = switchTo(location);
+  auto expectRefused = [&](const QRBSourceControlRevisionLocationPtr& location, Code code, const std::string& words) {
+    auto [now, error] = switchTo(location);
     EXPECT_FALSE(now);
     EXPECT_TRUE(has(error, code)) << location->description() << ": " << error.description();
     EXPECT_THAT(underlyingMessage(error), HasSubstr(words));
@@ -223,7 +222,7 @@ TEST_F(GitPlugInCheckoutTest, aHookThatFailsAfterwardsDoesNotUndoTheSwitch) {
 
 TEST_F(GitPlugInCheckoutTest, worksBeforeTheFirstRevision) {
   EXPECT_TRUE(has(std::get<1>(switchTo(branch("missing"))), Code::branchNotFound));
-  const auto [now, error] = switchTo(QRBSourceControlBranch::initWithNewBranchName("first"));
+  auto [now, error] = switchTo(QRBSourceControlBranch::initWithNewBranchName("first"));
   ASSERT_TRUE(now) << error.description() << underlyingMessage(error);
   EXPECT_TRUE(now->isEqual(branch("first")));
   EXPECT_FALSE(now->revision());

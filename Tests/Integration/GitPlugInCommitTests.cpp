@@ -38,20 +38,18 @@ class GitPlugInCommitTest : public GitWorkTest {
   }
   /// Commits, which must succeed, and checks the answer.
   void commitWell(const Files& files, const String& message = "message") {
-    const std::string before = _repository.tryRun({"rev-parse", "--verify", "-q", "HEAD"}).output;
-    const auto [revision, error] = commit(files, message);
+    std::string before = _repository.tryRun({"rev-parse", "--verify", "-q", "HEAD"}).output;
+    auto [revision, error] = commit(files, message);
     ASSERT_TRUE(revision) << error.description() << underlyingMessage(error);
     EXPECT_EQ(revision->identifier().view(), _repository.head());
     EXPECT_NE(revision->identifier().str() + "\n", before);
   }
   /// Commits, which must fail and leave everything as it is.
   void expectRefused(const Files& files, Code code, const std::string& words, const String& message = "message") {
-    const Status before = status();
-    const auto state = [&] {
-      return _repository.tryRun({"rev-parse", "HEAD"}).output + _repository.run({"ls-files", "-s"});
-    };
-    const std::string stateBefore = state();
-    const auto [revision, error] = commit(files, message);
+    Status before = status();
+    auto state = [&] { return _repository.tryRun({"rev-parse", "HEAD"}).output + _repository.run({"ls-files", "-s"}); };
+    std::string stateBefore = state();
+    auto [revision, error] = commit(files, message);
     EXPECT_FALSE(revision);
     EXPECT_TRUE(has(error, code)) << error.description() << underlyingMessage(error);
     EXPECT_THAT(underlyingMessage(error), HasSubstr(words));
@@ -104,7 +102,7 @@ TEST_F(GitPlugInCommitTest, withoutFilesItIsWhatIsStagedElseAllThatIsTracked) {
 }
 
 TEST_F(GitPlugInCommitTest, messagesArriveAsTheyAre) {
-  const std::string message = "Überschrift\n\n# no comment: #123\n--\n“quotes”\n" + std::string(300'000, 'x');
+  std::string message = "Überschrift\n\n# no comment: #123\n--\n“quotes”\n" + std::string(300'000, 'x');
   _repository.run({"config", "commit.cleanup", "strip"});
   _repository.run({"config", "i18n.commitEncoding", "ISO-8859-1"});
   _repository.write("a", "2");
@@ -133,7 +131,7 @@ TEST_F(GitPlugInCommitTest, aMissingIdentityIsToldWithWhatToDo) {
 }
 
 TEST_F(GitPlugInCommitTest, worksOnABranchWithoutCommits) {
-  for (const bool namesFiles : {true, false}) {
+  for (bool namesFiles : {true, false}) {
     _repository.run({"checkout", "-q", "--orphan", namesFiles ? "first" : "second"});
     _repository.run({"rm", "-rqf", "--cached", "."});
     commitWell(namesFiles ? Files{"a", "folder"} : (add({"a", "folder"}), Files{}));
@@ -268,7 +266,7 @@ struct Vanished {
 };
 
 TEST_F(GitPlugInCommitTest, whatWasStagedAsNewAndIsGoneIsNoPartOfACommit) {
-  const std::vector<Vanished> cases = {
+  std::vector<Vanished> cases = {
       {"a file", {"new"}, {"new"}, {"new"}, {}},
       {"a folder", {"made/x", "made/in it/y"}, {"made"}, {"made"}, {}},
       {"all files of a folder that stays", {"made/x", "made/y"}, {"made/x", "made/y"}, {"made"}, {}},
@@ -322,13 +320,13 @@ TEST_F(GitPlugInCommitTest, manyAtOnceAllSucceedOneAfterTheOther) {
   constexpr int count = 12;
   std::vector<Reply<QRBSourceControlRevisionPtr>> replies(count);
   for (int number = 0; number < count; ++number) {
-    const std::string name = "file " + std::to_string(number);
+    std::string name = "file " + std::to_string(number);
     _repository.write(name, name);
     workingCopy()->commitFiles({name}, name, replies[static_cast<std::size_t>(number)].completion());
   }
   std::set<std::string> revisions;
   for (int number = 0; number < count; ++number) {
-    const auto [revision, error] = replies[static_cast<std::size_t>(number)].wait();
+    auto [revision, error] = replies[static_cast<std::size_t>(number)].wait();
     ASSERT_TRUE(revision) << error.description() << underlyingMessage(error);
     revisions.insert(revision->identifier().str());
     EXPECT_EQ(_repository.run({"show", "--format=%s", "--name-only", revision->identifier().str()}),
@@ -339,17 +337,17 @@ TEST_F(GitPlugInCommitTest, manyAtOnceAllSucceedOneAfterTheOther) {
 }
 
 TEST_F(GitPlugInCommitTest, aLockThatAnotherGitHoldsIsWaitedFor) {
-  const std::string there = _repository.beside("there");
-  const std::string gate = _repository.beside("gate");
-  const std::string refused = _repository.beside("refused");
+  std::string there = _repository.beside("there");
+  std::string gate = _repository.beside("gate");
+  std::string refused = _repository.beside("refused");
   for (const std::string& fifo : {there, gate, refused}) ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-  const auto waitFor = [](const FileDescriptor& fifo) {
+  auto waitFor = [](const FileDescriptor& fifo) {
     char byte;
     EXPECT_EQ(::read(fifo.get(), &byte, 1), 1);
   };
-  const FileDescriptor thereEnd(::open(there.c_str(), O_RDWR | O_CLOEXEC));
-  const FileDescriptor gateEnd(::open(gate.c_str(), O_RDWR | O_CLOEXEC));
-  const FileDescriptor refusedEnd(::open(refused.c_str(), O_RDWR | O_CLOEXEC));
+  FileDescriptor thereEnd(::open(there.c_str(), O_RDWR | O_CLOEXEC));
+  FileDescriptor gateEnd(::open(gate.c_str(), O_RDWR | O_CLOEXEC));
+  FileDescriptor refusedEnd(::open(refused.c_str(), O_RDWR | O_CLOEXEC));
   // Another git, which holds the lock while its hook waits at the gate.
   makeHook("pre-commit", "[ -z \"$HOLDS\" ] || { echo >'" + there + "'; read -r _ <'" + gate + "'; }");
   _repository.setEnvironment("HOLDS", "1");
@@ -357,8 +355,8 @@ TEST_F(GitPlugInCommitTest, aLockThatAnotherGitHoldsIsWaitedFor) {
   std::thread other([&] { _repository.run({"commit", "-q", "-a", "-m", "theirs"}); });
   waitFor(thereEnd);
   // The plug-in's git says when it has been refused.
-  const std::string path = ::getenv("PATH");
-  const std::string git = split(runProgram({"sh", "-c", "command -v git"}, {"PATH=" + path}, "/").output, '\n').front();
+  std::string path = ::getenv("PATH");
+  std::string git = split(runProgram({"sh", "-c", "command -v git"}, {"PATH=" + path}, "/").output, '\n').front();
   _repository.write("../bin/git",
                     "#!/bin/sh\n" + git + " \"$@\"\ns=$?\n[ $s -ne 128 ] || echo >'" + refused + "'\nexit $s\n");
   fs::permissions(_repository.beside("bin/git"), fs::perms::owner_all);
@@ -370,7 +368,7 @@ TEST_F(GitPlugInCommitTest, aLockThatAnotherGitHoldsIsWaitedFor) {
   waitFor(refusedEnd);
   EXPECT_EQ(::write(gateEnd.get(), "\n", 1), 1);
   other.join();
-  const auto [revision, error] = reply.wait();
+  auto [revision, error] = reply.wait();
   ::setenv("PATH", path.c_str(), 1);
   ServiceReserve::shared().clear();
   ASSERT_TRUE(revision) << error.description() << underlyingMessage(error);
@@ -381,7 +379,7 @@ TEST_F(GitPlugInCommitTest, aLockThatAnotherGitHoldsIsWaitedFor) {
 TEST_F(GitPlugInCommitTest, aLockThatStaysIsReportedByName) {
   _repository.write("a", "changed\n");
   _repository.write(".git/index.lock", "");
-  const auto [revision, error] = commit({"a"});
+  auto [revision, error] = commit({"a"});
   EXPECT_TRUE(has(error, Code::repositoryLocked)) << error.description();
   EXPECT_THAT(underlyingMessage(error), HasSubstr(_repository.pathOf(".git/index.lock")));
   EXPECT_TRUE(fs::exists(_repository.pathOf(".git/index.lock")));

@@ -22,7 +22,7 @@ class GitDiff : public GitPlugInTest {
   static std::map<std::string, Dictionary> filesOf(const std::string& root,
                                                    const QRBSourceControlRevisionLocationPtr& from,
                                                    const QRBSourceControlRevisionLocationPtr& against) {
-    const auto [diff, error] = diffOf(root, from, against);
+    auto [diff, error] = diffOf(root, from, against);
     EXPECT_FALSE(error) << error.description();
     std::map<std::string, Dictionary> files;
     if (error) return files;
@@ -49,24 +49,24 @@ class GitDiff : public GitPlugInTest {
     bool operator==(const Texts&) const = default;
   };
   static Texts textsOf(const Dictionary& diff) {
-    const auto text = [](const Dictionary& file, const char* key, const char* fallback) {
+    auto text = [](const Dictionary& file, const char* key, const char* fallback) {
       return file.contains(key) ? file[key].get<std::string>() : std::string(fallback);
     };
-    const std::map<std::string, std::string> letters{{"modified", "M"}, {"added", "A"},  {"deleted", "D"},
-                                                     {"renamed", "R"},  {"copied", "C"}, {"type-changed", "T"}};
-    const std::string zeros(40, '0');
+    std::map<std::string, std::string> letters{{"modified", "M"}, {"added", "A"},  {"deleted", "D"},
+                                               {"renamed", "R"},  {"copied", "C"}, {"type-changed", "T"}};
+    std::string zeros(40, '0');
     Texts texts;
     for (const Dictionary& file : diff["files"]) {
-      const std::string path = file["path"].get<std::string>();
-      const std::string original = text(file, "originalPath", "");
-      const std::string similarity = original.empty() ? "" : std::to_string(file["similarity"].get<int>());
-      const std::string paths = original.empty() ? path : original + '\0' + path;
+      std::string path = file["path"].get<std::string>();
+      std::string original = text(file, "originalPath", "");
+      std::string similarity = original.empty() ? "" : std::to_string(file["similarity"].get<int>());
+      std::string paths = original.empty() ? path : original + '\0' + path;
       texts.raw += ":" + text(file, "oldMode", "000000") + " " + text(file, "newMode", "000000") + " " +
                    text(file, "oldObject", zeros.c_str()) + " " + text(file, "newObject", zeros.c_str()) + " " +
                    letters.at(file["change"].get<std::string>()) +
                    (similarity.empty() ? "" : std::string(3 - similarity.size(), '0') + similarity) + '\0' + paths +
                    '\0';
-      const bool isBinary = file["isBinary"].get<bool>();
+      bool isBinary = file["isBinary"].get<bool>();
       texts.counts += (isBinary ? "-" : std::to_string(file["additions"].get<int>())) + "\t" +
                       (isBinary ? "-" : std::to_string(file["deletions"].get<int>())) + "\t" +
                       (original.empty() ? "" : std::string(1, '\0')) + paths + '\0';
@@ -75,7 +75,7 @@ class GitDiff : public GitPlugInTest {
     return texts;
   }
   static Texts textsOfGit(GitRepository& repository, const std::string& from, const std::string& against) {
-    const auto diff = [&](std::vector<std::string> options) {
+    auto diff = [&](std::vector<std::string> options) {
       options.insert(options.begin(), {"-c", "core.quotePath=false", "diff", "-M"});
       options.insert(options.end(), {from, against, "--"});
       return repository.tryRun(options).output;
@@ -94,7 +94,7 @@ TEST_F(GitDiff, aLongHistoryComparesAsGitComparesIt) {
               {"main~20", "side/40"}, {"main~31", "main~30"}, {"main~24", "main~23"}, {"main~48", "main~47"},
               {"main~1", "main"},     {"main", "main"},       {"annotated", "loose"}};
   for (const auto& row : rows) {
-    const auto [diff, error] = diffOf(repository.root(), at(row.from), at(row.against));
+    auto [diff, error] = diffOf(repository.root(), at(row.from), at(row.against));
     ASSERT_FALSE(error) << row.from << ": " << error.description();
     EXPECT_EQ(textsOf(diff), textsOfGit(repository, row.from, row.against)) << row.from << " against " << row.against;
     EXPECT_EQ(diff["from"], repository.run({"rev-parse", std::string(row.from) + "^{commit}"}));
@@ -105,7 +105,7 @@ TEST_F(GitDiff, aLongHistoryComparesAsGitComparesIt) {
 TEST_F(GitDiff, theSettingsOfAUserDoNotChangeWhatIsRead) {
   LongHistory history(40);
   GitRepository& repository = history.repository();
-  const auto before = std::get<0>(diffOf(repository.root(), at("main~30"), at("main")));
+  auto before = std::get<0>(diffOf(repository.root(), at("main~30"), at("main")));
   for (const auto& [name, value] : std::map<std::string, std::string>{{"diff.noprefix", "true"},
                                                                       {"diff.mnemonicPrefix", "true"},
                                                                       {"color.ui", "always"},
@@ -137,13 +137,13 @@ TEST_F(GitDiff, uncommittedChangesCompareBothWays) {
   std::filesystem::remove(repository.pathOf("deleted"));
   std::filesystem::last_write_time(repository.pathOf("touched"),
                                    std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
-  const auto base = at(QRBSourceControlRevision::sharedBaseRevision());
-  const auto files = filesOf(repository.root(), base, workingCopy());
+  auto base = at(QRBSourceControlRevision::sharedBaseRevision());
+  auto files = filesOf(repository.root(), base, workingCopy());
   ASSERT_EQ(files.size(), 3u);
   EXPECT_EQ(files.at("changed")["additions"], 1);
   EXPECT_EQ(files.at("deleted")["change"], "deleted");
   EXPECT_EQ(files.at("staged")["change"], "added");
-  const auto reversed = filesOf(repository.root(), workingCopy(), base);
+  auto reversed = filesOf(repository.root(), workingCopy(), base);
   ASSERT_EQ(reversed.size(), 3u);
   EXPECT_EQ(reversed.at("changed")["deletions"], 1);
   EXPECT_EQ(reversed.at("deleted")["change"], "added");
@@ -151,12 +151,12 @@ TEST_F(GitDiff, uncommittedChangesCompareBothWays) {
 }
 
 TEST_F(GitDiff, theFirstRevisionComparesWithNothing) {
-  for (const bool isSHA256 : {false, true}) {
+  for (bool isSHA256 : {false, true}) {
     GitRepository repository(isSHA256 ? std::vector<std::string>{"--object-format=sha256"}
                                       : std::vector<std::string>{});
     repository.write("file", "1\n2\n");
     repository.commit("one");
-    const auto files = filesOf(repository.root(), nothing(), at("HEAD"));
+    auto files = filesOf(repository.root(), nothing(), at("HEAD"));
     ASSERT_EQ(files.count("file"), 1u);
     EXPECT_EQ(files.at("file")["additions"], 2);
     EXPECT_FALSE(files.at("file").contains("oldMode"));
@@ -171,7 +171,7 @@ TEST_F(GitDiff, namesAndContentsArriveAsTheBytesThatTheyAre) {
   repository.write("\xff\xfe", "caf\xe8\r\n\x01\n");
   repository.write("line\nfeed", "no end of line");
   repository.commit("two");
-  const auto files = filesOf(repository.root(), at("HEAD^"), at("HEAD"));
+  auto files = filesOf(repository.root(), at("HEAD^"), at("HEAD"));
   ASSERT_EQ(files.count("\xff\xfe"), 1u);
   EXPECT_THAT(files.at("\xff\xfe")["patch"].get<std::string>(), HasSubstr("-caf\xe9\n+caf\xe8\r\n+\x01\n"));
   EXPECT_THAT(files.at("line\nfeed")["patch"].get<std::string>(), HasSubstr("No newline at end of file"));
@@ -186,7 +186,7 @@ TEST_F(GitDiff, anEnormousPatchIsLeftOutAndSaysSo) {
   repository.write("large", large);
   repository.write("small", "2\n");
   repository.commit("two");
-  const auto files = filesOf(repository.root(), at("HEAD^"), at("HEAD"));
+  auto files = filesOf(repository.root(), at("HEAD^"), at("HEAD"));
   EXPECT_TRUE(files.at("large")["isPatchLeftOut"].get<bool>());
   EXPECT_FALSE(files.at("large").contains("patch"));
   EXPECT_EQ(files.at("large")["additions"].get<std::size_t>(),
@@ -197,8 +197,8 @@ TEST_F(GitDiff, anEnormousPatchIsLeftOutAndSaysSo) {
 TEST_F(GitDiff, whatIsNotThereIsToldByItsKindAndName) {
   GitRepository repository;
   repository.commit("one");
-  const auto missing = QRBSourceControlBranch::initWithBranchName("missing", false);
-  for (const bool isFirst : {true, false}) {
+  auto missing = QRBSourceControlBranch::initWithBranchName("missing", false);
+  for (bool isFirst : {true, false}) {
     const auto [diff, error] =
         diffOf(repository.root(), isFirst ? missing : at("HEAD"), isFirst ? at("HEAD") : missing);
     EXPECT_TRUE(has(error, Code::branchNotFound)) << error.description();

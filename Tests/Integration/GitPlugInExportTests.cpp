@@ -21,10 +21,10 @@ class GitPlugInExportTest : public GitWorkTest {
   }
   /// Exports, which must succeed, and removes the file again.
   std::string exported(const String& file, const QRBSourceControlRevisionLocationPtr& location) {
-    const auto [url, error] = exportTo(file, location, _folder);
+    auto [url, error] = exportTo(file, location, _folder);
     EXPECT_FALSE(error) << error.description() << underlyingMessage(error);
     EXPECT_EQ(url.path().str(), _folder + "/" + fs::path(file.str()).filename().string());
-    const std::string content = readFile(url.path().str());
+    std::string content = readFile(url.path().str());
     fs::remove(url.path().str());
     return content;
   }
@@ -34,15 +34,15 @@ class GitPlugInExportTest : public GitWorkTest {
 };
 
 TEST_F(GitPlugInExportTest, writesTheFileAsTheLocationHasIt) {
-  const std::string bytes = std::string("\0\r\n\xff", 4) + std::string(3'000'000, 'x');
+  std::string bytes = std::string("\0\r\n\xff", 4) + std::string(3'000'000, 'x');
   _repository.write("folder/-file\xff", bytes);
-  const std::string one = _repository.commit("one");
+  std::string one = _repository.commit("one");
   _repository.run({"tag", "v1"});
   _repository.run({"branch", "old"});
   _repository.write("folder/-file\xff", "two");
   _repository.commit("two");
   _repository.write("folder/-file\xff", "uncommitted");
-  const String file("folder/-file\xff");
+  String file("folder/-file\xff");
   EXPECT_TRUE(exported(file, at(one)) == bytes);
   EXPECT_TRUE(exported(file, at(one.substr(0, 10))) == bytes);
   EXPECT_TRUE(exported(file, QRBSourceControlTag::initWithTagName("v1")) == bytes);
@@ -69,8 +69,8 @@ TEST_F(GitPlugInExportTest, nothingIsOverwrittenAndNothingHalfIsLeft) {
   _repository.write("file", "new");
   _repository.write("folder/x", "");
   _repository.commit("one");
-  const auto refused = [&](const String& file, const QRBSourceControlRevisionLocationPtr& location,
-                           const std::string& folder) { return std::get<1>(exportTo(file, location, folder)); };
+  auto refused = [&](const String& file, const QRBSourceControlRevisionLocationPtr& location,
+                     const std::string& folder) { return std::get<1>(exportTo(file, location, folder)); };
   for (const char* file : {"missing", "folder", ".", "", "../file", "/etc/passwd", ".git/config"}) {
     EXPECT_TRUE(has(refused(file, at("HEAD"), _folder), Code::pathNotFound)) << file;
   }
@@ -88,19 +88,19 @@ TEST_F(GitPlugInExportTest, nothingIsOverwrittenAndNothingHalfIsLeft) {
 
 TEST_F(GitPlugInExportTest, theParentHasTheFileUnderItsFormerName) {
   _repository.write("old name", "one\ntwo\nthree\nfour\n");
-  const std::string one = _repository.commit("one");
+  std::string one = _repository.commit("one");
   _repository.write("old name", "one\ntwo\nthree\nfour\nfive\n");
-  const std::string two = _repository.commit("two");
+  std::string two = _repository.commit("two");
   ASSERT_FALSE(move({"old name"}, {"folder/new name"}));
   _repository.write("folder/new name", "one\ntwo\nthree\nfour\nfive\nsix\n");
-  const std::string three = _repository.commit("three");
-  const auto parentOf = [&](const String& file, const std::string& revision) {
-    const auto [url, error] = exportParent(file, revision);
+  std::string three = _repository.commit("three");
+  auto parentOf = [&](const String& file, const std::string& revision) {
+    auto [url, error] = exportParent(file, revision);
     EXPECT_FALSE(error) << error.description() << underlyingMessage(error);
-    const std::string path = url.path().str();
+    std::string path = url.path().str();
     EXPECT_EQ(fs::path(path).filename(), fs::path(file.str()).filename());
     EXPECT_FALSE(path.starts_with(_repository.root()));
-    const std::string content = readFile(path);
+    std::string content = readFile(path);
     fs::remove_all(fs::path(path).parent_path());
     return content;
   };

@@ -33,8 +33,8 @@ TEST_F(GitPlugInFilesTest, addsWhatIsThereAndWhatIsGone) {
   }
   _repository.write("a", "changed");
   fs::remove(_repository.pathOf("b"));
-  const Error error = add({"new", "-dash", "line\nfeed", "\xff\xfe", ":(glob)*", "new folder", "./a", "b",
-                           String(_repository.pathOf("folder/../folder/c"))});
+  Error error = add({"new", "-dash", "line\nfeed", "\xff\xfe", ":(glob)*", "new folder", "./a", "b",
+                     String(_repository.pathOf("folder/../folder/c"))});
   EXPECT_FALSE(error) << error.description();
   EXPECT_EQ(status(), (Status{{"new", {"staged-added"}},
                               {"-dash", {"staged-added"}},
@@ -82,22 +82,22 @@ TEST_F(GitPlugInFilesTest, whatCannotBeAddedIsNamedAndNothingElseIsAdded) {
       {"link/file", Code::pathNotFound, "symbolic link"},
   };
   for (const auto& each : cases) {
-    const Error error = add({"good", each.file});
+    Error error = add({"good", each.file});
     EXPECT_TRUE(has(error, each.code)) << each.file.view() << ": " << error.description();
     EXPECT_THAT(underlyingMessage(error), HasSubstr(each.words));
     EXPECT_EQ(_repository.run({"diff", "--cached", "--name-only"}), "") << each.file.view();
   }
-  const Error error = add({"made.o"});
+  Error error = add({"made.o"});
   EXPECT_TRUE(has(error, Code::systemUnusable)) << error.description();
   EXPECT_THAT(underlyingMessage(error), HasSubstr("ignored"));
 }
 
 TEST_F(GitPlugInFilesTest, aRootBehindALinkIsTheSameWorkingCopy) {
-  const std::string link = _repository.beside("link");
+  std::string link = _repository.beside("link");
   fs::create_directory_symlink(_repository.root(), link);
   _repository.write("new", "1");
   _repository.write("more", "1");
-  const auto addThere = [&](const std::string& file, const std::string& root) {
+  auto addThere = [&](const std::string& file, const std::string& root) {
     return perform([&](auto done) { workingCopyAt(root)->addFiles({file}, done); });
   };
   EXPECT_FALSE(addThere(_repository.pathOf("new"), link));
@@ -110,7 +110,7 @@ TEST_F(GitPlugInFilesTest, removesFilesAndFoldersButNoWorkThatIsNowhereElse) {
   _repository.write("staged", "new");
   _repository.run({"add", "staged"});
   for (const char* file : {"a", "staged"}) {
-    const Error error = remove({"folder", file});
+    Error error = remove({"folder", file});
     EXPECT_TRUE(has(error, Code::repositoryMidOperation)) << error.description();
     EXPECT_THAT(underlyingMessage(error), HasSubstr(file));
     EXPECT_EQ(read("folder/c"), "folder/c\n");
@@ -128,7 +128,7 @@ TEST_F(GitPlugInFilesTest, copiesKeepWhatIsOnDiskAndAreStaged) {
   fs::permissions(_repository.pathOf("folder/d"), fs::perms::owner_exec, fs::perm_options::add);
   fs::create_symlink("nowhere", _repository.pathOf("link"));
   ASSERT_FALSE(add({"link"}));
-  const Error error = copy({"folder", "a", "link"}, {"x/copy", "-a", "x/link"});
+  Error error = copy({"folder", "a", "link"}, {"x/copy", "-a", "x/link"});
   EXPECT_FALSE(error) << error.description();
   EXPECT_EQ(read("x/copy/c"), "changed");
   EXPECT_EQ(read("x/copy/deep/e"), "folder/deep/e\n");
@@ -142,7 +142,7 @@ TEST_F(GitPlugInFilesTest, movesTakeWhatIsStagedAndWhatIsNotWithThem) {
   _repository.write("a", "staged");
   ASSERT_FALSE(add({"a"}));
   _repository.write("a", "staged and more");
-  const Error error = move({"a", "folder/deep"}, {"x/y/a", "deep"});
+  Error error = move({"a", "folder/deep"}, {"x/y/a", "deep"});
   EXPECT_FALSE(error) << error.description();
   EXPECT_EQ(read("x/y/a"), "staged and more");
   EXPECT_EQ(_repository.run({"show", ":x/y/a"}), "staged");
@@ -174,10 +174,10 @@ TEST_F(GitPlugInFilesTest, copiesAndMovesThatCannotBeDoneDoNothing) {
       {{"a", "folder"}, {"new/x", "folder/deep/er"}, Code::systemUnusable},
       {{"a", "b"}, {"new/x", "folder/c/x"}, Code::repositoryExists},
   };
-  const Status before = status();
+  Status before = status();
   for (const auto& each : cases) {
-    for (const bool moves : {false, true}) {
-      const Error error = moves ? move(each.from, each.to) : copy(each.from, each.to);
+    for (bool moves : {false, true}) {
+      Error error = moves ? move(each.from, each.to) : copy(each.from, each.to);
       EXPECT_TRUE(has(error, each.code)) << each.to.back().view() << error.description();
       EXPECT_EQ(status(), before) << each.to.back().view();
       EXPECT_FALSE(fs::exists(_repository.pathOf("new"))) << each.to.back().view();
@@ -220,7 +220,7 @@ TEST_F(GitPlugInFilesTest, discardingGivesBackWhatTheRevisionHas) {
 }
 
 TEST_F(GitPlugInFilesTest, discardingDeletesNoFileThatIsNowhereElse) {
-  for (const bool all : {false, true}) {
+  for (bool all : {false, true}) {
     _repository.write("new", "new");
     _repository.write("untracked", "untracked");
     ASSERT_FALSE(add({"new"}));
@@ -294,7 +294,7 @@ TEST_F(GitPlugInFilesTest, discardingAConflictTakesOurSideAndDiscardingAllEndsTh
 TEST_F(GitPlugInFilesTest, whatMayNotBeWrittenIsTold) {
   if (::geteuid() == 0) GTEST_SKIP() << "root may write everywhere";
   fs::permissions(_repository.pathOf("folder"), fs::perms::owner_write, fs::perm_options::remove);
-  const Error error = copy({"a"}, {"folder/x"});
+  Error error = copy({"a"}, {"folder/x"});
   EXPECT_TRUE(has(error, Code::authenticationPermissionDenied)) << error.description();
 }
 

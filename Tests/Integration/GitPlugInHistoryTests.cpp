@@ -60,7 +60,7 @@ TEST_F(GitHistory, anItemFoundByPathListsAllItsPaths) {
   HistoryQuery query;
   query.searchString = "other";
   query.searchType = QRBSourceControlHistorySearchPath;
-  const auto [items, error] = historyOf(workingCopyAt(_repository.root()), query);
+  auto [items, error] = historyOf(workingCopyAt(_repository.root()), query);
   ASSERT_EQ(items.size(), 1u);
   EXPECT_TRUE(items[0]->pathsWithStatus()->contains("new"));
 }
@@ -83,9 +83,9 @@ TEST_F(GitHistory, searchesInTheHistoryOfAFileAcrossItsRenames) {
 }
 
 TEST_F(GitHistory, rangesTakeTheNewestInAndLeaveTheEndOut) {
-  const auto initial = QRBSourceControlRevision::sharedInitialRevision();
-  const auto base = QRBSourceControlRevision::sharedBaseRevision();
-  const auto head = QRBSourceControlRevision::sharedHeadRevision();
+  auto initial = QRBSourceControlRevision::sharedInitialRevision();
+  auto base = QRBSourceControlRevision::sharedBaseRevision();
+  auto head = QRBSourceControlRevision::sharedHeadRevision();
   const struct {
     QRBSourceControlRevisionPtr from, to;
     std::vector<std::string> expected;
@@ -112,13 +112,13 @@ TEST_F(GitHistory, theFileOfABranchIsItsOwn) {
   manager()->historyOfFile("new", workingCopyAt(_repository.root()),
                            QRBSourceControlBranch::initWithBranchName("main", true), nullptr, 0, 1, nullptr, 0, {},
                            reply.completion());
-  const auto [items, error] = reply.wait();
+  auto [items, error] = reply.wait();
   EXPECT_FALSE(error) << error.description();
   EXPECT_THAT(identifiersOf(items), ElementsAre(_fourth));
 }
 
 TEST_F(GitHistory, loadsNoMoreThanAskedFor) {
-  const auto workingCopy = workingCopyAt(_repository.root());
+  auto workingCopy = workingCopyAt(_repository.root());
   HistoryQuery query;
   query.inclusionType = QRBSourceControlHistoryWithoutMessage;
   auto [bare, bareError] = historyOf(workingCopy, query);
@@ -133,32 +133,32 @@ TEST_F(GitHistory, loadsNoMoreThanAskedFor) {
 }
 
 TEST_F(GitHistory, aMessageOfUnreasonableLengthComesWholeOnItsOwnAndShortenedAmongOthers) {
-  const std::string message((std::size_t{5} << 20) / 2, 'x');
+  std::string message((std::size_t{5} << 20) / 2, 'x');
   _repository.write("message", message);
   _repository.write("new", text() + "by a long message\n");
   _repository.run({"commit", "-qa", "-F", "message"});
-  const auto [items, error] = historyOf(workingCopyAt(_repository.root()));
+  auto [items, error] = historyOf(workingCopyAt(_repository.root()));
   ASSERT_EQ(items.size(), 5u) << error.description();
-  const String listed = items[0]->message();
+  String listed = items[0]->message();
   EXPECT_TRUE(listed == String(message.substr(0, 1 << 20) + "… [1572865 bytes more]"));
   HistoryQuery query;
   query.from = items[0]->revision();
   query.maximum = 1;
-  const auto [alone, aloneError] = historyOf(workingCopyAt(_repository.root()), query);
+  auto [alone, aloneError] = historyOf(workingCopyAt(_repository.root()), query);
   ASSERT_EQ(alone.size(), 1u) << aloneError.description();
   EXPECT_TRUE(alone[0]->message() == String(message));
   Reply<std::vector<QRBSourceControlBlameItemPtr>> blame;
   workingCopyAt(_repository.root())->blameFile("new", QRBSourceControlRevisionLocationPtr(), blame.completion());
-  const auto [runs, blameError] = blame.wait();
+  auto [runs, blameError] = blame.wait();
   ASSERT_EQ(runs.size(), 2u) << blameError.description();
   EXPECT_TRUE(runs[1]->logItem()->message() == listed);
 }
 
 TEST_F(GitHistory, aRevisionThatIsNotThereIsNamedInTheError) {
-  for (const std::string name : {"no-such-branch", "--output=evil", "main..HEAD", "HEAD:new"}) {
+  for (std::string name : {"no-such-branch", "--output=evil", "main..HEAD", "HEAD:new"}) {
     HistoryQuery query;
     query.from = revision(name);
-    const auto [items, error] = historyOf(workingCopyAt(_repository.root()), query);
+    auto [items, error] = historyOf(workingCopyAt(_repository.root()), query);
     EXPECT_EQ(error.code(), static_cast<std::int64_t>(QRBSourceControlErrorCode::revisionNotFound)) << name;
     EXPECT_NE(underlyingMessage(error).find(name), std::string::npos) << underlyingMessage(error);
     EXPECT_THAT(items, IsEmpty());
@@ -167,7 +167,7 @@ TEST_F(GitHistory, aRevisionThatIsNotThereIsNamedInTheError) {
 }
 
 TEST_F(GitHistory, equalAuthorsArriveAsOneObject) {
-  const auto [items, error] = historyOf(workingCopyAt(_repository.root()));
+  auto [items, error] = historyOf(workingCopyAt(_repository.root()));
   ASSERT_EQ(items.size(), 4u);
   EXPECT_EQ(items[0]->author(), items[2]->author());
   EXPECT_NE(items[0]->author(), items[3]->author());
@@ -177,21 +177,21 @@ TEST_F(GitHistory, equalAuthorsArriveAsOneObject) {
 void makeLongHistory(GitRepository& repository, int count) {
   std::string script = "blob\nmark :1\ndata 1\nx\n";
   for (int number = 0; number < count; ++number) {
-    const std::string message = "commit " + std::to_string(number);
+    std::string message = "commit " + std::to_string(number);
     script += "commit refs/heads/main\ncommitter A <a@b> " + std::to_string(1'700'000'000 + number) + " +0000\ndata " +
               std::to_string(message.size()) + "\n" + message + "\nM 100644 :1 file" + std::to_string(number % 50) +
               "-" + std::to_string(number) + "\n";
   }
   repository.write("../import", script);
-  const std::string command = "git fast-import --quiet < '" + repository.beside("import") + "'";
-  const ProgramResult result = runProgram({"sh", "-c", command}, repository.environment(), repository.root());
+  std::string command = "git fast-import --quiet < '" + repository.beside("import") + "'";
+  ProgramResult result = runProgram({"sh", "-c", command}, repository.environment(), repository.root());
   ASSERT_EQ(result.status, 0) << result.output;
 }
 
 TEST_F(GitPlugInTest, batchesComeInOrderAndMakeUpTheReply) {
   GitRepository repository;
   makeLongHistory(repository, 3000);
-  for (const std::int64_t maximum : {0, 1200}) {
+  for (std::int64_t maximum : {0, 1200}) {
     HistoryQuery query;
     query.maximum = maximum;
     LogItems streamed;
@@ -202,7 +202,7 @@ TEST_F(GitPlugInTest, batchesComeInOrderAndMakeUpTheReply) {
       sizes.push_back(batch.size());
       fractions.push_back(fraction);
     };
-    const auto [items, error] = historyOf(workingCopyAt(repository.root()), query);
+    auto [items, error] = historyOf(workingCopyAt(repository.root()), query);
     ASSERT_FALSE(error) << error.description();
     EXPECT_EQ(items.size(), maximum == 0 ? 3000u : 1200u);
     EXPECT_EQ(streamed, items) << "the reply holds other objects than were streamed";
@@ -221,7 +221,7 @@ TEST_F(GitPlugInTest, aRareFindIsStreamedOnItsOwn) {
   query.searchType = QRBSourceControlHistorySearchMessage;
   std::size_t batches = 0;
   query.onBatch = [&](const LogItems& batch, double) { batches += batch.size() == 1 ? 1 : 100; };
-  const auto [items, error] = historyOf(workingCopyAt(repository.root()), query);
+  auto [items, error] = historyOf(workingCopyAt(repository.root()), query);
   EXPECT_EQ(items.size(), 1u);
   EXPECT_EQ(batches, 1u);
 }

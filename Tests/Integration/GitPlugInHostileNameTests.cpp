@@ -164,7 +164,7 @@ class GitHostileNames : public GitPlugInTest {
     EXPECT_EQ(error.domain(), String(QRBSourceControlErrorDomain)) << request << ": " << error.description();
     // Not by the plug-in's dying of it, and not as something that the user could put right elsewhere.
     EXPECT_LT(error.code(), 0) << request;
-    const std::string said = error.localizedDescription() + "\n" + underlyingMessage(error);
+    std::string said = error.localizedDescription() + "\n" + underlyingMessage(error);
     EXPECT_THAT(said, HasSubstr(hostile)) << request;
   }
 
@@ -176,7 +176,7 @@ TEST_F(GitHostileNames, areRefusedByNameAndLeaveNoTrace) {
   _repository.commit("one");
   _repository.run({"branch", "other"});
   _repository.run({"remote", "add", "origin", "https://host/path"});
-  const std::string touched = _repository.beside("pwned");
+  std::string touched = _repository.beside("pwned");
   const std::string hostile[] = {"--upload-pack=touch " + touched,
                                  "--output=" + touched,
                                  "-c core.sshCommand=touch " + touched,
@@ -274,7 +274,7 @@ TEST_F(GitHostileNames, areRefusedByNameAndLeaveNoTrace) {
       {"history from", [](auto& repository, auto& name) { return history(repository, name, ""); }},
       {"history to", [](auto& repository, auto& name) { return history(repository, "HEAD", name); }},
   };
-  const auto before = traces(_repository);
+  auto before = traces(_repository);
   for (const Request& request : requests) {
     for (const std::string& name : hostile) expectRefused(request.send(_repository, name), request.name, name);
   }
@@ -282,8 +282,8 @@ TEST_F(GitHostileNames, areRefusedByNameAndLeaveNoTrace) {
 }
 
 TEST_F(GitHostileNames, addressesThatRunProgramsAreRefusedAndNotStored) {
-  const std::string touched = _repository.beside("pwned");
-  const auto before = traces(_repository);
+  std::string touched = _repository.beside("pwned");
+  auto before = traces(_repository);
   const std::string urls[] = {"--upload-pack=touch " + touched,
                               "-c core.sshCommand=touch " + touched,
                               "ext::sh -c touch% " + touched,
@@ -312,7 +312,7 @@ TEST_F(GitHostileNames, aRepositoryThatNamesProgramsRunsNoneOfThem) {
   _repository.run({"branch", "other"});
   _repository.write("file", "2\n");
   _repository.commit("two");
-  const std::string touch = "touch " + _repository.beside("pwned");
+  std::string touch = "touch " + _repository.beside("pwned");
   for (const auto& [name, value] : std::map<std::string, std::string>{{"core.fsmonitor", touch},
                                                                       {"core.sshCommand", touch},
                                                                       {"core.pager", touch},

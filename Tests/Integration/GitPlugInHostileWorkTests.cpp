@@ -26,7 +26,7 @@ class GitPlugInHostileTest : public GitWorkTest {
   /// A command that leaves the mark; what a filter gets it passes on.
   std::string markingCommand() const { return "touch '" + _mark + "'; cat"; }
   bool wasRun() {
-    const bool was = fs::exists(_mark);
+    bool was = fs::exists(_mark);
     fs::remove(_mark);
     return was;
   }
@@ -43,8 +43,8 @@ class GitPlugInHostileTest : public GitWorkTest {
     EXPECT_FALSE(std::get<1>(historyOf(workingCopy())));
     EXPECT_FALSE(std::get<1>(blame("file")));
     EXPECT_FALSE(std::get<1>(locationOf(_repository.root())));
-    const auto base = QRBSourceControlRevisionLocation::initWithRevision(revision("HEAD"));
-    const auto [url, error] = exportTo("file", base, _repository.beside("."));
+    auto base = QRBSourceControlRevisionLocation::initWithRevision(revision("HEAD"));
+    auto [url, error] = exportTo("file", base, _repository.beside("."));
     EXPECT_FALSE(error) << underlyingMessage(error);
     fs::remove(_repository.beside("file"));
   }
@@ -53,7 +53,7 @@ class GitPlugInHostileTest : public GitWorkTest {
 };
 
 TEST_F(GitPlugInHostileTest, lookingRunsNothingThatTheRepositoryNames) {
-  const std::vector<std::pair<std::string, std::string>> settings = {
+  std::vector<std::pair<std::string, std::string>> settings = {
       {"filter.evil.clean", markingCommand()},
       {"filter.evil.smudge", markingCommand()},
       {"filter.evil.process", markingCommand()},
@@ -82,9 +82,9 @@ TEST_F(GitPlugInHostileTest, lookingRunsNothingThatTheRepositoryNames) {
     fs::permissions(_repository.beside("hooks/" + std::string(hook)), fs::perms::owner_all);
   }
   for (const char* attributes : {"* filter=evil diff=evil\n", "* filter=e=v diff=evil\n"}) {
-    for (const bool isIncluded : {false, true}) {
+    for (bool isIncluded : {false, true}) {
       _repository.write(".git/info/attributes", attributes);
-      const std::string file = isIncluded ? _repository.beside("included") : _repository.pathOf(".git/config");
+      std::string file = isIncluded ? _repository.beside("included") : _repository.pathOf(".git/config");
       for (const auto& [name, value] : settings) _repository.run({"config", "--file", file, name, value});
       if (isIncluded) _repository.run({"config", "include.path", file});
       // Of the old size, so that only the content tells.
@@ -102,8 +102,8 @@ TEST_F(GitPlugInHostileTest, lookingRunsNothingThatTheRepositoryNames) {
 TEST_F(GitPlugInHostileTest, lookingRunsNothingThatSubmodulesName) {
   // One within another, neither announced by a .gitmodules.
   for (const std::string& part : {std::string("part/inner"), std::string("part")}) {
-    const std::string path = _repository.pathOf(part);
-    const auto git = [&](std::vector<std::string> arguments) {
+    std::string path = _repository.pathOf(part);
+    auto git = [&](std::vector<std::string> arguments) {
       arguments.insert(arguments.begin(), {"-C", path});
       _repository.run(arguments);
     };
@@ -127,7 +127,7 @@ TEST_F(GitPlugInHostileTest, lookingRunsNothingThatSubmodulesName) {
 }
 
 TEST_F(GitPlugInHostileTest, filtersOfTheUserAreRunWhateverTheRepositoryCallsByTheirName) {
-  const std::string settings = _repository.beside("settings");
+  std::string settings = _repository.beside("settings");
   std::ofstream(settings) << "[filter \"upper\"]\nclean = tr a-z A-Z\nsmudge = tr A-Z a-z\n";
   ::setenv("GIT_CONFIG_GLOBAL", settings.c_str(), 1);
   _repository.write(".git/info/attributes", "upper* filter=upper\n");
@@ -150,7 +150,7 @@ TEST_F(GitPlugInHostileTest, filtersOfTheUserAreRunWhateverTheRepositoryCallsByT
 TEST_F(GitPlugInHostileTest, objectsThatAreMissingAreFetchedByNoProgramOfTheRepository) {
   _repository.write("../program", "#!/bin/sh\n" + markingCommand());
   fs::permissions(_repository.beside("program"), fs::perms::owner_all);
-  const std::string object = _repository.run({"rev-parse", "HEAD^:file"});
+  std::string object = _repository.run({"rev-parse", "HEAD^:file"});
   fs::remove(_repository.pathOf(".git/objects/" + object.substr(0, 2) + "/" + object.substr(2)));
   for (const auto& [name, value] :
        std::vector<std::pair<std::string, std::string>>{{"extensions.partialClone", "origin"},
@@ -175,11 +175,11 @@ TEST_F(GitPlugInHostileTest, objectsThatAreMissingAreFetchedByNoProgramOfTheRepo
 }
 
 TEST_F(GitPlugInHostileTest, changesAreMadeInTheFolderThatWasAskedForAndNowhereElse) {
-  const std::string elsewhere = _repository.beside("elsewhere");
+  std::string elsewhere = _repository.beside("elsewhere");
   fs::create_directory(elsewhere);
   std::ofstream(elsewhere + "/file") << "precious";
   _repository.run({"config", "core.worktree", elsewhere});
-  const auto side = QRBSourceControlBranch::initWithBranchName("side", false);
+  auto side = QRBSourceControlBranch::initWithBranchName("side", false);
   const std::vector<std::pair<const char*, std::function<Error()>>> requests = {
       {"discard all", [&] { return discardAll(); }},
       {"remove", [&] { return remove({"file"}); }},
@@ -189,7 +189,7 @@ TEST_F(GitPlugInHostileTest, changesAreMadeInTheFolderThatWasAskedForAndNowhereE
       {"merge", [&] { return merge(side); }},
   };
   for (const auto& [name, request] : requests) {
-    const Error error = request();
+    Error error = request();
     EXPECT_TRUE(has(error, Code::workingCopyNotFound)) << name << ": " << error.description();
     EXPECT_THAT(underlyingMessage(error), HasSubstr("core.worktree")) << name;
     EXPECT_EQ(readFile(elsewhere + "/file"), "precious") << name;
@@ -204,7 +204,7 @@ TEST_F(GitPlugInHostileTest, aRepositoryOfSomebodyElseIsNotChanged) {
   _repository.write("file", "changed\n");
   _repository.write(".git/hooks/pre-commit", "#!/bin/sh\n" + markingCommand() + "\n");
   fs::permissions(_repository.pathOf(".git/hooks/pre-commit"), fs::perms::owner_all);
-  const auto side = QRBSourceControlBranch::initWithBranchName("side", false);
+  auto side = QRBSourceControlBranch::initWithBranchName("side", false);
   const std::vector<std::pair<const char*, std::function<Error()>>> requests = {
       {"add", [&] { return add({"file"}); }},
       {"commit", [&] { return std::get<1>(commit({"file"})); }},
@@ -220,7 +220,7 @@ TEST_F(GitPlugInHostileTest, aRepositoryOfSomebodyElseIsNotChanged) {
       {"export", [&] { return std::get<1>(exportTo("file", nullptr, _repository.beside("."))); }},
   };
   for (const auto& [name, request] : requests) {
-    const Error error = request();
+    Error error = request();
     EXPECT_TRUE(has(error, Code::authenticationPermissionDenied)) << name << ": " << error.description();
     EXPECT_THAT(underlyingMessage(error), HasSubstr("safe.directory")) << name;
   }
@@ -232,7 +232,7 @@ TEST_F(GitPlugInHostileTest, messagesAndNamesAreNeverOptions) {
   for (const char* name : {"--amend", "-m", "--", "--pathspec-from-file=/etc/passwd", ":(exclude)*", ":!file"}) {
     _repository.write(name, "x");
     ASSERT_FALSE(add({name})) << name;
-    const auto [revision, error] = commit({name}, "--amend");
+    auto [revision, error] = commit({name}, "--amend");
     ASSERT_TRUE(revision) << name << error.description();
     EXPECT_EQ(_repository.run({"show", "--format=%s", "--name-only", "-z", "HEAD"}),
               std::string("--amend") + '\0' + "\n" + name + '\0');

@@ -32,9 +32,9 @@ struct Obstacle {
 };
 
 TEST_F(GitPlugInTest, nothingWaitsForAPipeOrDeviceInPlaceOfAFile) {
-  const FileDescriptor terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+  FileDescriptor terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
   ASSERT_EQ(::grantpt(terminal.get()) | ::unlockpt(terminal.get()), 0);
-  const std::string terminalName = ::ptsname(terminal.get());
+  std::string terminalName = ::ptsname(terminal.get());
   const struct {
     const char* place;
     /// Which of status, log and branches cannot do without the file.
@@ -70,7 +70,7 @@ TEST_F(GitPlugInTest, nothingWaitsForAPipeOrDeviceInPlaceOfAFile) {
     Obstacle& made = *obstacles[number];
     const char* device = places[number].device;
     std::string failing;
-    const auto take = [&](char request, const Error& error) {
+    auto take = [&](char request, const Error& error) {
       if (!error) return;
       failing.push_back(request);
       EXPECT_THAT(error.localizedDescription() + underlyingMessage(error), HasSubstr(device ? device : made.path))

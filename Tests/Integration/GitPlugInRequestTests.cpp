@@ -25,7 +25,7 @@ TEST_F(GitPlugInTest, announcesItself) {
     }
     promise.set_value(git);
   });
-  const QRBSourceControlSystemPtr git = promise.get_future().get();
+  QRBSourceControlSystemPtr git = promise.get_future().get();
   ASSERT_TRUE(git);
   EXPECT_EQ(git->name(), String("Git"));
   EXPECT_EQ(git->workingCopyFolderIdentifier(), String(".git"));
@@ -48,7 +48,7 @@ TEST_F(GitPlugInTest, remoteStatusIsWhatTheUpstreamHasAndTheBranchHasNot) {
   std::filesystem::remove(origin.pathOf("deleted"));
   origin.commit("two");
   clone.run({"fetch", "-q"});
-  const auto [local, remote, error] = statusOf(clone.root(), true);
+  auto [local, remote, error] = statusOf(clone.root(), true);
   ASSERT_TRUE(remote) << error.description();
   EXPECT_EQ(wordsOf(*remote),
             (std::map<std::string, Words>{
@@ -58,9 +58,9 @@ TEST_F(GitPlugInTest, remoteStatusIsWhatTheUpstreamHasAndTheBranchHasNot) {
 
 TEST_F(GitPlugInTest, remoteStatusIsEmptyWithoutUpstreamAndAbsentWhenNotAskedFor) {
   GitRepository repository;
-  for (const bool hasCommits : {false, true}) {
+  for (bool hasCommits : {false, true}) {
     if (hasCommits) repository.commit("one");
-    const auto [local, remote, error] = statusOf(repository.root(), true);
+    auto [local, remote, error] = statusOf(repository.root(), true);
     ASSERT_TRUE(remote) << error.description();
     EXPECT_TRUE(remote->empty());
   }
@@ -70,26 +70,26 @@ TEST_F(GitPlugInTest, remoteStatusIsEmptyWithoutUpstreamAndAbsentWhenNotAskedFor
 TEST_F(GitPlugInTest, identifierIsTheSameInEveryCloneThatKnowsIt) {
   GitRepository origin;
   EXPECT_FALSE(std::get<0>(identifierOf(origin.root()))) << "no commits, so nothing to be known by";
-  const std::string first = origin.commit("one");
+  std::string first = origin.commit("one");
   origin.commit("two");
   GitRepository clone = GitRepository::cloneOf(origin.root());
   clone.commit("three");
   GitRepository shallow = GitRepository::cloneOf("file://" + origin.root(), {"--depth=1"});
   EXPECT_EQ(std::get<0>(identifierOf(origin.root())), String(first));
   EXPECT_EQ(std::get<0>(identifierOf(clone.root())), String(first));
-  const auto [identifier, error] = identifierOf(shallow.root());
+  auto [identifier, error] = identifierOf(shallow.root());
   EXPECT_FALSE(error) << error.description();
   EXPECT_FALSE(identifier);
 }
 
 TEST_F(GitPlugInTest, listsBranchesWithTheirRevisions) {
   GitRepository repository;
-  const std::string one = repository.commit("one");
+  std::string one = repository.commit("one");
   repository.run({"branch", "feature/ü"});
-  const std::string two = repository.commit("two");
+  std::string two = repository.commit("two");
   Reply<std::vector<QRBSourceControlBranchPtr>> reply;
   manager()->listBranchesOfRepository(repositoryAt(repository.root()), nullptr, reply.completion());
-  const auto [branches, error] = reply.wait();
+  auto [branches, error] = reply.wait();
   ASSERT_EQ(branches.size(), 2u) << error.description();
   EXPECT_EQ(branches[0]->name(), String("feature/ü"));
   EXPECT_EQ(branches[0]->revision()->identifier(), String(one));
@@ -101,7 +101,7 @@ TEST_F(GitPlugInTest, listsBranchesWithTheirRevisions) {
 
 TEST_F(GitPlugInTest, listsRemoteBranchesByRemote) {
   GitRepository origin;
-  const std::string one = origin.commit("one");
+  std::string one = origin.commit("one");
   origin.run({"branch", "a/b"});
   GitRepository clone = GitRepository::cloneOf(origin.root());
   clone.run({"remote", "add", "team/x", origin.root()});
@@ -109,7 +109,7 @@ TEST_F(GitPlugInTest, listsRemoteBranchesByRemote) {
   clone.run({"remote", "add", "unused", origin.root()});
   Reply<std::vector<QRBSourceControlBranchPtr>, QRBSourceControlRemoteBranchesPtr> reply;
   manager()->listRemoteBranchesOfRepository(repositoryAt(clone.root()), nullptr, reply.completion());
-  const auto [branches, byRemote, error] = reply.wait();
+  auto [branches, byRemote, error] = reply.wait();
   ASSERT_TRUE(byRemote) << error.description();
   EXPECT_EQ(branches.size(), 4u);
   ASSERT_EQ(byRemote->size(), 3u);
@@ -124,12 +124,12 @@ TEST_F(GitPlugInTest, listsRemoteBranchesByRemote) {
 
 TEST_F(GitPlugInTest, headOfABareRepositoryIsFound) {
   GitRepository repository;
-  const std::string one = repository.commit("one");
-  const std::string bare = repository.beside("bare.git");
+  std::string one = repository.commit("one");
+  std::string bare = repository.beside("bare.git");
   repository.run({"clone", "-q", "--bare", repository.root(), bare});
   Reply<QRBSourceControlRevisionPtr> reply;
   manager()->headRevisionOfRepository(repositoryAt(bare), reply.completion());
-  const auto [revision, error] = reply.wait();
+  auto [revision, error] = reply.wait();
   ASSERT_TRUE(revision) << error.description();
   EXPECT_EQ(revision->identifier(), String(one));
   EXPECT_TRUE(has(std::get<2>(statusOf(bare)), Code::workingCopyNotFound));
@@ -142,7 +142,7 @@ TEST_F(GitPlugInTest, whatIsNoRootOfAWorkingCopyIsRefusedWithGitsOwnWords) {
   std::filesystem::create_directory(repository.beside("plain"));
   for (const std::string& path : {repository.pathOf("folder"), repository.pathOf("broken"), repository.beside("plain"),
                                   repository.beside("missing"), repository.pathOf("folder/file")}) {
-    const auto [local, remote, error] = statusOf(path);
+    auto [local, remote, error] = statusOf(path);
     EXPECT_TRUE(has(error, Code::workingCopyNotFound)) << path << ": " << error.description();
     EXPECT_FALSE(underlyingMessage(error).empty()) << path;
     EXPECT_FALSE(local) << path;
@@ -165,7 +165,7 @@ TEST_F(GitPlugInTest, aDamagedWorkingCopyIsToldWithGitsOwnWords) {
     repository.write("file", "");
     repository.commit("one");
     repository.write(damage.file, damage.content);
-    const auto [local, remote, error] = statusOf(repository.root());
+    auto [local, remote, error] = statusOf(repository.root());
     EXPECT_TRUE(has(error, damage.code)) << damage.file << ": " << error.description();
     EXPECT_THAT(underlyingMessage(error), HasSubstr(damage.words));
   }
@@ -173,9 +173,9 @@ TEST_F(GitPlugInTest, aDamagedWorkingCopyIsToldWithGitsOwnWords) {
 
 TEST_F(GitPlugInTest, aMissingGitIsToldAsSuch) {
   GitRepository repository;
-  const std::string path = ::getenv("PATH");
+  std::string path = ::getenv("PATH");
   ::setenv("PATH", repository.beside("nothing").c_str(), 1);
-  const auto [local, remote, error] = statusOf(repository.root());
+  auto [local, remote, error] = statusOf(repository.root());
   ::setenv("PATH", path.c_str(), 1);
   EXPECT_TRUE(has(error, Code::systemUnusable)) << error.description();
   EXPECT_THAT(underlyingMessage(error), HasSubstr("git"));
@@ -183,7 +183,7 @@ TEST_F(GitPlugInTest, aMissingGitIsToldAsSuch) {
 
 TEST_F(GitPlugInTest, aGitThatWasKilledIsToldAsSuchWithWhatItHadWritten) {
   GitRepository repository;
-  const std::string path = ::getenv("PATH");
+  std::string path = ::getenv("PATH");
   const struct {
     const char* signal;
     const char* description;
@@ -194,7 +194,7 @@ TEST_F(GitPlugInTest, aGitThatWasKilledIsToldAsSuchWithWhatItHadWritten) {
                                        std::string(death.signal) + " $$\n");
     std::filesystem::permissions(repository.beside("bin/git"), std::filesystem::perms::owner_all);
     ::setenv("PATH", (repository.beside("bin") + ":" + path).c_str(), 1);
-    const auto [local, remote, error] = statusOf(repository.root());
+    auto [local, remote, error] = statusOf(repository.root());
     ::setenv("PATH", path.c_str(), 1);
     EXPECT_THAT(error.localizedDescription(), HasSubstr(death.description)) << error.description();
     EXPECT_THAT(underlyingMessage(error), HasSubstr(death.description));
@@ -207,7 +207,7 @@ TEST_F(GitPlugInTest, aRepositoryOfSomebodyElseGetsAWordOnTrust) {
   GitRepository repository;
   ASSERT_EQ(::chown(repository.root().c_str(), 12345, 12345), 0);
   ASSERT_EQ(::chown(repository.pathOf(".git").c_str(), 12345, 12345), 0);
-  const auto [local, remote, error] = statusOf(repository.root());
+  auto [local, remote, error] = statusOf(repository.root());
   EXPECT_TRUE(has(error, Code::authenticationPermissionDenied)) << error.description();
   EXPECT_THAT(underlyingMessage(error), HasSubstr("safe.directory"));
   EXPECT_THAT(underlyingMessage(error), HasSubstr("belongs to another user"));

@@ -15,7 +15,7 @@ class GitPlugInSandboxTest : public GitPlugInTest {
  protected:
   void TearDown() override { ::setenv("GIT_CONFIG_GLOBAL", "/dev/null", 1); }
   void useConfiguration(const std::string& text) {
-    const std::string file = _folder.path() / "configuration";
+    std::string file = _folder.path() / "configuration";
     std::ofstream(file) << text;
     ::setenv("GIT_CONFIG_GLOBAL", file.c_str(), 1);
   }
@@ -24,14 +24,14 @@ class GitPlugInSandboxTest : public GitPlugInTest {
     const auto head =
         QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::sharedHeadRevision());
     manager()->exportFileFromRevisionLocation(file, workingCopyAt(root), head, URL(), reply.completion());
-    const auto [url, error] = reply.wait();
+    auto [url, error] = reply.wait();
     EXPECT_FALSE(error) << error.description();
     std::ifstream stream(error ? "" : url.path().str(), std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(stream), {});
   }
   static Error diffOf(const std::string& root) {
     Reply<Dictionary> reply;
-    const auto at = [](const QRBSourceControlRevisionPtr& revision) {
+    auto at = [](const QRBSourceControlRevisionPtr& revision) {
       return QRBSourceControlRevisionLocation::initWithRevision(revision);
     };
     manager()->diffRepository(repositoryAt(root), at(QRBSourceControlRevision::sharedHeadRevision()),
@@ -43,7 +43,7 @@ class GitPlugInSandboxTest : public GitPlugInTest {
 };
 
 TEST_F(GitPlugInSandboxTest, filtersOfTheUserGoOnWorking) {
-  const std::string script = _folder.path() / "script";
+  std::string script = _folder.path() / "script";
   std::ofstream(script) << "#!/bin/sh\ntr a-z A-Z | cat\n";
   std::filesystem::permissions(script, std::filesystem::perms(0755));
   std::vector<std::string> filters = {"[filter \"mine\"]\n\trequired\n\tsmudge = cat\n\tclean = tr a-z A-Z\n",
@@ -67,7 +67,7 @@ TEST_F(GitPlugInSandboxTest, filtersOfTheUserGoOnWorking) {
     EXPECT_EQ(contentOfHead(repository.root(), "a.big"), "ABC") << filter;
     // Of the same size and another time: only the filter tells that it is as before.
     repository.write("a.big", "ABC");
-    const bool isAsBefore = filter.find("lfs") == std::string::npos;  // The repository was made without any filter.
+    bool isAsBefore = filter.find("lfs") == std::string::npos;  // The repository was made without any filter.
     EXPECT_EQ(statusWordsOf(repository.root()).empty(), isAsBefore) << filter;
   }
 }
@@ -78,7 +78,7 @@ TEST_F(GitPlugInSandboxTest, partialClonesFetchWhatTheyLackWhileTheyAreLookedAt)
   origin.commit("one");
   origin.run({"config", "uploadpack.allowFilter", "true"});
   origin.run({"config", "uploadpack.allowAnySHA1InWant", "true"});
-  const std::string clone = _folder.path() / "clone";
+  std::string clone = _folder.path() / "clone";
   origin.run({"clone", "-q", "--no-checkout", "--filter=blob:none", "file://" + origin.root(), clone});
   EXPECT_EQ(contentOfHead(clone, "file"), "1");
 }
@@ -89,8 +89,8 @@ TEST_F(GitPlugInSandboxTest, lookingLeavesTheStagingAreaAsItIs) {
   repository.write("file", "1");
   repository.commit("one");
   repository.write("file", "1");
-  const auto index = [&] { return std::filesystem::last_write_time(repository.pathOf(".git/index")); };
-  const auto before = index();
+  auto index = [&] { return std::filesystem::last_write_time(repository.pathOf(".git/index")); };
+  auto before = index();
   EXPECT_FALSE(diffOf(repository.root()));
   EXPECT_TRUE(statusWordsOf(repository.root()).empty());
   EXPECT_EQ(index(), before);

@@ -90,7 +90,7 @@ class GitPlugInTest : public testing::Test {
   }
   /// The status as words, which fails the test where there is none.
   static std::map<std::string, Words> statusWordsOf(const std::string& root) {
-    const auto [local, remote, error] = statusOf(root);
+    auto [local, remote, error] = statusOf(root);
     EXPECT_FALSE(error) << error.description();
     return local ? wordsOf(*local) : std::map<std::string, Words>();
   }
@@ -98,7 +98,7 @@ class GitPlugInTest : public testing::Test {
     std::map<std::string, Words> result;
     for (const auto& [path, status] : statuses) {
       Words& words = result[path.str()];
-      for (const std::string_view word : QRBSourceControlStatusWords(status)) words.emplace(word);
+      for (std::string_view word : QRBSourceControlStatusWords(status)) words.emplace(word);
     }
     return result;
   }
@@ -107,7 +107,7 @@ class GitPlugInTest : public testing::Test {
                                                const HistoryQuery& query = {}) {
     Reply<LogItems> reply;
     if (query.file) {
-      const auto from = query.from ? QRBSourceControlRevisionLocation::initWithRevision(query.from) : nullptr;
+      auto from = query.from ? QRBSourceControlRevisionLocation::initWithRevision(query.from) : nullptr;
       manager()->historyOfFile(query.file, workingCopy, from, query.to, query.inclusionType, query.maximum,
                                query.searchString, query.searchType, query.onBatch, reply.completion());
     } else {
@@ -118,7 +118,7 @@ class GitPlugInTest : public testing::Test {
   }
   /// The revisions of a history, which fails the test where there is an error.
   static std::vector<std::string> revisionsOf(const std::string& root, const HistoryQuery& query = {}) {
-    const auto [items, error] = historyOf(workingCopyAt(root), query);
+    auto [items, error] = historyOf(workingCopyAt(root), query);
     EXPECT_FALSE(error) << error.description();
     return identifiersOf(items);
   }
@@ -142,7 +142,7 @@ class GitPlugInTest : public testing::Test {
     auto workingCopy = workingCopyAt(root);
     Reply<> reply;
     workingCopy->updateRepositoryIdentifierWithCompletionBlock(reply.completion());
-    const Error error = std::get<0>(reply.wait());
+    Error error = std::get<0>(reply.wait());
     return std::tuple(workingCopy->repository()->identifier(), error);
   }
 
@@ -155,7 +155,7 @@ class GitPlugInTest : public testing::Test {
   static std::vector<std::string> split(const std::string& text, char delimiter) {
     std::vector<std::string> result;
     for (std::size_t begin = 0; begin < text.size();) {
-      const std::size_t end = std::min(text.find(delimiter, begin), text.size());
+      std::size_t end = std::min(text.find(delimiter, begin), text.size());
       result.push_back(text.substr(begin, end - begin));
       begin = end + 1;
     }

@@ -50,7 +50,7 @@ TEST_P(GitPlugInTrickTest, lookingRunsNothing) {
 }
 
 TEST_P(GitPlugInTrickTest, changesStayInTheFolder) {
-  const auto workingCopy = workingCopyAt(root());
+  auto workingCopy = workingCopyAt(root());
   Reply<> all, some, moved;
   manager()->discardChangesInFiles({"file"}, workingCopy, some.completion());
   some.wait();
@@ -64,7 +64,7 @@ TEST_P(GitPlugInTrickTest, changesStayInTheFolder) {
 TEST_P(GitPlugInTrickTest, gitAloneFallsForIt) {
   runGit({"status"});
   runGit({"diff"});
-  const bool ranWhenLooking = wasRun();
+  bool ranWhenLooking = wasRun();
   runGit({"reset", "--hard"});
   EXPECT_TRUE(ranWhenLooking || !changesOfVictim().empty());
 }

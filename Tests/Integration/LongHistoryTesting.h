@@ -20,8 +20,8 @@ class LongHistory {
       if (number % 10 == 0) addBranch(stream, number);
     }
     _repository.write("../stream", stream);
-    const ProgramResult result = runProgram({"sh", "-c", "exec git fast-import --quiet < ../stream"},
-                                            _repository.environment(), _repository.root());
+    ProgramResult result = runProgram({"sh", "-c", "exec git fast-import --quiet < ../stream"},
+                                      _repository.environment(), _repository.root());
     if (result.status != 0) throw std::runtime_error(result.output);
     _repository.run({"reset", "-q", "--hard", "main"});
     _repository.run({"pack-refs", "--all"});

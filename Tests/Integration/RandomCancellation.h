@@ -35,7 +35,7 @@ inline void waitForProcesses(const std::string& root) {
   constexpr std::chrono::seconds patience{60};
   ServiceReserve::shared().clear();
   EXPECT_TRUE(ProcessReaper::shared().drain(patience)) << "a process did not end";
-  const FileDescriptor turn(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  FileDescriptor turn(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   EXPECT_EQ(::flock(turn.get(), LOCK_EX), 0);
 }
 
@@ -56,8 +56,8 @@ CancellationTally cancelAtRandomMoments(const std::string& root, int count, unsi
   for (int number = 0; number < count; ++number) {
     auto settled = std::make_shared<std::promise<Error>>();
     auto future = settled->get_future();
-    const Clock::time_point begin = Clock::now();
-    const auto operation = start(number, [settled](const Error& error) { settled->set_value(error); });
+    Clock::time_point begin = Clock::now();
+    auto operation = start(number, [settled](const Error& error) { settled->set_value(error); });
     if (number < measured) {
       EXPECT_EQ(future.wait_for(patience), std::future_status::ready);
       longest = std::max(longest, std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - begin));
@@ -70,7 +70,7 @@ CancellationTally cancelAtRandomMoments(const std::string& root, int count, unsi
       ADD_FAILURE() << "request " << number << " never settled";
       return tally;
     }
-    const Error error = future.get();
+    Error error = future.get();
     constexpr std::int64_t cancellation = -5;
     ++(!error ? tally.succeeded : error.code() == cancellation ? tally.cancelled : tally.failed);
     waitForProcesses(root);
@@ -85,7 +85,7 @@ CancellationTally cancelAtRandomMoments(const std::string& root, int count, unsi
 inline void expectConsistent(GitRepository& repository, const std::string& when) {
   EXPECT_EQ(repository.run({"fsck", "--strict", "--no-dangling"}), "") << when;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(repository.pathOf(".git"))) {
-    const std::string name = entry.path().filename().string();
+    std::string name = entry.path().filename().string();
     EXPECT_FALSE(name.ends_with(".lock")) << when << ": " << entry.path();
   }
 }

@@ -42,13 +42,11 @@ class CloneTest : public NetworkTest {
 };
 
 TEST_F(CloneTest, checksOutWhatIsAskedFor) {
-  const auto pinned = [&](const QRBSourceControlRevisionLocationPtr& location, const std::string& to) {
+  auto pinned = [&](const QRBSourceControlRevisionLocationPtr& location, const std::string& to) {
     return location->locationWithRevision(revision(to));
   };
-  const auto tag = [](const char* name) { return QRBSourceControlTag::initWithTagName(name); };
-  const auto at = [&](const std::string& name) {
-    return QRBSourceControlRevisionLocation::initWithRevision(revision(name));
-  };
+  auto tag = [](const char* name) { return QRBSourceControlTag::initWithTagName(name); };
+  auto at = [&](const std::string& name) { return QRBSourceControlRevisionLocation::initWithRevision(revision(name)); };
   const struct {
     QRBSourceControlRevisionLocationPtr location;
     std::string revision;
@@ -67,8 +65,8 @@ TEST_F(CloneTest, checksOutWhatIsAskedFor) {
       {at(_two.substr(0, 9)), _two, ""},
   };
   for (const auto& each : cases) {
-    const std::string what = each.location ? each.location->description() : "nothing";
-    const auto [workingCopy, error] = clone(remote(), target(), each.location);
+    std::string what = each.location ? each.location->description() : "nothing";
+    auto [workingCopy, error] = clone(remote(), target(), each.location);
     ASSERT_TRUE(workingCopy) << what << ": " << error.description() << underlyingMessage(error);
     EXPECT_EQ(workingCopy->fileURL(), URL::fileURL(target(), true));
     EXPECT_EQ(head(target()), each.revision) << what;
@@ -84,9 +82,7 @@ TEST_F(CloneTest, checksOutWhatIsAskedFor) {
 }
 
 TEST_F(CloneTest, whatIsNotThereLeavesNothingBehind) {
-  const auto at = [&](const std::string& name) {
-    return QRBSourceControlRevisionLocation::initWithRevision(revision(name));
-  };
+  auto at = [&](const std::string& name) { return QRBSourceControlRevisionLocation::initWithRevision(revision(name)); };
   const struct {
     QRBSourceControlRevisionLocationPtr location;
     Code code;
@@ -101,13 +97,13 @@ TEST_F(CloneTest, whatIsNotThereLeavesNothingBehind) {
       {at("main..topic"), Code::revisionNotFound},
   };
   for (const auto& each : cases) {
-    const std::string path = pathOf("work/new/folder/clone");
-    const Error error = cloneError(remote(), path, each.location);
+    std::string path = pathOf("work/new/folder/clone");
+    Error error = cloneError(remote(), path, each.location);
     EXPECT_TRUE(has(error, each.code)) << each.location->description() << ": " << error.description();
     EXPECT_THAT(underlyingMessage(error), Not(AnyOf(HasSubstr("Cloning"), HasSubstr(".qrb-"), HasSubstr("100%"))));
     EXPECT_THAT(namesIn(pathOf("work")), IsEmpty()) << each.location->description();
   }
-  const Error nowhere = cloneError(remoteAt("file:///none"), target());
+  Error nowhere = cloneError(remoteAt("file:///none"), target());
   EXPECT_TRUE(has(nowhere, Code::remoteRepositoryNotFound));
   EXPECT_THAT(underlyingMessage(nowhere), AllOf(HasSubstr("/none"), Not(HasSubstr("Cloning"))));
   EXPECT_THAT(namesIn(pathOf("work")), IsEmpty());
@@ -127,7 +123,7 @@ TEST_F(CloneTest, whatIsThereAlreadyStays) {
   EXPECT_EQ(textOf(pathOf("work/full/file")) + textOf(pathOf("work/file")), "minemine");
   EXPECT_THAT(namesIn(pathOf("work")), ElementsAre("file", "full", "link"));
   std::filesystem::create_directory(pathOf("work/empty"));
-  const auto [workingCopy, error] = clone(remote(), pathOf("work/empty"));
+  auto [workingCopy, error] = clone(remote(), pathOf("work/empty"));
   EXPECT_TRUE(workingCopy) << error.description();
   EXPECT_EQ(head(pathOf("work/empty")), _one);
 }
@@ -137,7 +133,7 @@ TEST_F(CloneTest, noRepositoryWritesWhereSettingsOfOthersAreLookedFor) {
   std::filesystem::create_directory_symlink(other.root() + "/.git", pathOf("work/link"));
   for (const std::string& place : {pathOf("work/.git"), pathOf("work/.Git/deep"), pathOf("work/.svn"),
                                    pathOf("work/.git/../.git"), other.root() + "/.git/new", pathOf("work/link/new")}) {
-    const Error error = cloneError(remote(), place);
+    Error error = cloneError(remote(), place);
     EXPECT_TRUE(has(error, Code::invalidURL)) << place << ": " << error.description();
     EXPECT_THAT(underlyingMessage(error), HasSubstr("metadata"));
     EXPECT_FALSE(std::filesystem::exists(place)) << place;
@@ -148,7 +144,7 @@ TEST_F(CloneTest, noRepositoryWritesWhereSettingsOfOthersAreLookedFor) {
 
 TEST_F(CloneTest, anEmptyRepositoryMakesAnEmptyWorkingCopy) {
   GitRepository empty({"--bare"});
-  const auto [workingCopy, error] = clone(remoteAt("file://" + empty.root()), target());
+  auto [workingCopy, error] = clone(remoteAt("file://" + empty.root()), target());
   ASSERT_TRUE(workingCopy) << error.description() << underlyingMessage(error);
   EXPECT_EQ(git(target(), {"symbolic-ref", "HEAD"}), "refs/heads/main");
   EXPECT_TRUE(
@@ -160,16 +156,16 @@ TEST_F(CloneTest, submodulesAreLeftForTheUser) {
   part.commit("part");
   _origin.run({"submodule", "--quiet", "add", part.root(), "part"});
   _origin.commit("with a submodule");
-  const auto [workingCopy, error] = clone(remote(), target());
+  auto [workingCopy, error] = clone(remote(), target());
   ASSERT_TRUE(workingCopy) << error.description() << underlyingMessage(error);
   EXPECT_TRUE(std::filesystem::is_empty(target() + "/part"));
 }
 
 TEST_F(CloneTest, aPlaceThatAnotherRequestHasIsNotTaken) {
   std::filesystem::create_directory(target());
-  const FileDescriptor other(::open(target().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  FileDescriptor other(::open(target().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ASSERT_EQ(::flock(other.get(), LOCK_EX), 0);
-  const Error error = cloneError(remote(), target());
+  Error error = cloneError(remote(), target());
   EXPECT_TRUE(has(error, Code::invalidURL));
   EXPECT_THAT(underlyingMessage(error), HasSubstr("Another request is making a working copy there"));
   EXPECT_TRUE(std::filesystem::is_empty(target()));
@@ -206,13 +202,13 @@ class CancellationTest : public CloneTest {
   bool cancelAtRandom(const Start& start) {
     auto settled = std::make_shared<std::promise<Error>>();
     auto future = settled->get_future();
-    const auto begin = std::chrono::steady_clock::now();
-    const auto request = start([settled](const Error& error) { settled->set_value(error); });
+    auto begin = std::chrono::steady_clock::now();
+    auto request = start([settled](const Error& error) { settled->set_value(error); });
     std::uniform_real_distribution<double> part(0, 1.1);
-    const std::chrono::duration<double> until = _longest * part(_random);
+    std::chrono::duration<double> until = _longest * part(_random);
     future.wait_for(until);
     request->cancel();
-    const Error error = future.get();
+    Error error = future.get();
     if (!error) _longest = std::max<std::chrono::duration<double>>(_longest, std::chrono::steady_clock::now() - begin);
     EXPECT_TRUE(!error || has(error, Code::canceled)) << error.description() << underlyingMessage(error);
     EXPECT_TRUE(ProcessReaper::shared().drain(std::chrono::seconds(60)));
@@ -228,12 +224,12 @@ class CancellationTest : public CloneTest {
 TEST_F(CancellationTest, aCloneThatIsCancelledIsWholeOrNotThere) {
   int cancelled = 0;
   for (int round = 0; round < 50; ++round) {
-    const bool wasCancelled = cancelAtRandom([&](const auto& done) {
+    bool wasCancelled = cancelAtRandom([&](const auto& done) {
       return _remote->createWorkingCopyAtURL(URL::fileURL(target(), true), nullptr, nullptr, {},
                                              [done](const auto&, const Error& error) { done(error); });
     });
     cancelled += wasCancelled;
-    const std::vector<std::string> names = namesIn(pathOf("work"));
+    std::vector<std::string> names = namesIn(pathOf("work"));
     if (names.empty()) {
       EXPECT_TRUE(wasCancelled);
       continue;
@@ -265,7 +261,7 @@ TEST_F(CancellationTest, aFetchThatIsCancelledLeavesTheRepositoryWhole) {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(clone.pathOf(".git"))) {
       EXPECT_NE(entry.path().extension(), ".lock") << entry.path();
     }
-    const ProgramResult check = clone.tryRun({"fsck", "--connectivity-only"});
+    ProgramResult check = clone.tryRun({"fsck", "--connectivity-only"});
     EXPECT_EQ(check.status, 0) << check.output;
   }
   EXPECT_GT(cancelled, 10);
@@ -275,7 +271,7 @@ TEST_F(CancellationTest, aFetchThatIsCancelledLeavesTheRepositoryWhole) {
 
 TEST_F(CancellationTest, progressOfLargeWorkGoesFromNothingToAllWithoutGoingBack) {
   ProgressLog cloned;
-  const auto [workingCopy, error] = clone(_remote, target(), nullptr, &cloned);
+  auto [workingCopy, error] = clone(_remote, target(), nullptr, &cloned);
   ASSERT_TRUE(workingCopy) << error.description();
   cloned.expectWhole();
   EXPECT_GT(cloned.fractions().size(), 10u);

@@ -26,7 +26,7 @@ class HTTPTest : public NetworkTest {
   GitHTTPServer& server() { return *_server; }
   static Strategy ada() { return passwordOf(GitHTTPServer::user, GitHTTPServer::password); }
   Remote trusting(const std::string& fingerprint, bool isEnforced = true) {
-    const Remote remote = remoteAt(server().secureURL("/private/origin.git"), ada());
+    Remote remote = remoteAt(server().secureURL("/private/origin.git"), ada());
     remote->setTrustedServerFingerprint(fingerprint);
     remote->setEnforceTrustedServerFingerprint(isEnforced);
     return remote;
@@ -41,10 +41,10 @@ class HTTPTest : public NetworkTest {
 };
 
 TEST_F(HTTPTest, eachWayOfLoggingInEndsAsItShould) {
-  const std::string open = server().url("/git/origin.git");
-  const std::string closed = server().url("/private/origin.git");
-  const std::string forbidden = server().url("/forbidden/origin.git");
-  const Strategy wrong = passwordOf(GitHTTPServer::user, "wrong");
+  std::string open = server().url("/git/origin.git");
+  std::string closed = server().url("/private/origin.git");
+  std::string forbidden = server().url("/forbidden/origin.git");
+  Strategy wrong = passwordOf(GitHTTPServer::user, "wrong");
   const struct {
     const char* what;
     Remote remote;
@@ -79,10 +79,10 @@ TEST_F(HTTPTest, eachWayOfLoggingInEndsAsItShould) {
 }
 
 TEST_F(HTTPTest, aPasswordInTheAddressCountsAndIsKeptNowhere) {
-  const std::string closed = server().url("/private/origin.git");
+  std::string closed = server().url("/private/origin.git");
   std::string withPassword = closed;
   withPassword.insert(7, "ada:s3cr3t%20%24%28touch%20x%29%20%27%22%5C%2541%20%C3%A4@");
-  const auto [workingCopy, error] = clone(remoteAt(withPassword), pathOf("clone"));
+  auto [workingCopy, error] = clone(remoteAt(withPassword), pathOf("clone"));
   ASSERT_TRUE(workingCopy) << error.description() << underlyingMessage(error);
   EXPECT_EQ(git(pathOf("clone"), {"config", "remote.origin.url"}), "http://ada@" + closed.substr(7));
   EXPECT_THAT(textOf(pathOf("clone/.git/config")), Not(HasSubstr("s3cr3t")));
@@ -90,16 +90,16 @@ TEST_F(HTTPTest, aPasswordInTheAddressCountsAndIsKeptNowhere) {
 }
 
 TEST_F(HTTPTest, aLoginIsGoodForSendingToo) {
-  const auto [workingCopy, error] = clone(remoteAt(server().url("/private/origin.git"), ada()), pathOf("clone"));
+  auto [workingCopy, error] = clone(remoteAt(server().url("/private/origin.git"), ada()), pathOf("clone"));
   ASSERT_TRUE(workingCopy) << error.description() << underlyingMessage(error);
   git(pathOf("clone"), {"-c", "user.name=x", "-c", "user.email=x@y", "commit", "-q", "--allow-empty", "-m", "two"});
-  const Remote wrong = remoteAt(server().url("/private/origin.git"), passwordOf(GitHTTPServer::user, "wrong"));
+  Remote wrong = remoteAt(server().url("/private/origin.git"), passwordOf(GitHTTPServer::user, "wrong"));
   EXPECT_TRUE(has(push(wrong, pathOf("clone")), Code::authenticationCredentialsInvalid));
   // Below the other address pushing is for nobody.
   git(pathOf("clone"), {"remote", "set-url", "origin", server().url("/git/origin.git")});
-  const Error anonymous = push(remoteAt(server().url("/git/origin.git")), pathOf("clone"));
+  Error anonymous = push(remoteAt(server().url("/git/origin.git")), pathOf("clone"));
   EXPECT_TRUE(has(anonymous, Code::authenticationPermissionDenied)) << underlyingMessage(anonymous);
-  const Error pushed = push(remoteAt(server().url("/private/origin.git"), ada()), pathOf("clone"), branch("main"));
+  Error pushed = push(remoteAt(server().url("/private/origin.git"), ada()), pathOf("clone"), branch("main"));
   EXPECT_FALSE(pushed) << pushed.description() << underlyingMessage(pushed);
   EXPECT_EQ(server().revisionOf("origin.git", "main"), git(pathOf("clone"), {"rev-parse", "HEAD"}));
 }
@@ -122,10 +122,10 @@ TEST_F(HTTPTest, whoIsRefusedMayAskTheUserAndTryAgain) {
    private:
     const Remote _remote;
   };
-  const Remote remote = remoteAt(server().url("/private/origin.git"));
-  const auto asking = std::make_shared<Asking>(remote);
+  Remote remote = remoteAt(server().url("/private/origin.git"));
+  auto asking = std::make_shared<Asking>(remote);
   manager()->setFailureHandler(asking);
-  const auto [workingCopy, error] = clone(remote, pathOf("clone"));
+  auto [workingCopy, error] = clone(remote, pathOf("clone"));
   EXPECT_TRUE(workingCopy) << error.description() << underlyingMessage(error);
   EXPECT_THAT(asking->codes, testing::ElementsAre(-1001, -1002));
   EXPECT_EQ(asking->repository, remote);
@@ -133,7 +133,7 @@ TEST_F(HTTPTest, whoIsRefusedMayAskTheUserAndTryAgain) {
 }
 
 TEST_F(HTTPTest, whatTheUserHasSetUpServesWhereTheRequestBringsNothing) {
-  const std::string helper = pathOf("helper");
+  std::string helper = pathOf("helper");
   std::ofstream(helper)
       << "#!/bin/sh\n[ \"$1\" = get ] || exit 0\ncase $(cat) in\n*username=ada*) ;;\n*username=*) exit 0 ;;\n"
       << "esac\ncat '" << pathOf("login") << "'\n";
@@ -142,9 +142,9 @@ TEST_F(HTTPTest, whatTheUserHasSetUpServesWhereTheRequestBringsNothing) {
                                  << "\n";
   std::ofstream(pathOf("config")) << "[credential]\n\thelper = " << helper << "\n";
   setVariable("GIT_CONFIG_GLOBAL", pathOf("config"));
-  const std::string closed = server().url("/private/origin.git");
+  std::string closed = server().url("/private/origin.git");
   EXPECT_FALSE(validate(remoteAt(closed)));
-  const Error error = validate(remoteAt(closed, passwordOf(GitHTTPServer::user, "wrong")));
+  Error error = validate(remoteAt(closed, passwordOf(GitHTTPServer::user, "wrong")));
   EXPECT_TRUE(has(error, Code::authenticationCredentialsInvalid)) << "what the request brings counts alone";
   EXPECT_FALSE(validate(remoteAt(closed, passwordOf(GitHTTPServer::user, "")))) << "a name alone brings no password";
   EXPECT_TRUE(validate(remoteAt(closed, passwordOf("eve", "")))) << "another user's login was used";
@@ -152,7 +152,7 @@ TEST_F(HTTPTest, whatTheUserHasSetUpServesWhereTheRequestBringsNothing) {
 
 TEST_F(HTTPTest, aServerWithoutARepositoryTellsWhetherItAcceptsTheLogin) {
   start({_certificate, "http://localhost:1/", true});
-  const std::string url = server().url("");
+  std::string url = server().url("");
   EXPECT_FALSE(validate(remoteAt(url, ada())));
   EXPECT_FALSE(validate(remoteAt(url + "/", ada())));
   EXPECT_TRUE(has(validate(remoteAt(url, passwordOf("ada", "wrong"))), Code::authenticationCredentialsInvalid));
@@ -161,7 +161,7 @@ TEST_F(HTTPTest, aServerWithoutARepositoryTellsWhetherItAcceptsTheLogin) {
   EXPECT_TRUE(has(validate(remoteAt(url, ada()), branch("main")), Code::remoteRepositoryNotFound));
   start({_certificate});
   EXPECT_FALSE(validate(remoteAt(server().url("/")))) << "anyone may come";
-  const Error unasked = validate(remoteAt(server().url("/"), ada()));
+  Error unasked = validate(remoteAt(server().url("/"), ada()));
   EXPECT_TRUE(has(unasked, Code::remoteRepositoryNotFound));
   EXPECT_THAT(underlyingMessage(unasked), HasSubstr("did not ask"));
 }
@@ -170,14 +170,14 @@ TEST_F(HTTPTest, aServerThatSendsOnGetsNoPasswordForAnother) {
   // The same machine under another name is another server.
   GitHTTPServer other(pathOf("other"), {_certificate});
   other.serve("origin.git", _origin.root());
-  const std::string there = other.url("/private/");
+  std::string there = other.url("/private/");
   start({_certificate, "http://localhost" + there.substr(there.rfind(':'))});
   for (const char* user : {"", "ada@"}) {
     std::string url = server().url("/moved/origin.git");
     url.insert(7, user);
     // Whatever the user answered would be kept from that server as well, so it is not for the user to answer.
     for (const Strategy& strategy : {ada(), Strategy()}) {
-      const Error error = validate(remoteAt(url, strategy));
+      Error error = validate(remoteAt(url, strategy));
       EXPECT_TRUE(has(error, Code::authenticationPermissionDenied)) << error.description() << underlyingMessage(error);
       EXPECT_THAT(underlyingMessage(error), HasSubstr("http://localhost"));
     }
@@ -187,8 +187,8 @@ TEST_F(HTTPTest, aServerThatSendsOnGetsNoPasswordForAnother) {
 }
 
 TEST_F(HTTPTest, anUntrustedCertificateIsToldWithItsFingerprint) {
-  const std::string url = server().secureURL("/git/origin.git");
-  const Error error = validate(remoteAt(url));
+  std::string url = server().secureURL("/git/origin.git");
+  Error error = validate(remoteAt(url));
   EXPECT_TRUE(has(error, Code::authenticationSSLCertificateInvalid)) << error.description();
   EXPECT_EQ(error.userInfo(QRBSourceControlSSHFingerprint), String(_certificate.fingerprint()));
   trustAuthority(_certificate.certificate);
@@ -196,15 +196,15 @@ TEST_F(HTTPTest, anUntrustedCertificateIsToldWithItsFingerprint) {
 }
 
 TEST_F(HTTPTest, aTrustedFingerprintLetsExactlyThatCertificateThrough) {
-  const std::string fingerprint = _certificate.fingerprint();
+  std::string fingerprint = _certificate.fingerprint();
   std::string small;
   for (std::size_t index = 0; index < fingerprint.size(); index += 2) {
     small += (index > 0 ? ":" : "") + fingerprint.substr(index, 2);
   }
   std::ranges::transform(small, small.begin(), [](unsigned char digit) { return std::tolower(digit); });
-  for (const bool isEnforced : {true, false}) {
+  for (bool isEnforced : {true, false}) {
     for (const std::string& form : {fingerprint, small}) {
-      const Error error = validate(trusting(form, isEnforced));
+      Error error = validate(trusting(form, isEnforced));
       EXPECT_FALSE(error) << form << ": " << error.description() << underlyingMessage(error);
     }
     EXPECT_TRUE(clone(trusting(fingerprint, isEnforced), pathOf("clone")) != decltype(clone(nullptr, ""))());
@@ -214,8 +214,8 @@ TEST_F(HTTPTest, aTrustedFingerprintLetsExactlyThatCertificateThrough) {
   for (const TestCertificate& other : {TestCertificate::make(pathOf("home"), "other"),
                                        TestCertificate::make(pathOf("home"), "renewed", _certificate.key)}) {
     start({other});
-    for (const bool isEnforced : {true, false}) {
-      const Error error = validate(trusting(fingerprint, isEnforced));
+    for (bool isEnforced : {true, false}) {
+      Error error = validate(trusting(fingerprint, isEnforced));
       EXPECT_TRUE(has(error, Code::authenticationSSLCertificateInvalid)) << error.description();
       EXPECT_EQ(error.userInfo(QRBSourceControlSSHFingerprint), String(other.fingerprint()));
     }

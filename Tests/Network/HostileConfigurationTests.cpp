@@ -47,9 +47,9 @@ class HostileConfigurationTest : public NetworkTest {
 };
 
 TEST_F(HostileConfigurationTest, reachingAServerRunsNoProgramThatTheRepositoryNames) {
-  const std::string run = marking() + "; false";
-  const std::string remote = "remote.qrb-request.";
-  const std::vector<Settings> cases = {
+  std::string run = marking() + "; false";
+  std::string remote = "remote.qrb-request.";
+  std::vector<Settings> cases = {
       {{"credential.helper", "!" + run}},
       {{"credential." + _server->url("/") + ".helper", "!" + run}},
       {{"core.askPass", _program}},
@@ -87,7 +87,7 @@ TEST_F(HostileConfigurationTest, fetchingRunsNoHook) {
   std::filesystem::permissions(clone.pathOf(".git/hooks/reference-transaction"), std::filesystem::perms(0755));
   clone.run({"update-ref", "-d", "refs/remotes/origin/main"});
   wasRun();
-  const Error error = fetch(remoteAt(url(), ada()), clone.root());
+  Error error = fetch(remoteAt(url(), ada()), clone.root());
   EXPECT_FALSE(error) << error.description() << underlyingMessage(error);
   EXPECT_FALSE(wasRun());
   EXPECT_EQ(clone.run({"rev-parse", "origin/main"}), _origin.head());
@@ -97,7 +97,7 @@ TEST_F(HostileConfigurationTest, theHookThatAPushRunsCanLogInWhereThePushGoesAnd
   GitRepository clone = cloneWith({}, url());
   clone.commit("two");
   std::string hook = "#!/bin/sh\n";
-  const auto ask = [&](const std::string& address, const std::string& file) {
+  auto ask = [&](const std::string& address, const std::string& file) {
     hook += "printf 'url=%s\\n\\n' '" + address + "' | git credential fill > '" + pathOf(file) + "' 2>&1\n";
   };
   // As what sends large files along does, which is no part of git.
@@ -105,14 +105,14 @@ TEST_F(HostileConfigurationTest, theHookThatAPushRunsCanLogInWhereThePushGoesAnd
   ask(_other->url("/private/origin.git"), "asked elsewhere");
   clone.write(".git/hooks/pre-push", hook + "true\n");
   std::filesystem::permissions(clone.pathOf(".git/hooks/pre-push"), std::filesystem::perms(0755));
-  const Error error = push(remoteAt(url(), ada()), clone.root(), branch("main"));
+  Error error = push(remoteAt(url(), ada()), clone.root(), branch("main"));
   EXPECT_FALSE(error) << error.description() << underlyingMessage(error);
   EXPECT_THAT(textOf(pathOf("asked here")), HasSubstr(std::string("password=") + GitHTTPServer::password));
   EXPECT_THAT(textOf(pathOf("asked elsewhere")), HasSubstr("could not read Username"));
 }
 
 TEST_F(HostileConfigurationTest, aPasswordGoesWhereTheRequestSaysByNoOtherWay) {
-  const std::vector<Settings> cases = {
+  std::vector<Settings> cases = {
       {{"http.proxy", _other->url("")}},
       {{"http." + url() + ".proxy", _other->url("")}},
       {{"remote.origin.proxy", _other->url("")}},
@@ -131,8 +131,8 @@ TEST_F(HostileConfigurationTest, aPasswordGoesWhereTheRequestSaysByNoOtherWay) {
 }
 
 TEST_F(HostileConfigurationTest, noServerIsTrustedBecauseTheRepositorySaysSo) {
-  const std::string address = _server->secureURL("/private/origin.git");
-  const std::vector<Settings> cases = {
+  std::string address = _server->secureURL("/private/origin.git");
+  std::vector<Settings> cases = {
       {{"http.sslVerify", "false"}},
       {{"http." + address + ".sslVerify", "false"}},
       {{"http.sslCAInfo", _certificate.certificate}},
@@ -152,21 +152,21 @@ TEST_F(HostileConfigurationTest, noServerIsTrustedBecauseTheRepositorySaysSo) {
 TEST_F(HostileConfigurationTest, whomTheUserTrustsEverywhereIsTrusted) {
   std::ofstream(pathOf("global")) << "[http]\n\tsslCAInfo = " << _certificate.certificate << "\n";
   setVariable("GIT_CONFIG_GLOBAL", pathOf("global"));
-  const std::string address = _server->secureURL("/private/origin.git");
+  std::string address = _server->secureURL("/private/origin.git");
   GitRepository clone = cloneWith({{"http.sslCAInfo", "/nonexistent"}}, address);
-  const Error error = fetch(remoteAt(address, ada()), clone.root());
+  Error error = fetch(remoteAt(address, ada()), clone.root());
   EXPECT_FALSE(error) << error.description() << underlyingMessage(error);
 }
 
 TEST_F(HostileConfigurationTest, aTrustedFingerprintCountsWhateverTheRepositoryPins) {
-  const std::string address = _server->secureURL("/private/origin.git");
+  std::string address = _server->secureURL("/private/origin.git");
   GitRepository clone = cloneWith({{"http." + address + ".pinnedPubkey", "sha256//AAAA"},
                                    {"http." + address + ".sslVerify", "true"},
                                    {"http.pinnedPubkey", "sha256//AAAA"}},
                                   address);
-  const Remote remote = remoteAt(address, ada());
+  Remote remote = remoteAt(address, ada());
   remote->setTrustedServerFingerprint(_certificate.fingerprint());
-  const Error error = fetch(remote, clone.root());
+  Error error = fetch(remote, clone.root());
   EXPECT_FALSE(error) << error.description() << underlyingMessage(error);
 }
 

@@ -44,7 +44,7 @@ class ProgressLog {
   }
   /// From 0 to 1, in steps between, and never back.
   void expectWhole() {
-    const std::vector<double> seen = fractions();
+    std::vector<double> seen = fractions();
     ASSERT_GE(seen.size(), 3u);
     EXPECT_EQ(seen.front(), 0);
     EXPECT_EQ(seen.back(), 1);
@@ -159,7 +159,7 @@ class NetworkTest : public GitPlugInTest {
   static std::string git(const std::string& folder, std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"git", "-c", "safe.directory=*"});
     const char* const path = ::getenv("PATH");
-    const ProgramResult result = runProgram(
+    ProgramResult result = runProgram(
         arguments,
         {std::string("PATH=") + path, "HOME=/nonexistent", "GIT_CONFIG_NOSYSTEM=1", "GIT_CONFIG_GLOBAL=/dev/null"},
         folder);

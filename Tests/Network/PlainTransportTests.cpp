@@ -38,18 +38,18 @@ TEST_F(PlainTransportTest, whatARemoteHasIsFetchedAndWhatIsHereIsSent) {
   for (const std::string& url : urls()) {
     GitRepository clone = GitRepository::cloneOf(pathOf("served/origin.git"));
     clone.run({"remote", "set-url", "origin", url});
-    const std::string two = commitAndServe("two of " + url);
+    std::string two = commitAndServe("two of " + url);
     ProgressLog fetched;
-    const Error fetchError = fetch(remoteAt(url), clone.root(), &fetched);
+    Error fetchError = fetch(remoteAt(url), clone.root(), &fetched);
     ASSERT_FALSE(fetchError) << fetchError.description();
     EXPECT_EQ(clone.run({"rev-parse", "origin/main"}), two);
     EXPECT_NE(clone.head(), two) << "a fetch leaves the branch alone";
     fetched.expectWhole();
     clone.run({"reset", "-q", "--hard", "origin/main"});
     clone.write("ours", url);
-    const std::string three = clone.commit("three");
+    std::string three = clone.commit("three");
     ProgressLog sent;
-    const Error pushError = push(remoteAt(url), clone.root(), nullptr, &sent);
+    Error pushError = push(remoteAt(url), clone.root(), nullptr, &sent);
     ASSERT_FALSE(pushError) << pushError.description();
     sent.expectWhole();
     EXPECT_EQ(git(pathOf("served/origin.git"), {"rev-parse", "main"}), three);
@@ -63,39 +63,39 @@ TEST_F(PlainTransportTest, aFetchNeedsARemoteThatKeepsIt) {
   GitRepository other;
   other.commit("one");
   other.run({"remote", "add", "elsewhere", "https://example.org/x.git"});
-  const Error error = fetch(remoteAt(urls()[0]), other.root());
+  Error error = fetch(remoteAt(urls()[0]), other.root());
   EXPECT_TRUE(has(error, Code::remoteRepositoryNotFound)) << error.description();
   EXPECT_THAT(underlyingMessage(error), HasSubstr("elsewhere"));
 }
 
 TEST_F(PlainTransportTest, aRemoteIsKnownHoweverItsAddressIsWritten) {
   GitRepository clone = GitRepository::cloneOf(pathOf("served/origin.git"));
-  const std::string path = pathOf("served/origin.git");
-  const std::string relative = std::filesystem::relative(path, clone.root());
+  std::string path = pathOf("served/origin.git");
+  std::string relative = std::filesystem::relative(path, clone.root());
   clone.run({"config", "url." + pathOf("served") + "/.insteadOf", "short:"});
   for (const std::string& written : {path, path + "/", "file://" + path, relative, std::string("short:origin.git")}) {
     clone.run({"remote", "set-url", "origin", written});
-    const std::string next = commitAndServe("for " + written);
-    const Error error = fetch(remoteAt("file://" + path), clone.root());
+    std::string next = commitAndServe("for " + written);
+    Error error = fetch(remoteAt("file://" + path), clone.root());
     EXPECT_FALSE(error) << written << ": " << error.description() << underlyingMessage(error);
     EXPECT_EQ(clone.run({"rev-parse", "origin/main"}), next) << written;
   }
 }
 
 TEST_F(PlainTransportTest, aBranchGoesWhereItFollowsOrToItsOwnName) {
-  const Remote remote = remoteAt(urls()[1]);
-  const auto there = [&](const std::string& name) {
+  Remote remote = remoteAt(urls()[1]);
+  auto there = [&](const std::string& name) {
     return git(pathOf("served/origin.git"), {"rev-parse", "refs/heads/" + name});
   };
   GitRepository clone = GitRepository::cloneOf(urls()[1]);
   clone.run({"checkout", "-q", "-b", "topic"});
-  const std::string topic = clone.commit("topic");
+  std::string topic = clone.commit("topic");
   EXPECT_FALSE(push(remote, clone.root()));
   EXPECT_EQ(there("topic"), topic);
   EXPECT_EQ(clone.run({"rev-parse", "--symbolic-full-name", "topic@{upstream}"}), "refs/remotes/origin/topic");
   // Named, the branch that follows it is meant, whatever is checked out.
   clone.run({"checkout", "-q", "-b", "mine", "--track", "origin/feature/x"});
-  const std::string mine = clone.commit("mine");
+  std::string mine = clone.commit("mine");
   clone.run({"checkout", "-q", "main"});
   EXPECT_FALSE(push(remote, clone.root(), branch("feature/x")));
   EXPECT_EQ(there("feature/x"), mine);
@@ -108,66 +108,66 @@ TEST_F(PlainTransportTest, aBranchGoesWhereItFollowsOrToItsOwnName) {
 
 TEST_F(PlainTransportTest, whatARemoteDoesNotTakeIsToldForWhatItIs) {
   GitRepository clone = GitRepository::cloneOf(urls()[1]);
-  const Remote remote = remoteAt(urls()[1]);
+  Remote remote = remoteAt(urls()[1]);
   commitAndServe("meanwhile");
   clone.commit("ours");
-  const Error late = push(remote, clone.root());
+  Error late = push(remote, clone.root());
   EXPECT_EQ(late.localizedDescription(), QRBSourceControlError_RemoteOperationOutOfDate({}).localizedDescription());
   EXPECT_THAT(underlyingMessage(late), HasSubstr("fetch first"));
   clone.run({"pull", "-q", "--rebase"});
-  const std::string hook = pathOf("served/origin.git/hooks/pre-receive");
+  std::string hook = pathOf("served/origin.git/hooks/pre-receive");
   std::ofstream(hook) << "#!/bin/sh\necho not on Fridays >&2\nexit 1\n";
   std::filesystem::permissions(hook, std::filesystem::perms(0755));
-  const Error rejected = push(remote, clone.root());
+  Error rejected = push(remote, clone.root());
   EXPECT_TRUE(has(rejected, Code::remoteOperationRejected)) << rejected.description();
   EXPECT_THAT(underlyingMessage(rejected), HasSubstr("not on Fridays"));
   EXPECT_THAT(underlyingMessage(rejected), Not(HasSubstr("100%"))) << "how far it came is no reason";
 }
 
 TEST_F(PlainTransportTest, anUpdateBringsTheBranchToWhereItHasAllOfTheRemotes) {
-  const Remote remote = remoteAt(urls()[0]);
+  Remote remote = remoteAt(urls()[0]);
   GitRepository clone = GitRepository::cloneOf(urls()[0]);
-  const std::string two = commitAndServe("two");
+  std::string two = commitAndServe("two");
   clone.write("untracked", "stays");
   EXPECT_FALSE(update(clone.root(), remote));
   EXPECT_EQ(clone.head(), two) << "there was nothing of our own to merge";
   EXPECT_FALSE(update(clone.root(), remote)) << "nothing new is no error";
   clone.write("ours", "1");
-  const std::string ours = clone.commit("ours");
-  const std::string three = commitAndServe("three");
+  std::string ours = clone.commit("ours");
+  std::string three = commitAndServe("three");
   EXPECT_FALSE(update(clone.root(), remote));
   EXPECT_EQ(clone.run({"rev-parse", "HEAD^1", "HEAD^2"}), ours + "\n" + three);
   EXPECT_EQ(textOf(clone.pathOf("untracked")), "stays");
 }
 
 TEST_F(PlainTransportTest, anUpdateDoesAsTheUserHasSetUp) {
-  const Remote remote = remoteAt(urls()[0]);
+  Remote remote = remoteAt(urls()[0]);
   GitRepository clone = GitRepository::cloneOf(urls()[0]);
   clone.run({"config", "pull.rebase", "true"});
   clone.write("ours", "1");
   clone.commit("ours");
-  const std::string two = commitAndServe("two");
-  const Error error = update(clone.root(), remote);
+  std::string two = commitAndServe("two");
+  Error error = update(clone.root(), remote);
   EXPECT_FALSE(error) << error.description() << underlyingMessage(error);
   EXPECT_EQ(clone.run({"rev-parse", "HEAD^"}), two);
   clone.run({"config", "pull.rebase", "false"});
   clone.run({"config", "pull.ff", "only"});
   commitAndServe("three");
-  const std::string before = clone.head();
+  std::string before = clone.head();
   EXPECT_TRUE(update(clone.root(), remote));
   EXPECT_EQ(clone.head(), before);
 }
 
 TEST_F(PlainTransportTest, anUpdateThatMeetsOtherChangesLosesNone) {
-  const Remote remote = remoteAt(urls()[0]);
+  Remote remote = remoteAt(urls()[0]);
   GitRepository clone = GitRepository::cloneOf(urls()[0]);
   commitAndServe("theirs");
   clone.write("file", "not committed");
-  const Error inTheWay = update(clone.root(), remote);
+  Error inTheWay = update(clone.root(), remote);
   EXPECT_TRUE(has(inTheWay, Code::repositoryMidOperation)) << inTheWay.description();
   EXPECT_EQ(textOf(clone.pathOf("file")), "not committed");
   clone.commit("ours");
-  const Error conflict = update(clone.root(), remote);
+  Error conflict = update(clone.root(), remote);
   EXPECT_TRUE(has(conflict, Code::repositoryMidOperation)) << conflict.description();
   EXPECT_THAT(underlyingMessage(conflict), HasSubstr("CONFLICT"));
   EXPECT_THAT(textOf(clone.pathOf("file")), HasSubstr("<<<<<<<"));
@@ -196,7 +196,7 @@ TEST_F(PlainTransportTest, aLocationIsLookedForWhereALoginIsChecked) {
 }
 
 TEST_F(PlainTransportTest, aRemoteIsAskedForItsBranchesAndNewestRevisionsWithoutAClone) {
-  const std::string two = commitAndServe("two");
+  std::string two = commitAndServe("two");
   _origin.run({"tag", "-m", "with a message", "v1", _one});
   _origin.run({"push", "-q", "served", "v1", "main:refs/notes/refs/heads/decoy"});
   GitRepository empty({"--bare"});
@@ -213,7 +213,7 @@ TEST_F(PlainTransportTest, aRemoteIsAskedForItsBranchesAndNewestRevisionsWithout
     return reply.wait();
   };
   for (const std::string& url : urls()) {
-    const Remote remote = remoteAt(url);
+    Remote remote = remoteAt(url);
     EXPECT_EQ(std::get<0>(headOf(remote))->identifier().str(), two);
     EXPECT_EQ(revisionOf(remote, branch("main")), two);
     EXPECT_EQ(revisionOf(remote, QRBSourceControlBranch::initWithBranchNameRemoteName("main", true, "origin")), two);
@@ -241,7 +241,7 @@ TEST_F(PlainTransportTest, aRemoteIsAskedForItsBranchesAndNewestRevisionsWithout
 
 TEST_F(PlainTransportTest, addressesThatNameProgramsOrOptionsReachNothing) {
   GitRepository clone = GitRepository::cloneOf(urls()[1]);
-  const std::string trace = pathOf("trace");
+  std::string trace = pathOf("trace");
   for (const std::string& address :
        {"ext::sh -c touch% " + trace, "--upload-pack=touch " + trace, std::string("-x"), "fd::17/" + trace,
         "ssh://-oProxyCommand=touch " + trace + "/x", std::string("user@-oProxyCommand=touch x:y"),

@@ -16,9 +16,9 @@ constexpr const char* passphrase = "pass $(touch x) '\"\\ phrase";
 class SSHAgent {
  public:
   SSHAgent(const std::string& socket, const std::string& key) : _socket(socket) {
-    const std::vector<std::string> environment = {"PATH=/usr/bin:/bin", "SSH_AUTH_SOCK=" + socket};
-    const std::string said = runProgram({"ssh-agent", "-a", socket}, environment, "/").output;
-    const std::string name = "SSH_AGENT_PID=";
+    std::vector<std::string> environment = {"PATH=/usr/bin:/bin", "SSH_AUTH_SOCK=" + socket};
+    std::string said = runProgram({"ssh-agent", "-a", socket}, environment, "/").output;
+    std::string name = "SSH_AGENT_PID=";
     _process = std::stoi(said.substr(said.find(name) + name.size()));
     EXPECT_EQ(runProgram({"ssh-add", "-q", key}, environment, "/").status, 0);
   }
@@ -103,7 +103,7 @@ TEST_F(SSHTest, eachWayOfLoggingInEndsAsItShould) {
        Code::remoteRepositoryNotFound},
   };
   for (const auto& each : cases) {
-    const Error error = validate(each.remote);
+    Error error = validate(each.remote);
     if (each.code) {
       EXPECT_TRUE(has(error, *each.code)) << each.what << ": " << error.description() << underlyingMessage(error);
     } else {
@@ -114,9 +114,9 @@ TEST_F(SSHTest, eachWayOfLoggingInEndsAsItShould) {
 
 TEST_F(SSHTest, anAgentAndTheUsualKeysServeWhereTheRequestBringsNothing) {
   {
-    const SSHAgent agent(pathOf("agent"), pathOf("my %h keys/plain"));
+    SSHAgent agent(pathOf("agent"), pathOf("my %h keys/plain"));
     setVariable("SSH_AUTH_SOCK", agent.socket());
-    const Error error = validate(remoteAt(url()));
+    Error error = validate(remoteAt(url()));
     EXPECT_FALSE(error) << error.description() << underlyingMessage(error);
     EXPECT_FALSE(validate(remoteAt(url(""), passwordOf(SSHServer::user(), "")))) << "a name alone brings no password";
     // A named key is the one to use, whatever the agent could do.
@@ -125,13 +125,13 @@ TEST_F(SSHTest, anAgentAndTheUsualKeysServeWhereTheRequestBringsNothing) {
   setVariable("SSH_AUTH_SOCK", std::nullopt);
   std::filesystem::copy(pathOf("my %h keys/protected"), home() + "/.ssh/id_ed25519");
   EXPECT_TRUE(has(validate(remoteAt(url())), Code::authenticationStrategyUnsupported)) << "nobody is asked";
-  const Strategy usual = QRBSourceControlSSHKeysAuthenticationStrategy::initWithUsername("", {}, passphrase);
+  Strategy usual = QRBSourceControlSSHKeysAuthenticationStrategy::initWithUsername("", {}, passphrase);
   EXPECT_FALSE(validate(remoteAt(url(), usual)));
 }
 
 TEST_F(SSHTest, everyRequestGoesThroughAProtectedKey) {
-  const Remote remote = remoteWith("protected", passphrase);
-  const auto [workingCopy, error] = clone(remote, pathOf("clone"));
+  Remote remote = remoteWith("protected", passphrase);
+  auto [workingCopy, error] = clone(remote, pathOf("clone"));
   ASSERT_TRUE(workingCopy) << error.description() << underlyingMessage(error);
   EXPECT_EQ(git(pathOf("clone"), {"rev-parse", "HEAD"}), _one);
   EXPECT_FALSE(fetch(remote, pathOf("clone")));
@@ -143,11 +143,11 @@ TEST_F(SSHTest, everyRequestGoesThroughAProtectedKey) {
 
 TEST_F(SSHTest, aServerThatIsNotTheKnownOneIsToldWithItsFingerprint) {
   makeSSHKey(pathOf("my %h keys/other-host"));
-  const std::string known = home() + "/.ssh/known_hosts";
-  for (const bool isKnownOtherwise : {false, true}) {
+  std::string known = home() + "/.ssh/known_hosts";
+  for (bool isKnownOtherwise : {false, true}) {
     std::ofstream(known) << (isKnownOtherwise ? _server->knownHostLine(pathOf("my %h keys/other-host.pub")) : "");
-    const std::string before = textOf(known);
-    const Error error = validate(remoteWith("plain"));
+    std::string before = textOf(known);
+    Error error = validate(remoteWith("plain"));
     EXPECT_TRUE(has(error, Code::authenticationSSHFingerprintInvalid)) << error.description();
     EXPECT_EQ(error.userInfo(QRBSourceControlSSHFingerprint), String(hostFingerprint()));
     EXPECT_EQ(textOf(known), before) << "whom to trust is for the user to say";
@@ -156,21 +156,21 @@ TEST_F(SSHTest, aServerThatIsNotTheKnownOneIsToldWithItsFingerprint) {
 
 TEST_F(SSHTest, aTrustedFingerprintLetsExactlyThatServerThrough) {
   makeSSHKey(pathOf("my %h keys/other-host"));
-  const std::string other = sshFingerprint(pathOf("my %h keys/other-host.pub"));
-  const std::string known = home() + "/.ssh/known_hosts";
+  std::string other = sshFingerprint(pathOf("my %h keys/other-host.pub"));
+  std::string known = home() + "/.ssh/known_hosts";
   const std::string lines[] = {"", _server->knownHostLine(pathOf("my %h keys/other-host.pub")),
                                _server->knownHostLine(pathOf("server/host.pub"))};
   for (const std::string& line : lines) {
     std::ofstream(known) << line;
-    const bool isKnown = &line == &lines[2];
-    for (const bool isEnforced : {true, false}) {
-      const Remote remote = remoteWith("plain");
+    bool isKnown = &line == &lines[2];
+    for (bool isEnforced : {true, false}) {
+      Remote remote = remoteWith("plain");
       remote->setEnforceTrustedServerFingerprint(isEnforced);
       remote->setTrustedServerFingerprint(hostFingerprint());
-      const Error right = validate(remote);
+      Error right = validate(remote);
       EXPECT_FALSE(right) << right.description() << underlyingMessage(right);
       remote->setTrustedServerFingerprint(other);
-      const Error wrong = validate(remote);
+      Error wrong = validate(remote);
       if (isKnown && !isEnforced) {
         EXPECT_FALSE(wrong) << "the user's known hosts count beside the fingerprint";
       } else {
@@ -186,19 +186,19 @@ TEST_F(SSHTest, aServerThatLetsNobodyIntoARepositorySaysSo) {
   std::ofstream(pathOf("refuse")) << "echo 'ERROR: Permission to ada/x denied to bob.' >&2\nexit 1\n";
   _server = std::make_unique<SSHServer>(pathOf("server"), "ForceCommand sh " + pathOf("refuse") + "\n");
   know(pathOf("server/host.pub"));
-  const Error error = validate(remoteWith("plain"));
+  Error error = validate(remoteWith("plain"));
   EXPECT_TRUE(has(error, Code::authenticationPermissionDenied)) << error.description() << underlyingMessage(error);
 }
 
 TEST_F(SSHTest, aRepositoryDoesNotChooseHowItIsReached) {
   GitRepository clone = GitRepository::cloneOf(pathOf("origin.git"));
   clone.run({"remote", "set-url", "origin", url()});
-  const std::string touch = "touch " + pathOf("trace") + ";";
+  std::string touch = "touch " + pathOf("trace") + ";";
   clone.run({"config", "core.sshCommand", touch});
   clone.run({"config", "core.askPass", touch});
   clone.run({"config", "remote.origin.uploadpack", touch});
   clone.run({"config", "remote.origin.vcs", "ext"});
-  const Error error = fetch(remoteWith("plain"), clone.root());
+  Error error = fetch(remoteWith("plain"), clone.root());
   EXPECT_FALSE(error) << error.description() << underlyingMessage(error);
   EXPECT_FALSE(std::filesystem::exists(pathOf("trace")));
 }

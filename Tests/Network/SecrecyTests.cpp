@@ -24,7 +24,7 @@ class SecrecyTest : public NetworkTest {
 
   /// Every command line, environment and file that there is of the request has no such text in it.
   void expectNowhere(const std::string& secret) {
-    const std::vector<ProcessEntry> processes = plugInProcesses();
+    std::vector<ProcessEntry> processes = plugInProcesses();
     // The plug-in, git, and what git talks to the server with.
     EXPECT_GE(processes.size(), 3u);
     for (const ProcessEntry& process : processes) {
@@ -52,14 +52,14 @@ class SecrecyTest : public NetworkTest {
   /// Each request that reaches a remote, held up when it has been let in, looked at, and let go on.
   void lookAtEveryRequest(const Remote& remote, const TestGate& gate, const std::string& secret) {
     _clone.run({"remote", "set-url", "origin", remote->URL().withoutPassword().absoluteString().str()});
-    const auto look = [&](const char* what, const auto& request) {
+    auto look = [&](const char* what, const auto& request) {
       SCOPED_TRACE(what);
       gate.close();
       auto answer = std::async(std::launch::async, request);
       EXPECT_TRUE(gate.awaitArrival());
       expectNowhere(secret);
       gate.open();
-      const Error error = answer.get();
+      Error error = answer.get();
       EXPECT_FALSE(error) << error.description() << underlyingMessage(error);
     };
     look("validate", [&] { return validate(remote); });
@@ -77,38 +77,38 @@ class SecrecyTest : public NetworkTest {
 
 TEST_F(SecrecyTest, aPasswordIsInNoCommandLineEnvironmentOrFile) {
   if (!GitHTTPServer::isInstalled()) GTEST_SKIP() << "Apache is not installed";
-  const TestCertificate certificate = TestCertificate::make(home(), "server");
+  TestCertificate certificate = TestCertificate::make(home(), "server");
   GitHTTPServer server(pathOf("served"), {certificate});
-  const Remote remote = remoteOf(server, certificate);
+  Remote remote = remoteOf(server, certificate);
   // A part of it, which no encoding changes.
   lookAtEveryRequest(remote, server.gate(), "s3cr3t");
 }
 
 TEST_F(SecrecyTest, aRequestThatDiesLeavesNoCoreFileOfAnyOfItsProcesses) {
   if (!GitHTTPServer::isInstalled()) GTEST_SKIP() << "Apache is not installed";
-  if (const std::string pattern = textOf("/proc/sys/kernel/core_pattern"); pattern.find_first_of("/|") == 0) {
+  if (std::string pattern = textOf("/proc/sys/kernel/core_pattern"); pattern.find_first_of("/|") == 0) {
     GTEST_SKIP() << "core files are not made where a process works";
   }
-  const TestCertificate certificate = TestCertificate::make(home(), "server");
+  TestCertificate certificate = TestCertificate::make(home(), "server");
   GitHTTPServer server(pathOf("served"), {certificate});
-  const Remote remote = remoteOf(server, certificate);
+  Remote remote = remoteOf(server, certificate);
   // Plug-ins work where their host does, and git in the clone.
   std::filesystem::create_directory(pathOf("work"));
-  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::path before = std::filesystem::current_path();
   std::filesystem::current_path(pathOf("work"));
   rlimit limit{};
   ::getrlimit(RLIMIT_CORE, &limit);
-  const rlimit highest{limit.rlim_max, limit.rlim_max};
+  rlimit highest{limit.rlim_max, limit.rlim_max};
   ::setrlimit(RLIMIT_CORE, &highest);
   ServiceReserve::shared().clear();
   _clone.run({"remote", "set-url", "origin", remote->URL().absoluteString().str()});
   server.gate().close();
   auto answer = std::async(std::launch::async, [&] { return fetch(remote, _clone.root()); });
   EXPECT_TRUE(server.gate().awaitArrival());
-  const std::vector<ProcessEntry> processes = plugInProcesses();
+  std::vector<ProcessEntry> processes = plugInProcesses();
   EXPECT_GE(processes.size(), 3u);
   // Stopped first, since one that sees another die ends by itself.
-  for (const int signal : {SIGSTOP, SIGABRT, SIGCONT}) {
+  for (int signal : {SIGSTOP, SIGABRT, SIGCONT}) {
     for (const ProcessEntry& process : processes) EXPECT_EQ(::kill(process.id, signal), 0) << process.name;
   }
   EXPECT_TRUE(answer.get());
@@ -125,16 +125,16 @@ TEST_F(SecrecyTest, aRequestThatDiesLeavesNoCoreFileOfAnyOfItsProcesses) {
 TEST_F(SecrecyTest, aPassphraseIsInNoCommandLineEnvironmentOrFile) {
   if (!SSHServer::isInstalled()) GTEST_SKIP() << "no SSH server is installed";
   _origin.run({"clone", "-q", "--bare", _origin.root(), pathOf("origin.git")});
-  const std::string passphrase = "correct-horse-battery";
+  std::string passphrase = "correct-horse-battery";
   makeSSHKey(pathOf("server/host"));
   makeSSHKey(pathOf("keys/protected"), passphrase);
   std::ofstream(pathOf("server/admitted")) << textOf(pathOf("keys/protected.pub"));
   std::filesystem::create_directory(pathOf("gate"));
-  const TestGate gate(pathOf("gate"));
+  TestGate gate(pathOf("gate"));
   std::ofstream(pathOf("server/command")) << gate.script() << "eval exec \"$SSH_ORIGINAL_COMMAND\"\n";
-  const SSHServer server(pathOf("server"), "ForceCommand sh " + pathOf("server/command") + "\n");
+  SSHServer server(pathOf("server"), "ForceCommand sh " + pathOf("server/command") + "\n");
   std::ofstream(home() + "/.ssh/known_hosts") << server.knownHostLine(pathOf("server/host.pub"));
-  const std::string url = "ssh://" + SSHServer::user() + "@127.0.0.1:" + std::to_string(server.port());
+  std::string url = "ssh://" + SSHServer::user() + "@127.0.0.1:" + std::to_string(server.port());
   lookAtEveryRequest(remoteAt(url + pathOf("origin.git"), keyAt(pathOf("keys/protected"), passphrase)), gate,
                      passphrase);
 }

@@ -61,7 +61,7 @@ struct Limit {
   bool inShortForm = false;
 };
 
-const std::array<Limit, 23> kLimits = {{
+std::array<Limit, 23> kLimits = {{
     {"none", RLIMIT_CORE, 0, true},
     {"memory-64", RLIMIT_AS, 64 * kMegabyte, true},
     {"memory-128", RLIMIT_AS, 128 * kMegabyte, true},
@@ -96,7 +96,7 @@ std::atomic<std::uint64_t> threadsPerFailure = 0;
 /// The same sequence each time, though which thread meets which of it differs.
 bool failsNow(const std::atomic<std::uint64_t>& perFailure) {
   static std::atomic<std::uint64_t> calls = 0;
-  const std::uint64_t every = perFailure;
+  std::uint64_t every = perFailure;
   if (every == 0) return false;
   std::uint64_t mixed = (++calls) * 0x9e3779b97f4a7c15u;
   mixed ^= mixed >> 29;
@@ -186,7 +186,7 @@ void makeRequest(int number, const QRBSourceControlWorkingCopyPtr& workingCopy, 
 
 /// A small file system, seen by this process and its children alone. False where the system forbids that.
 bool mountDisk(const std::string& folder) {
-  const int separate = ::geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWUSER | CLONE_NEWNS;
+  int separate = ::geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWUSER | CLONE_NEWNS;
   return ::unshare(separate) == 0 && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
          ::mount("none", folder.c_str(), "tmpfs", 0, "size=4m,mode=755") == 0;
 }
@@ -194,7 +194,7 @@ bool mountDisk(const std::string& folder) {
 /// Not a byte can be written there afterwards.
 void fill(const fs::path& folder) {
   std::array<char, 4096> bytes{};
-  const int file = ::open((folder / "filling").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  int file = ::open((folder / "filling").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
   while (::write(file, bytes.data(), bytes.size()) > 0) {
   }
   if (errno != ENOSPC) std::abort();
@@ -206,11 +206,11 @@ Counts makeRequests(int requests, const Limit& limit, const std::string& folder,
   Answers answers(requests);
   auto system = QRBSourceControlSystem::initWithName("Git", QRBSourceControlGitPlugInIdentifier.data(), "1", ".git", {},
                                                      true, true, false, false, false, 7);
-  const auto url = qrb::URL::fileURL(folder);
+  auto url = qrb::URL::fileURL(folder);
   auto workingCopy = QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
       url, QRBSourceControlRepository::initWithURL(url, system));
-  const auto head = QRBSourceControlRevision::initWithIdentifier(revision);
-  const rlimit value{limit.value, limit.value};
+  auto head = QRBSourceControlRevision::initWithIdentifier(revision);
+  rlimit value{limit.value, limit.value};
   if (limit.resource == kAllocations) {
     allocationsPerFailure = limit.value;
   } else if (limit.resource == kThreads) {
@@ -230,7 +230,7 @@ Counts makeRequests(int requests, const Limit& limit, const std::string& folder,
       answers.takeThrown();
     }
   }
-  const Counts counts = answers.end();
+  Counts counts = answers.end();
   allocationsPerFailure = 0;
   return counts;
 }
@@ -238,10 +238,10 @@ Counts makeRequests(int requests, const Limit& limit, const std::string& folder,
 /// The host: a process in which nothing of the library has been used.
 [[noreturn]] void beHost(int requests, const Limit& limit, std::string folder, const std::string& revision,
                          int report) {
-  const rlimit noCore{0, 0};
+  rlimit noCore{0, 0};
   ::setrlimit(RLIMIT_CORE, &noCore);
   if (limit.resource == kFullDisk) {
-    const std::string disk = folder + "-disk";
+    std::string disk = folder + "-disk";
     if (!mountDisk(disk)) std::exit(kNotPossible);
     fs::copy(folder, disk + "/root", fs::copy_options::recursive);
     ::setenv("TMPDIR", disk.c_str(), 1);
@@ -255,7 +255,7 @@ Counts makeRequests(int requests, const Limit& limit, const std::string& folder,
   if (limit.resource == RLIMIT_NPROC && ::geteuid() == 0) {
     if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0) std::abort();
   }
-  const Counts counts = makeRequests(requests, limit, folder, revision);
+  Counts counts = makeRequests(requests, limit, folder, revision);
   if (::write(report, &counts, sizeof counts) != sizeof counts) std::abort();
   qrb::endUnusedServices();
   std::exit(0);
@@ -264,8 +264,8 @@ Counts makeRequests(int requests, const Limit& limit, const std::string& folder,
 /// How the host ended, in words, or kNotTried; empty when it did so by itself with status 0.
 std::string awaitHost(pid_t host, int report, Counts& counts) {
   pollfd readable{report, POLLIN, 0};
-  const bool ended = ::poll(&readable, 1, kHostPatienceMilliseconds) > 0;
-  const bool told = ended && ::read(report, &counts, sizeof counts) == static_cast<ssize_t>(sizeof counts);
+  bool ended = ::poll(&readable, 1, kHostPatienceMilliseconds) > 0;
+  bool told = ended && ::read(report, &counts, sizeof counts) == static_cast<ssize_t>(sizeof counts);
   if (!ended) ::kill(host, SIGKILL);
   int status = 0;
   ::waitpid(host, &status, 0);
@@ -280,21 +280,21 @@ bool holdsOut(const Limit& limit, int requests, const std::string& folder, const
   int ends[2];
   if (::pipe(ends) != 0) std::abort();
   std::fflush(stdout);
-  const pid_t host = ::fork();
+  pid_t host = ::fork();
   if (host == 0) {
     ::close(ends[0]);
     beHost(requests, limit, folder, revision, ends[1]);
   }
   ::close(ends[1]);
   Counts counts;
-  const std::string end = awaitHost(host, ends[0], counts);
+  std::string end = awaitHost(host, ends[0], counts);
   ::close(ends[0]);
   if (end == kNotTried) {
     std::printf("%-14s %s\n", limit.name, kNotTried);
     return true;
   }
   // A limit that lets everything fail shows nothing of the others' success; without one everything succeeds.
-  const bool asExpected = limit.resource != RLIMIT_CORE || counts.succeeded == requests;
+  bool asExpected = limit.resource != RLIMIT_CORE || counts.succeeded == requests;
   std::printf("%-14s %9d %10d %7d %7d %11d  %s\n", limit.name, counts.answered(), counts.succeeded, counts.failed,
               counts.thrown, counts.unanswered, end.empty() ? "alive" : end.c_str());
   return end.empty() && counts.answered() == requests && asExpected;
@@ -323,18 +323,18 @@ extern "C" __attribute__((visibility("default"))) int pthread_create(pthread_t* 
 }
 
 int main(int count, char** arguments) {
-  const std::vector<std::string> words(arguments + 1, arguments + count);
-  const bool shortForm = std::ranges::count(words, "--short") > 0;
-  const bool named = words.size() > (shortForm ? 1u : 0u);
+  std::vector<std::string> words(arguments + 1, arguments + count);
+  bool shortForm = std::ranges::count(words, "--short") > 0;
+  bool named = words.size() > (shortForm ? 1u : 0u);
   qrb::test::GitRepository repository;
   for (int number = 0; number < 20; ++number) {
     repository.write("file " + std::to_string(number % 5), std::to_string(number));
     repository.commit("commit " + std::to_string(number));
   }
   repository.write("changed", "not committed");
-  const std::string revision = repository.run({"rev-parse", "HEAD"});
+  std::string revision = repository.run({"rev-parse", "HEAD"});
   // Somebody else looks at it, too.
-  const std::string settings = repository.beside("gitconfig");
+  std::string settings = repository.beside("gitconfig");
   std::ofstream(settings) << "[safe]\n\tdirectory = *\n";
   fs::permissions(repository.beside(""), fs::perms(0755));
   fs::create_directory(repository.root() + "-disk");

@@ -51,8 +51,8 @@ TEST_F(KeptServiceTest, TheRequestThatAServiceDiedInWaitsForItsCancellationAndTh
 TEST_F(KeptServiceTest, RequestsWithoutAnAnswerAreToldAndKeepNoOtherFromRunning) {
   constexpr std::size_t count = 100;
   useTestPlugIn("Git", "good");
-  const auto elsewhere = QRBSourceControlRepository::initWithURL(URL::fileURL("/r"), system("Git", ".git"));
-  const auto nowhere = QRBSourceControlSystemPlaceholder::initWithPlugInIdentifier("org.nowhere");
+  auto elsewhere = QRBSourceControlRepository::initWithURL(URL::fileURL("/r"), system("Git", ".git"));
+  auto nowhere = QRBSourceControlSystemPlaceholder::initWithPlugInIdentifier("org.nowhere");
   const std::map<std::string, std::function<QRBSourceControlOperationPtr()>> requests = {
       {"SSHHelper", [&] { return manager()->knownSSHHostsAndFingerprintsWithCompletionBlock({}); }},
       {"WorkingCopyScanner", [&] { return manager()->scanForWorkingCopiesInFolderPaths({"/r"}, false, {}, {}); }},
@@ -61,7 +61,7 @@ TEST_F(KeptServiceTest, RequestsWithoutAnAnswerAreToldAndKeepNoOtherFromRunning)
     for (const char* mode : {"hang", "killed-without-reply", "missing"}) {
       useTestPlugIn(service, mode);
       Guarded<std::vector<QRBSourceControlServiceFailure>> failures;
-      const auto token = manager()->observeServiceFailures(
+      auto token = manager()->observeServiceFailures(
           [&](const auto& failure) { failures.with([&](auto& all) { all.push_back(failure); }); });
       std::vector<QRBSourceControlOperationPtr> operations;
       for (std::size_t number = 0; number < count; ++number) operations.push_back(request());
@@ -70,9 +70,9 @@ TEST_F(KeptServiceTest, RequestsWithoutAnAnswerAreToldAndKeepNoOtherFromRunning)
           QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(URL::fileURL("/r"), elsewhere),
           fresh->completion());
       EXPECT_FALSE(fresh->error()) << service << " " << mode;
-      const bool isTold = service != "placeholder" && mode != std::string("hang");
-      const auto told = [&] { return failures.with([](const auto& all) { return all.size(); }); };
-      const auto deadline = std::chrono::steady_clock::now() + kPatience;
+      bool isTold = service != "placeholder" && mode != std::string("hang");
+      auto told = [&] { return failures.with([](const auto& all) { return all.size(); }); };
+      auto deadline = std::chrono::steady_clock::now() + kPatience;
       while (isTold && told() < count && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
       EXPECT_EQ(told(), isTold ? count : 0) << service << " " << mode;
       for (const auto& operation : operations) operation->cancel();
@@ -85,7 +85,7 @@ TEST_F(KeptServiceTest, ACancelledRequestLetsGoOfTheCallersObjectsAtOnce) {
   for (const char* service : {"SSHHelper", "WorkingCopyScanner"}) {
     useTestPlugIn(service, "hang");
     auto mine = std::make_shared<int>();
-    const std::weak_ptr<int> watched = mine;
+    std::weak_ptr<int> watched = mine;
     QRBSourceControlOperationPtr operation;
     if (service == std::string("SSHHelper")) {
       operation = manager()->knownSSHHostsAndFingerprintsWithCompletionBlock([mine](const auto&, const auto&) {});
@@ -127,7 +127,7 @@ TEST_F(KeptServiceTest, AServiceThatBreaksTheProtocolIsReplaced) {
 // Unlike one whose service died: it could only deliver as much again.
 TEST_F(KeptServiceTest, ARequestThatAServiceDeliversTooMuchForFails) {
   useTestPlugIn("SSHHelper", "too-much");
-  const Error error = askKnownHosts()->error();
+  Error error = askKnownHosts()->error();
   EXPECT_EQ(error.code(), 4097);
   EXPECT_NE(error.userInfo(QRBSourceControlUnderlyingErrorString).str().find("536870912 bytes"), std::string::npos);
   ServiceDirectories::unregisterAll();

@@ -95,7 +95,7 @@ TEST_F(SSHKeyTest, ThePassphraseIsInNoArgumentEnvironmentOrFile) {
   std::filesystem::permissions(tools + "/ssh-keygen", std::filesystem::perms::owner_all);
   std::string path = ::getenv("PATH");
   ::setenv("PATH", (tools + ":" + path).c_str(), 1);
-  const std::string passphrase = "a-passphrase-to-look-for";
+  std::string passphrase = "a-passphrase-to-look-for";
   auto [strategy, error] = generate(passphrase, nullptr, keys());
   ::setenv("PATH", path.c_str(), 1);
   ASSERT_FALSE(error) << error.description();

@@ -99,10 +99,10 @@ TEST_F(SSHUploadTest, AFileThatTheFarSideMayNotWriteIsNoRefusedLogin) {
 }
 
 TEST_F(SSHUploadTest, TheFirstKeyReachesAServerThatTakesPasswordsOnly) {
-  const std::string hash = runProgram({"openssl", "passwd", "-6", "s3cr!t"}, {"PATH=/usr/bin:/bin"}, "/").output;
+  std::string hash = runProgram({"openssl", "passwd", "-6", "s3cr!t"}, {"PATH=/usr/bin:/bin"}, "/").output;
   serve("PubkeyAuthentication no\nPasswordAuthentication yes\n",
         {"LD_PRELOAD=" QRB_LOGIN_PASSWORD, "QRB_LOGIN_PASSWORD=" + hash.substr(0, hash.find('\n'))});
-  const std::string user = SSHServer::user();
+  std::string user = SSHServer::user();
   EXPECT_EQ(upload().code(), -1002) << "nothing to log in with";
   EXPECT_EQ(upload(address("else:s3cr!t@")).code(), -1002) << "another user's password";
   EXPECT_EQ(uploadWith(user, "wrong").code(), -1002);
@@ -114,8 +114,8 @@ TEST_F(SSHUploadTest, TheFirstKeyReachesAServerThatTakesPasswordsOnly) {
 }
 
 TEST_F(SSHUploadTest, AServerThatStallsAfterTheLoginIsGivenUp) {
-  const SSHUploadLimits shortSilence{std::chrono::seconds(1), 1, kPatience};
-  const SSHUploadLimits shortWork{std::chrono::seconds(60), 3, std::chrono::seconds(3)};
+  SSHUploadLimits shortSilence{std::chrono::seconds(1), 1, kPatience};
+  SSHUploadLimits shortWork{std::chrono::seconds(60), 3, std::chrono::seconds(3)};
   for (const auto& [command, limits] :
        {std::pair("kill -STOP $PPID", shortSilence), std::pair("exec tail --pid=$PPID -f /dev/null", shortWork)}) {
     serve(std::string("ForceCommand ") + command + "\n");

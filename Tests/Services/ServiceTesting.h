@@ -28,11 +28,11 @@ class ServiceTest : public testing::Test {
   void useTestPlugIn(const std::string& name, const std::string& mode) {
     std::filesystem::path folder = _links.path() / name / mode;
     std::filesystem::create_directories(folder);
-    const std::filesystem::path program = mode == "missing" ? _links.path() : QRB_TEST_PLUGIN;
-    const std::filesystem::path link = folder / ("org.qrb.Orlix.sourcecontrol." + name);
+    std::filesystem::path program = mode == "missing" ? _links.path() : QRB_TEST_PLUGIN;
+    std::filesystem::path link = folder / ("org.qrb.Orlix.sourcecontrol." + name);
     if (!std::filesystem::is_symlink(link)) std::filesystem::create_symlink(program, link);
     // The first that has the name counts, which is to be this one.
-    const std::vector<std::string> earlier = ServiceDirectories::directories();
+    std::vector<std::string> earlier = ServiceDirectories::directories();
     ServiceDirectories::unregisterAll();
     ServiceDirectories::registerDirectory(folder.string());
     for (const std::string& directory : earlier) {

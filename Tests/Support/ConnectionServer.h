@@ -51,7 +51,7 @@ class ConnectionServer {
     _thread.join();
     {
       std::lock_guard lock(_mutex);
-      for (const pid_t process : _running) ::kill(process, SIGKILL);
+      for (pid_t process : _running) ::kill(process, SIGKILL);
     }
     for (std::thread& waiter : _waiters) waiter.join();
   }
@@ -65,7 +65,7 @@ class ConnectionServer {
     for (;;) {
       FileDescriptor client(::accept4(_listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
       if (!client.valid()) return;
-      const pid_t process = start(client);
+      pid_t process = start(client);
       if (process < 0) continue;
       std::lock_guard lock(_mutex);
       _running.push_back(process);
@@ -79,7 +79,7 @@ class ConnectionServer {
     ::posix_spawn_file_actions_adddup2(&actions, client.get(), STDIN_FILENO);
     ::posix_spawn_file_actions_adddup2(&actions, client.get(), STDOUT_FILENO);
     ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    const auto pointers = [](std::vector<std::string>& texts) {
+    auto pointers = [](std::vector<std::string>& texts) {
       std::vector<char*> result;
       for (std::string& text : texts) result.push_back(text.data());
       result.push_back(nullptr);

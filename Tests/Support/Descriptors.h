@@ -41,7 +41,7 @@ inline std::vector<long> numbersIn(const char* directory) {
   std::vector<long> numbers;
   while (const dirent* entry = readdir(stream.get())) {
     char* end = nullptr;
-    const long number = std::strtol(entry->d_name, &end, 10);
+    long number = std::strtol(entry->d_name, &end, 10);
     // The folder's own descriptor is open only for this reading.
     if (end != entry->d_name && *end == '\0' &&
         !(std::string(directory) == "/proc/self/fd" && number == dirfd(stream.get()))) {
@@ -56,7 +56,7 @@ inline std::vector<long> numbersIn(const char* directory) {
 
 /// The numbers of the open descriptors of this process, ascending.
 inline std::vector<int> openDescriptors() {
-  const std::vector<long> numbers = detail::numbersIn("/proc/self/fd");
+  std::vector<long> numbers = detail::numbersIn("/proc/self/fd");
   return {numbers.begin(), numbers.end()};
 }
 
@@ -68,14 +68,14 @@ inline size_t threadCount() {
 /// Every process of the machine that satisfies the condition, those that ended and were not waited for included.
 inline std::vector<ProcessEntry> processesWhere(const std::function<bool(const ProcessEntry&)>& condition) {
   std::vector<ProcessEntry> result;
-  for (const long id : detail::numbersIn("/proc")) {
+  for (long id : detail::numbersIn("/proc")) {
     std::ifstream file("/proc/" + std::to_string(id) + "/stat");
     std::string line;
     // A process that ends between opening and reading leaves no line.
     std::getline(file, line, '\0');
     // The name stands in brackets and may itself hold any character, so the last closing one ends it.
-    const size_t open = line.find('(');
-    const size_t close = line.rfind(')');
+    size_t open = line.find('(');
+    size_t close = line.rfind(')');
     if (open == std::string::npos || close == std::string::npos) {
       continue;  // it ended since the folder was read
     }
@@ -118,7 +118,7 @@ inline std::string textOfProcess(pid_t process, const std::string& name) {
 /// from a start wherever it went. Only the caller's own processes can be seen.
 inline std::vector<ProcessEntry> processesWithEnvironment(const std::string& assignment) {
   return processesWhere([needle = '\0' + assignment + '\0'](const ProcessEntry& entry) {
-    const std::string environment = '\0' + textOfProcess(entry.id, "environ");
+    std::string environment = '\0' + textOfProcess(entry.id, "environ");
     return environment.find(needle) != std::string::npos;
   });
 }

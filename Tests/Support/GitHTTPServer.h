@@ -28,7 +28,7 @@ struct TestCertificate {
 
   /// For 127.0.0.1 and localhost. With the key of another it is another certificate of the same key.
   static TestCertificate make(const std::string& folder, const std::string& name, const std::string& keyOf = "") {
-    const TestCertificate result{folder + "/" + name + ".pem", keyOf.empty() ? folder + "/" + name + ".key" : keyOf};
+    TestCertificate result{folder + "/" + name + ".pem", keyOf.empty() ? folder + "/" + name + ".key" : keyOf};
     std::vector<std::string> command = {
         "openssl", "req",         "-x509",   "-batch",
         "-days",   "2",           "-out",    result.certificate,
@@ -38,7 +38,7 @@ struct TestCertificate {
     } else {
       command.insert(command.end(), {"-key", result.key});
     }
-    const ProgramResult made = runProgram(command, {"PATH=/usr/bin:/bin"}, folder);
+    ProgramResult made = runProgram(command, {"PATH=/usr/bin:/bin"}, folder);
     if (made.status != 0) throw std::runtime_error(made.output);
     return result;
   }
@@ -100,9 +100,9 @@ class GitHTTPServer {
   }
   /// Makes a bare repository of that name from another one.
   void serve(const std::string& name, const std::string& from) const {
-    const std::string path = _folder + "/repositories/" + name;
-    const ProgramResult made = runProgram({"git", "clone", "-q", "--bare", "--no-hardlinks", from, path},
-                                          {"PATH=/usr/bin:/bin", "HOME=" + _folder, "GIT_CONFIG_NOSYSTEM=1"}, "/");
+    std::string path = _folder + "/repositories/" + name;
+    ProgramResult made = runProgram({"git", "clone", "-q", "--bare", "--no-hardlinks", from, path},
+                                    {"PATH=/usr/bin:/bin", "HOME=" + _folder, "GIT_CONFIG_NOSYSTEM=1"}, "/");
     if (made.status != 0) throw std::runtime_error(made.output);
     if (::geteuid() == 0) runProgram({"chown", "-R", "nobody:", path}, {"PATH=/usr/bin:/bin"}, "/");
   }
@@ -126,13 +126,13 @@ class GitHTTPServer {
 
  private:
   void writeBackend() const {
-    const std::string path = _folder + "/backend";
+    std::string path = _folder + "/backend";
     std::ofstream(path) << "#!/bin/sh\n" << _gate->script() << "exec /usr/lib/git-core/git-http-backend\n";
     std::filesystem::permissions(path, std::filesystem::perms(0755));
   }
 
   void writePasswords() const {
-    const ProgramResult hash = runProgram({"openssl", "passwd", "-apr1", password}, {"PATH=/usr/bin:/bin"}, "/");
+    ProgramResult hash = runProgram({"openssl", "passwd", "-apr1", password}, {"PATH=/usr/bin:/bin"}, "/");
     std::ofstream(_folder + "/passwords") << user << ":" << hash.output;
   }
 
@@ -172,7 +172,7 @@ class GitHTTPServer {
     ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     ::posix_spawn_file_actions_adddup2(&actions, errors.second.get(), STDOUT_FILENO);
     ::posix_spawn_file_actions_adddup2(&actions, errors.second.get(), STDERR_FILENO);
-    const std::string configuration = _folder + "/apache.conf";
+    std::string configuration = _folder + "/apache.conf";
     const char* const arguments[] = {program, "-f", configuration.c_str(), "-D", "FOREGROUND", nullptr};
     const char* const environment[] = {"PATH=/usr/bin:/bin", nullptr};
     // In a session of its own, for it ends its whole process group.

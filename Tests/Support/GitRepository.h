@@ -38,7 +38,7 @@ class GitRepository {
     std::vector<std::string> arguments = {"git", "-c", "protocol.file.allow=always", "clone", "--quiet"};
     arguments.insert(arguments.end(), cloneArguments.begin(), cloneArguments.end());
     arguments.insert(arguments.end(), {"--", url, clone.root()});
-    const ProgramResult result = runProgram(arguments, clone.environment(), clone._folder.string());
+    ProgramResult result = runProgram(arguments, clone.environment(), clone._folder.string());
     clone.require(arguments, result);
     return clone;
   }
@@ -52,7 +52,7 @@ class GitRepository {
 
   /// Runs git in the root and returns what it printed, on standard output and error, without a newline at the end.
   std::string run(const std::vector<std::string>& arguments) {
-    const ProgramResult result = tryRun(arguments);
+    ProgramResult result = tryRun(arguments);
     require(arguments, result);
     std::string output = result.output;
     if (output.ends_with('\n')) {
@@ -71,7 +71,7 @@ class GitRepository {
 
   /// Writes a file as the bytes given, making the folders above it; an existing one is replaced.
   void write(std::string_view path, std::string_view bytes) const {
-    const std::filesystem::path file(pathOf(path));
+    std::filesystem::path file(pathOf(path));
     std::filesystem::create_directories(file.parent_path());
     std::ofstream stream(file, std::ios::binary | std::ios::trunc);
     stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
@@ -101,10 +101,10 @@ class GitRepository {
   /// The environment that git runs in, as NAME=value, for tests that start git or a tool over it themselves.
   std::vector<std::string> environment() const {
     const char* path = std::getenv("PATH");
-    const std::string date = "@" + std::to_string(kFirstDate + 60 * _commits) + " +0000";
+    std::string date = "@" + std::to_string(kFirstDate + 60 * _commits) + " +0000";
     // What comes first counts: getenv takes the first of a name.
     std::vector<std::string> result(_overrides.rbegin(), _overrides.rend());
-    const std::vector<std::string> fixed = {
+    std::vector<std::string> fixed = {
         std::string("PATH=") + (path ? path : "/usr/bin:/bin"),
         "HOME=" + _folder.string(),
         "GIT_CONFIG_NOSYSTEM=1",

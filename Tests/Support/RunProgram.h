@@ -46,8 +46,8 @@ inline ProgramResult runProgram(const std::vector<std::string>& arguments, const
   posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], STDERR_FILENO);
   posix_spawn_file_actions_addchdir_np(&actions, directory.c_str());
   pid_t process = -1;
-  const int error = posix_spawnp(&process, arguments.front().c_str(), &actions, nullptr, pointers(arguments).data(),
-                                 pointers(environment).data());
+  int error = posix_spawnp(&process, arguments.front().c_str(), &actions, nullptr, pointers(arguments).data(),
+                           pointers(environment).data());
   posix_spawn_file_actions_destroy(&actions);
   close(pipeEnds[1]);
   if (error != 0) {

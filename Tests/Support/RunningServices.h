@@ -25,7 +25,7 @@ inline std::string textOf(const std::string& path) {
 inline std::vector<pid_t> processesOf(const std::string& name) {
   std::vector<pid_t> result;
   for (const ProcessEntry& entry : childProcesses()) {
-    const std::string program = textOfProcess(entry.id, "cmdline");
+    std::string program = textOfProcess(entry.id, "cmdline");
     if (program.substr(0, program.find('\0')).ends_with("." + name)) result.push_back(entry.id);
   }
   return result;

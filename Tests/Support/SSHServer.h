@@ -25,8 +25,8 @@ inline void makeSSHKey(const std::string& path, const std::string& passphrase = 
 
 /// As ssh-keygen shows it: "SHA256:…".
 inline std::string sshFingerprint(const std::string& publicKey) {
-  const std::string shown = runProgram({"ssh-keygen", "-l", "-f", publicKey}, {"PATH=/usr/bin:/bin"}, "/").output;
-  const std::size_t begin = shown.find("SHA256:");
+  std::string shown = runProgram({"ssh-keygen", "-l", "-f", publicKey}, {"PATH=/usr/bin:/bin"}, "/").output;
+  std::size_t begin = shown.find("SHA256:");
   return begin == std::string::npos ? shown : shown.substr(begin, shown.find(' ', begin) - begin);
 }
 

@@ -21,7 +21,7 @@ class TestGate {
   /// Works in the folder, which must exist.
   explicit TestGate(const std::string& folder) : _folder(folder) {
     for (const char* name : {"/arrived", "/released"}) {
-      const std::string path = folder + name;
+      std::string path = folder + name;
       if (::mkfifo(path.c_str(), 0666) != 0 || ::chmod(path.c_str(), 0666) != 0) {
         throw std::runtime_error("cannot make " + path);
       }

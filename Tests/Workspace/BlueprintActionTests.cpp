@@ -29,7 +29,7 @@ class BlueprintActionTest : public ScriptedTest {
     return QRBSourceControlPathLocation::initWithRelativePath(relativePath);
   }
 
-  const QRBSourceControlSystemPtr central = systemWith(true, true);
+  QRBSourceControlSystemPtr central = systemWith(true, true);
 };
 
 TEST_F(BlueprintActionTest, RepositoriesAreMovedToTheirRootsAndStillMeanTheSameFolder) {

@@ -52,7 +52,7 @@ TEST_F(CheckoutTest, EnclosingWorkingCopiesAreMadeFirstEachAtItsPlaceOnItsLocati
   ASSERT_EQ(created->workingCopies().size(), 3u);
   EXPECT_EQ(created->relativePathToProject(), "App.orlixproj");
   EXPECT_EQ(table->valueFor(created->primaryWorkingCopy()), app);
-  const WorkingCopyPtr nested = created->workingCopies()[2];
+  WorkingCopyPtr nested = created->workingCopies()[2];
   EXPECT_EQ(table->valueFor(nested), core);
   EXPECT_EQ(nested->state(), 5u);
   EXPECT_EQ(created->primaryWorkingCopy()->state(), 0u);

@@ -91,7 +91,7 @@ TEST_F(DerivationTest, TheRemoteIsTheOneFollowedElseThePrimaryElseAny) {
     json primary;
     const char* expected;
   };
-  const std::vector<Case> cases = {
+  std::vector<Case> cases = {
       {{{"branch", "main"}}, {{"branch", "main"}, {"remote", "b"}}, "a", "https://host/b"},
       {{{"branch", "main"}}, {{"branch", "main"}, {"remote", "gone"}}, "b", "https://host/b"},
       {{{"branch", "main"}}, {{"branch", "main"}}, "b", "https://host/b"},

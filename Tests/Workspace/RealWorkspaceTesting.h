@@ -46,7 +46,7 @@ class RealWorkspaceTest : public EngineTest {
   RemotePtr serve(const BlueprintPtr& blueprint, const std::string& name, const std::string& path) {
     GitRepository source;
     source.write(name, "the first");
-    const std::string identifier = source.commit("begin " + name);
+    std::string identifier = source.commit("begin " + name);
     source.run({"branch", "topic"});
     source.write("file", std::string(10'000, 'x'));
     source.commit("go on with " + name);
@@ -62,7 +62,7 @@ class RealWorkspaceTest : public EngineTest {
     auto app = serve(blueprint, "app", "App");
     serve(blueprint, "nested", "App/Nested Ünit");
     for (int number = 2; number < kRepositories; ++number) {
-      const std::string name = "lib" + std::to_string(number);
+      std::string name = "lib" + std::to_string(number);
       serve(blueprint, name, "Libraries/" + name);
     }
     blueprint->setPrimaryRemoteRepository(app);

@@ -105,7 +105,7 @@ TEST_F(RealWorkspaceTest, StatusHistoryAndUpdateOfAWorkspaceAreThoseOfItsWorking
 
 TEST_F(RealWorkspaceTest, ACheckoutCancelledAtAnyMomentLeavesOnlyWholeWorkingCopiesAndASecondCompletesIt) {
   auto blueprint = servedBlueprint();
-  const auto expanded = blueprint->_expandedWorkingCopyPathsFromURL(rootURL());
+  auto expanded = blueprint->_expandedWorkingCopyPathsFromURL(rootURL());
   std::mt19937 random(5);
   std::size_t interrupted = 0;
   for (int round = 0; round < 5; ++round) {
@@ -115,7 +115,7 @@ TEST_F(RealWorkspaceTest, ACheckoutCancelledAtAnyMomentLeavesOnlyWholeWorkingCop
     auto request = blueprint->createWorkingCopiesAtURL(
         rootURL(), [&](const String&, double, double) { ++reports; }, outcome->completion());
     // So many reports into it, and then anywhere on the way to the next.
-    const int moment = static_cast<int>(random() % 100);
+    int moment = static_cast<int>(random() % 100);
     while (reports < moment && outcome->calls() == 0) std::this_thread::yield();
     for (unsigned spin = random() % 20'000'000; spin > 0; --spin) std::atomic_signal_fence(std::memory_order_seq_cst);
     request->cancel();
@@ -124,7 +124,7 @@ TEST_F(RealWorkspaceTest, ACheckoutCancelledAtAnyMomentLeavesOnlyWholeWorkingCop
 
     std::set<RemotePtr> there;
     for (const RemotePtr& remote : blueprint->remoteRepositories()) {
-      const std::filesystem::path place(expanded.valueFor(remote).path().str());
+      std::filesystem::path place(expanded.valueFor(remote).path().str());
       if (!std::filesystem::exists(place)) continue;
       there.insert(remote);
       EXPECT_EQ(git(place, {"fsck", "--strict", "--no-progress"}), "") << place;
@@ -193,7 +193,7 @@ TEST_F(RealWorkspaceTest, ServersAreAskedForBranchesLoginsAndUpdates) {
 
   GitRepository other = GitRepository::cloneOf(servedAt("two"));
   other.write("new", "x");
-  const std::string pushed = other.commit("pushed");
+  std::string pushed = other.commit("pushed");
   other.run({"push", "-q", "origin", "main"});
   auto checked = Outcome<std::shared_ptr<const Blueprint::Updates>, Blueprint::ErrorsPtr>::make();
   pinned->checkForUpdatesWithCompletionBlock(checked->completion());
@@ -245,8 +245,8 @@ class SecretsTest : public RealWorkspaceTest {
 
 TEST_F(SecretsTest, PasswordsAreInNoErrorAndNoLog) {
   // Nobody listens there any more.
-  const int port = listenOnLoopback().second;
-  const std::string address = "127.0.0.1:" + std::to_string(port);
+  int port = listenOnLoopback().second;
+  std::string address = "127.0.0.1:" + std::to_string(port);
   auto inURL = QRBSourceControlRemoteRepository::initUnsavedWithURL(
       URL("http://ada:s3cret!in-url@" + address + "/a.git"), "a", system());
   auto inStrategy = QRBSourceControlRemoteRepository::initWithURLUnsavedAuthenticationStrategy(

@@ -95,7 +95,7 @@ TEST_F(WorkspaceActionTest, HistoriesAreMergedNewestFirstAndNotCutBack) {
   auto [items, error] = outcome->wait();
   ASSERT_FALSE(error) << error.description();
   EXPECT_EQ(revisionsOf(items), (Lines{"60", "55", "52", "50", "20", "10"}));
-  const std::string initial = QRBSourceControlRevision::sharedInitialRevision()->identifier().str();
+  std::string initial = QRBSourceControlRevision::sharedInitialRevision()->identifier().str();
   EXPECT_EQ(asked(),
             (Lines{"history alpha | f " + initial + " 3 2 text 1", "history beta | none " + initial + " 3 2 text 1",
                    "history gamma | none " + initial + " 3 2 text 1"}));
@@ -137,8 +137,8 @@ TEST_F(WorkspaceActionTest, HistorySinceABlueprintBeginsAtItsRevisions) {
   auto outcome = HistoryOutcome::make();
   workspace()->historySinceRevisionedBlueprint(blueprint, 5, outcome->completion());
   EXPECT_FALSE(outcome->error());
-  const std::string base = QRBSourceControlRevision::sharedBaseRevision()->identifier().str();
-  const std::string initial = QRBSourceControlRevision::sharedInitialRevision()->identifier().str();
+  std::string base = QRBSourceControlRevision::sharedBaseRevision()->identifier().str();
+  std::string initial = QRBSourceControlRevision::sharedInitialRevision()->identifier().str();
   EXPECT_EQ(asked(),
             (Lines{"history alpha | " + base + " r7 0 5  0", "history beta | " + base + " " + initial + " 0 5  0",
                    "history gamma | " + base + " none 0 5  0"}));

@@ -63,7 +63,7 @@ class ScriptedTest : public EngineTest {
                                                 true, subpaths, layouts, 7);
   }
   static WorkingCopyPtr copyAt(const std::string& path, const String& identifier = {}) {
-    const URL url = URL::fileURL(path, true);
+    URL url = URL::fileURL(path, true);
     return QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
         url, QRBSourceControlRepository::initWithURL(url, identifier, system()));
   }
@@ -77,9 +77,9 @@ class ScriptedTest : public EngineTest {
     return Workspace::initWithPrimaryWorkingCopy(beta, "App.orlixproj", {alpha, beta, gamma});
   }
 
-  const WorkingCopyPtr alpha = copyAt("/disk/alpha", "id-alpha");
-  const WorkingCopyPtr beta = copyAt("/disk/beta", "id-beta");
-  const WorkingCopyPtr gamma = copyAt("/disk/gamma", "id-gamma");
+  WorkingCopyPtr alpha = copyAt("/disk/alpha", "id-alpha");
+  WorkingCopyPtr beta = copyAt("/disk/beta", "id-beta");
+  WorkingCopyPtr gamma = copyAt("/disk/gamma", "id-gamma");
 
   std::filesystem::path scriptFolder() const { return plugInFolder("scripted"); }
 };

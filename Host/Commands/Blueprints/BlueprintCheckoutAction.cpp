@@ -76,7 +76,7 @@ class Checkout {
         _array(session.output()) {}
 
   ExitStatus run() {
-    const auto remotes = _blueprint->_sortedRemoteRepositoriesWithExpandedPaths(_places);
+    auto remotes = _blueprint->_sortedRemoteRepositoriesWithExpandedPaths(_places);
     std::size_t done = 0;
     bool isInterrupted = false;
     for (const RemotePtr& remote : remotes) {
@@ -102,7 +102,7 @@ class Checkout {
 
  private:
   Outcome treat(const RemotePtr& remote, std::size_t index) {
-    const qrb::URL place = _places.valueFor(remote);
+    qrb::URL place = _places.valueFor(remote);
     if (!place) return {Outcome::Kind::failed, nullptr, hostError("The blueprint has no path for it.", {}, ENOENT)};
     if (qrb::Error outside = refuseOutside(place)) return {Outcome::Kind::failed, nullptr, outside};
     Outcome outcome;
@@ -167,13 +167,13 @@ class Checkout {
   }
 
   Outcome create(const RemotePtr& remote, std::size_t index) {
-    const std::string label = placeOf(_blueprint, remote);
+    std::string label = placeOf(_blueprint, remote);
     auto only = _blueprint->blueprintForRemoteRepository(remote);
     auto failed = std::make_shared<qrb::Error>();
     auto onProgress = [&session = _session, label](const qrb::String& text, double fraction, double) {
       session.progress().update(label + ": " + text.str(), fraction);
     };
-    const std::string title = std::to_string(index + 1) + "/" + std::to_string(_blueprint->remoteRepositories().size());
+    std::string title = std::to_string(index + 1) + "/" + std::to_string(_blueprint->remoteRepositories().size());
     qrb::Error error = _session.perform(title + " " + label, [&](Session::Done done) {
       return only->createWorkingCopiesAtURL(_rootURL, onProgress,
                                             [failed, remote, done](auto, auto, auto errors, qrb::Error whole) {
@@ -211,7 +211,7 @@ class Checkout {
 
   // What is there stays as it is, so that the user may have to switch. Only branches tell for sure.
   void writeOtherBranch(const RemotePtr& remote, const QRBSourceControlRevisionLocationPtr& found) {
-    const auto recorded = _blueprint->locationForRemoteRepository(remote);
+    auto recorded = _blueprint->locationForRemoteRepository(remote);
     if (!isBranch(found) || !isBranch(recorded) || isSameLocation(found, recorded)) return;
     _session.output().write("; the blueprint says " + describedLocation(recorded, false));
   }

@@ -66,7 +66,7 @@ qrb::Error choosePrimary(const FoundWorkspace& found, const BlueprintCreateOptio
 
 // Where nobody says which file or folder the project is, it is the working copy itself.
 qrb::Error choosePathToProject(const FoundWorkspace& found, const BlueprintCreateOptions& options) {
-  const fs::path root = rootOf(found.workspace->primaryWorkingCopy());
+  fs::path root = rootOf(found.workspace->primaryWorkingCopy());
   std::error_code failure;
   fs::path project = options.project.empty() ? root : fs::canonical(options.project, failure);
   if (failure) return hostError(options.project + ": " + failure.message(), {}, failure.value());

@@ -52,7 +52,7 @@ void print(Session& session, const FoundWorkspace& found, const Workspace::LogIt
   JSONArray array(session.output());
   bool isFirst = true;
   for (const QRBSourceControlLogItemPtr& item : items) {
-    const std::string place = item->workingCopy() ? placeIn(found.root, item->workingCopy()) : std::string();
+    std::string place = item->workingCopy() ? placeIn(found.root, item->workingCopy()) : std::string();
     if (session.json()) {
       auto emails = item->author() ? item->author()->emails() : std::vector<qrb::String>();
       JSONValue entry;
@@ -76,7 +76,7 @@ ExitStatus runLog(Session& session, const WorkspaceLogOptions& options) {
   Workspace::RevisionTable ends;
   if (qrb::Error error = readEnds(session, found, options.since, ends)) return session.fail(error);
   bool isForPeople = session.output().isTerminal() && !session.json();
-  const std::int64_t maximum = options.history.maximum(isForPeople);
+  std::int64_t maximum = options.history.maximum(isForPeople);
   auto items = std::make_shared<Workspace::LogItems>();
   qrb::Error error = session.perform("Reading the histories", [&](Session::Done done) {
     auto onBatch = [&session](const auto&, double percent) { session.progress().update({}, percent / 100); };
@@ -96,8 +96,8 @@ ExitStatus runLog(Session& session, const WorkspaceLogOptions& options) {
     return status;
   }
   // So many were asked of each.
-  const auto most = static_cast<std::size_t>(maximum);
-  const bool isCut = maximum > 0 && items->size() > most;
+  auto most = static_cast<std::size_t>(maximum);
+  bool isCut = maximum > 0 && items->size() > most;
   if (isCut) items->resize(most);
   print(session, found, *items, options.history.paths);
   if (isForPeople && !options.history.wanted && isCut) {

@@ -90,7 +90,7 @@ ExitStatus runUpdate(Session& session, const std::string& folder) {
   qrb::Error interruption;
   // One after another, so that each line tells what has come of it, and the user can be asked who he is.
   for (const WorkingCopyPtr& workingCopy : found.workspace->workingCopies()) {
-    const std::string place = placeIn(found.root, workingCopy);
+    std::string place = placeIn(found.root, workingCopy);
     Outcome outcome = updateOne(session, workingCopy, place);
     print(session, array, place, outcome);
     if (isCancellation(outcome.error)) {

@@ -31,7 +31,7 @@ Command::Run declareFileRequest(CommandDeclaration& command, const char* descrip
                                 FileRequest request);
 ExitStatus runFileRequest(Session& session, const FileArguments& arguments, const char* label, FileRequest request);
 
-/// The same with what two of them do: each file, and the path that it gets.
+/// Requests that take two lists: each file, and the path that it gets.
 using FilePairsRequest = QRBSourceControlCancellablePtr (QRBSourceControlWorkingCopy::*)(
     QRBSourceControlWorkingCopy::Files files, QRBSourceControlWorkingCopy::Files toFilePaths,
     QRBSourceControlCompletionBlock<> completionBlock);

@@ -86,7 +86,7 @@ ExitStatus runRemove(Session& session, const BranchOptions& options) {
   QRBSourceControlRepositoryPtr repository = found.workingCopy->repository();
   auto revision = std::make_shared<QRBSourceControlRevisionPtr>();
   auto lookUp = [&](Session::Done done) {
-    const QRBSourceControlRepositoryPtr holder = remote == nullptr ? repository : remote;
+    QRBSourceControlRepositoryPtr holder = remote == nullptr ? repository : remote;
     return holder->revisionOfLocation(branch, nullptr, [revision, done](auto there, qrb::Error error) {
       *revision = std::move(there);
       done(std::move(error));

@@ -22,7 +22,7 @@ bool isPrimary(const ListedRemotes& listed, const QRBSourceControlRemoteReposito
 
 void print(Session& session, JSONArray& array, std::string_view name, const QRBSourceControlRemoteRepositoryPtr& remote,
            bool primary) {
-  const std::string url = remote == nullptr ? std::string() : remote->URL().withoutPassword().absoluteString().str();
+  std::string url = remote == nullptr ? std::string() : remote->URL().withoutPassword().absoluteString().str();
   if (session.json()) {
     JSONValue entry;
     setPath(entry, "name", name);

@@ -23,8 +23,8 @@ using Tags = std::vector<QRBSourceControlTagPtr>;
 void print(Session& session, const Tags& tags) {
   JSONArray array(session.output());
   for (const QRBSourceControlTagPtr& tag : tags) {
-    const std::string_view name = tag->name().view();
-    const std::string_view revision = tag->revision() ? tag->revision()->identifier().view() : std::string_view();
+    std::string_view name = tag->name().view();
+    std::string_view revision = tag->revision() ? tag->revision()->identifier().view() : std::string_view();
     if (session.json()) {
       JSONValue entry;
       setPath(entry, "name", name);
@@ -45,7 +45,7 @@ QRBSourceControlTagPtr pinned(const QRBSourceControlTagPtr& tag, QRBSourceContro
 ExitStatus listAll(Session& session, const QRBSourceControlRepositoryPtr& repository) {
   session.endUnread();
   auto tags = std::make_shared<Tags>();
-  const qrb::Error error = session.perform("Listing the tags", [&](Session::Done done) {
+  qrb::Error error = session.perform("Listing the tags", [&](Session::Done done) {
     return QRBSourceControlManager::sharedInstance()->listTagsOfRepository(
         repository, nullptr, [tags, done](auto listed, qrb::Error failure) {
           *tags = std::move(listed);

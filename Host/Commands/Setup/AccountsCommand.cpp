@@ -155,7 +155,7 @@ ExitStatus runAdd(Session& session, const AccountsOptions& options) {
   Accounts accounts;
   if (qrb::Error error = manager->list(accounts)) return session.fail(error);
   std::string secret;
-  const qrb::WipeAtEnd wiping(secret);
+  qrb::WipeAtEnd wiping(secret);
   if (qrb::Error error = obtainSecret(session, *manager, options, user, secret)) return session.fail(error);
   auto account = QRBSourceControlAccount::initWithName(options.name, url, strategyOf(options, user, secret));
   qrb::String fingerprint = options.fingerprint.empty() ? qrb::String() : qrb::String(options.fingerprint);
@@ -194,7 +194,7 @@ qrb::Error strategyToTest(AccountManager& manager, const QRBSourceControlAccount
                           const AccountsOptions& options, QRBSourceControlAuthenticationStrategyPtr& strategy) {
   strategy = account->authenticationStrategy();
   std::string secret;
-  const qrb::WipeAtEnd wiping(secret);
+  qrb::WipeAtEnd wiping(secret);
   if (options.passwordFromInput) {
     if (qrb::Error error = readSecretFromInput(secret)) return error;
     strategy = withSecret(strategy, secret);
@@ -243,8 +243,8 @@ ExitStatus runTest(Session& session, const AccountsOptions& options) {
   });
   if (error) {
     session.fail(error);
-    const bool isNowhere = error.domain().view() == QRBSourceControlErrorDomain &&
-                           error.code() == static_cast<int>(QRBSourceControlErrorCode::remoteRepositoryNotFound);
+    bool isNowhere = error.domain().view() == QRBSourceControlErrorDomain &&
+                     error.code() == static_cast<int>(QRBSourceControlErrorCode::remoteRepositoryNotFound);
     if (isNowhere && options.url.empty()) {
       session.note("If that is the address of a server, name a repository there: \"qrbscm accounts test " +
                    displayText(options.name) + " URL\".");

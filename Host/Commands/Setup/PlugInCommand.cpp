@@ -28,14 +28,14 @@ std::string whatIsWrong(const CheckArguments& arguments) {
   if (!arguments.workingCopy.empty() && !fs::is_directory(arguments.workingCopy, failure)) {
     return "--working-copy: " + arguments.workingCopy + " is no folder; name the root of a working copy";
   }
-  const std::int64_t seconds = arguments.seconds.value_or(kUsualSeconds);
+  std::int64_t seconds = arguments.seconds.value_or(kUsualSeconds);
   return seconds > 0 && seconds <= kMostSeconds ? "" : "--timeout: a number of seconds above 0 is wanted, 3600 at most";
 }
 
 ExitStatus runCheck(Session& session, const CheckArguments& arguments) {
   PlugInCheckOptions options;
   // A link is what a host finds under its name.
-  const fs::path file = fs::absolute(arguments.path).lexically_normal();
+  fs::path file = fs::absolute(arguments.path).lexically_normal();
   options.plugIn = fs::canonical(file.parent_path()) / file.filename();
   if (!arguments.workingCopy.empty()) options.workingCopy = fs::canonical(arguments.workingCopy);
   options.url = arguments.url;

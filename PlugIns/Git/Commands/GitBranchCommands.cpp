@@ -40,15 +40,15 @@ GitCommand gitBranchesHoldingCommand(std::string_view hash) {
   GitCommand command = gitMakeCommand({"for-each-ref", gitRefFormat});
   command.arguments.push_back("--contains=" + std::string(hash));
   gitAddArguments(command, {localFolder, remoteFolder});
-  command.output = GitOutput::Blocks;
+  command.output = GitOutput::blocks;
   return command;
 }
 
 GitCommand gitOwnCommitsCommand(std::string_view ref, std::span<const std::string> except) {
   GitCommand command = gitMakeCommand({"rev-list", "--first-parent", "--parents", ref, "--not"});
-  command.output = GitOutput::Blocks;
+  command.output = GitOutput::blocks;
   // Exceptions hold for the next group of refs only.
-  for (const std::string_view group : {"--glob=refs/heads", "--glob=refs/remotes"}) {
+  for (std::string_view group : {"--glob=refs/heads", "--glob=refs/remotes"}) {
     for (const std::string& name : except) command.arguments.push_back("--exclude=" + name);
     gitAddArguments(command, {group});
   }
@@ -63,8 +63,8 @@ GitCommand gitBranchNotesCommand(std::string_view ref) {
 std::string_view gitReadBranchOrigin(std::string_view notes) {
   constexpr std::string_view label = "branch: Created from ";
   if (notes.ends_with('\n')) notes.remove_suffix(1);
-  const std::size_t end = notes.rfind('\n');
-  const std::string_view first = end == std::string_view::npos ? notes : notes.substr(end + 1);
+  std::size_t end = notes.rfind('\n');
+  std::string_view first = end == std::string_view::npos ? notes : notes.substr(end + 1);
   return first.starts_with(label) ? first.substr(label.size()) : std::string_view();
 }
 
@@ -80,13 +80,13 @@ GitCommand gitCommonAncestorCommand(std::string_view hash, std::string_view othe
 
 GitCommand gitAddBranchCommand(std::string_view name, std::string_view start) {
   GitCommand command = gitMakeCommand({"branch", "--", name, start});
-  command.access = GitAccess::Write;
+  command.access = GitAccess::write;
   return command;
 }
 
 GitCommand gitRemoveBranchCommand(std::string_view ref) {
   GitCommand command = gitMakeCommand({"branch", "--delete", "--force"});
-  command.access = GitAccess::Write;
+  command.access = GitAccess::write;
   if (ref.starts_with(remoteFolder)) {
     gitAddArguments(command, {"--remotes", "--", ref.substr(remoteFolder.size())});
   } else if (ref.starts_with(localFolder)) {
@@ -105,7 +105,7 @@ GitCommand gitUpstreamCommand(std::string_view ref) {
 std::optional<GitUpstream> gitReadUpstream(std::string_view output) {
   std::array<std::string_view, 4> fields;
   for (std::string_view& field : fields) {
-    const std::size_t end = output.find('\0');
+    std::size_t end = output.find('\0');
     if (end == std::string_view::npos) return std::nullopt;
     field = output.substr(0, end);
     output.remove_prefix(end + 1);

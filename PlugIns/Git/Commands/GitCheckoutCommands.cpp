@@ -47,7 +47,7 @@ GitCommand gitMergedTreeCommand(std::string_view commit) {
 }
 
 GitCommand gitReadTreesCommand(std::string_view from, std::string_view to) {
-  for (const std::string_view tree : {from, to}) {
+  for (std::string_view tree : {from, to}) {
     if (!gitIsPlainRevision(tree)) return gitRefusedCommand("revision", tree);
   }
   return gitMakeWritingCommand({"read-tree", "-m", "-u", from, to});

@@ -2,11 +2,11 @@
 
 GitCommand gitMakeComparison(std::initializer_list<std::string_view> arguments, std::string_view from,
                              std::string_view to) {
-  for (const std::string_view revision : {from, to}) {
+  for (std::string_view revision : {from, to}) {
     if (!gitIsPlainRevision(revision)) return gitRefusedCommand("revision", revision);
   }
   GitCommand command = gitMakeCommand(arguments);
-  command.output = GitOutput::Blocks;
+  command.output = GitOutput::blocks;
   gitAddArguments(command, {"--end-of-options", from, to, "--"});
   return command;
 }
@@ -19,7 +19,7 @@ namespace {
 
 GitCommand makeCommon() {
   GitCommand command;
-  const auto common = gitCommonArguments();
+  auto common = gitCommonArguments();
   command.arguments.reserve(common.size() + 16);
   command.arguments.assign(common.begin(), common.end());
   return command;
@@ -36,13 +36,13 @@ GitCommand gitMakeCommand(std::initializer_list<std::string_view> arguments) {
 
 GitCommand gitMakeWritingCommand(std::initializer_list<std::string_view> arguments) {
   GitCommand command = gitMakeCommand(arguments);
-  command.access = GitAccess::Write;
+  command.access = GitAccess::write;
   return command;
 }
 
 GitCommand gitMakeHookedCommand(std::initializer_list<std::string_view> arguments) {
   GitCommand command = makeCommon();
-  command.access = GitAccess::Write;
+  command.access = GitAccess::write;
   command.runsHooks = true;
   gitAddArguments(command, arguments);
   return command;

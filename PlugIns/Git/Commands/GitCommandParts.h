@@ -9,9 +9,9 @@
 
 /// A command that begins with gitCommonArguments() and takes paths as names, never as patterns.
 GitCommand gitMakeCommand(std::initializer_list<std::string_view> arguments);
-/// The same for a command that changes the repository or its working copy.
+/// Begins a command that changes the repository or its working copy.
 GitCommand gitMakeWritingCommand(std::initializer_list<std::string_view> arguments);
-/// The same for one that runs hooks. Paths are patterns in it: what makes them names would reach the git of the hooks.
+/// Begins one that runs hooks. Paths are patterns in it: what makes them names would reach the git of the hooks.
 GitCommand gitMakeHookedCommand(std::initializer_list<std::string_view> arguments);
 void gitAddArguments(GitCommand& command, std::initializer_list<std::string_view> arguments);
 /// One that compares the files of two revisions or trees, and prints much.

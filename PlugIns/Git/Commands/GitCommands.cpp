@@ -9,15 +9,15 @@ namespace {
 
 /// Takes the text before the line feed off the front.
 std::optional<std::string_view> takeLine(std::string_view& text) {
-  const std::size_t end = text.find('\n');
+  std::size_t end = text.find('\n');
   if (end == std::string_view::npos) return std::nullopt;
-  const std::string_view line = text.substr(0, end);
+  std::string_view line = text.substr(0, end);
   text.remove_prefix(end + 1);
   return line;
 }
 
 std::optional<bool> takeBoolean(std::string_view& text) {
-  const auto line = takeLine(text);
+  auto line = takeLine(text);
   if (line == "true") return true;
   if (line == "false") return false;
   return std::nullopt;
@@ -61,13 +61,13 @@ GitCommand gitLocationCommand() {
 }
 
 std::optional<GitLocation> gitReadLocation(std::string_view output) {
-  const auto isBare = takeBoolean(output);
-  const auto isShallow = takeBoolean(output);
+  auto isBare = takeBoolean(output);
+  auto isShallow = takeBoolean(output);
   if (!isBare || !isShallow) return std::nullopt;
   GitLocation location{*isBare, *isShallow, {}, {}, {}};
-  const std::string divider = *isBare ? "\ntrue\n" : "\nfalse\n";
+  std::string divider = *isBare ? "\ntrue\n" : "\nfalse\n";
   for (std::string* path : {&location.gitDirectory, &location.commonDirectory}) {
-    const std::size_t end = output.find(divider);
+    std::size_t end = output.find(divider);
     if (end == std::string_view::npos) return std::nullopt;
     *path = output.substr(0, end);
     output.remove_prefix(end + divider.size());
@@ -83,7 +83,7 @@ GitCommand gitStatusCommand(const GitStatusOptions& options) {
   GitCommand command = gitMakeCommand({"status", "--porcelain=v2", "-z", "--find-renames",
                                        untracked[static_cast<std::size_t>(options.untracked)],
                                        options.ignored ? "--ignored=matching" : "--ignored=no"});
-  command.output = GitOutput::Blocks;
+  command.output = GitOutput::blocks;
   if (options.branch) gitAddArguments(command, {"--branch", "--ahead-behind"});
   gitAddArguments(command, {"--"});
   for (const std::string& path : options.paths) {
@@ -96,7 +96,7 @@ GitCommand gitStatusCommand(const GitStatusOptions& options) {
 GitCommand gitRemoteStatusCommand() {
   GitCommand command = gitMakeCommand(
       {"diff", "--no-ext-diff", "--no-relative", "--name-status", "-z", "-M", "HEAD...@{upstream}", "--"});
-  command.output = GitOutput::Blocks;
+  command.output = GitOutput::blocks;
   return command;
 }
 
@@ -119,15 +119,15 @@ GitCommand gitResolveCommand(std::string_view revision) {
 
 GitCommand gitBranchesCommand(GitBranches which) {
   GitCommand command = gitMakeCommand({"for-each-ref", gitRefFormat});
-  if (which != GitBranches::Remote) gitAddArguments(command, {"refs/heads"});
-  if (which != GitBranches::Local) gitAddArguments(command, {"refs/remotes"});
-  command.output = GitOutput::Blocks;
+  if (which != GitBranches::remote) gitAddArguments(command, {"refs/heads"});
+  if (which != GitBranches::local) gitAddArguments(command, {"refs/remotes"});
+  command.output = GitOutput::blocks;
   return command;
 }
 
 GitCommand gitTagsCommand() {
   GitCommand command = gitMakeCommand({"for-each-ref", gitTagFormat, "refs/tags"});
-  command.output = GitOutput::Blocks;
+  command.output = GitOutput::blocks;
   return command;
 }
 

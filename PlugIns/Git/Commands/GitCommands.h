@@ -14,8 +14,8 @@
 struct GitCommand {
   /// What follows the program's name, gitCommonArguments() included.
   std::vector<std::string> arguments;
-  GitAccess access = GitAccess::Read;
-  GitOutput output = GitOutput::Prompt;
+  GitAccess access = GitAccess::read;
+  GitOutput output = GitOutput::prompt;
   /// Git runs hooks of the repository, whose words and exit status are among its own.
   bool runsHooks = false;
   /// What git gets through standard input; empty: nothing.
@@ -63,15 +63,15 @@ std::optional<GitLocation> gitReadLocation(std::string_view output);
 
 /// Which files that git does not track are listed.
 enum class GitUntracked : unsigned char {
-  None,
+  none,
   /// Folders with nothing tracked in them as a whole.
-  Normal,
+  normal,
   /// Each file.
-  All,
+  all,
 };
 
 struct GitStatusOptions {
-  GitUntracked untracked = GitUntracked::Normal;
+  GitUntracked untracked = GitUntracked::normal;
   /// Lists what is ignored too: files and folders that a rule names, not what is in those folders.
   bool ignored = true;
   /// Adds the headers of the current branch.
@@ -98,14 +98,14 @@ GitCommand gitCurrentLocationCommand();
 GitCommand gitResolveCommand(std::string_view revision);
 
 enum class GitBranches : unsigned char {
-  Local,
+  local,
   /// As last fetched.
-  Remote,
-  All,
+  remote,
+  all,
 };
 
 /// Prints the branches in the order of their full names: see GitRefParser.
-GitCommand gitBranchesCommand(GitBranches which = GitBranches::All);
+GitCommand gitBranchesCommand(GitBranches which = GitBranches::all);
 /// The tags, with the commits that they stand for; see GitRefParser.
 GitCommand gitTagsCommand();
 

@@ -29,7 +29,7 @@ std::string_view gitReadCommit(std::string_view output) {
   constexpr std::size_t shortest = 4;
   std::string_view line = output.substr(0, output.find('\n'));
   while (!line.empty()) {
-    const std::size_t end = std::min(line.find(' '), line.size());
+    std::size_t end = std::min(line.find(' '), line.size());
     std::string_view word = line.substr(0, end);
     line.remove_prefix(std::min(end + 1, line.size()));
     if (!word.ends_with(']')) continue;

@@ -10,7 +10,7 @@ GitCommand gitBlameCommand(const std::string& path, std::string_view revision) {
   if (!revision.empty() && !gitIsPlainRevision(revision)) return gitRefusedCommand("revision", revision);
   if (!gitIsPlainPath(path)) return gitRefusedCommand("path", path);
   GitCommand command = gitMakeCommand({"blame", "--incremental", "--no-textconv"});
-  command.output = GitOutput::Blocks;
+  command.output = GitOutput::blocks;
   if (!revision.empty()) gitAddArguments(command, {revision});
   gitAddArguments(command, {"--", path});
   return command;
@@ -19,7 +19,7 @@ GitCommand gitBlameCommand(const std::string& path, std::string_view revision) {
 GitCommand gitCommitMessagesCommand(std::string hashes) {
   GitCommand command =
       gitMakeCommand({"log", "--no-walk=unsorted", "--no-patch", "-z", "--no-show-signature", gitLogFormat, "--stdin"});
-  command.output = GitOutput::Blocks;
+  command.output = GitOutput::blocks;
   command.standardInput = std::move(hashes);
   return command;
 }
@@ -35,9 +35,9 @@ GitCommand gitTreeEntryCommand(std::string_view revision, const std::string& pat
 /// "<mode> <type> <object name>\t<path>".
 std::optional<GitTreeEntry> gitReadTreeEntry(std::string_view output) {
   GitTreeEntry entry;
-  const std::string_view head = output.substr(0, output.find('\t'));
-  const auto [end, error] = std::from_chars(head.data(), head.data() + head.size(), entry.mode, 8);
-  const std::size_t blank = head.rfind(' ');
+  std::string_view head = output.substr(0, output.find('\t'));
+  auto [end, error] = std::from_chars(head.data(), head.data() + head.size(), entry.mode, 8);
+  std::size_t blank = head.rfind(' ');
   if (error != std::errc() || head.size() == output.size() || blank == std::string_view::npos) return std::nullopt;
   entry.object = head.substr(blank + 1);
   if (entry.object.find_first_not_of("0123456789abcdef") != std::string::npos) return std::nullopt;
@@ -47,11 +47,11 @@ std::optional<GitTreeEntry> gitReadTreeEntry(std::string_view output) {
 GitCommand gitContentCommand(const GitTreeEntry& entry, const std::string& path) {
   if (entry.isLink()) {
     GitCommand command = gitMakeCommand({"cat-file", "blob", entry.object});
-    command.output = GitOutput::Blocks;
+    command.output = GitOutput::blocks;
     return command;
   }
   GitCommand command = gitMakeCommand({"cat-file", "--filters"});
-  command.output = GitOutput::Blocks;
+  command.output = GitOutput::blocks;
   command.arguments.push_back("--path=" + path);
   gitAddArguments(command, {entry.object});
   return command;

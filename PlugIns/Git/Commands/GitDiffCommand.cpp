@@ -20,16 +20,16 @@ std::optional<GitCommand> gitDiffCommand(const GitDiffSide& from, const GitDiffS
   gitAddArguments(command, {"-c", "core.quotePath=false", "-c", "diff.autoRefreshIndex=true", "diff", "--raw",
                             "--numstat", "--patch", "-z", "-M", "--no-abbrev", "--full-index", "--no-color",
                             "--no-ext-diff", "--no-textconv", "--no-relative", "--submodule=short"});
-  command.output = GitOutput::Blocks;
-  const bool isReversed = from.kind == Kind::WorkingCopy;
+  command.output = GitOutput::blocks;
+  bool isReversed = from.kind == Kind::workingCopy;
   // With the sides, git turns the prefixes round.
   gitAddArguments(command, {isReversed ? "--src-prefix=b/" : "--src-prefix=a/",
                             isReversed ? "--dst-prefix=a/" : "--dst-prefix=b/"});
   if (isReversed) gitAddArguments(command, {"-R"});
   for (const GitDiffSide* side : {&from, &to}) {
     const GitDiffSide& other = side == &from ? to : from;
-    if (side->kind == Kind::Commit) gitAddArguments(command, {side->hash});
-    if (side->kind == Kind::Nothing) {
+    if (side->kind == Kind::commit) gitAddArguments(command, {side->hash});
+    if (side->kind == Kind::nothing) {
       gitAddArguments(command, {side->hash.empty() ? emptyTree(other.hash) : side->hash});
     }
   }

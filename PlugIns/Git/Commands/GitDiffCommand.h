@@ -8,13 +8,13 @@
 /// One side of a comparison.
 struct GitDiffSide {
   enum class Kind : unsigned char {
-    Commit,
+    commit,
     /// What the files of the working copy hold now, those that are not tracked left out.
-    WorkingCopy,
+    workingCopy,
     /// The state before the first revision: no files.
-    Nothing,
+    nothing,
   };
-  Kind kind = Kind::Commit;
+  Kind kind = Kind::commit;
   /// Full object name of a commit; of nothing the empty tree's, which may be left out where the other is a commit.
   std::string hash;
 };

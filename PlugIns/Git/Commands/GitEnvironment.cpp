@@ -5,8 +5,8 @@
 
 namespace {
 
-/// Of the variables that git reads, those that say who the user is and how this machine is set up. Every other one
-/// speaks of a repository or a process that is not ours: hooks and aliases leave several behind for what they start.
+/// The variables that say who the user is and how this machine is set up. Every other one that git reads speaks of a
+/// repository or a process that is not ours: hooks and aliases leave several behind for what they start.
 constexpr std::string_view keptNames[] = {"GIT_CEILING_DIRECTORIES",
                                           "GIT_DISCOVERY_ACROSS_FILESYSTEM",
                                           "GIT_EXEC_PATH",
@@ -66,12 +66,12 @@ std::vector<std::string> gitEnvironment(std::span<const char* const> inherited, 
   environment.reserve(inherited.size() + std::size(assignments) + 2);
   for (const char* const entry : inherited) {
     if (entry == nullptr) break;
-    const std::string_view text = entry;
+    std::string_view text = entry;
     if (isKept(text.substr(0, text.find('=')))) environment.emplace_back(text);
   }
-  for (const std::string_view assignment : assignments) environment.emplace_back(assignment);
-  if (access == GitAccess::Read) environment.emplace_back("GIT_OPTIONAL_LOCKS=0");
-  environment.emplace_back(output == GitOutput::Blocks ? "GIT_FLUSH=0" : "GIT_FLUSH=1");
+  for (std::string_view assignment : assignments) environment.emplace_back(assignment);
+  if (access == GitAccess::read) environment.emplace_back("GIT_OPTIONAL_LOCKS=0");
+  environment.emplace_back(output == GitOutput::blocks ? "GIT_FLUSH=0" : "GIT_FLUSH=1");
   return environment;
 }
 

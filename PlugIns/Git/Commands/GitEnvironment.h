@@ -8,16 +8,16 @@
 /// What a command does to the repository.
 enum class GitAccess : unsigned char {
   /// Looks only: takes no lock, so it neither waits for another git nor makes one fail.
-  Read,
-  Write,
+  read,
+  write,
 };
 
 /// How git hands over what it prints.
 enum class GitOutput : unsigned char {
   /// Each record at once.
-  Prompt,
+  prompt,
   /// In blocks, which saves a system call per record: for long listings that follow each other quickly.
-  Blocks,
+  blocks,
 };
 
 /// The environment of a git process, "NAME=value" each: the inherited one (as `environ` has it) without what would

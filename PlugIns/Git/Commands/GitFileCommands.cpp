@@ -71,13 +71,13 @@ GitCommand gitResetCommand() {
 
 GitCommand gitIndexCommand() {
   GitCommand command = gitMakeCommand({"ls-files", "--stage", "-z"});
-  command.output = GitOutput::Blocks;
+  command.output = GitOutput::blocks;
   return command;
 }
 
 GitCommand gitUnstagedCommand(bool isOfIntended) {
   GitCommand command = gitMakeCommand({"diff-files", "--name-only", "-z"});
-  command.output = GitOutput::Blocks;
+  command.output = GitOutput::blocks;
   if (isOfIntended) gitAddArguments(command, {"--diff-filter=A"});
   return command;
 }
@@ -89,7 +89,7 @@ GitCommand gitRefreshCommand() {
 void gitAppendIndexEntry(std::string& entries, std::uint32_t mode, std::string_view object, std::uint8_t stage,
                          std::string_view path) {
   char digits[16];
-  const auto end = std::to_chars(digits, digits + sizeof digits, mode, 8).ptr;
+  auto end = std::to_chars(digits, digits + sizeof digits, mode, 8).ptr;
   entries.append(digits, end).append(" ").append(object).append(" ");
   entries.append(std::to_string(stage)).append("\t").append(path).push_back('\0');
 }
@@ -103,7 +103,7 @@ GitCommand gitIndexUpdateCommand(std::string entries) {
 GitCommand gitTreePathsCommand(std::string_view revision) {
   if (!gitIsPlainRevision(revision)) return gitRefusedCommand("revision", revision);
   GitCommand command = gitMakeCommand({"ls-tree", "-r", "-z", "--name-only", "--full-tree", "--end-of-options"});
-  command.output = GitOutput::Blocks;
+  command.output = GitOutput::blocks;
   gitAddArguments(command, {revision});
   return command;
 }

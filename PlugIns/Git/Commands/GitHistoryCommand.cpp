@@ -7,7 +7,7 @@ namespace {
 /// A pattern that finds the text itself anywhere in a path.
 std::string pathPattern(std::string_view text) {
   std::string pattern = ":(top,icase)*";
-  for (const char byte : text) {
+  for (char byte : text) {
     if (byte == '*' || byte == '?' || byte == '[' || byte == ']' || byte == '\\') pattern.push_back('\\');
     pattern.push_back(byte);
   }
@@ -21,7 +21,7 @@ class Builder {
   explicit Builder(const GitHistoryRequest& request) : _request(request) {
     _searchType = request.searchString.empty() ? noSearch : request.searchType;
     if (_searchType == QRBSourceControlHistorySearchDefault) _searchType = QRBSourceControlHistorySearchMessage;
-    const bool follows = !request.file.empty() && !has(QRBSourceControlHistoryWithoutFollowingRenames);
+    bool follows = !request.file.empty() && !has(QRBSourceControlHistoryWithoutFollowingRenames);
     _command.filterAfterwards = _searchType != noSearch && (follows || searchesPathsOfFile());
   }
 
@@ -48,7 +48,7 @@ class Builder {
   void add(std::string_view argument) { _command.arguments.emplace_back(argument); }
 
   bool check() {
-    const auto refuse = [this](std::string_view kind, std::string_view name) {
+    auto refuse = [this](std::string_view kind, std::string_view name) {
       _command.refusal = GitCommand::refusalOf(kind, name);
       return false;
     };
@@ -64,22 +64,22 @@ class Builder {
   }
 
   void start() {
-    for (const std::string_view argument : gitCommonArguments()) add(argument);
+    for (std::string_view argument : gitCommonArguments()) add(argument);
     if (!searches(QRBSourceControlHistorySearchPath)) add("--literal-pathspecs");
     add("log");
     add("-z");
     add("--no-show-signature");
     // Searches find a record now and then, which must not wait for a block to fill.
-    const bool isPlain = _searchType == noSearch && _request.file.empty();
-    _command.output = isPlain ? GitOutput::Blocks : GitOutput::Prompt;
+    bool isPlain = _searchType == noSearch && _request.file.empty();
+    _command.output = isPlain ? GitOutput::blocks : GitOutput::prompt;
   }
 
   void addFields() {
-    const bool filters = _command.filterAfterwards;
+    bool filters = _command.filterAfterwards;
     const bool message =
         !has(QRBSourceControlHistoryWithoutMessage) || (filters && _searchType == QRBSourceControlHistorySearchMessage);
-    const bool paths = !has(QRBSourceControlHistoryWithoutMessage | QRBSourceControlHistoryWithoutPaths) ||
-                       (filters && _searchType == QRBSourceControlHistorySearchPath);
+    bool paths = !has(QRBSourceControlHistoryWithoutMessage | QRBSourceControlHistoryWithoutPaths) ||
+                 (filters && _searchType == QRBSourceControlHistorySearchPath);
     add(message ? gitLogFormat : gitLogFormatWithoutMessage);
     if (has(QRBSourceControlHistoryFirstParentOnly)) add("--first-parent");
     if (has(QRBSourceControlHistoryWithoutMerges)) add("--no-merges");
@@ -111,7 +111,7 @@ class Builder {
       add(_request.searchString + "^{commit}");
       return;
     }
-    const bool isCurrent = _request.from.empty() || _request.from == "HEAD" || _request.from == "BASE";
+    bool isCurrent = _request.from.empty() || _request.from == "HEAD" || _request.from == "BASE";
     if (has(QRBSourceControlHistoryAllBranches)) add("--all");
     add("--end-of-options");
     // All branches take HEAD in, and do not fail where it names no commit yet.
@@ -158,9 +158,9 @@ GitHistoryCommand gitHistoryCommand(const GitHistoryRequest& request) {
 
 GitCommand gitCommitsCommand(std::uint64_t inclusionType) {
   GitCommand command;
-  for (const std::string_view argument : gitCommonArguments()) command.arguments.emplace_back(argument);
-  const bool firstParent = (inclusionType & QRBSourceControlHistoryFirstParentOnly) != 0;
-  const bool message = (inclusionType & QRBSourceControlHistoryWithoutMessage) == 0;
+  for (std::string_view argument : gitCommonArguments()) command.arguments.emplace_back(argument);
+  bool firstParent = (inclusionType & QRBSourceControlHistoryFirstParentOnly) != 0;
+  bool message = (inclusionType & QRBSourceControlHistoryWithoutMessage) == 0;
   for (const std::string_view argument :
        {std::string_view{"diff-tree"}, std::string_view{"--stdin"}, std::string_view{"--always"},
         std::string_view{"--root"}, std::string_view{"-r"}, std::string_view{"-z"}, std::string_view{"-M"},
@@ -169,6 +169,6 @@ GitCommand gitCommitsCommand(std::uint64_t inclusionType) {
         message ? gitLogFormat : gitLogFormatWithoutMessage}) {
     command.arguments.emplace_back(argument);
   }
-  command.output = GitOutput::Blocks;
+  command.output = GitOutput::blocks;
   return command;
 }

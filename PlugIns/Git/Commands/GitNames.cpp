@@ -40,8 +40,8 @@ std::string_view refNameFault(std::string_view name) {
   if (name.find("@{") != std::string_view::npos) return "holds “@{”";
   if (name.back() == '.') return "ends with “.”";
   for (std::size_t begin = 0; begin <= name.size();) {
-    const std::size_t end = std::min(name.find('/', begin), name.size());
-    if (const std::string_view fault = componentFault(name.substr(begin, end - begin)); !fault.empty()) return fault;
+    std::size_t end = std::min(name.find('/', begin), name.size());
+    if (std::string_view fault = componentFault(name.substr(begin, end - begin)); !fault.empty()) return fault;
     begin = end + 1;
   }
   return {};
@@ -62,8 +62,8 @@ std::string_view leadingScheme(std::string_view address) {
 
 /// "user@host:port", as ssh would be told it.
 std::string_view serverFault(std::string_view server) {
-  const std::size_t at = server.rfind('@');
-  const std::string_view host = at == std::string_view::npos ? server : server.substr(at + 1);
+  std::size_t at = server.rfind('@');
+  std::string_view host = at == std::string_view::npos ? server : server.substr(at + 1);
   if (host.empty()) return "names no server";
   if (server.front() == '-' || host.front() == '-') return "names a server that begins with “-”";
   return {};
@@ -74,13 +74,13 @@ std::string_view schemeFault(std::string_view scheme, std::string_view rest) {
   if (std::ranges::find(allowed, scheme) == std::end(allowed)) {
     return "has a scheme other than file, git, http, https and ssh";
   }
-  const std::size_t slash = rest.find('/');
-  const std::string_view server = rest.substr(0, slash);
+  std::size_t slash = rest.find('/');
+  std::string_view server = rest.substr(0, slash);
   if (scheme == "file") {
     return slash == std::string_view::npos || (!server.empty() && server != "localhost") ? "is no file of this machine"
                                                                                          : std::string_view();
   }
-  const std::size_t colon = server.find(':', server.find_last_of("@]") + 1);
+  std::size_t colon = server.find(':', server.find_last_of("@]") + 1);
   if (colon != std::string_view::npos && server.find_first_not_of("0123456789", colon + 1) != std::string_view::npos) {
     return "has a port that is no number (in a password “/” has to be written as “%2F”)";
   }
@@ -115,11 +115,11 @@ std::string_view gitAddressFault(std::string_view address) {
   if (address.front() == '-') return "begins with “-”";
   if (hasControl(address)) return "holds a control character";
   if (address.front() == '/') return {};
-  const std::string_view scheme = leadingScheme(address);
-  const std::string_view rest = address.substr(scheme.size());
+  std::string_view scheme = leadingScheme(address);
+  std::string_view rest = address.substr(scheme.size());
   if (rest.starts_with("::")) return "names a program to run";
   if (rest.starts_with("://")) return schemeFault(scheme, rest.substr(3));
-  const std::size_t colon = address.find(':', address.find(']') == std::string_view::npos ? 0 : address.find(']'));
+  std::size_t colon = address.find(':', address.find(']') == std::string_view::npos ? 0 : address.find(']'));
   if (colon == std::string_view::npos || colon > address.find('/')) {
     return "is neither a URL nor an address such as user@server:path nor an absolute path";
   }
@@ -145,13 +145,13 @@ qrb::Error gitRefuseRevision(const qrb::String& revision) {
 }
 
 qrb::Error gitRefuseRemoteName(const qrb::String& name) {
-  const std::string_view fault = gitRemoteNameFault(name.view());
+  std::string_view fault = gitRemoteNameFault(name.view());
   if (fault.empty()) return {};
-  const qrb::Error error = QRBSourceControlError_RemoteRepositoryNameInvalid();
+  qrb::Error error = QRBSourceControlError_RemoteRepositoryNameInvalid();
   qrb::StringMap<qrb::String> userInfo = error.userInfo();
   std::string description = error.localizedDescription();
   constexpr std::string_view placeholder = "%@";
-  if (const std::size_t place = description.find(placeholder); place != std::string::npos) {
+  if (std::size_t place = description.find(placeholder); place != std::string::npos) {
     description.replace(place, placeholder.size(), qrb::replacingInvalidUTF8(name.view()));
   }
   userInfo.set(qrb::kErrorLocalizedDescriptionKey, description);
@@ -160,7 +160,7 @@ qrb::Error gitRefuseRemoteName(const qrb::String& name) {
 }
 
 qrb::Error gitRefuseURL(const qrb::URL& url) {
-  const std::string_view fault = gitAddressFault(url.absoluteString().view());
+  std::string_view fault = gitAddressFault(url.absoluteString().view());
   if (fault.empty()) return {};
   return QRBSourceControlError_InvalidURL(url, "Git",
                                           reason("URL", url.withoutPassword().absoluteString().view(), fault));
@@ -195,7 +195,7 @@ std::string gitBranchRefName(const QRBSourceControlBranchPtr& branch) {
 
 std::string gitPinOf(const QRBSourceControlRevisionLocationPtr& location) {
   if (!location || !location->revision()) return {};
-  const std::string pin = location->revision()->identifier().str();
+  std::string pin = location->revision()->identifier().str();
   return pin == "HEAD" || pin == "BASE" ? std::string() : pin;
 }
 

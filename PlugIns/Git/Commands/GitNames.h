@@ -15,12 +15,12 @@
 /// Why the name cannot be that of a branch or tag without the folder of its kind ("feature/x"), as the end of a
 /// sentence that begins with the name ("begins with “-”"). Empty: it can.
 std::string_view gitBranchNameFault(std::string_view name);
-/// The same of a remote's name.
+/// What is wrong with the name of a remote.
 std::string_view gitRemoteNameFault(std::string_view name);
-/// The same of the address of a repository. Allowed are file, git, http, https and ssh URLs, user@server:path and
-/// absolute paths; nothing that names a program to run.
+/// What is wrong with the address of a repository. File, git, http, https and ssh URLs, user@server:path and absolute
+/// paths are allowed, and nothing that names a program to run.
 std::string_view gitAddressFault(std::string_view address);
-/// The same of a revision: one that git reads as one revision and as nothing else.
+/// What is wrong with a revision: git has to read it as one revision and as nothing else.
 std::string_view gitRevisionFault(std::string_view revision);
 
 /// Each answers no error for a name that can be used, else one that names it and says what is wrong with it: that the
@@ -32,8 +32,8 @@ qrb::Error gitRefuseRemoteName(const qrb::String& name);
 /// No password of the URL gets into the error.
 qrb::Error gitRefuseURL(const qrb::URL& url);
 
-/// The same of a branch, tag or revision; of a branch its remote's name too. What pins a location is checked as well.
-/// Refused is also what git does not know: absent and unspecified locations, path locations, uncommitted work.
+/// Refuses a branch (by its remote's name, too), tag or revision with such a name. What pins a location is checked as
+/// well. What git does not know is refused too: absent and unspecified locations, path locations, uncommitted work.
 qrb::Error gitRefuseLocation(const QRBSourceControlRevisionLocationPtr& location);
 
 /// The revision that pins a location; empty where none does. HEAD and BASE pin nothing: they are what there is.

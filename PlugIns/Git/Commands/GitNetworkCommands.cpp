@@ -31,7 +31,7 @@ GitCommand pushing(std::initializer_list<std::string_view> options, std::string_
 
 /// Only as long as the other side has the ref at the commit; empty: as long as it has none.
 GitCommand pushingOnlyFrom(std::string_view expectedHash, std::string_view from, std::string_view to) {
-  const std::string lease = std::string("--force-with-lease=").append(to).append(1, ':').append(expectedHash);
+  std::string lease = std::string("--force-with-lease=").append(to).append(1, ':').append(expectedHash);
   return pushing({lease}, from, to);
 }
 

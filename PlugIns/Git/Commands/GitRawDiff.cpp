@@ -9,14 +9,14 @@ namespace {
 
 /// Takes the text before a delimiter off the front, with it.
 std::string_view take(std::string_view& text, char delimiter) {
-  const std::size_t end = std::min(text.find(delimiter), text.size());
-  const std::string_view result = text.substr(0, end);
+  std::size_t end = std::min(text.find(delimiter), text.size());
+  std::string_view result = text.substr(0, end);
   text.remove_prefix(std::min(end + 1, text.size()));
   return result;
 }
 
 bool readMode(std::string_view text, std::uint32_t& mode) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), mode, 8);
+  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), mode, 8);
   return error == std::errc() && end == text.data() + text.size();
 }
 
@@ -33,7 +33,7 @@ std::vector<GitRawChange> gitReadRawDiff(std::string_view output) {
     output.remove_prefix(1);
     std::string_view head = take(output, '\0');
     GitRawChange change;
-    const bool isRead = readMode(take(head, ' '), change.oldMode) && readMode(take(head, ' '), change.newMode);
+    bool isRead = readMode(take(head, ' '), change.oldMode) && readMode(take(head, ' '), change.newMode);
     take(head, ' ');
     change.newObject = take(head, ' ');
     change.path = take(output, '\0');

@@ -10,17 +10,17 @@ GitCommand gitRemoteAddressesCommand() {
 std::optional<std::vector<GitRemote>> gitReadRemotes(std::string_view output) {
   std::vector<GitRemote> remotes;
   while (!output.empty()) {
-    const std::size_t end = output.find('\n');
+    std::size_t end = output.find('\n');
     std::string_view line = output.substr(0, end);
     output.remove_prefix(end == std::string_view::npos ? output.size() : end + 1);
-    const std::size_t tab = line.find('\t');
+    std::size_t tab = line.find('\t');
     if (tab == 0 || tab == std::string_view::npos) return std::nullopt;
-    const std::string_view name = line.substr(0, tab);
+    std::string_view name = line.substr(0, tab);
     line.remove_prefix(tab + 1);
     // What was left out when it was cloned follows in brackets.
-    const std::size_t kind = line.rfind(" (fetch)");
+    std::size_t kind = line.rfind(" (fetch)");
     if (kind == 0 || kind == std::string_view::npos) continue;
-    const std::string_view address = line.substr(0, kind);
+    std::string_view address = line.substr(0, kind);
     if (!remotes.empty() && remotes.back().name == name) continue;
     remotes.push_back({std::string(name), std::string(address)});
   }
@@ -28,8 +28,8 @@ std::optional<std::vector<GitRemote>> gitReadRemotes(std::string_view output) {
 }
 
 qrb::URL gitRemoteURL(std::string_view address, std::string_view folder) {
-  const std::size_t colon = address.find(':');
-  const bool isPath = !address.empty() && (colon == std::string_view::npos || address.find('/') < colon);
+  std::size_t colon = address.find(':');
+  bool isPath = !address.empty() && (colon == std::string_view::npos || address.find('/') < colon);
   if (!isPath) return qrb::URL(address);
   if (address.front() == '/') return qrb::URL::fileURL(qrb::standardizedPath(address));
   return qrb::URL::fileURL(qrb::standardizedPath(qrb::appendingPathComponent(folder, address)));
@@ -37,12 +37,12 @@ qrb::URL gitRemoteURL(std::string_view address, std::string_view folder) {
 
 GitCommand gitAddRemoteCommand(std::string_view name, std::string_view address) {
   GitCommand command = gitMakeCommand({"remote", "add", "--", name, address});
-  command.access = GitAccess::Write;
+  command.access = GitAccess::write;
   return command;
 }
 
 GitCommand gitRemoveRemoteCommand(std::string_view name) {
   GitCommand command = gitMakeCommand({"remote", "remove", "--", name});
-  command.access = GitAccess::Write;
+  command.access = GitAccess::write;
   return command;
 }

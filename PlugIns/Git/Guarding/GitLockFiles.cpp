@@ -31,10 +31,10 @@ void removeIn(const fs::path& folder, const timespec& since) {
 
 void gitRemoveLockFiles(const std::string& root, const timespec& since) {
   for (const std::string& repository : gitRepositoryFolders(root)) {
-    const fs::path folder(repository);
+    fs::path folder(repository);
     removeIn<fs::directory_iterator>(folder, since);
     removeIn<fs::recursive_directory_iterator>(folder / "refs", since);
-    // Of the tidying that git begins by itself after a commit.
+    // Git begins some tidying by itself after a commit, with locks of its own.
     removeIn<fs::directory_iterator>(folder / "objects", since);
     removeIn<fs::recursive_directory_iterator>(folder / "objects/info", since);
   }

@@ -8,7 +8,7 @@ namespace fs = std::filesystem;
 
 bool gitWorksIn(const std::string& folder) {
   std::error_code error;
-  const std::string root = fs::canonical(folder, error).string();
+  std::string root = fs::canonical(folder, error).string();
   bool result = false;
   qrb::forEachProcess([&](const qrb::ProcessEntry& entry) {
     if (!entry.name.starts_with("git") || entry.isOver) return true;

@@ -11,7 +11,7 @@ constexpr std::uint64_t mostLines = std::numeric_limits<std::int64_t>::max() / 2
 std::uint64_t takeNumber(std::string_view& text) {
   if (!text.starts_with(' ')) return 0;
   std::uint64_t number = 0;
-  const auto [end, error] = std::from_chars(text.data() + 1, text.data() + text.size(), number);
+  auto [end, error] = std::from_chars(text.data() + 1, text.data() + text.size(), number);
   if (error != std::errc() || number > mostLines) return 0;
   text.remove_prefix(static_cast<std::size_t>(end - text.data()));
   return number;
@@ -21,7 +21,7 @@ std::uint64_t takeNumber(std::string_view& text) {
 
 /// "<object name> <line in the commit> <line> <count>".
 bool GitBlameParser::readRun(std::string_view line) {
-  const std::size_t end = line.find_first_not_of("0123456789abcdef");
+  std::size_t end = line.find_first_not_of("0123456789abcdef");
   if (end != 40 && end != 64) return fail("run of lines without a commit");
   _hash.assign(line.substr(0, end));
   line.remove_prefix(end);
@@ -39,7 +39,7 @@ bool GitBlameParser::next() {
   qrb::TokenSpan line;
   _buffer.endRecord();
   while (!_error && _buffer.nextToken(line)) {
-    const std::string_view text = _buffer.at(line);
+    std::string_view text = _buffer.at(line);
     if (_awaitsRun) {
       if (!readRun(text)) return false;
       _awaitsRun = false;

@@ -43,7 +43,7 @@ std::uint64_t gitRemoteChangeStatus(char letter) {
 bool GitPendingChange::readLetter(std::string_view token) {
   if (token.empty() || token.size() > 4 || findLetter(token[0]) == nullptr) return false;
   unsigned value = 0;
-  for (const char digit : token.substr(1)) {
+  for (char digit : token.substr(1)) {
     if (digit < '0' || digit > '9') return false;
     value = value * 10 + static_cast<unsigned>(digit - '0');
   }
@@ -62,28 +62,28 @@ GitChange GitPendingChange::resolve(const qrb::TokenBuffer& buffer) const {
 
 bool GitNameStatusParser::next() {
   qrb::TokenSpan token;
-  if (_awaits == Awaits::Letter) _buffer.endRecord();
+  if (_awaits == Awaits::letter) _buffer.endRecord();
   while (!_error && _buffer.nextToken(token)) {
     switch (_awaits) {
-      case Awaits::Letter:
+      case Awaits::letter:
         if (!_pending.readLetter(_buffer.at(token))) return fail("unknown kind of change");
-        _awaits = Awaits::FirstPath;
+        _awaits = Awaits::firstPath;
         continue;
-      case Awaits::FirstPath:
+      case Awaits::firstPath:
         if (token.length == 0) return fail("change without a path");
         _pending.path = token;
         if (_pending.hasOriginal()) {
           _pending.originalPath = token;
-          _awaits = Awaits::SecondPath;
+          _awaits = Awaits::secondPath;
           continue;
         }
         break;
-      case Awaits::SecondPath:
+      case Awaits::secondPath:
         if (token.length == 0) return fail("change without a path");
         _pending.path = token;
         break;
     }
-    _awaits = Awaits::Letter;
+    _awaits = Awaits::letter;
     _record = _pending.resolve(_buffer);
     return true;
   }
@@ -92,6 +92,6 @@ bool GitNameStatusParser::next() {
 
 bool GitNameStatusParser::finish() {
   if (_error) return false;
-  if (_awaits != Awaits::Letter || _buffer.hasPartialToken()) return fail("the changes end inside one");
+  if (_awaits != Awaits::letter || _buffer.hasPartialToken()) return fail("the changes end inside one");
   return true;
 }

@@ -13,14 +13,14 @@ struct GitChange {
   std::uint8_t similarity = 0;
   /// Path from the root of the repository, as bytes; of a rename or copy the new one.
   std::string_view path;
-  /// Of a rename or copy the path it came from. Empty otherwise.
+  /// The path that a rename or copy came from; empty otherwise.
   std::string_view originalPath;
 };
 
 /// The status bits of a path that a revision changed in the way of the letter; 0 for an unknown letter.
 std::uint64_t gitChangeStatus(char letter);
 
-/// The same as remote status: a change that the working copy does not have yet.
+/// The change as remote status: the working copy does not have it yet.
 std::uint64_t gitRemoteChangeStatus(char letter);
 
 /// A change whose tokens have arrived in a qrb::TokenBuffer in part or whole.
@@ -45,10 +45,10 @@ class GitNameStatusParser final : public qrb::RecordParser<GitChange> {
   bool finish();
 
  private:
-  enum class Awaits : std::uint8_t { Letter, FirstPath, SecondPath };
+  enum class Awaits : std::uint8_t { letter, firstPath, secondPath };
 
   bool next() override;
 
-  Awaits _awaits = Awaits::Letter;
+  Awaits _awaits = Awaits::letter;
   GitPendingChange _pending;
 };

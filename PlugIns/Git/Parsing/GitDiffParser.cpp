@@ -7,8 +7,8 @@
 namespace {
 
 std::string_view takeField(std::string_view& text, char delimiter) {
-  const std::size_t end = text.find(delimiter);
-  const std::string_view field = text.substr(0, end);
+  std::size_t end = text.find(delimiter);
+  std::string_view field = text.substr(0, end);
   text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
   return field;
 }
@@ -23,28 +23,28 @@ bool isObject(std::string_view text) {
 }
 
 bool readNumber(std::string_view text, std::uint64_t& number) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   return error == std::errc() && end == text.data() + text.size() && !text.empty();
 }
 
 }  // namespace
 
 bool GitDiffParser::fail(const char* what) {
-  const qrb::TokenBuffer& buffer = _awaits == Awaits::Patches ? _lines : _summary;
-  const std::uint64_t before = _awaits == Awaits::Patches ? _summary.tokenOffset() : 0;
+  const qrb::TokenBuffer& buffer = _awaits == Awaits::patches ? _lines : _summary;
+  std::uint64_t before = _awaits == Awaits::patches ? _summary.tokenOffset() : 0;
   _error = qrb::ParseError{what, before + buffer.recordOffset()};
   return false;
 }
 
 bool GitDiffParser::feed(std::string_view bytes) {
   if (_error) return false;
-  if (_awaits == Awaits::Patches) {
+  if (_awaits == Awaits::patches) {
     _lines.append(bytes);
     return readPatches();
   }
   _summary.append(bytes);
   if (!readSummary()) return false;
-  if (_awaits == Awaits::Patches) {
+  if (_awaits == Awaits::patches) {
     _lines.append(_summary.rest());
     return readPatches();
   }
@@ -53,7 +53,7 @@ bool GitDiffParser::feed(std::string_view bytes) {
 
 bool GitDiffParser::readSummary() {
   qrb::TokenSpan token;
-  while (_awaits != Awaits::Patches && _summary.nextToken(token)) {
+  while (_awaits != Awaits::patches && _summary.nextToken(token)) {
     if (!read(_summary.at(token))) return false;
     _summary.endRecord();
   }
@@ -62,34 +62,34 @@ bool GitDiffParser::readSummary() {
 
 bool GitDiffParser::read(std::string_view token) {
   switch (_awaits) {
-    case Awaits::Change:
+    case Awaits::change:
       if (token.empty()) {
         if (_counted != _files.size()) return fail("differences without line counts");
-        _awaits = Awaits::Patches;
+        _awaits = Awaits::patches;
         return true;
       }
       return token.front() == ':' ? readChange(token.substr(1)) : readCount(token);
-    case Awaits::ChangePath:
-    case Awaits::ChangeNewPath: {
+    case Awaits::changePath:
+    case Awaits::changeNewPath: {
       if (token.empty()) return fail("a difference without a path");
       GitDiffFile& file = _files.back();
-      const bool hasTwo = file.letter == 'R' || file.letter == 'C';
-      if (hasTwo && _awaits == Awaits::ChangePath) {
+      bool hasTwo = file.letter == 'R' || file.letter == 'C';
+      if (hasTwo && _awaits == Awaits::changePath) {
         file.originalPath = token;
-        _awaits = Awaits::ChangeNewPath;
+        _awaits = Awaits::changeNewPath;
         return true;
       }
       file.path = token;
-      _awaits = Awaits::Change;
+      _awaits = Awaits::change;
       return true;
     }
-    case Awaits::CountPath:
+    case Awaits::countPath:
       if (token != _files[_counted].originalPath) return fail("line counts of another file");
-      _awaits = Awaits::CountNewPath;
+      _awaits = Awaits::countNewPath;
       return true;
-    case Awaits::CountNewPath:
+    case Awaits::countNewPath:
       return endCount(token);
-    case Awaits::Patches:
+    case Awaits::patches:
       break;
   }
   return true;
@@ -109,15 +109,15 @@ bool GitDiffParser::readChange(std::string_view token) {
   }
   file.letter = change.letter;
   file.similarity = change.hasOriginal() ? change.similarity : 0;
-  _awaits = Awaits::ChangePath;
+  _awaits = Awaits::changePath;
   return true;
 }
 
 bool GitDiffParser::readCount(std::string_view token) {
   if (_counted == _files.size()) return fail("line counts of no file");
   GitDiffFile& file = _files[_counted];
-  const std::string_view additions = takeField(token, '\t');
-  const std::string_view deletions = takeField(token, '\t');
+  std::string_view additions = takeField(token, '\t');
+  std::string_view deletions = takeField(token, '\t');
   if (additions == "-" && deletions == "-") {
     file.isBinary = true;
   } else if (!readNumber(additions, file.additions) || !readNumber(deletions, file.deletions)) {
@@ -125,14 +125,14 @@ bool GitDiffParser::readCount(std::string_view token) {
   }
   if (!token.empty()) return endCount(token);
   if (file.originalPath.empty()) return fail("line counts without a path");
-  _awaits = Awaits::CountPath;
+  _awaits = Awaits::countPath;
   return true;
 }
 
 bool GitDiffParser::endCount(std::string_view path) {
   if (path != _files[_counted].path) return fail("line counts of another file");
   ++_counted;
-  _awaits = Awaits::Change;
+  _awaits = Awaits::change;
   return true;
 }
 
@@ -175,7 +175,7 @@ bool GitDiffParser::beginPatch() {
 
 bool GitDiffParser::finish() {
   if (_error) return false;
-  if (_awaits != Awaits::Patches) {
+  if (_awaits != Awaits::patches) {
     // Where nothing differs nothing is printed.
     return (_files.empty() && !_summary.hasRest()) || fail("the differences end early");
   }

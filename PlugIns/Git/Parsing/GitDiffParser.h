@@ -20,7 +20,7 @@ struct GitDiffFile {
   bool isPatchLeftOut = false;
   /// From the root, as bytes; of a rename or copy the new one.
   std::string path;
-  /// Of a rename or copy the path it came from. Empty otherwise.
+  /// The path that a rename or copy came from; empty otherwise.
   std::string originalPath;
   /// As git writes them ("100644"); "000000" where the file is not there.
   std::string oldMode;
@@ -57,7 +57,7 @@ class GitDiffParser {
   std::vector<GitDiffFile>& files() { return _files; }
 
  private:
-  enum class Awaits : std::uint8_t { Change, ChangePath, ChangeNewPath, CountPath, CountNewPath, Patches };
+  enum class Awaits : std::uint8_t { change, changePath, changeNewPath, countPath, countNewPath, patches };
 
   bool readSummary();
   bool read(std::string_view token);
@@ -71,7 +71,7 @@ class GitDiffParser {
 
   qrb::TokenBuffer _summary{'\0'};
   qrb::TokenBuffer _lines{'\n'};
-  Awaits _awaits = Awaits::Change;
+  Awaits _awaits = Awaits::change;
   std::vector<GitDiffFile> _files;
   /// How many files have been counted.
   std::size_t _counted = 0;

@@ -4,16 +4,16 @@
 
 /// "<mode> <object name> <stage>\t<path>".
 bool GitIndexParser::read(std::string_view line) {
-  const std::size_t tab = line.find('\t');
+  std::size_t tab = line.find('\t');
   if (tab == std::string_view::npos || tab + 1 == line.size()) return fail("entry without a path");
-  const std::string_view head = line.substr(0, tab);
+  std::string_view head = line.substr(0, tab);
   _record = {};
   _record.path = line.substr(tab + 1);
-  const auto [end, error] = std::from_chars(head.data(), head.data() + head.size(), _record.mode, 8);
+  auto [end, error] = std::from_chars(head.data(), head.data() + head.size(), _record.mode, 8);
   // " <object name> <stage>"
-  const bool isWhole = error == std::errc() && head.data() + head.size() - end > 3 && *end == ' ';
+  bool isWhole = error == std::errc() && head.data() + head.size() - end > 3 && *end == ' ';
   if (!isWhole || head[head.size() - 2] != ' ') return fail("entry that is none");
-  const char stage = head.back();
+  char stage = head.back();
   if (stage < '0' || stage > '3') return fail("unknown stage");
   _record.stage = static_cast<std::uint8_t>(stage - '0');
   _record.object = std::string_view(end + 1, static_cast<std::size_t>(head.data() + head.size() - end) - 3);

@@ -5,7 +5,7 @@
 namespace {
 
 bool isHexadecimal(std::string_view text) {
-  for (const char digit : text) {
+  for (char digit : text) {
     if (!((digit >= '0' && digit <= '9') || (digit >= 'a' && digit <= 'f'))) return false;
   }
   return true;
@@ -14,7 +14,7 @@ bool isHexadecimal(std::string_view text) {
 /// Commits made by other tools hold dates that are no number, or none that fits; git reads those as the epoch.
 std::int64_t readDate(std::string_view text) {
   std::int64_t seconds = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
   return error == std::errc{} && end == text.data() + text.size() ? seconds : 0;
 }
 
@@ -44,7 +44,7 @@ bool GitLogParser::next() {
 /// Whether the next token goes on with the changes: an object name, which begins the next commit, has neither line
 /// feeds nor capital letters.
 bool GitLogParser::atChange() {
-  const char byte = *_buffer.peek();
+  char byte = *_buffer.peek();
   return _awaits == FirstChange ? byte == '\n' : byte >= 'A' && byte <= 'Z';
 }
 

@@ -29,14 +29,14 @@ struct GitLogRecord {
 /// The `--format` whose output GitLogParser reads. NUL ends every field: no field can hold one, whatever a commit is
 /// made of. `-z` adds the last one and ends the paths in the same way.
 inline constexpr std::string_view gitLogFormat = "--format=tformat:%H%x00%P%x00%at%x00%aN%x00%aE%x00%B";
-/// The same with every message empty.
+/// Leaves every message empty.
 inline constexpr std::string_view gitLogFormatWithoutMessage = "--format=tformat:%H%x00%P%x00%at%x00%aN%x00%aE%x00";
 
 /// Reads the output of the history commands (gitLogFormat, `-z`, with or without `--name-status`) as it arrives. A
 /// commit is whole when the next one begins or the output ends, for only then is it known that no further path follows.
 class GitLogParser final : public qrb::RecordParser<GitLogRecord> {
  public:
-  /// Of the bounds those of one text are for messages only.
+  /// The bounds of one text hold for messages only.
   explicit GitLogParser(qrb::TextBounds bounds = qrb::listedTextBounds)
       : RecordParser('\0'), _longestMessage(bounds.each) {
     _buffer.setBounds({qrb::listedTextBounds.each, bounds.together});

@@ -34,11 +34,11 @@ constexpr Phase pushPhases[] = {{"Enumerating objects", false, 0, 0.02},   {"Cou
 
 std::span<const Phase> phasesOf(GitTransfer transfer) {
   switch (transfer) {
-    case GitTransfer::Fetch:
+    case GitTransfer::fetch:
       return fetchPhases;
-    case GitTransfer::Clone:
+    case GitTransfer::clone:
       return clonePhases;
-    case GitTransfer::Push:
+    case GitTransfer::push:
       break;
   }
   return pushPhases;
@@ -48,7 +48,7 @@ std::string_view trim(std::string_view text) {
   // Git clears the rest of a terminal's line, or writes blanks over it.
   constexpr std::string_view clear = "\x1b[K";
   while (text.ends_with(clear)) text.remove_suffix(clear.size());
-  const std::size_t begin = text.find_first_not_of(' ');
+  std::size_t begin = text.find_first_not_of(' ');
   if (begin == std::string_view::npos) return {};
   return text.substr(begin, text.find_last_not_of(' ') - begin + 1);
 }
@@ -73,12 +73,12 @@ std::optional<GitProgressLine> gitReadProgressLine(std::string_view line) {
     line.remove_prefix(remote.size());
   }
   result.text = trim(line);
-  const std::size_t colon = result.text.find(": ");
+  std::size_t colon = result.text.find(": ");
   if (colon == std::string_view::npos || !isPlainText(result.text)) return std::nullopt;
   result.title = result.text.substr(0, colon);
   std::string_view rest = trim(result.text.substr(colon + 2));
   int number = 0;
-  const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
+  auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
   if (!isTitle(result.title) || error != std::errc() || number < 0) return std::nullopt;
   rest.remove_prefix(static_cast<std::size_t>(end - rest.data()));
   if (rest.starts_with('%')) {
@@ -93,10 +93,10 @@ std::optional<GitProgressLine> gitReadProgressLine(std::string_view line) {
 std::string gitWithoutProgress(std::string_view text) {
   std::string result;
   while (!text.empty()) {
-    const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
-    const std::string_view line = text.substr(0, end);
+    std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
+    std::string_view line = text.substr(0, end);
     text.remove_prefix(std::min(end + 1, text.size()));
-    const bool isBeginning = line.starts_with("Cloning into '") || line.starts_with("remote: Total ");
+    bool isBeginning = line.starts_with("Cloning into '") || line.starts_with("remote: Total ");
     if (trim(line).empty() || isBeginning || gitReadProgressLine(line)) continue;
     result.append(result.empty() ? "" : "\n").append(line);
   }
@@ -104,21 +104,21 @@ std::string gitWithoutProgress(std::string_view text) {
 }
 
 bool GitProgressReader::takeLine(std::string_view& bytes) {
-  const std::size_t end = bytes.find_first_of("\r\n");
-  const std::string_view piece = bytes.substr(0, end);
+  std::size_t end = bytes.find_first_of("\r\n");
+  std::string_view piece = bytes.substr(0, end);
   _line.append(piece.substr(0, longestLine - std::min(longestLine, _line.size())));
   bytes.remove_prefix(std::min(piece.size() + 1, bytes.size()));
   return end != std::string_view::npos;
 }
 
 bool GitProgressReader::advance(const GitProgressLine& line) {
-  const auto phases = phasesOf(_transfer);
-  const auto phase = std::ranges::find_if(phases, [&](const Phase& candidate) {
+  auto phases = phasesOf(_transfer);
+  auto phase = std::ranges::find_if(phases, [&](const Phase& candidate) {
     return candidate.title == line.title && candidate.isRemote == line.isRemote;
   });
   if (phase == phases.end()) return false;
-  const double fraction = phase->begin + (phase->end - phase->begin) * line.percent.value_or(0) / 100;
-  const bool isFarther = fraction >= _fraction + leastStep || (line.percent == 100 && fraction > _fraction);
+  double fraction = phase->begin + (phase->end - phase->begin) * line.percent.value_or(0) / 100;
+  bool isFarther = fraction >= _fraction + leastStep || (line.percent == 100 && fraction > _fraction);
   if (_title == line.title && !isFarther) return false;
   _title = line.title;
   _fraction = std::max(_fraction, fraction);

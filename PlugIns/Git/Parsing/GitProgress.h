@@ -23,7 +23,7 @@ std::optional<GitProgressLine> gitReadProgressLine(std::string_view line);
 std::string gitWithoutProgress(std::string_view text);
 
 /// Which way the objects go.
-enum class GitTransfer : unsigned char { Fetch, Push, Clone };
+enum class GitTransfer : unsigned char { fetch, push, clone };
 
 /// Follows git's error output through one command and says how much of the whole is done. Any bytes, cut anywhere; what
 /// is no progress is passed over.
@@ -37,7 +37,7 @@ class GitProgressReader {
   void feed(std::string_view bytes, Sink&& sink) {
     while (!bytes.empty()) {
       if (!takeLine(bytes)) return;
-      if (const auto line = gitReadProgressLine(_line); line && advance(*line)) {
+      if (auto line = gitReadProgressLine(_line); line && advance(*line)) {
         sink(_fraction, line->text, line->title == "Updating files");
       }
       _line.clear();

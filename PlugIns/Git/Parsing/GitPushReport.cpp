@@ -7,26 +7,26 @@ namespace {
 using Result = GitPushedRef::Result;
 
 Result resultOf(char flag, std::string_view summary) {
-  if (flag == '=') return Result::UpToDate;
-  if (flag != '!') return Result::Updated;
-  for (const std::string_view reason : {"(fetch first)", "(non-fast-forward)", "(needs force)", "(stale info)",
-                                        "(remote ref updated since checkout)"}) {
-    if (summary.ends_with(reason)) return Result::OutOfDate;
+  if (flag == '=') return Result::upToDate;
+  if (flag != '!') return Result::updated;
+  for (std::string_view reason : {"(fetch first)", "(non-fast-forward)", "(needs force)", "(stale info)",
+                                  "(remote ref updated since checkout)"}) {
+    if (summary.ends_with(reason)) return Result::outOfDate;
   }
-  return Result::Rejected;
+  return Result::rejected;
 }
 
 /// "<flag>\t<from>:<to>\t<summary>"
 std::optional<GitPushedRef> readLine(std::string_view line) {
   constexpr std::string_view flags = " +-*!=";
   if (line.size() < 2 || flags.find(line[0]) == std::string_view::npos || line[1] != '\t') return std::nullopt;
-  const char flag = line[0];
+  char flag = line[0];
   line.remove_prefix(2);
-  const std::size_t tab = line.find('\t');
-  const std::string_view refs = line.substr(0, tab);
-  const std::size_t colon = refs.find(':');
+  std::size_t tab = line.find('\t');
+  std::string_view refs = line.substr(0, tab);
+  std::size_t colon = refs.find(':');
   if (tab == std::string_view::npos || colon == std::string_view::npos) return std::nullopt;
-  const std::string_view summary = line.substr(tab + 1);
+  std::string_view summary = line.substr(tab + 1);
   return GitPushedRef{resultOf(flag, summary), std::string(refs.substr(0, colon)), std::string(refs.substr(colon + 1)),
                       std::string(summary)};
 }
@@ -36,7 +36,7 @@ std::optional<GitPushedRef> readLine(std::string_view line) {
 std::vector<GitPushedRef> gitReadPushReport(std::string_view output) {
   std::vector<GitPushedRef> refs;
   while (!output.empty()) {
-    const std::string_view line = output.substr(0, output.find('\n'));
+    std::string_view line = output.substr(0, output.find('\n'));
     output.remove_prefix(std::min(line.size() + 1, output.size()));
     if (auto ref = readLine(line)) refs.push_back(std::move(*ref));
   }

@@ -8,14 +8,14 @@
 /// What became of one branch that was sent: a line of `git push --porcelain`.
 struct GitPushedRef {
   enum class Result : unsigned char {
-    Updated,
-    UpToDate,
+    updated,
+    upToDate,
     /// What is there is not part of what was sent.
-    OutOfDate,
+    outOfDate,
     /// The other side's doing: hooks, protected branches.
-    Rejected,
+    rejected,
   };
-  Result result = Result::Updated;
+  Result result = Result::updated;
   /// Full names; the first is empty where a branch was deleted.
   std::string from;
   std::string to;

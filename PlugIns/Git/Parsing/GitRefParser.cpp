@@ -7,15 +7,15 @@ struct Folder {
   GitRefRecord::Kind kind;
 };
 
-constexpr Folder folders[] = {{"refs/heads/", GitRefRecord::Kind::LocalBranch},
-                              {"refs/remotes/", GitRefRecord::Kind::RemoteBranch},
-                              {"refs/tags/", GitRefRecord::Kind::Tag}};
+constexpr Folder folders[] = {{"refs/heads/", GitRefRecord::Kind::localBranch},
+                              {"refs/remotes/", GitRefRecord::Kind::remoteBranch},
+                              {"refs/tags/", GitRefRecord::Kind::tag}};
 
 }  // namespace
 
 bool GitRefParser::next() {
   while (!_error && readFields()) {
-    const auto following = _buffer.peek();
+    auto following = _buffer.peek();
     if (!following) return false;
     if (*following != '\n') return fail("too many fields in a branch");
     _buffer.skipByte();
@@ -35,18 +35,18 @@ bool GitRefParser::readFields() {
 }
 
 bool GitRefParser::read(bool& isSymbolic) {
-  const auto field = [this](std::size_t number) { return _buffer.at(_fields[number]); };
-  const std::string_view fullName = field(0);
-  const std::string_view hash = field(1);
-  const std::string_view head = field(2);
-  const bool hasNoCommit = hash.empty() && fullName.starts_with("refs/tags/");
+  auto field = [this](std::size_t number) { return _buffer.at(_fields[number]); };
+  std::string_view fullName = field(0);
+  std::string_view hash = field(1);
+  std::string_view head = field(2);
+  bool hasNoCommit = hash.empty() && fullName.starts_with("refs/tags/");
   // A field too few shows as a line feed in the name after it.
   if (fullName.empty() || fullName.find('\n') != std::string_view::npos ||
       (hash.size() != 40 && hash.size() != 64 && !hasNoCommit) || (head != "*" && head != " ")) {
     return fail("malformed branch");
   }
   isSymbolic = !field(4).empty();
-  _record = GitRefRecord{GitRefRecord::Kind::Other, head == "*", fullName, fullName, hash, field(3)};
+  _record = GitRefRecord{GitRefRecord::Kind::other, head == "*", fullName, fullName, hash, field(3)};
   for (const Folder& folder : folders) {
     if (fullName.size() > folder.prefix.size() && fullName.starts_with(folder.prefix)) {
       _record.kind = folder.kind;

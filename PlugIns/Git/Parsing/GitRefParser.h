@@ -9,9 +9,9 @@
 
 /// One branch or tag. The views last until the sink returns.
 struct GitRefRecord {
-  enum class Kind : std::uint8_t { LocalBranch, RemoteBranch, Tag, Other };
+  enum class Kind : std::uint8_t { localBranch, remoteBranch, tag, other };
 
-  Kind kind = Kind::Other;
+  Kind kind = Kind::other;
   /// The branch of the working copy that was asked.
   bool isHead = false;
   /// "refs/heads/main".
@@ -28,8 +28,8 @@ struct GitRefRecord {
 inline constexpr std::string_view gitRefFormat =
     "--format=%(refname)%00%(objectname)%00%(HEAD)%00%(upstream)%00%(symref)%00";
 
-/// The same for tags: in place of what a tag's object is, the commit that it stands for, or nothing where that is
-/// another object.
+/// As gitRefFormat, for tags: the commit that a tag stands for takes the place of its object, and nothing does where
+/// that is another object.
 inline constexpr std::string_view gitTagFormat =
     "--format=%(refname)%00%(if:equals=commit)%(objecttype)%(then)%(objectname)%(else)%(if:equals=commit)%(*objecttype)"
     "%(then)%(*objectname)%(end)%(end)%00%(HEAD)%00%(upstream)%00%(symref)%00";
@@ -49,6 +49,6 @@ class GitRefParser final : public qrb::RecordParser<GitRefRecord> {
   bool read(bool& isSymbolic);
 
   std::array<qrb::TokenSpan, 5> _fields;
-  /// Of the fields, how many have arrived.
+  /// How many of the fields have arrived.
   std::size_t _count = 0;
 };

@@ -5,18 +5,18 @@
 std::vector<GitRemoteRef> gitReadRemoteRefs(std::string_view output, std::string_view folder) {
   std::vector<GitRemoteRef> refs;
   while (!output.empty()) {
-    const std::string_view line = output.substr(0, output.find('\n'));
+    std::string_view line = output.substr(0, output.find('\n'));
     output.remove_prefix(std::min(line.size() + 1, output.size()));
-    const std::size_t tab = line.find('\t');
+    std::size_t tab = line.find('\t');
     if (tab == std::string_view::npos) continue;
-    const std::string_view ref = line.substr(tab + 1);
+    std::string_view ref = line.substr(tab + 1);
     if (ref.starts_with(folder)) refs.push_back({line.substr(0, tab), ref.substr(folder.size())});
   }
   return refs;
 }
 
 std::string_view gitHashOfRemoteRef(std::string_view output, std::string_view ref) {
-  const std::vector<GitRemoteRef> refs = gitReadRemoteRefs(output, "");
-  const auto found = std::ranges::find(refs, ref, &GitRemoteRef::name);
+  std::vector<GitRemoteRef> refs = gitReadRemoteRefs(output, "");
+  auto found = std::ranges::find(refs, ref, &GitRemoteRef::name);
   return found == refs.end() ? std::string_view() : found->hash;
 }

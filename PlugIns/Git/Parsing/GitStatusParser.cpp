@@ -25,8 +25,8 @@ constexpr auto stagedLetters = letterTable(true);
 constexpr auto workingLetters = letterTable(false);
 
 std::uint64_t letterBits(char staged, char working) {
-  const std::uint64_t first = stagedLetters[static_cast<unsigned char>(staged)];
-  const std::uint64_t second = workingLetters[static_cast<unsigned char>(working)];
+  std::uint64_t first = stagedLetters[static_cast<unsigned char>(staged)];
+  std::uint64_t second = workingLetters[static_cast<unsigned char>(working)];
   return first == invalid || second == invalid ? invalid : first | second;
 }
 
@@ -116,20 +116,20 @@ bool GitStatusParser::next() {
 bool GitStatusParser::read(std::string_view line, std::string_view original) {
   switch (line[0]) {
     case '1':
-      _record.kind = GitStatusRecord::Kind::Changed;
+      _record.kind = GitStatusRecord::Kind::changed;
       return readTracked(line, 3, 2) && checkPaths();
     case '2':
-      _record.kind = GitStatusRecord::Kind::Renamed;
+      _record.kind = GitStatusRecord::Kind::renamed;
       _record.originalPath = original;
       return readTracked(line, 3, 2) && checkPaths();
     case 'u':
-      _record.kind = GitStatusRecord::Kind::Unmerged;
+      _record.kind = GitStatusRecord::Kind::unmerged;
       return readTracked(line, 4, 3) && checkPaths();
     case '?':
-      _record.kind = GitStatusRecord::Kind::Untracked;
+      _record.kind = GitStatusRecord::Kind::untracked;
       return readUntracked(line, QRBSourceControlStatusUntracked) && checkPaths();
     case '!':
-      _record.kind = GitStatusRecord::Kind::Ignored;
+      _record.kind = GitStatusRecord::Kind::ignored;
       return readUntracked(line, QRBSourceControlStatusIgnored) && checkPaths();
     case '#':
       return readHeader(line);
@@ -139,7 +139,7 @@ bool GitStatusParser::read(std::string_view line, std::string_view original) {
 }
 
 bool GitStatusParser::checkPaths() {
-  const bool needsOriginal = _record.kind == GitStatusRecord::Kind::Renamed;
+  bool needsOriginal = _record.kind == GitStatusRecord::Kind::renamed;
   if (_record.path.empty() || (needsOriginal && _record.originalPath.empty())) {
     return fail("status line without a path");
   }
@@ -159,8 +159,8 @@ bool GitStatusParser::readUntracked(std::string_view line, std::uint64_t status)
 
 bool GitStatusParser::readHeader(std::string_view line) {
   if (!skipField(line, 1)) return fail("short status header");
-  _record.kind = GitStatusRecord::Kind::Header;
-  const std::size_t blank = line.find(' ');
+  _record.kind = GitStatusRecord::Kind::header;
+  std::size_t blank = line.find(' ');
   _record.path = line.substr(0, blank);
   if (blank != std::string_view::npos) _record.originalPath = line.substr(blank + 1);
   return true;
@@ -168,10 +168,10 @@ bool GitStatusParser::readHeader(std::string_view line) {
 
 bool GitStatusParser::readTracked(std::string_view line, std::size_t modes, std::size_t hashes) {
   if (line.size() < headLength || line[1] != ' ' || line[4] != ' ' || line[9] != ' ') return fail("short status line");
-  const std::uint64_t submodule = submoduleBits(line.substr(5, 4));
+  std::uint64_t submodule = submoduleBits(line.substr(5, 4));
   if (submodule == invalid) return fail("unknown submodule field in a status line");
-  const bool unmerged = line[0] == 'u';
-  const std::uint64_t letters = unmerged ? conflictBits(line[2], line[3]) : letterBits(line[2], line[3]);
+  bool unmerged = line[0] == 'u';
+  std::uint64_t letters = unmerged ? conflictBits(line[2], line[3]) : letterBits(line[2], line[3]);
   if (letters == invalid) return fail("unknown letters in a status line");
   std::string_view rest = line.substr(headLength);
   for (std::size_t count = 0; count < modes; ++count) {

@@ -7,9 +7,9 @@
 
 /// One line of `git status --porcelain=v2 -z`. The views last until the sink returns.
 struct GitStatusRecord {
-  enum class Kind : std::uint8_t { Changed, Renamed, Unmerged, Untracked, Ignored, Header };
+  enum class Kind : std::uint8_t { changed, renamed, unmerged, untracked, ignored, header };
 
-  Kind kind = Kind::Changed;
+  Kind kind = Kind::changed;
   /// How alike the two files of a rename or copy are, in percent; 0 for other kinds.
   std::uint8_t similarity = 0;
   /// The bits of QRBSourceControlStatusValues.h; 0 for a header.
@@ -17,7 +17,7 @@ struct GitStatusRecord {
   /// Path from the root of the working copy, as bytes; a folder's without the slash that git ends it with. The name of
   /// a header ("branch.head").
   std::string_view path;
-  /// Of a rename or copy the path it came from; of a header the value. Empty otherwise.
+  /// The path that a rename or copy came from, or the value of a header; empty otherwise.
   std::string_view originalPath;
 };
 

@@ -19,7 +19,7 @@ GitOutcome GitNetworkRequest::findRemote() {
   std::string output;
   GitOutcome outcome = _local.run(gitNetworkSettingsCommand(), output);
   // Nothing is set.
-  if (outcome.exitCode == 1 && outcome.kind == GitOutcome::Kind::Failed) outcome = GitOutcome();
+  if (outcome.exitCode == 1 && outcome.kind == GitOutcome::Kind::failed) outcome = GitOutcome();
   if (!outcome) return outcome;
   _settings = gitReadNetworkSettings(output);
   _configured = _settings.remoteAt(_remote.access().address, _folder);

@@ -10,7 +10,7 @@ namespace {
 /// The part of a list that has the name, made when there is none yet.
 template <class Entry>
 Entry& entryOf(std::vector<Entry>& entries, std::string_view name) {
-  const auto found = std::ranges::find(entries, name, &Entry::name);
+  auto found = std::ranges::find(entries, name, &Entry::name);
   if (found != entries.end()) return *found;
   entries.emplace_back().name = name;
   return entries.back();
@@ -20,7 +20,7 @@ Entry& entryOf(std::vector<Entry>& entries, std::string_view name) {
 bool isOf(std::string_view section, std::string_view key, std::string_view& name, std::string_view& variable) {
   if (!key.starts_with(section)) return false;
   key.remove_prefix(section.size());
-  const std::size_t dot = key.rfind('.');
+  std::size_t dot = key.rfind('.');
   if (dot == std::string_view::npos || dot == 0) return false;
   name = key.substr(0, dot);
   variable = key.substr(dot + 1);
@@ -62,7 +62,7 @@ void set(GitNetworkSettings& settings, std::string_view key, std::string_view va
 
 template <class Entry>
 const Entry* entryNamed(const std::vector<Entry>& entries, std::string_view name) {
-  const auto found = std::ranges::find(entries, name, &Entry::name);
+  auto found = std::ranges::find(entries, name, &Entry::name);
   return found == entries.end() ? nullptr : &*found;
 }
 
@@ -70,8 +70,8 @@ const Entry* entryNamed(const std::vector<Entry>& entries, std::string_view name
 
 std::string_view GitNetworkSettings::rebaseOf(std::string_view branch) const {
   const GitBranchSettings* const own = branchNamed(branch);
-  const std::string_view setting = own != nullptr && !own->rebase.empty() ? own->rebase : pullRebase;
-  const bool isFalse = setting == "false" || setting == "no" || setting == "off" || setting == "0";
+  std::string_view setting = own != nullptr && !own->rebase.empty() ? own->rebase : pullRebase;
+  bool isFalse = setting == "false" || setting == "no" || setting == "off" || setting == "0";
   return isFalse ? std::string_view() : setting;
 }
 
@@ -82,9 +82,9 @@ GitCommand gitNetworkSettingsCommand() {
 GitNetworkSettings gitReadNetworkSettings(std::string_view output) {
   GitNetworkSettings settings;
   while (!output.empty()) {
-    const std::string_view entry = output.substr(0, output.find('\0'));
+    std::string_view entry = output.substr(0, output.find('\0'));
     output.remove_prefix(std::min(entry.size() + 1, output.size()));
-    const std::size_t end = entry.find('\n');
+    std::size_t end = entry.find('\n');
     // A variable without a value is a true one.
     set(settings, entry.substr(0, end), end == std::string_view::npos ? "true" : entry.substr(end + 1));
   }
@@ -93,7 +93,7 @@ GitNetworkSettings gitReadNetworkSettings(std::string_view output) {
 
 const GitRemoteSettings* GitNetworkSettings::remoteAt(const qrb::RemoteAddress& address,
                                                       std::string_view folder) const {
-  const auto isThere = [&](const std::string& url) {
+  auto isThere = [&](const std::string& url) {
     qrb::RemoteAddress place = qrb::RemoteAddress::parse(url);
     if (place.scheme == "file" && !place.path.starts_with('/')) {
       place.path = qrb::standardizedPath(std::string(folder).append(1, '/').append(place.path));
@@ -117,21 +117,21 @@ const GitBranchSettings* GitNetworkSettings::branchNamed(std::string_view name) 
 std::string gitTrackingRef(const GitRemoteSettings& remote, std::string_view remoteRef) {
   for (std::string_view rule : remote.fetchRules) {
     if (rule.starts_with('+')) rule.remove_prefix(1);
-    const std::size_t colon = rule.find(':');
+    std::size_t colon = rule.find(':');
     if (colon == std::string_view::npos) continue;
-    const std::string_view from = rule.substr(0, colon);
-    const std::string_view to = rule.substr(colon + 1);
+    std::string_view from = rule.substr(0, colon);
+    std::string_view to = rule.substr(colon + 1);
     if (from == remoteRef) return std::string(to);
-    const std::size_t star = from.find('*');
-    const std::size_t place = to.find('*');
+    std::size_t star = from.find('*');
+    std::size_t place = to.find('*');
     if (star == std::string_view::npos || place == std::string_view::npos) continue;
-    const std::string_view before = from.substr(0, star);
-    const std::string_view after = from.substr(star + 1);
+    std::string_view before = from.substr(0, star);
+    std::string_view after = from.substr(star + 1);
     if (remoteRef.size() < before.size() + after.size() || !remoteRef.starts_with(before) ||
         !remoteRef.ends_with(after)) {
       continue;
     }
-    const std::string_view middle = remoteRef.substr(before.size(), remoteRef.size() - before.size() - after.size());
+    std::string_view middle = remoteRef.substr(before.size(), remoteRef.size() - before.size() - after.size());
     return std::string(to.substr(0, place)).append(middle).append(to.substr(place + 1));
   }
   return {};

@@ -27,12 +27,12 @@ bool followsAnything(const GitNetworkSettings& settings, std::string_view branch
 /// reads the name as one of this repository means that.
 std::vector<std::string> sourcesFor(const GitPushSources& sources, const GitNetworkSettings& settings,
                                     const GitRemoteSettings* remote, std::string_view remoteBranch) {
-  const std::string to = refOf(remoteBranch);
+  std::string to = refOf(remoteBranch);
   std::vector<std::string> meant;
   // One without commits is in no list.
-  const bool isHere = std::ranges::find(sources.branches, remoteBranch) != sources.branches.end();
+  bool isHere = std::ranges::find(sources.branches, remoteBranch) != sources.branches.end();
   if (isHere || sources.current == remoteBranch) meant.emplace_back(remoteBranch);
-  const bool isOther = !sources.current.empty() && sources.current != remoteBranch;
+  bool isOther = !sources.current.empty() && sources.current != remoteBranch;
   if (isOther && followedBy(settings, remote, sources.current) == to) meant.push_back(sources.current);
   if (!meant.empty()) return meant;
   std::ranges::copy_if(sources.branches, std::back_inserter(meant),

@@ -21,7 +21,7 @@ struct GitPushPlan {
 
 /// What a repository has to send.
 struct GitPushSources {
-  /// Of the branches that are there, without a folder.
+  /// The names of the branches that are there, without a folder.
   std::vector<std::string> branches;
   /// The branch checked out, without a folder; empty where none is.
   std::string current;

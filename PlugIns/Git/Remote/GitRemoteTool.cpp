@@ -48,9 +48,9 @@ qrb::Error GitRemoteTool::open() {
   _tool.setSideChannel(_channel.descriptor(), [this] { _channel.serve(); });
   _tool.addSetting("remote." + gitReachedRemote() + ".url=" + _access.text);
   // Helpers know other users of the same server, and would keep what the request brought.
-  if (_access.kind == Kind::Password) _tool.addSetting("credential.helper=");
+  if (_access.kind == Kind::password) _tool.addSetting("credential.helper=");
   // Or the one user's that the request names.
-  if (_access.kind == Kind::None && !_access.user.empty()) _tool.addSetting("credential.username=" + _access.user);
+  if (_access.kind == Kind::none && !_access.user.empty()) _tool.addSetting("credential.username=" + _access.user);
   // Helpers are not to ask the user. The setting of that meaning would keep later versions of git from asking here.
   _tool.addVariable("GCM_INTERACTIVE", "never");
   // Long work shows from its beginning.
@@ -59,8 +59,8 @@ qrb::Error GitRemoteTool::open() {
   _tool.addVariable("GIT_REFLOG_ACTION", "fetch");
   useSSH();
   GitNeutralization neutralization;
-  if (const GitOutcome outcome = readNeutralization(neutralization); !outcome) return errorFor(outcome);
-  const bool isTrusted = _access.address.scheme == "https" && !_access.trustedFingerprint.empty();
+  if (GitOutcome outcome = readNeutralization(neutralization); !outcome) return errorFor(outcome);
+  bool isTrusted = _access.address.scheme == "https" && !_access.trustedFingerprint.empty();
   if (qrb::Error error = isTrusted ? trustCertificate(neutralization.settings) : qrb::Error()) return error;
   _tool.setNeutralization(std::move(neutralization));
   return {};
@@ -87,7 +87,7 @@ GitOutcome GitRemoteTool::run(const GitCommand& command, const GitTool::Output& 
 
 /// Whatever the address is, a setting may lead from there to ssh; then it gets nothing that the request brought.
 void GitRemoteTool::useSSH() {
-  const std::string program = sshProgram();
+  std::string program = sshProgram();
   const qrb::RemoteAccess& access = _access.address.isSSH() ? _access : qrb::RemoteAccess();
   _tool.addVariable("GIT_SSH_COMMAND", qrb::shellCommand(program, qrb::sshArguments(access, qrb::askpassProgram())));
   if (program == "ssh") _tool.addVariable("GIT_SSH_VARIANT", "ssh");
@@ -103,11 +103,11 @@ std::optional<qrb::ServerCertificate> GitRemoteTool::certificate(std::string& re
 /// certificate's key for good, and no other.
 qrb::Error GitRemoteTool::trustCertificate(GitNeutralization::Pairs& settings) const {
   std::string reason;
-  const auto shown = certificate(reason);
+  auto shown = certificate(reason);
   if (!shown) return QRBSourceControlError_RemoteRepositoryNotFound(reason);
   if (shown->hasFingerprint(_access.trustedFingerprint)) {
     // Nothing fits an address better than itself, and of what fits as well the last counts.
-    const std::string section = "http." + _access.text + ".";
+    std::string section = "http." + _access.text + ".";
     settings.emplace_back(section + "sslVerify", "false");
     settings.emplace_back(section + "pinnedPubkey", shown->pin);
     return {};
@@ -122,14 +122,14 @@ qrb::Error GitRemoteTool::trustCertificate(GitNeutralization::Pairs& settings) c
 
 bool GitRemoteTool::wasAccepted(const GitOutcome& outcome) const {
   if (outcome) return true;
-  if (!outcome.failedWith(GitFailureKind::RemoteNotFound)) return false;
+  if (!outcome.failedWith(GitFailureKind::remoteNotFound)) return false;
   // Over SSH one has to log in to be told anything.
-  const bool isAnyone = _access.kind == Kind::None && _access.user.empty();
+  bool isAnyone = _access.kind == Kind::none && _access.user.empty();
   return _answers.gaveSecret() || _access.address.isSSH() || isAnyone;
 }
 
 void GitRemoteTool::follow(const GitRemoteSettings& remote) {
-  const std::string section = "remote." + gitReachedRemote() + ".";
+  std::string section = "remote." + gitReachedRemote() + ".";
   for (const std::string& rule : remote.fetchRules) _tool.addSetting(section + "fetch=" + rule);
   for (const auto& [variable, value] : remote.settings) {
     if (_access.address.scheme == "http" && variable.starts_with("proxy")) continue;
@@ -141,21 +141,21 @@ void GitRemoteTool::follow(const GitRemoteSettings& remote) {
 }
 
 qrb::Error GitRemoteTool::errorFor(const GitOutcome& outcome) const {
-  if (outcome.kind != GitOutcome::Kind::Failed) return gitError(outcome, GitSubject::Repository, {});
+  if (outcome.kind != GitOutcome::Kind::failed) return gitError(outcome, GitSubject::repository, {});
   const GitFailure& failure = outcome.failure;
   switch (failure.kind) {
-    case GitFailureKind::AuthenticationFailed:
+    case GitFailureKind::authenticationFailed:
       return authenticationError(failure);
-    case GitFailureKind::KeyInvalid:
+    case GitFailureKind::keyInvalid:
       return QRBSourceControlError_AuthenticationSSHKeyInvalid(qrb::URL::fileURL(_access.keyFile));
-    case GitFailureKind::HostKeyUnverified:
+    case GitFailureKind::hostKeyUnverified:
       return QRBSourceControlError_AuthenticationSSHFingerprintInvalid(failure.message, _answers.hostFingerprint());
-    case GitFailureKind::CertificateInvalid:
+    case GitFailureKind::certificateInvalid:
       return certificateError(failure);
-    case GitFailureKind::NotARepository:
+    case GitFailureKind::notARepository:
       return QRBSourceControlError_RemoteRepositoryNotFound(failure.message);
     default:
-      return gitError(outcome, GitSubject::Repository, _remote ? _remote->displayName() : qrb::String());
+      return gitError(outcome, GitSubject::repository, _remote ? _remote->displayName() : qrb::String());
   }
 }
 
@@ -166,14 +166,14 @@ qrb::Error GitRemoteTool::authenticationError(const GitFailure& failure) const {
         _access.text + " leads to another server, " + _answers.foreignServer() +
         ", which wants a login of its own. Use its address instead if you trust it.\n" + failure.message);
   }
-  const bool wasTried = _answers.gaveSecret() || (_access.address.isSSH() && _access.kind != Kind::None);
+  bool wasTried = _answers.gaveSecret() || (_access.address.isSSH() && _access.kind != Kind::none);
   if (wasTried) return QRBSourceControlError_AuthenticationCredentialsInvalid(failure.message);
   return gitErrorWithMessage(QRBSourceControlError_AuthenticationStrategyUnsupported(), failure.message);
 }
 
 qrb::Error GitRemoteTool::certificateError(const GitFailure& failure) const {
-  const qrb::Error error = QRBSourceControlError_AuthenticationSSLCertificateInvalid(failure.message);
+  qrb::Error error = QRBSourceControlError_AuthenticationSSLCertificateInvalid(failure.message);
   std::string reason;
-  const auto shown = certificate(reason);
+  auto shown = certificate(reason);
   return shown ? withFingerprint(error, shown->fingerprint) : error;
 }

@@ -45,8 +45,8 @@ class Transfer {
     GitPathList copies;
     for (const Entry& entry : _entries) {
       if (entry.isSubmodule)
-        return refusal(GitFailureKind::Other, entry.path, "is a submodule, which cannot be copied");
-      const std::string from = gitPathOnDisk(_root, entry.path);
+        return refusal(GitFailureKind::other, entry.path, "is a submodule, which cannot be copied");
+      std::string from = gitPathOnDisk(_root, entry.path);
       std::error_code error;
       // What is gone from a folder is no part of it any more.
       if (!fs::exists(fs::symlink_status(from, error))) continue;
@@ -75,7 +75,7 @@ class Transfer {
 
  private:
   GitOutcome readEntries() {
-    const GitPathSet sources(_sources);
+    GitPathSet sources(_sources);
     GitIndexParser parser;
     return _tool.parse(gitIndexCommand(), parser, [&](const GitIndexRecord& record) {
       // A path in conflict comes once for each side.
@@ -92,8 +92,8 @@ class Transfer {
     for (std::size_t place = 0; place < _sources.size(); ++place) {
       const std::string& source = _sources[place];
       std::error_code error;
-      if (source == ".") return refusal(GitFailureKind::PathOutside, source, "is the working copy itself");
-      if (gitIsBeyondLink(_root, source)) return refusal(GitFailureKind::PathOutside, source, "lies beyond a link");
+      if (source == ".") return refusal(GitFailureKind::pathOutside, source, "is the working copy itself");
+      if (gitIsBeyondLink(_root, source)) return refusal(GitFailureKind::pathOutside, source, "lies beyond a link");
       if (!fs::exists(fs::symlink_status(gitPathOnDisk(_root, source), error))) {
         return gitUnknownPath(source, "is not there");
       }
@@ -107,12 +107,12 @@ class Transfer {
     for (std::size_t place = 0; place < _targets.size(); ++place) {
       const std::string& target = _targets[place];
       std::error_code error;
-      if (gitIsBeyondLink(_root, target)) return refusal(GitFailureKind::PathOutside, target, "lies beyond a link");
+      if (gitIsBeyondLink(_root, target)) return refusal(GitFailureKind::pathOutside, target, "lies beyond a link");
       if (fs::exists(fs::symlink_status(gitPathOnDisk(_root, target), error)) || !targets.insert(target).second) {
-        return refusal(GitFailureKind::FileExists, target, "already exists");
+        return refusal(GitFailureKind::fileExists, target, "already exists");
       }
       if (target.starts_with(_sources[place] + "/")) {
-        return refusal(GitFailureKind::Other, target, "lies within what is to become it");
+        return refusal(GitFailureKind::other, target, "lies within what is to become it");
       }
     }
     return {};

@@ -7,85 +7,85 @@
 /// Why git failed, as far as the caller answers it in its own way.
 enum class GitFailureKind : std::uint8_t {
   /// Anything else: the message says it.
-  Other,
+  other,
   /// The program could not be started.
-  GitMissing,
+  gitMissing,
   /// Git died of a signal.
-  Killed,
+  killed,
   /// A pipe or a device stands where git expects a file.
-  Obstructed,
-  NotARepository,
+  obstructed,
+  notARepository,
   /// The repository belongs to another user, and git refuses to trust it.
-  DubiousOwnership,
-  /// Of a format, or with an extension, that this git does not know.
-  RepositoryTooNew,
+  dubiousOwnership,
+  /// The repository has a format or an extension that this git does not know.
+  repositoryTooNew,
   /// What was asked needs a working copy, and the repository is bare.
-  NoWorkingCopy,
+  noWorkingCopy,
   /// HEAD names a branch that has no commit yet.
-  UnbornHead,
-  UnknownRevision,
+  unbornHead,
+  unknownRevision,
   /// What was asked for as a revision is the contents of a file or of a folder.
-  FileNotRevision,
-  FolderNotRevision,
+  fileNotRevision,
+  folderNotRevision,
   /// The current branch follows none, or HEAD is at no branch.
-  NoUpstream,
-  NoCommonAncestor,
+  noUpstream,
+  noCommonAncestor,
   /// A branch that was to be changed or removed.
-  UnknownBranch,
-  UnknownPath,
+  unknownBranch,
+  unknownPath,
   /// A file that is not on disk, where it was to be looked at.
-  FileDeleted,
+  fileDeleted,
   /// A folder or a submodule in place of a file.
-  NotAFile,
+  notAFile,
   /// What was to be added is what the rules of the repository leave out.
-  Ignored,
+  ignored,
   /// A path that lies outside of the working copy.
-  PathOutside,
+  pathOutside,
   /// What was to be made is there already.
-  FileExists,
+  fileExists,
   /// Another process holds a lock file, or came in between.
-  Locked,
+  locked,
   /// A branch, tag or remote that was to be made, or one whose name leaves no room for it.
-  Exists,
+  exists,
   /// A branch that a working copy has checked out.
-  BranchInUse,
-  IndexUnreadable,
-  RepositoryCorrupt,
+  branchInUse,
+  indexUnreadable,
+  repositoryCorrupt,
   /// A branch, a tag or HEAD is there, and what it stands for is not.
-  TargetMissing,
-  ConfigurationBroken,
+  targetMissing,
+  configurationBroken,
   /// A merge, rebase or the like has to be ended first.
-  MidOperation,
+  midOperation,
   /// Local changes would be lost.
-  LocalChanges,
+  localChanges,
   /// A merge could not be finished; what is left to do is in the working copy.
-  MergeConflict,
-  NothingToCommit,
-  PermissionDenied,
-  DiskFull,
-  ReadOnlyFileSystem,
+  mergeConflict,
+  nothingToCommit,
+  permissionDenied,
+  diskFull,
+  readOnlyFileSystem,
   /// The user has no name or no e-mail address configured.
-  IdentityUnknown,
-  AuthenticationFailed,
-  HostKeyUnverified,
-  CertificateInvalid,
-  ProtocolNotAllowed,
+  identityUnknown,
+  authenticationFailed,
+  hostKeyUnverified,
+  certificateInvalid,
+  protocolNotAllowed,
   /// No remote of that name is configured.
-  UnknownRemote,
-  RemoteNotFound,
-  RemoteUnreachable,
+  unknownRemote,
+  remoteNotFound,
+  remoteUnreachable,
   /// The server is there and the user known, but not allowed to do that.
-  RemotePermissionDenied,
+  remotePermissionDenied,
   /// What the remote was asked for by name.
-  RemoteBranchMissing,
+  remoteBranchMissing,
   /// A file of ssh's that holds no key.
-  KeyInvalid,
-  RemoteOutOfDate,
-  RemoteRejected,
+  keyInvalid,
+  remoteOutOfDate,
+  remoteRejected,
 };
 
 struct GitFailure {
-  GitFailureKind kind = GitFailureKind::Other;
+  GitFailureKind kind = GitFailureKind::other;
   /// What the failure is about, where the message tells: of Locked the lock file's path, of UnknownRevision the
   /// revision, of RepositoryCorrupt the object, of TargetMissing the ref, of paths the path, of DubiousOwnership the
   /// folder, of RemoteBranchMissing the branch, of Killed the signal.

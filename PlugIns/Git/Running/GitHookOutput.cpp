@@ -12,7 +12,7 @@ constexpr std::string_view kHint = "hint:";
 
 void passOn(std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t written = ::write(STDERR_FILENO, bytes.data(), bytes.size());
+    ssize_t written = ::write(STDERR_FILENO, bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;
     // Nobody listens, which is no reason to stop a commit.
     if (written <= 0) return;
@@ -53,8 +53,8 @@ void HintFilter::take(std::string_view bytes) {
       _beginning.clear();
       continue;
     }
-    const std::size_t end = bytes.find('\n');
-    const std::string_view line = bytes.substr(0, end == std::string_view::npos ? end : end + 1);
+    std::size_t end = bytes.find('\n');
+    std::string_view line = bytes.substr(0, end == std::string_view::npos ? end : end + 1);
     if (_line == Line::kept) kept += line;
     if (end != std::string_view::npos) _line = Line::undecided;
     bytes.remove_prefix(line.size());

@@ -14,9 +14,9 @@ GitLockWait::GitLockWait(std::chrono::milliseconds patience, int hostConnection)
     : _patience(patience), _hostConnection(hostConnection) {}
 
 bool GitLockWait::wait() {
-  const auto now = std::chrono::steady_clock::now();
+  auto now = std::chrono::steady_clock::now();
   if (!_end) _end = now + _patience;
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(*_end - now);
+  auto left = std::chrono::ceil<std::chrono::milliseconds>(*_end - now);
   if (left.count() <= 0) return false;
   pollfd host{_hostConnection, POLLRDHUP, 0};
   if (::poll(&host, 1, static_cast<int>(std::min(left, _next).count())) > 0) return false;

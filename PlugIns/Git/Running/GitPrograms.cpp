@@ -78,16 +78,16 @@ bool gitIsScopeOfRepository(std::string_view scope) {
 /// "<scope>\0<key>\n<value>\0"
 void gitForEachSetting(std::string_view listing,
                        const std::function<void(std::string_view, std::string_view, std::string_view)>& found) {
-  const auto take = [&] {
-    const std::size_t end = std::min(listing.find('\0'), listing.size());
-    const std::string_view token = listing.substr(0, end);
+  auto take = [&] {
+    std::size_t end = std::min(listing.find('\0'), listing.size());
+    std::string_view token = listing.substr(0, end);
     listing.remove_prefix(std::min(end + 1, listing.size()));
     return token;
   };
   while (!listing.empty()) {
-    const std::string_view scope = take();
-    const std::string_view setting = take();
-    const std::size_t end = std::min(setting.find('\n'), setting.size());
+    std::string_view scope = take();
+    std::string_view setting = take();
+    std::size_t end = std::min(setting.find('\n'), setting.size());
     found(scope, setting.substr(0, end), end < setting.size() ? setting.substr(end + 1) : "true");
   }
 }
@@ -117,8 +117,8 @@ void takeBackByVariable(GitNeutralization& result, const char* variable, const V
 
 GitNeutralization gitNeutralizePrograms(std::string_view listing) {
   GitNeutralization result;
-  const std::map<std::string, Values> all = readValues(listing);
-  const auto isOfMissingObjects = [](const auto& entry) {
+  std::map<std::string, Values> all = readValues(listing);
+  auto isOfMissingObjects = [](const auto& entry) {
     return entry.first.ends_with(".promisor") || entry.first == "extensions.partialclone";
   };
   result.fetchesMissingObjects = std::ranges::any_of(all, isOfMissingObjects);

@@ -21,7 +21,7 @@ struct GitNeutralization {
   using Pairs = std::vector<std::pair<std::string, std::string>>;
   /// Give to each what the user has chosen for its name, or nothing. In their order they win over every file.
   Pairs settings;
-  /// Of the environment, for what no setting can take back.
+  /// Variables of the environment, for what no setting can take back.
   Pairs variables;
   /// The repository is a partial clone: git fetches what it lacks while it looks.
   bool fetchesMissingObjects = false;

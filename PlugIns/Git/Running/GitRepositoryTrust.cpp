@@ -21,7 +21,7 @@ namespace {
 using qrb::FileDescriptor;
 
 bool holds(std::string_view text, std::string_view word) {
-  const auto isSame = [](char a, char b) { return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b; };
+  auto isSame = [](char a, char b) { return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b; };
   return std::search(text.begin(), text.end(), word.begin(), word.end(), isSame) != text.end();
 }
 
@@ -48,7 +48,7 @@ class Look {
 
   GitRepositoryTrust take() {
     GitRepositoryTrust trust;
-    const FileDescriptor root(::open(_path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    FileDescriptor root(::open(_path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (root.valid() && findFolders(root.get()) && hasPlainHead() && hasStore() && readConfigurations()) {
       trust.isPlain = true;
       trust.mayNamePrograms = gitMayNamePrograms(_configuration);
@@ -68,7 +68,7 @@ class Look {
   }
 
  private:
-  enum class Kind : unsigned char { Absent, File, Folder, Other };
+  enum class Kind : unsigned char { absent, file, folder, other };
 
   int own() const { return _own.get(); }
   int common() const { return _common.valid() ? _common.get() : _own.get(); }
@@ -78,18 +78,18 @@ class Look {
     struct stat information {};
     if (::fstatat(folder, name, &information, 0) != 0) {
       // A link that leads nowhere is there all the same.
-      const bool isAbsent = errno == ENOENT && ::fstatat(folder, name, &information, AT_SYMLINK_NOFOLLOW) != 0;
-      return isAbsent ? Kind::Absent : Kind::Other;
+      bool isAbsent = errno == ENOENT && ::fstatat(folder, name, &information, AT_SYMLINK_NOFOLLOW) != 0;
+      return isAbsent ? Kind::absent : Kind::other;
     }
-    if (S_ISREG(information.st_mode)) return Kind::File;
-    if (S_ISDIR(information.st_mode)) return Kind::Folder;
+    if (S_ISREG(information.st_mode)) return Kind::file;
+    if (S_ISDIR(information.st_mode)) return Kind::folder;
     report(folder, name, "is a pipe or a device, where git expects a file");
-    return Kind::Other;
+    return Kind::other;
   }
 
   static std::string pathOf(int folder) {
     std::array<char, PATH_MAX> path{};
-    const ssize_t length = ::readlink(("/proc/self/fd/" + std::to_string(folder)).c_str(), path.data(), path.size());
+    ssize_t length = ::readlink(("/proc/self/fd/" + std::to_string(folder)).c_str(), path.data(), path.size());
     return {path.data(), length > 0 ? static_cast<std::size_t>(length) : 0};
   }
 
@@ -101,7 +101,7 @@ class Look {
 
   /// Git reads some files of a few lines whole, or byte by byte, however long they are.
   void findLength(int folder, const char* name) {
-    if (folder < 0 || kindOf(folder, name) != Kind::File) return;
+    if (folder < 0 || kindOf(folder, name) != Kind::file) return;
     struct stat information {};
     if (::fstatat(folder, name, &information, 0) == 0 && information.st_size > static_cast<off_t>(gitTrustedSize)) {
       report(folder, name, "is longer than any such file of git's");
@@ -112,7 +112,7 @@ class Look {
   /// where there is no end of folders.
   void findLink(int folder, const char* name) {
     struct stat information {};
-    const bool isThere = folder >= 0 && ::fstatat(folder, name, &information, AT_SYMLINK_NOFOLLOW) == 0;
+    bool isThere = folder >= 0 && ::fstatat(folder, name, &information, AT_SYMLINK_NOFOLLOW) == 0;
     if (isThere && S_ISLNK(information.st_mode))
       report(folder, name, "is a link, where git expects a folder of its own");
   }
@@ -123,15 +123,15 @@ class Look {
 
   /// The text of a file without zero bytes; absent where it cannot be had whole.
   std::optional<std::string> read(int folder, const char* name, std::size_t limit) {
-    if (kindOf(folder, name) != Kind::File) return std::nullopt;
-    const FileDescriptor file(::openat(folder, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (kindOf(folder, name) != Kind::file) return std::nullopt;
+    FileDescriptor file(::openat(folder, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat information {};
     if (!file.valid() || ::fstat(file.get(), &information) != 0 || !S_ISREG(information.st_mode)) return std::nullopt;
     if (information.st_size > static_cast<off_t>(limit)) return std::nullopt;
     std::string text(static_cast<std::size_t>(information.st_size) + 1, '\0');
     std::size_t length = 0;
     while (length < text.size()) {
-      const ssize_t got = ::read(file.get(), text.data() + length, text.size() - length);
+      ssize_t got = ::read(file.get(), text.data() + length, text.size() - length);
       if (got < 0 && errno == EINTR) continue;
       if (got < 0) return std::nullopt;
       if (got == 0) break;
@@ -148,7 +148,7 @@ class Look {
     constexpr std::size_t longest = 4096;
     auto text = read(folder, name, longest);
     if (text && text->ends_with('\n')) text->pop_back();
-    const bool isLine = text && !text->empty() && text->find_first_of("\r\n") == std::string::npos;
+    bool isLine = text && !text->empty() && text->find_first_of("\r\n") == std::string::npos;
     return isLine ? text : std::nullopt;
   }
 
@@ -159,26 +159,26 @@ class Look {
   /// The repository's folder and the one that all its working copies share.
   bool findFolders(int root) {
     switch (kindOf(root, ".git")) {
-      case Kind::Absent:
+      case Kind::absent:
         // A bare repository, if it is any.
         _own = openFolder(root, ".");
         break;
-      case Kind::Folder:
+      case Kind::folder:
         _own = openFolder(root, ".git");
         break;
-      case Kind::File: {
+      case Kind::file: {
         constexpr std::string_view label = "gitdir: ";
-        const auto line = readLine(root, ".git");
+        auto line = readLine(root, ".git");
         if (!line || !line->starts_with(label) || line->size() == label.size()) return false;
         _own = openFolder(root, line->c_str() + label.size());
         break;
       }
-      case Kind::Other:
+      case Kind::other:
         return false;
     }
     if (!_own.valid()) return false;
-    if (kindOf(own(), "commondir") == Kind::Absent) return true;
-    const auto line = readLine(own(), "commondir");
+    if (kindOf(own(), "commondir") == Kind::absent) return true;
+    auto line = readLine(own(), "commondir");
     if (line) _common = openFolder(own(), line->c_str());
     return _common.valid();
   }
@@ -186,13 +186,13 @@ class Look {
   bool hasPlainHead() {
     struct stat information {};
     if (::fstatat(own(), "HEAD", &information, AT_SYMLINK_NOFOLLOW) != 0) return false;
-    const auto line = readLine(own(), "HEAD");
+    auto line = readLine(own(), "HEAD");
     return S_ISREG(information.st_mode) && line && (line->starts_with("ref: refs/") || isObjectName(*line));
   }
 
   bool hasStore() {
     for (const char* name : {"objects", "refs"}) {
-      if (kindOf(common(), name) != Kind::Folder || ::faccessat(common(), name, X_OK, 0) != 0) return false;
+      if (kindOf(common(), name) != Kind::folder || ::faccessat(common(), name, X_OK, 0) != 0) return false;
     }
     return true;
   }
@@ -201,8 +201,8 @@ class Look {
     const std::pair<int, const char*> files[] = {
         {common(), "config"}, {common(), "config.worktree"}, {own(), "config"}, {own(), "config.worktree"}};
     for (const auto& [folder, name] : std::span(files).first(_common.valid() ? 4 : 2)) {
-      if (kindOf(folder, name) == Kind::Absent) continue;
-      const auto text = read(folder, name, gitTrustedSize);
+      if (kindOf(folder, name) == Kind::absent) continue;
+      auto text = read(folder, name, gitTrustedSize);
       if (!text) return false;
       _configuration.append(*text).push_back('\n');
     }
@@ -210,11 +210,11 @@ class Look {
   }
 
   bool mayHoldSubmodules() {
-    const FileDescriptor listed(::openat(own(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    FileDescriptor listed(::openat(own(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const std::unique_ptr<DIR, int (*)(DIR*)> folder(::fdopendir(::dup(listed.get())), ::closedir);
     if (!folder) return true;
     while (const dirent* const entry = ::readdir(folder.get())) {
-      const std::string_view name = entry->d_name;
+      std::string_view name = entry->d_name;
       if (name != "index" && !name.starts_with("sharedindex.")) continue;
       if (fileHoldsSubmoduleKind(entry->d_name)) return true;
     }
@@ -225,16 +225,16 @@ class Look {
   bool fileHoldsSubmoduleKind(const char* name) {
     constexpr std::size_t pieceSize = std::size_t{256} << 10;
     constexpr std::size_t overlap = 3;
-    if (kindOf(own(), name) != Kind::File) return true;
-    const FileDescriptor file(::openat(own(), name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (kindOf(own(), name) != Kind::file) return true;
+    FileDescriptor file(::openat(own(), name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!file.valid()) return true;
-    const auto bytes = std::make_unique_for_overwrite<char[]>(overlap + pieceSize);
+    auto bytes = std::make_unique_for_overwrite<char[]>(overlap + pieceSize);
     std::size_t kept = 0;
     for (;;) {
-      const ssize_t got = ::read(file.get(), bytes.get() + kept, pieceSize);
+      ssize_t got = ::read(file.get(), bytes.get() + kept, pieceSize);
       if (got < 0 && errno == EINTR) continue;
       if (got <= 0) return got < 0;
-      const std::string_view piece(bytes.get(), kept + static_cast<std::size_t>(got));
+      std::string_view piece(bytes.get(), kept + static_cast<std::size_t>(got));
       if (holdsSubmoduleKind(piece)) return true;
       kept = std::min(overlap, piece.size());
       std::memmove(bytes.get(), piece.data() + piece.size() - kept, kept);

@@ -32,9 +32,9 @@ std::string variable(const char* name) {
 /// The folders in which programs are looked for by name.
 std::vector<std::string> foldersOfPrograms() {
   std::vector<std::string> folders;
-  const std::string path = variable("PATH");
+  std::string path = variable("PATH");
   for (std::size_t begin = 0; begin <= path.size();) {
-    const std::size_t end = std::min(path.find(':', begin), path.size());
+    std::size_t end = std::min(path.find(':', begin), path.size());
     if (path.substr(begin, 1) == "/") folders.push_back(path.substr(begin, end - begin));
     begin = end + 1;
   }
@@ -45,7 +45,7 @@ std::vector<std::string> foldersOfPrograms() {
 class ProgramHead {
  public:
   explicit ProgramHead(const std::string& path) : _file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {
-    const ssize_t length = _file.valid() ? ::pread(_file.get(), _bytes.data(), _bytes.size(), 0) : 0;
+    ssize_t length = _file.valid() ? ::pread(_file.get(), _bytes.data(), _bytes.size(), 0) : 0;
     _length = length > 0 ? static_cast<std::size_t>(length) : 0;
   }
 
@@ -56,9 +56,9 @@ class ProgramHead {
     std::vector<std::string> words;
     std::string_view line = text().substr(2, text().find('\n') - 2);
     while (!line.empty()) {
-      const std::size_t begin = std::min(line.find_first_not_of(" \t\r"), line.size());
+      std::size_t begin = std::min(line.find_first_not_of(" \t\r"), line.size());
       line.remove_prefix(begin);
-      const std::size_t end = std::min(line.find_first_of(" \t\r"), line.size());
+      std::size_t end = std::min(line.find_first_of(" \t\r"), line.size());
       if (end > 0) words.emplace_back(line.substr(0, end));
       line.remove_prefix(end);
     }
@@ -89,7 +89,7 @@ class ProgramHead {
     std::memcpy(&header, _bytes.data(), sizeof header);
     for (std::size_t number = 0; number < header.e_phnum; ++number) {
       Segment segment;
-      const std::size_t place = header.e_phoff + number * sizeof segment;
+      std::size_t place = header.e_phoff + number * sizeof segment;
       if (!read(place, reinterpret_cast<char*>(&segment), sizeof segment)) return {};
       if (segment.p_type != PT_INTERP || segment.p_filesz > 4096) continue;
       std::string path(segment.p_filesz, '\0');
@@ -110,15 +110,15 @@ class Programs {
 
   /// By path, or by name as PATH has it.
   void add(const std::string& program) {
-    const std::string path = program.find('/') == std::string::npos ? qrb::executableInPath(program) : program;
+    std::string path = program.find('/') == std::string::npos ? qrb::executableInPath(program) : program;
     if (path.empty() || std::ranges::find(_executables, path) != _executables.end()) return;
     _executables.push_back(path);
-    const ProgramHead head(path);
+    ProgramHead head(path);
     if (head.isScript()) {
       for (const std::string& word : head.interpreterOfScript()) {
         if (!word.starts_with('-')) add(word);
       }
-    } else if (const std::string loader = head.loader(); !loader.empty()) {
+    } else if (std::string loader = head.loader(); !loader.empty()) {
       add(loader);
     }
   }
@@ -128,9 +128,9 @@ class Programs {
     add("/bin/sh");
     std::string first = command.substr(0, command.find_first_of(" \t"));
     if (first.starts_with("~/")) first.replace(0, 1, variable("HOME"));
-    const std::string path = first.find('/') == std::string::npos ? qrb::executableInPath(first) : first;
+    std::string path = first.find('/') == std::string::npos ? qrb::executableInPath(first) : first;
     add(path);
-    const bool isPlainCall = command.find_first_of("|&;<>()$`\\\"'\n*?[#~{!") == std::string::npos;
+    bool isPlainCall = command.find_first_of("|&;<>()$`\\\"'\n*?[#~{!") == std::string::npos;
     if (!isPlainCall || path.empty() || ProgramHead(path).isScript()) addInstalled();
   }
 
@@ -147,9 +147,9 @@ class Programs {
 /// The folder of git's own programs, where it is usual to be for a git in that place.
 std::string usualFolderOfGit(const std::string& git) {
   std::error_code error;
-  const fs::path program = fs::canonical(git, error);
+  fs::path program = fs::canonical(git, error);
   if (error) return {};
-  const fs::path prefix = program.parent_path().parent_path();
+  fs::path prefix = program.parent_path().parent_path();
   for (const char* const folder : {"lib/git-core", "libexec/git-core"}) {
     if (fs::exists(prefix / folder / "git", error)) return (prefix / folder).string();
   }
@@ -157,7 +157,7 @@ std::string usualFolderOfGit(const std::string& git) {
 }
 
 void addGit(Programs& programs, std::vector<std::string>& executables, const GitAsk& ask) {
-  const std::string git = qrb::executableInPath("git");
+  std::string git = qrb::executableInPath("git");
   if (git.empty()) return;
   programs.add(git);
   std::string folder = variable("GIT_EXEC_PATH");
@@ -185,14 +185,14 @@ std::optional<std::string> textOf(const fs::path& file) {
 std::vector<fs::path> configurationFiles() {
   std::vector<fs::path> files;
   if (variable("GIT_CONFIG_NOSYSTEM").empty()) {
-    const std::string system = variable("GIT_CONFIG_SYSTEM");
+    std::string system = variable("GIT_CONFIG_SYSTEM");
     // Which of them git reads, it was told when it was built.
     files.insert(files.end(), {system.empty() ? "/etc/gitconfig" : system, "/usr/local/etc/gitconfig"});
   }
-  if (const std::string global = variable("GIT_CONFIG_GLOBAL"); !global.empty()) {
+  if (std::string global = variable("GIT_CONFIG_GLOBAL"); !global.empty()) {
     files.emplace_back(global);
-  } else if (const fs::path home = variable("HOME"); !home.empty()) {
-    const std::string settings = variable("XDG_CONFIG_HOME");
+  } else if (fs::path home = variable("HOME"); !home.empty()) {
+    std::string settings = variable("XDG_CONFIG_HOME");
     files.insert(files.end(),
                  {home / ".gitconfig", (settings.empty() ? home / ".config" : fs::path(settings)) / "git/config"});
   }
@@ -202,7 +202,7 @@ std::vector<fs::path> configurationFiles() {
 /// Whether a file of the user's configuration says something. They are the user's own: in doubt it does.
 bool userMaySay(bool (*says)(std::string_view)) {
   return std::ranges::any_of(configurationFiles(), [says](const fs::path& file) {
-    const auto text = textOf(file);
+    auto text = textOf(file);
     return text && says(*text);
   });
 }
@@ -212,9 +212,9 @@ bool userMaySay(bool (*says)(std::string_view)) {
 std::vector<GitUserFilter> filtersOfUser(const GitAsk& ask) {
   std::vector<GitUserFilter> filters;
   for (const fs::path& file : configurationFiles()) {
-    const auto text = textOf(file);
+    auto text = textOf(file);
     if (!text) continue;
-    const auto plain = gitPlainFilters(*text);
+    auto plain = gitPlainFilters(*text);
     if (!plain) return gitUserFilters(ask(gitFiltersCommand()));
     filters.insert(filters.end(), plain->begin(), plain->end());
   }
@@ -244,11 +244,11 @@ bool isSpread(const fs::path& repository) {
 
 /// Whether the attributes in the root of a working copy speak of a filter.
 bool usesFilter(const std::string& folder, const std::string& name) {
-  const fs::path attributes = fs::path(folder) / ".gitattributes";
+  fs::path attributes = fs::path(folder) / ".gitattributes";
   std::error_code error;
   if (fs::symlink_status(attributes, error).type() != fs::file_type::regular) return false;
   if (fs::file_size(attributes, error) > gitTrustedSize || error) return false;
-  const auto text = textOf(attributes);
+  auto text = textOf(attributes);
   return text && text->find("filter=" + name) != std::string::npos;
 }
 
@@ -260,7 +260,7 @@ std::string storeOf(const GitUserFilter& filter, const GitLookedAt& repository) 
   constexpr std::string_view gitsOwn[] = {".",    "..",      "objects", "refs",      "hooks", "info",
                                           "logs", "modules", "config",  "worktrees", "HEAD",  "index"};
   if (std::ranges::find(gitsOwn, filter.name) != std::end(gitsOwn)) return {};
-  const fs::path folder = fs::path(commonFolder) / filter.name;
+  fs::path folder = fs::path(commonFolder) / filter.name;
   // This one makes its store when it is first needed, which may be by a status.
   if (filter.name == "lfs" && usesFilter(repository.folder, filter.name)) fs::create_directory(folder, error);
   return fs::is_directory(fs::symlink_status(folder, error)) ? folder.string() : std::string();
@@ -289,7 +289,7 @@ qrb::SandboxRules gitRulesForLooking(const GitLooking& looking, const GitLookedA
     // Git starts the other side of a connection through the shell, and ssh as the host's environment says.
     programs.add("/bin/sh");
     programs.add("ssh");
-    if (const std::string command = variable("GIT_SSH_COMMAND"); !command.empty()) programs.addCommandLine(command);
+    if (std::string command = variable("GIT_SSH_COMMAND"); !command.empty()) programs.addCommandLine(command);
   }
   return rules;
 }

@@ -25,20 +25,20 @@ void setEnvironment(ToolCommand& tool, const GitCommand& command) {
   while (environ != nullptr && environ[count] != nullptr) ++count;
   const std::span<const char* const> inherited(environ, count);
   for (const char* const entry : inherited) {
-    const std::string_view text(entry);
+    std::string_view text(entry);
     tool.unsetEnvironment.emplace_back(text.substr(0, text.find('=')));
   }
   for (const std::string& assignment : gitEnvironment(inherited, command.access, command.output)) {
-    const std::size_t end = assignment.find('=');
+    std::size_t end = assignment.find('=');
     if (end != std::string::npos) tool.environment.emplace_back(assignment.substr(0, end), assignment.substr(end + 1));
   }
 }
 
 /// The folder above, which ends git's search for a repository.
 std::string ceilingOf(const std::string& folder) {
-  const std::size_t end = folder.find_last_not_of('/');
+  std::size_t end = folder.find_last_not_of('/');
   if (end == std::string::npos) return {};
-  const std::size_t slash = folder.find_last_of('/', end);
+  std::size_t slash = folder.find_last_of('/', end);
   if (slash == std::string::npos) return {};
   return slash == 0 ? "/" : folder.substr(0, slash);
 }
@@ -46,32 +46,32 @@ std::string ceilingOf(const std::string& folder) {
 GitFailure launchFailure(const qrb::LaunchFailure& failure) {
   switch (failure.step) {
     case qrb::LaunchFailure::Step::find:
-      return {GitFailureKind::GitMissing, {}, failure.text};
+      return {GitFailureKind::gitMissing, {}, failure.text};
     case qrb::LaunchFailure::Step::workingDirectory:
-      return {GitFailureKind::NotARepository, {}, failure.text};
+      return {GitFailureKind::notARepository, {}, failure.text};
     default:
-      return {GitFailureKind::Other, {}, failure.text};
+      return {GitFailureKind::other, {}, failure.text};
   }
 }
 
 GitOutcome obstacleIn(const std::string& path, const std::string& fault) {
   // A file that is too long is damage; only what is no file has a headline of its own.
   std::error_code error;
-  const bool isFile = std::filesystem::is_regular_file(path, error);
-  return GitOutcome::failed({isFile ? GitFailureKind::RepositoryCorrupt : GitFailureKind::Obstructed, path,
+  bool isFile = std::filesystem::is_regular_file(path, error);
+  return GitOutcome::failed({isFile ? GitFailureKind::repositoryCorrupt : GitFailureKind::obstructed, path,
                              "“" + path + "” " + fault + ". Remove it if you do not know what it is for."});
 }
 
 GitOutcome outcomeOf(const ToolResult& result, bool hasRunHooks) {
   GitOutcome outcome;
-  outcome.kind = GitOutcome::Kind::Failed;
+  outcome.kind = GitOutcome::Kind::failed;
   switch (result.outcome) {
     case ToolResult::Outcome::stopped:
-      outcome.kind = GitOutcome::Kind::Stopped;
+      outcome.kind = GitOutcome::Kind::stopped;
       break;
     case ToolResult::Outcome::cancelled:
     case ToolResult::Outcome::tookTooLong:
-      outcome.kind = GitOutcome::Kind::Cancelled;
+      outcome.kind = GitOutcome::Kind::cancelled;
       break;
     case ToolResult::Outcome::obstructed:
       return obstacleIn(result.obstacle, "is a pipe or a device, where git expects a file");
@@ -81,12 +81,12 @@ GitOutcome outcomeOf(const ToolResult& result, bool hasRunHooks) {
       break;
     case ToolResult::Outcome::ended:
       if (result.succeeded()) {
-        outcome.kind = GitOutcome::Kind::Succeeded;
+        outcome.kind = GitOutcome::Kind::succeeded;
         break;
       }
       // Whatever it has written before, its end is what the failure is about.
       if (result.wasKilled()) {
-        outcome.failure = {GitFailureKind::Killed, result.status.description(), result.complaint("Git")};
+        outcome.failure = {GitFailureKind::killed, result.status.description(), result.complaint("Git")};
         break;
       }
       if (result.status.kind == qrb::ExitStatus::Kind::exited) outcome.exitCode = result.status.value;
@@ -137,13 +137,13 @@ GitTool::Output appendTo(std::string& text) {
 
 GitOutcome GitOutcome::failed(GitFailure failure) {
   GitOutcome outcome;
-  outcome.kind = Kind::Failed;
+  outcome.kind = Kind::failed;
   outcome.failure = std::move(failure);
   return outcome;
 }
 
 GitOutcome GitOutcome::unreadable(const std::string& what, std::uint64_t offset) {
-  return failed({GitFailureKind::Other,
+  return failed({GitFailureKind::other,
                  {},
                  "What git printed could not be read: " + what + " (byte " + std::to_string(offset) + ")"});
 }
@@ -154,14 +154,14 @@ GitTool::GitTool(std::string folder, int hostConnection, GitProtections protecti
 }
 
 GitOutcome GitTool::run(const GitCommand& command, const Output& onOutput, const Output& onError) const {
-  if (!command) return GitOutcome::failed({GitFailureKind::UnknownRevision, {}, command.refusal});
-  if (_folder.empty()) return GitOutcome::failed({GitFailureKind::NotARepository, {}, "not a folder of this machine"});
-  const bool writes = command.access == GitAccess::Write;
+  if (!command) return GitOutcome::failed({GitFailureKind::unknownRevision, {}, command.refusal});
+  if (_folder.empty()) return GitOutcome::failed({GitFailureKind::notARepository, {}, "not a folder of this machine"});
+  bool writes = command.access == GitAccess::write;
   if (!trust().obstacle.empty()) return obstacleIn(trust().obstacle, trust().obstacleFault);
   GitNeutralization neutralization;
   if (_neutralization) neutralization = *_neutralization;
   if (_protections.guard) {
-    const GitOutcome outcome = writes ? refuseElsewhere() : neutralize(command, neutralization);
+    GitOutcome outcome = writes ? refuseElsewhere() : neutralize(command, neutralization);
     if (!outcome) return outcome;
   }
   if (_looking || _isChanging) {
@@ -186,7 +186,7 @@ ToolCommand GitTool::prepare(const GitCommand& command) const {
   tool.path = "git";
   tool.expectsFilesOnly = true;
   // Git writes its staging area in some commands that only look, and tells a hook.
-  if (command.access == GitAccess::Read && !command.runsHooks && _protections.guard) {
+  if (command.access == GitAccess::read && !command.runsHooks && _protections.guard) {
     tool.arguments.insert(tool.arguments.end(), {"-c", "core.hooksPath=/dev/null"});
   }
   for (const std::string& setting : _settings) tool.arguments.insert(tool.arguments.end(), {"-c", setting});
@@ -205,22 +205,22 @@ ToolCommand GitTool::prepare(const GitCommand& command) const {
 
 GitOutcome GitTool::runPrepared(const GitCommand& command, const ToolCommand& tool, const Output& onOutput,
                                 const Output& onError) const {
-  const auto runOnce = [&](const Output& reader) {
+  auto runOnce = [&](const Output& reader) {
     GitOutcome outcome = outcomeOf(_runner.run(tool, reader, onError), command.runsHooks);
     // Git says of some files only that they could not be written.
-    const bool isUnexplained = outcome.failedWith(GitFailureKind::Other) && command.access == GitAccess::Write;
-    if (isUnexplained && isDiskFull(_folder)) outcome.failure.kind = GitFailureKind::DiskFull;
+    bool isUnexplained = outcome.failedWith(GitFailureKind::other) && command.access == GitAccess::write;
+    if (isUnexplained && isDiskFull(_folder)) outcome.failure.kind = GitFailureKind::diskFull;
     return outcome;
   };
-  if (command.access == GitAccess::Read) return runOnce(onOutput);
+  if (command.access == GitAccess::read) return runOnce(onOutput);
   bool hasPrinted = false;
-  const Output onFirstOutput = [&](std::string_view bytes) {
+  Output onFirstOutput = [&](std::string_view bytes) {
     hasPrinted = true;
     return !onOutput || onOutput(bytes);
   };
   GitLockWait lock(_lockPatience, _hostConnection);
   GitOutcome outcome = runOnce(onFirstOutput);
-  while (outcome.failedWith(GitFailureKind::Locked) && !hasPrinted && lock.wait()) {
+  while (outcome.failedWith(GitFailureKind::locked) && !hasPrinted && lock.wait()) {
     outcome = runOnce(onFirstOutput);
   }
   return outcome;
@@ -232,17 +232,17 @@ const GitRepositoryTrust& GitTool::trust() const {
 }
 
 GitOutcome GitTool::findPrograms(std::string& listing) const {
-  const GitCommand command = gitProgramSettingsCommand();
-  const Output collect = [&](std::string_view bytes) {
+  GitCommand command = gitProgramSettingsCommand();
+  Output collect = [&](std::string_view bytes) {
     listing.append(bytes);
     return listing.size() <= longestListing;
   };
   GitOutcome outcome = runPrepared(command, prepare(command), collect, {});
-  if (outcome.kind == GitOutcome::Kind::Stopped) {
-    return GitOutcome::failed({GitFailureKind::ConfigurationBroken, _folder,
+  if (outcome.kind == GitOutcome::Kind::stopped) {
+    return GitOutcome::failed({GitFailureKind::configurationBroken, _folder,
                                "The repository's configuration names more programs than can be looked through."});
   }
-  const bool hasNone = outcome.kind == GitOutcome::Kind::Failed && outcome.exitCode == 1 && listing.empty();
+  bool hasNone = outcome.kind == GitOutcome::Kind::failed && outcome.exitCode == 1 && listing.empty();
   return hasNone ? GitOutcome() : outcome;
 }
 
@@ -261,8 +261,8 @@ GitOutcome GitTool::neutralize(const GitCommand& command, GitNeutralization& res
 
 /// Adds what the submodules below a folder name. They inherit the settings.
 GitOutcome GitTool::neutralizeSubmodules(const std::string& folder, int depth, GitNeutralization& result) const {
-  const GitRepositoryTrust below = depth == 0 ? trust() : gitTrust(folder);
-  const GitTool tool(folder, _hostConnection);
+  GitRepositoryTrust below = depth == 0 ? trust() : gitTrust(folder);
+  GitTool tool(folder, _hostConnection);
   if (!below.obstacle.empty()) return obstacleIn(below.obstacle, below.obstacleFault);
   if (depth > 0 && below.mayNamePrograms) {
     std::string listing;
@@ -271,11 +271,11 @@ GitOutcome GitTool::neutralizeSubmodules(const std::string& folder, int depth, G
   }
   if (!below.mayHoldSubmodules) return {};
   if (depth == deepestSubmodule) {
-    return GitOutcome::failed({GitFailureKind::RepositoryCorrupt, folder, "The submodules are nested too deep."});
+    return GitOutcome::failed({GitFailureKind::repositoryCorrupt, folder, "The submodules are nested too deep."});
   }
   std::vector<std::string> submodules;
   GitIndexParser parser;
-  const GitCommand command = gitIndexCommand();
+  GitCommand command = gitIndexCommand();
   GitOutcome outcome = tool.runPrepared(command, tool.prepare(command),
                                         [&](std::string_view bytes) {
                                           return parser.feed(bytes, [&](const GitIndexRecord& record) {
@@ -299,16 +299,16 @@ GitOutcome GitTool::refuseElsewhere() const {
 }
 
 GitOutcome GitTool::findElsewhere() const {
-  const GitCommand command = gitLocationCommand();
+  GitCommand command = gitLocationCommand();
   std::string output;
-  const GitOutcome outcome = runPrepared(command, prepare(command), appendTo(output), {});
-  const auto location = gitReadLocation(output);
+  GitOutcome outcome = runPrepared(command, prepare(command), appendTo(output), {});
+  auto location = gitReadLocation(output);
   // Where there is no repository there is none to move, and the command itself will say so.
-  if (outcome.failedWith(GitFailureKind::NotARepository) && output.empty()) return {};
+  if (outcome.failedWith(GitFailureKind::notARepository) && output.empty()) return {};
   if (!location) return outcome ? GitOutcome::unreadable("no location", 0) : outcome;
   std::error_code error;
   if (location->root.empty() || std::filesystem::equivalent(location->root, _folder, error)) return {};
-  return GitOutcome::failed({GitFailureKind::NotARepository, _folder,
+  return GitOutcome::failed({GitFailureKind::notARepository, _folder,
                              "The repository in “" + _folder + "” says that its files are in “" + location->root +
                                  "” (core.worktree). Changes are made there only when that folder is asked for."});
 }
@@ -317,18 +317,18 @@ GitOutcome GitTool::enterSandbox(const GitNeutralization& neutralization) const 
   // One process serves one request, which looks at one repository.
   static bool hasEntered = false;
   if (hasEntered) return {};
-  const auto ask = [this](const GitCommand& command) {
+  auto ask = [this](const GitCommand& command) {
     std::string output;
     runPrepared(command, prepare(command), appendTo(output), {});
     if (output.ends_with('\n')) output.pop_back();
     return output;
   };
-  const GitLookedAt repository{_folder, trust().commonFolder, neutralization.fetchesMissingObjects};
+  GitLookedAt repository{_folder, trust().commonFolder, neutralization.fetchesMissingObjects};
   auto rules = _looking ? gitRulesForLooking(*_looking, repository, ask) : gitRulesForChanging(_folder, trust(), ask);
   if (rules) rules->mayListRoot = _folder == "/";
-  if (const int error = rules && _protections.sandbox ? qrb::enterSandbox(*rules) : 0) {
+  if (int error = rules && _protections.sandbox ? qrb::enterSandbox(*rules) : 0) {
     return GitOutcome::failed(
-        {GitFailureKind::Other,
+        {GitFailureKind::other,
          {},
          "The system refused to limit what git may do: " + std::string(::strerrordesc_np(error))});
   }

@@ -19,21 +19,21 @@
 /// How a git command ended.
 struct GitOutcome {
   enum class Kind : unsigned char {
-    Succeeded,
+    succeeded,
     /// The reader of the output had enough, which is no failure.
-    Stopped,
-    Failed,
+    stopped,
+    failed,
     /// The host is gone, so nobody waits for an answer.
-    Cancelled,
+    cancelled,
   };
-  Kind kind = Kind::Succeeded;
-  /// Of a git that ended by itself.
+  Kind kind = Kind::succeeded;
+  /// Set where git ended by itself.
   int exitCode = 0;
   /// Meaningful when failed.
   GitFailure failure;
 
-  explicit operator bool() const { return kind == Kind::Succeeded || kind == Kind::Stopped; }
-  bool failedWith(GitFailureKind why) const { return kind == Kind::Failed && failure.kind == why; }
+  explicit operator bool() const { return kind == Kind::succeeded || kind == Kind::stopped; }
+  bool failedWith(GitFailureKind why) const { return kind == Kind::failed && failure.kind == why; }
   static GitOutcome failed(GitFailure failure);
   /// The failure of a reader that met output which is not git's.
   static GitOutcome unreadable(const std::string& what, std::uint64_t offset);

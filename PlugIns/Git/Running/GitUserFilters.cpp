@@ -13,13 +13,13 @@ namespace {
 /// The last word of "filter.<name>.<word>", and the name.
 std::pair<std::string_view, std::string_view> partsOf(std::string_view key) {
   constexpr std::string_view section = "filter.";
-  const std::size_t dot = key.rfind('.');
+  std::size_t dot = key.rfind('.');
   if (!key.starts_with(section) || dot < section.size()) return {};
   return {key.substr(section.size(), dot - section.size()), key.substr(dot + 1)};
 }
 
 std::string_view trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(" \t\r");
+  std::size_t begin = text.find_first_not_of(" \t\r");
   if (begin == std::string_view::npos) return {};
   return text.substr(begin, text.find_last_not_of(" \t\r") + 1 - begin);
 }
@@ -57,7 +57,7 @@ std::vector<GitUserFilter> gitUserFilters(std::string_view listing) {
   std::vector<GitUserFilter> filters;
   gitForEachSetting(listing, [&](std::string_view scope, std::string_view key, std::string_view value) {
     if (gitIsScopeOfRepository(scope) || value.empty()) return;
-    if (const auto [name, word] = partsOf(key); !name.empty()) {
+    if (auto [name, word] = partsOf(key); !name.empty()) {
       filters.push_back({std::string(name), std::string(value)});
     }
   });
@@ -74,21 +74,21 @@ std::optional<std::vector<GitUserFilter>> gitPlainFilters(std::string_view confi
   }
   std::string_view filter;
   while (!configuration.empty()) {
-    const std::size_t end = std::min(configuration.find('\n'), configuration.size());
-    const std::string_view line = trimmed(configuration.substr(0, end));
+    std::size_t end = std::min(configuration.find('\n'), configuration.size());
+    std::string_view line = trimmed(configuration.substr(0, end));
     configuration.remove_prefix(std::min(end + 1, configuration.size()));
     if (line.empty() || line.starts_with('#') || line.starts_with(';')) continue;
     if (line.starts_with('[')) {
-      const auto name = filterOfSection(line);
+      auto name = filterOfSection(line);
       if (!name) return std::nullopt;
       filter = *name;
       continue;
     }
     if (filter.empty()) continue;
-    const std::size_t equals = line.find('=');
+    std::size_t equals = line.find('=');
     if (!isFilterWord(lowerCase(trimmed(line.substr(0, equals))))) continue;
     if (equals == std::string_view::npos) return std::nullopt;
-    const std::string_view command = trimmed(line.substr(equals + 1));
+    std::string_view command = trimmed(line.substr(equals + 1));
     if (command.find_first_of("\"\\#;") != std::string_view::npos) return std::nullopt;
     if (!command.empty()) filters.push_back({std::string(filter), std::string(command)});
   }

@@ -29,10 +29,10 @@ bool isObjectName(std::string_view text) {
 
 /// A branch's name, an object name, or (as old versions made it) a symbolic link to a branch.
 bool hasHead(const fs::path& gitDirectory) {
-  const fs::path head = gitDirectory / "HEAD";
+  fs::path head = gitDirectory / "HEAD";
   std::error_code error;
-  if (const fs::path target = fs::read_symlink(head, error); !error) return target.string().starts_with("refs/");
-  const auto text = readLine(head);
+  if (fs::path target = fs::read_symlink(head, error); !error) return target.string().starts_with("refs/");
+  auto text = readLine(head);
   return text && (text->starts_with("ref:") || isObjectName(*text));
 }
 
@@ -46,7 +46,7 @@ fs::path follow(const fs::path& folder, const std::string& path) {
 /// The folder with what all working copies of the repository share; none when this is no repository.
 std::optional<fs::path> commonDirectory(const fs::path& gitDirectory) {
   fs::path common = gitDirectory;
-  if (const auto relative = readLine(gitDirectory / "commondir")) common = follow(gitDirectory, *relative);
+  if (auto relative = readLine(gitDirectory / "commondir")) common = follow(gitDirectory, *relative);
   std::error_code error;
   if (!hasHead(gitDirectory) || !fs::is_directory(common / "objects", error) ||
       !fs::is_directory(common / "refs", error)) {
@@ -57,11 +57,11 @@ std::optional<fs::path> commonDirectory(const fs::path& gitDirectory) {
 
 /// What ".git" is or, as a file, points to: worktrees and submodules have their repositories elsewhere.
 std::optional<fs::path> gitDirectoryOf(const fs::path& root) {
-  const fs::path entry = root / ".git";
+  fs::path entry = root / ".git";
   std::error_code error;
   if (fs::is_directory(entry, error)) return entry;
   constexpr std::string_view label = "gitdir: ";
-  const auto line = readLine(entry);
+  auto line = readLine(entry);
   if (!line || !line->starts_with(label)) return std::nullopt;
   return follow(root, line->substr(label.size()));
 }
@@ -69,7 +69,7 @@ std::optional<fs::path> gitDirectoryOf(const fs::path& root) {
 }  // namespace
 
 bool gitIsMerging(const std::string& root) {
-  const auto gitDirectory = gitDirectoryOf(root);
+  auto gitDirectory = gitDirectoryOf(root);
   std::error_code error;
   return gitDirectory &&
          (fs::exists(*gitDirectory / "MERGE_HEAD", error) || fs::exists(*gitDirectory / "CHERRY_PICK_HEAD", error));
@@ -77,9 +77,9 @@ bool gitIsMerging(const std::string& root) {
 
 std::vector<std::string> gitRepositoryFolders(const std::string& folder) {
   // Without a ".git" the folder is the repository itself.
-  const fs::path gitDirectory = gitDirectoryOf(folder).value_or(folder);
+  fs::path gitDirectory = gitDirectoryOf(folder).value_or(folder);
   std::vector<std::string> folders;
-  const auto common = commonDirectory(gitDirectory);
+  auto common = commonDirectory(gitDirectory);
   if (!common) return folders;
   folders.push_back(gitDirectory.string());
   if (*common != gitDirectory) folders.push_back(common->string());
@@ -92,13 +92,13 @@ std::optional<GitWorkingCopyPlace> gitProbeWorkingCopy(const std::string& path) 
   fs::path root = fs::path(path).lexically_normal();
   if (!root.has_filename() && root.has_parent_path()) root = root.parent_path();
   if (root.filename() == ".git") root = root.parent_path();
-  const auto gitDirectory = gitDirectoryOf(root);
+  auto gitDirectory = gitDirectoryOf(root);
   if (!gitDirectory) return std::nullopt;
-  const auto common = commonDirectory(*gitDirectory);
+  auto common = commonDirectory(*gitDirectory);
   if (!common) return std::nullopt;
   std::error_code error;
   if (fs::equivalent(*common, root / ".git", error)) return GitWorkingCopyPlace{root.string(), root.string()};
   if (common->filename() == ".git") return GitWorkingCopyPlace{root.string(), common->parent_path().string()};
-  const bool isOnlyWorkingCopy = *common == *gitDirectory;
+  bool isOnlyWorkingCopy = *common == *gitDirectory;
   return GitWorkingCopyPlace{root.string(), isOnlyWorkingCopy ? root.string() : common->string()};
 }

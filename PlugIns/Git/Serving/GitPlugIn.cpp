@@ -32,7 +32,7 @@ std::string GitPlugIn::folderOf(const QRBSourceControlRepositoryPtr& repository)
 const QRBSourceControlSystemPtr& GitPlugIn::system() {
   if (!_system) {
     // The plug-in's version and not git's: it tells systems apart, and must not change under a host's feet.
-    const auto system = QRBSourceControlSystem::initWithName(
+    auto system = QRBSourceControlSystem::initWithName(
         "Git", QRBSourceControlGitPlugInIdentifier, QRB_GIT_PLUG_IN_VERSION, ".git",
         std::set<qrb::String>{"git", ".git"}, true, true, false, false, false,
         QRBSourceControlAuthenticationTypeAnonymous | QRBSourceControlAuthenticationTypeBasic |
@@ -54,17 +54,17 @@ GitWorkingCopyLock GitPlugIn::lockOn(const QRBSourceControlWorkingCopyPtr& worki
 
 GitOutcome GitPlugIn::change(const QRBSourceControlWorkingCopyPtr& workingCopy,
                              const std::function<GitOutcome(const GitTool&, const std::string&)>& work) const {
-  const std::string root = folderOf(workingCopy);
+  std::string root = folderOf(workingCopy);
   GitWorkingCopyLock lock = lockOn(workingCopy);
   return work(toolFor(workingCopy), root);
 }
 
 qrb::Error GitPlugIn::errorFor(const GitOutcome& outcome, const QRBSourceControlWorkingCopyPtr& workingCopy) {
-  return gitError(outcome, GitSubject::WorkingCopy, workingCopy ? workingCopy->displayName() : qrb::String());
+  return gitError(outcome, GitSubject::workingCopy, workingCopy ? workingCopy->displayName() : qrb::String());
 }
 
 qrb::Error GitPlugIn::errorFor(const GitOutcome& outcome, const QRBSourceControlRepositoryPtr& repository) {
-  return gitError(outcome, GitSubject::Repository, repository ? repository->displayName() : qrb::String());
+  return gitError(outcome, GitSubject::repository, repository ? repository->displayName() : qrb::String());
 }
 
 void GitPlugIn::sourceControlSystem(Answer<QRBSourceControlSystemPtr> completionBlock) {
@@ -76,7 +76,7 @@ void GitPlugIn::scanForWorkingCopiesInPotentialWorkingCopies(const std::vector<q
   WorkingCopies found;
   for (const qrb::URL& candidate : potentialWorkingCopies) {
     if (!candidate.isFileURL()) continue;
-    const auto place = gitProbeWorkingCopy(candidate.path().str());
+    auto place = gitProbeWorkingCopy(candidate.path().str());
     if (!place) continue;
     auto repository = QRBSourceControlRepository::initWithURL(qrb::URL::fileURL(place->repository, true), system());
     found.push_back(QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
@@ -103,15 +103,15 @@ qrb::Error GitPlugIn::statusOf(const QRBSourceControlWorkingCopyPtr& workingCopy
                                QRBSourceControlPathStatusesPtr& statuses) {
   GitStatusCollector collector;
   GitStatusParser parser;
-  const GitOutcome outcome = lookAt(workingCopy, {.convertsFiles = true})
-                                 .parse(gitStatusCommand({}), parser, [&](const GitStatusRecord& record) {
-                                   if (record.kind == GitStatusRecord::Kind::Header) return;
-                                   collector.add(record.path, record.status);
-                                   constexpr std::uint64_t renamed =
-                                       QRBSourceControlStatusRenamed | QRBSourceControlStatusStagedRenamed;
-                                   if ((record.status & renamed) != 0)
-                                     collector.add(record.originalPath, QRBSourceControlStatusMovedAway);
-                                 });
+  GitOutcome outcome = lookAt(workingCopy, {.convertsFiles = true})
+                           .parse(gitStatusCommand({}), parser, [&](const GitStatusRecord& record) {
+                             if (record.kind == GitStatusRecord::Kind::header) return;
+                             collector.add(record.path, record.status);
+                             constexpr std::uint64_t renamed =
+                                 QRBSourceControlStatusRenamed | QRBSourceControlStatusStagedRenamed;
+                             if ((record.status & renamed) != 0)
+                               collector.add(record.originalPath, QRBSourceControlStatusMovedAway);
+                           });
   if (!outcome) return errorFor(outcome, workingCopy);
   statuses = collector.take();
   return {};
@@ -121,14 +121,14 @@ qrb::Error GitPlugIn::remoteStatusOf(const QRBSourceControlWorkingCopyPtr& worki
                                      QRBSourceControlPathStatusesPtr& statuses) {
   GitStatusCollector collector;
   GitNameStatusParser parser;
-  const GitOutcome outcome = lookAt(workingCopy).parse(gitRemoteStatusCommand(), parser, [&](const GitChange& change) {
+  GitOutcome outcome = lookAt(workingCopy).parse(gitRemoteStatusCommand(), parser, [&](const GitChange& change) {
     collector.add(change.path, gitRemoteChangeStatus(change.letter));
     if (change.letter == 'R') collector.add(change.originalPath, gitRemoteChangeStatus('D'));
   });
   // Nothing can come in where there is nothing to come from, or nothing yet to compare it with.
-  const bool hasNothingIncoming = outcome.failedWith(GitFailureKind::NoUpstream) ||
-                                  outcome.failedWith(GitFailureKind::UnbornHead) ||
-                                  outcome.failedWith(GitFailureKind::NoCommonAncestor);
+  bool hasNothingIncoming = outcome.failedWith(GitFailureKind::noUpstream) ||
+                            outcome.failedWith(GitFailureKind::unbornHead) ||
+                            outcome.failedWith(GitFailureKind::noCommonAncestor);
   if (!outcome && !hasNothingIncoming) return errorFor(outcome, workingCopy);
   statuses = collector.take();
   return {};

@@ -74,7 +74,7 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   /// working copy, to be resolved and committed or discarded.
   void mergeBranch(const QRBSourceControlBranchPtr& branch, const QRBSourceControlWorkingCopyPtr& intoWorkingCopy,
                    Completion<> completionBlock) override;
-  /// Of a remote branch the local one of that name is checked out, or made to follow it. A new branch is made at the
+  /// For a remote branch, the local one of that name is checked out, or made to follow it. A new branch is made at the
   /// revision that pins it, or where the working copy is. Tags and revisions are checked out without a branch. The
   /// reply is where the working copy is now.
   void switchLocation(const QRBSourceControlRevisionLocationPtr& location,
@@ -99,8 +99,8 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   /// Absent, without an error, where a shallow or empty history does not hold the commit that would tell.
   void identifierOfRepositoryForWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
                                             Completion<qrb::String> completionBlock) override;
-  /// Of a remote repository, what its HEAD is there; so are its branches and the revisions of its locations asked of
-  /// the server. What a revision pins is taken as it is then, since no server tells whether it has it.
+  /// The HEAD of a remote repository is asked of its server, as its branches and the revisions of its locations are.
+  /// What a revision pins is taken as it is then, since no server tells whether it has it.
   void headRevisionOfRepository(const QRBSourceControlRepositoryPtr& repository,
                                 Completion<QRBSourceControlRevisionPtr> completionBlock) override;
   /// Each pinned to its newest revision, in the order of the names.
@@ -114,7 +114,7 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   void listRemoteBranchesOfRepository(const QRBSourceControlRepositoryPtr& repository,
                                       const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
                                       Completion<Branches, QRBSourceControlRemoteBranchesPtr> completionBlock) override;
-  /// Of a branch or tag, of a revision in any form that git reads as one (abbreviations too), of what pins a location.
+  /// The location is a branch or tag, a revision in any form that git reads (abbreviations too), or pinned by one.
   void revisionOfLocation(const QRBSourceControlRevisionLocationPtr& location,
                           const QRBSourceControlRepositoryPtr& inRepository,
                           const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
@@ -207,7 +207,7 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   void forceUpdateWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
                               const QRBSourceControlRemoteRepositoryPtr& fromRepository,
                               Completion<> completionBlock) override;
-  /// Of a bare revision a remote does not tell whether it has it, so that is not looked at.
+  /// A remote does not tell whether it has a bare revision, so that is not looked at.
   void validateAuthenticationOfRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& repository,
                                                 const QRBSourceControlRevisionLocationPtr& location,
                                                 const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
@@ -221,7 +221,7 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
                                        Completion<QRBSourceControlWorkingCopyPtr> completionBlock) override;
 
  private:
-  /// Of remote repositories, which are on no disk of this machine: what they say themselves.
+  /// What a remote repository, which is on no disk of this machine, says itself.
   qrb::Error listRemote(const QRBSourceControlRemoteRepositoryPtr& repository, const std::string& refs,
                         std::string& output) const;
   /// Asks a server at an address without a repository whether it lets in who asks.
@@ -267,7 +267,7 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   qrb::Error removeRemoteBranch(const QRBSourceControlBranchPtr& branch,
                                 const QRBSourceControlRepositoryPtr& fromRepository,
                                 const QRBSourceControlRemoteRepositoryPtr& remoteRepository);
-  /// Of a command that reached a remote: what failed here is told of the repository here.
+  /// The error of a command that reached a remote: what failed here is told of the repository here.
   static qrb::Error errorFor(const GitOutcome& outcome, GitNetworkRequest& request,
                              const QRBSourceControlRepositoryPtr& repository);
   /// For a command's error output: tells the host how far it is. Without an identifier nobody is told.

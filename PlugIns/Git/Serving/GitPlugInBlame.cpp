@@ -56,30 +56,30 @@ void GitPlugIn::blameFile(const qrb::String& file, const QRBSourceControlWorking
                           Completion<std::vector<QRBSourceControlBlameItemPtr>> completionBlock) {
   std::string revision;
   if (!isOnDisk(fromRevisionLocation)) {
-    if (const qrb::Error error = gitRefuseLocation(fromRevisionLocation)) return completionBlock({}, error);
+    if (qrb::Error error = gitRefuseLocation(fromRevisionLocation)) return completionBlock({}, error);
     revision = gitLocationName(fromRevisionLocation);
   }
   std::string path;
   GitOutcome outcome = gitResolvePath(folderOf(inWorkingCopy), file.view(), path);
   if (!outcome) return completionBlock({}, errorFor(outcome, inWorkingCopy));
-  const GitTool tool = lookAt(inWorkingCopy, {.convertsFiles = true});
+  GitTool tool = lookAt(inWorkingCopy, {.convertsFiles = true});
   GitBlameReader reader;
   outcome = readBlame(tool, gitBlameCommand(path, revision), reader);
   outcome = gitExplainMissingRevision(tool, revision.empty() ? "HEAD" : revision, std::move(outcome));
-  if (outcome.failedWith(GitFailureKind::UnknownRevision) && !revision.empty()) {
+  if (outcome.failedWith(GitFailureKind::unknownRevision) && !revision.empty()) {
     return completionBlock({}, gitLocationNotFound(fromRevisionLocation, outcome.failure.message));
   }
-  if (outcome.failedWith(GitFailureKind::UnknownPath) && isInTree(tool, revision, path)) {
-    outcome.failure.kind = GitFailureKind::NotAFile;
+  if (outcome.failedWith(GitFailureKind::unknownPath) && isInTree(tool, revision, path)) {
+    outcome.failure.kind = GitFailureKind::notAFile;
   }
   // The messages name the path without quotation marks.
-  for (const GitFailureKind kind : {GitFailureKind::UnknownPath, GitFailureKind::NotAFile}) {
+  for (GitFailureKind kind : {GitFailureKind::unknownPath, GitFailureKind::notAFile}) {
     if (outcome.failedWith(kind)) outcome.failure.detail = path;
   }
   GitHistoryReader::Items logItems;
   if (outcome) outcome = readLogItems(tool, inWorkingCopy, reader.hashes(), logItems);
   if (!outcome) return completionBlock({}, errorFor(outcome, inWorkingCopy));
-  const auto items = reader.items(logItems);
+  auto items = reader.items(logItems);
   if (!items) return completionBlock({}, errorFor(GitOutcome::unreadable("not all commits", 0), inWorkingCopy));
   completionBlock(*items, {});
 }

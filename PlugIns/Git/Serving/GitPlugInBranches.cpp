@@ -18,7 +18,7 @@ namespace {
 
 GitOutcome listRemoteNames(const GitTool& tool, std::vector<std::string>& remotes) {
   std::string names;
-  const GitOutcome outcome = tool.run(gitRemotesCommand(), names);
+  GitOutcome outcome = tool.run(gitRemotesCommand(), names);
   if (outcome) remotes = gitLines(names);
   return outcome;
 }
@@ -34,7 +34,7 @@ void GitPlugIn::listBranchesOfRepository(const QRBSourceControlRepositoryPtr& re
   Branches branches;
   GitRefParser parser;
   const GitOutcome outcome =
-      lookAt(repository).parse(gitBranchesCommand(GitBranches::Local), parser, [&](const GitRefRecord& record) {
+      lookAt(repository).parse(gitBranchesCommand(GitBranches::local), parser, [&](const GitRefRecord& record) {
         branches.push_back(gitLocalBranch(record.name, record.hash));
       });
   if (!outcome) branches.clear();
@@ -46,9 +46,9 @@ void GitPlugIn::listTagsOfRepository(const QRBSourceControlRepositoryPtr& reposi
                                      Completion<std::vector<QRBSourceControlTagPtr>> completionBlock) {
   std::vector<QRBSourceControlTagPtr> tags;
   GitRefParser parser;
-  const GitOutcome outcome = lookAt(repository).parse(gitTagsCommand(), parser, [&](const GitRefRecord& record) {
-    const auto tag = QRBSourceControlTag::initWithTagName(record.name);
-    const auto revision = record.hash.empty() ? nullptr : QRBSourceControlRevision::initWithIdentifier(record.hash);
+  GitOutcome outcome = lookAt(repository).parse(gitTagsCommand(), parser, [&](const GitRefRecord& record) {
+    auto tag = QRBSourceControlTag::initWithTagName(record.name);
+    auto revision = record.hash.empty() ? nullptr : QRBSourceControlRevision::initWithIdentifier(record.hash);
     tags.push_back(std::static_pointer_cast<const QRBSourceControlTag>(tag->locationWithRevision(revision)));
   });
   if (!outcome) tags.clear();
@@ -58,7 +58,7 @@ void GitPlugIn::listTagsOfRepository(const QRBSourceControlRepositoryPtr& reposi
 void GitPlugIn::listRemoteBranchesOfRepository(
     const QRBSourceControlRepositoryPtr& repository, const QRBSourceControlBranchAndTagLocationsPtr&,
     Completion<Branches, QRBSourceControlRemoteBranchesPtr> completionBlock) {
-  const GitTool tool = lookAt(repository);
+  GitTool tool = lookAt(repository);
   std::vector<std::string> remotes;
   GitOutcome outcome = listRemoteNames(tool, remotes);
   if (!outcome) return completionBlock({}, nullptr, errorFor(outcome, repository));
@@ -66,10 +66,10 @@ void GitPlugIn::listRemoteBranchesOfRepository(
   for (const std::string& remote : remotes) byRemote[remote];
   Branches all;
   GitRefParser parser;
-  outcome = tool.parse(gitBranchesCommand(GitBranches::Remote), parser, [&](const GitRefRecord& record) {
-    const std::string_view remote = gitRemoteOfBranch(record.name, remotes);
+  outcome = tool.parse(gitBranchesCommand(GitBranches::remote), parser, [&](const GitRefRecord& record) {
+    std::string_view remote = gitRemoteOfBranch(record.name, remotes);
     if (remote.size() + 1 >= record.name.size()) return;
-    const std::string_view name = record.name.substr(remote.size() + 1);
+    std::string_view name = record.name.substr(remote.size() + 1);
     all.push_back(gitRemoteBranch(name, remote, record.hash));
     byRemote[std::string(remote)].push_back(all.back());
   });
@@ -83,13 +83,13 @@ void GitPlugIn::parentBranchesOfBranch(const QRBSourceControlBranchPtr& branch,
                                        const QRBSourceControlRepositoryPtr& inRepository,
                                        const QRBSourceControlBranchAndTagLocationsPtr&,
                                        Completion<QRBSourceControlBranchPtr, Branches> completionBlock) {
-  if (const qrb::Error refusal = gitRefuseLocation(branch)) return completionBlock(nullptr, {}, refusal);
-  const GitTool tool = lookAt(inRepository);
+  if (qrb::Error refusal = gitRefuseLocation(branch)) return completionBlock(nullptr, {}, refusal);
+  GitTool tool = lookAt(inRepository);
   std::vector<std::string> remotes;
   std::vector<GitBranchEntry> entries;
   GitOutcome outcome = listRemoteNames(tool, remotes);
   if (outcome) outcome = gitFindParentBranches(tool, gitBranchRefName(branch), remotes, entries);
-  if (outcome.failedWith(GitFailureKind::UnknownBranch)) {
+  if (outcome.failedWith(GitFailureKind::unknownBranch)) {
     return completionBlock(nullptr, {}, gitLocationNotFound(branch, outcome.failure.message));
   }
   if (!outcome) return completionBlock(nullptr, {}, errorFor(outcome, inRepository));
@@ -118,7 +118,7 @@ qrb::Error GitPlugIn::resolve(const GitTool& tool, const QRBSourceControlReposit
     hashes.resize(locations.size());
     return {};
   }
-  if (outcome.failedWith(GitFailureKind::UnknownRevision) && hashes.size() < locations.size()) {
+  if (outcome.failedWith(GitFailureKind::unknownRevision) && hashes.size() < locations.size()) {
     return gitLocationNotFound(locations[hashes.size()], outcome.failure.message);
   }
   return errorFor(outcome ? GitOutcome::unreadable("revisions were expected", 0) : outcome, repository);
@@ -129,14 +129,14 @@ void GitPlugIn::ancestorRevisionInRepository(const QRBSourceControlRepositoryPtr
                                              const QRBSourceControlBranchPtr& otherBranch,
                                              const QRBSourceControlBranchAndTagLocationsPtr&,
                                              Completion<QRBSourceControlRevisionPtr> completionBlock) {
-  const GitTool tool = lookAt(repository);
+  GitTool tool = lookAt(repository);
   std::vector<std::string> hashes;
   const QRBSourceControlRevisionLocationPtr locations[] = {ofBranch, otherBranch};
-  if (const qrb::Error error = resolve(tool, repository, locations, hashes)) return completionBlock(nullptr, error);
+  if (qrb::Error error = resolve(tool, repository, locations, hashes)) return completionBlock(nullptr, error);
   std::string hash;
   GitOutcome outcome = tool.run(gitCommonAncestorCommand(hashes[0], hashes[1]), hash);
   if (outcome.exitCode == 1 && hash.empty()) {
-    outcome.failure.kind = GitFailureKind::NoCommonAncestor;
+    outcome.failure.kind = GitFailureKind::noCommonAncestor;
     outcome.failure.message = "The branches “" + ofBranch->name().str() + "” and “" + otherBranch->name().str() +
                               "” have no revision in common.";
   }
@@ -151,27 +151,27 @@ void GitPlugIn::addBranch(const QRBSourceControlBranchPtr& branch, const QRBSour
   qrb::Error refusal = gitRefuseLocation(branch);
   if (!refusal && fromBranch) refusal = gitRefuseLocation(fromBranch);
   if (refusal) return completionBlock(nullptr, refusal);
-  const auto head = QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::sharedHeadRevision());
-  const QRBSourceControlRevisionLocationPtr from = fromBranch ? fromBranch : head;
+  auto head = QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::sharedHeadRevision());
+  QRBSourceControlRevisionLocationPtr from = fromBranch ? fromBranch : head;
   if (branch->remoteName()) {
     QRBSourceControlBranchPtr made;
-    const qrb::Error error = addRemoteBranch(branch, from, toRepository, made);
+    qrb::Error error = addRemoteBranch(branch, from, toRepository, made);
     return completionBlock(made, error);
   }
-  const GitTool tool = toolFor(toRepository);
-  const std::string start = gitLocationName(from);
+  GitTool tool = toolFor(toRepository);
+  std::string start = gitLocationName(from);
   const GitOutcome outcome =
       gitExplainMissingRevision(tool, start, tool.run(gitAddBranchCommand(branch->name().view(), start)));
-  if (outcome.failedWith(GitFailureKind::Exists)) {
-    return completionBlock(nullptr, gitAlreadyExists(GitThing::Branch, branch->name(), outcome.failure.message));
+  if (outcome.failedWith(GitFailureKind::exists)) {
+    return completionBlock(nullptr, gitAlreadyExists(GitThing::branch, branch->name(), outcome.failure.message));
   }
-  if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
+  if (outcome.failedWith(GitFailureKind::unknownRevision)) {
     return completionBlock(nullptr, gitLocationNotFound(from, outcome.failure.message));
   }
   if (!outcome) return completionBlock(nullptr, errorFor(outcome, toRepository));
   const QRBSourceControlRevisionLocationPtr made[] = {gitLocalBranch(branch->name().view(), {})};
   std::vector<std::string> hashes;
-  if (const qrb::Error error = resolve(tool, toRepository, made, hashes)) return completionBlock(nullptr, error);
+  if (qrb::Error error = resolve(tool, toRepository, made, hashes)) return completionBlock(nullptr, error);
   completionBlock(gitLocalBranch(branch->name().view(), hashes[0]), {});
 }
 
@@ -179,13 +179,13 @@ void GitPlugIn::removeBranch(const QRBSourceControlBranchPtr& branch,
                              const QRBSourceControlRepositoryPtr& fromRepository,
                              const QRBSourceControlRemoteRepositoryPtr& andRemoteRepository,
                              const QRBSourceControlBranchAndTagLocationsPtr&, Completion<> completionBlock) {
-  if (const qrb::Error refusal = gitRefuseLocation(branch)) return completionBlock(refusal);
+  if (qrb::Error refusal = gitRefuseLocation(branch)) return completionBlock(refusal);
   if (andRemoteRepository) return completionBlock(removeRemoteBranch(branch, fromRepository, andRemoteRepository));
-  const GitOutcome outcome = toolFor(fromRepository).run(gitRemoveBranchCommand(gitBranchRefName(branch)));
-  if (outcome.failedWith(GitFailureKind::UnknownBranch)) {
+  GitOutcome outcome = toolFor(fromRepository).run(gitRemoveBranchCommand(gitBranchRefName(branch)));
+  if (outcome.failedWith(GitFailureKind::unknownBranch)) {
     return completionBlock(gitLocationNotFound(branch->locationWithRevision(nullptr), outcome.failure.message));
   }
-  if (outcome.failedWith(GitFailureKind::BranchInUse)) {
+  if (outcome.failedWith(GitFailureKind::branchInUse)) {
     return completionBlock(gitBranchInUse(branch->name(), outcome.failure.message));
   }
   completionBlock(errorFor(outcome, fromRepository));
@@ -194,18 +194,18 @@ void GitPlugIn::removeBranch(const QRBSourceControlBranchPtr& branch,
 void GitPlugIn::remoteBranchFromRepository(const QRBSourceControlRepositoryPtr& repository,
                                            const QRBSourceControlBranchPtr& forBranch,
                                            Completion<QRBSourceControlBranchPtr> completionBlock) {
-  if (const qrb::Error refusal = gitRefuseLocation(forBranch)) return completionBlock(nullptr, refusal);
-  const GitTool tool = lookAt(repository);
+  if (qrb::Error refusal = gitRefuseLocation(forBranch)) return completionBlock(nullptr, refusal);
+  GitTool tool = lookAt(repository);
   std::string output;
-  const GitOutcome outcome = tool.run(gitUpstreamCommand(gitBranchRefName(forBranch)), output);
+  GitOutcome outcome = tool.run(gitUpstreamCommand(gitBranchRefName(forBranch)), output);
   if (!outcome) return completionBlock(nullptr, errorFor(outcome, repository));
   if (output.empty()) {
     return completionBlock(nullptr, gitLocationNotFound(forBranch->locationWithRevision(nullptr), {}));
   }
-  const auto upstream = gitReadUpstream(output);
+  auto upstream = gitReadUpstream(output);
   if (!upstream) return completionBlock(nullptr, errorFor(GitOutcome::unreadable("an upstream", 0), repository));
-  const std::string_view name = gitLocalBranchName(upstream->remoteRef);
-  const bool isOfRemote = upstream->remote != "." && gitRemoteNameFault(upstream->remote).empty();
+  std::string_view name = gitLocalBranchName(upstream->remoteRef);
+  bool isOfRemote = upstream->remote != "." && gitRemoteNameFault(upstream->remote).empty();
   if (!isOfRemote || name.empty() || name == upstream->remoteRef) return completionBlock(nullptr, {});
   std::string hash;
   // A branch that was never fetched, or is gone since, has no revision here.

@@ -21,19 +21,19 @@ class Switch {
 
   /// What will be checked out; of a new branch, where it begins.
   static std::string targetOf(const QRBSourceControlRevisionLocationPtr& location) {
-    const auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(location);
+    auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(location);
     if (!branch) return gitLocationName(location);
     if (!branch->isNewBranch() || branch->isRemoteBranch()) return gitBranchRefName(branch);
     return branch->revision() ? gitLocationName(location) : "HEAD";
   }
 
   GitOutcome to(const QRBSourceControlRevisionLocationPtr& location) {
-    const auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(location);
+    auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(location);
     if (!branch) return run(gitSwitchToRevisionCommand(gitLocationName(location)));
-    const std::string name = branch->name().str();
+    std::string name = branch->name().str();
     if (branch->isRemoteBranch()) {
       GitOutcome outcome = to(name, gitSwitchToNewBranchCommand(name, gitBranchRefName(branch), true));
-      return outcome.failedWith(GitFailureKind::Exists) && follows(*branch) ? to(name, gitSwitchToBranchCommand(name))
+      return outcome.failedWith(GitFailureKind::exists) && follows(*branch) ? to(name, gitSwitchToBranchCommand(name))
                                                                             : outcome;
     }
     if (!branch->isNewBranch()) return to(name, gitSwitchToBranchCommand(name));
@@ -46,9 +46,9 @@ class Switch {
   /// Whether the branch here of the same name is the one that follows it; another is not what was asked for.
   bool follows(const QRBSourceControlBranch& branch) {
     std::string output;
-    const std::string ref = "refs/heads/" + branch.name().str();
+    std::string ref = "refs/heads/" + branch.name().str();
     if (!_tool.run(gitUpstreamCommand(ref), output)) return false;
-    const auto upstream = gitReadUpstream(output);
+    auto upstream = gitReadUpstream(output);
     return upstream && branch.remoteName().view() == upstream->remote && upstream->remoteRef == ref;
   }
 
@@ -56,7 +56,7 @@ class Switch {
   GitOutcome to(const std::string& name, const GitCommand& command) {
     GitOutcome outcome = run(command);
     std::string current;
-    if (outcome.failedWith(GitFailureKind::Other) && _tool.run(gitCurrentBranchCommand(), current) &&
+    if (outcome.failedWith(GitFailureKind::other) && _tool.run(gitCurrentBranchCommand(), current) &&
         current == "refs/heads/" + name) {
       return {};
     }
@@ -70,14 +70,14 @@ class Switch {
 
 void GitPlugIn::mergeBranch(const QRBSourceControlBranchPtr& branch,
                             const QRBSourceControlWorkingCopyPtr& intoWorkingCopy, Completion<> completionBlock) {
-  if (const qrb::Error error = gitRefuseLocation(branch)) return completionBlock(error);
+  if (qrb::Error error = gitRefuseLocation(branch)) return completionBlock(error);
   GitWorkingCopyLock lock = lockOn(intoWorkingCopy);
-  const GitTool tool = toolFor(intoWorkingCopy);
-  const std::string name = gitBranchRefName(branch);
+  GitTool tool = toolFor(intoWorkingCopy);
+  std::string name = gitBranchRefName(branch);
   GitOutcome outcome = gitRunCheckout(tool, lock, folderOf(intoWorkingCopy), name, true,
                                       [&] { return gitRunMerge(tool, gitMergeCommand(gitNameToMerge(tool, name))); });
   outcome = gitExplainMissingRevision(tool, name, std::move(outcome));
-  if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
+  if (outcome.failedWith(GitFailureKind::unknownRevision)) {
     return completionBlock(gitLocationNotFound(branch->locationWithRevision(nullptr), outcome.failure.message));
   }
   completionBlock(errorFor(outcome, intoWorkingCopy));
@@ -86,14 +86,14 @@ void GitPlugIn::mergeBranch(const QRBSourceControlBranchPtr& branch,
 void GitPlugIn::switchLocation(const QRBSourceControlRevisionLocationPtr& location,
                                const QRBSourceControlWorkingCopyPtr& ofWorkingCopy,
                                Completion<QRBSourceControlRevisionLocationPtr> completionBlock) {
-  if (const qrb::Error error = gitRefuseLocation(location)) return completionBlock(nullptr, error);
+  if (qrb::Error error = gitRefuseLocation(location)) return completionBlock(nullptr, error);
   GitWorkingCopyLock lock = lockOn(ofWorkingCopy);
-  const GitTool tool = toolFor(ofWorkingCopy);
-  const std::string target = Switch::targetOf(location);
+  GitTool tool = toolFor(ofWorkingCopy);
+  std::string target = Switch::targetOf(location);
   GitOutcome outcome =
       gitRunCheckout(tool, lock, folderOf(ofWorkingCopy), target, false, [&] { return Switch(tool).to(location); });
   outcome = gitExplainMissingRevision(tool, target, std::move(outcome));
-  if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
+  if (outcome.failedWith(GitFailureKind::unknownRevision)) {
     return completionBlock(nullptr, gitLocationNotFound(location, outcome.failure.message));
   }
   if (!outcome) return completionBlock(nullptr, errorFor(outcome, ofWorkingCopy));

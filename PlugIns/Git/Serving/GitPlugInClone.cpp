@@ -28,12 +28,12 @@ qrb::Error placeFault(const qrb::URL& url, const std::string& path) {
     return unusablePlace(url, "A working copy can be made in a folder of this machine only.");
   }
   std::error_code error;
-  const fs::file_status status = fs::symlink_status(path, error);
+  fs::file_status status = fs::symlink_status(path, error);
   if (!fs::exists(status)) return {};
   if (fs::exists(fs::symlink_status(fs::path(path) / ".git", error))) {
     return QRBSourceControlError_RepositoryExists(url);
   }
-  const bool isEmptyFolder = fs::is_directory(status) && fs::is_empty(path, error) && !error;
+  bool isEmptyFolder = fs::is_directory(status) && fs::is_empty(path, error) && !error;
   return isEmptyFolder ? qrb::Error() : unusablePlace(url, "There is something else already, which is not replaced.");
 }
 
@@ -52,7 +52,7 @@ struct Checkout {
     } else if (const auto* const tag = dynamic_cast<const QRBSourceControlTag*>(location.get())) {
       checkout.revision = "refs/tags/" + tag->name().str();
     }
-    if (const std::string pin = gitPinOf(location); !pin.empty()) checkout.revision = pin;
+    if (std::string pin = gitPinOf(location); !pin.empty()) checkout.revision = pin;
     return checkout;
   }
 
@@ -63,7 +63,7 @@ struct Checkout {
 
 /// Whether the location names anything: without one, or with one at HEAD, a clone checks out what the remote does.
 bool isNamed(const QRBSourceControlRevisionLocationPtr& location) {
-  const Checkout checkout = Checkout::of(location);
+  Checkout checkout = Checkout::of(location);
   if (!checkout.branch.empty() || !checkout.revision.empty()) return true;
   const QRBSourceControlRevisionLocation* const given = location.get();
   return given != nullptr && typeid(*given) != typeid(QRBSourceControlRevisionLocation);
@@ -74,16 +74,16 @@ bool isNamed(const QRBSourceControlRevisionLocationPtr& location) {
 qrb::Error GitPlugIn::cloneInto(GitRemoteTool& remote, const std::string& folder,
                                 const QRBSourceControlRevisionLocationPtr& location,
                                 const qrb::String& progressIdentifier) {
-  const Checkout checkout = Checkout::of(location);
-  GitProgressReader progress(GitTransfer::Clone);
-  const GitTool::Output onProgress = reportProgress(progress, progressIdentifier);
-  const GitCommand clone = gitCloneCommand(remote.cloneSource(), folder, checkout.branch, !checkout.revision.empty());
+  Checkout checkout = Checkout::of(location);
+  GitProgressReader progress(GitTransfer::clone);
+  GitTool::Output onProgress = reportProgress(progress, progressIdentifier);
+  GitCommand clone = gitCloneCommand(remote.cloneSource(), folder, checkout.branch, !checkout.revision.empty());
   GitOutcome outcome = remote.run(clone, {}, onProgress);
-  if (outcome.failedWith(GitFailureKind::RemoteBranchMissing)) {
+  if (outcome.failedWith(GitFailureKind::remoteBranchMissing)) {
     return gitLocationNotFound(location->locationWithRevision(nullptr), outcome.failure.message);
   }
   if (!outcome) return remote.errorFor(outcome);
-  const GitTool local(folder, host().connectionDescriptor());
+  GitTool local(folder, host().connectionDescriptor());
   std::string branch;
   // A tag of that name would do for git.
   if (!checkout.branch.empty() && !local.run(gitCurrentBranchCommand(), branch)) {
@@ -91,7 +91,7 @@ qrb::Error GitPlugIn::cloneInto(GitRemoteTool& remote, const std::string& folder
   }
   if (checkout.revision.empty()) return {};
   outcome = local.run(checkout.command(), {}, onProgress);
-  if (outcome.failedWith(GitFailureKind::UnknownRevision) || outcome.failedWith(GitFailureKind::UnknownPath)) {
+  if (outcome.failedWith(GitFailureKind::unknownRevision) || outcome.failedWith(GitFailureKind::unknownPath)) {
     return gitLocationNotFound(location, outcome.failure.message);
   }
   outcome.failure.message = gitWithoutProgress(outcome.failure.message);
@@ -103,7 +103,7 @@ void GitPlugIn::createWorkingCopyFromRepository(const QRBSourceControlRemoteRepo
                                                 const QRBSourceControlBranchAndTagLocationsPtr&,
                                                 const qrb::URL& localAddress, const qrb::String& progressIdentifier,
                                                 Completion<QRBSourceControlWorkingCopyPtr> completionBlock) {
-  const std::string place = localAddress.isFileURL() ? localAddress.path().str() : std::string();
+  std::string place = localAddress.isFileURL() ? localAddress.path().str() : std::string();
   qrb::Error error = placeFault(localAddress, place);
   if (!error && isNamed(location)) error = gitRefuseLocation(location);
   if (error) return completionBlock(nullptr, error);
@@ -114,7 +114,7 @@ void GitPlugIn::createWorkingCopyFromRepository(const QRBSourceControlRemoteRepo
   // What fails half-way is the host's to remove, as it is when this process is killed.
   if ((error = cloneInto(remote, place, location, progressIdentifier))) return completionBlock(nullptr, error);
   sendProgress(QRBSourceControlProgressStatus::copying, 1, {}, progressIdentifier);
-  const qrb::URL url = qrb::URL::fileURL(place, true);
+  qrb::URL url = qrb::URL::fileURL(place, true);
   auto local = QRBSourceControlRepository::initWithURL(url, repository->identifier(), system());
   completionBlock(QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(url, std::move(local)), {});
 }

@@ -13,11 +13,11 @@
 namespace {
 
 GitDiffSide::Kind kindOf(const QRBSourceControlRevisionLocationPtr& location) {
-  const QRBSourceControlRevisionPtr revision = location ? location->revision() : nullptr;
-  if (!revision) return GitDiffSide::Kind::Commit;
-  if (revision->isUnversionedRevision()) return GitDiffSide::Kind::WorkingCopy;
-  const bool isInitial = revision->isEqual(QRBSourceControlRevision::sharedInitialRevision());
-  return isInitial ? GitDiffSide::Kind::Nothing : GitDiffSide::Kind::Commit;
+  QRBSourceControlRevisionPtr revision = location ? location->revision() : nullptr;
+  if (!revision) return GitDiffSide::Kind::commit;
+  if (revision->isUnversionedRevision()) return GitDiffSide::Kind::workingCopy;
+  bool isInitial = revision->isEqual(QRBSourceControlRevision::sharedInitialRevision());
+  return isInitial ? GitDiffSide::Kind::nothing : GitDiffSide::Kind::commit;
 }
 
 /// Before the first commit HEAD and BASE are the state without files. Whether any side was changed to that.
@@ -27,9 +27,9 @@ bool standForNothing(const GitTool& tool, std::span<const QRBSourceControlRevisi
   for (std::size_t number = 0; number < sides.size(); ++number) {
     GitDiffSide& side = sides[number];
     std::string ref;
-    if (side.kind != GitDiffSide::Kind::Commit || gitLocationName(locations[number]) != "HEAD") continue;
+    if (side.kind != GitDiffSide::Kind::commit || gitLocationName(locations[number]) != "HEAD") continue;
     if (tool.run(gitRefOfNameCommand("HEAD"), ref)) continue;
-    side.kind = GitDiffSide::Kind::Nothing;
+    side.kind = GitDiffSide::Kind::nothing;
     hasChanged = true;
   }
   return hasChanged;
@@ -42,33 +42,33 @@ void GitPlugIn::diffRepository(const QRBSourceControlRepositoryPtr& repository,
                                const QRBSourceControlRevisionLocationPtr& againstLocation,
                                const QRBSourceControlBranchAndTagLocationsPtr&,
                                Completion<qrb::Dictionary> completionBlock) {
-  const GitTool tool = lookAt(repository, {.convertsFiles = true});
+  GitTool tool = lookAt(repository, {.convertsFiles = true});
   GitDiffSide sides[] = {{kindOf(fromLocation), {}}, {kindOf(againstLocation), {}}};
   const QRBSourceControlRevisionLocationPtr locations[] = {fromLocation, againstLocation};
-  const auto resolveSides = [&] {
+  auto resolveSides = [&] {
     std::vector<QRBSourceControlRevisionLocationPtr> commits;
     for (std::size_t number = 0; number < 2; ++number) {
-      if (sides[number].kind == GitDiffSide::Kind::Commit) commits.push_back(locations[number]);
+      if (sides[number].kind == GitDiffSide::Kind::commit) commits.push_back(locations[number]);
     }
     if (commits.empty()) return qrb::Error();
     std::vector<std::string> hashes;
     qrb::Error failure = resolve(tool, repository, commits, hashes);
     if (failure) return failure;
-    if (sides[0].kind == GitDiffSide::Kind::Commit) sides[0].hash = hashes.front();
-    if (sides[1].kind == GitDiffSide::Kind::Commit) sides[1].hash = hashes.back();
+    if (sides[0].kind == GitDiffSide::Kind::commit) sides[0].hash = hashes.front();
+    if (sides[1].kind == GitDiffSide::Kind::commit) sides[1].hash = hashes.back();
     return qrb::Error();
   };
   qrb::Error error = resolveSides();
   if (error && standForNothing(tool, locations, sides)) error = resolveSides();
   if (error) return completionBlock({}, error);
-  const bool hasCommit = !sides[0].hash.empty() || !sides[1].hash.empty();
+  bool hasCommit = !sides[0].hash.empty() || !sides[1].hash.empty();
   for (GitDiffSide& side : sides) {
-    if (hasCommit || side.kind != GitDiffSide::Kind::Nothing) continue;
-    const GitOutcome outcome = tool.run(gitEmptyTreeCommand(), side.hash);
+    if (hasCommit || side.kind != GitDiffSide::Kind::nothing) continue;
+    GitOutcome outcome = tool.run(gitEmptyTreeCommand(), side.hash);
     if (!outcome) return completionBlock({}, errorFor(outcome, repository));
   }
   GitDiffParser parser;
-  if (const auto command = gitDiffCommand(sides[0], sides[1])) {
+  if (auto command = gitDiffCommand(sides[0], sides[1])) {
     GitOutcome outcome = tool.run(*command, [&](std::string_view bytes) { return parser.feed(bytes); });
     if (outcome && (parser.error() || !parser.finish())) {
       outcome = GitOutcome::unreadable(parser.error()->what, parser.error()->offset);

@@ -19,7 +19,7 @@ GitOutcome resolveFile(const std::string& root, const qrb::String& file, std::st
 
 /// The file is handed out as it would be in the working copy, so filters run. A folder made for it may go again.
 GitLooking exportingTo(const qrb::URL& destination) {
-  const std::filesystem::path folder = std::filesystem::path(destination.path().str()).parent_path();
+  std::filesystem::path folder = std::filesystem::path(destination.path().str()).parent_path();
   return {.convertsFiles = true,
           .mayFilterByNetwork = true,
           .writableFolders = {folder.string()},
@@ -36,7 +36,7 @@ void GitPlugIn::exportFileFromRevisionLocation(const qrb::String& file,
       fromRevisionLocation
           ? fromRevisionLocation
           : QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::sharedBaseRevision());
-  if (const qrb::Error error = gitRefuseLocation(location)) return completionBlock({}, error);
+  if (qrb::Error error = gitRefuseLocation(location)) return completionBlock({}, error);
   std::string path;
   GitOutcome outcome = resolveFile(folderOf(inWorkingCopy), file, path);
   if (!outcome) return completionBlock({}, errorFor(outcome, inWorkingCopy));
@@ -44,17 +44,17 @@ void GitPlugIn::exportFileFromRevisionLocation(const qrb::String& file,
   if (!toDirectory) {
     destination = tempFilePathBasedOnFileName(path);
   } else if (toDirectory.isFileURL()) {
-    const std::filesystem::path folder(toDirectory.path().str());
+    std::filesystem::path folder(toDirectory.path().str());
     destination = qrb::URL::fileURL((folder / std::filesystem::path(path).filename()).string());
   }
   if (!destination) {
     return completionBlock({},
                            QRBSourceControlError_InvalidURL(toDirectory, "Git", "A folder of this machine is needed."));
   }
-  const GitTool tool = lookAt(inWorkingCopy, exportingTo(destination));
-  const std::string name = gitLocationName(location);
+  GitTool tool = lookAt(inWorkingCopy, exportingTo(destination));
+  std::string name = gitLocationName(location);
   outcome = gitExplainMissingRevision(tool, name, gitExportFile(tool, name, path, destination.path().str()));
-  if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
+  if (outcome.failedWith(GitFailureKind::unknownRevision)) {
     return completionBlock({}, gitLocationNotFound(location, outcome.failure.message));
   }
   if (!outcome) return completionBlock({}, errorFor(outcome, inWorkingCopy));
@@ -65,20 +65,20 @@ void GitPlugIn::exportFileForParentOfRevision(const qrb::String& file,
                                               const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                                               const QRBSourceControlRevisionPtr& forParentOfRevision,
                                               Completion<qrb::URL> completionBlock) {
-  const auto location = QRBSourceControlRevisionLocation::initWithRevision(forParentOfRevision);
-  if (const qrb::Error error = gitRefuseLocation(location)) return completionBlock({}, error);
+  auto location = QRBSourceControlRevisionLocation::initWithRevision(forParentOfRevision);
+  if (qrb::Error error = gitRefuseLocation(location)) return completionBlock({}, error);
   std::string path;
   GitOutcome outcome = resolveFile(folderOf(inWorkingCopy), file, path);
   if (!outcome) return completionBlock({}, errorFor(outcome, inWorkingCopy));
-  const qrb::URL destination = tempFilePathBasedOnFileName(path);
-  const std::filesystem::path place(destination.path().str());
-  const GitTool tool = lookAt(inWorkingCopy, exportingTo(destination));
-  const std::string name = gitLocationName(location);
+  qrb::URL destination = tempFilePathBasedOnFileName(path);
+  std::filesystem::path place(destination.path().str());
+  GitTool tool = lookAt(inWorkingCopy, exportingTo(destination));
+  std::string name = gitLocationName(location);
   outcome = gitExplainMissingRevision(tool, name, gitExportFileOfParent(tool, name, path, place.string()));
   if (outcome) return completionBlock(destination, {});
   std::error_code ignored;  // An empty folder for temporary files is all that stays.
   std::filesystem::remove(place.parent_path(), ignored);
-  if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
+  if (outcome.failedWith(GitFailureKind::unknownRevision)) {
     return completionBlock({}, gitLocationNotFound(location, outcome.failure.message));
   }
   completionBlock({}, errorFor(outcome, inWorkingCopy));

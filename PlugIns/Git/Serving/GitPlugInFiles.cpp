@@ -31,18 +31,18 @@ GitOutcome resolveConflicts(const GitTool& tool, const std::string& root, const 
   GitPathList paths;
   GitOutcome outcome = gitResolvePaths(root, files, paths);
   if (!outcome || paths.empty()) return outcome;
-  const GitPathSet names(paths);
+  GitPathSet names(paths);
   GitPathList conflicts;
   std::vector<bool> known(paths.size());
   GitIndexParser parser;
   outcome = tool.parse(gitIndexCommand(), parser, [&](const GitIndexRecord& record) {
     bool isNamed = false;
     names.find(record.path, [&](std::size_t place) { isNamed = known[place] = true; });
-    const bool isNew = conflicts.empty() || conflicts.back() != record.path;
+    bool isNew = conflicts.empty() || conflicts.back() != record.path;
     if (isNamed && record.stage > 0 && isNew) conflicts.emplace_back(record.path);
   });
   if (!outcome) return outcome;
-  const auto unknown = std::ranges::find(known, false);
+  auto unknown = std::ranges::find(known, false);
   if (unknown != known.end()) return gitUnknownPath(paths[static_cast<std::size_t>(unknown - known.begin())]);
   return conflicts.empty() ? outcome : tool.run(gitAddCommand(conflicts));
 }
@@ -50,7 +50,7 @@ GitOutcome resolveConflicts(const GitTool& tool, const std::string& root, const 
 /// "posixPermissions" among the attributes of a new folder.
 std::optional<mode_t> permissionsIn(const qrb::Dictionary& attributes) {
   if (!attributes.is_object()) return std::nullopt;
-  const auto found = attributes.find("posixPermissions");
+  auto found = attributes.find("posixPermissions");
   if (found == attributes.end() || !found->is_number_integer()) return std::nullopt;
   return static_cast<mode_t>(found->get<std::int64_t>() & 07777);
 }
@@ -58,20 +58,20 @@ std::optional<mode_t> permissionsIn(const qrb::Dictionary& attributes) {
 GitOutcome makeDirectory(const std::string& root, const qrb::String& path, bool withIntermediateDirectories,
                          const qrb::Dictionary& attributes) {
   if (!gitProbeWorkingCopy(root)) {
-    return GitOutcome::failed({GitFailureKind::NotARepository, root, "“" + root + "” is no working copy."});
+    return GitOutcome::failed({GitFailureKind::notARepository, root, "“" + root + "” is no working copy."});
   }
   std::string name;
   GitOutcome outcome = gitResolvePath(root, path.view(), name);
   if (!outcome) return outcome;
   if (gitIsBeyondLink(root, name)) {
-    return GitOutcome::failed({GitFailureKind::PathOutside, name, "“" + name + "” lies beyond a link."});
+    return GitOutcome::failed({GitFailureKind::pathOutside, name, "“" + name + "” lies beyond a link."});
   }
-  const fs::path folder(gitPathOnDisk(root, name));
+  fs::path folder(gitPathOnDisk(root, name));
   std::error_code error;
   if (withIntermediateDirectories && fs::is_directory(folder, error)) return {};
   GitMadeFiles made;
   outcome = withIntermediateDirectories ? made.makeFolders(folder) : made.makeFolder(folder);
-  const auto permissions = permissionsIn(attributes);
+  auto permissions = permissionsIn(attributes);
   if (outcome && permissions && ::chmod(folder.c_str(), *permissions) != 0) {
     outcome = gitFileFailure({errno, std::generic_category()}, folder, "given its permissions");
   }
@@ -83,7 +83,7 @@ GitOutcome makeDirectory(const std::string& root, const qrb::String& path, bool 
 
 void GitPlugIn::addFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                          Completion<> completionBlock) {
-  const auto work = [&](const GitTool& tool, const std::string& root) {
+  auto work = [&](const GitTool& tool, const std::string& root) {
     return runOnFiles(tool, root, files, gitAddCommand);
   };
   completionBlock(errorFor(change(inWorkingCopy, work), inWorkingCopy));
@@ -91,7 +91,7 @@ void GitPlugIn::addFiles(const Files& files, const QRBSourceControlWorkingCopyPt
 
 void GitPlugIn::removeFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                             Completion<> completionBlock) {
-  const auto work = [&](const GitTool& tool, const std::string& root) {
+  auto work = [&](const GitTool& tool, const std::string& root) {
     return runOnFiles(tool, root, files, gitRemoveCommand);
   };
   completionBlock(errorFor(change(inWorkingCopy, work), inWorkingCopy));
@@ -99,7 +99,7 @@ void GitPlugIn::removeFiles(const Files& files, const QRBSourceControlWorkingCop
 
 void GitPlugIn::copyFiles(const Files& files, const Files& toFilePaths,
                           const QRBSourceControlWorkingCopyPtr& inWorkingCopy, Completion<> completionBlock) {
-  const auto work = [&](const GitTool& tool, const std::string& root) {
+  auto work = [&](const GitTool& tool, const std::string& root) {
     return gitCopyFiles(tool, root, files, toFilePaths);
   };
   completionBlock(errorFor(change(inWorkingCopy, work), inWorkingCopy));
@@ -107,7 +107,7 @@ void GitPlugIn::copyFiles(const Files& files, const Files& toFilePaths,
 
 void GitPlugIn::moveFiles(const Files& files, const Files& toFilePaths,
                           const QRBSourceControlWorkingCopyPtr& inWorkingCopy, Completion<> completionBlock) {
-  const auto work = [&](const GitTool& tool, const std::string& root) {
+  auto work = [&](const GitTool& tool, const std::string& root) {
     return gitMoveFiles(tool, root, files, toFilePaths);
   };
   completionBlock(errorFor(change(inWorkingCopy, work), inWorkingCopy));
@@ -116,24 +116,24 @@ void GitPlugIn::moveFiles(const Files& files, const Files& toFilePaths,
 void GitPlugIn::createDirectory(const qrb::String& path, bool withIntermediateDirectories,
                                 const qrb::Dictionary& attributes, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                                 Completion<> completionBlock) {
-  const GitOutcome outcome = makeDirectory(folderOf(inWorkingCopy), path, withIntermediateDirectories, attributes);
+  GitOutcome outcome = makeDirectory(folderOf(inWorkingCopy), path, withIntermediateDirectories, attributes);
   completionBlock(errorFor(outcome, inWorkingCopy));
 }
 
 void GitPlugIn::discardChangesInFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                                       Completion<> completionBlock) {
-  const auto work = [&](const GitTool& tool, const std::string& root) { return gitDiscardChanges(tool, root, files); };
+  auto work = [&](const GitTool& tool, const std::string& root) { return gitDiscardChanges(tool, root, files); };
   completionBlock(errorFor(change(inWorkingCopy, work), inWorkingCopy));
 }
 
 void GitPlugIn::discardAllChangesInWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
                                                Completion<> completionBlock) {
-  const auto work = [](const GitTool& tool, const std::string&) { return gitDiscardAllChanges(tool); };
+  auto work = [](const GitTool& tool, const std::string&) { return gitDiscardAllChanges(tool); };
   completionBlock(errorFor(change(workingCopy, work), workingCopy));
 }
 
 void GitPlugIn::markAsResolvedFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                                     Completion<> completionBlock) {
-  const auto work = [&](const GitTool& tool, const std::string& root) { return resolveConflicts(tool, root, files); };
+  auto work = [&](const GitTool& tool, const std::string& root) { return resolveConflicts(tool, root, files); };
   completionBlock(errorFor(change(inWorkingCopy, work), inWorkingCopy));
 }

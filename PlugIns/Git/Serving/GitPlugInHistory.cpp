@@ -48,7 +48,7 @@ void GitPlugIn::historyOfWorkingCopy(const QRBSourceControlWorkingCopyPtr& worki
 
 void GitPlugIn::history(const GitHistoryRequest& request, const QRBSourceControlWorkingCopyPtr& workingCopy,
                         const qrb::String& progressIdentifier, const Completion<LogItems>& completionBlock) {
-  const GitHistoryCommand command = gitHistoryCommand(request);
+  GitHistoryCommand command = gitHistoryCommand(request);
   GitHistoryReader::OnBatch onBatch;
   if (progressIdentifier) {
     onBatch = [&](const LogItems& batch, double fraction) {
@@ -73,8 +73,8 @@ void GitPlugIn::history(const GitHistoryRequest& request, const QRBSourceControl
   const bool searchesRevision =
       !request.searchString.empty() && request.searchType == QRBSourceControlHistorySearchRevision;
   // A repository without commits has a history of none, and a search that finds nothing is no failure.
-  const bool isEmpty = outcome.failedWith(GitFailureKind::UnbornHead) ||
-                       (searchesRevision && outcome.failedWith(GitFailureKind::UnknownRevision));
+  bool isEmpty = outcome.failedWith(GitFailureKind::unbornHead) ||
+                 (searchesRevision && outcome.failedWith(GitFailureKind::unknownRevision));
   if (!outcome && !isEmpty) {
     completionBlock({}, errorFor(outcome, workingCopy));
     return;

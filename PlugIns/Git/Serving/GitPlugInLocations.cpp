@@ -14,7 +14,7 @@ GitOutcome resolveHead(const GitTool& tool, QRBSourceControlRevisionPtr& revisio
   GitOutcome outcome = tool.run(gitResolveCommand("HEAD"), hash);
   if (outcome) revision = QRBSourceControlRevision::initWithIdentifier(hash);
   // The command says only that there is no such revision, and asks for this one alone.
-  if (outcome.failedWith(GitFailureKind::UnknownRevision)) outcome.failure.kind = GitFailureKind::UnbornHead;
+  if (outcome.failedWith(GitFailureKind::unknownRevision)) outcome.failure.kind = GitFailureKind::unbornHead;
   return outcome;
 }
 
@@ -22,9 +22,9 @@ GitOutcome currentLocation(const GitTool& tool, QRBSourceControlRevisionLocation
   std::string output;
   GitOutcome outcome = tool.run(gitCurrentLocationCommand(), output);
   if (outcome) {
-    const std::vector<std::string> answer = gitLines(output);
+    std::vector<std::string> answer = gitLines(output);
     if (answer.size() != 2) return GitOutcome::unreadable("two lines were expected", 0);
-    const std::string_view name = gitLocalBranchName(answer[1]);
+    std::string_view name = gitLocalBranchName(answer[1]);
     if (answer[1] == "HEAD") {
       location =
           QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::initWithIdentifier(answer[0]));
@@ -33,10 +33,10 @@ GitOutcome currentLocation(const GitTool& tool, QRBSourceControlRevisionLocation
     }
     return outcome;
   }
-  if (!outcome.failedWith(GitFailureKind::UnbornHead)) return outcome;
+  if (!outcome.failedWith(GitFailureKind::unbornHead)) return outcome;
   output.clear();
   outcome = tool.run(gitCurrentBranchCommand(), output);
-  const std::string_view name = gitLocalBranchName(output);
+  std::string_view name = gitLocalBranchName(output);
   if (outcome) location = gitLocalBranch(name, {});
   return outcome;
 }
@@ -46,14 +46,14 @@ GitOutcome currentLocation(const GitTool& tool, QRBSourceControlRevisionLocation
 void GitPlugIn::currentLocationOfWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
                                              Completion<QRBSourceControlRevisionLocationPtr> completionBlock) {
   QRBSourceControlRevisionLocationPtr location;
-  const GitOutcome outcome = currentLocation(lookAt(workingCopy), location);
+  GitOutcome outcome = currentLocation(lookAt(workingCopy), location);
   completionBlock(location, errorFor(outcome, workingCopy));
 }
 
 void GitPlugIn::baseRevisionOfWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
                                           Completion<QRBSourceControlRevisionPtr> completionBlock) {
   QRBSourceControlRevisionPtr revision;
-  const GitOutcome outcome = resolveHead(lookAt(workingCopy), revision);
+  GitOutcome outcome = resolveHead(lookAt(workingCopy), revision);
   completionBlock(revision, errorFor(outcome, workingCopy));
 }
 
@@ -63,22 +63,22 @@ void GitPlugIn::headRevisionOfRepository(const QRBSourceControlRepositoryPtr& re
     return headRevisionOfRemote(remote, completionBlock);
   }
   QRBSourceControlRevisionPtr revision;
-  const GitOutcome outcome = resolveHead(lookAt(repository), revision);
+  GitOutcome outcome = resolveHead(lookAt(repository), revision);
   completionBlock(revision, errorFor(outcome, repository));
 }
 
 void GitPlugIn::identifierOfRepositoryForWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
                                                      Completion<qrb::String> completionBlock) {
-  const GitTool tool = lookAt(workingCopy);
+  GitTool tool = lookAt(workingCopy);
   std::string output;
   GitOutcome outcome = tool.run(gitLocationCommand(), output);
   if (!outcome) return completionBlock({}, errorFor(outcome, workingCopy));
-  const auto place = gitReadLocation(output);
+  auto place = gitReadLocation(output);
   if (!place) return completionBlock({}, errorFor(GitOutcome::unreadable("no location", 0), workingCopy));
   if (place->isShallow) return completionBlock({}, {});
   std::string identifier;
   outcome = tool.run(gitRepositoryIdentifierCommand(), identifier);
-  if (outcome.failedWith(GitFailureKind::UnbornHead)) return completionBlock({}, {});
+  if (outcome.failedWith(GitFailureKind::unbornHead)) return completionBlock({}, {});
   if (!outcome) return completionBlock({}, errorFor(outcome, workingCopy));
   completionBlock(identifier, {});
 }
@@ -90,12 +90,12 @@ void GitPlugIn::revisionOfLocation(const QRBSourceControlRevisionLocationPtr& lo
   if (auto remote = std::dynamic_pointer_cast<QRBSourceControlRemoteRepository>(inRepository)) {
     return revisionOfRemoteLocation(location, remote, completionBlock);
   }
-  if (const qrb::Error refusal = gitRefuseLocation(location)) return completionBlock(nullptr, refusal);
+  if (qrb::Error refusal = gitRefuseLocation(location)) return completionBlock(nullptr, refusal);
   std::string hash;
-  const GitTool tool = lookAt(inRepository);
-  const std::string name = gitLocationName(location);
-  const GitOutcome outcome = gitExplainMissingRevision(tool, name, tool.run(gitResolveCommand(name), hash));
-  if (outcome.failedWith(GitFailureKind::UnknownRevision)) {
+  GitTool tool = lookAt(inRepository);
+  std::string name = gitLocationName(location);
+  GitOutcome outcome = gitExplainMissingRevision(tool, name, tool.run(gitResolveCommand(name), hash));
+  if (outcome.failedWith(GitFailureKind::unknownRevision)) {
     return completionBlock(nullptr, gitLocationNotFound(location, outcome.failure.message));
   }
   if (!outcome) return completionBlock(nullptr, errorFor(outcome, inRepository));

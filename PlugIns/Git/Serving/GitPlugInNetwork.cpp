@@ -37,7 +37,7 @@ qrb::Error unknownRemote(const GitNetworkRequest& request, const std::string& ad
 
 GitOutcome listLocalBranches(const GitTool& tool, std::vector<std::string>& branches) {
   GitRefParser parser;
-  return tool.parse(gitBranchesCommand(GitBranches::Local), parser,
+  return tool.parse(gitBranchesCommand(GitBranches::local), parser,
                     [&](const GitRefRecord& record) { branches.emplace_back(record.name); });
 }
 
@@ -47,7 +47,7 @@ qrb::Error refusalOf(const GitPushPlan& plan) {
     return QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::branchNotFound, {},
                                                   "No branch is checked out, and none was named to send to.");
   }
-  const std::string name(gitLocalBranchName(plan.to));
+  std::string name(gitLocalBranchName(plan.to));
   if (plan.choices.empty()) {
     return QRBSourceControlError_LocationNotFound(
         QRBSourceControlErrorCode::branchNotFound, name,
@@ -59,16 +59,16 @@ qrb::Error refusalOf(const GitPushPlan& plan) {
 }
 
 bool hadAll(std::string_view report) {
-  const std::vector<GitPushedRef> refs = gitReadPushReport(report);
-  return !refs.empty() && refs.front().result == GitPushedRef::Result::UpToDate;
+  std::vector<GitPushedRef> refs = gitReadPushReport(report);
+  return !refs.empty() && refs.front().result == GitPushedRef::Result::upToDate;
 }
 
 }  // namespace
 
 qrb::Error GitPlugIn::errorFor(const GitOutcome& outcome, GitNetworkRequest& request,
                                const QRBSourceControlRepositoryPtr& repository) {
-  const bool isHere = outcome.failedWith(GitFailureKind::Locked) || outcome.failedWith(GitFailureKind::DiskFull) ||
-                      outcome.failedWith(GitFailureKind::ReadOnlyFileSystem);
+  bool isHere = outcome.failedWith(GitFailureKind::locked) || outcome.failedWith(GitFailureKind::diskFull) ||
+                outcome.failedWith(GitFailureKind::readOnlyFileSystem);
   return isHere ? errorFor(outcome, repository) : request.remote().errorFor(outcome);
 }
 
@@ -96,11 +96,11 @@ void GitPlugIn::downloadUpdatesFromRemoteRepository(const QRBSourceControlRemote
                                                     Completion<> completionBlock) {
   GitNetworkRequest request(folderOf(toRepository), remoteRepository, host().connectionDescriptor());
   GitOutcome outcome;
-  if (const qrb::Error error = request.open(outcome)) return completionBlock(error);
+  if (qrb::Error error = request.open(outcome)) return completionBlock(error);
   if (!outcome) return completionBlock(errorFor(outcome, toRepository));
   if (request.configured() == nullptr) return completionBlock(unknownRemote(request, request.remote().address()));
   sendProgress(QRBSourceControlProgressStatus::authenticating, 0, {}, ownRequest);
-  GitProgressReader progress(GitTransfer::Fetch);
+  GitProgressReader progress(GitTransfer::fetch);
   outcome = request.remote().run(gitFetchCommand(), {}, reportProgress(progress, ownRequest));
   if (outcome) sendProgress(QRBSourceControlProgressStatus::transferring, 1, {}, ownRequest);
   completionBlock(errorFor(outcome, request, toRepository));
@@ -111,17 +111,17 @@ void GitPlugIn::uploadCommitsToRemoteRepository(const QRBSourceControlRemoteRepo
                                                 const QRBSourceControlBranchPtr& remoteBranch,
                                                 Completion<> completionBlock) {
   if (remoteBranch) {
-    if (const qrb::Error refusal = gitRefuseBranchName(remoteBranch->name())) return completionBlock(refusal);
+    if (qrb::Error refusal = gitRefuseBranchName(remoteBranch->name())) return completionBlock(refusal);
   }
   GitNetworkRequest request(folderOf(fromLocalRepository), remoteRepository, host().connectionDescriptor());
   GitOutcome outcome;
-  if (const qrb::Error error = request.open(outcome)) return completionBlock(error);
+  if (qrb::Error error = request.open(outcome)) return completionBlock(error);
   GitPushSources sources;
   if (outcome) outcome = listLocalBranches(request.local(), sources.branches);
   if (!outcome) return completionBlock(errorFor(outcome, fromLocalRepository));
   sources.current = request.currentBranch();
-  const GitPushPlan plan = gitPlanPush(sources, request.settings(), request.configured(),
-                                       remoteBranch ? remoteBranch->name().view() : std::string_view());
+  GitPushPlan plan = gitPlanPush(sources, request.settings(), request.configured(),
+                                 remoteBranch ? remoteBranch->name().view() : std::string_view());
   if (plan.from.empty()) return completionBlock(refusalOf(plan));
   completionBlock(push(request, plan, fromLocalRepository));
 }
@@ -130,16 +130,16 @@ qrb::Error GitPlugIn::push(GitNetworkRequest& request, const GitPushPlan& plan,
                            const QRBSourceControlRepositoryPtr& repository) {
   std::string hash;
   const GitTool& local = request.local();
-  const GitOutcome source = gitExplainMissingRevision(local, plan.from, local.run(gitResolveCommand(plan.from), hash));
-  if (source.failedWith(GitFailureKind::UnknownRevision)) {
+  GitOutcome source = gitExplainMissingRevision(local, plan.from, local.run(gitResolveCommand(plan.from), hash));
+  if (source.failedWith(GitFailureKind::unknownRevision)) {
     return QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::branchNotFound,
                                                   gitLocalBranchName(plan.from), "There are no commits to send.");
   }
   if (!source) return errorFor(source, repository);
   sendProgress(QRBSourceControlProgressStatus::authenticating, 0, {}, ownRequest);
   std::string output;
-  GitProgressReader progress(GitTransfer::Push);
-  const GitOutcome outcome = request.remote().run(
+  GitProgressReader progress(GitTransfer::push);
+  GitOutcome outcome = request.remote().run(
       gitPushCommand(plan.from, plan.to),
       [&](std::string_view bytes) {
         output.append(bytes);
@@ -148,9 +148,9 @@ qrb::Error GitPlugIn::push(GitNetworkRequest& request, const GitPushPlan& plan,
       reportProgress(progress, ownRequest));
   qrb::Error error = gitPushError(request.remote(), outcome, output);
   if (!error && hadAll(output)) error = QRBSourceControlError_RemoteOperationUpToDate(plan.to);
-  const bool isThere = outcome.kind == GitOutcome::Kind::Succeeded;
+  bool isThere = outcome.kind == GitOutcome::Kind::succeeded;
   if (isThere && !plan.newFollower.empty()) {
-    const std::string tracking = gitTrackingRef(*request.configured(), plan.to);
+    std::string tracking = gitTrackingRef(*request.configured(), plan.to);
     // Where the remote's rules keep the branch nowhere, there is nothing to follow.
     if (!tracking.empty()) request.local().run(gitSetUpstreamCommand(plan.newFollower, tracking));
   }
@@ -163,9 +163,9 @@ void GitPlugIn::forceUpdateWorkingCopy(const QRBSourceControlWorkingCopyPtr& wor
                                        Completion<> completionBlock) {
   GitNetworkRequest request(folderOf(workingCopy), fromRepository, host().connectionDescriptor());
   GitOutcome outcome;
-  if (const qrb::Error error = request.open(outcome)) return completionBlock(error);
+  if (qrb::Error error = request.open(outcome)) return completionBlock(error);
   if (!outcome) return completionBlock(errorFor(outcome, workingCopy));
-  const std::string branch = request.currentBranch();
+  std::string branch = request.currentBranch();
   if (branch.empty()) {
     return completionBlock(QRBSourceControlError_LocationNotFound(
         QRBSourceControlErrorCode::branchNotFound, {}, "No branch is checked out that could be brought up to date."));
@@ -184,13 +184,13 @@ qrb::Error GitPlugIn::update(GitNetworkRequest& request, const std::string& bran
         "“" + branch + "” follows “" + std::string(gitLocalBranchName(settings->merge)) +
             "” of this repository, and no branch of a remote. Merge that one, or name the branch that is meant.");
   }
-  const bool isFollowing = remote != nullptr && settings != nullptr && settings->remote == remote->name;
-  const std::string remoteRef = isFollowing && !settings->merge.empty() ? settings->merge : "refs/heads/" + branch;
-  const std::string tracking = remote != nullptr ? gitTrackingRef(*remote, remoteRef) : std::string();
+  bool isFollowing = remote != nullptr && settings != nullptr && settings->remote == remote->name;
+  std::string remoteRef = isFollowing && !settings->merge.empty() ? settings->merge : "refs/heads/" + branch;
+  std::string tracking = remote != nullptr ? gitTrackingRef(*remote, remoteRef) : std::string();
   const GitOutcome fetched =
       request.remote().run(tracking.empty() ? gitFetchBranchCommand(remoteRef) : gitFetchCommand());
   if (!fetched) return errorFor(fetched, request, workingCopy->repository());
-  const std::string from = tracking.empty() ? "FETCH_HEAD" : tracking;
+  std::string from = tracking.empty() ? "FETCH_HEAD" : tracking;
   std::string hash;
   if (!request.local().run(gitResolveCommand(from), hash)) {
     return QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::branchNotFound,
@@ -200,7 +200,7 @@ qrb::Error GitPlugIn::update(GitNetworkRequest& request, const std::string& bran
   if (request.currentBranch() != branch) {
     return QRBSourceControlError_RepositoryMidOperation("Another branch was checked out meanwhile.");
   }
-  const std::string_view rebase = request.settings().rebaseOf(branch);
+  std::string_view rebase = request.settings().rebaseOf(branch);
   const GitCommand command =
       rebase.empty() ? gitMergeCommand(gitNameToMerge(request.local(), from), request.settings().pullFastForward)
                      : gitRebaseCommand(from, rebase == "merges" || rebase == "m");

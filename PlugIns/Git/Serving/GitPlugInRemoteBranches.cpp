@@ -21,9 +21,9 @@
 namespace {
 
 bool wasThere(std::string_view report) {
-  const std::vector<GitPushedRef> refs = gitReadPushReport(report);
-  return !refs.empty() && (refs.front().result == GitPushedRef::Result::UpToDate ||
-                           refs.front().result == GitPushedRef::Result::OutOfDate);
+  std::vector<GitPushedRef> refs = gitReadPushReport(report);
+  return !refs.empty() && (refs.front().result == GitPushedRef::Result::upToDate ||
+                           refs.front().result == GitPushedRef::Result::outOfDate);
 }
 
 }  // namespace
@@ -32,29 +32,29 @@ qrb::Error GitPlugIn::addRemoteBranch(const QRBSourceControlBranchPtr& branch,
                                       const QRBSourceControlRevisionLocationPtr& from,
                                       const QRBSourceControlRepositoryPtr& toRepository,
                                       QRBSourceControlBranchPtr& made) {
-  const GitTool local(folderOf(toRepository), host().connectionDescriptor(), _protections);
+  GitTool local(folderOf(toRepository), host().connectionDescriptor(), _protections);
   std::vector<std::string> hashes;
   if (qrb::Error error = resolve(local, toRepository, {&from, 1}, hashes)) return error;
   std::vector<GitRemote> remotes;
   if (qrb::Error error = listRemotes(local, toRepository, remotes)) return error;
-  const auto named = std::ranges::find(remotes, branch->remoteName().view(), &GitRemote::name);
+  auto named = std::ranges::find(remotes, branch->remoteName().view(), &GitRemote::name);
   if (named == remotes.end()) {
     return QRBSourceControlError_RemoteRepositoryNotFound("There is no remote “" + branch->remoteName().str() + "”.");
   }
-  const std::string folder = folderOf(toRepository);
+  std::string folder = folderOf(toRepository);
   const auto remoteRepository =
       QRBSourceControlRemoteRepository::initUnsavedWithURL(gitRemoteURL(named->address, folder), system());
   GitNetworkRequest request(folder, remoteRepository, host().connectionDescriptor());
   GitOutcome outcome;
   if (qrb::Error error = request.open(outcome)) return error;
   if (!outcome) return errorFor(outcome, toRepository);
-  const std::string ref = "refs/heads/" + branch->name().str();
+  std::string ref = "refs/heads/" + branch->name().str();
   std::string report;
   outcome = request.remote().run(gitPushNewBranchCommand(hashes.front(), ref), [&](std::string_view bytes) {
     report.append(bytes);
     return true;
   });
-  if (wasThere(report)) return gitAlreadyExists(GitThing::Branch, branch->name(), outcome.failure.message);
+  if (wasThere(report)) return gitAlreadyExists(GitThing::branch, branch->name(), outcome.failure.message);
   if (qrb::Error error = gitPushError(request.remote(), outcome, report)) return error;
   made = gitRemoteBranch(branch->name().view(), branch->remoteName().view(), hashes.front());
   return {};
@@ -68,12 +68,12 @@ qrb::Error GitPlugIn::removeRemoteBranch(const QRBSourceControlBranchPtr& branch
   if (qrb::Error error = request.open(outcome)) return error;
   if (!outcome) return errorFor(outcome, fromRepository);
   GitRemoteTool& remote = request.remote();
-  const std::string ref = "refs/heads/" + branch->name().str();
+  std::string ref = "refs/heads/" + branch->name().str();
   std::string listed;
   outcome = remote.tool().run(gitListRemoteCommand(ref), listed);
   if (!outcome) return remote.errorFor(outcome);
   // Servers take the removal of what they do not have for done.
-  const std::string hash(gitHashOfRemoteRef(listed, ref));
+  std::string hash(gitHashOfRemoteRef(listed, ref));
   if (hash.empty()) {
     return gitLocationNotFound(branch->locationWithRevision(nullptr), "The remote has no " + ref + ".");
   }

@@ -50,9 +50,9 @@ qrb::Error GitPlugIn::listRemote(const QRBSourceControlRemoteRepositoryPtr& repo
 qrb::Error GitPlugIn::validateServer(const QRBSourceControlRemoteRepositoryPtr& repository) const {
   GitRemoteTool remote("/", repository, host().connectionDescriptor());
   if (qrb::Error error = remote.open()) return error;
-  const GitOutcome outcome = remote.run(gitListRemoteCommand("HEAD"));
+  GitOutcome outcome = remote.run(gitListRemoteCommand("HEAD"));
   if (remote.wasAccepted(outcome)) return {};
-  const bool wasUnasked = outcome.failedWith(GitFailureKind::RemoteNotFound);
+  bool wasUnasked = outcome.failedWith(GitFailureKind::remoteNotFound);
   return wasUnasked ? QRBSourceControlError_RemoteRepositoryNotFound(
                           "The server did not ask for a password. Only a repository there can tell whether it is "
                           "accepted.")
@@ -63,7 +63,7 @@ void GitPlugIn::headRevisionOfRemote(const QRBSourceControlRemoteRepositoryPtr& 
                                      const Completion<QRBSourceControlRevisionPtr>& completionBlock) {
   std::string output;
   if (qrb::Error error = listRemote(repository, "HEAD", output)) return completionBlock(nullptr, error);
-  const std::string_view hash = gitHashOfRemoteRef(output, "HEAD");
+  std::string_view hash = gitHashOfRemoteRef(output, "HEAD");
   if (!hash.empty()) return completionBlock(QRBSourceControlRevision::initWithIdentifier(hash), {});
   completionBlock(nullptr, QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::revisionNotFound, "HEAD",
                                                                   nothingThere));
@@ -72,14 +72,14 @@ void GitPlugIn::headRevisionOfRemote(const QRBSourceControlRemoteRepositoryPtr& 
 void GitPlugIn::revisionOfRemoteLocation(const QRBSourceControlRevisionLocationPtr& location,
                                          const QRBSourceControlRemoteRepositoryPtr& repository,
                                          const Completion<QRBSourceControlRevisionPtr>& completionBlock) {
-  // Of a revision a remote does not say whether it has it.
+  // A remote does not say whether it has a revision.
   if (!gitPinOf(location).empty()) return completionBlock(location->revision(), {});
-  const std::string asked = askedRef(location);
+  std::string asked = askedRef(location);
   if (asked.empty()) return headRevisionOfRemote(repository, completionBlock);
   qrb::Error error = refusalOf(location, asked);
   std::string output;
   // What a tag with a message of its own is on comes under its name and "^{}", but only where a pattern is asked for.
-  const bool isTag = dynamic_cast<const QRBSourceControlTag*>(location.get()) != nullptr;
+  bool isTag = dynamic_cast<const QRBSourceControlTag*>(location.get()) != nullptr;
   if (!error) error = listRemote(repository, isTag ? asked + "*" : asked, output);
   if (error) return completionBlock(nullptr, error);
   std::string_view hash = gitHashOfRemoteRef(output, asked + "^{}");
@@ -103,7 +103,7 @@ void GitPlugIn::validateAuthenticationOfRemoteRepository(const QRBSourceControlR
                                                          const QRBSourceControlRevisionLocationPtr& location,
                                                          const QRBSourceControlBranchAndTagLocationsPtr&,
                                                          Completion<> completionBlock) {
-  const std::string asked = askedRef(location);
+  std::string asked = askedRef(location);
   qrb::Error error = refusalOf(location, asked);
   if (!error && !location && repository && qrb::RemoteAccess::of(*repository).address.isServer()) {
     return completionBlock(validateServer(repository));

@@ -18,7 +18,7 @@ std::string remoteOfCurrentBranch(const GitTool& tool) {
   if (!tool.run(gitCurrentBranchCommand(), branch)) return {};
   std::string output;
   if (!tool.run(gitUpstreamCommand(branch), output)) return {};
-  const auto upstream = gitReadUpstream(output);
+  auto upstream = gitReadUpstream(output);
   return upstream ? upstream->remote : std::string();
 }
 
@@ -27,7 +27,7 @@ const GitRemote* primaryOf(const std::vector<GitRemote>& remotes, const GitTool&
   if (remotes.empty()) return nullptr;
   if (remotes.size() == 1) return &remotes.front();
   for (const std::string& name : {remoteOfCurrentBranch(tool), std::string("origin")}) {
-    const auto found = std::ranges::find(remotes, name, &GitRemote::name);
+    auto found = std::ranges::find(remotes, name, &GitRemote::name);
     if (found != remotes.end()) return &*found;
   }
   return nullptr;
@@ -35,8 +35,8 @@ const GitRemote* primaryOf(const std::vector<GitRemote>& remotes, const GitTool&
 
 /// The port that says which protocol a password is for.
 std::uint64_t portOf(const qrb::URL& url) {
-  if (const auto port = url.port(); port && *port > 0) return static_cast<std::uint64_t>(*port);
-  const qrb::String scheme = qrbscm_scheme(url);
+  if (auto port = url.port(); port && *port > 0) return static_cast<std::uint64_t>(*port);
+  qrb::String scheme = qrbscm_scheme(url);
   if (scheme == qrb::String("http")) return 80;
   if (scheme == qrb::String("https")) return 443;
   if (scheme == qrb::String("git")) return 9418;
@@ -48,7 +48,7 @@ std::uint64_t portOf(const qrb::URL& url) {
 qrb::Error GitPlugIn::listRemotes(const GitTool& tool, const QRBSourceControlRepositoryPtr& repository,
                                   std::vector<GitRemote>& remotes) {
   std::string output;
-  const GitOutcome outcome = tool.run(gitRemoteAddressesCommand(), output);
+  GitOutcome outcome = tool.run(gitRemoteAddressesCommand(), output);
   if (!outcome) return errorFor(outcome, repository);
   auto read = gitReadRemotes(output);
   if (!read) return errorFor(GitOutcome::unreadable("remotes were expected", 0), repository);
@@ -59,14 +59,14 @@ qrb::Error GitPlugIn::listRemotes(const GitTool& tool, const QRBSourceControlRep
 void GitPlugIn::listRemoteRepositoriesForRepository(
     const QRBSourceControlRepositoryPtr& repository,
     Completion<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositoriesPtr> completionBlock) {
-  const GitTool tool = lookAt(repository);
+  GitTool tool = lookAt(repository);
   std::vector<GitRemote> remotes;
-  if (const qrb::Error error = listRemotes(tool, repository, remotes)) return completionBlock(nullptr, nullptr, error);
+  if (qrb::Error error = listRemotes(tool, repository, remotes)) return completionBlock(nullptr, nullptr, error);
   const GitRemote* const primary = primaryOf(remotes, tool);
   QRBSourceControlRemoteRepositoryPtr primaryRepository;
   std::vector<QRBSourceControlRemoteRepositories::value_type> entries;
   for (const GitRemote& remote : remotes) {
-    const qrb::URL url = gitRemoteURL(remote.address, folderOf(repository));
+    qrb::URL url = gitRemoteURL(remote.address, folderOf(repository));
     // What a repository is known by, its history decides, and that it shares with its remotes.
     entries.emplace_back(remote.name,
                          QRBSourceControlRemoteRepository::initUnsavedWithURL(url, repository->identifier(), system()));
@@ -78,16 +78,16 @@ void GitPlugIn::listRemoteRepositoriesForRepository(
 void GitPlugIn::addRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& remoteRepository,
                                     const qrb::String& withName, const QRBSourceControlRepositoryPtr& toRepository,
                                     Completion<> completionBlock) {
-  const qrb::URL url = remoteRepository
-                           ? qrb::URL(qrb::addressWithoutPassword(remoteRepository->URL().absoluteString().view()))
-                           : qrb::URL();
+  qrb::URL url = remoteRepository
+                     ? qrb::URL(qrb::addressWithoutPassword(remoteRepository->URL().absoluteString().view()))
+                     : qrb::URL();
   qrb::Error refusal = gitRefuseRemoteName(withName);
   if (!refusal) refusal = gitRefuseURL(url);
   if (refusal) return completionBlock(refusal);
   const GitOutcome outcome =
       toolFor(toRepository).run(gitAddRemoteCommand(withName.view(), url.absoluteString().view()));
-  if (outcome.failedWith(GitFailureKind::Exists)) {
-    return completionBlock(gitAlreadyExists(GitThing::RemoteRepository, withName, outcome.failure.message));
+  if (outcome.failedWith(GitFailureKind::exists)) {
+    return completionBlock(gitAlreadyExists(GitThing::remoteRepository, withName, outcome.failure.message));
   }
   completionBlock(errorFor(outcome, toRepository));
 }
@@ -95,15 +95,15 @@ void GitPlugIn::addRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& r
 void GitPlugIn::removeRemoteRepositoryNamed(const qrb::String& name,
                                             const QRBSourceControlRepositoryPtr& fromRepository,
                                             Completion<> completionBlock) {
-  if (const qrb::Error refusal = gitRefuseRemoteName(name)) return completionBlock(refusal);
+  if (qrb::Error refusal = gitRefuseRemoteName(name)) return completionBlock(refusal);
   completionBlock(errorFor(toolFor(fromRepository).run(gitRemoveRemoteCommand(name.view())), fromRepository));
 }
 
 void GitPlugIn::keychainNameFromURL(const qrb::URL& url,
                                     Completion<qrb::String, std::uint64_t, qrb::String> completionBlock) {
-  if (const qrb::Error refusal = gitRefuseURL(url)) return completionBlock({}, 0, {}, refusal);
+  if (qrb::Error refusal = gitRefuseURL(url)) return completionBlock({}, 0, {}, refusal);
   if (url.isFileURL() || url.absoluteString().view().starts_with('/')) return completionBlock({}, 0, {}, {});
-  const bool hasScheme = !qrbscm_isSCPURI(url);
+  bool hasScheme = !qrbscm_isSCPURI(url);
   completionBlock(hasScheme ? url.host() : qrbscm_host(url), portOf(url), hasScheme ? url.user() : qrbscm_user(url),
                   {});
 }

@@ -48,14 +48,14 @@ void addCandidatesBelow(std::vector<qrb::URL>& candidates, const fs::path& root)
 
 void GitPlugIn::createRepositoryAtFileURL(const qrb::URL& fileURL,
                                           Completion<QRBSourceControlRepositoryPtr> completionBlock) {
-  const std::string folder = fileURL.isFileURL() ? fileURL.path().str() : std::string();
+  std::string folder = fileURL.isFileURL() ? fileURL.path().str() : std::string();
   if (!gitIsPlainPath(folder)) {
     return completionBlock(nullptr, QRBSourceControlError_InvalidURL(fileURL, "Git",
                                                                      "A repository can be made in a folder of this "
                                                                      "machine only."));
   }
   if (isRepository(folder)) return completionBlock(nullptr, QRBSourceControlError_RepositoryExists(fileURL));
-  const GitTool tool("/", host().connectionDescriptor());
+  GitTool tool("/", host().connectionDescriptor());
   std::string configured;
   GitOutcome outcome = tool.run(gitFirstBranchNameCommand(), configured);
   if (outcome || outcome.exitCode == 1) {
@@ -70,7 +70,7 @@ void GitPlugIn::scanForWorkingCopiesInFolderPaths(const Files& folderPaths, bool
                                                   Answer<WorkingCopies> completionBlock) {
   std::vector<qrb::URL> candidates;
   for (const qrb::String& given : folderPaths) {
-    const fs::path root = fs::path(given.str()).lexically_normal();
+    fs::path root = fs::path(given.str()).lexically_normal();
     if (!root.is_absolute()) continue;
     addCandidate(candidates, root);
     addCandidatesBelow(candidates, root);
@@ -85,7 +85,7 @@ void GitPlugIn::scanForWorkingCopiesInFolderPaths(const Files& folderPaths, bool
 void GitPlugIn::upgradeWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy, const qrb::String&,
                                    Completion<> completionBlock) {
   std::string place;
-  const GitOutcome outcome = lookAt(workingCopy).run(gitLocationCommand(), place);
+  GitOutcome outcome = lookAt(workingCopy).run(gitLocationCommand(), place);
   completionBlock(outcome ? QRBSourceControlError_WorkingCopyUpgradeNotNeeded() : errorFor(outcome, workingCopy));
 }
 

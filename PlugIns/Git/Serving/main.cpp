@@ -3,6 +3,6 @@
 #include "QRBSourceControlPlugInMain.h"
 
 int main(int count, char** arguments) {
-  if (const auto status = gitTidyUp({arguments, static_cast<std::size_t>(count)})) return *status;
+  if (auto status = gitTidyUp({arguments, static_cast<std::size_t>(count)})) return *status;
   return QRBSourceControlRunPlugIn(std::make_shared<GitPlugIn>());
 }

@@ -46,7 +46,7 @@ QRBSourceControlBranchPtr gitRemoteBranch(std::string_view name, std::string_vie
 std::vector<std::string> gitLines(std::string_view text) {
   std::vector<std::string> result;
   while (!text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
+    std::size_t end = std::min(text.find('\n'), text.size());
     result.emplace_back(text.substr(0, end));
     text.remove_prefix(std::min(end + 1, text.size()));
   }

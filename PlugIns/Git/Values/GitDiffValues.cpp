@@ -15,8 +15,8 @@ bool isNone(std::string_view object) {
 }
 
 qrb::Dictionary dictionaryOf(GitDiffFile& file) {
-  const std::uint64_t status = gitChangeStatus(file.letter);
-  const std::vector<std::string_view> words = QRBSourceControlStatusWords(status);
+  std::uint64_t status = gitChangeStatus(file.letter);
+  std::vector<std::string_view> words = QRBSourceControlStatusWords(status);
   qrb::Dictionary entry = {{"path", std::move(file.path)},
                            {"status", status},
                            {"change", words.empty() ? std::string_view() : words.front()},
@@ -45,8 +45,8 @@ qrb::Dictionary dictionaryOf(GitDiffFile& file) {
 qrb::Dictionary gitDiffDictionary(const GitDiffSide& from, const GitDiffSide& against,
                                   std::vector<GitDiffFile>&& files) {
   qrb::Dictionary dictionary = qrb::Dictionary::object();
-  if (from.kind == GitDiffSide::Kind::Commit) dictionary["from"] = from.hash;
-  if (against.kind == GitDiffSide::Kind::Commit) dictionary["against"] = against.hash;
+  if (from.kind == GitDiffSide::Kind::commit) dictionary["from"] = from.hash;
+  if (against.kind == GitDiffSide::Kind::commit) dictionary["against"] = against.hash;
   std::uint64_t additions = 0;
   std::uint64_t deletions = 0;
   qrb::Dictionary entries = qrb::Dictionary::array();

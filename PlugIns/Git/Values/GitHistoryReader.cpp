@@ -60,13 +60,13 @@ GitHistoryReader::GitHistoryReader(const GitHistoryRequest& request, bool filter
       _parser(boundsFor(request.maximum)) {}
 
 bool GitHistoryReader::feed(std::string_view bytes) {
-  const bool isReadable = _parser.feed(bytes, [this](const GitLogRecord& record) { take(record); });
+  bool isReadable = _parser.feed(bytes, [this](const GitLogRecord& record) { take(record); });
   sendBatch(false);
   return isReadable && !isFull();
 }
 
 bool GitHistoryReader::finish() {
-  const bool isReadable = isFull() || _parser.finish([this](const GitLogRecord& record) { take(record); });
+  bool isReadable = isFull() || _parser.finish([this](const GitLogRecord& record) { take(record); });
   sendBatch(true);
   return isReadable;
 }
@@ -83,12 +83,12 @@ void GitHistoryReader::take(const GitLogRecord& record) {
 
 /// Rare finds go out one by one, while those of a fast history soon fill batches worth a message.
 void GitHistoryReader::sendBatch(bool isLast) {
-  const std::size_t waiting = _items.size() - _sent;
-  const std::size_t enough = isLast ? 1 : std::clamp<std::size_t>(_sent / 4, 1, largestBatch);
+  std::size_t waiting = _items.size() - _sent;
+  std::size_t enough = isLast ? 1 : std::clamp<std::size_t>(_sent / 4, 1, largestBatch);
   if (waiting < enough || !_onBatch) return;
   const double fraction =
       _maximum > 0 ? std::min(1.0, static_cast<double>(_items.size()) / static_cast<double>(_maximum)) : 0;
-  const auto begin = _items.begin() + static_cast<std::ptrdiff_t>(_sent);
+  auto begin = _items.begin() + static_cast<std::ptrdiff_t>(_sent);
   _sent = _items.size();
   _onBatch(Items(begin, _items.end()), fraction);
 }
@@ -104,7 +104,7 @@ const QRBSourceControlAuthorPtr& GitHistoryReader::authorOf(const GitLogRecord& 
 QRBSourceControlLogItemPtr GitHistoryReader::makeItem(const GitLogRecord& record) {
   const QRBSourceControlAuthorPtr& author = authorOf(record);
   auto revision = QRBSourceControlRevision::initWithIdentifier(record.hash);
-  const qrb::Date date{std::chrono::seconds(record.authorDate)};
+  qrb::Date date{std::chrono::seconds(record.authorDate)};
   if ((_inclusionType & QRBSourceControlHistoryWithoutMessage) != 0) {
     return QRBSourceControlLogItem::initIncompleteLogItemWithAuthor(author, std::move(revision), date, _workingCopy);
   }

@@ -3,14 +3,14 @@
 #include <algorithm>
 
 const qrb::String& GitTexts::get(std::string_view text) {
-  const auto known = _numbers.find(text, [this](std::uint32_t number) { return _texts[number].view(); });
+  auto known = _numbers.find(text, [this](std::uint32_t number) { return _texts[number].view(); });
   if (known) return _texts[*known];
   _numbers.insert(text);
   return _texts.emplace_back(text);
 }
 
 QRBSourceControlPathStatusesPtr GitStatusCollector::take() {
-  const auto before = [](const auto& a, const auto& b) { return a.first.view() < b.first.view(); };
+  auto before = [](const auto& a, const auto& b) { return a.first.view() < b.first.view(); };
   if (!std::is_sorted(_entries.begin(), _entries.end(), before)) {
     std::sort(_entries.begin(), _entries.end(), before);
   }

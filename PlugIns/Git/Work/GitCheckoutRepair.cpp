@@ -67,8 +67,8 @@ class Repair {
 
   /// The paths that are not on disk what the changes make of them.
   std::set<std::string> differing(const std::vector<GitRawChange>& changes) {
-    const std::vector<std::string> repositories = gitRepositoryFolders(_root);
-    const std::string index = repositories.front() + "/qrb-repair-index";
+    std::vector<std::string> repositories = gitRepositoryFolders(_root);
+    std::string index = repositories.front() + "/qrb-repair-index";
     std::error_code error;
     fs::remove(index, error);
     GitTool aside(_root, -1);
@@ -92,14 +92,14 @@ class Repair {
   }
 
   void putBack(const std::vector<GitRawChange>& changes) {
-    const std::set<std::string> others = differing(changes);
+    std::set<std::string> others = differing(changes);
     GitPathList restored;
     for (const GitRawChange& change : changes) {
       bool isEmpty = false;
-      const bool isTouchedNow = isTouched(change.path, isEmpty);
+      bool isTouchedNow = isTouched(change.path, isEmpty);
       std::error_code error;
-      const bool isGone = !fs::exists(fs::symlink_status(gitPathOnDisk(_root, change.path), error));
-      const bool isOurs = isTouchedNow && (isEmpty || !others.contains(change.path));
+      bool isGone = !fs::exists(fs::symlink_status(gitPathOnDisk(_root, change.path), error));
+      bool isOurs = isTouchedNow && (isEmpty || !others.contains(change.path));
       if (change.isDeletion() ? isGone : (isOurs && !change.isAddition()) || (isGone && !change.isAddition())) {
         restored.push_back(change.path);
       } else if (isOurs && change.isAddition()) {

@@ -17,7 +17,7 @@ constexpr std::uint64_t staged = QRBSourceControlStatusStagedAdded | QRBSourceCo
 
 std::string_view lastLine(std::string_view text) {
   while (text.ends_with('\n')) text.remove_suffix(1);
-  const std::size_t before = text.rfind('\n');
+  std::size_t before = text.rfind('\n');
   return before == std::string_view::npos ? text : text.substr(before + 1);
 }
 
@@ -31,14 +31,14 @@ void removeMagic(std::string& text) {
 GitOutcome run(const GitTool& tool, const GitCommitRequest& request, std::string& hash) {
   constexpr std::size_t enough = 64 * 1024;
   std::string output;
-  const auto collect = [&](std::string_view bytes) {
+  auto collect = [&](std::string_view bytes) {
     // The summary comes first, and after it a line for each new file.
     if (output.size() < enough) output.append(bytes);
     return true;
   };
   GitOutcome outcome = tool.run(gitCommitCommand(request), collect, gitHookOutput());
   if (outcome) {
-    const std::string_view name = gitReadCommit(output);
+    std::string_view name = gitReadCommit(output);
     hash = name;
     if (name.empty()) return GitOutcome::unreadable("no name of a commit", 0);
     std::string fullName;
@@ -47,8 +47,8 @@ GitOutcome run(const GitTool& tool, const GitCommitRequest& request, std::string
     return outcome;
   }
   // Hooks cannot write to standard output; what git prints there without a commit is why there is none.
-  if (outcome.failedWith(GitFailureKind::Other) && outcome.exitCode == 1 && !output.empty()) {
-    outcome.failure.kind = GitFailureKind::NothingToCommit;
+  if (outcome.failedWith(GitFailureKind::other) && outcome.exitCode == 1 && !output.empty()) {
+    outcome.failure.kind = GitFailureKind::nothingToCommit;
     outcome.failure.message = lastLine(output);
   }
   removeMagic(outcome.failure.message);
@@ -72,16 +72,16 @@ GitOutcome runStaged(const Place& place, const GitPathList& paths, GitCommitRequ
   outcome = staging.stage();
   if (outcome && !request.paths.empty()) outcome = staging.removeVanished(request.paths);
   if (outcome) outcome = run(place.tool, request, hash);
-  if (outcome.kind == GitOutcome::Kind::Failed && hash.empty()) staging.restore();
+  if (outcome.kind == GitOutcome::Kind::failed && hash.empty()) staging.restore();
   return outcome;
 }
 
 GitOutcome commitWhole(const Place& place, const std::string& message, std::string& hash) {
-  const GitCommitRequest request{message, {}};
-  const GitOutcome comparison = place.tool.run(gitStagedCommand());
-  const bool isSomethingStaged = !comparison && comparison.exitCode == 1;
+  GitCommitRequest request{message, {}};
+  GitOutcome comparison = place.tool.run(gitStagedCommand());
+  bool isSomethingStaged = !comparison && comparison.exitCode == 1;
   // Before the first commit what is not staged is not tracked either. A merge may well change nothing against HEAD.
-  if (isSomethingStaged || comparison.failedWith(GitFailureKind::UnbornHead) ||
+  if (isSomethingStaged || comparison.failedWith(GitFailureKind::unbornHead) ||
       (comparison && gitIsMerging(place.root))) {
     return run(place.tool, request, hash);
   }
@@ -93,19 +93,19 @@ GitOutcome commitWhole(const Place& place, const std::string& message, std::stri
 
 GitOutcome unfinishedMerge(const std::string& path, const char* why) {
   return GitOutcome::failed(
-      {GitFailureKind::MidOperation, path, "A merge is committed as a whole, and “" + path + "” " + why + "."});
+      {GitFailureKind::midOperation, path, "A merge is committed as a whole, and “" + path + "” " + why + "."});
 }
 
 /// Git refuses to commit a part of a merge; but the files may be all of it.
 GitOutcome commitMerge(const Place& place, const GitPathList& paths, const std::string& message, std::string& hash) {
   GitStatusOptions options;
-  options.untracked = GitUntracked::None;
+  options.untracked = GitUntracked::none;
   options.ignored = false;
-  const GitPathSet names(paths);
+  GitPathSet names(paths);
   GitOutcome missing;
   GitStatusParser parser;
   GitOutcome outcome = place.tool.parse(gitStatusCommand(options), parser, [&](const GitStatusRecord& record) {
-    const std::string path(record.path);
+    std::string path(record.path);
     if (!missing) return;
     if ((record.status & QRBSourceControlStatusConflicted) != 0) {
       missing = unfinishedMerge(path, "is still in conflict");
@@ -122,9 +122,9 @@ GitOutcome commitMerge(const Place& place, const GitPathList& paths, const std::
 GitOutcome gitCommit(const GitTool& tool, GitWorkingCopyLock& lock, const std::string& root,
                      const std::vector<qrb::String>& files, const std::string& message, std::string& hash) {
   if (message.find('\0') != std::string::npos) {
-    return GitOutcome::failed({GitFailureKind::Other, {}, "The message holds a zero byte, which no commit can keep."});
+    return GitOutcome::failed({GitFailureKind::other, {}, "The message holds a zero byte, which no commit can keep."});
   }
-  const Place place{tool, lock, root};
+  Place place{tool, lock, root};
   if (files.empty()) return commitWhole(place, message, hash);
   GitPathList paths;
   GitOutcome outcome = gitResolvePaths(root, files, paths);

@@ -23,7 +23,7 @@ constexpr std::uint64_t fromElsewhere = QRBSourceControlStatusConflictAddedByThe
 
 GitCommand trackedChangesCommand() {
   GitStatusOptions options;
-  options.untracked = GitUntracked::None;
+  options.untracked = GitUntracked::none;
   options.ignored = false;
   return gitStatusCommand(options);
 }
@@ -33,11 +33,11 @@ struct Plan {
   GitPathList restored;
   /// Leave the staging area.
   GitPathList forgotten;
-  /// Of these, those that leave the disk too.
+  /// Those among them that leave the disk too.
   GitPathList removed;
 
   void add(const GitStatusRecord& record) {
-    const std::string path(record.path);
+    std::string path(record.path);
     if ((record.status & renamed) != 0) {
       restored.emplace_back(record.originalPath);
       forgotten.push_back(path);
@@ -66,13 +66,13 @@ GitOutcome carryOut(const GitTool& tool, const std::string& root, const Plan& pl
 
 /// Fails for the first name that belongs to nothing tracked.
 GitOutcome checkTracked(const GitTool& tool, const GitPathList& paths, std::vector<bool>& known) {
-  const GitPathSet names(paths);
+  GitPathSet names(paths);
   GitIndexParser parser;
   GitOutcome outcome = tool.parse(gitIndexCommand(), parser, [&](const GitIndexRecord& record) {
     names.find(record.path, [&](std::size_t place) { known[place] = true; });
   });
   if (!outcome) return outcome;
-  const auto unknown = std::ranges::find(known, false);
+  auto unknown = std::ranges::find(known, false);
   if (unknown == known.end()) return outcome;
   const std::string& name = paths[static_cast<std::size_t>(unknown - known.begin())];
   return name == "." ? outcome : gitUnknownPath(name);
@@ -83,7 +83,7 @@ GitOutcome checkFree(const std::string& root, const GitPathSet& names, const Git
   for (const std::string& path : originals) {
     std::error_code error;
     if (names.covers(path) || !fs::exists(fs::symlink_status(gitPathOnDisk(root, path), error))) continue;
-    return GitOutcome::failed({GitFailureKind::LocalChanges, path,
+    return GitOutcome::failed({GitFailureKind::localChanges, path,
                                "“" + path + "”, from where a file was moved, is in use again and would be lost."});
   }
   return {};
@@ -94,11 +94,11 @@ GitOutcome leaveOutMerged(const GitTool& tool, GitPathList& paths) {
   std::string output;
   GitOutcome outcome = tool.run(gitTreePathsCommand("MERGE_HEAD"), output);
   // No merge is under way.
-  if (outcome.failedWith(GitFailureKind::UnknownRevision)) return {};
+  if (outcome.failedWith(GitFailureKind::unknownRevision)) return {};
   if (!outcome) return outcome;
   std::unordered_set<std::string_view> merged;
   for (std::string_view rest = output; !rest.empty();) {
-    const std::size_t end = std::min(rest.find('\0'), rest.size());
+    std::size_t end = std::min(rest.find('\0'), rest.size());
     merged.insert(rest.substr(0, end));
     rest.remove_prefix(std::min(end + 1, rest.size()));
   }
@@ -112,16 +112,16 @@ GitOutcome gitDiscardChanges(const GitTool& tool, const std::string& root, const
   GitPathList paths;
   GitOutcome outcome = gitResolvePaths(root, files, paths);
   if (!outcome || paths.empty()) return outcome;
-  const GitPathSet names(paths);
+  GitPathSet names(paths);
   std::vector<bool> known(paths.size());
   Plan plan;
   GitPathList originals;
   GitStatusParser parser;
   outcome = tool.parse(trackedChangesCommand(), parser, [&](const GitStatusRecord& record) {
     bool isNamed = false;
-    const auto note = [&](std::size_t place) { isNamed = known[place] = true; };
+    auto note = [&](std::size_t place) { isNamed = known[place] = true; };
     names.find(record.path, note);
-    const bool isTarget = isNamed;
+    bool isTarget = isNamed;
     names.find(record.originalPath, note);
     if (!isNamed) return;
     plan.add(record);

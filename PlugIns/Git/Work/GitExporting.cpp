@@ -42,7 +42,7 @@ class NewFile {
 
   bool write(std::string_view bytes) {
     while (!bytes.empty()) {
-      const ssize_t written = ::write(_file.get(), bytes.data(), bytes.size());
+      ssize_t written = ::write(_file.get(), bytes.data(), bytes.size());
       if (written < 0 && errno == EINTR) continue;
       if (written < 0) {
         _error = lastError();
@@ -80,7 +80,7 @@ GitOutcome findEntry(const GitTool& tool, const std::string& revision, const std
   std::string output;
   GitOutcome outcome = tool.run(gitTreeEntryCommand(revision, path), output);
   if (!outcome) return outcome;
-  const auto found = gitReadTreeEntry(output);
+  auto found = gitReadTreeEntry(output);
   if (!found) return gitUnknownPath(path, "is not in the revision");
   if (!found->isContent()) return gitUnknownPath(path, "is no file in the revision");
   entry = *found;
@@ -105,7 +105,7 @@ GitOutcome findFormerPath(const GitTool& tool, const std::string& parent, const 
                           std::string& path) {
   std::string former;
   GitNameStatusParser parser;
-  const GitOutcome outcome = tool.parse(gitRenamesCommand(parent, revision), parser, [&](const GitChange& change) {
+  GitOutcome outcome = tool.parse(gitRenamesCommand(parent, revision), parser, [&](const GitChange& change) {
     if (change.letter == 'R' && change.path == path) former = change.originalPath;
   });
   if (!former.empty()) path = former;
@@ -126,20 +126,20 @@ GitOutcome gitExportFileOfParent(const GitTool& tool, const std::string& revisio
   std::string line;
   GitOutcome outcome = tool.run(gitParentsCommand(revision), line);
   if (!outcome) return outcome;
-  const std::size_t blank = line.find(' ');
+  std::size_t blank = line.find(' ');
   if (blank == std::string::npos) {
     return GitOutcome::failed(
-        {GitFailureKind::UnknownRevision, revision, "“" + revision + "” is a first revision: it has no parent."});
+        {GitFailureKind::unknownRevision, revision, "“" + revision + "” is a first revision: it has no parent."});
   }
-  const std::string commit = line.substr(0, blank);
-  const std::string parent = line.substr(blank + 1, blank);
+  std::string commit = line.substr(0, blank);
+  std::string parent = line.substr(blank + 1, blank);
   GitTreeEntry entry;
   outcome = findEntry(tool, parent, path, entry);
-  if (!outcome.failedWith(GitFailureKind::UnknownPath)) {
+  if (!outcome.failedWith(GitFailureKind::unknownPath)) {
     return outcome ? writeContent(tool, entry, path, destination) : outcome;
   }
   std::string former = path;
-  const GitOutcome search = findFormerPath(tool, parent, commit, former);
+  GitOutcome search = findFormerPath(tool, parent, commit, former);
   if (!search || former == path) return search ? outcome : search;
   return gitExportFile(tool, parent, former, destination);
 }

@@ -10,6 +10,6 @@
 GitOutcome gitExportFile(const GitTool& tool, const std::string& revision, const std::string& path,
                          const std::string& destination);
 
-/// The same of the first parent of a revision, in which the file may have had another path.
+/// Exports the file of a revision's first parent, in which it may have had another path.
 GitOutcome gitExportFileOfParent(const GitTool& tool, const std::string& revision, const std::string& path,
                                  const std::string& destination);

@@ -19,8 +19,8 @@ GitOutcome refusal(GitFailureKind kind, std::string_view file, std::string_view 
 bool normalize(std::string_view path, std::string& result) {
   std::vector<std::string_view> parts;
   for (std::size_t begin = 0; begin <= path.size();) {
-    const std::size_t end = std::min(path.find('/', begin), path.size());
-    const std::string_view part = path.substr(begin, end - begin);
+    std::size_t end = std::min(path.find('/', begin), path.size());
+    std::string_view part = path.substr(begin, end - begin);
     begin = end + 1;
     if (part.empty() || part == ".") continue;
     if (part != "..") {
@@ -32,7 +32,7 @@ bool normalize(std::string_view path, std::string& result) {
     }
   }
   result.clear();
-  for (const std::string_view part : parts) result.append(result.empty() ? "" : "/").append(part);
+  for (std::string_view part : parts) result.append(result.empty() ? "" : "/").append(part);
   if (result.empty()) result = ".";
   return true;
 }
@@ -49,8 +49,8 @@ bool takeFolder(std::string_view folder, std::string_view& path) {
 /// The path with the links above its last component followed, so that it can be compared with a root so treated.
 std::string withRealFolder(const std::string& path) {
   std::error_code error;
-  const fs::path full(path);
-  const fs::path folder = fs::weakly_canonical(full.parent_path(), error);
+  fs::path full(path);
+  fs::path folder = fs::weakly_canonical(full.parent_path(), error);
   return error ? path : (folder / full.filename()).string();
 }
 
@@ -62,7 +62,7 @@ bool isInside(const std::string& root, std::string_view file, std::string& path)
   std::string_view rest = absolute;
   if (takeFolder("/" + normalRoot, rest)) return normalize(rest, path);
   std::error_code error;
-  const std::string realRoot = fs::canonical(root, error).string();
+  std::string realRoot = fs::canonical(root, error).string();
   if (error) return false;
   absolute = withRealFolder(absolute);
   rest = absolute;
@@ -72,7 +72,7 @@ bool isInside(const std::string& root, std::string_view file, std::string& path)
 /// Git lets nothing of that name into a repository, on any system.
 bool hasGitFolder(std::string_view path) {
   for (std::size_t begin = 0; begin <= path.size();) {
-    const std::size_t end = std::min(path.find('/', begin), path.size());
+    std::size_t end = std::min(path.find('/', begin), path.size());
     if (end - begin == 4 && ::strncasecmp(path.data() + begin, ".git", 4) == 0) return true;
     begin = end + 1;
   }
@@ -82,13 +82,13 @@ bool hasGitFolder(std::string_view path) {
 }  // namespace
 
 GitOutcome gitResolvePath(const std::string& root, std::string_view file, std::string& path) {
-  if (file.empty()) return refusal(GitFailureKind::UnknownPath, file, "is no path");
+  if (file.empty()) return refusal(GitFailureKind::unknownPath, file, "is no path");
   if (file.find('\0') != std::string_view::npos) {
-    return refusal(GitFailureKind::UnknownPath, file.substr(0, file.find('\0')), "holds a zero byte");
+    return refusal(GitFailureKind::unknownPath, file.substr(0, file.find('\0')), "holds a zero byte");
   }
-  const bool isWithin = file.front() == '/' ? isInside(root, file, path) : normalize(file, path);
-  if (!isWithin) return refusal(GitFailureKind::PathOutside, file, "lies outside of the working copy");
-  if (hasGitFolder(path)) return refusal(GitFailureKind::PathOutside, file, "belongs to the repository itself");
+  bool isWithin = file.front() == '/' ? isInside(root, file, path) : normalize(file, path);
+  if (!isWithin) return refusal(GitFailureKind::pathOutside, file, "lies outside of the working copy");
+  if (hasGitFolder(path)) return refusal(GitFailureKind::pathOutside, file, "belongs to the repository itself");
   return {};
 }
 
@@ -117,9 +117,9 @@ std::string gitPathOnDisk(const std::string& root, std::string_view path) {
 GitPathSet::GitPathSet(const std::vector<std::string>& paths) {
   _places.reserve(paths.size());
   for (std::size_t place = 0; place < paths.size(); ++place) _places.emplace(paths[place], place);
-  if (const auto root = _places.find("."); root != _places.end()) _root = root->second;
+  if (auto root = _places.find("."); root != _places.end()) _root = root->second;
 }
 
 GitOutcome gitUnknownPath(std::string_view path, std::string_view why) {
-  return refusal(GitFailureKind::UnknownPath, path, why);
+  return refusal(GitFailureKind::unknownPath, path, why);
 }

@@ -15,7 +15,7 @@
 /// through symbolic links above the working copy. Fails with PathOutside for what lies elsewhere or is git's own
 /// (".git"), and with UnknownPath for what is no path.
 GitOutcome gitResolvePath(const std::string& root, std::string_view file, std::string& path);
-/// The same of several.
+/// Resolves several; the first error ends it.
 GitOutcome gitResolvePaths(const std::string& root, const std::vector<qrb::String>& files,
                            std::vector<std::string>& paths);
 
@@ -35,8 +35,8 @@ class GitPathSet {
   template <class Found>
   void find(std::string_view path, Found&& found) const {
     for (std::string_view folder = path; !folder.empty();) {
-      if (const auto place = _places.find(folder); place != _places.end()) found(place->second);
-      const std::size_t slash = folder.rfind('/');
+      if (auto place = _places.find(folder); place != _places.end()) found(place->second);
+      std::size_t slash = folder.rfind('/');
       folder = slash == std::string_view::npos ? std::string_view() : folder.substr(0, slash);
     }
     if (_root && path != ".") found(*_root);

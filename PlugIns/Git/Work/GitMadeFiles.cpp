@@ -3,17 +3,17 @@
 namespace fs = std::filesystem;
 
 GitOutcome gitFileFailure(const std::error_code& error, const fs::path& file, const char* what) {
-  GitFailureKind kind = GitFailureKind::Other;
+  GitFailureKind kind = GitFailureKind::other;
   if (error == std::errc::permission_denied || error == std::errc::operation_not_permitted) {
-    kind = GitFailureKind::PermissionDenied;
+    kind = GitFailureKind::permissionDenied;
   } else if (error == std::errc::read_only_file_system) {
-    kind = GitFailureKind::ReadOnlyFileSystem;
+    kind = GitFailureKind::readOnlyFileSystem;
   } else if (error == std::errc::no_space_on_device) {
-    kind = GitFailureKind::DiskFull;
+    kind = GitFailureKind::diskFull;
   } else if (error == std::errc::file_exists) {
-    kind = GitFailureKind::FileExists;
+    kind = GitFailureKind::fileExists;
   } else if (error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory) {
-    kind = GitFailureKind::UnknownPath;
+    kind = GitFailureKind::unknownPath;
   }
   return GitOutcome::failed(
       {kind, file.string(), "“" + file.string() + "” could not be " + what + ": " + error.message()});
@@ -26,7 +26,7 @@ GitMadeFiles::~GitMadeFiles() {
 
 GitOutcome GitMadeFiles::makeFolder(const fs::path& folder) {
   std::error_code error;
-  const bool isNew = fs::create_directory(folder, error);
+  bool isNew = fs::create_directory(folder, error);
   if (error) return gitFileFailure(error, folder, "made");
   if (!isNew) return gitFileFailure(std::make_error_code(std::errc::file_exists), folder, "made");
   _made.push_back(folder);

@@ -22,9 +22,9 @@ class Finder {
   GitOutcome find(Entries& parents) {
     GitOutcome outcome = list(gitBranchesCommand(), _all);
     if (!outcome) return outcome;
-    const auto self = std::ranges::find(_all, _ref, &GitBranchEntry::fullName);
+    auto self = std::ranges::find(_all, _ref, &GitBranchEntry::fullName);
     if (self == _all.end()) {
-      return GitOutcome::failed({GitFailureKind::UnknownBranch, _ref, "There is no " + _ref + "."});
+      return GitOutcome::failed({GitFailureKind::unknownBranch, _ref, "There is no " + _ref + "."});
     }
     _self = *self;
     if (gitIsPrimaryBranchName(_self.name)) return outcome;
@@ -40,17 +40,17 @@ class Finder {
   GitOutcome list(const GitCommand& command, Entries& entries) const {
     GitRefParser parser;
     return _tool.parse(command, parser, [&](const GitRefRecord& record) {
-      const bool isRemote = record.kind == GitRefRecord::Kind::RemoteBranch;
-      const std::string_view remote = isRemote ? gitRemoteOfBranch(record.name, _remotes) : std::string_view();
+      bool isRemote = record.kind == GitRefRecord::Kind::remoteBranch;
+      std::string_view remote = isRemote ? gitRemoteOfBranch(record.name, _remotes) : std::string_view();
       if (isRemote && remote.size() + 1 >= record.name.size()) return;
-      const std::string_view name = isRemote ? record.name.substr(remote.size() + 1) : record.name;
+      std::string_view name = isRemote ? record.name.substr(remote.size() + 1) : record.name;
       entries.push_back({std::string(record.fullName), std::string(name), std::string(remote), std::string(record.hash),
                          std::string(record.upstream)});
     });
   }
 
   GitOutcome listOthersHolding(std::string_view hash, Entries& entries) const {
-    const GitOutcome outcome = list(gitBranchesHoldingCommand(hash), entries);
+    GitOutcome outcome = list(gitBranchesHoldingCommand(hash), entries);
     std::erase_if(entries, [this](const GitBranchEntry& entry) { return entry.name == _self.name; });
     return outcome;
   }
@@ -79,8 +79,8 @@ class Finder {
     for (const GitBranchEntry& entry : madeFromIt) except.push_back(entry.fullName);
     std::string line;
     std::string last;
-    const GitOutcome outcome = _tool.run(gitOwnCommitsCommand(_self.fullName, except), [&](std::string_view bytes) {
-      for (const char byte : bytes) {
+    GitOutcome outcome = _tool.run(gitOwnCommitsCommand(_self.fullName, except), [&](std::string_view bytes) {
+      for (char byte : bytes) {
         if (byte == '\n') {
           last = std::move(line);
           line.clear();
@@ -90,20 +90,20 @@ class Finder {
       }
       return true;
     });
-    const std::size_t blank = last.find(' ');
+    std::size_t blank = last.find(' ');
     if (blank != std::string::npos) begin = last.substr(blank + 1, last.find(' ', blank + 1) - blank - 1);
     return outcome;
   }
 
   GitOutcome sort(Entries& parents) const {
     std::string main;
-    const std::string_view remote = _self.remote.empty() ? std::string_view("origin") : _self.remote;
-    const GitOutcome outcome = _tool.run(gitMainBranchOfRemoteCommand(remote), main);
+    std::string_view remote = _self.remote.empty() ? std::string_view("origin") : _self.remote;
+    GitOutcome outcome = _tool.run(gitMainBranchOfRemoteCommand(remote), main);
     if (!outcome && outcome.exitCode != 1) return outcome;
-    const auto known = std::ranges::find(_all, main, &GitBranchEntry::fullName);
-    const std::string mainName = known == _all.end() ? std::string() : known->name;
-    const auto rank = [&](const GitBranchEntry& entry) {
-      const bool isMain = gitIsPrimaryBranchName(entry.name) || (!mainName.empty() && entry.name == mainName);
+    auto known = std::ranges::find(_all, main, &GitBranchEntry::fullName);
+    std::string mainName = known == _all.end() ? std::string() : known->name;
+    auto rank = [&](const GitBranchEntry& entry) {
+      bool isMain = gitIsPrimaryBranchName(entry.name) || (!mainName.empty() && entry.name == mainName);
       return (isMain ? 0 : 2) + (entry.remote.empty() ? 0 : 1);
     };
     std::ranges::stable_sort(parents, {}, rank);
@@ -112,7 +112,7 @@ class Finder {
 
   /// Does nothing for a branch that does not exist, and for one of the branch's own name.
   void moveToFront(Entries& parents, std::string_view fullName) const {
-    const auto known = std::ranges::find(_all, fullName, &GitBranchEntry::fullName);
+    auto known = std::ranges::find(_all, fullName, &GitBranchEntry::fullName);
     if (known == _all.end()) return;
     std::erase_if(parents, [&](const GitBranchEntry& entry) { return entry.fullName == fullName; });
     parents.insert(parents.begin(), *known);
@@ -120,9 +120,9 @@ class Finder {
 
   GitOutcome moveOriginToFront(Entries& parents) const {
     std::string notes;
-    const GitOutcome outcome = _tool.run(gitBranchNotesCommand(_self.fullName), notes);
+    GitOutcome outcome = _tool.run(gitBranchNotesCommand(_self.fullName), notes);
     if (!outcome) return outcome;
-    const std::string origin(gitReadBranchOrigin(notes));
+    std::string origin(gitReadBranchOrigin(notes));
     if (origin.empty()) return outcome;
     // In the order in which git understands a name.
     for (const std::string& fullName : {origin, "refs/" + origin, "refs/heads/" + origin, "refs/remotes/" + origin}) {

@@ -23,7 +23,7 @@ bool isOnDisk(const std::string& root, const std::string& path) {
 bool isFileOnDisk(const std::string& root, const std::string& path, std::uint32_t mode) {
   constexpr std::uint32_t submodule = 0160000;
   std::error_code error;
-  const auto found = std::filesystem::symlink_status(gitPathOnDisk(root, path), error);
+  auto found = std::filesystem::symlink_status(gitPathOnDisk(root, path), error);
   if (!std::filesystem::exists(found) || gitIsBeyondLink(root, path)) return false;
   return mode == submodule || !std::filesystem::is_directory(found);
 }
@@ -33,7 +33,7 @@ bool isFileOnDisk(const std::string& root, const std::string& path, std::uint32_
 GitPathList gitReadPaths(std::string_view output) {
   GitPathList paths;
   while (!output.empty()) {
-    const std::size_t end = std::min(output.find('\0'), output.size());
+    std::size_t end = std::min(output.find('\0'), output.size());
     paths.emplace_back(output.substr(0, end));
     output.remove_prefix(std::min(end + 1, output.size()));
   }
@@ -41,7 +41,7 @@ GitPathList gitReadPaths(std::string_view output) {
 }
 
 GitOutcome GitStaging::read(Entries& entries) const {
-  const GitPathSet names(_paths);
+  GitPathSet names(_paths);
   GitIndexParser parser;
   return _tool.parse(gitIndexCommand(), parser, [&](const GitIndexRecord& record) {
     if (names.covers(record.path)) {
@@ -51,13 +51,13 @@ GitOutcome GitStaging::read(Entries& entries) const {
 }
 
 GitOutcome GitStaging::findIntended() {
-  const bool isPossible = std::ranges::any_of(_before, [](const Entries::value_type& entry) {
+  bool isPossible = std::ranges::any_of(_before, [](const Entries::value_type& entry) {
     return std::ranges::find(emptyObjects, entry.second.object) != std::end(emptyObjects);
   });
   if (!isPossible) return {};
   std::string output;
   GitOutcome outcome = _tool.run(gitUnstagedCommand(true), output);
-  const GitPathSet names(_paths);
+  GitPathSet names(_paths);
   for (const std::string& path : gitReadPaths(output)) {
     if (names.covers(path)) _intended.insert(path);
   }
@@ -69,14 +69,14 @@ GitOutcome GitStaging::prepare() {
   for (const auto& [place, entry] : _before) {
     if (outcome && place.second > 0) {
       outcome = GitOutcome::failed(
-          {GitFailureKind::MidOperation, place.first, "“" + place.first + "” is still in conflict."});
+          {GitFailureKind::midOperation, place.first, "“" + place.first + "” is still in conflict."});
     }
   }
   return outcome ? findIntended() : outcome;
 }
 
 GitOutcome GitStaging::stage() {
-  const GitPathSet names(_paths);
+  GitPathSet names(_paths);
   std::vector<bool> isStaged(_paths.size());
   for (const auto& [place, entry] : _before) {
     names.find(place.first, [&](std::size_t name) { isStaged[name] = true; });
@@ -89,7 +89,7 @@ GitOutcome GitStaging::stage() {
 }
 
 std::vector<bool> GitStaging::findVanished() const {
-  const GitPathSet names(_paths);
+  GitPathSet names(_paths);
   std::vector<bool> isThere(_paths.size());
   std::vector<bool> isVanished(_paths.size());
   for (const auto& entry : _before) {
@@ -103,15 +103,15 @@ std::vector<bool> GitStaging::findVanished() const {
 }
 
 GitOutcome GitStaging::removeVanished(GitPathList& names) const {
-  const std::vector<bool> isVanished = findVanished();
+  std::vector<bool> isVanished = findVanished();
   if (std::ranges::find(isVanished, true) == isVanished.end()) return {};
-  // Of what is gone a revision has something if that differs from what is staged now.
-  const GitPathSet all(_paths);
+  // A revision has something of a file that is gone if what is staged now differs from it.
+  GitPathSet all(_paths);
   std::vector<bool> isKnown(_paths.size());
-  const auto know = [&](std::string_view path) { all.find(path, [&](std::size_t name) { isKnown[name] = true; }); };
+  auto know = [&](std::string_view path) { all.find(path, [&](std::size_t name) { isKnown[name] = true; }); };
   std::string output;
   GitOutcome outcome = _tool.run(gitStagedPathsCommand(), output);
-  if (outcome.failedWith(GitFailureKind::UnbornHead)) {
+  if (outcome.failedWith(GitFailureKind::unbornHead)) {
     Entries now;
     outcome = read(now);
     for (const auto& entry : now) know(entry.first.first);
@@ -123,14 +123,14 @@ GitOutcome GitStaging::removeVanished(GitPathList& names) const {
     if (!isVanished[name] || isKnown[name]) names.push_back(_paths[name]);
   }
   if (!names.empty()) return {};
-  return GitOutcome::failed({GitFailureKind::NothingToCommit,
+  return GitOutcome::failed({GitFailureKind::nothingToCommit,
                              {},
                              "Nothing is there any more of what was staged, and no revision has had it."});
 }
 
 std::string GitStaging::remembered() const {
   std::string text;
-  const auto add = [&](char kind, const std::string& line) { text.append(1, kind).append(line).push_back('\0'); };
+  auto add = [&](char kind, const std::string& line) { text.append(1, kind).append(line).push_back('\0'); };
   for (const std::string& path : _paths) add('p', path);
   for (const std::string& path : _intended) add('i', path);
   for (const auto& [place, entry] : _before) {
@@ -144,12 +144,12 @@ std::string GitStaging::remembered() const {
 
 bool GitStaging::remember(std::string_view text) {
   // "100644 <object> 0<tab>path", as gitAppendIndexEntry() writes it.
-  const auto readEntry = [this](std::string_view line) {
+  auto readEntry = [this](std::string_view line) {
     Entry entry;
     std::uint8_t stage = 0;
-    const std::size_t mode = line.find(' ');
-    const std::size_t object = line.find(' ', std::min(mode, line.size() - 1) + 1);
-    const std::size_t path = line.find('\t');
+    std::size_t mode = line.find(' ');
+    std::size_t object = line.find(' ', std::min(mode, line.size() - 1) + 1);
+    std::size_t path = line.find('\t');
     if (mode == std::string_view::npos || object == std::string_view::npos || path == std::string_view::npos ||
         object > path) {
       return false;
@@ -162,7 +162,7 @@ bool GitStaging::remember(std::string_view text) {
     return true;
   };
   for (const std::string& line : gitReadPaths(text)) {
-    const std::string_view rest = std::string_view(line).substr(std::min<std::size_t>(line.size(), 1));
+    std::string_view rest = std::string_view(line).substr(std::min<std::size_t>(line.size(), 1));
     if (line.starts_with('p')) {
       _paths.emplace_back(rest);
     } else if (line.starts_with('i')) {
@@ -183,9 +183,9 @@ void GitStaging::restoreUncommitted(const std::string& root, std::string_view re
 
 void GitStaging::restoreUncommitted() const {
   std::string output;
-  const GitOutcome outcome = _tool.run(gitStagedPathsCommand(), output);
-  const GitPathSet names(_paths);
-  bool isStaged = outcome.failedWith(GitFailureKind::UnbornHead);
+  GitOutcome outcome = _tool.run(gitStagedPathsCommand(), output);
+  GitPathSet names(_paths);
+  bool isStaged = outcome.failedWith(GitFailureKind::unbornHead);
   for (const std::string& path : gitReadPaths(output)) isStaged = isStaged || names.covers(path);
   if (isStaged) restore();
 }
@@ -201,8 +201,8 @@ GitOutcome GitStaging::restore() const {
     }
   }
   for (const auto& [place, entry] : _before) {
-    const auto found = now.find(place);
-    const bool isChanged = found == now.end() || found->second != entry;
+    auto found = now.find(place);
+    bool isChanged = found == now.end() || found->second != entry;
     if (isChanged && !_intended.contains(place.first)) {
       gitAppendIndexEntry(changes, entry.mode, entry.object, place.second, place.first);
     }

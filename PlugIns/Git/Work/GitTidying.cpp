@@ -29,14 +29,14 @@ std::optional<int> gitTidyUp(std::span<char* const> arguments) {
   if (arguments.size() < 6 || !read(arguments[4], since.tv_sec) || !read(arguments[5], since.tv_nsec)) {
     return kWrongUsage;
   }
-  const std::string_view kind = arguments[2];
-  const std::string folder = arguments[3];
+  std::string_view kind = arguments[2];
+  std::string folder = arguments[3];
   if (kind == "lock-files" && arguments.size() == 6) {
     if (!gitWorksIn(folder)) gitRemoveLockFiles(folder, since);
   } else if (kind == "checkout" && arguments.size() == 8) {
     gitTakeBackCheckout(folder, arguments[6], arguments[7] == std::string_view("merge"), since);
   } else if (kind == "staging" && arguments.size() == 6) {
-    const std::string remembered(std::istreambuf_iterator<char>(std::cin), {});
+    std::string remembered(std::istreambuf_iterator<char>(std::cin), {});
     GitStaging::restoreUncommitted(folder, remembered);
   } else {
     return kWrongUsage;

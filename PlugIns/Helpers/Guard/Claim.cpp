@@ -20,7 +20,7 @@ Claim::Outcome Claim::take() {
     std::error_code error;
     if (!makeFolders(_folder.parent_path(), error))
       return refuse("No folder can be made in " + _folder.parent_path().string() + ": " + error.message());
-    const bool isNew = fs::create_directory(_folder, error);
+    bool isNew = fs::create_directory(_folder, error);
     if (error == std::errc::no_such_file_or_directory) continue;
     std::error_code ignored;
     if (error && !fs::exists(fs::symlink_status(_folder, ignored)))

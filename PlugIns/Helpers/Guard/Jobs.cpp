@@ -20,7 +20,7 @@ std::optional<std::vector<std::size_t>> readNumbers(std::string_view line) {
   std::vector<std::size_t> numbers;
   while (!line.empty()) {
     std::size_t number = 0;
-    const auto [end, failure] = std::from_chars(line.data(), line.data() + line.size(), number);
+    auto [end, failure] = std::from_chars(line.data(), line.data() + line.size(), number);
     if (failure != std::errc()) return std::nullopt;
     numbers.push_back(number);
     line.remove_prefix(static_cast<std::size_t>(end - line.data()));
@@ -32,10 +32,10 @@ std::optional<std::vector<std::size_t>> readNumbers(std::string_view line) {
 
 /// A file in memory with the bytes, to be read from its beginning; -1 where none can be had.
 int makeInput(const std::string& bytes) {
-  const int file = ::memfd_create("input", MFD_CLOEXEC);
+  int file = ::memfd_create("input", MFD_CLOEXEC);
   std::size_t written = 0;
   while (file >= 0 && written < bytes.size()) {
-    const ssize_t count = ::write(file, bytes.data() + written, bytes.size() - written);
+    ssize_t count = ::write(file, bytes.data() + written, bytes.size() - written);
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) {
       ::close(file);
@@ -50,7 +50,7 @@ int makeInput(const std::string& bytes) {
 }  // namespace
 
 bool Jobs::add(std::string_view announcement, Orders& orders) {
-  const auto numbers = readNumbers(announcement);
+  auto numbers = readNumbers(announcement);
   if (!numbers || numbers->size() < 3) return false;
   Job job;
   job.number = static_cast<int>(numbers->front());
@@ -75,7 +75,7 @@ void Jobs::run() const {
 }
 
 void Jobs::run(const Job& job) {
-  const int input = makeInput(job.input);
+  int input = makeInput(job.input);
   if (input < 0) return;
   std::vector<char*> arguments;
   for (const std::string& argument : job.arguments) arguments.push_back(const_cast<char*>(argument.c_str()));

@@ -8,7 +8,7 @@ bool Orders::fill() {
   _read.erase(0, _place);
   _place = 0;
   constexpr std::size_t piece = 64 * 1024;
-  const std::size_t before = _read.size();
+  std::size_t before = _read.size();
   _read.resize(before + piece);
   ssize_t got;
   do {
@@ -20,7 +20,7 @@ bool Orders::fill() {
 
 std::optional<std::string> Orders::nextLine() {
   for (;;) {
-    const std::size_t end = _read.find('\n', _place);
+    std::size_t end = _read.find('\n', _place);
     if (end != std::string::npos) {
       std::string line = _read.substr(_place, end - _place);
       _place = end + 1;
@@ -40,7 +40,7 @@ std::optional<std::string> Orders::nextBytes(std::size_t count) {
 }
 
 void say(const std::string& line) {
-  const std::string text = line + "\n";
+  std::string text = line + "\n";
   while (::write(STDOUT_FILENO, text.data(), text.size()) < 0 && errno == EINTR) {
   }
 }

@@ -11,7 +11,7 @@
 /// Asks again, at growing intervals, until the answer is yes or the patience is over.
 template <class Question>
 bool becomesTrue(std::chrono::steady_clock::duration patience, Question&& question) {
-  const auto end = std::chrono::steady_clock::now() + patience;
+  auto end = std::chrono::steady_clock::now() + patience;
   for (auto pause = std::chrono::milliseconds(1); !question();
        pause = std::min(pause * 2, std::chrono::milliseconds(20))) {
     if (std::chrono::steady_clock::now() > end) return false;

@@ -56,9 +56,9 @@ int guardWorkingCopy(const char* path) {
   }
   pid_t group = 0;
   Orders orders;
-  while (const auto order = orders.nextLine()) {
+  while (auto order = orders.nextLine()) {
     if (*order == "keep") return 0;
-    if (const auto number = after("group ", *order)) group = numberIn(*number);
+    if (auto number = after("group ", *order)) group = numberIn(*number);
   }
   if (group > 1) awaitEndOfGroup(group);
   claim.giveUp();
@@ -68,9 +68,9 @@ int guardWorkingCopy(const char* path) {
 /// In a session of its own, where nobody kills it half-way. This process stays in the group meanwhile, so that the
 /// host's waiting for the group is a waiting for the jobs, as long as it goes on.
 void runAside(const Jobs& jobs) {
-  const pid_t group = ::getpgrp();
-  const pid_t self = ::getpid();
-  const pid_t worker = ::fork();
+  pid_t group = ::getpgrp();
+  pid_t self = ::getpid();
+  pid_t worker = ::fork();
   if (worker <= 0) {
     if (worker == 0) ::setsid();
     if (awaitEndOfGroup(group, self)) jobs.run();
@@ -84,11 +84,11 @@ int guardWork() {
   Jobs jobs;
   Orders orders;
   say("ready");
-  while (const auto order = orders.nextLine()) {
+  while (auto order = orders.nextLine()) {
     if (*order == "done") return 0;
-    if (const auto job = after("job ", *order)) {
+    if (auto job = after("job ", *order)) {
       if (!jobs.add(*job, orders)) break;
-    } else if (const auto number = after("withdraw ", *order)) {
+    } else if (auto number = after("withdraw ", *order)) {
       jobs.withdraw(numberIn(*number));
     }
   }
@@ -99,8 +99,8 @@ int guardWork() {
 }  // namespace
 
 int main(int count, char** arguments) {
-  for (const int signal : {SIGTERM, SIGHUP, SIGINT, SIGPIPE}) ::signal(signal, SIG_IGN);
-  const std::string_view kind = count > 1 ? arguments[1] : "";
+  for (int signal : {SIGTERM, SIGHUP, SIGINT, SIGPIPE}) ::signal(signal, SIG_IGN);
+  std::string_view kind = count > 1 ? arguments[1] : "";
   if (count == 3 && kind == "working-copy" && arguments[2][0] == '/') return guardWorkingCopy(arguments[2]);
   if (count == 2 && kind == "jobs") return guardWork();
   std::fputs("usage: qrb-guard working-copy <absolute path>, or qrb-guard jobs\n", stderr);

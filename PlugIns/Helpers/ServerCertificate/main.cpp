@@ -67,15 +67,15 @@ int connectTo(const std::string& host, const char* port) {
   addrinfo hints{};
   hints.ai_socktype = SOCK_STREAM;
   addrinfo* found = nullptr;
-  const std::string server = host + ":" + port;
-  if (const int error = ::getaddrinfo(host.c_str(), port, &hints, &found); error != 0) {
+  std::string server = host + ":" + port;
+  if (int error = ::getaddrinfo(host.c_str(), port, &hints, &found); error != 0) {
     throw std::runtime_error(server + " could not be found: " + ::gai_strerror(error));
   }
   const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> addresses(found, &::freeaddrinfo);
   for (const addrinfo* address = found; address != nullptr; address = address->ai_next) {
-    const int descriptor = ::socket(address->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    int descriptor = ::socket(address->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (descriptor >= 0 && connectWithin(descriptor, *address)) return descriptor;
-    const int error = errno;
+    int error = errno;
     if (descriptor >= 0) ::close(descriptor);
     errno = error;
   }
@@ -84,7 +84,7 @@ int connectTo(const std::string& host, const char* port) {
 
 void shakeHands(gnutls_session_t session, int descriptor) {
   for (;;) {
-    const int result = gnutls_handshake(session);
+    int result = gnutls_handshake(session);
     if (result == GNUTLS_E_SUCCESS) return;
     if (gnutls_error_is_fatal(result) != 0) check(result, "The server did not agree on a secure connection");
     pollfd ready{descriptor, static_cast<short>(gnutls_record_get_direction(session) == 0 ? POLLIN : POLLOUT), 0};
@@ -113,7 +113,7 @@ void printPin(gnutls_x509_crt_t certificate) {
   check(gnutls_pubkey_import_x509(key.handle, certificate, 0), "The certificate's key cannot be read");
   check(gnutls_pubkey_export2(key.handle, GNUTLS_X509_FMT_DER, &encoded.bytes), "The certificate's key cannot be read");
   auto hash = digest<32>(GNUTLS_DIG_SHA256, encoded.bytes);
-  const gnutls_datum_t bytes{hash.data(), static_cast<unsigned>(hash.size())};
+  gnutls_datum_t bytes{hash.data(), static_cast<unsigned>(hash.size())};
   OwnedBytes text;
   check(gnutls_base64_encode2(&bytes, &text.bytes), "No pin");
   std::printf("sha256//%.*s\n", static_cast<int>(text.bytes.size), reinterpret_cast<const char*>(text.bytes.data));
@@ -126,7 +126,7 @@ void printName(gnutls_x509_crt_t certificate) {
 }
 
 void showCertificate(const std::string& host, const char* port) {
-  const int descriptor = connectTo(host, port);
+  int descriptor = connectTo(host, port);
   // The session uses the credentials, so it goes first.
   Owned<gnutls_certificate_credentials_t, gnutls_certificate_free_credentials> ownedCredentials;
   Owned<gnutls_session_t, gnutls_deinit> ownedSession;

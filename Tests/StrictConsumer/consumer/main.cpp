@@ -9,7 +9,7 @@ int main() {
   std::promise<std::size_t> found;
   QRBSourceControlManager::sharedInstance()->sourceControlSystemsWithCompletionBlock(
       [&found](const auto& systems) { found.set_value(systems ? systems->size() : 0); });
-  const std::size_t count = found.get_future().get();
+  std::size_t count = found.get_future().get();
   std::printf("%zu source control systems\n", count);
   return count > 0 ? 0 : 1;
 }

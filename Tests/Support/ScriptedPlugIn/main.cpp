@@ -19,7 +19,7 @@ Location locationFrom(const json& form) {
   auto text = [&](const char* key) { return qrb::String(form.value(key, std::string())); };
   Location location;
   if (form.contains("branch")) {
-    const qrb::String remote = form.contains("remote") ? text("remote") : qrb::String();
+    qrb::String remote = form.contains("remote") ? text("remote") : qrb::String();
     location = QRBSourceControlBranch::initWithBranchNameRemoteName(text("branch"), false, remote);
   } else if (form.contains("path")) {
     location = QRBSourceControlPathLocation::initWithRelativePath(text("path"));
@@ -179,7 +179,7 @@ class ScriptedPlugIn : public QRBSourceControlPlugInPrimary {
                                                     Answer<WorkingCopies> completionBlock) override {
     WorkingCopies workingCopies;
     for (const qrb::URL& candidate : candidates) {
-      const qrb::URL root = qrb::URL::fileURL(std::filesystem::path(candidate.path().str()).string(), true);
+      qrb::URL root = qrb::URL::fileURL(std::filesystem::path(candidate.path().str()).string(), true);
       workingCopies.push_back(QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
           root, QRBSourceControlRepository::initWithURL(root, scannedSystem())));
     }
@@ -207,14 +207,14 @@ class ScriptedPlugIn : public QRBSourceControlPlugInPrimary {
 
   template <class Subject>
   json begin(const std::string& message, const Subject& subject, const std::string& detail = {}) {
-    const std::string name = nameOf(subject);
-    const std::string key = message + " " + name;
-    const std::string line = key + (detail.empty() ? "" : " | " + detail) + "\n";
+    std::string name = nameOf(subject);
+    std::string key = message + " " + name;
+    std::string line = key + (detail.empty() ? "" : " | " + detail) + "\n";
     // Read only now: a process that was launched ahead would know an earlier script, or half of this one.
     std::ifstream file(_folder + "/script");
     const json script = json::parse(file);
     // Whole lines, also while another process of the script is still ending.
-    const int log = ::open((_folder + "/log").c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+    int log = ::open((_folder + "/log").c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
     (void)!::write(log, line.data(), line.size());
     ::close(log);
     const json entry = script.value(key, json::object());
@@ -236,6 +236,6 @@ class ScriptedPlugIn : public QRBSourceControlPlugInPrimary {
 }  // namespace
 
 int main(int, char** arguments) {
-  const std::string path = arguments[0];
+  std::string path = arguments[0];
   return QRBSourceControlRunPlugIn(std::make_shared<ScriptedPlugIn>(path.substr(0, path.rfind('/'))));
 }

@@ -237,9 +237,9 @@ std::string incrementalLog(const std::function<void(ArchiveWriter&)>& items) {
 // asks for them.
 void flood() {
   RawPlugIn raw;
-  const std::uint32_t identifier = raw.readRequest();
-  const bool texts = raw.request().find("flood-of-texts") != std::string::npos;
-  const bool objects = raw.request().find("flood-of-objects") != std::string::npos;
+  std::uint32_t identifier = raw.readRequest();
+  bool texts = raw.request().find("flood-of-texts") != std::string::npos;
+  bool objects = raw.request().find("flood-of-objects") != std::string::npos;
   for (int number = 0; texts && number < 40; ++number) {
     raw.write(incrementalLog([](ArchiveWriter& writer) {
       writer.writeArrayHeader(1);
@@ -280,7 +280,7 @@ void startStubbornChild() {
 }
 
 int misbehave(const std::string& folder) {
-  const std::string mode = folder.substr(folder.rfind('/') + 1);
+  std::string mode = folder.substr(folder.rfind('/') + 1);
   RawPlugIn raw;
   const std::map<std::string, std::function<void()>> modes = {
       {"exit-at-start", [] { ::_exit(0); }},

@@ -18,7 +18,7 @@ struct ErrorCase {
   const char* description;
 };
 
-const URL kKey = URL::fileURL("/home/a/.ssh/id_rsa");
+URL kKey = URL::fileURL("/home/a/.ssh/id_rsa");
 
 TEST(Errors, NameWhatTheyAreAbout) {
   const ErrorCase cases[] = {

@@ -67,7 +67,7 @@ class CoreFilesAllowed {
  public:
   CoreFilesAllowed() {
     ::getrlimit(RLIMIT_CORE, &_before);
-    const rlimit highest{_before.rlim_max, _before.rlim_max};
+    rlimit highest{_before.rlim_max, _before.rlim_max};
     ::setrlimit(RLIMIT_CORE, &highest);
   }
   ~CoreFilesAllowed() { ::setrlimit(RLIMIT_CORE, &_before); }
@@ -79,8 +79,8 @@ class CoreFilesAllowed {
 TEST_F(AskpassTest, diesWithoutACoreFile) {
   const CoreFilesAllowed allowed;
   // Both leave a core file by default, and no sanitizer takes them.
-  for (const int signal : {SIGQUIT, SIGABRT}) {
-    const Asked asked = ask({"Password for 'https://me@server': "});
+  for (int signal : {SIGQUIT, SIGABRT}) {
+    Asked asked = ask({"Password for 'https://me@server': "});
     ASSERT_TRUE(awaitQuestion());
     ASSERT_EQ(::kill(asked.process.pid(), signal), 0);
     siginfo_t end{};

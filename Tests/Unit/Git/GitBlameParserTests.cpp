@@ -13,7 +13,7 @@ using testing::ElementsAre;
 
 namespace {
 
-const std::string a(40, 'a');
+std::string a(40, 'a');
 const std::string b(64, 'b');
 const std::string none(40, '0');
 
@@ -22,9 +22,9 @@ template <class Parser, class Describe>
 std::string readWith(const std::vector<std::string_view>& pieces, Describe&& describe) {
   Parser parser;
   std::string result;
-  const auto sink = [&](const auto& record) { result += describe(record) + "\n"; };
+  auto sink = [&](const auto& record) { result += describe(record) + "\n"; };
   bool isWhole = true;
-  for (const std::string_view piece : pieces) isWhole = isWhole && parser.feed(piece, sink);
+  for (std::string_view piece : pieces) isWhole = isWhole && parser.feed(piece, sink);
   isWhole = isWhole && parser.finish();
   EXPECT_EQ(isWhole, !parser.error());
   return isWhole ? result : result + "error";
@@ -45,7 +45,7 @@ std::string readIndex(const std::vector<std::string_view>& pieces) {
 
 template <class Read>
 void expectSameHoweverCut(const std::string& bytes, const std::string& expected, Read&& read) {
-  const std::string_view view = bytes;
+  std::string_view view = bytes;
   for (std::size_t cut = 0; cut <= view.size(); ++cut) {
     ASSERT_EQ(read({view.substr(0, cut), view.substr(cut)}), expected) << cut;
   }
@@ -53,9 +53,9 @@ void expectSameHoweverCut(const std::string& bytes, const std::string& expected,
 
 TEST(GitBlameParser, readsTheSameHoweverTheStreamIsCut) {
   // A subject may look like anything.
-  const std::string bytes = b + " 1 10 2\nauthor A\nsummary filename x\nboundary\nfilename f\n" + a +
-                            " 3 1 1\nsummary \nfilename \"a\\nb\"\n" + b + " 5 2 8\nfilename f\n" + none +
-                            " 12 12 1\nauthor Not Committed Yet\nprevious " + a + " f\nfilename f\n";
+  std::string bytes = b + " 1 10 2\nauthor A\nsummary filename x\nboundary\nfilename f\n" + a +
+                      " 3 1 1\nsummary \nfilename \"a\\nb\"\n" + b + " 5 2 8\nfilename f\n" + none +
+                      " 12 12 1\nauthor Not Committed Yet\nprevious " + a + " f\nfilename f\n";
   expectSameHoweverCut(bytes, "b 1 10 2\na 3 1 1\nb 5 2 8\n0 12 12 1 new\n", readBlame);
 }
 
@@ -74,12 +74,12 @@ TEST(GitBlameReader, putsTheRunsInOrderAndJoinsNeighboursOfOneCommit) {
                           " 12 12 1\nfilename f\n"));
   ASSERT_TRUE(reader.finish());
   EXPECT_EQ(reader.hashes(), b + "\n" + a + "\n");
-  const auto logItem = [](const std::string& hash) {
+  auto logItem = [](const std::string& hash) {
     return QRBSourceControlLogItem::initWithAuthor({}, QRBSourceControlRevision::initWithIdentifier(hash), {}, "x", {});
   };
   EXPECT_FALSE(reader.items({logItem(b)})) << "one is missing";
   EXPECT_FALSE(reader.items({logItem(a), logItem(b)})) << "not those that were asked for";
-  const auto items = reader.items({logItem(b), logItem(a)});
+  auto items = reader.items({logItem(b), logItem(a)});
   ASSERT_TRUE(items);
   std::vector<std::string> told;
   for (const auto& item : *items) {
@@ -90,7 +90,7 @@ TEST(GitBlameReader, putsTheRunsInOrderAndJoinsNeighboursOfOneCommit) {
 }
 
 TEST(GitIndexParser, readsTheSameHoweverTheStreamIsCut) {
-  const std::string bytes = "100644 "s + a + " 0\ta\tb\n\0"s + "160000 " + b + " 3\t-\0"s;
+  std::string bytes = "100644 "s + a + " 0\ta\tb\n\0"s + "160000 " + b + " 3\t-\0"s;
   expectSameHoweverCut(bytes, "33188 0 a\tb\n\n57344 3 -\n", readIndex);
 }
 

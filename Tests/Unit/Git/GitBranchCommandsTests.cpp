@@ -16,29 +16,29 @@ namespace {
 
 TEST(GitBranchCommands, failuresAreToldByWhatTheyMean) {
   const GitTestRepository repository;
-  const auto kindOf = [&](const GitCommand& command) {
-    const GitTestResult result = repository.run(command);
+  auto kindOf = [&](const GitCommand& command) {
+    GitTestResult result = repository.run(command);
     return classifyGitFailure(result.exitCode, result.errorOutput).kind;
   };
-  EXPECT_EQ(kindOf(gitAddBranchCommand("early", "HEAD")), GitFailureKind::UnknownRevision);
+  EXPECT_EQ(kindOf(gitAddBranchCommand("early", "HEAD")), GitFailureKind::unknownRevision);
   repository.commit("one");
   repository.git({"branch", "there"});
   repository.git({"remote", "add", "there", "/x"});
-  EXPECT_EQ(kindOf(gitAddBranchCommand("there", "HEAD")), GitFailureKind::Exists);
-  EXPECT_EQ(kindOf(gitAddBranchCommand("there/below", "HEAD")), GitFailureKind::Exists);
-  EXPECT_EQ(kindOf(gitAddBranchCommand("new", "refs/heads/missing")), GitFailureKind::UnknownRevision);
-  EXPECT_EQ(kindOf(gitRemoveBranchCommand("refs/heads/missing")), GitFailureKind::UnknownBranch);
-  EXPECT_EQ(kindOf(gitRemoveBranchCommand("refs/remotes/origin/missing")), GitFailureKind::UnknownBranch);
-  EXPECT_EQ(kindOf(gitRemoveBranchCommand("refs/heads/main")), GitFailureKind::BranchInUse);
-  EXPECT_EQ(kindOf(gitAddRemoteCommand("there", "/y")), GitFailureKind::Exists);
-  EXPECT_EQ(kindOf(gitRemoveRemoteCommand("missing")), GitFailureKind::UnknownRemote);
+  EXPECT_EQ(kindOf(gitAddBranchCommand("there", "HEAD")), GitFailureKind::exists);
+  EXPECT_EQ(kindOf(gitAddBranchCommand("there/below", "HEAD")), GitFailureKind::exists);
+  EXPECT_EQ(kindOf(gitAddBranchCommand("new", "refs/heads/missing")), GitFailureKind::unknownRevision);
+  EXPECT_EQ(kindOf(gitRemoveBranchCommand("refs/heads/missing")), GitFailureKind::unknownBranch);
+  EXPECT_EQ(kindOf(gitRemoveBranchCommand("refs/remotes/origin/missing")), GitFailureKind::unknownBranch);
+  EXPECT_EQ(kindOf(gitRemoveBranchCommand("refs/heads/main")), GitFailureKind::branchInUse);
+  EXPECT_EQ(kindOf(gitAddRemoteCommand("there", "/y")), GitFailureKind::exists);
+  EXPECT_EQ(kindOf(gitRemoveRemoteCommand("missing")), GitFailureKind::unknownRemote);
   const std::string names[] = {"HEAD", "refs/heads/missing", "refs/heads/there"};
-  EXPECT_EQ(kindOf(gitResolveAllCommand(names)), GitFailureKind::UnknownRevision);
+  EXPECT_EQ(kindOf(gitResolveAllCommand(names)), GitFailureKind::unknownRevision);
   EXPECT_EQ(repository.run(gitResolveAllCommand(names)).output, repository.git({"rev-parse", "HEAD"}) + "\n");
   repository.write(".git/refs/heads/held.lock", "");
-  EXPECT_EQ(kindOf(gitAddBranchCommand("held", "HEAD")), GitFailureKind::Locked);
+  EXPECT_EQ(kindOf(gitAddBranchCommand("held", "HEAD")), GitFailureKind::locked);
   repository.write(".git/config.lock", "");
-  EXPECT_EQ(kindOf(gitAddRemoteCommand("new", "/y")), GitFailureKind::Locked);
+  EXPECT_EQ(kindOf(gitAddRemoteCommand("new", "/y")), GitFailureKind::locked);
 }
 
 TEST(GitBranchCommands, whatABranchWasMadeFromIsInTheOldestNote) {
@@ -49,12 +49,12 @@ TEST(GitBranchCommands, whatABranchWasMadeFromIsInTheOldestNote) {
 }
 
 TEST(GitBranchCommands, upstreamsAreReadOnlyWhereTheyAreWhole) {
-  const auto text = [](const char* fields) {
+  auto text = [](const char* fields) {
     std::string result = fields;
     for (char& byte : result) byte = byte == '|' ? '\0' : byte;
     return result;
   };
-  const auto upstream = gitReadUpstream(text("refs/heads/a|refs/remotes/o/b|o|refs/heads/b|\n"));
+  auto upstream = gitReadUpstream(text("refs/heads/a|refs/remotes/o/b|o|refs/heads/b|\n"));
   ASSERT_TRUE(upstream);
   EXPECT_EQ(upstream->ref + " " + upstream->remote + " " + upstream->remoteRef, "refs/remotes/o/b o refs/heads/b");
   for (const char* fields : {"", "refs/heads/a", "refs/heads/a|b|c|", "refs/heads/a|b|c|d|\nrefs/heads/e|f|g|h|\n"}) {
@@ -63,7 +63,7 @@ TEST(GitBranchCommands, upstreamsAreReadOnlyWhereTheyAreWhole) {
 }
 
 TEST(GitRemoteCommands, remotesAreReadWithWhateverTheirAddressesHold) {
-  const auto remotes = gitReadRemotes(
+  auto remotes = gitReadRemotes(
       "a\thttps://host/x (fetch)\na\thttps://host/y (push)\nb\t/with space (push) (fetch) [blob:none]\n"
       "b\t/with space (push) (push)\nno-address\t\ntwice\t/1 (fetch)\ntwice\t/2 (fetch)\n");
   ASSERT_TRUE(remotes);
@@ -108,7 +108,7 @@ TEST(GitPlugIn, findsWorkingCopiesBelowAndAboveAFolder) {
   repository.git({"init", "-q", ".git/modules/hidden"});
   repository.write("below/deep/.git/hidden/.git", "gitdir: nowhere");
   std::filesystem::create_directory_symlink("deep", repository.root() / "below/link");
-  const auto found = [&](const std::string& folder, bool traversingUp) {
+  auto found = [&](const std::string& folder, bool traversingUp) {
     std::vector<std::string> result;
     GitPlugIn().scanForWorkingCopiesInFolderPaths({folder}, traversingUp, [&](const auto& workingCopies) {
       for (const auto& workingCopy : workingCopies) {

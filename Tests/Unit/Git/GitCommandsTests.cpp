@@ -29,7 +29,7 @@ TEST(GitEnvironment, dropsWhatSpeaksOfAnotherRepositoryAndKeepsTheUsersOwn) {
                                            "HOME=/h",
                                            "GITHUB_TOKEN=t",
                                            "odd"};
-  const auto environment = gitEnvironment(inherited, GitAccess::Read, GitOutput::Blocks);
+  auto environment = gitEnvironment(inherited, GitAccess::read, GitOutput::blocks);
   for (const char* dropped : {"GIT_DIR=/x", "GIT_INDEX_FILE=/x", "GIT_TRACE=1", "GIT_CONFIG_COUNT=1", "LANGUAGE=de",
                               "LC_ALL=de_DE.UTF-8", "GIT_ASKPASS=/x", "SSH_ASKPASS=/x"}) {
     EXPECT_THAT(environment, Not(Contains(dropped)));
@@ -38,14 +38,14 @@ TEST(GitEnvironment, dropsWhatSpeaksOfAnotherRepositoryAndKeepsTheUsersOwn) {
                            "LC_ALL=C.UTF-8", "GIT_TERMINAL_PROMPT=0", "GIT_OPTIONAL_LOCKS=0"}) {
     EXPECT_THAT(environment, Contains(kept));
   }
-  EXPECT_THAT(gitEnvironment(inherited, GitAccess::Write, GitOutput::Prompt), Not(Contains("GIT_OPTIONAL_LOCKS=0")));
+  EXPECT_THAT(gitEnvironment(inherited, GitAccess::write, GitOutput::prompt), Not(Contains("GIT_OPTIONAL_LOCKS=0")));
 }
 
 TEST(GitCommands, refuseNamesThatGitWouldReadAsSomethingElse) {
   for (const char* text : {"", "-x", "--all", "--output=/tmp/x", "^main", "a..b", "a...b", "HEAD:file", ":/text",
                            "main^@", "main^!", "main^-", "a\nb"}) {
     EXPECT_FALSE(gitIsPlainRevision(text)) << text;
-    const GitCommand resolve = gitResolveCommand(text);
+    GitCommand resolve = gitResolveCommand(text);
     EXPECT_FALSE(resolve) << text;
     EXPECT_TRUE(resolve.arguments.empty()) << text;
     EXPECT_THAT(resolve.refusal, testing::HasSubstr(text));
@@ -62,12 +62,12 @@ TEST(GitCommands, refuseNamesThatGitWouldReadAsSomethingElse) {
 
 TEST(GitCommands, findTheWorkingCopyFromWithinItWhateverItIsCalled) {
   GitTestRepository repository;
-  const std::string odd = "line\nfeed\nfalse";
+  std::string odd = "line\nfeed\nfalse";
   repository.git({"init", "-q", odd});
   repository.write(odd + "/sub/file", "x");
   auto command = gitLocationCommand();
   command.arguments.insert(command.arguments.begin(), {"-C", odd + "/sub"});
-  const auto location = gitReadLocation(repository.run(command).output);
+  auto location = gitReadLocation(repository.run(command).output);
   ASSERT_TRUE(location);
   EXPECT_EQ(location->root, (repository.root() / "line\nfeed\nfalse").string());
   EXPECT_EQ(location->gitDirectory, location->root + "/.git");
@@ -79,25 +79,25 @@ TEST(GitCommands, findTheWorkingCopyFromWithinItWhateverItIsCalled) {
 TEST(GitCommands, tellBareShallowAndLinkedRepositories) {
   GitTestRepository repository;
   repository.write("file", "x");
-  const std::string first = repository.commit("first");
+  std::string first = repository.commit("first");
   repository.commit("second");
-  const auto locate = [&](const std::string& folder) {
+  auto locate = [&](const std::string& folder) {
     auto command = gitLocationCommand();
     command.arguments.insert(command.arguments.begin(), {"-C", folder});
     return gitReadLocation(repository.run(command).output);
   };
   repository.git({"clone", "-q", "--bare", ".", "bare.git"});
-  const auto bare = locate("bare.git");
+  auto bare = locate("bare.git");
   ASSERT_TRUE(bare);
   EXPECT_TRUE(bare->isBare);
   EXPECT_EQ(bare->root, "");
   EXPECT_EQ(bare->gitDirectory, (repository.root() / "bare.git").string());
   repository.git({"clone", "-q", "--depth=1", "file://" + repository.root().string(), "shallow"});
-  const auto shallow = locate("shallow");
+  auto shallow = locate("shallow");
   ASSERT_TRUE(shallow);
   EXPECT_TRUE(shallow->isShallow);
   repository.git({"worktree", "add", "-q", "linked", "-b", "linked"});
-  const auto linked = locate("linked");
+  auto linked = locate("linked");
   ASSERT_TRUE(linked);
   EXPECT_EQ(linked->root, (repository.root() / "linked").string());
   EXPECT_EQ(linked->commonDirectory, (repository.root() / ".git").string());
@@ -117,22 +117,22 @@ TEST(GitCommands, tellBranchAndRevision) {
   GitTestRepository repository;
   EXPECT_EQ(repository.run(gitCurrentBranchCommand()).output, "refs/heads/main\n");
   repository.write("file", "x");
-  const std::string first = repository.commit("first");
+  std::string first = repository.commit("first");
   repository.git({"tag", "-a", "-m", "t", "v1"});
   EXPECT_EQ(repository.run(gitResolveCommand("v1")).output, first + "\n");
   EXPECT_EQ(repository.run(gitResolveCommand(first.substr(0, 8))).output, first + "\n");
   repository.git({"checkout", "-q", "--detach"});
-  const GitTestResult detached = repository.run(gitCurrentBranchCommand());
+  GitTestResult detached = repository.run(gitCurrentBranchCommand());
   EXPECT_EQ(detached.exitCode, 1);
   EXPECT_EQ(detached.output + detached.errorOutput, "");
-  const std::string version(gitReadVersion(repository.run(gitVersionCommand()).output));
+  std::string version(gitReadVersion(repository.run(gitVersionCommand()).output));
   EXPECT_THAT(version, testing::MatchesRegex("[0-9]+\\.[0-9]+.*"));
   EXPECT_EQ(gitReadVersion("git is not here"), "");
 }
 
 TEST(GitCommands, tellWhatTheUpstreamHasAndTheWorkingCopyHasNot) {
   GitTestRepository origin;
-  const std::string lines = "1\n2\n3\n4\n5\n6\n7\n8\n";
+  std::string lines = "1\n2\n3\n4\n5\n6\n7\n8\n";
   origin.write("edited", "x");
   origin.write("dropped", "drop");
   origin.write("old", lines);
@@ -149,9 +149,9 @@ TEST(GitCommands, tellWhatTheUpstreamHasAndTheWorkingCopyHasNot) {
   origin.write("added", "fresh");
   origin.commit("second");
   clone.git({"fetch", "-q", "origin"});
-  const GitTestResult result = clone.run(gitRemoteStatusCommand());
+  GitTestResult result = clone.run(gitRemoteStatusCommand());
   EXPECT_EQ(result.exitCode, 0) << result.errorOutput;
-  const auto reading = readChanges({result.output});
+  auto reading = readChanges({result.output});
   EXPECT_FALSE(reading.error);
   EXPECT_THAT(reading.values, ElementsAre(ReadChange{'A', "added", ""}, ReadChange{'D', "dropped", ""},
                                           ReadChange{'M', "edited", ""}, ReadChange{'R', "new", "old"}));
@@ -161,7 +161,7 @@ TEST(GitCommands, runNoProgramThatARepositoryNamesForItsStatus) {
   GitTestRepository repository;
   repository.write("file", "x");
   repository.commit("first");
-  const std::string mark = (repository.root() / ".git" / "mark").string();
+  std::string mark = (repository.root() / ".git" / "mark").string();
   repository.write(".git/program", "#!/bin/sh\ntouch '" + mark + "'\n");
   std::filesystem::permissions(repository.root() / ".git/program", std::filesystem::perms::owner_all);
   repository.git({"config", "core.fsmonitor", (repository.root() / ".git/program").string()});
@@ -181,50 +181,50 @@ TEST(GitFailure, isToldFromGitsMessage) {
   const FailureCase cases[] = {
       {"fatal: Unable to create '/r/it's/.git/index.lock': File exists.\n\nAnother git process seems to be running in "
        "this repository, e.g.\nan editor opened by 'git commit'.",
-       GitFailureKind::Locked, "/r/it's/.git/index.lock"},
+       GitFailureKind::locked, "/r/it's/.git/index.lock"},
       {"error: cannot lock ref 'refs/heads/x': Unable to create '/r/.git/refs/heads/x.lock': File exists.",
-       GitFailureKind::Locked, "/r/.git/refs/heads/x.lock"},
+       GitFailureKind::locked, "/r/.git/refs/heads/x.lock"},
       {"error: index uses abcd extension, which we do not understand\nfatal: index file corrupt",
-       GitFailureKind::RepositoryTooNew, ""},
-      {"fatal: .git/index: index file open failed: Permission denied", GitFailureKind::PermissionDenied, ""},
-      {"fatal: repo version is 0, but v1-only extension found:\n\tfoo", GitFailureKind::ConfigurationBroken, ""},
-      {"fatal: bad object refs/heads/x", GitFailureKind::TargetMissing, "refs/heads/x"},
+       GitFailureKind::repositoryTooNew, ""},
+      {"fatal: .git/index: index file open failed: Permission denied", GitFailureKind::permissionDenied, ""},
+      {"fatal: repo version is 0, but v1-only extension found:\n\tfoo", GitFailureKind::configurationBroken, ""},
+      {"fatal: bad object refs/heads/x", GitFailureKind::targetMissing, "refs/heads/x"},
       {"error: Could not read 97ae96b9d6625e6e293d250c76f3699c9ad3d698\nfatal: Failed to traverse parents",
-       GitFailureKind::RepositoryCorrupt, "97ae96b9d6625e6e293d250c76f3699c9ad3d698"},
-      {"error: object file .git/objects/66/ec4d is empty", GitFailureKind::RepositoryCorrupt, ""},
+       GitFailureKind::repositoryCorrupt, "97ae96b9d6625e6e293d250c76f3699c9ad3d698"},
+      {"error: object file .git/objects/66/ec4d is empty", GitFailureKind::repositoryCorrupt, ""},
       {"fatal: detected dubious ownership in repository at '/r'\nTo add an exception for this directory, call:\n",
-       GitFailureKind::DubiousOwnership, "/r"},
-      {"fatal: pathspec 'Unable to create 'x.lock': File exists.' did not match any files", GitFailureKind::UnknownPath,
+       GitFailureKind::dubiousOwnership, "/r"},
+      {"fatal: pathspec 'Unable to create 'x.lock': File exists.' did not match any files", GitFailureKind::unknownPath,
        "Unable to create "},
       {"fatal: ambiguous argument 'not a git repository': unknown revision or path not in the working tree.",
-       GitFailureKind::UnknownRevision, "not a git repository"},
+       GitFailureKind::unknownRevision, "not a git repository"},
       {"error: insufficient permission for adding an object to repository database .git/objects",
-       GitFailureKind::PermissionDenied, ""},
-      {"fatal: transport 'ext' not allowed", GitFailureKind::ProtocolNotAllowed, "ext"},
-      {"error: cannot lock ref 'HEAD': is at 1234 but expected 5678", GitFailureKind::Locked, ""},
+       GitFailureKind::permissionDenied, ""},
+      {"fatal: transport 'ext' not allowed", GitFailureKind::protocolNotAllowed, "ext"},
+      {"error: cannot lock ref 'HEAD': is at 1234 but expected 5678", GitFailureKind::locked, ""},
       {"error: the following file has local modifications:\n    a\n(use --cached to keep the file, or -f to force "
        "removal)",
-       GitFailureKind::LocalChanges, ""},
-      {"fatal: 'x' is already checked out at '/r'", GitFailureKind::BranchInUse, "x"},
-      {"fatal: invalid reference: refs/heads/x", GitFailureKind::UnknownRevision, ""},
-      {"fatal: a branch is expected, got tag 't'", GitFailureKind::UnknownRevision, "t"},
-      {"fatal: destination exists, source=a, destination=b", GitFailureKind::FileExists, ""},
-      {"fatal: no such ref: HEAD", GitFailureKind::UnbornHead, ""},
-      {"fatal: refusing to merge unrelated histories", GitFailureKind::NoCommonAncestor, ""},
-      {"Author identity unknown\n\n*** Please tell me who you are.", GitFailureKind::IdentityUnknown, ""},
-      {"something of a hook's own", GitFailureKind::Other, ""},
-      {"", GitFailureKind::Other, ""},
+       GitFailureKind::localChanges, ""},
+      {"fatal: 'x' is already checked out at '/r'", GitFailureKind::branchInUse, "x"},
+      {"fatal: invalid reference: refs/heads/x", GitFailureKind::unknownRevision, ""},
+      {"fatal: a branch is expected, got tag 't'", GitFailureKind::unknownRevision, "t"},
+      {"fatal: destination exists, source=a, destination=b", GitFailureKind::fileExists, ""},
+      {"fatal: no such ref: HEAD", GitFailureKind::unbornHead, ""},
+      {"fatal: refusing to merge unrelated histories", GitFailureKind::noCommonAncestor, ""},
+      {"Author identity unknown\n\n*** Please tell me who you are.", GitFailureKind::identityUnknown, ""},
+      {"something of a hook's own", GitFailureKind::other, ""},
+      {"", GitFailureKind::other, ""},
   };
   for (const FailureCase& entry : cases) {
-    const GitFailure failure = classifyGitFailure(128, entry.text);
+    GitFailure failure = classifyGitFailure(128, entry.text);
     EXPECT_EQ(static_cast<int>(failure.kind), static_cast<int>(entry.kind)) << entry.text;
     EXPECT_EQ(failure.detail, entry.detail) << entry.text;
   }
-  EXPECT_EQ(classifyGitFailure(127, "").kind, GitFailureKind::GitMissing);
+  EXPECT_EQ(classifyGitFailure(127, "").kind, GitFailureKind::gitMissing);
   // A hook may have written this, unless git itself gave up.
   const char* words = "./check: Permission denied";
-  EXPECT_EQ(classifyGitFailure(1, words, true).kind, GitFailureKind::Other);
-  EXPECT_EQ(classifyGitFailure(128, words, true).kind, GitFailureKind::PermissionDenied);
+  EXPECT_EQ(classifyGitFailure(1, words, true).kind, GitFailureKind::other);
+  EXPECT_EQ(classifyGitFailure(128, words, true).kind, GitFailureKind::permissionDenied);
   EXPECT_EQ(classifyGitFailure(1, " \n a\nb https://u:s3cr!t@h/ \n\n").message, "a\nb https://u@h/");
 }
 
@@ -239,9 +239,9 @@ class GitFailureOfRepository : public testing::Test {
 };
 
 TEST_F(GitFailureOfRepository, beforeTheFirstCommitIsAnUnbornHead) {
-  EXPECT_EQ(failure(repository.run(gitHistoryCommand({}))).kind, GitFailureKind::UnbornHead);
-  EXPECT_EQ(failure(repository.run(gitRepositoryIdentifierCommand())).kind, GitFailureKind::UnbornHead);
-  EXPECT_EQ(failure(repository.run(gitRemoteStatusCommand())).kind, GitFailureKind::NoUpstream);
+  EXPECT_EQ(failure(repository.run(gitHistoryCommand({}))).kind, GitFailureKind::unbornHead);
+  EXPECT_EQ(failure(repository.run(gitRepositoryIdentifierCommand())).kind, GitFailureKind::unbornHead);
+  EXPECT_EQ(failure(repository.run(gitRemoteStatusCommand())).kind, GitFailureKind::noUpstream);
   GitHistoryRequest all;
   all.inclusionType = QRBSourceControlHistoryAllBranches;
   EXPECT_EQ(repository.run(gitHistoryCommand(all)).exitCode, 0);
@@ -252,38 +252,38 @@ TEST_F(GitFailureOfRepository, isToldApartByWhatIsWrong) {
   repository.commit("first");
   GitHistoryRequest unknown;
   unknown.from = "nowhere";
-  const GitFailure revision = failure(repository.run(gitHistoryCommand(unknown)));
-  EXPECT_EQ(revision.kind, GitFailureKind::UnknownRevision);
+  GitFailure revision = failure(repository.run(gitHistoryCommand(unknown)));
+  EXPECT_EQ(revision.kind, GitFailureKind::unknownRevision);
   EXPECT_EQ(revision.detail, "nowhere");
-  EXPECT_EQ(failure(repository.run(gitResolveCommand("nowhere"))).kind, GitFailureKind::UnknownRevision);
-  EXPECT_EQ(failure(repository.run(gitResolveCommand(std::string(40, 'd')))).kind, GitFailureKind::UnknownRevision);
+  EXPECT_EQ(failure(repository.run(gitResolveCommand("nowhere"))).kind, GitFailureKind::unknownRevision);
+  EXPECT_EQ(failure(repository.run(gitResolveCommand(std::string(40, 'd')))).kind, GitFailureKind::unknownRevision);
   GitHistoryRequest search;
   search.searchString = "deadbeef";
   search.searchType = QRBSourceControlHistorySearchRevision;
-  EXPECT_EQ(failure(repository.run(gitHistoryCommand(search))).kind, GitFailureKind::UnknownRevision);
-  EXPECT_EQ(failure(repository.run(gitRemoteStatusCommand())).kind, GitFailureKind::NoUpstream);
+  EXPECT_EQ(failure(repository.run(gitHistoryCommand(search))).kind, GitFailureKind::unknownRevision);
+  EXPECT_EQ(failure(repository.run(gitRemoteStatusCommand())).kind, GitFailureKind::noUpstream);
   repository.git({"checkout", "-q", "--detach"});
-  EXPECT_EQ(failure(repository.run(gitRemoteStatusCommand())).kind, GitFailureKind::NoUpstream);
+  EXPECT_EQ(failure(repository.run(gitRemoteStatusCommand())).kind, GitFailureKind::noUpstream);
 
   repository.write(".git/index.lock", "");
-  const GitFailure locked = failure(repository.run({"add", "file"}));
-  EXPECT_EQ(locked.kind, GitFailureKind::Locked);
+  GitFailure locked = failure(repository.run({"add", "file"}));
+  EXPECT_EQ(locked.kind, GitFailureKind::locked);
   EXPECT_EQ(locked.detail, (repository.root() / ".git/index.lock").string());
   std::filesystem::remove(repository.root() / ".git/index.lock");
-  EXPECT_EQ(failure(repository.run({"add", "absent"})).kind, GitFailureKind::UnknownPath);
-  EXPECT_EQ(failure(repository.run({"add", "../outside"})).kind, GitFailureKind::PathOutside);
+  EXPECT_EQ(failure(repository.run({"add", "absent"})).kind, GitFailureKind::unknownPath);
+  EXPECT_EQ(failure(repository.run({"add", "../outside"})).kind, GitFailureKind::pathOutside);
 
   for (const char* content : {"garbage that is no index at all, yet long enough to be read", "DIRC"}) {
     repository.write(".git/index", content);
-    EXPECT_EQ(failure(repository.run(gitStatusCommand({}))).kind, GitFailureKind::IndexUnreadable) << content;
+    EXPECT_EQ(failure(repository.run(gitStatusCommand({}))).kind, GitFailureKind::indexUnreadable) << content;
   }
   std::filesystem::remove(repository.root() / ".git/index");
   repository.write(".git/config", "[core\n");
-  EXPECT_EQ(failure(repository.run(gitStatusCommand({}))).kind, GitFailureKind::ConfigurationBroken);
+  EXPECT_EQ(failure(repository.run(gitStatusCommand({}))).kind, GitFailureKind::configurationBroken);
   repository.write(".git/config", "[core]\nrepositoryformatversion = 9\n");
-  EXPECT_EQ(failure(repository.run(gitStatusCommand({}))).kind, GitFailureKind::RepositoryTooNew);
+  EXPECT_EQ(failure(repository.run(gitStatusCommand({}))).kind, GitFailureKind::repositoryTooNew);
   std::filesystem::remove_all(repository.root() / ".git");
-  EXPECT_EQ(failure(repository.run(gitStatusCommand({}))).kind, GitFailureKind::NotARepository);
+  EXPECT_EQ(failure(repository.run(gitStatusCommand({}))).kind, GitFailureKind::notARepository);
 }
 
 TEST_F(GitFailureOfRepository, inTheMiddleOfAMergeIsToldAsThat) {
@@ -296,16 +296,16 @@ TEST_F(GitFailureOfRepository, inTheMiddleOfAMergeIsToldAsThat) {
   repository.write("file", "ours");
   repository.commit("ours");
   EXPECT_EQ(repository.run({"merge", "theirs"}).exitCode, 1);
-  EXPECT_EQ(failure(repository.run({"merge", "theirs"})).kind, GitFailureKind::MidOperation);
-  EXPECT_EQ(failure(repository.run({"commit", "-q", "-m", "x"})).kind, GitFailureKind::MidOperation);
-  EXPECT_EQ(failure(repository.run({"checkout", "theirs"})).kind, GitFailureKind::MidOperation);
+  EXPECT_EQ(failure(repository.run({"merge", "theirs"})).kind, GitFailureKind::midOperation);
+  EXPECT_EQ(failure(repository.run({"commit", "-q", "-m", "x"})).kind, GitFailureKind::midOperation);
+  EXPECT_EQ(failure(repository.run({"checkout", "theirs"})).kind, GitFailureKind::midOperation);
 }
 
 TEST_F(GitFailureOfRepository, inABareRepositoryWithoutWorkingCopyIsToldAsThat) {
   repository.git({"init", "-q", "--bare", "bare.git"});
   auto command = gitStatusCommand({});
   command.arguments.insert(command.arguments.begin(), {"-C", "bare.git"});
-  EXPECT_EQ(failure(repository.run(command)).kind, GitFailureKind::NoWorkingCopy);
+  EXPECT_EQ(failure(repository.run(command)).kind, GitFailureKind::noWorkingCopy);
 }
 
 }  // namespace

@@ -17,13 +17,13 @@ struct ReadDiff {
 
 ReadDiff readDiff(const std::vector<std::string_view>& pieces) {
   GitDiffParser parser;
-  for (const std::string_view piece : pieces) parser.feed(piece);
-  const bool isWhole = parser.finish();
+  for (std::string_view piece : pieces) parser.feed(piece);
+  bool isWhole = parser.finish();
   EXPECT_EQ(isWhole, !parser.error());
   return {std::move(parser.files()), parser.error()};
 }
 
-const std::string object(40, 'a');
+std::string object(40, 'a');
 const std::string noObject(40, '0');
 const std::string change = ":100644 100644 " + object + " " + object + " ";
 
@@ -40,18 +40,18 @@ TEST(GitDiffParser, readsTheSameHoweverTheOutputIsCut) {
   repository.write("becomes-link", "x\n");
   repository.write("moves", "a text that is long enough\nto be known again\n");
   repository.write("binary", std::string("\0\1", 2));
-  const std::string first = repository.commit("one");
+  std::string first = repository.commit("one");
   repository.write("text", "1\ndiff --git a/text b/text\n");
   repository.write("binary", std::string("\0\2", 2));
   repository.write("\xff\t\n", "new");
   std::filesystem::remove(repository.root() / "becomes-link");
   std::filesystem::create_symlink("text", repository.root() / "becomes-link");
   repository.git({"mv", "moves", "moved"});
-  const std::string second = repository.commit("two");
-  const auto command = gitDiffCommand({GitDiffSide::Kind::Commit, first}, {GitDiffSide::Kind::Commit, second});
+  std::string second = repository.commit("two");
+  auto command = gitDiffCommand({GitDiffSide::Kind::commit, first}, {GitDiffSide::Kind::commit, second});
   ASSERT_TRUE(command);
-  const std::string output = repository.run(*command).output;
-  const ReadDiff whole = readDiff({output});
+  std::string output = repository.run(*command).output;
+  ReadDiff whole = readDiff({output});
   ASSERT_FALSE(whole.error) << whole.error->what;
   std::map<std::string, GitDiffFile> files;
   for (const GitDiffFile& file : whole.files) files[file.path] = file;
@@ -64,9 +64,9 @@ TEST(GitDiffParser, readsTheSameHoweverTheOutputIsCut) {
   EXPECT_EQ(files["becomes-link"].letter, 'T');
   EXPECT_THAT(files["becomes-link"].patch, HasSubstr("new file mode 120000")) << "both halves belong to it";
   EXPECT_EQ(files["\xff\t\n"].additions, 1u);
-  const std::string_view bytes(output);
+  std::string_view bytes(output);
   for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
-    const ReadDiff cutOnce = readDiff({bytes.substr(0, cut), bytes.substr(cut)});
+    ReadDiff cutOnce = readDiff({bytes.substr(0, cut), bytes.substr(cut)});
     ASSERT_EQ(cutOnce.files, whole.files) << "cut at " << cut;
     // What ends anywhere but at the end of a line of the last patch is told as such.
     if (cut == 0 || cut == bytes.size() || bytes[cut - 1] == '\n') continue;
@@ -75,7 +75,7 @@ TEST(GitDiffParser, readsTheSameHoweverTheOutputIsCut) {
 }
 
 TEST(GitDiffParser, refusesWhatIsNotGits) {
-  const std::string patch = "diff --git a/f b/f\n";
+  std::string patch = "diff --git a/f b/f\n";
   const std::string texts[] = {
       "x",
       "|",
@@ -100,12 +100,12 @@ TEST(GitDiffParser, refusesWhatIsNotGits) {
       change + "R100|f|g|1\t1\t|g|f||" + patch,
   };
   for (const std::string& text : texts) {
-    const std::string bytes = with(text);
+    std::string bytes = with(text);
     if (bytes == std::string(1, '\0')) {
       EXPECT_FALSE(readDiff({bytes}).error) << "no files and no patches";
       continue;
     }
-    const ReadDiff reading = readDiff({bytes});
+    ReadDiff reading = readDiff({bytes});
     ASSERT_TRUE(reading.error) << text;
     EXPECT_LE(reading.error->offset, bytes.size()) << text;
   }
@@ -113,11 +113,11 @@ TEST(GitDiffParser, refusesWhatIsNotGits) {
 }
 
 TEST(GitDiffParser, keepsNoMoreOfPatchesThanItPromises) {
-  const std::string head = with(change + "M|f|1\t1\tf||diff --git a/f b/f\n");
-  const std::string line = "+" + std::string(1 << 20, 'x') + "\n";
+  std::string head = with(change + "M|f|1\t1\tf||diff --git a/f b/f\n");
+  std::string line = "+" + std::string(1 << 20, 'x') + "\n";
   std::vector<std::string_view> pieces{head};
   for (std::size_t size = 0; size < GitDiffParser::maximumPatch; size += line.size()) pieces.push_back(line);
-  const ReadDiff reading = readDiff(pieces);
+  ReadDiff reading = readDiff(pieces);
   ASSERT_EQ(reading.files.size(), 1u);
   EXPECT_TRUE(reading.files[0].isPatchLeftOut);
   EXPECT_TRUE(reading.files[0].patch.empty());
@@ -125,9 +125,9 @@ TEST(GitDiffParser, keepsNoMoreOfPatchesThanItPromises) {
 }
 
 TEST(GitDiffCommand, runsOnlyWhereThereIsSomethingToCompare) {
-  const GitDiffSide commit{GitDiffSide::Kind::Commit, object};
-  const GitDiffSide workingCopy{GitDiffSide::Kind::WorkingCopy, {}};
-  const GitDiffSide nothing{GitDiffSide::Kind::Nothing, {}};
+  GitDiffSide commit{GitDiffSide::Kind::commit, object};
+  GitDiffSide workingCopy{GitDiffSide::Kind::workingCopy, {}};
+  GitDiffSide nothing{GitDiffSide::Kind::nothing, {}};
   EXPECT_FALSE(gitDiffCommand(commit, commit));
   EXPECT_FALSE(gitDiffCommand(workingCopy, workingCopy));
   EXPECT_FALSE(gitDiffCommand(nothing, nothing));

@@ -10,38 +10,38 @@ using testing::ElementsAre;
 
 namespace {
 
-const std::string hashA(40, 'a');
+std::string hashA(40, 'a');
 const std::string hashB(40, 'b');
 
 std::string header(const std::string& hash, const std::string& message) {
   return hash + "\0"s + hashB + "\0"s + "1700000000\0Ann\0ann@example.org\0"s + message + "\0"s;
 }
 
-const std::string stream = header(hashA, "\nA\nmessage M a\n") + "\nM\0one\0R087\0from\0to\nhere\0D\0\xff\0"s +
-                           header(hashB, "") + header(hashA, "x") + "\nA\0aaaa\0"s;
+std::string stream = header(hashA, "\nA\nmessage M a\n") + "\nM\0one\0R087\0from\0to\nhere\0D\0\xff\0"s +
+                     header(hashB, "") + header(hashA, "x") + "\nA\0aaaa\0"s;
 
 TEST(GitLogParser, readsCommitsWithAndWithoutPaths) {
-  const auto reading = readLog({stream});
+  auto reading = readLog({stream});
   ASSERT_FALSE(reading.error) << reading.error->what;
-  const ReadCommit first{hashA,
-                         hashB,
-                         1700000000,
-                         "Ann",
-                         "ann@example.org",
-                         "\nA\nmessage M a\n",
-                         {{'M', "one", ""}, {'R', "to\nhere", "from"}, {'D', "\xff", ""}}};
-  const ReadCommit second{hashB, hashB, 1700000000, "Ann", "ann@example.org", "", {}};
-  const ReadCommit third{hashA, hashB, 1700000000, "Ann", "ann@example.org", "x", {{'A', "aaaa", ""}}};
+  ReadCommit first{hashA,
+                   hashB,
+                   1700000000,
+                   "Ann",
+                   "ann@example.org",
+                   "\nA\nmessage M a\n",
+                   {{'M', "one", ""}, {'R', "to\nhere", "from"}, {'D', "\xff", ""}}};
+  ReadCommit second{hashB, hashB, 1700000000, "Ann", "ann@example.org", "", {}};
+  ReadCommit third{hashA, hashB, 1700000000, "Ann", "ann@example.org", "x", {{'A', "aaaa", ""}}};
   EXPECT_THAT(reading.values, ElementsAre(first, second, third));
 }
 
 TEST(GitLogParser, readsTheSameHoweverTheStreamIsCut) {
-  const auto whole = readLog({stream});
+  auto whole = readLog({stream});
   ASSERT_EQ(whole.values.size(), 3u);
-  const std::string_view view = stream;
+  std::string_view view = stream;
   for (std::size_t first = 0; first <= view.size(); ++first) {
     for (std::size_t second = first; second <= view.size(); second += 5) {
-      const auto pieces = readLog({view.substr(0, first), view.substr(first, second - first), view.substr(second)});
+      auto pieces = readLog({view.substr(0, first), view.substr(first, second - first), view.substr(second)});
       ASSERT_EQ(pieces.values, whole.values) << "cut at " << first << " and " << second;
       ASSERT_FALSE(pieces.error) << "cut at " << first << " and " << second;
     }
@@ -51,7 +51,7 @@ TEST(GitLogParser, readsTheSameHoweverTheStreamIsCut) {
 TEST(GitLogParser, handsOverACommitAsSoonAsTheNextOneBegins) {
   GitLogParser parser;
   std::size_t count = 0;
-  const auto sink = [&](const GitLogRecord&) { ++count; };
+  auto sink = [&](const GitLogRecord&) { ++count; };
   EXPECT_TRUE(parser.feed(header(hashA, "x"), sink));
   EXPECT_EQ(count, 0u);
   EXPECT_TRUE(parser.feed("b", sink));
@@ -64,7 +64,7 @@ TEST(GitLogParser, readsDatesThatAreNoneAsTheEpoch) {
     std::int64_t expected;
   } cases[] = {{"", 0}, {"0", 0}, {"-5", -5}, {"99999999999999999999", 0}, {"12x", 0}, {"253402300800", 253402300800}};
   for (const auto& [text, expected] : cases) {
-    const auto reading = readLog({hashA + "\0\0"s + text + "\0\0\0\0"s});
+    auto reading = readLog({hashA + "\0\0"s + text + "\0\0\0\0"s});
     ASSERT_EQ(reading.values.size(), 1u) << text;
     EXPECT_EQ(reading.values[0].date, expected) << text;
   }
@@ -84,10 +84,10 @@ TEST(GitLogParser, refusesWhatIsNoHistory) {
                              header(hashA, "x") + "\nM\0a"s,
                              header(hashA, "x") + "\nR100\0a\0"s,
                              header(hashA, "x") + "\nM\0a\0Q\0b\0"s};
-  const std::string good = header(hashB, "fine");
+  std::string good = header(hashB, "fine");
   for (const std::string& bytes : bad) {
-    const std::string whole = good + bytes;
-    const auto reading = readLog({whole});
+    std::string whole = good + bytes;
+    auto reading = readLog({whole});
     ASSERT_TRUE(reading.error) << testing::PrintToString(bytes);
     EXPECT_GE(reading.error->offset, good.size()) << testing::PrintToString(bytes);
     EXPECT_LE(reading.error->offset, whole.size()) << testing::PrintToString(bytes);
@@ -96,11 +96,11 @@ TEST(GitLogParser, refusesWhatIsNoHistory) {
 }
 
 TEST(GitNameStatusParser, readsTheSameHoweverTheStreamIsCut) {
-  const std::string bytes = "M\0a\0R100\0old\0new\0T\0t\0"s;
-  const auto whole = readChanges({bytes});
+  std::string bytes = "M\0a\0R100\0old\0new\0T\0t\0"s;
+  auto whole = readChanges({bytes});
   EXPECT_THAT(whole.values,
               ElementsAre(ReadChange{'M', "a", ""}, ReadChange{'R', "new", "old"}, ReadChange{'T', "t", ""}));
-  const std::string_view view = bytes;
+  std::string_view view = bytes;
   for (std::size_t cut = 0; cut <= view.size(); ++cut) {
     EXPECT_EQ(readChanges({view.substr(0, cut), view.substr(cut)}).values, whole.values) << cut;
   }
@@ -112,7 +112,7 @@ TEST(GitNameStatusParser, readsTheSameHoweverTheStreamIsCut) {
 class GitHistoryOfRepository : public testing::Test {
  protected:
   std::vector<ReadCommit> history(const GitHistoryRequest& request) {
-    const GitTestResult result = repository.run(gitHistoryCommand(request));
+    GitTestResult result = repository.run(gitHistoryCommand(request));
     EXPECT_EQ(result.exitCode, 0) << result.errorOutput;
     auto reading = readLog({result.output});
     EXPECT_FALSE(reading.error) << reading.error->what;
@@ -129,14 +129,14 @@ class GitHistoryOfRepository : public testing::Test {
 };
 
 TEST_F(GitHistoryOfRepository, keepsEveryByteOfMessagesAndNames) {
-  const std::vector<std::string> texts{
-      "subject\n\nbody\n\n\n", "", "\x01\x02\x1e\x1f\n", "A\nM\ta\n", "no line feed", hashA + "\n" + hashA + "\n"};
-  const std::vector<std::string> names{"a b", "A\nB", "\xff\xfe", "-x", "\"q\""};
+  std::vector<std::string> texts{"subject\n\nbody\n\n\n",    "", "\x01\x02\x1e\x1f\n", "A\nM\ta\n", "no line feed",
+                                 hashA + "\n" + hashA + "\n"};
+  std::vector<std::string> names{"a b", "A\nB", "\xff\xfe", "-x", "\"q\""};
   for (std::size_t index = 0; index < texts.size(); ++index) {
     if (index < names.size()) repository.write(names[index], "x" + texts[index]);
     repository.commit(texts[index]);
   }
-  const auto commits = history({});
+  auto commits = history({});
   ASSERT_EQ(commits.size(), texts.size());
   for (std::size_t index = 0; index < texts.size(); ++index) {
     const ReadCommit& commit = commits[texts.size() - 1 - index];
@@ -153,7 +153,7 @@ TEST_F(GitHistoryOfRepository, keepsEveryByteOfMessagesAndNames) {
 TEST_F(GitHistoryOfRepository, survivesCommitsThatNoToolShouldMake) {
   repository.write("file", "x");
   repository.commit("sound");
-  const std::string tree = "tree " + repository.git({"rev-parse", "HEAD^{tree}"}) + "\n";
+  std::string tree = "tree " + repository.git({"rev-parse", "HEAD^{tree}"}) + "\n";
   const std::string raw[] = {
       tree + "author A <a@b> 1 +0000\ncommitter A <a@b> 1 +0000\n\nbefore \0 A\0after\n"s,
       tree + "author  <> 99999999999999999999 +0000\ncommitter A <a@b> 1 +0000\n\nfar future\n",
@@ -165,7 +165,7 @@ TEST_F(GitHistoryOfRepository, survivesCommitsThatNoToolShouldMake) {
   for (const std::string& bytes : raw) {
     GitHistoryRequest request;
     request.from = repository.commitRaw(bytes);
-    const auto commits = history(request);
+    auto commits = history(request);
     ASSERT_EQ(commits.size(), 1u) << bytes;
     EXPECT_EQ(commits[0].hash, request.from);
     EXPECT_THAT(commits[0].changes, ElementsAre(ReadChange{'A', "file", ""})) << bytes;
@@ -173,12 +173,12 @@ TEST_F(GitHistoryOfRepository, survivesCommitsThatNoToolShouldMake) {
   GitHistoryRequest request;
   request.from =
       repository.commitRaw(tree + "author \xe9 <\xff@b> 1 +0000\ncommitter A <a@b> 1 +0000\n\ncaf\xe9 not utf-8\n");
-  const ReadCommit expected{request.from, "", 1, "\xe9", "\xff@b", "caf\xe9 not utf-8\n", {{'A', "file", ""}}};
+  ReadCommit expected{request.from, "", 1, "\xe9", "\xff@b", "caf\xe9 not utf-8\n", {{'A', "file", ""}}};
   EXPECT_THAT(history(request), ElementsAre(expected));
 }
 
 TEST_F(GitHistoryOfRepository, tellsRenamesCopiesOfTypeAndMerges) {
-  const std::string lines = "1\n2\n3\n4\n5\n6\n7\n8\n";
+  std::string lines = "1\n2\n3\n4\n5\n6\n7\n8\n";
   repository.write("old", lines);
   repository.commit("base");
   repository.git({"mv", "old", "new"});
@@ -186,7 +186,7 @@ TEST_F(GitHistoryOfRepository, tellsRenamesCopiesOfTypeAndMerges) {
   repository.commit("rename");
   std::filesystem::remove(repository.root() / "new");
   std::filesystem::create_symlink("x", repository.root() / "new");
-  const std::string main = repository.commit("type");
+  std::string main = repository.commit("type");
   for (const char* side : {"one", "two"}) {
     repository.git({"checkout", "-q", "-b", side, "main"});
     repository.write(side, "x");
@@ -194,7 +194,7 @@ TEST_F(GitHistoryOfRepository, tellsRenamesCopiesOfTypeAndMerges) {
   }
   repository.git({"checkout", "-q", "main"});
   repository.git({"merge", "-q", "--no-ff", "-m", "octopus", "one", "two"});
-  const auto commits = history({});
+  auto commits = history({});
   ASSERT_EQ(commits.size(), 6u);
   EXPECT_EQ(commits[0].message, "octopus\n");
   EXPECT_EQ(commits[0].parents.size(), 3 * 40u + 2);
@@ -204,7 +204,7 @@ TEST_F(GitHistoryOfRepository, tellsRenamesCopiesOfTypeAndMerges) {
 
   GitHistoryRequest firstParent;
   firstParent.inclusionType = QRBSourceControlHistoryFirstParentOnly;
-  const auto line = history(firstParent);
+  auto line = history(firstParent);
   ASSERT_EQ(line.size(), 4u);
   EXPECT_THAT(line[0].changes, ElementsAre(ReadChange{'A', "one", ""}, ReadChange{'A', "two", ""}));
 
@@ -215,12 +215,12 @@ TEST_F(GitHistoryOfRepository, tellsRenamesCopiesOfTypeAndMerges) {
   // The same records come from commits that are named one by one.
   std::string names;
   for (const ReadCommit& commit : commits) names += commit.hash + "\n";
-  const GitTestResult named = repository.run(gitCommitsCommand(QRBSourceControlHistoryIncludeAll), names);
+  GitTestResult named = repository.run(gitCommitsCommand(QRBSourceControlHistoryIncludeAll), names);
   EXPECT_EQ(readLog({named.output}).values, commits) << named.errorOutput;
 }
 
 TEST_F(GitHistoryOfRepository, followsAFileThroughItsRenames) {
-  const std::string lines = "1\n2\n3\n4\n5\n6\n7\n8\n";
+  std::string lines = "1\n2\n3\n4\n5\n6\n7\n8\n";
   repository.write("-old name", lines);
   repository.commit("base");
   repository.write("other", "x");
@@ -249,8 +249,8 @@ TEST_F(GitHistoryOfRepository, searchesTextAsItStandsWithoutRegardToCase) {
   repository.write("beside", "x");
   repository.commit("Fix a.c (again)");
   repository.write("abc", "x");
-  const std::string second = repository.commit("fix abc Über");
-  const auto found = [&](std::uint64_t type, const std::string& text) {
+  std::string second = repository.commit("fix abc Über");
+  auto found = [&](std::uint64_t type, const std::string& text) {
     GitHistoryRequest request;
     request.searchString = text;
     request.searchType = type;
@@ -282,7 +282,7 @@ TEST_F(GitHistoryOfRepository, keepsToTheRangeTheMaximumAndTheFieldsAskedFor) {
   repository.git({"checkout", "-q", "--orphan", "apart"});
   repository.commit("apart");
   repository.git({"checkout", "-q", "main"});
-  const auto request = [](std::string from, std::string to, std::int64_t maximum, std::uint64_t inclusion) {
+  auto request = [](std::string from, std::string to, std::int64_t maximum, std::uint64_t inclusion) {
     return GitHistoryRequest{std::move(from), std::move(to), inclusion, maximum, {}, 0, {}};
   };
   EXPECT_THAT(messages(request("", "", 0, 0)), ElementsAre("four", "three", "two", "one"));
@@ -291,12 +291,12 @@ TEST_F(GitHistoryOfRepository, keepsToTheRangeTheMaximumAndTheFieldsAskedFor) {
   EXPECT_THAT(messages(request(hashes[2], hashes[0], 0, 0)), ElementsAre("three", "two"));
   EXPECT_THAT(messages(request("HEAD", "HEAD", 0, 0)), ElementsAre());
   EXPECT_EQ(messages(request("", "", 0, QRBSourceControlHistoryAllBranches)).size(), 5u);
-  const auto bare = history(request("", "", 2, QRBSourceControlHistoryWithoutMessage));
+  auto bare = history(request("", "", 2, QRBSourceControlHistoryWithoutMessage));
   ASSERT_EQ(bare.size(), 2u);
   EXPECT_EQ(bare[0].message, "");
   EXPECT_EQ(bare[0].hash, hashes[3]);
   EXPECT_TRUE(bare[0].changes.empty());
-  const auto pathless = history(request("", "", 1, QRBSourceControlHistoryWithoutPaths));
+  auto pathless = history(request("", "", 1, QRBSourceControlHistoryWithoutPaths));
   EXPECT_EQ(pathless[0].message, "four");
   EXPECT_TRUE(pathless[0].changes.empty());
 }
@@ -304,13 +304,13 @@ TEST_F(GitHistoryOfRepository, keepsToTheRangeTheMaximumAndTheFieldsAskedFor) {
 TEST_F(GitHistoryOfRepository, readsTheSameUnderAUsersOwnSettings) {
   repository.write("folder/file", "x");
   repository.commit("one");
-  const auto plain = history({});
+  auto plain = history({});
   for (const char* setting : {"log.showSignature=true", "log.showRoot=false", "log.follow=true", "log.date=relative",
                               "color.ui=always", "diff.renames=false", "diff.relative=true", "log.decorate=full",
                               "log.abbrevCommit=true", "format.pretty=oneline", "diff.noprefix=true",
                               "core.quotePath=true", "i18n.logOutputEncoding=latin1", "log.diffMerges=on"}) {
-    const std::string text = setting;
-    const std::string name = text.substr(0, text.find('='));
+    std::string text = setting;
+    std::string name = text.substr(0, text.find('='));
     repository.git({"config", name, text.substr(text.find('=') + 1)});
     EXPECT_EQ(history({}), plain) << setting;
     repository.git({"config", "--unset", name});

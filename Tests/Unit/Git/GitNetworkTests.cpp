@@ -19,7 +19,7 @@ const std::string settingsText =
     "pull.rebase\nmerges\0pull.ff\nonly\0core.bare\nfalse\0"s;
 
 TEST(GitNetworkSettings, areReadWithNamesOfAnyForm) {
-  const GitNetworkSettings settings = gitReadNetworkSettings(settingsText);
+  GitNetworkSettings settings = gitReadNetworkSettings(settingsText);
   ASSERT_EQ(settings.remotes.size(), 2u);
   const GitRemoteSettings* const dotted = settings.remoteNamed("a.b");
   ASSERT_NE(dotted, nullptr);
@@ -32,8 +32,8 @@ TEST(GitNetworkSettings, areReadWithNamesOfAnyForm) {
 }
 
 TEST(GitNetworkSettings, aRemoteIsFoundByWhereItIs) {
-  const GitNetworkSettings settings = gitReadNetworkSettings(settingsText);
-  const auto nameAt = [&](const char* address) {
+  GitNetworkSettings settings = gitReadNetworkSettings(settingsText);
+  auto nameAt = [&](const char* address) {
     const GitRemoteSettings* const found = settings.remoteAt(qrb::RemoteAddress::parse(address), "/srv");
     return found != nullptr ? found->name : std::string();
   };
@@ -45,7 +45,7 @@ TEST(GitNetworkSettings, aRemoteIsFoundByWhereItIs) {
 }
 
 TEST(GitTrackingRef, followsTheRulesOfTheRemote) {
-  const GitNetworkSettings settings = gitReadNetworkSettings(settingsText);
+  GitNetworkSettings settings = gitReadNetworkSettings(settingsText);
   EXPECT_EQ(gitTrackingRef(*settings.remoteNamed("origin"), "refs/heads/a/b"), "refs/remotes/origin/a/b");
   EXPECT_EQ(gitTrackingRef(*settings.remoteNamed("a.b"), "refs/heads/main"), "refs/kept/main");
   EXPECT_EQ(gitTrackingRef(*settings.remoteNamed("a.b"), "refs/heads/other"), "");
@@ -54,14 +54,14 @@ TEST(GitTrackingRef, followsTheRulesOfTheRemote) {
 }
 
 TEST(GitPushPlan, sendsTheBranchThatIsMeant) {
-  const GitNetworkSettings settings = gitReadNetworkSettings(
+  GitNetworkSettings settings = gitReadNetworkSettings(
       "remote.origin.url\nx\0branch.main.remote\norigin\0branch.main.merge\nrefs/heads/trunk\0"
       "branch.other.remote\norigin\0branch.other.merge\nrefs/heads/trunk\0"
       "branch.far.remote\nelsewhere\0branch.far.merge\nrefs/heads/away\0"
       "remote.elsewhere.url\ny\0"
       "branch.own.remote\norigin\0branch.own.merge\nrefs/heads/same\0"s);
   const GitRemoteSettings* const origin = settings.remoteNamed("origin");
-  const std::vector<std::string> branches = {"far", "main", "new", "other", "own", "same"};
+  std::vector<std::string> branches = {"far", "main", "new", "other", "own", "same"};
   const struct {
     const char* what;
     const char* current;
@@ -87,7 +87,7 @@ TEST(GitPushPlan, sendsTheBranchThatIsMeant) {
       {"an address of no remote", "new", "", nullptr, "refs/heads/new", "refs/heads/new", ""},
   };
   for (const auto& each : cases) {
-    const GitPushPlan plan = gitPlanPush({branches, each.current}, settings, each.remote, each.asked);
+    GitPushPlan plan = gitPlanPush({branches, each.current}, settings, each.remote, each.asked);
     EXPECT_EQ(plan.from, each.from) << each.what;
     EXPECT_EQ(plan.to, each.to) << each.what;
     EXPECT_EQ(plan.newFollower, each.follower) << each.what;
@@ -96,15 +96,15 @@ TEST(GitPushPlan, sendsTheBranchThatIsMeant) {
 
 TEST(GitPushReport, tellsWhatBecameOfEachBranch) {
   using Result = GitPushedRef::Result;
-  const auto refs = gitReadPushReport(
+  auto refs = gitReadPushReport(
       "To https://h/x\n=\trefs/heads/a:refs/heads/a\t[up to date]\n \trefs/heads/b:refs/heads/b\t1234..5678\n"
       "*\tHEAD:refs/heads/c\t[new branch]\n!\trefs/heads/d:refs/heads/d\t[rejected] (fetch first)\n"
       "!\trefs/heads/e:refs/heads/e\t[remote rejected] (pre-receive hook declined)\n-\t:refs/heads/f\t[deleted]\n"
       "!\trefs/heads/g:refs/heads/g\t[rejected] (non-fast-forward)\nDone\n");
   std::vector<Result> results;
   for (const GitPushedRef& ref : refs) results.push_back(ref.result);
-  EXPECT_THAT(results, ElementsAre(Result::UpToDate, Result::Updated, Result::Updated, Result::OutOfDate,
-                                   Result::Rejected, Result::Updated, Result::OutOfDate));
+  EXPECT_THAT(results, ElementsAre(Result::upToDate, Result::updated, Result::updated, Result::outOfDate,
+                                   Result::rejected, Result::updated, Result::outOfDate));
   EXPECT_EQ(refs[2].from, "HEAD");
   EXPECT_EQ(refs[5].from, "");
   EXPECT_EQ(refs[4].summary, "[remote rejected] (pre-receive hook declined)");

@@ -58,11 +58,11 @@ struct Reading {
 inline Reading<ReadStatus> readStatus(const std::vector<std::string_view>& pieces) {
   GitStatusParser parser;
   Reading<ReadStatus> reading;
-  const auto sink = [&](const GitStatusRecord& record) {
+  auto sink = [&](const GitStatusRecord& record) {
     reading.values.push_back(
         {record.status, std::string(record.path), std::string(record.originalPath), record.similarity});
   };
-  for (const std::string_view piece : pieces) parser.feed(piece, sink);
+  for (std::string_view piece : pieces) parser.feed(piece, sink);
   parser.finish();
   reading.error = parser.error();
   return reading;
@@ -75,7 +75,7 @@ inline ReadChange copyOf(const GitChange& change) {
 inline Reading<ReadChange> readChanges(const std::vector<std::string_view>& pieces) {
   GitNameStatusParser parser;
   Reading<ReadChange> reading;
-  for (const std::string_view piece : pieces) {
+  for (std::string_view piece : pieces) {
     parser.feed(piece, [&](const GitChange& change) { reading.values.push_back(copyOf(change)); });
   }
   parser.finish();
@@ -86,7 +86,7 @@ inline Reading<ReadChange> readChanges(const std::vector<std::string_view>& piec
 inline Reading<ReadCommit> readLog(const std::vector<std::string_view>& pieces) {
   GitLogParser parser;
   Reading<ReadCommit> reading;
-  const auto sink = [&](const GitLogRecord& record) {
+  auto sink = [&](const GitLogRecord& record) {
     ReadCommit commit{std::string(record.hash),
                       std::string(record.parents),
                       record.authorDate,
@@ -97,7 +97,7 @@ inline Reading<ReadCommit> readLog(const std::vector<std::string_view>& pieces) 
     for (const GitChange& change : record.changes) commit.changes.push_back(copyOf(change));
     reading.values.push_back(commit);
   };
-  for (const std::string_view piece : pieces) parser.feed(piece, sink);
+  for (std::string_view piece : pieces) parser.feed(piece, sink);
   parser.finish(sink);
   reading.error = parser.error();
   return reading;
@@ -106,7 +106,7 @@ inline Reading<ReadCommit> readLog(const std::vector<std::string_view>& pieces) 
 inline Reading<ReadBranch> readBranches(const std::vector<std::string_view>& pieces) {
   GitRefParser parser;
   Reading<ReadBranch> reading;
-  for (const std::string_view piece : pieces) {
+  for (std::string_view piece : pieces) {
     parser.feed(piece, [&](const GitRefRecord& record) {
       reading.values.push_back({std::string(record.fullName), std::string(record.name), std::string(record.hash),
                                 std::string(record.upstream), record.isHead});

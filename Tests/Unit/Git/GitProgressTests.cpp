@@ -20,7 +20,7 @@ struct Step {
 std::vector<Step> read(GitTransfer transfer, const std::vector<std::string_view>& pieces) {
   GitProgressReader reader(transfer);
   std::vector<Step> steps;
-  for (const std::string_view piece : pieces) {
+  for (std::string_view piece : pieces) {
     reader.feed(piece, [&](double fraction, std::string_view text, bool isCheckout) {
       steps.push_back({fraction, std::string(text), isCheckout});
     });
@@ -38,7 +38,7 @@ constexpr std::string_view clone =
     "Updating files:  50% (1/2)\rUpdating files: 100% (2/2), done.\n";
 
 TEST(GitProgress, growsWithTheWorkOfAClone) {
-  const std::vector<Step> steps = read(GitTransfer::Clone, {clone});
+  std::vector<Step> steps = read(GitTransfer::clone, {clone});
   ASSERT_EQ(steps.size(), 8u);
   EXPECT_EQ(steps[3].text, "Receiving objects:  50% (6/12), 1.2 MiB | 2.3 MiB/s");
   EXPECT_TRUE(std::ranges::is_sorted(steps, {}, &Step::fraction));
@@ -51,15 +51,15 @@ TEST(GitProgress, growsWithTheWorkOfAClone) {
 }
 
 TEST(GitProgress, isTheSameHoweverTheStreamIsCut) {
-  const std::vector<Step> whole = read(GitTransfer::Clone, {clone});
+  std::vector<Step> whole = read(GitTransfer::clone, {clone});
   for (std::size_t cut = 0; cut <= clone.size(); ++cut) {
-    EXPECT_EQ(read(GitTransfer::Clone, {clone.substr(0, cut), clone.substr(cut)}), whole) << cut;
+    EXPECT_EQ(read(GitTransfer::clone, {clone.substr(0, cut), clone.substr(cut)}), whole) << cut;
   }
 }
 
 TEST(GitProgress, neverGoesBack) {
   const std::vector<Step> steps =
-      read(GitTransfer::Push, {"Writing objects:  90% (9/10)\r", "Counting objects:   5% (1/20)\r",
+      read(GitTransfer::push, {"Writing objects:  90% (9/10)\r", "Counting objects:   5% (1/20)\r",
                                "Writing objects:  20% (2/10)\r", "remote: Resolving deltas:   0% (0/1)\r"});
   EXPECT_TRUE(std::ranges::is_sorted(steps, {}, &Step::fraction));
 }
@@ -70,10 +70,10 @@ TEST(GitProgress, whatIsNoneIsPassedOver) {
         "Receiving objects: -1%", "Receiving objects: 101% (1/1)", "To https://h: 5%",
         "remote: Receiving objects: 5% (1/2) from elsewhere", "error: RPC failed; HTTP 403",
         "Receiving objects: 99999999999999999999% (1/1)"}) {
-    EXPECT_THAT(read(GitTransfer::Fetch, {line, "\n"}), testing::IsEmpty()) << line;
+    EXPECT_THAT(read(GitTransfer::fetch, {line, "\n"}), testing::IsEmpty()) << line;
   }
-  const std::string endless(1 << 20, 'x');
-  EXPECT_EQ(read(GitTransfer::Fetch, {endless, endless, "\nReceiving objects: 100% (1/1)\n"}).size(), 1u);
+  std::string endless(1 << 20, 'x');
+  EXPECT_EQ(read(GitTransfer::fetch, {endless, endless, "\nReceiving objects: 100% (1/1)\n"}).size(), 1u);
 }
 
 }  // namespace

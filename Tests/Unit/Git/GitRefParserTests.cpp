@@ -9,19 +9,18 @@ using testing::ElementsAre;
 
 namespace {
 
-const std::string commitHash(40, 'c');
+std::string commitHash(40, 'c');
 
 TEST(GitRefParser, readsTheSameHoweverTheStreamIsCut) {
-  const std::string bytes = "refs/heads/a/b\0"s + commitHash + "\0*\0refs/remotes/o/b\0\0\n"s +
-                            "refs/remotes/o/HEAD\0"s + commitHash + "\0 \0\0refs/remotes/o/b\0\n"s +
-                            "refs/remotes/o/b\0"s + commitHash + "\0 \0\0\0\n"s;
-  const auto whole = readBranches({bytes});
+  std::string bytes = "refs/heads/a/b\0"s + commitHash + "\0*\0refs/remotes/o/b\0\0\n"s + "refs/remotes/o/HEAD\0"s +
+                      commitHash + "\0 \0\0refs/remotes/o/b\0\n"s + "refs/remotes/o/b\0"s + commitHash + "\0 \0\0\0\n"s;
+  auto whole = readBranches({bytes});
   EXPECT_FALSE(whole.error);
   EXPECT_THAT(whole.values, ElementsAre(ReadBranch{"refs/heads/a/b", "a/b", commitHash, "refs/remotes/o/b", true},
                                         ReadBranch{"refs/remotes/o/b", "o/b", commitHash, "", false}));
-  const std::string_view view = bytes;
+  std::string_view view = bytes;
   for (std::size_t cut = 0; cut <= view.size(); ++cut) {
-    const auto halves = readBranches({view.substr(0, cut), view.substr(cut)});
+    auto halves = readBranches({view.substr(0, cut), view.substr(cut)});
     EXPECT_EQ(halves.values, whole.values) << cut;
     EXPECT_FALSE(halves.error) << cut;
   }
@@ -36,7 +35,7 @@ TEST(GitRefParser, refusesWhatIsNoBranch) {
                              "refs/heads/a\0"s + commitHash + "\0*\0\0\0more\n"s,
                              "refs/heads/a\0"s + commitHash + "\0*\0\0\0"s};
   for (const std::string& bytes : bad) {
-    const auto reading = readBranches({bytes});
+    auto reading = readBranches({bytes});
     EXPECT_TRUE(reading.error) << testing::PrintToString(bytes);
     EXPECT_TRUE(reading.values.empty()) << testing::PrintToString(bytes);
   }
@@ -45,7 +44,7 @@ TEST(GitRefParser, refusesWhatIsNoBranch) {
 TEST(GitBranches, ofACloneAreItsOwnAndItsRemotesWithoutTheRemotesHead) {
   GitTestRepository origin;
   origin.write("file", "x");
-  const std::string first = origin.commit("first");
+  std::string first = origin.commit("first");
   origin.git({"branch", "feature/x"});
   GitTestRepository clone;
   EXPECT_TRUE(readBranches({clone.run(gitBranchesCommand()).output}).values.empty());
@@ -53,7 +52,7 @@ TEST(GitBranches, ofACloneAreItsOwnAndItsRemotesWithoutTheRemotesHead) {
   clone.git({"fetch", "-q", "origin"});
   clone.git({"remote", "set-head", "origin", "main"});
   clone.git({"checkout", "-q", "feature/x"});
-  const auto reading = readBranches({clone.run(gitBranchesCommand()).output});
+  auto reading = readBranches({clone.run(gitBranchesCommand()).output});
   EXPECT_FALSE(reading.error);
   EXPECT_THAT(reading.values,
               ElementsAre(ReadBranch{"refs/heads/feature/x", "feature/x", first, "refs/remotes/origin/feature/x", true},

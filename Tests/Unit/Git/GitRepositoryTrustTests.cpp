@@ -18,7 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::string_literals;
 
-const std::string evil = "\n[filter \"evil\"]\n\tclean = touch mark\n";
+std::string evil = "\n[filter \"evil\"]\n\tclean = touch mark\n";
 
 /// A repository in each of the forms that git knows, to be looked at in `folder`; its own files are in `store`.
 struct Place {
@@ -52,7 +52,7 @@ void write(const std::string& path, const std::string& text) {
 
 TEST_F(GitRepositoryTrustTest, plainOnesAreKnownByTheirFilesAlone) {
   for (const Place& place : {plain(), linked(), submodule(), bare()}) {
-    const GitRepositoryTrust trust = gitTrust(place.folder);
+    GitRepositoryTrust trust = gitTrust(place.folder);
     EXPECT_TRUE(trust.isPlain) << place.folder;
     EXPECT_FALSE(trust.mayNamePrograms) << place.folder;
     // Those of submodules do say where their files are.
@@ -73,18 +73,18 @@ TEST_F(GitRepositoryTrustTest, whatTheirConfigurationNamesIsSeenInEachForm) {
 
 /// Each makes something of a plain repository that git may read in another way than it looks.
 TEST_F(GitRepositoryTrustTest, whatIsNotPlainCountsAsHostile) {
-  const std::string ends(9000, '\n');
+  std::string ends(9000, '\n');
   using Change = std::function<void(const Place&)>;
-  const auto file = [](const char* name, const std::string& text) {
+  auto file = [](const char* name, const std::string& text) {
     return [=](const Place& place) { write(place.store + "/" + name, text); };
   };
-  const auto folder = [](const char* name) {
+  auto folder = [](const char* name) {
     return [=](const Place& place) {
       fs::remove_all(place.store + "/" + name);
       fs::create_directory(place.store + "/" + name);
     };
   };
-  const auto linkTo = [](const char* name, const char* target) {
+  auto linkTo = [](const char* name, const char* target) {
     return [=](const Place& place) {
       fs::remove_all(place.store + "/" + name);
       fs::create_symlink(target, place.store + "/" + name);
@@ -110,10 +110,10 @@ TEST_F(GitRepositoryTrustTest, whatIsNotPlainCountsAsHostile) {
   };
   for (const Place& place : {plain(), linked(), submodule(), bare()}) {
     for (const auto& [name, change] : changes) {
-      const std::string kept = pathOf("../kept-" + std::to_string(::getpid()));
+      std::string kept = pathOf("../kept-" + std::to_string(::getpid()));
       fs::copy(place.store, kept, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
       change(place);
-      const GitRepositoryTrust trust = gitTrust(place.folder);
+      GitRepositoryTrust trust = gitTrust(place.folder);
       EXPECT_FALSE(trust.isPlain) << name << " in " << place.folder;
       EXPECT_TRUE(trust.mayNamePrograms && trust.mayMoveWorkingCopy && trust.mayHoldSubmodules) << name;
       fs::remove_all(place.store);
@@ -123,7 +123,7 @@ TEST_F(GitRepositoryTrustTest, whatIsNotPlainCountsAsHostile) {
 }
 
 TEST_F(GitRepositoryTrustTest, aWayToTheRepositoryThatIsNotPlainCountsAsHostile) {
-  const std::string gitFile = pathOf("place/.git");
+  std::string gitFile = pathOf("place/.git");
   fs::create_directories(pathOf("elsewhere/deep"));
   fs::create_directory(pathOf("place"));
   fs::create_directory_symlink(pathOf("elsewhere/deep"), pathOf("place/x"));
@@ -151,8 +151,8 @@ TEST_F(GitRepositoryTrustTest, aWayToTheRepositoryThatIsNotPlainCountsAsHostile)
 
 TEST_F(GitRepositoryTrustTest, pipesAndDevicesInTheWayAreNamed) {
   for (const char* name : {"HEAD", "config", "config.worktree", "commondir", "index", "packed-refs"}) {
-    const std::string path = plain().store + "/" + name;
-    const std::string kept = pathOf("../kept-" + std::to_string(::getpid()));
+    std::string path = plain().store + "/" + name;
+    std::string kept = pathOf("../kept-" + std::to_string(::getpid()));
     std::error_code error;
     fs::rename(path, kept, error);
     ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
@@ -165,10 +165,10 @@ TEST_F(GitRepositoryTrustTest, pipesAndDevicesInTheWayAreNamed) {
 /// Blame reads it byte by byte.
 TEST_F(GitRepositoryTrustTest, filesOfAFewLinesThatHaveNoEndAreNamed) {
   for (const char* name : {"MERGE_HEAD", "commondir", "HEAD"}) {
-    const std::string path = plain().store + "/" + name;
+    std::string path = plain().store + "/" + name;
     write(path, "x");
     fs::resize_file(path, std::uint64_t{2} << 30);
-    const GitRepositoryTrust trust = gitTrust(plain().folder);
+    GitRepositoryTrust trust = gitTrust(plain().folder);
     EXPECT_EQ(trust.obstacle, fs::canonical(plain().store) / name);
     EXPECT_NE(trust.obstacleFault.find("longer"), std::string::npos) << trust.obstacleFault;
     if (std::string(name) != "HEAD") fs::remove(path);
@@ -178,7 +178,7 @@ TEST_F(GitRepositoryTrustTest, filesOfAFewLinesThatHaveNoEndAreNamed) {
 // Links that a sandbox would keep git from following.
 TEST_F(GitRepositoryTrustTest, linksToWhatHasNoEndAreNamed) {
   for (const auto& [name, target] : {std::pair("MERGE_HEAD", "/dev/zero"), std::pair("refs/replace", "/proc")}) {
-    const std::string path = plain().store + "/" + name;
+    std::string path = plain().store + "/" + name;
     fs::create_symlink(target, path);
     EXPECT_EQ(gitTrust(plain().folder).obstacle, fs::canonical(plain().store) / name);
     fs::remove(path);
@@ -202,7 +202,7 @@ TEST(GitRepositoryTrust, noSubmoduleOfTheStagingAreaIsMissedHoweverMuchStandsBef
   repository.run({"submodule", "--quiet", "add", inner.root(), "sub"});
   EXPECT_TRUE(gitTrust(repository.root()).mayHoldSubmodules);
   // At every place relative to the pieces that the file is read in, which are powers of two.
-  for (const std::size_t size : {std::size_t{0}, std::size_t{1} << 18, std::size_t{1} << 19}) {
+  for (std::size_t size : {std::size_t{0}, std::size_t{1} << 18, std::size_t{1} << 19}) {
     for (std::size_t before = size; before < size + 8; ++before) {
       std::string index(before, '\xe0');
       index.append("\0\0\xe0\0", 4);

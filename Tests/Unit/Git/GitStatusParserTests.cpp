@@ -10,7 +10,7 @@ using testing::UnorderedElementsAre;
 
 namespace {
 
-const std::string hash(40, 'a');
+std::string hash(40, 'a');
 const std::string modes = "100644 100644 100644 ";
 
 std::string changed(const std::string& letters, const std::string& submodule, const std::string& path) {
@@ -59,7 +59,7 @@ TEST(GitStatusParser, readsEveryKindOfLine) {
        {QRBSourceControlStatusStagedModified, "long hashes", ""}},
   };
   for (const auto& [bytes, expected] : cases) {
-    const auto reading = readStatus({bytes});
+    auto reading = readStatus({bytes});
     EXPECT_FALSE(reading.error) << testing::PrintToString(bytes) << (reading.error ? reading.error->what : "");
     ASSERT_EQ(reading.values.size(), 1u) << testing::PrintToString(bytes);
     EXPECT_EQ(reading.values[0], expected) << testing::PrintToString(bytes);
@@ -67,7 +67,7 @@ TEST(GitStatusParser, readsEveryKindOfLine) {
 }
 
 TEST(GitStatusParser, saysWhereMalformedOutputBegins) {
-  const std::string good = changed("M.", "N...", "a");
+  std::string good = changed("M.", "N...", "a");
   const std::string bad[] = {
       "\0"s,
       "1\0"s,
@@ -91,8 +91,8 @@ TEST(GitStatusParser, saysWhereMalformedOutputBegins) {
       "2 R. N... " + modes + hash + " " + hash + " R100 a\0"s,
   };
   for (const std::string& bytes : bad) {
-    const std::string stream = good + bytes;
-    const auto reading = readStatus({stream});
+    std::string stream = good + bytes;
+    auto reading = readStatus({stream});
     EXPECT_EQ(reading.values.size(), 1u) << testing::PrintToString(bytes);
     ASSERT_TRUE(reading.error) << testing::PrintToString(bytes);
     EXPECT_EQ(reading.error->offset, good.size()) << testing::PrintToString(bytes);
@@ -101,18 +101,18 @@ TEST(GitStatusParser, saysWhereMalformedOutputBegins) {
 }
 
 TEST(GitStatusParser, readsTheSameHoweverTheStreamIsCut) {
-  const std::string stream = changed("M.", "N...", "a") + "2 R. N... " + modes + hash + " " + hash +
-                             " R87 new\0old\0"s + unmerged("UU", "conflict") + "? untracked/\0! ignored\0"s;
-  const auto whole = readStatus({stream});
+  std::string stream = changed("M.", "N...", "a") + "2 R. N... " + modes + hash + " " + hash + " R87 new\0old\0"s +
+                       unmerged("UU", "conflict") + "? untracked/\0! ignored\0"s;
+  auto whole = readStatus({stream});
   ASSERT_EQ(whole.values.size(), 5u);
   ASSERT_FALSE(whole.error);
-  const std::string_view view = stream;
+  std::string_view view = stream;
   for (std::size_t cut = 0; cut <= view.size(); ++cut) {
-    const auto halves = readStatus({view.substr(0, cut), view.substr(cut)});
+    auto halves = readStatus({view.substr(0, cut), view.substr(cut)});
     EXPECT_EQ(halves.values, whole.values) << "cut at " << cut;
     EXPECT_FALSE(halves.error) << "cut at " << cut;
   }
-  for (const std::size_t size : {1u, 2u, 3u, 7u, 100u}) {
+  for (std::size_t size : {1u, 2u, 3u, 7u, 100u}) {
     std::vector<std::string_view> pieces;
     for (std::size_t begin = 0; begin < view.size(); begin += size) pieces.push_back(view.substr(begin, size));
     EXPECT_EQ(readStatus(pieces).values, whole.values) << "pieces of " << size;
@@ -122,7 +122,7 @@ TEST(GitStatusParser, readsTheSameHoweverTheStreamIsCut) {
 class GitStatusOfRepository : public testing::Test {
  protected:
   std::vector<ReadStatus> status(const GitStatusOptions& options = {}) {
-    const GitTestResult result = repository.run(gitStatusCommand(options));
+    GitTestResult result = repository.run(gitStatusCommand(options));
     EXPECT_EQ(result.exitCode, 0) << result.errorOutput;
     auto reading = readStatus({result.output});
     EXPECT_FALSE(reading.error) << reading.error->what;
@@ -137,9 +137,9 @@ TEST_F(GitStatusOfRepository, findsNothingInAnEmptyRepository) {
 }
 
 TEST_F(GitStatusOfRepository, agreesOnAwkwardNames) {
-  const std::vector<std::string> names{"a b", "\"quoted\"", "line\nfeed", "-dash", "\xff\xfe", ":(top)", "tab\t", "*"};
+  std::vector<std::string> names{"a b", "\"quoted\"", "line\nfeed", "-dash", "\xff\xfe", ":(top)", "tab\t", "*"};
   for (const std::string& name : names) repository.write(name, "x");
-  const auto untracked = status();
+  auto untracked = status();
   ASSERT_EQ(untracked.size(), names.size());
   for (const std::string& name : names) {
     EXPECT_THAT(untracked, testing::Contains(ReadStatus{QRBSourceControlStatusUntracked, name, ""}));
@@ -153,7 +153,7 @@ TEST_F(GitStatusOfRepository, agreesOnAwkwardNames) {
 }
 
 TEST_F(GitStatusOfRepository, agreesOnStagedAndUnstagedChanges) {
-  const std::string lines = "1\n2\n3\n4\n5\n6\n7\n8\n";
+  std::string lines = "1\n2\n3\n4\n5\n6\n7\n8\n";
   for (const char* name : {"staged", "unstaged", "both", "gone", "removed", "old", "link"}) {
     repository.write(name, lines + name);
   }
@@ -186,7 +186,7 @@ TEST_F(GitStatusOfRepository, agreesOnStagedAndUnstagedChanges) {
           S{QRBSourceControlStatusUntracked | QRBSourceControlStatusDirectory, "folder", ""},
           S{QRBSourceControlStatusIgnored, "x.o", ""},
           S{QRBSourceControlStatusIgnored | QRBSourceControlStatusDirectory, "build", ""}));
-  GitStatusOptions options{GitUntracked::All, false, true, {"folder"}};
+  GitStatusOptions options{GitUntracked::all, false, true, {"folder"}};
   EXPECT_THAT(status(options), testing::Contains(S{QRBSourceControlStatusUntracked, "folder/z", ""}));
   EXPECT_THAT(status(options), testing::Contains(S{0, "branch.head", "main"}));
 }
@@ -206,7 +206,7 @@ TEST_F(GitStatusOfRepository, tellsTheKindsOfConflictInAMerge) {
   repository.write("kept", "ours");
   std::filesystem::remove(repository.root() / "dropped");
   repository.commit("ours");
-  const GitTestResult merge = repository.run({"merge", "theirs"});
+  GitTestResult merge = repository.run({"merge", "theirs"});
   EXPECT_EQ(merge.exitCode, 1);
   constexpr auto conflicted = QRBSourceControlStatusConflicted;
   using S = ReadStatus;

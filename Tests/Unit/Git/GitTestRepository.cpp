@@ -29,7 +29,7 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
 }
 
 void redirect(const std::filesystem::path& path, int flags, int descriptor) {
-  const int file = ::open(path.c_str(), flags, 0600);
+  int file = ::open(path.c_str(), flags, 0600);
   if (file < 0 || ::dup2(file, descriptor) < 0) ::_exit(126);
 }
 
@@ -54,11 +54,11 @@ GitTestResult GitTestRepository::run(const std::vector<std::string>& arguments, 
   writeFile(_folder / "input", input);
   std::vector<std::string> argumentTexts{"git"};
   argumentTexts.insert(argumentTexts.end(), arguments.begin(), arguments.end());
-  const std::string time = std::to_string(_time) + " +0000";
-  const std::string path = std::string("PATH=") + ::getenv("PATH");
-  const std::string home = "HOME=" + _folder.string();
-  const std::string authorDate = "GIT_AUTHOR_DATE=" + time;
-  const std::string committerDate = "GIT_COMMITTER_DATE=" + time;
+  std::string time = std::to_string(_time) + " +0000";
+  std::string path = std::string("PATH=") + ::getenv("PATH");
+  std::string home = "HOME=" + _folder.string();
+  std::string authorDate = "GIT_AUTHOR_DATE=" + time;
+  std::string committerDate = "GIT_COMMITTER_DATE=" + time;
   const std::vector<const char*> inherited{path.c_str(),
                                            home.c_str(),
                                            authorDate.c_str(),
@@ -68,10 +68,10 @@ GitTestResult GitTestRepository::run(const std::vector<std::string>& arguments, 
                                            "GIT_AUTHOR_EMAIL=ann@example.org",
                                            "GIT_COMMITTER_NAME=Ann Author",
                                            "GIT_COMMITTER_EMAIL=ann@example.org"};
-  std::vector<std::string> environmentTexts = gitEnvironment(inherited, access, GitOutput::Blocks);
+  std::vector<std::string> environmentTexts = gitEnvironment(inherited, access, GitOutput::blocks);
   const std::vector<char*> argumentPointers = pointers(argumentTexts);
   const std::vector<char*> environmentPointers = pointers(environmentTexts);
-  const pid_t child = ::fork();
+  pid_t child = ::fork();
   if (child == 0) {
     redirect(_folder / "input", O_RDONLY, 0);
     redirect(_folder / "output", O_WRONLY | O_CREAT | O_TRUNC, 1);
@@ -86,7 +86,7 @@ GitTestResult GitTestRepository::run(const std::vector<std::string>& arguments, 
 }
 
 GitTestResult GitTestRepository::run(const std::vector<std::string>& arguments, std::string_view input) const {
-  return run(arguments, GitAccess::Write, input);
+  return run(arguments, GitAccess::write, input);
 }
 
 GitTestResult GitTestRepository::run(const GitCommand& command, std::string_view input) const {

@@ -57,7 +57,7 @@ TEST(GitLockFiles, areRemovedThatWereMadeSinceATimeAndNothingElse) {
 /// Runs work in a process and a group of its own, and returns when the process is over.
 template <class Body>
 void inAGroup(Body&& body) {
-  const pid_t process = ::fork();
+  pid_t process = ::fork();
   if (process == 0) {
     ::setpgid(0, 0);
     body();
@@ -82,7 +82,7 @@ class GuardTest : public testing::Test {
   std::string said(std::size_t length) const {
     std::string text(length, '\0');
     for (std::size_t place = 0; place < length;) {
-      const ssize_t got = ::read(_said.get(), text.data() + place, length - place);
+      ssize_t got = ::read(_said.get(), text.data() + place, length - place);
       if (got <= 0) return text;
       place += static_cast<std::size_t>(got);
     }
@@ -96,29 +96,29 @@ class GuardTest : public testing::Test {
 TEST_F(GuardTest, runsWhatStandsWhenTheProcessIsKilledAndNothingElseOfItsGroupRuns) {
   inAGroup([this] {
     qrb::Guard guard(-1, QRB_GUARD);
-    const auto first = guard.add(job("first"));
+    auto first = guard.add(job("first"));
     { const auto withdrawn = guard.add(job("withdrawn")); }
-    const auto second = guard.add(job("second"));
+    auto second = guard.add(job("second"));
     // What the killed process has started goes on for a moment, and says so.
     pollfd ending{static_cast<int>(::syscall(SYS_pidfd_open, ::getpid(), 0)), POLLIN, 0};
     if (::fork() == 0) {
       ::poll(&ending, 1, -1);
-      const int end = ::open(fifo().c_str(), O_WRONLY | O_CLOEXEC);
+      int end = ::open(fifo().c_str(), O_WRONLY | O_CLOEXEC);
       [[maybe_unused]] const ssize_t written = ::write(end, "tool\n", 5);
       ::_exit(0);
     }
     ::kill(::getpid(), SIGKILL);
   });
-  const std::string expected = "tool\nfirst\n<firstsecond\n<second";
+  std::string expected = "tool\nfirst\n<firstsecond\n<second";
   EXPECT_EQ(said(expected.size()), expected);
 }
 
 TEST_F(GuardTest, runsNothingAfterWorkThatCameToItsEnd) {
   inAGroup([this] {
     auto guard = std::make_unique<qrb::Guard>(-1, QRB_GUARD);
-    const auto standing = guard->add(job("first"));
+    auto standing = guard->add(job("first"));
     guard.reset();
-    const int end = ::open(fifo().c_str(), O_WRONLY | O_CLOEXEC);
+    int end = ::open(fifo().c_str(), O_WRONLY | O_CLOEXEC);
     [[maybe_unused]] const ssize_t written = ::write(end, "over", 4);
     ::kill(::getpid(), SIGKILL);
   });
@@ -136,7 +136,7 @@ TEST(GitRawDiff, saysWhatEachSideHas) {
   repository.write("new", "3");
   fs::remove(repository.root() / "gone");
   repository.commit("two");
-  const auto changes = gitReadRawDiff(repository.run(gitRawDiffCommand("HEAD^", "HEAD")).output);
+  auto changes = gitReadRawDiff(repository.run(gitRawDiffCommand("HEAD^", "HEAD")).output);
   ASSERT_EQ(changes.size(), 3u);
   EXPECT_EQ(changes[0].path, "changed\n\xff");
   std::string entry;

@@ -15,7 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-GitCommand addEverything(GitAccess access = GitAccess::Write) {
+GitCommand addEverything(GitAccess access = GitAccess::write) {
   GitCommand command = gitMakeCommand({"add", "--all"});
   command.access = access;
   return command;
@@ -34,9 +34,9 @@ class GitToolTest : public testing::Test {
 };
 
 TEST_F(GitToolTest, AWritingCommandRunsOnceTheLockOfAnotherProcessIsGone) {
-  const GitTool tool(_repository.root().string(), -1);
+  GitTool tool(_repository.root().string(), -1);
   int refused = 0;
-  const GitOutcome outcome = tool.run(addEverything(), {}, [&](std::string_view) {
+  GitOutcome outcome = tool.run(addEverything(), {}, [&](std::string_view) {
     // The other process ends while the command is waiting for its third turn.
     if (++refused == 2) fs::remove(lock());
     return true;
@@ -51,19 +51,19 @@ TEST_F(GitToolTest, ALockThatStaysIsReportedByItsName) {
   // Short enough to be over soon; however slow the machine is, git is asked once more.
   tool.setLockPatience(1ms);
   int tries = 0;
-  const GitOutcome outcome = tool.run(addEverything(), {}, [&](std::string_view) { return ++tries > 0; });
-  EXPECT_TRUE(outcome.failedWith(GitFailureKind::Locked));
+  GitOutcome outcome = tool.run(addEverything(), {}, [&](std::string_view) { return ++tries > 0; });
+  EXPECT_TRUE(outcome.failedWith(GitFailureKind::locked));
   EXPECT_EQ(outcome.failure.detail, lock());
   EXPECT_GT(tries, 1);
   EXPECT_TRUE(fs::exists(lock())) << "it is another process's";
 }
 
 TEST_F(GitToolTest, NothingIsTriedAgainThatOnlyReads) {
-  const GitTool tool(_repository.root().string(), -1);
+  GitTool tool(_repository.root().string(), -1);
   int tries = 0;
   const GitOutcome outcome =
-      tool.run(addEverything(GitAccess::Read), {}, [&](std::string_view) { return ++tries > 0; });
-  EXPECT_TRUE(outcome.failedWith(GitFailureKind::Locked));
+      tool.run(addEverything(GitAccess::read), {}, [&](std::string_view) { return ++tries > 0; });
+  EXPECT_TRUE(outcome.failedWith(GitFailureKind::locked));
   EXPECT_EQ(tries, 1);
 }
 
@@ -72,7 +72,7 @@ TEST_F(GitToolTest, NobodyWaitsForALockOnceTheHostIsGone) {
   ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
   GitTool tool(_repository.root().string(), ends[0]);
   tool.setLockPatience(1h);
-  const GitOutcome outcome = tool.run(addEverything(), {}, [&](std::string_view) {
+  GitOutcome outcome = tool.run(addEverything(), {}, [&](std::string_view) {
     ::close(ends[1]);
     return true;
   });

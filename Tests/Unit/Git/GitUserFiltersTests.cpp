@@ -49,7 +49,7 @@ TEST(GitUserFiltersTest, WhatIsReadWithoutGitIsWhatGitReads) {
     repository.write("configuration", row.text);
     GitCommand command = gitFiltersCommand();
     command.arguments.insert(std::ranges::find(command.arguments, "config") + 1, {"--file", "configuration"});
-    const auto read = gitPlainFilters(row.text);
+    auto read = gitPlainFilters(row.text);
     ASSERT_EQ(read.has_value(), row.isPlain);
     if (!read) continue;
     EXPECT_THAT(*read, testing::ContainerEq(gitUserFilters(repository.run(command).output)));

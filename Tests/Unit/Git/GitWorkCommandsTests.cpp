@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 
 TEST(GitFilePaths, areToldFromTheRootHoweverTheyAreNamed) {
   const GitTestRepository repository;
-  const std::string root = repository.root().string();
+  std::string root = repository.root().string();
   fs::create_directory_symlink(root, root + "-link");
   repository.write("folder/file", "");
   const struct {
@@ -72,7 +72,7 @@ TEST(GitFilePaths, areToldFromTheRootHoweverTheyAreNamed) {
                                  "/.."};
   for (const std::string& file : refused) {
     std::string path;
-    const GitOutcome outcome = gitResolvePath(root, file, path);
+    GitOutcome outcome = gitResolvePath(root, file, path);
     EXPECT_FALSE(outcome) << file;
     EXPECT_THAT(outcome.failure.message, testing::HasSubstr("“")) << file;
   }
@@ -80,9 +80,9 @@ TEST(GitFilePaths, areToldFromTheRootHoweverTheyAreNamed) {
 }
 
 TEST(GitPathSet, findsFilesByThemselvesAndByTheirFolders) {
-  const std::vector<std::string> paths = {"a", "folder", "folder/deep/file"};
-  const GitPathSet set(paths);
-  const auto found = [](const GitPathSet& in, std::string_view path) {
+  std::vector<std::string> paths = {"a", "folder", "folder/deep/file"};
+  GitPathSet set(paths);
+  auto found = [](const GitPathSet& in, std::string_view path) {
     std::vector<std::size_t> places;
     in.find(path, [&](std::size_t place) { places.push_back(place); });
     return places;
@@ -93,7 +93,7 @@ TEST(GitPathSet, findsFilesByThemselvesAndByTheirFolders) {
   EXPECT_THAT(found(set, "folder/deep/file"), ElementsAre(2, 1));
   EXPECT_THAT(found(set, "folder/deep/file2"), ElementsAre(1));
   EXPECT_THAT(found(set, "folders"), ElementsAre());
-  const std::vector<std::string> all = {"x", "."};
+  std::vector<std::string> all = {"x", "."};
   EXPECT_THAT(found(GitPathSet(all), "x/y"), ElementsAre(0, 1));
   EXPECT_THAT(found(GitPathSet(all), "z"), ElementsAre(1));
 }
@@ -115,7 +115,7 @@ TEST(GitWorkCommands, whatRunsHooksSetsNothingForTheGitOfTheHooks) {
   for (const GitCommand& command :
        {gitCommitCommand({"x", {"y"}}), gitMergeCommand("x"), gitSwitchToBranchCommand("x")}) {
     EXPECT_TRUE(command.runsHooks);
-    EXPECT_EQ(command.access, GitAccess::Write);
+    EXPECT_EQ(command.access, GitAccess::write);
     EXPECT_THAT(command.arguments, Not(Contains("--literal-pathspecs")));
   }
 }
@@ -145,7 +145,7 @@ TEST(GitWorkCommands, whatGitPrintsOfATreeSaysWhatAPathIs) {
   fs::create_symlink("nowhere", repository.root() / "link");
   repository.git({"add", "link"});
   repository.git({"commit", "-qm", "two"});
-  const auto entryOf = [&](const std::string& path) {
+  auto entryOf = [&](const std::string& path) {
     return gitReadTreeEntry(repository.run(gitTreeEntryCommand("HEAD", path)).output);
   };
   ASSERT_TRUE(entryOf("folder/-file"));
@@ -161,7 +161,7 @@ TEST(GitWorkCommands, whatGitPrintsOfATreeSaysWhatAPathIs) {
 }
 
 TEST(GitPrograms, ofTheRepositoryGiveWayToThoseOfTheUser) {
-  const auto setting = [](const char* scope, const char* key, const char* value) {
+  auto setting = [](const char* scope, const char* key, const char* value) {
     return scope + "\0"s + key + "\n" + value + "\0"s;
   };
   const std::string listing =
@@ -170,7 +170,7 @@ TEST(GitPrograms, ofTheRepositoryGiveWayToThoseOfTheUser) {
       setting("local", "filter.a=b.required", "true") + setting("local", "filter.alone.required\0local\0x", "") +
       setting("system", "credential.helper", "one") + setting("local", "credential.helper", "theirs") +
       setting("global", "credential.helper", "two") + setting("local", "core.sshcommand", "theirs");
-  const GitNeutralization found = gitNeutralizePrograms(listing);
+  GitNeutralization found = gitNeutralizePrograms(listing);
   EXPECT_THAT(found.settings, Contains(Pair("filter.both.clean", "mine")));
   EXPECT_THAT(found.settings, Contains(Pair("filter.a=b.process", "")));
   EXPECT_THAT(found.settings, Contains(Pair("filter.a=b.required", "false")));

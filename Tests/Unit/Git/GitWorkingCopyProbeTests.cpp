@@ -10,7 +10,7 @@ namespace {
 using qrb::test::GitRepository;
 
 std::string found(const std::string& path) {
-  const auto place = gitProbeWorkingCopy(path);
+  auto place = gitProbeWorkingCopy(path);
   return place ? place->root + " of " + place->repository : "nothing";
 }
 
@@ -20,7 +20,7 @@ std::string place(const std::string& root, const std::string& repository) {
 
 TEST(GitWorkingCopyProbe, findsAWorkingCopyByItsFolderAndByItsGitFolder) {
   GitRepository repository;
-  const std::string expected = place(repository.root(), repository.root());
+  std::string expected = place(repository.root(), repository.root());
   for (const char* ending : {"", "/", "/.git", "/.git/", "/./"}) EXPECT_EQ(found(repository.root() + ending), expected);
   repository.commit("one");
   repository.run({"checkout", "-q", "--detach"});
@@ -37,7 +37,7 @@ TEST(GitWorkingCopyProbe, findsTheRepositoryOfWorktreesAndSubmodules) {
   repository.run({"worktree", "add", "-q", repository.beside("tree")});
   EXPECT_EQ(found(repository.beside("tree")), place(repository.beside("tree"), repository.root()));
   EXPECT_EQ(found(repository.pathOf("sub/.git")), place(repository.pathOf("sub"), repository.pathOf("sub")));
-  const std::string bare = repository.beside("bare.git");
+  std::string bare = repository.beside("bare.git");
   repository.run({"clone", "-q", "--bare", repository.root(), bare});
   repository.run({"-C", bare, "worktree", "add", "-q", "-b", "new", repository.beside("of-bare")});
   EXPECT_EQ(found(repository.beside("of-bare")), place(repository.beside("of-bare"), bare));

@@ -36,10 +36,10 @@ void expectFound(const std::string& obstacle) {
 
 TEST(ObstacleWatch, findsWhatItsOwnProgramWaitsForAndNoOther) {
   const TemporaryDirectory directory;
-  const std::string pipe = directory.path() / "pipe";
+  std::string pipe = directory.path() / "pipe";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   expectFound(pipe);
-  const FileDescriptor terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+  FileDescriptor terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
   ASSERT_EQ(::grantpt(terminal.get()) | ::unlockpt(terminal.get()), 0);
   expectFound(::ptsname(terminal.get()));
 }

@@ -30,23 +30,23 @@ TEST(RemoteAccess, takesWhatTheStrategySaysAndElseWhatTheAddressDoes) {
     const char* user;
     const char* secret;
   } cases[] = {
-      {"https://a:b@h/x", nullptr, Kind::Password, "https://a@h/x", "a", "b"},
-      {"https://h/x", Basic::initWithUsername("u", "p"), Kind::Password, "https://h/x", "u", "p"},
-      {"https://a.b:c@h/x", Basic::initWithUsername("u@v", "p"), Kind::Password, "https://u%40v@h/x", "u@v", "p"},
-      {"https://h/x", Basic::initWithUsername("u", ""), Kind::None, "https://h/x", "u", ""},
-      {"https://a:b!@h/x", Basic::initWithUsername("u", ""), Kind::None, "https://u@h/x", "u", ""},
-      {"https://a:b@h/x", Basic::initWithUsername("a", ""), Kind::Password, "https://a@h/x", "a", "b"},
-      {"https://h", nullptr, Kind::None, "https://h/", "", ""},
-      {"https://a@h/x", Basic::initWithUsername("", "p"), Kind::Password, "https://a@h/x", "a", "p"},
-      {"https://a%40b@h/x", Basic::initWithUsername("", "p"), Kind::Password, "https://a%40b@h/x", "a@b", "p"},
-      {"ssh://h/x", Keys::initWithUsername("u", URL::fileURL("/k"), "p"), Kind::Key, "ssh://h/x", "u", "p"},
-      {"ssh://a.b@h/x", Keys::initWithUsername("u", URL::fileURL("/k"), "p"), Kind::Key, "ssh://u@h/x", "u", "p"},
-      {"a@h:x", Keys::initWithUsername("", URL::fileURL("/k"), "p"), Kind::Key, "a@h:x", "a", "p"},
-      {"a@h:x", nullptr, Kind::None, "a@h:x", "a", ""},
-      {"file:///x", nullptr, Kind::None, "file:///x", "", ""},
+      {"https://a:b@h/x", nullptr, Kind::password, "https://a@h/x", "a", "b"},
+      {"https://h/x", Basic::initWithUsername("u", "p"), Kind::password, "https://h/x", "u", "p"},
+      {"https://a.b:c@h/x", Basic::initWithUsername("u@v", "p"), Kind::password, "https://u%40v@h/x", "u@v", "p"},
+      {"https://h/x", Basic::initWithUsername("u", ""), Kind::none, "https://h/x", "u", ""},
+      {"https://a:b!@h/x", Basic::initWithUsername("u", ""), Kind::none, "https://u@h/x", "u", ""},
+      {"https://a:b@h/x", Basic::initWithUsername("a", ""), Kind::password, "https://a@h/x", "a", "b"},
+      {"https://h", nullptr, Kind::none, "https://h/", "", ""},
+      {"https://a@h/x", Basic::initWithUsername("", "p"), Kind::password, "https://a@h/x", "a", "p"},
+      {"https://a%40b@h/x", Basic::initWithUsername("", "p"), Kind::password, "https://a%40b@h/x", "a@b", "p"},
+      {"ssh://h/x", Keys::initWithUsername("u", URL::fileURL("/k"), "p"), Kind::key, "ssh://h/x", "u", "p"},
+      {"ssh://a.b@h/x", Keys::initWithUsername("u", URL::fileURL("/k"), "p"), Kind::key, "ssh://u@h/x", "u", "p"},
+      {"a@h:x", Keys::initWithUsername("", URL::fileURL("/k"), "p"), Kind::key, "a@h:x", "a", "p"},
+      {"a@h:x", nullptr, Kind::none, "a@h:x", "a", ""},
+      {"file:///x", nullptr, Kind::none, "file:///x", "", ""},
   };
   for (const auto& each : cases) {
-    const RemoteAccess access = accessOf(each.url, each.strategy);
+    RemoteAccess access = accessOf(each.url, each.strategy);
     EXPECT_EQ(access.kind, each.kind) << each.url;
     EXPECT_EQ(access.text, each.text) << each.url;
     EXPECT_EQ(access.user, each.user) << each.url;
@@ -78,7 +78,7 @@ TEST(RemoteAddress, takesAddressesApartAsTheToolsDo) {
       {"https://", "https", std::nullopt, std::nullopt, "", "443", ""},
   };
   for (const auto& each : cases) {
-    const RemoteAddress address = RemoteAddress::parse(each.text);
+    RemoteAddress address = RemoteAddress::parse(each.text);
     EXPECT_EQ(address.scheme, each.scheme) << each.text;
     EXPECT_EQ(address.user, each.user) << each.text;
     EXPECT_EQ(address.password, each.password) << each.text;
@@ -90,7 +90,7 @@ TEST(RemoteAddress, takesAddressesApartAsTheToolsDo) {
 }
 
 TEST(RemoteAddress, secretsAreForTheSameServerOnly) {
-  const auto mayShare = [](const char* mine, const char* other) {
+  auto mayShare = [](const char* mine, const char* other) {
     return RemoteAddress::parse(mine).mayShareSecretsWith(RemoteAddress::parse(other));
   };
   EXPECT_TRUE(mayShare("https://h/x", "https://u@H:443"));
@@ -106,7 +106,7 @@ TEST(RemoteAddress, secretsAreForTheSameServerOnly) {
 }
 
 TEST(SSHCommand, arrivesThroughAShellAsItIs) {
-  const std::vector<std::string> arguments = {"", "a b", "it's", "$(touch x) `y` \\ \"", "-n", "*", "\n", "ä;#&|<>"};
+  std::vector<std::string> arguments = {"", "a b", "it's", "$(touch x) `y` \\ \"", "-n", "*", "\n", "ä;#&|<>"};
   test::TemporaryDirectory folder;
   const test::ProgramResult result =
       test::runProgram({"sh", "-c", shellCommand("printf '<%s>'", arguments)}, {"PATH=/usr/bin:/bin"}, folder.string());
@@ -121,7 +121,7 @@ TEST(SSHCommand, isWhatSSHTakesItFor) {
   std::vector<std::string> command = sshArguments(access, "/a \"b\" 50%/askpass");
   command.insert(command.begin(), {"ssh", "-G"});
   command.push_back("somebody@h");
-  const std::string settings = test::runProgram(command, {"PATH=/usr/bin:/bin", "HOME=/nonexistent"}, "/").output;
+  std::string settings = test::runProgram(command, {"PATH=/usr/bin:/bin", "HOME=/nonexistent"}, "/").output;
   for (const char* line :
        {"user u\n", "stricthostkeychecking true\n", "identityfile /keys/100%% mine\n", "identitiesonly yes\n",
         "userknownhostsfile /dev/null\n", "globalknownhostsfile /dev/null\n", "passwordauthentication no\n",
@@ -133,15 +133,15 @@ TEST(SSHCommand, isWhatSSHTakesItFor) {
 /// What a request with that strategy answers to the text of a question.
 std::optional<std::string> answerTo(const std::string& url, const QRBSourceControlAuthenticationStrategyPtr& strategy,
                                     const std::string& text) {
-  const RemoteAccess access = accessOf(url, strategy);
+  RemoteAccess access = accessOf(url, strategy);
   return CredentialAnswers(access).answer({kAskpassPromptKind, {text}});
 }
 
 TEST(CredentialAnswers, aQuestionOfTheRightServerAloneIsAnswered) {
-  const auto password = Basic::initWithUsername("u", "p");
-  const auto strange = Basic::initWithUsername("a@b's: ", "p");
-  const auto key = Keys::initWithUsername("u", URL::fileURL("/k"), "p");
-  const auto usual = Keys::initWithUsername("u", {}, "p");
+  auto password = Basic::initWithUsername("u", "p");
+  auto strange = Basic::initWithUsername("a@b's: ", "p");
+  auto key = Keys::initWithUsername("u", URL::fileURL("/k"), "p");
+  auto usual = Keys::initWithUsername("u", {}, "p");
   const struct {
     const char* url;
     QRBSourceControlAuthenticationStrategyPtr strategy;

@@ -49,17 +49,17 @@ TEST(ToolRunner, FeedsAndReadsAtOnceWithoutDeadlock) {
   ToolCommand command;
   command.path = "cat";
   command.standardInput = bytes;
-  const Captured captured = capture(command);
+  Captured captured = capture(command);
   EXPECT_TRUE(captured.result.succeeded());
   EXPECT_TRUE(captured.output == bytes);
 }
 
 TEST(ToolRunner, GivesTheToolASecondInputAndLeavesNoFileOfIt) {
-  const std::string bytes(3'000'000, 'x');
+  std::string bytes(3'000'000, 'x');
   ToolCommand command = shell("cat; cat /dev/fd/3; ls -l /proc/self/fd/3");
   command.standardInput = "first ";
   command.secondInput = bytes;
-  const Captured captured = capture(command);
+  Captured captured = capture(command);
   EXPECT_TRUE(captured.result.succeeded()) << captured.result.errorText;
   EXPECT_THAT(captured.output, StartsWith("first " + bytes));
   EXPECT_THAT(captured.output, HasSubstr("memfd:"));
@@ -75,7 +75,7 @@ TEST(ToolRunner, ReportsHowTheToolEndedAndWhatItSaid) {
   for (const Case& each :
        {Case{"exit 0", {Kind::exited, 0}, ""}, Case{"echo no >&2; exit 128", {Kind::exited, 128}, "no\n"},
         Case{"kill -ABRT $$", {Kind::signalled, SIGABRT}, ""}}) {
-    const Captured captured = capture(shell(each.script));
+    Captured captured = capture(shell(each.script));
     EXPECT_EQ(captured.result.outcome, Outcome::ended);
     EXPECT_EQ(captured.result.status, each.status) << each.script;
     EXPECT_EQ(captured.result.errorText, each.error);
@@ -86,7 +86,7 @@ TEST(ToolRunner, AToolThatCannotBeStartedIsNamed) {
   ToolCommand command;
   command.path = "/nonexistent/tool";
   command.standardInput = "unread";
-  const ToolResult result = ToolRunner().run(command);
+  ToolResult result = ToolRunner().run(command);
   EXPECT_EQ(result.outcome, Outcome::launchFailed);
   ASSERT_TRUE(result.launchFailure);
   EXPECT_THAT(result.launchFailure->text, HasSubstr("/nonexistent/tool"));
@@ -98,7 +98,7 @@ TEST(ToolRunner, OutputArrivesWhileTheToolRuns) {
   ToolCommand command = shell("echo first; read line < /proc/" + std::to_string(::getpid()) + "/fd/" +
                               std::to_string(gate.first.get()) + "; echo second");
   std::string output;
-  const ToolResult result = ToolRunner().run(command, [&](std::string_view chunk) {
+  ToolResult result = ToolRunner().run(command, [&](std::string_view chunk) {
     output += chunk;
     if (output == "first\n") {
       EXPECT_TRUE(writeFully(gate.second.get(), "go\n"));
@@ -112,8 +112,8 @@ TEST(ToolRunner, OutputArrivesWhileTheToolRuns) {
 TEST(ToolRunner, AToolThatDoesNotReadItsInputIsNoError) {
   ToolCommand command = shell("exit 5");
   command.standardInput = std::string(5'000'000, 'x');
-  const auto previous = ::signal(SIGPIPE, SIG_DFL);
-  const ToolResult result = ToolRunner().run(command);
+  auto previous = ::signal(SIGPIPE, SIG_DFL);
+  ToolResult result = ToolRunner().run(command);
   ::signal(SIGPIPE, previous);
   EXPECT_EQ(result.status, (ExitStatus{ExitStatus::Kind::exited, 5}));
 }
@@ -132,7 +132,7 @@ TEST(ToolRunner, RefusingOutputStopsTheToolGentlyThenByForce) {
     ToolRunner runner;
     runner.setGracePeriod(each.grace);
     int calls = 0;
-    const ToolResult result = runner.run(shell(each.script), [&](std::string_view) { return ++calls < 3; });
+    ToolResult result = runner.run(shell(each.script), [&](std::string_view) { return ++calls < 3; });
     EXPECT_EQ(result.outcome, Outcome::stopped);
     EXPECT_EQ(result.status, each.status) << each.script;
     EXPECT_EQ(result.errorText, each.error);
@@ -143,7 +143,7 @@ TEST(ToolRunner, RefusingOutputStopsTheToolGentlyThenByForce) {
 TEST(ToolRunner, AToolThatTakesTooLongIsEndedGentlyAndOneThatDoesNotIsLeftAlone) {
   ToolRunner runner;
   runner.setTimeLimit(1ms);
-  const ToolResult result = runner.run(shell("trap 'exit 9' TERM; while :; do :; done"));
+  ToolResult result = runner.run(shell("trap 'exit 9' TERM; while :; do :; done"));
   EXPECT_EQ(result.outcome, Outcome::tookTooLong);
   runner.setTimeLimit(60s);
   EXPECT_TRUE(runner.run(shell("exit 0")).succeeded());
@@ -151,7 +151,7 @@ TEST(ToolRunner, AToolThatTakesTooLongIsEndedGentlyAndOneThatDoesNotIsLeftAlone)
 
 TEST(ToolRunner, ProgressOnStandardErrorCanStopTheTool) {
   std::string progress;
-  const ToolResult result = ToolRunner().run(shell("while :; do echo 10% >&2; done"), {}, [&](std::string_view chunk) {
+  ToolResult result = ToolRunner().run(shell("while :; do echo 10% >&2; done"), {}, [&](std::string_view chunk) {
     progress += chunk;
     return progress.size() < 10;
   });
@@ -166,7 +166,7 @@ TEST(ToolRunner, EndsTheToolWhenTheHostIsGone) {
   ToolRunner runner;
   runner.setHostConnectionDescriptor(connection.first.get());
   EXPECT_EQ(runner.run(shell("exit 0")).outcome, Outcome::ended);
-  const ToolResult result = runner.run(shell("echo begun; exec cat /dev/zero > /dev/null"), [&](std::string_view) {
+  ToolResult result = runner.run(shell("echo begun; exec cat /dev/zero > /dev/null"), [&](std::string_view) {
     connection.second.reset();
     return true;
   });
@@ -201,7 +201,7 @@ TEST(ToolRunner, LongErrorsKeepTheirBeginningAndEnd) {
 }
 
 TEST(ToolRunner, ABoundedTextLosesNothingThatFits) {
-  for (const std::size_t piece : {std::size_t(1), std::size_t(3), std::size_t(10), std::size_t(1000)}) {
+  for (std::size_t piece : {std::size_t(1), std::size_t(3), std::size_t(10), std::size_t(1000)}) {
     BoundedText text(20);
     std::string all;
     while (all.size() + piece <= 20) {
@@ -213,9 +213,9 @@ TEST(ToolRunner, ABoundedTextLosesNothingThatFits) {
 }
 
 TEST(ToolRunner, ManyRunsLeaveNothingBehind) {
-  const auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
+  auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
   ToolRunner().run(shell(":"));
-  const auto before = descriptors();
+  auto before = descriptors();
   ToolCommand command = shell("cat");
   command.standardInput = "x";
   for (int index = 0; index < 50; ++index) {

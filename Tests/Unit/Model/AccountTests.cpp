@@ -29,7 +29,7 @@ using qrb::String;
 using qrb::URL;
 using qrb::test::throughArchive;
 
-const URL kKey = URL::fileURL("/home/a/.ssh/id_rsa");
+URL kKey = URL::fileURL("/home/a/.ssh/id_rsa");
 
 URL makeURL(const char* text) {
   return URL(String(text));

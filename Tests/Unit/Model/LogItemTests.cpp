@@ -94,7 +94,7 @@ TEST(LogItem, TheDescriptionIndentsTheTrimmedMessage) {
   EXPECT_EQ(item("ann", "1", kDate, "\n title \n\nbody\n \t")->description(),
             "Revision: 1\nAuthor:   ann\nDate:     2001-02-03 04:05:06 +0000\n\n"
             "          title \n          \n          body");
-  const std::string before = "Revision: 1\nAuthor:   ann\nDate:     2001-02-03 04:05:06 +0000\n\n          ";
+  std::string before = "Revision: 1\nAuthor:   ann\nDate:     2001-02-03 04:05:06 +0000\n\n          ";
   EXPECT_EQ(item("ann", "1", kDate, " \n")->description(), before);
   EXPECT_EQ(item("ann", "1", kDate, {})->description(), before + "(null)");
 }

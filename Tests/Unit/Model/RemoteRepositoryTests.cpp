@@ -22,7 +22,7 @@ using RemotePtr = QRBSourceControlRemoteRepositoryPtr;
 using StrategyPtr = QRBSourceControlAuthenticationStrategyPtr;
 using AccountPtr = QRBSourceControlAccountPtr;
 
-const qrb::URL kURL("https://host/r.git");
+qrb::URL kURL("https://host/r.git");
 
 StrategyPtr basic() {
   return QRBSourceControlBasicAuthenticationStrategy::initWithUsername("ann", "secret");

@@ -101,7 +101,7 @@ struct Refusal {
 
 std::vector<Refusal> refusals() {
   using Answer = std::function<void(qrb::Error, bool)>;
-  const qrb::Error distributed = QRBSourceControlError_SystemDistributedRepositoriesUnsupported();
+  qrb::Error distributed = QRBSourceControlError_SystemDistributedRepositoriesUnsupported();
   auto plain = [](const Answer& answer) { return [answer](qrb::Error error) { answer(error, true); }; };
   return {
       {"detect locations", QRBSourceControlError_SystemBranchAndTagLocationsUnsupported(),

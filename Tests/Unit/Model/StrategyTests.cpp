@@ -26,7 +26,7 @@ using qrb::String;
 using qrb::URL;
 using qrb::test::throughArchive;
 
-const URL kSSHKey = URL::fileURL("/home/a/.ssh/id_rsa");
+URL kSSHKey = URL::fileURL("/home/a/.ssh/id_rsa");
 
 TEST(Strategies, SurviveTheArchiveAndCopyAsEquals) {
   const StrategyPtr strategies[] = {

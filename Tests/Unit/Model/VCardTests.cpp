@@ -122,7 +122,7 @@ TEST(VCard, WhatIsWrongIsToldByItsLineAndTheRestIsRead) {
     std::vector<std::size_t> lines;
     std::size_t people;
   };
-  const std::string good = card("FN:Ann\r\n");  // four lines
+  std::string good = card("FN:Ann\r\n");  // four lines
   const Case cases[] = {
       {"", {}, 0},
       {"\r\n \r\n", {}, 0},
@@ -150,7 +150,7 @@ TEST(VCard, WhatIsWrongIsToldByItsLineAndTheRestIsRead) {
 }
 
 TEST(VCard, EveryCutOfAFileIsSurvivedAndInvalidTextIsMadeValid) {
-  const std::string whole = card("item1.EMAIL;TYPE=\"a,b\":x\\,y@z\r\nN:Apple\\;;An\r\n n,A;;;\r\nUID:1\r\n");
+  std::string whole = card("item1.EMAIL;TYPE=\"a,b\":x\\,y@z\r\nN:Apple\\;;An\r\n n,A;;;\r\nUID:1\r\n");
   for (std::size_t length = 0; length < whole.size(); ++length) {
     auto file = parseVCards(whole.substr(0, length));
     std::size_t withoutLineEnd = whole.size() - 2;

@@ -23,7 +23,7 @@ using WorkingCopy = QRBSourceControlWorkingCopy;
 using WorkingCopyPtr = QRBSourceControlWorkingCopyPtr;
 using Statuses = QRBSourceControlPathStatuses;
 
-const qrb::URL kFolder("file:///disk/copy/");
+qrb::URL kFolder("file:///disk/copy/");
 
 QRBSourceControlRepositoryPtr repository(qrb::String identifier = "r",
                                          QRBSourceControlSystemPtr system = makeSystem()) {

@@ -255,7 +255,7 @@ TEST(ArchiveTest, AlteredBytesNeverDoWorseThanBeRefused) {
   node->other = node->next;
   node->map = std::make_shared<const StringMap<std::uint64_t>>(
       StringMap<std::uint64_t>{{"one", std::uint64_t{1}}, {"two", std::uint64_t{2}}});
-  const std::string good = KeyedArchiver::archivedData(node);
+  std::string good = KeyedArchiver::archivedData(node);
   std::mt19937 random(1);
   std::size_t refused = 0;
   for (std::size_t position = 0; position < good.size(); ++position) {

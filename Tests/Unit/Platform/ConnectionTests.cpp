@@ -83,7 +83,7 @@ TEST_F(ConnectionTest, RepliesFindTheirRequestsWhoeverSendsThem) {
 }
 
 TEST_F(ConnectionTest, MessagesLargerThanAnySocketBufferCrossBothWaysAtOnceWithoutADeadlock) {
-  const std::string large(std::size_t{8} << 20, 'x');
+  std::string large(std::size_t{8} << 20, 'x');
   constexpr int kMessages = 8;
   std::promise<void> nearDone;
   std::promise<void> farDone;
@@ -118,7 +118,7 @@ TEST_F(ConnectionTest, ASenderToAPeerThatDoesNotReadIsLetGoWhenTheConnectionIsIn
   std::atomic<int> sent = 0;
   std::promise<void> ended;
   std::thread sender([&] {
-    const std::string chunk(std::size_t{64} << 10, 'x');
+    std::string chunk(std::size_t{64} << 10, 'x');
     while (near->sendNotification("chunk", [&](ArchiveWriter& writer) {
       writer.writeArrayHeader(1);
       writer.writeString(chunk);
@@ -178,7 +178,7 @@ TEST_F(ConnectionTest, WhatArrivedBeforeThePeersDeathIsReadEvenWhenSomebodyHolds
   std::promise<int> lost;
   connection->setCallHandler([&](const Connection::IncomingCall&) { ++received; });
   connection->setInterruptionHandler([&] { lost.set_value(received); });
-  const std::string message("\x93\x02\xa1x\x90", 5);
+  std::string message("\x93\x02\xa1x\x90", 5);
   ASSERT_TRUE(writeFully(sockets.second.get(), message + message + message.substr(0, 3)));
   death.second.reset();
   connection->resume();

@@ -30,7 +30,7 @@ class TemporaryFolder {
   }
   ~TemporaryFolder() { std::filesystem::remove_all(path); }
   std::string file(const std::string& name, const std::string& text, mode_t mode) const {
-    const std::string result = path + '/' + name;
+    std::string result = path + '/' + name;
     std::ofstream(result) << text;
     ::chmod(result.c_str(), mode);
     return result;
@@ -79,9 +79,9 @@ std::size_t entriesOf(const char* folder) {
 
 TEST(ProcessLaunch, SaysWhatCouldNotBeStartedAndWhy) {
   const TemporaryFolder folder;
-  const std::string plain = folder.file("plain", "text", 0644);
-  const std::string badInterpreter = folder.file("script", "#!/nonexistent/interpreter\n", 0755);
-  const std::string noFormat = folder.file("garbage", "neither script nor program", 0755);
+  std::string plain = folder.file("plain", "text", 0644);
+  std::string badInterpreter = folder.file("script", "#!/nonexistent/interpreter\n", 0755);
+  std::string noFormat = folder.file("garbage", "neither script nor program", 0755);
   struct Case {
     std::string path;
     std::optional<std::string> workingDirectory;
@@ -99,7 +99,7 @@ TEST(ProcessLaunch, SaysWhatCouldNotBeStartedAndWhy) {
     LaunchOptions options;
     options.path = each.path;
     options.workingDirectory = each.workingDirectory;
-    const auto result = Process::launch(options);
+    auto result = Process::launch(options);
     const auto* const failure = std::get_if<LaunchFailure>(&result);
     ASSERT_NE(failure, nullptr) << each.path;
     EXPECT_EQ(failure->step, each.step) << each.path;
@@ -121,8 +121,8 @@ TEST(ProcessLaunch, GivesTheChildExactlyWhatWasAsked) {
 TEST(ProcessLaunch, LooksUpABareNameInAbsoluteFoldersOnly) {
   const TemporaryFolder folder;
   folder.file("qrb-tool", "#!/bin/sh\necho hostile\n", 0755);
-  const std::string previousPath = ::getenv("PATH");
-  const std::string previousFolder = std::filesystem::current_path();
+  std::string previousPath = ::getenv("PATH");
+  std::string previousFolder = std::filesystem::current_path();
   std::filesystem::current_path(folder.path);
   LaunchOptions options;
   options.path = "qrb-tool";
@@ -135,8 +135,8 @@ TEST(ProcessLaunch, LooksUpABareNameInAbsoluteFoldersOnly) {
 }
 
 TEST(ProcessLaunch, PassesOnNoDescriptorButTheThree) {
-  const int inheritable = ::dup(STDERR_FILENO);  // Not close-on-exec, as a careless host has them.
-  const std::string open = outputOf(shell("ls -x /proc/self/fd"));
+  int inheritable = ::dup(STDERR_FILENO);  // Not close-on-exec, as a careless host has them.
+  std::string open = outputOf(shell("ls -x /proc/self/fd"));
   ::close(inheritable);
   // The third is the folder that ls itself has open.
   EXPECT_THAT(open, testing::MatchesRegex("0 +1 +2 +3\n"));
@@ -145,10 +145,10 @@ TEST(ProcessLaunch, PassesOnNoDescriptorButTheThree) {
 TEST(ProcessLaunch, PlacesDescriptorsThatCrossEachOther) {
   // In a program of its own, since it gives up its 0, 1 and 2.
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  const auto crossed = [] {
+  auto crossed = [] {
     DescriptorPair pipe = makePipe();
     ::dup2(pipe.second.get(), 0);
-    const int kept = ::fcntl(2, F_DUPFD_CLOEXEC, 10);
+    int kept = ::fcntl(2, F_DUPFD_CLOEXEC, 10);
     ::close(1);
     ::close(2);
     LaunchOptions options = shell("echo out; echo err >&2; cat");
@@ -157,7 +157,7 @@ TEST(ProcessLaunch, PlacesDescriptorsThatCrossEachOther) {
     Process process = launched(options);
     ::close(0);
     pipe.second.reset();
-    const std::string text = readToEnd(pipe.first);
+    std::string text = readToEnd(pipe.first);
     ::dup2(kept, 2);
     ::_exit(process.wait().succeeded() && text == "out\nerr\n" ? 0 : 1);
   };
@@ -166,8 +166,8 @@ TEST(ProcessLaunch, PlacesDescriptorsThatCrossEachOther) {
 
 TEST(ProcessLaunch, PassesOnAFourthDescriptorWhereverItIs) {
   DescriptorPair pipe = makePipe();
-  const FileDescriptor third(::fcntl(pipe.second.get(), F_DUPFD_CLOEXEC, 3));
-  for (const int descriptor : {pipe.second.get(), third.get()}) {
+  FileDescriptor third(::fcntl(pipe.second.get(), F_DUPFD_CLOEXEC, 3));
+  for (int descriptor : {pipe.second.get(), third.get()}) {
     LaunchOptions options = shell("echo through the fourth >&3; ls -x /proc/self/fd");
     options.inheritedDescriptor = descriptor;
     EXPECT_THAT(outputOf(options), testing::MatchesRegex("0 +1 +2 +3 +4\n"));
@@ -178,12 +178,12 @@ TEST(ProcessLaunch, PassesOnAFourthDescriptorWhereverItIs) {
 }
 
 TEST(ProcessLaunch, GivesTheChildDefaultSignalsAndAnEmptyMask) {
-  const auto previous = ::signal(SIGTERM, SIG_IGN);
+  auto previous = ::signal(SIGTERM, SIG_IGN);
   sigset_t blocked, before;
   ::sigemptyset(&blocked);
   ::sigaddset(&blocked, SIGUSR1);
   ::pthread_sigmask(SIG_BLOCK, &blocked, &before);
-  const std::string status = outputOf(shell("grep -E 'Sig(Blk|Ign)' /proc/self/status"));
+  std::string status = outputOf(shell("grep -E 'Sig(Blk|Ign)' /proc/self/status"));
   ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
   ::signal(SIGTERM, previous);
   EXPECT_EQ(status, "SigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
@@ -224,16 +224,16 @@ TEST(Process, ReportsHowItEnded) {
   Process process = launched(shell("exec cat < /dev/zero > /dev/null"));
   EXPECT_FALSE(process.tryReap());
   EXPECT_TRUE(process.kill(SIGKILL));
-  const ExitStatus status = process.wait();
+  ExitStatus status = process.wait();
   EXPECT_EQ(status, (ExitStatus{ExitStatus::Kind::signalled, SIGKILL}));
   EXPECT_EQ(process.tryReap(), status) << "the status stays";
   EXPECT_FALSE(process.kill(SIGKILL)) << "nobody is there to be hit";
 }
 
 TEST(Process, WorksInAProgramThatIgnoresOrTakesEveryChild) {
-  const auto previous = ::signal(SIGCHLD, SIG_IGN);
+  auto previous = ::signal(SIGCHLD, SIG_IGN);
   Process ignored = launched(shell("exit 3"));
-  const ExitStatus status = ignored.wait();
+  ExitStatus status = ignored.wait();
   LaunchOptions missing;
   missing.path = "/nonexistent";
   EXPECT_TRUE(std::holds_alternative<LaunchFailure>(Process::launch(missing)));
@@ -253,8 +253,8 @@ TEST(Process, WorksInAProgramThatIgnoresOrTakesEveryChild) {
 
 TEST(Process, HundredsFromManyThreadsLeaveNothingBehind) {
   launched(shell(":")).wait();
-  const std::size_t descriptors = entriesOf("/proc/self/fd");
-  const std::size_t threadsBefore = entriesOf("/proc/self/task");
+  std::size_t descriptors = entriesOf("/proc/self/fd");
+  std::size_t threadsBefore = entriesOf("/proc/self/task");
   std::atomic<int> right = 0;
   std::vector<std::jthread> threads;
   for (int thread = 0; thread < 4; ++thread) {

@@ -89,7 +89,7 @@ TEST(PropertyLists, AreReadInBinaryToo) {
 
 TEST(PropertyLists, ThatAreNoneOrAskTooMuchAreRefused) {
   // Each, believed, would use up the stack or the memory of its reader.
-  const std::size_t many = 200'000;
+  std::size_t many = 200'000;
   std::string nested = repeated("<array>", many);
   std::vector<std::string> chain;
   for (std::uint16_t index = 1; index < 60'000; ++index) chain.push_back(arrayOf({index}));

@@ -37,7 +37,7 @@ TEST(Observers, MayUnsubscribeThemselvesAndEachOtherFromInside) {
   ObserverToken otherToken;
   // What the callback holds must survive until the callback has returned, even though its token is gone.
   auto held = std::make_shared<int>(5);
-  const std::weak_ptr<int> watched = held;
+  std::weak_ptr<int> watched = held;
   ownToken = list.observe([&, held = std::move(held)] {
     ownToken.reset();
     otherToken.reset();
@@ -54,7 +54,7 @@ TEST(Observers, MayUnsubscribeThemselvesAndEachOtherFromInside) {
 TEST(Observers, TokensOutliveTheList) {
   std::optional<ObserverList<>> list(std::in_place);
   auto held = std::make_shared<int>(0);
-  const std::weak_ptr<int> watched = held;
+  std::weak_ptr<int> watched = held;
   auto token = list->observe([held = std::move(held)] {});
   list.reset();
   EXPECT_TRUE(token);

@@ -84,7 +84,7 @@ TEST(OperationQueue, AnOperationCountsUntilItsEndIsAnnounced) {
   Journal journal;
   OperationQueue queue("two");
   queue.setMaxConcurrentOperationCount(2);
-  const auto requests = addRequests(queue, journal, 4);
+  auto requests = addRequests(queue, journal, 4);
   EXPECT_EQ(journal.waitForStarted(2).size(), 2U);
   // The third is started by the end of one of the first two and by nothing else.
   requests[1]->finish();
@@ -107,7 +107,7 @@ TEST(OperationQueue, NeverExceedsItsLimitAndLosesNothing) {
   std::atomic<int> highest = 0;
   for (int number = 0; number < 500; ++number) {
     queue.addOperation(std::make_shared<BlockOperation>([&] {
-      const int now = ++running;
+      int now = ++running;
       int seen = highest;
       while (now > seen && !highest.compare_exchange_weak(seen, now)) {
       }
@@ -166,7 +166,7 @@ TEST(OperationQueue, ThousandsOfRequestsNeedNoThreadsOfTheirOwn) {
   Journal journal;
   OperationQueue queue("thousands");
   queue.setMaxConcurrentOperationCount(5000);
-  const auto requests = addRequests(queue, journal, 5000);
+  auto requests = addRequests(queue, journal, 5000);
   journal.waitForStarted(5000);
   EXPECT_LE(WorkerPool::shared().threadCount(), 64U);
   for (const auto& request : requests) {
@@ -179,7 +179,7 @@ TEST(OperationQueue, AnOperationThatEndedBeforeItsTurnIsNotStarted) {
   Journal journal;
   OperationQueue queue("early");
   queue.setMaxConcurrentOperationCount(1);
-  const auto requests = addRequests(queue, journal, 3);
+  auto requests = addRequests(queue, journal, 3);
   journal.waitForStarted(1);
   requests[1]->finish();
   EXPECT_EQ(queue.operations().size(), 2U);
@@ -235,7 +235,12 @@ TEST(OperationQueue, CancellingAllSkipsTheBlocksThatHaveNotBegun) {
 
 TEST(OperationQueue, WorkOutlivesTheQueueAndIsReleasedAtItsEnd) {
   Journal journal;
-  auto request = std::make_shared<Request>(journal, 0);
+  std::promise<void> gone;
+  auto tell = [&](Request* ended) {
+    delete ended;
+    gone.set_value();
+  };
+  std::shared_ptr<Request> request(new Request(journal, 0), tell);
   std::promise<void> ran;
   auto block = std::make_shared<BlockOperation>([&] { ran.set_value(); });
   {
@@ -248,20 +253,21 @@ TEST(OperationQueue, WorkOutlivesTheQueueAndIsReleasedAtItsEnd) {
   journal.waitForStarted(1);
   request->finish();
   ran.get_future().wait();
-  EXPECT_EQ(request.use_count(), 1);
+  request.reset();
+  gone.get_future().wait();
 }
 
 TEST(OperationQueue, FinishingOnManyThreadsLosesNoPlace) {
   Journal journal;
   OperationQueue queue("race");
   queue.setMaxConcurrentOperationCount(8);
-  const auto requests = addRequests(queue, journal, 400);
+  auto requests = addRequests(queue, journal, 400);
   std::atomic<std::size_t> next = 0;
   std::vector<std::jthread> finishers;
   for (int thread = 0; thread < 4; ++thread) {
     finishers.emplace_back([&] {
       for (std::size_t index = next++; index < requests.size(); index = next++) {
-        const int started = journal.waitForStarted(index + 1)[index];
+        int started = journal.waitForStarted(index + 1)[index];
         requests[static_cast<std::size_t>(started)]->finish();
       }
     });
@@ -269,7 +275,7 @@ TEST(OperationQueue, FinishingOnManyThreadsLosesNoPlace) {
   finishers.clear();
   queue.waitUntilAllOperationsAreFinished();
   Journal again;
-  const auto more = addRequests(queue, again, 8);
+  auto more = addRequests(queue, again, 8);
   EXPECT_EQ(again.waitForStarted(8).size(), 8U);
   for (const auto& request : more) {
     request->finish();
@@ -277,7 +283,7 @@ TEST(OperationQueue, FinishingOnManyThreadsLosesNoPlace) {
 }
 
 TEST(OperationQueue, TheSystemLimitFollowsCoresAndDescriptors) {
-  const std::size_t plenty = 1'000'000;
+  std::size_t plenty = 1'000'000;
   struct Case {
     std::size_t cores, descriptors, limit;
   };

@@ -90,7 +90,7 @@ TEST(SerialQueue, WorkHandedInByWorkRunsLaterNotInside) {
 TEST(SerialQueue, EnteringFromInsideIsReportedAndThenRuns) {
   CollectedAssertions assertions;
   SerialQueue queue("registry");
-  const int result = queue.sync([&] { return queue.sync([] { return 7; }) + 1; });
+  int result = queue.sync([&] { return queue.sync([] { return 7; }) + 1; });
   EXPECT_EQ(result, 8);
   ASSERT_EQ(assertions.messages.size(), 1U);
   EXPECT_THAT(assertions.messages[0], HasSubstr("registry"));
@@ -139,7 +139,7 @@ TEST(ConditionLock, EachWaiterWakesForItsOwnCondition) {
   ConditionLock lock("stages", 0);
   std::vector<long> order;
   std::vector<std::jthread> threads;
-  for (const long stage : {4L, 2L, 3L, 1L}) {
+  for (long stage : {4L, 2L, 3L, 1L}) {
     threads.emplace_back([&, stage] {
       lock.lockWhenCondition(stage);
       order.push_back(stage);

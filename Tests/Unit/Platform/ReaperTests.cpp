@@ -83,7 +83,7 @@ TEST_F(Reaper, KillingTheLeaderLetsItsToolCleanUp) {
 }
 
 TEST_F(Reaper, NothingStubbornSurvives) {
-  for (const Policy policy : {Policy::forced, Policy::diedAlready, Policy::expectExit}) {
+  for (Policy policy : {Policy::forced, Policy::diedAlready, Policy::expectExit}) {
     Group group(stubbornFamily);
     EXPECT_EQ(group.line(), "ready");
     reaper.adopt(std::move(*group.process), policy, {}, atOnce);
@@ -94,7 +94,7 @@ TEST_F(Reaper, NothingStubbornSurvives) {
 }
 
 TEST_F(Reaper, ACrashedLeaderTakesItsGroupAlong) {
-  for (const Policy policy : {Policy::diedAlready, Policy::expectExit}) {
+  for (Policy policy : {Policy::diedAlready, Policy::expectExit}) {
     Group group("sh -c 'echo ready; exec cat /dev/zero > /dev/null' & kill -SEGV $$");
     EXPECT_EQ(group.line(), "ready");
     std::promise<ExitStatus> status;
@@ -127,7 +127,7 @@ TEST_F(Reaper, AnExpectedExitIsLeftInPeace) {
 TEST_F(Reaper, AnUnwantedHandleEndsItsProcess) {
   Group group(stubbornFamily);
   EXPECT_EQ(group.line(), "ready");
-  const pid_t leader = group.number;
+  pid_t leader = group.number;
   group.process.reset();
   EXPECT_TRUE(reaper.drain(aLongTime));
   EXPECT_EQ(::waitpid(leader, nullptr, WNOHANG), -1);
@@ -152,7 +152,7 @@ TEST_F(Reaper, AnOrdinaryProgramNeedNotAdoptOrphansForTheirEnd) {
 }
 
 TEST_F(Reaper, WorksInAProgramThatIgnoresSIGCHLD) {
-  const auto previous = ::signal(SIGCHLD, SIG_IGN);
+  auto previous = ::signal(SIGCHLD, SIG_IGN);
   Group group(stubbornFamily);
   EXPECT_EQ(group.line(), "ready");
   std::promise<ExitStatus> status;
@@ -165,7 +165,7 @@ TEST_F(Reaper, WorksInAProgramThatIgnoresSIGCHLD) {
 }
 
 TEST_F(Reaper, LeavesTheProgramsOwnChildrenAlone) {
-  const pid_t own = ::fork();
+  pid_t own = ::fork();
   if (own == 0) {
     ::_exit(42);
   }
@@ -178,9 +178,9 @@ TEST_F(Reaper, LeavesTheProgramsOwnChildrenAlone) {
 }
 
 TEST_F(Reaper, HundredsAtOnceAreReapedWithoutALeak) {
-  const auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
+  auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
   ASSERT_EQ(reaper.prepare(), 0);  // what it makes once is there before anything is counted
-  const auto before = descriptors();
+  auto before = descriptors();
   std::atomic<int> exits = 0;
   std::vector<std::jthread> threads;
   for (int thread = 0; thread < 4; ++thread) {

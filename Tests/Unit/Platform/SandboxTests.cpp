@@ -20,7 +20,7 @@ namespace {
 
 /// Whether it succeeds in a process of its own that has entered a sandbox.
 bool succeedsIn(const SandboxRules& rules, const std::function<bool()>& deed) {
-  const pid_t child = ::fork();
+  pid_t child = ::fork();
   if (child == 0) {
     if (enterSandbox(rules) != 0) ::_exit(2);
     ::_exit(deed() ? 0 : 1);
@@ -32,13 +32,13 @@ bool succeedsIn(const SandboxRules& rules, const std::function<bool()>& deed) {
 }
 
 bool canOpen(const std::string& path, int flags) {
-  const int descriptor = ::open(path.c_str(), flags | O_CLOEXEC, 0600);
+  int descriptor = ::open(path.c_str(), flags | O_CLOEXEC, 0600);
   if (descriptor >= 0) ::close(descriptor);
   return descriptor >= 0;
 }
 
 bool canRun(const char* program) {
-  const pid_t child = ::fork();
+  pid_t child = ::fork();
   if (child == 0) {
     ::execl(program, program, nullptr);
     ::_exit(126);
@@ -50,13 +50,13 @@ bool canRun(const char* program) {
 
 /// Refused by the sandbox, and not for want of somebody who listens.
 bool mayConnect() {
-  const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(1);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  const int result = ::connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address);
-  const bool isRefused = result != 0 && errno == EACCES;
+  int result = ::connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address);
+  bool isRefused = result != 0 && errno == EACCES;
   ::close(descriptor);
   return !isRefused;
 }
@@ -64,20 +64,20 @@ bool mayConnect() {
 TEST(Sandbox, leavesNothingButReadingAndWhatTheRulesName) {
   if (!sandboxSupport().files) GTEST_SKIP() << "This kernel has none.";
   const TemporaryDirectory folder;
-  const std::string inside = folder.path() / "inside";
-  const std::string outside = folder.path() / "outside";
+  std::string inside = folder.path() / "inside";
+  std::string outside = folder.path() / "outside";
   for (const std::string& place : {inside, outside}) {
     ASSERT_EQ(::mkdir(place.c_str(), 0700), 0);
     ASSERT_EQ(::mkdir((place + "/empty").c_str(), 0700), 0);
     ASSERT_TRUE(canOpen(place + "/file", O_CREAT | O_WRONLY));
   }
-  const std::string loader = "/lib64/ld-linux-x86-64.so.2";
+  std::string loader = "/lib64/ld-linux-x86-64.so.2";
   const SandboxRules none;
-  const SandboxRules writing{{}, {inside}, {}, false, false};
-  const SandboxRules removing{{}, {}, {outside}, false, false};
-  const SandboxRules running{{"/bin/true", loader, "/no/such/program"}, {}, {}, false, false};
-  const SandboxRules connecting{{}, {}, {}, false, true};
-  const pid_t self = ::getpid();
+  SandboxRules writing{{}, {inside}, {}, false, false};
+  SandboxRules removing{{}, {}, {outside}, false, false};
+  SandboxRules running{{"/bin/true", loader, "/no/such/program"}, {}, {}, false, false};
+  SandboxRules connecting{{}, {}, {}, false, true};
+  pid_t self = ::getpid();
   const struct {
     const char* what;
     const SandboxRules& rules;

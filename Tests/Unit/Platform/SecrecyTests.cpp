@@ -18,7 +18,7 @@ namespace {
 template <class Work>
 bool dumpsCore(const Work& work) {
   const TemporaryDirectory folder;
-  const pid_t child = ::fork();
+  pid_t child = ::fork();
   if (child == 0) {
     std::filesystem::current_path(folder.path());
     work();
@@ -48,7 +48,7 @@ std::string memoryFlags(const void* address) {
     std::uintptr_t begin = 0;
     std::uintptr_t end = 0;
     if (std::sscanf(line.c_str(), "%lx-%lx ", &begin, &end) == 2) {
-      const auto wanted = reinterpret_cast<std::uintptr_t>(address);
+      auto wanted = reinterpret_cast<std::uintptr_t>(address);
       isIt = begin <= wanted && wanted < end;
     }
     if (isIt && line.starts_with("VmFlags:")) return line + " ";
@@ -57,7 +57,7 @@ std::string memoryFlags(const void* address) {
 }
 
 TEST(Secrecy, aSecretStaysOutOfCoreFilesWhoeverMakesThem) {
-  const SecretText secret("s3cr3t");
+  SecretText secret("s3cr3t");
   EXPECT_EQ(secret.view(), "s3cr3t");
   EXPECT_NE(memoryFlags(secret.view().data()).find(" dd "), std::string::npos);
 }

@@ -229,7 +229,7 @@ TEST(OutputReader, CollectsMoreThanAPipeHolds) {
   std::int64_t outstanding = 0;
   Reader reader(outstanding);
   reader.start();
-  const std::string text(300000, 'x');
+  std::string text(300000, 'x');
   std::thread writer([&] {
     EXPECT_TRUE(qrb::writeFully(reader.input.get(), text));
     reader.input.reset();

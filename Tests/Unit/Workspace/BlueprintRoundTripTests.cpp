@@ -75,7 +75,7 @@ TEST_F(BlueprintRoundTrip, EmptyIdentifiersAndFingerprintsCountAsNoneSoThatFiles
 
 TEST_F(BlueprintRoundTrip, EachOptionAddsOnlyItsOwnKeys) {
   std::string prefix = "QRBSourceControlWorkspaceBlueprint";
-  const std::vector<std::pair<std::uint64_t, std::vector<std::string>>> cases = {
+  std::vector<std::pair<std::uint64_t, std::vector<std::string>>> cases = {
       {0x0, {}},
       {0x2, {}},
       {0x4, {"RemoteRepositoryAuthenticationStrategiesKey"}},

@@ -9,7 +9,7 @@ using Pointer = Dictionary::json_pointer;
 
 using BlueprintValidation = BlueprintTest;
 
-const std::string kPrefix = "/QRBSourceControlWorkspaceBlueprint";
+std::string kPrefix = "/QRBSourceControlWorkspaceBlueprint";
 const std::string kRepository = kPrefix + "RemoteRepositoriesKey/2/QRBSourceControlWorkspaceBlueprintRemoteRepository";
 const std::string kStrategy = kPrefix +
                               "RemoteRepositoryAuthenticationStrategiesKey/AAAA1111+++1000001/"
@@ -101,7 +101,7 @@ TEST_F(BlueprintValidation, RefusesAWrongValueOfAnyKeyAndNamesTheKey) {
 
 TEST_F(BlueprintValidation, RefusesAWrongValueOfAnyKeyOfTheLegacyFormToo) {
   Dictionary good = sample()->dictionaryRepresentationWithOptions(0x1);
-  const std::string configuration = "/IDESourceControlProjectWCConfigurations/1/";
+  std::string configuration = "/IDESourceControlProjectWCConfigurations/1/";
   expectFaults(good, {
                          {"/IDESourceControlProjectVersion", 109},
                          {"/IDESourceControlProjectIdentifier", ""},

@@ -23,7 +23,7 @@ QRBSourceControlSystemPtr git() {
 }
 
 WorkingCopyPtr copyAt(const char* path, String identifier = {}) {
-  const URL url = URL::fileURL(path);
+  URL url = URL::fileURL(path);
   return QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
       url, QRBSourceControlRepository::initWithURL(url, std::move(identifier), git()));
 }
@@ -118,7 +118,7 @@ struct Placed {
 };
 
 TEST(Workspace, ABlueprintsRepositoryIsFoundByIdentifierAndElseByPlace) {
-  const WorkingCopyPtr app = copyAt("/home/me/Trees/App");
+  WorkingCopyPtr app = copyAt("/home/me/Trees/App");
   // By identifier wherever it lies.
   EXPECT_EQ(Placed("App", "Libs/Core").found({app, copyAt("/x/y", "id-lib"), copyAt("/home/me/Trees/Libs/Core")}),
             "/x/y");
@@ -137,8 +137,8 @@ TEST(Workspace, ABlueprintsRepositoryIsFoundByIdentifierAndElseByPlace) {
 }
 
 TEST(Workspace, ByPlaceNothingIsFoundUnlessThePrimaryPathSortsFirst) {
-  const WorkingCopyPtr app = copyAt("/w/App");
-  const WorkingCopyPtr library = copyAt("/w/Lib");
+  WorkingCopyPtr app = copyAt("/w/App");
+  WorkingCopyPtr library = copyAt("/w/Lib");
   // "." sorts before "/".
   EXPECT_EQ(Placed("../App", "Lib").found({app, library}), "none");
   EXPECT_EQ(Placed("", "Lib").found({app, library}), "none");
@@ -176,7 +176,7 @@ TEST(Workspace, ComparisonCountsExtrasOnBothSidesAndOtherLocations) {
   };
   auto main = branchNamed("main");
   auto revision = QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::initWithIdentifier("1"));
-  const std::vector<Case> cases = {
+  std::vector<Case> cases = {
       {"nothing in common", {{"a", main}}, {{"b", main}}, 0},
       {"nothing at all", {}, {}, 0},
       {"the same", {{"a", main}, {"b", main}}, {{"b", main}, {"a", main}}, 1},
