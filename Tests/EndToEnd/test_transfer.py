@@ -123,6 +123,11 @@ class Transfer(HostTest):
         self.assertEqual((result.returncode, self.revision(path)), (1, new))
         self.assertIn(b"apple", result.stderr)
         self.assertEqual(self.git(path, "status", "--porcelain"), b" M apple\n")
+        # One of that name at the remote is not what a branch follows that follows another one here.
+        self.git(path, "switch", "--quiet", "--track", "-c", "topic", "main")
+        result = self.run_host("update", cwd=path)
+        self.assertEqual((result.returncode, self.revision(path)), (1, new))
+        self.assertIn("follows “main” of this repository", result.stderr.decode())
 
     def test_push_sends_a_branch_to_where_it_belongs(self):
         path = self.clone()
