@@ -169,8 +169,8 @@ std::set<std::string> selectorsIn(const std::string& header) {
 
 TEST(ProtocolPage, ListsEveryMessageThatIsDeclared) {
   std::string page = fileText("Documentation/protocol.md");
-  std::set<std::string> selectors = selectorsIn(fileText("Framework/Engine/QRBSourceControlPlugInProtocol.h"));
-  selectors.merge(selectorsIn(fileText("Framework/Engine/QRBSourceControlServiceProtocols.h")));
+  std::set<std::string> selectors = selectorsIn(fileText("Framework/Engine/Messages/QRBSourceControlPlugInProtocol.h"));
+  selectors.merge(selectorsIn(fileText("Framework/Engine/Messages/QRBSourceControlServiceProtocols.h")));
   EXPECT_GE(selectors.size(), 50u + 7u);
   for (const std::string& selector : selectors) {
     EXPECT_THAT(page, testing::HasSubstr("`" + selector + "`"));
