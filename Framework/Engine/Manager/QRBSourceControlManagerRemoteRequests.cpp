@@ -51,7 +51,7 @@ QRBSourceControlOperationPtr QRBSourceControlManager::createWorkingCopyFromRepos
   request::Options options;
   options.progressBlock = std::move(progressBlock);
   options.sendsProgressIdentifier = true;
-  options.guard = std::make_shared<qrb::WorkingCopyGuard>(atURL);
+  options.guard = std::make_unique<qrb::WorkingCopyGuard>(atURL);
   return request::start(shared_from_this(), Protocol::createWorkingCopyFromRepository, request::of(repository),
                         std::move(options), std::move(completionBlock),
                         {repository, location, branchAndTagLocations, atURL, String()});

@@ -63,10 +63,16 @@ class QRBSourceControlProxy {
           },
           values);
     };
+    sendRequest(
+        message.selector, [&](qrb::ArchiveWriter& writer) { qrb::writeValues(writer, arguments); }, std::move(onReply),
+        qrb::deliveryBudget(std::type_identity<ReplyTuple>()));
+  }
+
+  /// The same for who writes the arguments and reads the reply himself.
+  void sendRequest(std::string_view selector, const qrb::Connection::Encoder& arguments,
+                   qrb::Connection::ReplyHandler onReply, std::size_t deliveryBudget) const {
     try {
-      _connection->sendRequest(
-          message.selector, [&](qrb::ArchiveWriter& writer) { qrb::writeValues(writer, arguments); },
-          std::move(onReply), _errorHandler, qrb::deliveryBudget(std::type_identity<ReplyTuple>()));
+      _connection->sendRequest(selector, arguments, std::move(onReply), _errorHandler, deliveryBudget);
     } catch (const qrb::ArchiveError&) {
       _errorHandler();
     }
