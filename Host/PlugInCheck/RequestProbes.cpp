@@ -36,56 +36,12 @@ constexpr RequestProbe of() {
           }};
 }
 
-// In the order of the page.
+// In the order of the page. The first asks what the plug-in is, which every check does.
 constexpr RequestProbe kProbes[] = {
-    of<Protocol::keychainNameFromURL>(),
-    of<Protocol::scanForWorkingCopiesInFolderPaths>(),
-    of<Protocol::scanForWorkingCopiesInPotentialWorkingCopies>(),
-    of<Protocol::filesAndStatusOfWorkingCopy>(),
-    of<Protocol::addFiles>(),
-    of<Protocol::removeFiles>(),
-    of<Protocol::copyFiles>(),
-    of<Protocol::moveFiles>(),
-    of<Protocol::createDirectory>(),
-    of<Protocol::discardChangesInFiles>(),
-    of<Protocol::discardAllChangesInWorkingCopy>(),
-    of<Protocol::markAsResolvedFiles>(),
-    of<Protocol::commitFiles>(),
-    of<Protocol::exportFileFromRevisionLocation>(),
-    of<Protocol::exportFileForParentOfRevision>(),
-    of<Protocol::blameFile>(),
-    of<Protocol::historyOfFile>(),
-    of<Protocol::mergeBranch>(),
-    of<Protocol::forceUpdateWorkingCopy>(),
-    of<Protocol::historyOfWorkingCopy>(),
-    of<Protocol::currentLocationOfWorkingCopy>(),
-    of<Protocol::switchLocation>(),
-    of<Protocol::baseRevisionOfWorkingCopy>(),
-    of<Protocol::upgradeWorkingCopy>(),
-    of<Protocol::identifierOfRepositoryForWorkingCopy>(),
-    of<Protocol::headRevisionOfRepository>(),
-    of<Protocol::revisionOfLocation>(),
-    of<Protocol::listSubpathsOfRepository>(),
-    of<Protocol::listBranchesOfRepository>(),
-    of<Protocol::listRemoteBranchesOfRepository>(),
-    of<Protocol::parentBranchesOfBranch>(),
-    of<Protocol::ancestorRevisionInRepository>(),
-    of<Protocol::addBranch>(),
-    of<Protocol::removeBranch>(),
-    of<Protocol::diffRepository>(),
-    of<Protocol::listRemoteRepositoriesForRepository>(),
-    of<Protocol::remoteBranchFromRepository>(),
-    of<Protocol::addRemoteRepository>(),
-    of<Protocol::removeRemoteRepositoryNamed>(),
-    of<Protocol::automaticallyDetectBranchAndTagLocationsForRepository>(),
-    of<Protocol::createRepositoryAtFileURL>(),
-    of<Protocol::repositoryURLRootForRepository>(),
-    of<Protocol::downloadUpdatesFromRemoteRepository>(),
-    of<Protocol::uploadCommitsToRemoteRepository>(),
-    of<Protocol::validateAuthenticationOfRemoteRepository>(),
-    of<Protocol::createWorkingCopyFromRepository>(),
-    of<Protocol::listTagsOfRepository>(),
+#define QRB_MESSAGE(name, ...) of<Protocol::name>(),
+#include "QRBSourceControlPlugInMessages.h"
 };
+static_assert(kProbes[0].method == Protocol::sourceControlSystem.selector);
 
 /// The folder above that is a working copy, whose tool may look there; empty for none.
 std::string workingCopyAround(const std::filesystem::path& folder, const QRBSourceControlSystem& system) {
@@ -104,7 +60,7 @@ std::string workingCopyAround(const std::filesystem::path& folder, const QRBSour
 }  // namespace
 
 std::span<const RequestProbe> requestProbes() {
-  return kProbes;
+  return std::span(kProbes).subspan(1);
 }
 
 Verdict probe(PlugInUnderCheck& plugIn, const RequestProbe& request) {

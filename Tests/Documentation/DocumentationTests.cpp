@@ -156,7 +156,7 @@ TEST(ProtocolPage, ShowsTheBytesThatAreSentForAHistory) {
   EXPECT_EQ(plugIn.response(std::tuple(items)), documentedBytes("history-reply"));
 }
 
-// Every quoted text of a header that looks like a message.
+// Every quoted text of a header that looks like a message with a type of its own.
 std::set<std::string> selectorsIn(const std::string& header) {
   std::string text = std::regex_replace(header, std::regex("\"\\s+\""), "");
   std::set<std::string> selectors;
@@ -169,9 +169,13 @@ std::set<std::string> selectorsIn(const std::string& header) {
 
 TEST(ProtocolPage, ListsEveryMessageThatIsDeclared) {
   std::string page = fileText("Documentation/protocol.md");
-  std::set<std::string> selectors = selectorsIn(fileText("Framework/Engine/Messages/QRBSourceControlPlugInProtocol.h"));
+  std::set<std::string> selectors{
+#define QRB_MESSAGE(name, selector, ...) selector,
+#include "QRBSourceControlPlugInMessages.h"
+  };
+  selectors.merge(selectorsIn(fileText("Framework/Engine/Messages/QRBSourceControlPlugInProtocol.h")));
   selectors.merge(selectorsIn(fileText("Framework/Engine/Messages/QRBSourceControlServiceProtocols.h")));
-  EXPECT_GE(selectors.size(), 50u + 7u);
+  EXPECT_GE(selectors.size(), 51u + 7u);
   for (const std::string& selector : selectors) {
     EXPECT_THAT(page, testing::HasSubstr("`" + selector + "`"));
   }

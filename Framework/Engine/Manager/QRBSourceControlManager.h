@@ -218,57 +218,18 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   void progressStatus(std::int64_t status, const qrb::Dictionary& withDictionary,
                       const qrb::String& progressIdentifier);
 
-  // Requests on a working copy
+  // Requests of plug-ins, each with the parameters of its message and a completion. They are declared and described
+  // with the messages: on a working copy, on a repository, on a remote repository.
+#define QRB_REQUEST(name, selector, line, words, subject, parameters, arguments, ...) \
+  QRBSourceControlOperationPtr name(QRB_BEFORE_COMPLETION parameters __VA_ARGS__ completionBlock);
+#include "QRBSourceControlPlugInMessages.h"
+
+  // Those that are more to a host than their message: by a callback, by what is done with the reply, or by their name.
 
   /// Always completes without an error: the name, protocol and account of the keychain entry are passed on only when
   /// the plug-in reports one.
   QRBSourceControlOperationPtr keychainNameFromURL(const qrb::URL& url, const QRBSourceControlSystemPtr& forSystem,
                                                    Completion<qrb::String, std::uint64_t, qrb::String> completionBlock);
-  /// Local statuses, and remote ones when they were asked for.
-  QRBSourceControlOperationPtr filesAndStatusOfWorkingCopy(
-      const QRBSourceControlWorkingCopyPtr& workingCopy, bool withRemoteStatus,
-      Completion<QRBSourceControlPathStatusesPtr, QRBSourceControlPathStatusesPtr> completionBlock);
-  /// Requests that change the working copy. Its cached status stays as it was, and what the tools had done before a
-  /// failure or a cancellation stays done. Paths are relative to its root.
-  QRBSourceControlOperationPtr addFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
-                                        Completion<> completionBlock);
-  QRBSourceControlOperationPtr removeFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
-                                           Completion<> completionBlock);
-  QRBSourceControlOperationPtr copyFiles(const Files& files, const Files& toFilePaths,
-                                         const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
-                                         Completion<> completionBlock);
-  QRBSourceControlOperationPtr moveFiles(const Files& files, const Files& toFilePaths,
-                                         const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
-                                         Completion<> completionBlock);
-  QRBSourceControlOperationPtr createDirectory(const qrb::String& path, bool withIntermediateDirectories,
-                                               const qrb::Dictionary& attributes,
-                                               const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
-                                               Completion<> completionBlock);
-  QRBSourceControlOperationPtr discardChangesInFiles(const Files& files,
-                                                     const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
-                                                     Completion<> completionBlock);
-  QRBSourceControlOperationPtr discardAllChangesInWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
-                                                              Completion<> completionBlock);
-  QRBSourceControlOperationPtr markAsResolvedFiles(const Files& files,
-                                                   const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
-                                                   Completion<> completionBlock);
-  /// The revision that the commit made.
-  QRBSourceControlOperationPtr commitFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
-                                           const qrb::String& message,
-                                           Completion<QRBSourceControlRevisionPtr> completionBlock);
-  /// Where the file was written.
-  QRBSourceControlOperationPtr exportFileForParentOfRevision(const qrb::String& file,
-                                                             const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
-                                                             const QRBSourceControlRevisionPtr& forParentOfRevision,
-                                                             Completion<qrb::URL> completionBlock);
-  QRBSourceControlOperationPtr exportFileFromRevisionLocation(
-      const qrb::String& file, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
-      const QRBSourceControlRevisionLocationPtr& fromRevisionLocation, const qrb::URL& toDirectory,
-      Completion<qrb::URL> completionBlock);
-  /// Runs of lines, each with the log item that it came with.
-  QRBSourceControlOperationPtr blameFile(const qrb::String& file, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
-                                         const QRBSourceControlRevisionLocationPtr& fromRevisionLocation,
-                                         Completion<std::vector<QRBSourceControlBlameItemPtr>> completionBlock);
   /// History, newest first. `inclusionType` and `searchType` are of QRBSourceControlHistoryTypes.h; a maximum of 0 is
   /// no limit. Batches go to `incrementalLogBlock` as they are found, and the completion receives all items again.
   QRBSourceControlOperationPtr historyOfFile(const qrb::String& file,
@@ -279,15 +240,6 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
                                              std::uint64_t searchType,
                                              QRBSourceControlIncrementalLogBlock incrementalLogBlock,
                                              Completion<LogItems> completionBlock);
-  /// Merges a branch into the working copy; conflicts show in the status afterwards.
-  QRBSourceControlOperationPtr mergeBranch(const QRBSourceControlBranchPtr& branch,
-                                           const QRBSourceControlWorkingCopyPtr& intoWorkingCopy,
-                                           Completion<> completionBlock);
-  /// The progress callback is accepted and never called.
-  QRBSourceControlOperationPtr forceUpdateWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
-                                                      const QRBSourceControlRemoteRepositoryPtr& fromRepository,
-                                                      QRBSourceControlProgressBlock progressBlock,
-                                                      Completion<> completionBlock);
   /// As historyOfFile, of the whole working copy.
   QRBSourceControlOperationPtr historyOfWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
                                                     const QRBSourceControlRevisionPtr& fromRevision,
@@ -296,17 +248,11 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
                                                     const qrb::String& searchString, std::uint64_t searchType,
                                                     QRBSourceControlIncrementalLogBlock incrementalLogBlock,
                                                     Completion<LogItems> completionBlock);
-  /// The branch, tag or path that it is on; the caller caches it.
-  QRBSourceControlOperationPtr currentLocationOfWorkingCopy(
-      const QRBSourceControlWorkingCopyPtr& workingCopy,
-      Completion<QRBSourceControlRevisionLocationPtr> completionBlock);
-  /// The location that the system reports afterwards; the caller caches it.
-  QRBSourceControlOperationPtr switchLocation(const QRBSourceControlRevisionLocationPtr& location,
-                                              const QRBSourceControlWorkingCopyPtr& ofWorkingCopy,
-                                              Completion<QRBSourceControlRevisionLocationPtr> completionBlock);
-  /// The revision that the working copy is based on.
-  QRBSourceControlOperationPtr baseRevisionOfWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
-                                                         Completion<QRBSourceControlRevisionPtr> completionBlock);
+  /// The progress callback is accepted and never called.
+  QRBSourceControlOperationPtr forceUpdateWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
+                                                      const QRBSourceControlRemoteRepositoryPtr& fromRepository,
+                                                      QRBSourceControlProgressBlock progressBlock,
+                                                      Completion<> completionBlock);
   /// The progress callback is accepted and never called.
   QRBSourceControlOperationPtr upgradeWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy,
                                                   QRBSourceControlProgressBlock progressBlock,
@@ -314,93 +260,14 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   /// The identifier; the caller applies it.
   QRBSourceControlOperationPtr updateIdentifierOfRepositoryForWorkingCopy(
       const QRBSourceControlWorkingCopyPtr& workingCopy, Completion<qrb::String> completionBlock);
-
-  // Requests on a repository
-
-  /// The newest revision.
-  QRBSourceControlOperationPtr headRevisionOfRepository(const QRBSourceControlRepositoryPtr& repository,
-                                                        Completion<QRBSourceControlRevisionPtr> completionBlock);
-  /// The revision that the location stands for now. A layout, here and below, matters only to systems that need one; it
-  /// may be null.
-  QRBSourceControlOperationPtr revisionOfLocation(const QRBSourceControlRevisionLocationPtr& location,
-                                                  const QRBSourceControlRepositoryPtr& inRepository,
-                                                  const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
-                                                  Completion<QRBSourceControlRevisionPtr> completionBlock);
-  /// What lies directly below the path.
-  QRBSourceControlOperationPtr listSubpathsOfRepository(
-      const QRBSourceControlRepositoryPtr& repository, const QRBSourceControlPathLocationPtr& atPath,
-      Completion<std::vector<QRBSourceControlPathLocationPtr>> completionBlock);
-  /// The branches of the repository itself, those of remotes left out.
-  QRBSourceControlOperationPtr listBranchesOfRepository(
-      const QRBSourceControlRepositoryPtr& repository,
-      const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations, Completion<Branches> completionBlock);
-  /// All remote branches, and the same by remote.
-  QRBSourceControlOperationPtr listRemoteBranchesOfRepository(
-      const QRBSourceControlRepositoryPtr& repository,
-      const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
-      Completion<Branches, QRBSourceControlRemoteBranchesPtr> completionBlock);
-  /// The branch that it most likely came from, and all candidates.
-  QRBSourceControlOperationPtr parentBranchesOfBranch(
-      const QRBSourceControlBranchPtr& branch, const QRBSourceControlRepositoryPtr& inRepository,
-      const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
-      Completion<QRBSourceControlBranchPtr, Branches> completionBlock);
-  /// The last revision that both branches have in common.
-  QRBSourceControlOperationPtr ancestorRevisionInRepository(
-      const QRBSourceControlRepositoryPtr& repository, const QRBSourceControlBranchPtr& ofBranch,
-      const QRBSourceControlBranchPtr& otherBranch,
-      const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
-      Completion<QRBSourceControlRevisionPtr> completionBlock);
   /// The primary remote and every remote by name. The repository hears of the primary one before the completion.
   QRBSourceControlOperationPtr listRemoteRepositoriesForRepository(
       const QRBSourceControlRepositoryPtr& repository,
       Completion<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositoriesPtr> completionBlock);
-  /// The new branch, as the system names it; it begins where `fromBranch` is.
-  QRBSourceControlOperationPtr addBranch(const QRBSourceControlBranchPtr& branch,
-                                         const QRBSourceControlBranchPtr& fromBranch,
-                                         const QRBSourceControlRepositoryPtr& toRepository,
-                                         const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
-                                         Completion<QRBSourceControlBranchPtr> completionBlock);
-  /// Of the remote when one is given, else of the repository itself.
-  QRBSourceControlOperationPtr removeBranch(const QRBSourceControlBranchPtr& branch,
-                                            const QRBSourceControlRepositoryPtr& fromRepository,
-                                            const QRBSourceControlRemoteRepositoryPtr& andRemoteRepository,
-                                            const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
-                                            Completion<> completionBlock);
-  /// What differs, in the form that the plug-in gives it; empty on an error.
-  QRBSourceControlOperationPtr diffRepository(const QRBSourceControlRepositoryPtr& repository,
-                                              const QRBSourceControlRevisionLocationPtr& fromLocation,
-                                              const QRBSourceControlRevisionLocationPtr& againstLocation,
-                                              const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
-                                              Completion<qrb::Dictionary> completionBlock);
-  /// The repository's tags in the order of their names, each with the revision that it stands for, if it is one. Only
-  /// systems whose `additionalRequests` hold it are asked; for all others the answer is that it is not supported.
-  QRBSourceControlOperationPtr listTagsOfRepository(
-      const QRBSourceControlRepositoryPtr& repository,
-      const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
-      Completion<std::vector<QRBSourceControlTagPtr>> completionBlock);
-  /// The branch of a remote that this one follows.
-  QRBSourceControlOperationPtr remoteBranchFromRepository(const QRBSourceControlRepositoryPtr& repository,
-                                                          const QRBSourceControlBranchPtr& forBranch,
-                                                          Completion<QRBSourceControlBranchPtr> completionBlock);
-  /// Change what the repository knows of remotes; the remotes themselves are not touched.
-  QRBSourceControlOperationPtr addRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& remoteRepository,
-                                                   const qrb::String& withName,
-                                                   const QRBSourceControlRepositoryPtr& toRepository,
-                                                   Completion<> completionBlock);
-  QRBSourceControlOperationPtr removeRemoteRepositoryNamed(const qrb::String& name,
-                                                           const QRBSourceControlRepositoryPtr& fromRepository,
-                                                           Completion<> completionBlock);
-  /// The location that the path stands for, and the layout found around it.
-  QRBSourceControlOperationPtr automaticallyDetectBranchAndTagLocationsForRepository(
-      const QRBSourceControlRepositoryPtr& repository, const QRBSourceControlPathLocationPtr& fromPath,
-      Completion<QRBSourceControlRevisionLocationPtr, QRBSourceControlBranchAndTagLocationsPtr> completionBlock);
   /// Never asks the failure handler.
   QRBSourceControlOperationPtr createRepositoryAtFileURL(const qrb::URL& fileURL,
                                                          const QRBSourceControlSystemPtr& withSystem,
                                                          Completion<QRBSourceControlRepositoryPtr> completionBlock);
-
-  // Requests on a remote repository
-
   /// The root URL and the path below it; the caller applies them.
   QRBSourceControlOperationPtr updateRepositoryURLRootForRepository(
       const QRBSourceControlRemoteRepositoryPtr& repository,
@@ -418,8 +285,8 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   QRBSourceControlOperationPtr validateAuthenticationOfRepository(
       const QRBSourceControlRemoteRepositoryPtr& repository, const QRBSourceControlRevisionLocationPtr& location,
       const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations, Completion<> completionBlock);
-  /// The working copy checked out into the folder. What was written before a failure or a cancellation is the caller's
-  /// to remove.
+  /// The working copy checked out into the folder. What was written before a failure or a cancellation is removed; who
+  /// cancels does not wait for that.
   QRBSourceControlOperationPtr createWorkingCopyFromRepository(
       const QRBSourceControlRemoteRepositoryPtr& repository, const qrb::URL& atURL,
       const QRBSourceControlRevisionLocationPtr& location,

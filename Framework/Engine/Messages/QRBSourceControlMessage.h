@@ -64,6 +64,20 @@ struct Message<Arguments<A...>, OneWay> {
   std::string_view selector;
 };
 
+namespace detail {
+template <class Function>
+struct MessageOfFunction;
+template <class ReplyTypes, class... Parameters>
+struct MessageOfFunction<ReplyTypes(Parameters...)> {
+  using Type = Message<Arguments<std::remove_cvref_t<Parameters>...>, ReplyTypes>;
+};
+}  // namespace detail
+
+/// The message whose arguments are the parameters of a function that returns its reply: `MessageOf<Reply<R>(const
+/// A&)>`.
+template <class Function>
+using MessageOf = typename detail::MessageOfFunction<Function>::Type;
+
 /// Writes values (or references to them) as the array that a message carries.
 template <class... T>
 void writeValues(ArchiveWriter& writer, const std::tuple<T...>& values) {

@@ -11,141 +11,30 @@
 namespace QRBSourceControlPlugInProtocol {
 
 using qrb::Arguments;
-using qrb::Dictionary;
 using qrb::Message;
 using qrb::OneWay;
 using qrb::Reply;
 using qrb::ReplyWithoutError;
 using qrb::String;
-using qrb::URL;
 
 using Files = std::vector<String>;
-using WorkingCopy = QRBSourceControlWorkingCopyPtr;
-using Repository = QRBSourceControlRepositoryPtr;
-using RemoteRepository = QRBSourceControlRemoteRepositoryPtr;
-using Location = QRBSourceControlRevisionLocationPtr;
-using Layout = QRBSourceControlBranchAndTagLocationsPtr;
-using Branch = QRBSourceControlBranchPtr;
 using Branches = std::vector<QRBSourceControlBranchPtr>;
-using Revision = QRBSourceControlRevisionPtr;
-using Path = QRBSourceControlPathLocationPtr;
 using LogItems = std::vector<QRBSourceControlLogItemPtr>;
 using WorkingCopies = std::vector<QRBSourceControlWorkingCopyPtr>;
-using Statuses = QRBSourceControlPathStatusesPtr;
-using BranchesByRemote = QRBSourceControlRemoteBranchesPtr;
-using RemotesByName = QRBSourceControlRemoteRepositoriesPtr;
+
+/// What answers a message, as its declaration says it: values and an error, or values of one that cannot fail.
+template <class... Values>
+using Completion = Reply<Values...>;
+template <class... Values>
+using Answer = ReplyWithoutError<Values...>;
 
 inline constexpr Message<Arguments<>, OneWay> operationsFinished{"operationsFinished"};
-inline constexpr Message<Arguments<>, ReplyWithoutError<QRBSourceControlSystemPtr>> sourceControlSystem{
-    "sourceControlSystemWithCompletionBlock:"};
-inline constexpr Message<Arguments<URL>, Reply<String, std::uint64_t, String>> keychainNameFromURL{
-    "keychainNameFromURL:completionBlock:"};
-inline constexpr Message<Arguments<Files, bool>, ReplyWithoutError<WorkingCopies>> scanForWorkingCopiesInFolderPaths{
-    "scanForWorkingCopiesInFolderPaths:traversingUp:completionBlock:"};
-inline constexpr Message<Arguments<std::vector<URL>>, ReplyWithoutError<WorkingCopies>>
-    scanForWorkingCopiesInPotentialWorkingCopies{"scanForWorkingCopiesInPotentialWorkingCopies:completionBlock:"};
-inline constexpr Message<Arguments<WorkingCopy, bool>, Reply<Statuses, Statuses>> filesAndStatusOfWorkingCopy{
-    "filesAndStatusOfWorkingCopy:withRemoteStatus:completionBlock:"};
-inline constexpr Message<Arguments<Files, WorkingCopy>, Reply<>> addFiles{"addFiles:inWorkingCopy:completionBlock:"};
-inline constexpr Message<Arguments<Files, WorkingCopy>, Reply<>> removeFiles{
-    "removeFiles:inWorkingCopy:completionBlock:"};
-inline constexpr Message<Arguments<Files, Files, WorkingCopy>, Reply<>> copyFiles{
-    "copyFiles:toFilePaths:inWorkingCopy:completionBlock:"};
-inline constexpr Message<Arguments<Files, Files, WorkingCopy>, Reply<>> moveFiles{
-    "moveFiles:toFilePaths:inWorkingCopy:completionBlock:"};
-inline constexpr Message<Arguments<String, bool, Dictionary, WorkingCopy>, Reply<>> createDirectory{
-    "createDirectory:withIntermediateDirectories:attributes:inWorkingCopy:completionBlock:"};
-inline constexpr Message<Arguments<Files, WorkingCopy>, Reply<>> discardChangesInFiles{
-    "discardChangesInFiles:inWorkingCopy:completionBlock:"};
-inline constexpr Message<Arguments<WorkingCopy>, Reply<>> discardAllChangesInWorkingCopy{
-    "discardAllChangesInWorkingCopy:completionBlock:"};
-inline constexpr Message<Arguments<Files, WorkingCopy>, Reply<>> markAsResolvedFiles{
-    "markAsResolvedFiles:inWorkingCopy:completionBlock:"};
-inline constexpr Message<Arguments<Files, WorkingCopy, String>, Reply<Revision>> commitFiles{
-    "commitFiles:inWorkingCopy:message:completionBlock:"};
-inline constexpr Message<Arguments<String, WorkingCopy, Location, URL>, Reply<URL>> exportFileFromRevisionLocation{
-    "exportFile:inWorkingCopy:fromRevisionLocation:toDirectory:completionBlock:"};
-inline constexpr Message<Arguments<String, WorkingCopy, Revision>, Reply<URL>> exportFileForParentOfRevision{
-    "exportFile:inWorkingCopy:forParentOfRevision:completionBlock:"};
-inline constexpr Message<Arguments<String, WorkingCopy, Location>, Reply<std::vector<QRBSourceControlBlameItemPtr>>>
-    blameFile{"blameFile:inWorkingCopy:fromRevisionLocation:completionBlock:"};
-inline constexpr Message<
-    Arguments<String, WorkingCopy, Location, Revision, std::uint64_t, std::int64_t, String, std::uint64_t, String>,
-    Reply<LogItems>>
-    historyOfFile{
-        "historyOfFile:inWorkingCopy:fromRevisionLocation:toRevision:inclusionType:maximumLogItems:searchString:"
-        "searchType:progressIdentifier:completionBlock:"};
-inline constexpr Message<Arguments<Branch, WorkingCopy>, Reply<>> mergeBranch{
-    "mergeBranch:intoWorkingCopy:completionBlock:"};
-inline constexpr Message<Arguments<WorkingCopy, RemoteRepository>, Reply<>> forceUpdateWorkingCopy{
-    "forceUpdateWorkingCopy:fromRepository:completionBlock:"};
-inline constexpr Message<
-    Arguments<WorkingCopy, Revision, Revision, std::uint64_t, std::int64_t, String, std::uint64_t, String>,
-    Reply<LogItems>>
-    historyOfWorkingCopy{
-        "historyOfWorkingCopy:fromRevision:toRevision:inclusionType:maximumLogItems:searchString:searchType:"
-        "progressIdentifier:completionBlock:"};
-inline constexpr Message<Arguments<WorkingCopy>, Reply<Location>> currentLocationOfWorkingCopy{
-    "currentLocationOfWorkingCopy:completionBlock:"};
-inline constexpr Message<Arguments<Location, WorkingCopy>, Reply<Location>> switchLocation{
-    "switchLocation:ofWorkingCopy:completionBlock:"};
-inline constexpr Message<Arguments<WorkingCopy>, Reply<Revision>> baseRevisionOfWorkingCopy{
-    "baseRevisionOfWorkingCopy:completionBlock:"};
-inline constexpr Message<Arguments<WorkingCopy, String>, Reply<>> upgradeWorkingCopy{
-    "upgradeWorkingCopy:progressIdentifier:completionBlock:"};
-inline constexpr Message<Arguments<WorkingCopy>, Reply<String>> identifierOfRepositoryForWorkingCopy{
-    "identifierOfRepositoryForWorkingCopy:completionBlock:"};
-inline constexpr Message<Arguments<Repository>, Reply<Revision>> headRevisionOfRepository{
-    "headRevisionOfRepository:completionBlock:"};
-inline constexpr Message<Arguments<Location, Repository, Layout>, Reply<Revision>> revisionOfLocation{
-    "revisionOfLocation:inRepository:branchAndTagLocations:completionBlock:"};
-inline constexpr Message<Arguments<Repository, Path>, Reply<std::vector<Path>>> listSubpathsOfRepository{
-    "listSubpathsOfRepository:atPath:completionBlock:"};
-inline constexpr Message<Arguments<Repository, Layout>, Reply<Branches>> listBranchesOfRepository{
-    "listBranchesOfRepository:branchAndTagLocations:completionBlock:"};
-inline constexpr Message<Arguments<Repository, Layout>, Reply<Branches, BranchesByRemote>>
-    listRemoteBranchesOfRepository{"listRemoteBranchesOfRepository:branchAndTagLocations:completionBlock:"};
-inline constexpr Message<Arguments<Branch, Repository, Layout>, Reply<Branch, Branches>> parentBranchesOfBranch{
-    "parentBranchesOfBranch:inRepository:branchAndTagLocations:completionBlock:"};
-inline constexpr Message<Arguments<Repository, Branch, Branch, Layout>, Reply<Revision>> ancestorRevisionInRepository{
-    "ancestorRevisionInRepository:ofBranch:otherBranch:branchAndTagLocations:completionBlock:"};
-inline constexpr Message<Arguments<Branch, Branch, Repository, Layout>, Reply<Branch>> addBranch{
-    "addBranch:fromBranch:toRepository:branchAndTagLocations:completionBlock:"};
-inline constexpr Message<Arguments<Branch, Repository, RemoteRepository, Layout>, Reply<>> removeBranch{
-    "removeBranch:fromRepository:andRemoteRepository:branchAndTagLocations:completionBlock:"};
-inline constexpr Message<Arguments<Repository, Location, Location, Layout>, Reply<Dictionary>> diffRepository{
-    "diffRepository:fromLocation:againstLocation:branchAndTagLocations:completionBlock:"};
-inline constexpr Message<Arguments<Repository>, Reply<RemoteRepository, RemotesByName>>
-    listRemoteRepositoriesForRepository{"listRemoteRepositoriesForRepository:completionBlock:"};
-inline constexpr Message<Arguments<Repository, Branch>, Reply<Branch>> remoteBranchFromRepository{
-    "remoteBranchFromRepository:forBranch:completionBlock:"};
-inline constexpr Message<Arguments<RemoteRepository, String, Repository>, Reply<>> addRemoteRepository{
-    "addRemoteRepository:withName:toRepository:completionBlock:"};
-inline constexpr Message<Arguments<String, Repository>, Reply<>> removeRemoteRepositoryNamed{
-    "removeRemoteRepositoryNamed:fromRepository:completionBlock:"};
-inline constexpr Message<Arguments<Repository, Path>, Reply<Location, Layout>>
-    automaticallyDetectBranchAndTagLocationsForRepository{
-        "automaticallyDetectBranchAndTagLocationsForRepository:fromPath:completionBlock:"};
-inline constexpr Message<Arguments<URL>, Reply<Repository>> createRepositoryAtFileURL{
-    "createRepositoryAtFileURL:completionBlock:"};
-inline constexpr Message<Arguments<RemoteRepository>, Reply<URL, Path>> repositoryURLRootForRepository{
-    "repositoryURLRootForRepository:completionBlock:"};
-inline constexpr Message<Arguments<RemoteRepository, Repository>, Reply<>> downloadUpdatesFromRemoteRepository{
-    "downloadUpdatesFromRemoteRepository:toRepository:completionBlock:"};
-inline constexpr Message<Arguments<RemoteRepository, Repository, Branch>, Reply<>> uploadCommitsToRemoteRepository{
-    "uploadCommitsToRemoteRepository:fromLocalRepository:remoteBranch:completionBlock:"};
-inline constexpr Message<Arguments<RemoteRepository, Location, Layout>, Reply<>>
-    validateAuthenticationOfRemoteRepository{
-        "validateAuthenticationOfRemoteRepository:location:branchAndTagLocations:completionBlock:"};
-inline constexpr Message<Arguments<RemoteRepository, Location, Layout, URL, String>, Reply<WorkingCopy>>
-    createWorkingCopyFromRepository{
-        "createWorkingCopyFromRepository:location:branchAndTagLocations:localAddress:progressIdentifier:"
-        "completionBlock:"};
-
-// Added later; see Served::whereListed.
-
-inline constexpr Message<Arguments<Repository, Layout>, Reply<std::vector<QRBSourceControlTagPtr>>>
-    listTagsOfRepository{"listTagsOfRepository:branchAndTagLocations:completionBlock:", qrb::Served::whereListed};
+#define QRB_MESSAGE(name, selector, line, words, parameters, ...) \
+  inline constexpr qrb::MessageOf<__VA_ARGS__ parameters> name{selector};
+// Sent only to plug-ins whose descriptor lists it.
+#define QRB_ADDED_REQUEST(name, selector, words, subject, parameters, arguments, ...) \
+  inline constexpr qrb::MessageOf<__VA_ARGS__ parameters> name{selector, qrb::Served::whereListed};
+#include "QRBSourceControlPlugInMessages.h"
 
 }  // namespace QRBSourceControlPlugInProtocol
 
