@@ -39,21 +39,16 @@ function(qrb_header_directories result)
   set(${result} ${directories} PARENT_SCOPE)
 endfunction()
 
-# qrb_subsystem(<name> [HOST_ONLY] DEPENDS <subsystem>... [EXCLUDE <folder>...]): the sources of the current folder as one
-# OBJECT library, compiled once and linked into the shared library and into every plug-in. Its include path is its own
+# qrb_subsystem(<name> [HOST_ONLY] DEPENDS <subsystem>...): the sources of the current folder as one OBJECT
+# library, compiled once and linked into the shared library and into every plug-in. Its include path is its own
 # folders and those of the subsystems named, so an include against the direction of the arrows does not compile. Plug-ins
-# carry nothing of a HOST_ONLY one, nor the libraries that it calls. Folders below that are subsystems of their own are
-# excluded.
+# carry nothing of a HOST_ONLY one, nor the libraries that it calls.
 set_property(GLOBAL PROPERTY QRB_SUBSYSTEMS "")
 set_property(GLOBAL PROPERTY QRB_HOST_ONLY_SUBSYSTEMS "")
 function(qrb_subsystem name)
-  cmake_parse_arguments(ARG "HOST_ONLY" "" "DEPENDS;PRIVATE_DEPENDS;EXCLUDE" ${ARGN})
+  cmake_parse_arguments(ARG "HOST_ONLY" "" "DEPENDS;PRIVATE_DEPENDS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   qrb_header_directories(directories)
-  foreach(folder ${ARG_EXCLUDE})
-    list(FILTER sources EXCLUDE REGEX "^${CMAKE_CURRENT_SOURCE_DIR}/${folder}/")
-    list(FILTER directories EXCLUDE REGEX "^${CMAKE_CURRENT_SOURCE_DIR}/${folder}(/|$)")
-  endforeach()
   add_library(qrb-${name} OBJECT ${sources})
   target_include_directories(qrb-${name} PUBLIC ${directories})
   target_link_libraries(qrb-${name} PRIVATE qrb-settings)
