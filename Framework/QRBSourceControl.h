@@ -2,6 +2,42 @@
 
 // Everything that a host or a plug-in may use.
 
+#include <qrb/ArchiveError.h>
+#include <qrb/ArchiveReader.h>
+#include <qrb/ArchiveWriter.h>
+#include <qrb/Assertion.h>
+#include <qrb/AtomicProperty.h>
+#include <qrb/Codec.h>
+#include <qrb/Date.h>
+#include <qrb/Dictionary.h>
+#include <qrb/Error.h>
+#include <qrb/Export.h>
+#include <qrb/FileDescriptor.h>
+#include <qrb/FileHandle.h>
+#include <qrb/Guarded.h>
+#include <qrb/Image.h>
+#include <qrb/KeyedArchiver.h>
+#include <qrb/KeyedUnarchiver.h>
+#include <qrb/Log.h>
+#include <qrb/MainThreadExecutor.h>
+#include <qrb/MapTable.h>
+#include <qrb/Object.h>
+#include <qrb/Observer.h>
+#include <qrb/OperationQueue.h>
+#include <qrb/PathString.h>
+#include <qrb/QueueOperation.h>
+#include <qrb/RunLoop.h>
+#include <qrb/SandboxSupport.h>
+#include <qrb/Secrecy.h>
+#include <qrb/SerialQueue.h>
+#include <qrb/SharedString.h>
+#include <qrb/StringMap.h>
+#include <qrb/URL.h>
+#include <qrb/URLsInText.h>
+#include <qrb/UTF8.h>
+#include <qrb/UnicodeText.h>
+#include <qrb/Version.h>
+
 #include "QRBSourceControlAccount.h"
 #include "QRBSourceControlAccountManager.h"
 #include "QRBSourceControlAddressBook.h"
@@ -52,5 +88,5 @@
 #include "QRBSourceControlWorkspaceBlueprint.h"
 #include "QRBSourceControlWorkspaceBlueprintKeys.h"
 #include "QRBSourceControlWorkspaceForward.h"
-#include "RunLoop.h"
 #include "ServiceDirectories.h"
+#include "ServiceProcesses.h"

@@ -21,6 +21,7 @@
 #include "ProgramAccounts.h"
 #include "QRBSourceControlAccount.h"
 #include "Text.h"
+#include "Version.h"
 
 namespace host {
 
@@ -56,8 +57,12 @@ Program programWith(CommonOptions& options) {
         .folder("DIR")
         .checkedBy(toAbsoluteFolder);
   };
-  return {"qrbscm", "qrbscm " QRB_VERSION, "Source control at the command line: one interface to several systems.",
-          kFooter,  allCommands(),         addCommonOptions};
+  return {"qrbscm",
+          "qrbscm " QRB_VERSION_STRING,
+          "Source control at the command line: one interface to several systems.",
+          kFooter,
+          allCommands(),
+          addCommonOptions};
 }
 
 // What shells and the build ask, which is no command: the completion of words, and the manual from the page named.

@@ -2,13 +2,14 @@
 
 #include <atomic>
 #include <future>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 
 #include "Measuring.h"
+#include "QRBSourceControl.h"
 #include "QRBSourceControlConstants.h"
 #include "QRBSourceControlManager.h"
-#include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlRemoteRepository.h"
 
 namespace transfers {

@@ -17,9 +17,9 @@
 #include "BareTool.h"
 #include "Checkout.h"
 #include "Measuring.h"
+#include "QRBSourceControl.h"
 #include "QRBSourceControlConstants.h"
 #include "QRBSourceControlManager.h"
-#include "QRBSourceControlModelPrivate.h"
 #include "Transfers.h"
 
 namespace {

@@ -3,11 +3,12 @@
 #include <cstdint>
 #include <string_view>
 
-#include "Error.h"
-#include "Export.h"
+#include <qrb/Error.h>
+#include <qrb/Export.h>
+#include <qrb/SharedString.h>
+#include <qrb/URL.h>
+
 #include "QRBSourceControlConstants.h"
-#include "SharedString.h"
-#include "URL.h"
 
 /// Domain of every error made here, except the communication failure.
 inline constexpr std::string_view QRBSourceControlErrorDomain =

@@ -2,9 +2,9 @@
 
 #include <string_view>
 
-#include "Export.h"
-#include "SharedString.h"
-#include "URL.h"
+#include <qrb/Export.h>
+#include <qrb/SharedString.h>
+#include <qrb/URL.h>
 
 // A repository is known by the identifier its plug-in gives and, to tell apart those that share one, by a secondary one
 // made from its URL. Serialized, both are one text.

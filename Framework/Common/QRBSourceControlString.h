@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "Export.h"
+#include <qrb/Export.h>
 
 // Operations on paths, on URLs as text and on identifiers. Pure functions; any thread.
 

@@ -3,9 +3,9 @@
 #include <optional>
 #include <string>
 
-#include "Export.h"
-#include "SharedString.h"
-#include "URL.h"
+#include <qrb/Export.h>
+#include <qrb/SharedString.h>
+#include <qrb/URL.h>
 
 // Addresses of repositories come as URLs and as scp-style addresses (user@server:path), which a generic parser does not
 // understand. These take both apart by one pattern. Pure functions; any thread. A part that the address does not have

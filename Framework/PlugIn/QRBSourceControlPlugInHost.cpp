@@ -1,5 +1,6 @@
 #include "QRBSourceControlPlugInHost.h"
 
+#include "Connection.h"
 #include "QRBSourceControlModelPrivate.h"
 
 namespace Callback = QRBSourceControlPlugInCallbackProtocol;
@@ -26,4 +27,8 @@ void QRBSourceControlPlugInHost::incrementalLogStatus(const std::vector<QRBSourc
                                                       double fraction, const qrb::String& progressIdentifier) const {
   send(*_connection, Callback::incrementalLogStatus,
        {items, qrb::Dictionary{{QRBSourceControlProgressValue, fraction}}, progressIdentifier});
+}
+
+int QRBSourceControlPlugInHost::connectionDescriptor() const {
+  return _connection->descriptor();
 }

@@ -4,10 +4,14 @@
 #include <memory>
 #include <vector>
 
-#include "Connection.h"
-#include "Export.h"
+#include <qrb/Export.h>
+
 #include "QRBSourceControlForward.h"
 #include "QRBSourceControlPlugInProtocol.h"
+
+namespace qrb {
+class Connection;
+}
 
 /// A plug-in's way back to the host while it works on a request. Any thread; a host that is gone is not an error here.
 class QRB_EXPORT QRBSourceControlPlugInHost {
@@ -25,7 +29,7 @@ class QRB_EXPORT QRBSourceControlPlugInHost {
                             const qrb::String& progressIdentifier) const;
 
   /// The descriptor whose hang-up tells that the host is gone.
-  int connectionDescriptor() const { return _connection->descriptor(); }
+  int connectionDescriptor() const;
 
  private:
   std::shared_ptr<qrb::Connection> _connection;

@@ -2,7 +2,8 @@
 
 #include <memory>
 
-#include "Export.h"
+#include <qrb/Export.h>
+
 #include "QRBSourceControlPlugInPrimary.h"
 
 /// Publishes a plug-in over the connection that its process was launched with and serves the host until it is done.

@@ -7,13 +7,14 @@
 #include <string_view>
 #include <vector>
 
-#include "Dictionary.h"
-#include "Export.h"
-#include "FileHandle.h"
+#include <qrb/Dictionary.h>
+#include <qrb/Export.h>
+#include <qrb/FileHandle.h>
+#include <qrb/URL.h>
+
 #include "QRBSourceControlCallbacks.h"
 #include "QRBSourceControlForward.h"
 #include "QRBSourceControlPlugInHost.h"
-#include "URL.h"
 
 /// The base of every plug-in: one virtual function per message that a host may send.
 ///

@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-#include "Export.h"
-#include "SharedString.h"
-#include "UnicodeText.h"
+#include <qrb/Export.h>
+#include <qrb/SharedString.h>
+#include <qrb/UnicodeText.h>
 
 /// The location of a range that was not found.
 inline constexpr std::size_t QRBSourceControlNotFound = std::numeric_limits<std::int64_t>::max();

@@ -1,11 +1,12 @@
 #include "Requests.h"
 
+#include <nlohmann/json.hpp>
 #include <tuple>
 
 #include "HostileCase.h"
+#include "QRBSourceControl.h"
 #include "QRBSourceControlConstants.h"
 #include "QRBSourceControlManager.h"
-#include "QRBSourceControlModelPrivate.h"
 
 namespace qrb::hostile {
 namespace {

@@ -11,8 +11,8 @@
 #include <nlohmann/json.hpp>
 
 #include "Log.h"
+#include "QRBSourceControl.h"
 #include "QRBSourceControlError.h"
-#include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlPlugInProtocol.h"
 #include "Text.h"
 

@@ -2,10 +2,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 #include "Checks.h"
+#include "QRBSourceControl.h"
 #include "QRBSourceControlManager.h"
-#include "QRBSourceControlModelPrivate.h"
 #include "QRBSourceControlPlugInProtocol.h"
 #include "QRBSourceControlSystem.h"
 

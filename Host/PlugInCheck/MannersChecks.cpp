@@ -1,5 +1,7 @@
+#include <nlohmann/json.hpp>
+
 #include "Checks.h"
-#include "QRBSourceControlModelPrivate.h"
+#include "QRBSourceControl.h"
 #include "QRBSourceControlPlugInProtocol.h"
 
 namespace host {

@@ -206,7 +206,8 @@ ExitStatus Session::finish(ExitStatus status) {
   }
   qrb::endUnusedServices();
   QRBSourceControlManager::sharedInstance()->endHelperServices();
-  if (!qrb::ProcessReaper::shared().drain(kLongestDrain)) {
+  // What this program launched by itself, as the check of plug-ins does, has a reaper of its own.
+  if (!qrb::awaitEndsOfServices(kLongestDrain) || !qrb::ProcessReaper::shared().drain(kLongestDrain)) {
     printRemark("qrbscm: a plug-in process does not end");
     return ExitStatus::failed;
   }

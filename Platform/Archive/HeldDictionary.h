@@ -8,7 +8,7 @@ namespace qrb {
 
 /// A dictionary that has come from a peer, to be let go without memory: one that holds anything takes some in its own
 /// destructor, and ends the program where there is none.
-class QRB_EXPORT HeldDictionary {
+class HeldDictionary {
  public:
   HeldDictionary();
   explicit HeldDictionary(Dictionary value);

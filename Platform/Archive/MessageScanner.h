@@ -5,8 +5,6 @@
 #include <string_view>
 #include <vector>
 
-#include "Export.h"
-
 namespace qrb {
 
 /// What a peer may send at most in one message. A peer beyond any of them is refused before memory is taken for it.
@@ -24,7 +22,7 @@ std::size_t offsetOfValue(std::string_view bytes, std::size_t count);
 ///
 /// Declared lengths and counts are checked against the limits as soon as their header arrives. Feed it the bytes from
 /// the value's first one on; it goes on where it stopped.
-class QRB_EXPORT MessageScanner {
+class MessageScanner {
  public:
   enum class Outcome { incomplete, complete, refused };
 

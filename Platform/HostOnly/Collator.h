@@ -4,12 +4,10 @@
 #include <string>
 #include <string_view>
 
-#include "Export.h"
-
 namespace qrb {
 
 /// Sorts names as readers of a language expect. Immutable; safe from any thread.
-class QRB_EXPORT Collator {
+class Collator {
  public:
   /// The collator of the user's language, as the environment of the program says at the first call.
   static const Collator& ofUser();

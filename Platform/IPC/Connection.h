@@ -15,7 +15,6 @@
 #include "ArchiveWriter.h"
 #include "DeliveryBudget.h"
 #include "Error.h"
-#include "Export.h"
 #include "FileDescriptor.h"
 #include "MessageScanner.h"
 
@@ -27,7 +26,7 @@ namespace qrb {
 /// came. Sending is possible from any thread; messages go out whole and in the order of the calls. The peer is not
 /// trusted: a message that is malformed, beyond the limits or of a type that its place does not admit ends the
 /// connection as if the peer had died. See Documentation/protocol.md for what crosses the wire.
-class QRB_EXPORT Connection : public std::enable_shared_from_this<Connection> {
+class Connection : public std::enable_shared_from_this<Connection> {
  public:
   /// Whether objects and keys once sent may be named by number in later messages. For a connection that serves one
   /// request, where a reply names what was streamed before it; a connection that is kept for good must not remember.

@@ -8,13 +8,12 @@
 #include <variant>
 #include <vector>
 
-#include "Export.h"
 #include "FileDescriptor.h"
 
 namespace qrb {
 
 /// How a process ended.
-struct QRB_EXPORT ExitStatus {
+struct ExitStatus {
   enum class Kind {
     exited,     ///< It called exit; `value` is the exit code.
     signalled,  ///< A signal ended it; `value` is the signal's number.
@@ -55,7 +54,7 @@ struct LaunchOptions {
 };
 
 /// Why a process could not be started. Nothing of it is left behind.
-struct QRB_EXPORT LaunchFailure {
+struct LaunchFailure {
   enum class Step { find, prepare, fork, session, descriptors, workingDirectory, execute };
   Step step = Step::prepare;
   int errorNumber = 0;
@@ -64,7 +63,7 @@ struct QRB_EXPORT LaunchFailure {
 };
 
 /// The file that launching a name without a slash would execute; empty where none of PATH's folders has it.
-QRB_EXPORT std::string executableInPath(const std::string& name);
+std::string executableInPath(const std::string& name);
 
 class ReaperPlace;
 
@@ -72,7 +71,7 @@ class ReaperPlace;
 /// system has given to somebody else is ever hit and no SIGCHLD handler is needed. A handle whose process has not been
 /// reaped ends it when destroyed, as ProcessReaper's policy `forced` does, without blocking. One thread at a time,
 /// except that kill() and signalGroup() may run while another thread is in wait().
-class QRB_EXPORT Process {
+class Process {
  public:
   /// Starts a program and returns once it is running (its exec has succeeded), or why it is not. Any thread. The child
   /// has default signal handlers and an empty signal mask.

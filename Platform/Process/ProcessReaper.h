@@ -8,7 +8,6 @@
 #include <memory>
 #include <mutex>
 
-#include "Export.h"
 #include "Process.h"
 
 namespace qrb {
@@ -17,7 +16,7 @@ namespace qrb {
 /// asked, no member of their group is left. One per program, never destroyed; its thread starts with the first adopted
 /// process. It waits on pidfds only, so a program's own children and SIGCHLD handling are not disturbed. Any thread may
 /// call it.
-class QRB_EXPORT ProcessReaper {
+class ProcessReaper {
  public:
   enum class Policy {
     /// The process has been told to end: wait for it, and after the grace period go on as with `forced`. Its group is

@@ -5,8 +5,6 @@
 #include <functional>
 #include <string>
 
-#include "Export.h"
-
 namespace qrb {
 
 /// What the system's process table tells of one process.
@@ -20,9 +18,9 @@ struct ProcessEntry {
 };
 
 /// Calls `visit` for one process after the other until it answers false. A process that begins meanwhile may be missed.
-QRB_EXPORT void forEachProcess(const std::function<bool(const ProcessEntry&)>& visit);
+void forEachProcess(const std::function<bool(const ProcessEntry&)>& visit);
 
 /// Whether a process group has a member that runs, besides one that is not asked about (0: none).
-QRB_EXPORT bool isGroupRunning(pid_t group, pid_t besides = 0);
+bool isGroupRunning(pid_t group, pid_t besides = 0);
 
 }  // namespace qrb

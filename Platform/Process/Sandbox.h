@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "Export.h"
+#include "SandboxSupport.h"
 
 namespace qrb {
 
@@ -22,23 +22,6 @@ struct SandboxRules {
   bool mayUseTCP = false;
 };
 
-/// Which of a sandbox's limits the running kernel enforces.
-struct SandboxSupport {
-  /// The version of the kernel's interface (Landlock); 0 where there is none.
-  int version = 0;
-  /// Making, changing, removing and executing files. Without `truncating`, files may still be cut short.
-  bool files = false;
-  bool truncating = false;
-  bool tcp = false;
-  /// Control calls to devices.
-  bool devices = false;
-  /// Signals to processes outside, and abstract sockets of theirs.
-  bool signalsAndSockets = false;
-};
-
-/// Asks the kernel once. Any thread.
-QRB_EXPORT const SandboxSupport& sandboxSupport();
-
 /// Takes from the calling thread and from all threads and processes that it starts from now on, for good, what the
 /// rules do not name: executing, changing the file system, listing /proc, /sys and /dev, opening devices but /dev/null
 /// (and, where files may be made, /dev/urandom), TCP, control calls to devices, signals to processes outside and
@@ -47,11 +30,11 @@ QRB_EXPORT const SandboxSupport& sandboxSupport();
 ///
 /// Returns 0, or the error number with which the kernel refused what it should know; nothing is limited then but
 /// privileges. A kernel that has no such interface, or forbids it to this process, is no error.
-QRB_EXPORT int enterSandbox(const SandboxRules& rules);
+int enterSandbox(const SandboxRules& rules);
 
 /// Limits the memory that this process, and each that it starts from now on, may fill with data of its own: to a
 /// quarter of the machine's, 1 GiB at least and 4 GiB at most. Files mapped into memory do not count. What wants more
 /// is told that there is none. A lower limit stays as it is.
-QRB_EXPORT void limitDataMemory();
+void limitDataMemory();
 
 }  // namespace qrb

@@ -5,14 +5,12 @@
 #include <mutex>
 #include <string>
 
-#include "Export.h"
-
 namespace qrb {
 
 /// A lock that carries a number, and that can be waited for until the number has a given value: what turns a reply on
 /// another thread into the next step of a sequence. Not recursive. Any thread may release it, not only the one that
 /// took it. Releasing a lock that nobody holds is a programming error, after which nothing has changed.
-class QRB_EXPORT ConditionLock {
+class ConditionLock {
  public:
   /// `name` is for people who debug. The lock is free at first.
   ConditionLock(std::string name, long condition);

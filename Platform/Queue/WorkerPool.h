@@ -8,8 +8,6 @@
 #include <mutex>
 #include <utility>
 
-#include "Export.h"
-
 namespace qrb {
 
 /// The threads that all queues share. Each queue bounds what it has under way here; the pool itself never refuses, so a
@@ -17,7 +15,7 @@ namespace qrb {
 /// thread is added only when nothing has begun or ended for a moment, which means that the working ones are blocked.
 /// Idle threads end after a while, but for the last. One per program, never destroyed; tasks still waiting when the
 /// program exits do not run.
-class QRB_EXPORT WorkerPool {
+class WorkerPool {
  public:
   using Task = std::function<void()>;
 

@@ -3,11 +3,9 @@
 #include <string>
 #include <string_view>
 
-#include "Export.h"
-
 namespace qrb {
 
 /// The SHA-1 digest of the bytes as 40 upper-case hexadecimal digits. It names things; it protects nothing.
-QRB_EXPORT std::string SHA1Hex(std::string_view bytes);
+std::string SHA1Hex(std::string_view bytes);
 
 }  // namespace qrb

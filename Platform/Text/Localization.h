@@ -4,7 +4,6 @@
 #include <string>
 #include <string_view>
 
-#include "Export.h"
 #include "SharedString.h"
 
 namespace qrb {
@@ -16,13 +15,13 @@ constexpr const char* localizable(const char* msgid) {
 
 /// The host's translation of an English text: looked up with gettext in the text domain that the host has chosen
 /// (`textdomain`), in the codeset it has bound there; the English text itself where there is none.
-QRB_EXPORT std::string localized(const char* msgid);
+std::string localized(const char* msgid);
 
 /// The translation under a key in another text domain, or `fallback`.
-QRB_EXPORT std::string localizedInDomain(const char* domain, const char* key, const char* fallback);
+std::string localizedInDomain(const char* domain, const char* key, const char* fallback);
 
 /// The format with each "%@" replaced, in order, by the next of the texts; an absent one shows as "(null)".
 /// Placeholders beyond the texts stay as they are.
-QRB_EXPORT std::string format(std::string_view format, std::initializer_list<String> texts);
+std::string format(std::string_view format, std::initializer_list<String> texts);
 
 }  // namespace qrb

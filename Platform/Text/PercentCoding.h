@@ -3,16 +3,14 @@
 #include <string>
 #include <string_view>
 
-#include "Export.h"
-
 namespace qrb {
 
 /// Bytes as they may stand in the path of a URL: all but the characters that RFC 3986 allows in a path become "%XX".
 /// A "%" is data here and is encoded. "/" stands as it is, unless `encodingSlashes` is set.
-QRB_EXPORT std::string percentEncodedPath(std::string_view path, bool encodingSlashes = false);
+std::string percentEncodedPath(std::string_view path, bool encodingSlashes = false);
 
 /// The bytes with every "%XX" turned into the byte it stands for; a "%" that begins none stays. The result need not be
 /// UTF-8.
-QRB_EXPORT std::string percentDecoded(std::string_view text);
+std::string percentDecoded(std::string_view text);
 
 }  // namespace qrb

@@ -6,13 +6,11 @@
 #include <string_view>
 #include <vector>
 
-#include "Export.h"
-
 namespace qrb {
 
 /// A pattern in Perl's syntax, compiled once. Patterns and texts are taken as bytes, so a text need not be UTF-8; the
 /// classes and the insensitivity to case are those of ASCII. Safe to use from several threads at once.
-class QRB_EXPORT RegularExpression {
+class RegularExpression {
  public:
   enum class Case { sensitive, insensitive };
   /// A group's place in the text, in bytes.

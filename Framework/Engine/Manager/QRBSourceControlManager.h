@@ -12,17 +12,18 @@
 #include <unordered_map>
 #include <vector>
 
-#include "Dictionary.h"
-#include "Error.h"
-#include "Export.h"
-#include "Guarded.h"
-#include "Observer.h"
-#include "OperationQueue.h"
+#include <qrb/Dictionary.h>
+#include <qrb/Error.h>
+#include <qrb/Export.h>
+#include <qrb/Guarded.h>
+#include <qrb/Observer.h>
+#include <qrb/OperationQueue.h>
+#include <qrb/SerialQueue.h>
+#include <qrb/URL.h>
+
 #include "QRBSourceControlCallbacks.h"
 #include "QRBSourceControlForward.h"
 #include "QRBSourceControlOperation.h"
-#include "SerialQueue.h"
-#include "URL.h"
 
 class QRBSourceControlProxy;
 namespace qrb {

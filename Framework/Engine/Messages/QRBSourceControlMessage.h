@@ -6,8 +6,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "Codec.h"
-#include "Error.h"
+#include <qrb/Codec.h>
+#include <qrb/Error.h>
 
 namespace qrb {
 

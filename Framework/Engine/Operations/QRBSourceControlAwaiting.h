@@ -8,7 +8,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "Error.h"
+#include <qrb/Error.h>
+
 #include "QRBSourceControlCallbacks.h"
 
 // Two other ways to receive what a request answers, both of them made of nothing but its completion: waiting for it,

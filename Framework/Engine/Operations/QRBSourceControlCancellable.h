@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "Export.h"
+#include <qrb/Export.h>
 
 /// What every request returns: the handle by which its caller can stop it. Any thread.
 class QRB_EXPORT QRBSourceControlCancellable {

@@ -4,11 +4,12 @@
 #include <functional>
 #include <memory>
 
-#include "Export.h"
-#include "Guarded.h"
+#include <qrb/Export.h>
+#include <qrb/Guarded.h>
+#include <qrb/QueueOperation.h>
+
 #include "QRBSourceControlCancellable.h"
 #include "QRBSourceControlForward.h"
-#include "QueueOperation.h"
 
 /// An action of several requests made one after another: forwards cancellation to whichever is running. The action is
 /// an execution block of this operation; it sets each request's handle as the current step before it waits for it.

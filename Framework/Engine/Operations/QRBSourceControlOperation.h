@@ -4,15 +4,16 @@
 #include <functional>
 #include <memory>
 
-#include "Error.h"
-#include "Export.h"
-#include "Guarded.h"
+#include <qrb/Error.h>
+#include <qrb/Export.h>
+#include <qrb/Guarded.h>
+#include <qrb/QueueOperation.h>
+#include <qrb/SerialQueue.h>
+#include <qrb/SharedString.h>
+
 #include "QRBSourceControlCallbacks.h"
 #include "QRBSourceControlCancellable.h"
 #include "QRBSourceControlForward.h"
-#include "QueueOperation.h"
-#include "SerialQueue.h"
-#include "SharedString.h"
 
 class QRBSourceControlManager;
 class QRBSourceControlOperation;

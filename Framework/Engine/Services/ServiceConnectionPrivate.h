@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "Connection.h"
-#include "Export.h"
 #include "Process.h"
 
 namespace qrb {
@@ -31,7 +30,7 @@ struct ServiceSurroundings {
 const Error& scarcityError();
 
 /// A service process and the connection to it. One thread at a time, except where said.
-class QRB_EXPORT ServiceConnection {
+class ServiceConnection {
  public:
   enum class Kind {
     /// The process serves one request, and the connection remembers what crossed.

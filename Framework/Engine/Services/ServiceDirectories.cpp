@@ -39,7 +39,9 @@ std::string ownDirectory() {
   std::string file = ownFile();
   std::size_t slash = file.rfind('/');
   if (slash == std::string::npos) return {};
-  return realPath((file.substr(0, slash) + "/../libexec/qrbsourcecontrol").c_str());
+  // Programs stand one folder below the prefix; how deep the library stands was chosen when it was built.
+  const char* services = file == realPath("/proc/self/exe") ? "../libexec/qrbsourcecontrol" : QRB_SERVICES_FROM_LIBRARY;
+  return realPath((file.substr(0, slash + 1) + services).c_str());
 }
 
 const std::string& cachedOwnDirectory() {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "Export.h"
+#include <qrb/Export.h>
 
 namespace qrb {
 

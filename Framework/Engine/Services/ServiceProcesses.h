@@ -1,6 +1,8 @@
 #pragma once
 
-#include "Export.h"
+#include <chrono>
+
+#include <qrb/Export.h>
 
 namespace qrb {
 
@@ -12,5 +14,10 @@ QRB_EXPORT void drainServiceOutput();
 /// Ends the processes that were launched ahead for requests that may come, for a host that is about to end and leaves
 /// nothing behind. Their ends can be waited for like those of all others. Any thread.
 QRB_EXPORT void endUnusedServices();
+
+/// Waits until every process of a service that was told to end has ended, and what it ran with it; false when that took
+/// longer than `timeout`. A service that was not told so is not waited for. Any thread, but not within a completion,
+/// whose own plug-in runs on until it has returned.
+QRB_EXPORT bool awaitEndsOfServices(std::chrono::milliseconds timeout);
 
 }  // namespace qrb

@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "BackgroundThread.h"
+#include "ProcessReaper.h"
 #include "Scarcity.h"
 #include "ServiceProcesses.h"
 #include "ServiceReservePrivate.h"
@@ -129,6 +130,10 @@ void ServiceReserve::endUnwanted(std::unique_lock<std::mutex>& lock) {
 
 void endUnusedServices() {
   ServiceReserve::shared().clear();
+}
+
+bool awaitEndsOfServices(std::chrono::milliseconds timeout) {
+  return ProcessReaper::shared().drain(timeout);
 }
 
 }  // namespace qrb

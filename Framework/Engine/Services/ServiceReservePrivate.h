@@ -15,7 +15,7 @@ namespace qrb {
 /// Where one-shot services come from. While requests follow each other closely it keeps one process of the service
 /// launched ahead, so that the next request need not wait for a start; a process still serves one request and no other.
 /// What was launched ahead and is not wanted within a second is ended. One per program, never destroyed. Any thread.
-class QRB_EXPORT ServiceReserve {
+class ServiceReserve {
  public:
   static ServiceReserve& shared();
 

@@ -5,15 +5,16 @@
 #include <mutex>
 #include <vector>
 
-#include "AtomicProperty.h"
-#include "Dictionary.h"
-#include "Export.h"
-#include "Object.h"
-#include "Observer.h"
+#include <qrb/AtomicProperty.h>
+#include <qrb/Dictionary.h>
+#include <qrb/Export.h>
+#include <qrb/Object.h>
+#include <qrb/Observer.h>
+#include <qrb/URL.h>
+
 #include "QRBSourceControlAccountManager.h"
 #include "QRBSourceControlCallbacks.h"
 #include "QRBSourceControlForward.h"
-#include "URL.h"
 
 /// Where a host's account manager keeps its list among the user's settings. The value is one letter shorter than the
 /// name, and stored settings know it so.

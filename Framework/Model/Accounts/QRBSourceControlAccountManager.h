@@ -1,9 +1,10 @@
 #pragma once
 
-#include "Export.h"
+#include <qrb/Export.h>
+#include <qrb/SharedString.h>
+#include <qrb/URL.h>
+
 #include "QRBSourceControlForward.h"
-#include "SharedString.h"
-#include "URL.h"
 
 /// The host's keeper of accounts, registered with QRBSourceControlAccount. The library calls it from any thread, with
 /// none of an account's locks held.

@@ -1,11 +1,12 @@
 #pragma once
 
-#include "Export.h"
-#include "Object.h"
+#include <qrb/Export.h>
+#include <qrb/Object.h>
+#include <qrb/SharedString.h>
+#include <qrb/URL.h>
+
 #include "QRBSourceControlAuthenticationTypes.h"
 #include "QRBSourceControlForward.h"
-#include "SharedString.h"
-#include "URL.h"
 
 /// How a request authenticates against a server. This class is the way without any credentials; its subclasses hold
 /// some.

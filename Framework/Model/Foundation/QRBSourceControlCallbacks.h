@@ -3,7 +3,8 @@
 #include <functional>
 #include <vector>
 
-#include "Error.h"
+#include <qrb/Error.h>
+
 #include "QRBSourceControlForward.h"
 
 /// What a request ends with: its values, then the error. It is called exactly once, on the thread on which the reply

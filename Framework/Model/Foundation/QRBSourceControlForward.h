@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "StringMap.h"
+#include <qrb/StringMap.h>
 
 // Values: immutable once built, shared freely between threads.
 class QRBSourceControlAuthenticationStrategy;

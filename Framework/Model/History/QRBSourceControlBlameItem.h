@@ -2,9 +2,10 @@
 
 #include <cstdint>
 
-#include "AtomicProperty.h"
-#include "Export.h"
-#include "Object.h"
+#include <qrb/AtomicProperty.h>
+#include <qrb/Export.h>
+#include <qrb/Object.h>
+
 #include "QRBSourceControlForward.h"
 
 /// A run of lines: the number of the first, counted from 1, and how many.

@@ -3,10 +3,11 @@
 #include <functional>
 #include <string>
 
-#include "Date.h"
-#include "Error.h"
-#include "Export.h"
-#include "Object.h"
+#include <qrb/Date.h>
+#include <qrb/Error.h>
+#include <qrb/Export.h>
+#include <qrb/Object.h>
+
 #include "QRBSourceControlForward.h"
 
 /// One entry of a history: who changed what, when and why.

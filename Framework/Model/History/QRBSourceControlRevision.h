@@ -1,8 +1,9 @@
 #pragma once
 
-#include "Export.h"
-#include "Image.h"
-#include "Object.h"
+#include <qrb/Export.h>
+#include <qrb/Image.h>
+#include <qrb/Object.h>
+
 #include "QRBSourceControlForward.h"
 
 /// One revision of a repository: the system's own identifier of it, or one of the shared symbolic revisions.

@@ -2,9 +2,10 @@
 
 #include <cstdint>
 
-#include "Dictionary.h"
-#include "Export.h"
-#include "Object.h"
+#include <qrb/Dictionary.h>
+#include <qrb/Export.h>
+#include <qrb/Object.h>
+
 #include "QRBSourceControlForward.h"
 
 inline constexpr const char* QRBSourceControlWorkingCopyRepositoryPrimaryBranchLocationKey =

@@ -2,10 +2,11 @@
 
 #include <cstdint>
 
-#include "Dictionary.h"
-#include "Export.h"
-#include "Image.h"
-#include "Object.h"
+#include <qrb/Dictionary.h>
+#include <qrb/Export.h>
+#include <qrb/Image.h>
+#include <qrb/Object.h>
+
 #include "QRBSourceControlForward.h"
 
 /// Option bits of `dictionaryRepresentationWithOptions` that locations look at.

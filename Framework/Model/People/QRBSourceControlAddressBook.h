@@ -5,9 +5,9 @@
 #include <memory>
 #include <vector>
 
-#include "Export.h"
-#include "Observer.h"
-#include "SharedString.h"
+#include <qrb/Export.h>
+#include <qrb/Observer.h>
+#include <qrb/SharedString.h>
 
 /// The record of a person in an address book, as it was when it was looked up.
 struct QRBSourceControlPerson {

@@ -4,12 +4,13 @@
 #include <mutex>
 #include <vector>
 
-#include "Export.h"
-#include "Object.h"
-#include "Observer.h"
+#include <qrb/Export.h>
+#include <qrb/Object.h>
+#include <qrb/Observer.h>
+#include <qrb/URL.h>
+
 #include "QRBSourceControlAddressBook.h"
 #include "QRBSourceControlForward.h"
-#include "URL.h"
 
 /// Who made a revision, as the system names him, and optionally the person in the host's address book that he is.
 /// Safe from any thread.

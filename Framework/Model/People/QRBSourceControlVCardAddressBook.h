@@ -4,11 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "Error.h"
-#include "Export.h"
+#include <qrb/Error.h>
+#include <qrb/Export.h>
+#include <qrb/URL.h>
+
 #include "QRBSourceControlAddressBook.h"
 #include "QRBSourceControlForward.h"
-#include "URL.h"
 
 class QRBSourceControlVCardAddressBook;
 using QRBSourceControlVCardAddressBookPtr = std::shared_ptr<QRBSourceControlVCardAddressBook>;

@@ -4,7 +4,8 @@
 #include <functional>
 #include <mutex>
 
-#include "Observer.h"
+#include <qrb/Observer.h>
+
 #include "QRBSourceControlRepository.h"
 
 /// A repository on a server, with the account that says how to authenticate there and what is trusted of the server.

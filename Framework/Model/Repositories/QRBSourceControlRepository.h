@@ -4,14 +4,15 @@
 #include <optional>
 #include <vector>
 
-#include "AtomicProperty.h"
-#include "Dictionary.h"
-#include "Export.h"
-#include "Image.h"
-#include "Object.h"
+#include <qrb/AtomicProperty.h>
+#include <qrb/Dictionary.h>
+#include <qrb/Export.h>
+#include <qrb/Image.h>
+#include <qrb/Object.h>
+#include <qrb/URL.h>
+
 #include "QRBSourceControlCallbacks.h"
 #include "QRBSourceControlForward.h"
-#include "URL.h"
 
 /// One repository of one source-control system: where it is, which system holds it and what it is known by.
 ///

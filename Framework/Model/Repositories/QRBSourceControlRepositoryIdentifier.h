@@ -1,8 +1,9 @@
 #pragma once
 
-#include "Export.h"
+#include <qrb/Export.h>
+#include <qrb/SharedString.h>
+
 #include "QRBSourceControlForward.h"
-#include "SharedString.h"
 
 /// Both identifiers of the repository as one text, as `mergeIdentifiers` joins them; absent without a repository, and
 /// for one without an identifier.

@@ -5,13 +5,14 @@
 #include <set>
 #include <vector>
 
-#include "Export.h"
-#include "Object.h"
+#include <qrb/Export.h>
+#include <qrb/Object.h>
+#include <qrb/SharedString.h>
+#include <qrb/URL.h>
+
 #include "QRBSourceControlAuthenticationTypes.h"
 #include "QRBSourceControlCallbacks.h"
 #include "QRBSourceControlForward.h"
-#include "SharedString.h"
-#include "URL.h"
 
 /// A source control system as its plug-in describes it: what it is called, which plug-in serves it, what it can do.
 /// Two are equal when plug-in and version are.

@@ -5,16 +5,17 @@
 #include <set>
 #include <vector>
 
-#include "AtomicProperty.h"
-#include "Dictionary.h"
-#include "Export.h"
-#include "Image.h"
-#include "Object.h"
+#include <qrb/AtomicProperty.h>
+#include <qrb/Dictionary.h>
+#include <qrb/Export.h>
+#include <qrb/Image.h>
+#include <qrb/Object.h>
+#include <qrb/SerialQueue.h>
+#include <qrb/URL.h>
+
 #include "QRBSourceControlCallbacks.h"
 #include "QRBSourceControlForward.h"
 #include "QRBSourceControlHistoryTypes.h"
-#include "SerialQueue.h"
-#include "URL.h"
 
 /// One checked-out tree on disk, the repository that it belongs to, and the status last reported of its paths.
 ///

@@ -9,17 +9,18 @@
 #include <unordered_set>
 #include <vector>
 
-#include "Dictionary.h"
-#include "Error.h"
-#include "Export.h"
-#include "Object.h"
-#include "OperationQueue.h"
+#include <qrb/Dictionary.h>
+#include <qrb/Error.h>
+#include <qrb/Export.h>
+#include <qrb/Object.h>
+#include <qrb/OperationQueue.h>
+#include <qrb/SharedString.h>
+#include <qrb/URL.h>
+
 #include "QRBSourceControlCallbacks.h"
 #include "QRBSourceControlForward.h"
 #include "QRBSourceControlWorkspaceBlueprintKeys.h"
 #include "QRBSourceControlWorkspaceForward.h"
-#include "SharedString.h"
-#include "URL.h"
 
 /// What a workspace of several repositories is made of, so that it can be made again elsewhere: the remote
 /// repositories, where each working copy lies, what it is on and how to authenticate.

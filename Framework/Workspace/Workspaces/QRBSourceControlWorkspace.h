@@ -5,16 +5,17 @@
 #include <variant>
 #include <vector>
 
-#include "AtomicProperty.h"
-#include "Export.h"
-#include "Object.h"
-#include "OperationQueue.h"
+#include <qrb/AtomicProperty.h>
+#include <qrb/Export.h>
+#include <qrb/Object.h>
+#include <qrb/OperationQueue.h>
+#include <qrb/SharedString.h>
+#include <qrb/URL.h>
+
 #include "QRBSourceControlCallbacks.h"
 #include "QRBSourceControlForward.h"
 #include "QRBSourceControlHistoryTypes.h"
 #include "QRBSourceControlWorkspaceForward.h"
-#include "SharedString.h"
-#include "URL.h"
 
 /// What `compareToBlueprint` answers. Repositories are told by their identifiers.
 inline constexpr std::uint64_t QRBSourceControlWorkspaceUnrelatedToBlueprint = 0;

@@ -2,8 +2,9 @@
 
 #include <memory>
 
-#include "Error.h"
-#include "MapTable.h"
+#include <qrb/Error.h>
+#include <qrb/MapTable.h>
+
 #include "QRBSourceControlForward.h"
 
 class QRBSourceControlMultiCancellable;

@@ -1,6 +1,6 @@
 #include "Command.h"
 #include "QRBSourceControlSystem.h"
-#include "Sandbox.h"
+#include "SandboxSupport.h"
 #include "Systems.h"
 #include "Text.h"
 
