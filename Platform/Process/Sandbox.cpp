@@ -48,7 +48,7 @@ struct __attribute__((packed)) PathRule {
 
 constexpr std::uint64_t execute = 1U << 0;
 constexpr std::uint64_t writeFile = 1U << 1;
-constexpr std::uint64_t readFile = 1U << 2;
+constexpr std::uint64_t openForReading = 1U << 2;
 constexpr std::uint64_t listFolder = 1U << 3;
 /// Removing folders and files; making devices, folders, files, sockets, pipes, block devices and links.
 constexpr std::uint64_t changeFolders = 0x1ff0;
@@ -84,7 +84,7 @@ std::uint64_t writing(const SandboxSupport& support) {
 bool allow(int ruleset, const std::string& path, std::uint64_t access, bool isFolder = false) {
   const FileDescriptor place(::open(path.c_str(), O_PATH | O_CLOEXEC));
   if (!place.valid()) return true;
-  constexpr std::uint64_t ofFiles = execute | writeFile | readFile | truncate | controlDevices;
+  constexpr std::uint64_t ofFiles = execute | writeFile | openForReading | truncate | controlDevices;
   if ((access & ~ofFiles) != 0 && !isFolder) {
     struct stat information {};
     if (::fstat(place.get(), &information) != 0) return false;
@@ -97,7 +97,7 @@ bool allow(int ruleset, const std::string& path, std::uint64_t access, bool isFo
 /// Everything but the devices: what never ends, or waits, is no file. Shared memory is files. Each request waits for
 /// this, so it makes as few calls as it can.
 bool allowReading(int ruleset, bool mayListRoot) {
-  const std::uint64_t all = mayListRoot ? readFile : readFile | listFolder;
+  const std::uint64_t all = mayListRoot ? openForReading : openForReading | listFolder;
   const std::unique_ptr<DIR, int (*)(DIR*)> root(::opendir("/"), ::closedir);
   if (!root || !allow(ruleset, "/dev/shm", all)) return false;
   while (const dirent* const entry = ::readdir(root.get())) {
@@ -106,7 +106,7 @@ bool allowReading(int ruleset, bool mayListRoot) {
     if (name == "." || name == ".." || name == "dev" || entry->d_type == DT_LNK) continue;
     const bool isOfKernel = name == "proc" || name == "sys";
     const bool isFolder = entry->d_type == DT_DIR;
-    if (!allow(ruleset, "/" + std::string(name), isOfKernel ? readFile : all, isFolder)) return false;
+    if (!allow(ruleset, "/" + std::string(name), isOfKernel ? openForReading : all, isFolder)) return false;
   }
   return true;
 }
@@ -123,7 +123,7 @@ int enterSandbox(const SandboxRules& rules) {
   const SandboxSupport& support = sandboxSupport();
   if (!support.files) return 0;
   RulesetAttributes attributes;
-  attributes.handledFileAccess = execute | readFile | writing(support) | (support.devices ? controlDevices : 0);
+  attributes.handledFileAccess = execute | openForReading | writing(support) | (support.devices ? controlDevices : 0);
   if (!rules.mayListRoot) attributes.handledFileAccess |= listFolder;
   if (support.tcp && !rules.mayUseTCP) attributes.handledNetworkAccess = bindAndConnectTCP;
   if (support.signalsAndSockets) attributes.scoped = scopeSocketsAndSignals;
@@ -133,9 +133,9 @@ int enterSandbox(const SandboxRules& rules) {
     return std::ranges::all_of(paths, [&](const std::string& path) { return allow(ruleset.get(), path, access); });
   };
   // Who makes files takes random names for them.
-  const bool isComplete = allow(ruleset.get(), "/dev/null", writeFile | readFile) &&
+  const bool isComplete = allow(ruleset.get(), "/dev/null", writeFile | openForReading) &&
                           allowReading(ruleset.get(), rules.mayListRoot) &&
-                          (rules.writableFolders.empty() || allow(ruleset.get(), "/dev/urandom", readFile)) &&
+                          (rules.writableFolders.empty() || allow(ruleset.get(), "/dev/urandom", openForReading)) &&
                           allowAll(rules.executables, execute) && allowAll(rules.writableFolders, writing(support)) &&
                           allowAll(rules.emptyFolders, removeFolder);
   return isComplete && ::syscall(restrictSelf, ruleset.get(), 0) == 0 ? 0 : errno;
