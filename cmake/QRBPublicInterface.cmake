@@ -18,10 +18,12 @@ set(QRB_PUBLIC_FRAMEWORK_HEADERS
   QRBSourceControl.h
   Common/QRBSourceControlConstants.h Common/QRBSourceControlError.h Common/QRBSourceControlIdentifiers.h
   Common/QRBSourceControlString.h Common/QRBSourceControlURL.h
-  Engine/QRBSourceControlAwaiting.h Engine/QRBSourceControlCancellable.h Engine/QRBSourceControlManager.h
-  Engine/QRBSourceControlMessage.h Engine/QRBSourceControlMultiCancellable.h Engine/QRBSourceControlOperation.h
-  Engine/QRBSourceControlPlugInProtocol.h Engine/QRBSourceControlServiceProtocols.h Engine/ServiceDirectories.h
-  Engine/ServiceProcesses.h
+  Engine/Manager/QRBSourceControlManager.h
+  Engine/Messages/QRBSourceControlMessage.h Engine/Messages/QRBSourceControlPlugInMessages.h
+  Engine/Messages/QRBSourceControlPlugInProtocol.h Engine/Messages/QRBSourceControlServiceProtocols.h
+  Engine/Operations/QRBSourceControlAwaiting.h Engine/Operations/QRBSourceControlCancellable.h
+  Engine/Operations/QRBSourceControlMultiCancellable.h Engine/Operations/QRBSourceControlOperation.h
+  Engine/Services/ServiceDirectories.h Engine/Services/ServiceProcesses.h
   Model/Accounts/QRBSourceControlAccount.h Model/Accounts/QRBSourceControlAccountManager.h
   Model/Accounts/QRBSourceControlSingleRepositoryAccount.h
   Model/Credentials/QRBSourceControlAuthenticationStrategy.h Model/Credentials/QRBSourceControlAuthenticationTypes.h
