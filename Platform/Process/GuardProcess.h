@@ -5,7 +5,6 @@
 #include <variant>
 #include <vector>
 
-#include "Export.h"
 #include "FileDescriptor.h"
 #include "Process.h"
 
@@ -13,7 +12,7 @@ namespace qrb {
 
 /// A running `qrb-guard`, which cleans up after this process or one that it has launched: orders and answers are lines.
 /// The end of this object, or of the process that has it, is the end of the orders. One thread at a time.
-class QRB_EXPORT GuardProcess {
+class GuardProcess {
  public:
   /// Where it stands.
   enum class Place { ownSession, callersGroup };

@@ -106,6 +106,13 @@ std::string_view gitBranchNameFault(std::string_view name) {
   return refNameFault(name);
 }
 
+bool gitIsObjectName(std::string_view text) {
+  constexpr std::size_t sha1 = 40;
+  constexpr std::size_t sha256 = 64;
+  return (text.size() == sha1 || text.size() == sha256) &&
+         text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
+
 std::string_view gitRemoteNameFault(std::string_view name) {
   return refNameFault(name);
 }

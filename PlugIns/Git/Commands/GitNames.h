@@ -15,6 +15,8 @@
 /// Why the name cannot be that of a branch or tag without the folder of its kind ("feature/x"), as the end of a
 /// sentence that begins with the name ("begins with “-”"). Empty: it can.
 std::string_view gitBranchNameFault(std::string_view name);
+/// Whether the text is the name of an object in full.
+bool gitIsObjectName(std::string_view text);
 /// What is wrong with the name of a remote.
 std::string_view gitRemoteNameFault(std::string_view name);
 /// What is wrong with the address of a repository. File, git, http, https and ssh URLs, user@server:path and absolute

@@ -15,6 +15,7 @@
 #include <span>
 
 #include "FileDescriptor.h"
+#include "GitNames.h"
 
 namespace {
 
@@ -23,11 +24,6 @@ using qrb::FileDescriptor;
 bool holds(std::string_view text, std::string_view word) {
   auto isSame = [](char a, char b) { return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b; };
   return std::search(text.begin(), text.end(), word.begin(), word.end(), isSame) != text.end();
-}
-
-bool isObjectName(std::string_view text) {
-  return (text.size() == 40 || text.size() == 64) &&
-         text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
 /// How a submodule's kind is written in a staging area, wherever else those bytes may occur. Looks for the rarest.
@@ -187,7 +183,7 @@ class Look {
     struct stat information {};
     if (::fstatat(own(), "HEAD", &information, AT_SYMLINK_NOFOLLOW) != 0) return false;
     auto line = readLine(own(), "HEAD");
-    return S_ISREG(information.st_mode) && line && (line->starts_with("ref: refs/") || isObjectName(*line));
+    return S_ISREG(information.st_mode) && line && (line->starts_with("ref: refs/") || gitIsObjectName(*line));
   }
 
   bool hasStore() {

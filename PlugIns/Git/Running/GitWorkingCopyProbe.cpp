@@ -4,6 +4,8 @@
 #include <fstream>
 #include <string_view>
 
+#include "GitNames.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -22,18 +24,13 @@ std::optional<std::string> readLine(const fs::path& file) {
   return text;
 }
 
-bool isObjectName(std::string_view text) {
-  return (text.size() == 40 || text.size() == 64) &&
-         text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
-}
-
 /// A branch's name, an object name, or (as old versions made it) a symbolic link to a branch.
 bool hasHead(const fs::path& gitDirectory) {
   fs::path head = gitDirectory / "HEAD";
   std::error_code error;
   if (fs::path target = fs::read_symlink(head, error); !error) return target.string().starts_with("refs/");
   auto text = readLine(head);
-  return text && (text->starts_with("ref:") || isObjectName(*text));
+  return text && (text->starts_with("ref:") || gitIsObjectName(*text));
 }
 
 /// Where a path in a file leads from a folder. Links on the way count, so that "x/.." need not be here.
