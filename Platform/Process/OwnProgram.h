@@ -3,7 +3,6 @@
 #include <string>
 #include <string_view>
 
-
 namespace qrb {
 
 /// The path of the program that this process runs; empty where the system does not tell.
