@@ -7,6 +7,19 @@
 
 namespace qrb {
 
+namespace {
+
+void sendAll(int socket, std::string_view bytes) {
+  while (!bytes.empty()) {
+    ssize_t sent = ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (sent < 0 && errno == EINTR) continue;
+    if (sent <= 0) return;
+    bytes.remove_prefix(static_cast<std::size_t>(sent));
+  }
+}
+
+}  // namespace
+
 std::variant<GuardProcess, LaunchFailure> GuardProcess::launch(const std::string& program,
                                                                const std::vector<std::string>& arguments, Place place,
                                                                int lentDescriptor) {
@@ -36,15 +49,8 @@ std::string GuardProcess::answer() {
 }
 
 void GuardProcess::order(const std::string& line, std::string_view bytes) {
-  for (const std::string& text : {line + "\n", std::string(bytes)}) {
-    std::string_view rest = text;
-    while (!rest.empty()) {
-      const ssize_t sent = ::send(_connection.get(), rest.data(), rest.size(), MSG_NOSIGNAL);
-      if (sent < 0 && errno == EINTR) continue;
-      if (sent <= 0) return;
-      rest.remove_prefix(static_cast<std::size_t>(sent));
-    }
-  }
+  sendAll(_connection.get(), line + "\n");
+  sendAll(_connection.get(), bytes);
 }
 
 void GuardProcess::endOrders() {

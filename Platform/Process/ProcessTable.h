@@ -10,7 +10,7 @@ namespace qrb {
 /// What the system's process table tells of one process.
 struct ProcessEntry {
   pid_t id = 0;
-  /// Of its program, cut to what the system keeps of it.
+  /// The name of its program, cut to what the system keeps of it.
   std::string name;
   pid_t group = 0;
   /// It has ended, and whoever started it has not taken notice yet.

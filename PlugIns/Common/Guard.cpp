@@ -16,7 +16,6 @@ Guard::Guard(int lentDescriptor, const std::string& program) {
 Guard::~Guard() {
   if (!_process) return;
   _process->order("done");
-  _process->awaitEnd();
   _process->takeProcess().wait();
 }
 
@@ -28,7 +27,8 @@ Guard::Standing Guard::add(const Job& job) {
     line += " " + std::to_string(argument.size());
     bytes += argument;
   }
-  if (_process) _process->order(line, bytes + job.input);
+  bytes += job.input;
+  if (_process) _process->order(line, bytes);
   return {this, number};
 }
 
