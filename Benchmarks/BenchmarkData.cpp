@@ -4,11 +4,11 @@
 #include <random>
 
 #include "GitHistoryReader.h"
-#include "GitPaths.h"
 #include "QRBSourceControlRepository.h"
 #include "QRBSourceControlStatusValues.h"
 #include "QRBSourceControlSystem.h"
 #include "QRBSourceControlWorkingCopy.h"
+#include "StatusCollector.h"
 
 namespace benchmarkdata {
 
@@ -69,7 +69,7 @@ std::string statusOutput(std::int64_t count) {
 }
 
 QRBSourceControlPathStatusesPtr statuses(std::int64_t count) {
-  GitStatusCollector collector;
+  qrb::StatusCollector collector;
   for (std::int64_t number = 0; number < count; ++number) {
     collector.add(path(static_cast<std::uint64_t>(number)), QRBSourceControlStatusModified);
   }

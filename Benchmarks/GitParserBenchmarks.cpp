@@ -3,8 +3,8 @@
 #include "BenchmarkData.h"
 #include "GitHistoryReader.h"
 #include "GitLogParser.h"
-#include "GitPaths.h"
 #include "GitStatusParser.h"
+#include "StatusCollector.h"
 
 namespace {
 
@@ -54,7 +54,7 @@ void readStatus(benchmark::State& state) {
   std::string output = benchmarkdata::statusOutput(state.range(0));
   for (auto _ : state) {
     GitStatusParser parser;
-    GitStatusCollector collector;
+    qrb::StatusCollector collector;
     auto sink = [&](const GitStatusRecord& record) { collector.add(record.path, record.status); };
     feedInPieces(output, [&](std::string_view piece) { return parser.feed(piece, sink); });
     if (!parser.finish()) return state.SkipWithError("malformed");

@@ -10,6 +10,7 @@ pkg_check_modules(nettle REQUIRED IMPORTED_TARGET nettle)
 pkg_check_modules(uuid REQUIRED IMPORTED_TARGET uuid)
 pkg_check_modules(plist REQUIRED IMPORTED_TARGET libplist-2.0)
 pkg_check_modules(icu REQUIRED IMPORTED_TARGET icu-i18n)
+pkg_check_modules(subversion REQUIRED IMPORTED_TARGET libsvn_client libsvn_repos apr-1)
 
 # What every program or library made of the project's objects links.
 add_library(qrb-dependencies INTERFACE)

@@ -3,7 +3,6 @@
 #include <set>
 
 #include "GitChange.h"
-#include "GitPaths.h"
 #include "GitStatusParser.h"
 #include "GitWorkingCopyProbe.h"
 #include "QRBSourceControlAuthenticationTypes.h"
@@ -12,6 +11,7 @@
 #include "QRBSourceControlStatusValues.h"
 #include "QRBSourceControlSystem.h"
 #include "QRBSourceControlWorkingCopy.h"
+#include "StatusCollector.h"
 
 namespace {
 
@@ -101,7 +101,7 @@ void GitPlugIn::filesAndStatusOfWorkingCopy(
 
 qrb::Error GitPlugIn::statusOf(const QRBSourceControlWorkingCopyPtr& workingCopy,
                                QRBSourceControlPathStatusesPtr& statuses) {
-  GitStatusCollector collector;
+  qrb::StatusCollector collector;
   GitStatusParser parser;
   GitOutcome outcome = lookAt(workingCopy, {.convertsFiles = true})
                            .parse(gitStatusCommand({}), parser, [&](const GitStatusRecord& record) {
@@ -119,7 +119,7 @@ qrb::Error GitPlugIn::statusOf(const QRBSourceControlWorkingCopyPtr& workingCopy
 
 qrb::Error GitPlugIn::remoteStatusOf(const QRBSourceControlWorkingCopyPtr& workingCopy,
                                      QRBSourceControlPathStatusesPtr& statuses) {
-  GitStatusCollector collector;
+  qrb::StatusCollector collector;
   GitNameStatusParser parser;
   GitOutcome outcome = lookAt(workingCopy).parse(gitRemoteStatusCommand(), parser, [&](const GitChange& change) {
     collector.add(change.path, gitRemoteChangeStatus(change.letter));

@@ -3,16 +3,11 @@
 #include <algorithm>
 #include <chrono>
 
-#include "QRBSourceControlAuthor.h"
 #include "QRBSourceControlHistoryTypes.h"
 #include "QRBSourceControlLogItem.h"
 #include "QRBSourceControlRevision.h"
-#include "UnicodeText.h"
 
 namespace {
-
-/// Larger batches save nothing more and make a host wait.
-constexpr std::size_t largestBatch = 1000;
 
 /// Two: hosts show a revision with the one that it was made from.
 constexpr std::int64_t mostSingleItems = 2;
@@ -28,81 +23,44 @@ std::string_view withoutLineFeedsAtEnd(std::string_view text) {
 
 }  // namespace
 
-GitHistoryFilter::GitHistoryFilter(const GitHistoryRequest& request)
-    : _searchType(request.searchType), _searchString(qrb::lowercased(request.searchString)) {}
-
-bool GitHistoryFilter::contains(std::string_view text) const {
-  return qrb::lowercased(text).find(_searchString) != std::string::npos;
-}
-
-bool GitHistoryFilter::accepts(const GitLogRecord& record) const {
-  switch (_searchType) {
-    case QRBSourceControlHistorySearchAuthor:
-      return contains(record.authorName) || contains(record.authorEmail);
-    case QRBSourceControlHistorySearchPath:
-      return std::ranges::any_of(record.changes, [this](const GitChange& change) {
-        return contains(change.path) || contains(change.originalPath);
-      });
-    case QRBSourceControlHistorySearchRevision:
-      return record.hash.starts_with(_searchString);
-    default:
-      return contains(record.message);
-  }
-}
-
 GitHistoryReader::GitHistoryReader(const GitHistoryRequest& request, bool filters,
                                    QRBSourceControlWorkingCopyPtr workingCopy, OnBatch onBatch)
     : _inclusionType(request.inclusionType),
-      _maximum(request.maximum),
-      _filter(filters ? std::optional<GitHistoryFilter>(request) : std::nullopt),
+      _search(filters ? std::optional<qrb::HistorySearch>(std::in_place, request.searchType, request.searchString)
+                      : std::nullopt),
       _workingCopy(std::move(workingCopy)),
-      _onBatch(std::move(onBatch)),
-      _parser(boundsFor(request.maximum)) {}
+      _parser(boundsFor(request.maximum)),
+      _batches(request.maximum, std::move(onBatch)) {}
 
 bool GitHistoryReader::feed(std::string_view bytes) {
   bool isReadable = _parser.feed(bytes, [this](const GitLogRecord& record) { take(record); });
-  sendBatch(false);
-  return isReadable && !isFull();
+  _batches.send(false);
+  return isReadable && !_batches.isFull();
 }
 
 bool GitHistoryReader::finish() {
-  bool isReadable = isFull() || _parser.finish([this](const GitLogRecord& record) { take(record); });
-  sendBatch(true);
+  bool isReadable = _batches.isFull() || _parser.finish([this](const GitLogRecord& record) { take(record); });
+  _batches.send(true);
   return isReadable;
 }
 
-bool GitHistoryReader::isFull() const {
-  return _maximum > 0 && _items.size() >= static_cast<std::uint64_t>(_maximum);
+bool GitHistoryReader::isWanted(const GitLogRecord& record) const {
+  if (!_search) return true;
+  return _search->finds({record.hash, record.authorName, record.authorEmail, record.message},
+                        [&](const std::function<bool(std::string_view)>& found) {
+                          return std::ranges::any_of(record.changes, [&](const GitChange& change) {
+                            return found(change.path) || found(change.originalPath);
+                          });
+                        });
 }
 
 void GitHistoryReader::take(const GitLogRecord& record) {
   _hasSome = true;
-  if (isFull() || (_filter && !_filter->accepts(record))) return;
-  _items.push_back(makeItem(record));
-}
-
-/// Rare finds go out one by one, while those of a fast history soon fill batches worth a message.
-void GitHistoryReader::sendBatch(bool isLast) {
-  std::size_t waiting = _items.size() - _sent;
-  std::size_t enough = isLast ? 1 : std::clamp<std::size_t>(_sent / 4, 1, largestBatch);
-  if (waiting < enough || !_onBatch) return;
-  const double fraction =
-      _maximum > 0 ? std::min(1.0, static_cast<double>(_items.size()) / static_cast<double>(_maximum)) : 0;
-  auto begin = _items.begin() + static_cast<std::ptrdiff_t>(_sent);
-  _sent = _items.size();
-  _onBatch(Items(begin, _items.end()), fraction);
-}
-
-const QRBSourceControlAuthorPtr& GitHistoryReader::authorOf(const GitLogRecord& record) {
-  _authorKey.assign(record.authorName).push_back('\0');
-  _authorKey.append(record.authorEmail);
-  QRBSourceControlAuthorPtr& author = _authors[_authorKey];
-  if (!author) author = QRBSourceControlAuthor::initWithUsername(record.authorName, record.authorEmail);
-  return author;
+  if (!_batches.isFull() && isWanted(record)) _batches.add(makeItem(record));
 }
 
 QRBSourceControlLogItemPtr GitHistoryReader::makeItem(const GitLogRecord& record) {
-  const QRBSourceControlAuthorPtr& author = authorOf(record);
+  const QRBSourceControlAuthorPtr& author = _authors.get(record.authorName, record.authorEmail);
   auto revision = QRBSourceControlRevision::initWithIdentifier(record.hash);
   qrb::Date date{std::chrono::seconds(record.authorDate)};
   if ((_inclusionType & QRBSourceControlHistoryWithoutMessage) != 0) {

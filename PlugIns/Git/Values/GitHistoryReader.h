@@ -1,38 +1,22 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
-#include <string>
+#include <optional>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "GitCommands.h"
 #include "GitLogParser.h"
-#include "GitPaths.h"
+#include "HistoryBatches.h"
 #include "QRBSourceControlForward.h"
+#include "SharedTexts.h"
 
-/// Searches the records of a history where git itself could not.
-class GitHistoryFilter {
- public:
-  explicit GitHistoryFilter(const GitHistoryRequest& request);
-  bool accepts(const GitLogRecord& record) const;
-
- private:
-  bool contains(std::string_view text) const;
-
-  std::uint64_t _searchType;
-  std::string _searchString;
-};
-
-/// Makes log items of a history while git prints it, and hands them on in batches: the first as soon as there is one,
-/// later ones the larger the more there have been. Texts beyond qrb::listedTextBounds come shortened, but where a
-/// maximum of one or two items was asked for, only those beyond qrb::singleTextBounds.
+/// Makes log items of a history while git prints it, and hands them on in batches. Texts beyond qrb::listedTextBounds
+/// come shortened, but where a maximum of one or two items was asked for, only those beyond qrb::singleTextBounds.
 class GitHistoryReader {
  public:
-  using Items = std::vector<QRBSourceControlLogItemPtr>;
-  /// Gets the items since the last call, and the fraction done: 0 where nobody knows the whole.
-  using OnBatch = std::function<void(const Items& batch, double fraction)>;
+  using Items = qrb::HistoryBatches::Items;
+  using OnBatch = qrb::HistoryBatches::OnBatch;
 
   GitHistoryReader(const GitHistoryRequest& request, bool filters, QRBSourceControlWorkingCopyPtr workingCopy,
                    OnBatch onBatch);
@@ -43,27 +27,21 @@ class GitHistoryReader {
   bool finish();
   const std::optional<qrb::ParseError>& error() const { return _parser.error(); }
   /// Every item so far, those handed on included.
-  const Items& items() const { return _items; }
+  const Items& items() const { return _batches.items(); }
   /// Git has found nothing, whatever was searched for.
   bool isEmpty() const { return !_hasSome; }
 
  private:
   void take(const GitLogRecord& record);
+  bool isWanted(const GitLogRecord& record) const;
   QRBSourceControlLogItemPtr makeItem(const GitLogRecord& record);
-  const QRBSourceControlAuthorPtr& authorOf(const GitLogRecord& record);
-  bool isFull() const;
-  void sendBatch(bool isLast);
 
   const std::uint64_t _inclusionType;
-  const std::int64_t _maximum;
-  const std::optional<GitHistoryFilter> _filter;
+  const std::optional<qrb::HistorySearch> _search;
   const QRBSourceControlWorkingCopyPtr _workingCopy;
-  const OnBatch _onBatch;
   GitLogParser _parser;
-  GitTexts _paths;
-  std::unordered_map<std::string, QRBSourceControlAuthorPtr> _authors;
-  std::string _authorKey;
-  Items _items;
-  std::size_t _sent = 0;
+  qrb::SharedTexts _paths;
+  qrb::SharedAuthors _authors;
+  qrb::HistoryBatches _batches;
   bool _hasSome = false;
 };

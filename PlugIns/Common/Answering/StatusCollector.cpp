@@ -1,15 +1,10 @@
-#include "GitPaths.h"
+#include "StatusCollector.h"
 
 #include <algorithm>
 
-const qrb::String& GitTexts::get(std::string_view text) {
-  auto known = _numbers.find(text, [this](std::uint32_t number) { return _texts[number].view(); });
-  if (known) return _texts[*known];
-  _numbers.insert(text);
-  return _texts.emplace_back(text);
-}
+namespace qrb {
 
-QRBSourceControlPathStatusesPtr GitStatusCollector::take() {
+QRBSourceControlPathStatusesPtr StatusCollector::take() {
   auto before = [](const auto& a, const auto& b) { return a.first.view() < b.first.view(); };
   if (!std::is_sorted(_entries.begin(), _entries.end(), before)) {
     std::sort(_entries.begin(), _entries.end(), before);
@@ -25,3 +20,5 @@ QRBSourceControlPathStatusesPtr GitStatusCollector::take() {
   if (!_entries.empty()) _entries.resize(kept + 1);
   return std::make_shared<QRBSourceControlPathStatuses>(std::move(_entries));
 }
+
+}  // namespace qrb

@@ -1,0 +1,135 @@
+#include <svn_dirent_uri.h>
+#include <svn_repos.h>
+
+#include "SubversionClientPrivate.h"
+
+namespace {
+
+struct CommitResult {
+  long revision = -1;
+  std::string complaint;
+};
+
+svn_error_t* takeCommit(const svn_commit_info_t* told, void* baton, apr_pool_t*) {
+  auto& result = *static_cast<CommitResult*>(baton);
+  result.revision = told->revision;
+  result.complaint = subversionView(told->post_commit_err);
+  return SVN_NO_ERROR;
+}
+
+apr_array_header_t* copySource(const SubversionTarget& from, apr_pool_t* pool) {
+  auto* source = static_cast<svn_client_copy_source_t*>(apr_pcalloc(pool, sizeof(svn_client_copy_source_t)));
+  auto* revision = static_cast<svn_opt_revision_t*>(apr_palloc(pool, sizeof(svn_opt_revision_t)));
+  auto* peg = static_cast<svn_opt_revision_t*>(apr_palloc(pool, sizeof(svn_opt_revision_t)));
+  *revision = subversionOptRevision(from.revision);
+  *peg = subversionOptRevision(from.peg);
+  source->path = subversionPlace(from.place, pool);
+  source->revision = revision;
+  source->peg_revision = peg;
+  apr_array_header_t* sources = apr_array_make(pool, 1, sizeof(svn_client_copy_source_t*));
+  APR_ARRAY_PUSH(sources, svn_client_copy_source_t*) = source;
+  return sources;
+}
+
+}  // namespace
+
+SubversionFailure SubversionClient::add(const std::string& path, bool recursive) {
+  if (SubversionFailure failure = _private->open()) return failure;
+  SubversionPool pool;
+  return subversionFailure(
+      svn_client_add5(subversionPlace(path, pool), recursive ? svn_depth_infinity : svn_depth_empty, TRUE, FALSE, FALSE,
+                      TRUE, _private->context(), pool),
+      path);
+}
+
+SubversionFailure SubversionClient::remove(const std::vector<std::string>& paths, bool keepsOnDisk) {
+  SubversionPool pool;
+  return subversionFailure(svn_client_delete4(subversionPlaces(paths, pool), FALSE, keepsOnDisk ? TRUE : FALSE, nullptr,
+                                              nullptr, nullptr, _private->context(), pool),
+                           paths.empty() ? std::string() : paths.front());
+}
+
+SubversionFailure SubversionClient::copy(const std::string& from, const std::string& to) {
+  SubversionPool pool;
+  SubversionTarget source{from, {}, SubversionRevision::working()};
+  return subversionFailure(
+      svn_client_copy7(copySource(source, pool), subversionPlace(to, pool), FALSE, TRUE, TRUE, FALSE, FALSE, nullptr,
+                       nullptr, nullptr, nullptr, _private->context(), pool),
+      from);
+}
+
+SubversionFailure SubversionClient::move(const std::string& from, const std::string& to) {
+  SubversionPool pool;
+  return subversionFailure(svn_client_move7(subversionPlaces({from}, pool), subversionPlace(to, pool), FALSE, TRUE,
+                                            TRUE, FALSE, nullptr, nullptr, nullptr, _private->context(), pool),
+                           from);
+}
+
+SubversionFailure SubversionClient::makeFolders(const std::string& path, bool withParents) {
+  SubversionPool pool;
+  return subversionFailure(svn_client_mkdir4(subversionPlaces({path}, pool), withParents ? TRUE : FALSE, nullptr,
+                                             nullptr, nullptr, _private->context(), pool),
+                           path);
+}
+
+SubversionFailure SubversionClient::revert(const std::vector<std::string>& paths, bool recursive) {
+  if (paths.empty()) return {};
+  SubversionPool pool;
+  return subversionFailure(
+      svn_client_revert4(subversionPlaces(paths, pool), recursive ? svn_depth_infinity : svn_depth_empty, nullptr,
+                         FALSE, FALSE, TRUE, _private->context(), pool),
+      paths.front());
+}
+
+SubversionFailure SubversionClient::resolve(const std::string& path) {
+  SubversionPool pool;
+  return subversionFailure(svn_client_resolve(subversionPlace(path, pool), svn_depth_empty,
+                                              svn_wc_conflict_choose_merged, _private->context(), pool),
+                           path);
+}
+
+SubversionFailure SubversionClient::commit(const Commit& commit, long& revision, std::string& complaint) {
+  if (SubversionFailure failure = _private->open()) return failure;
+  SubversionPool pool;
+  _private->message = commit.message;
+  CommitResult result;
+  SubversionFailure failure = subversionFailure(svn_client_commit6(
+      subversionPlaces(commit.paths, pool), commit.recursive ? svn_depth_infinity : svn_depth_empty, FALSE, FALSE, TRUE,
+      FALSE, FALSE, nullptr, nullptr, takeCommit, &result, _private->context(), pool));
+  revision = result.revision;
+  complaint = result.complaint;
+  return failure;
+}
+
+SubversionFailure SubversionClient::copyOnServer(const SubversionTarget& from, const std::string& toURL,
+                                                 const std::string& message, long& revision) {
+  if (SubversionFailure failure = _private->open()) return failure;
+  SubversionPool pool;
+  _private->message = message;
+  CommitResult result;
+  SubversionFailure failure =
+      subversionFailure(svn_client_copy7(copySource(from, pool), subversionPlace(toURL, pool), FALSE, TRUE, TRUE, FALSE,
+                                         FALSE, nullptr, nullptr, takeCommit, &result, _private->context(), pool),
+                        from.place);
+  revision = result.revision;
+  return failure;
+}
+
+SubversionFailure SubversionClient::removeOnServer(const std::string& url, const std::string& message, long& revision) {
+  if (SubversionFailure failure = _private->open()) return failure;
+  SubversionPool pool;
+  _private->message = message;
+  CommitResult result;
+  SubversionFailure failure = subversionFailure(svn_client_delete4(subversionPlaces({url}, pool), FALSE, FALSE, nullptr,
+                                                                   takeCommit, &result, _private->context(), pool),
+                                                url);
+  revision = result.revision;
+  return failure;
+}
+
+SubversionFailure SubversionClient::createRepository(const std::string& path) {
+  SubversionPool pool;
+  svn_repos_t* repository = nullptr;
+  return subversionFailure(
+      svn_repos_create(&repository, subversionPlace(path, pool), nullptr, nullptr, nullptr, nullptr, pool), path);
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <svn_client.h>
+
+#include "SubversionAuthentication.h"
+#include "SubversionClient.h"
+#include "SubversionLibrary.h"
+
+/// The library's context and what its callbacks need.
+struct SubversionClient::Private {
+  explicit Private(int hostConnection);
+
+  /// The library's configuration and who answers its questions are made when they are first needed: what looks at a
+  /// working copy alone needs neither.
+  SubversionFailure open();
+  /// For calls that want neither.
+  svn_client_ctx_t* context();
+
+  SubversionPool pool;
+  int hostConnection;
+  SubversionAuthentication authentication;
+  std::function<void(const SubversionNotice&)> notices;
+  std::function<void(std::int64_t bytes)> transferred;
+  unsigned cancelQuestions = 0;
+  /// What is told to the server with the next commit.
+  std::string message;
+
+ private:
+  svn_client_ctx_t* _context = nullptr;
+  bool _isOpen = false;
+};

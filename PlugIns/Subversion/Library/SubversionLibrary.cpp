@@ -1,0 +1,92 @@
+#include "SubversionLibrary.h"
+
+#include <apr_general.h>
+#include <svn_dirent_uri.h>
+#include <svn_dso.h>
+#include <svn_path.h>
+#include <svn_pools.h>
+#include <svn_utf.h>
+
+#include <clocale>
+
+namespace {
+
+/// The library translates names of files by the locale, whatever the host's is.
+apr_pool_t* rootPool() {
+  static apr_pool_t* const pool = [] {
+    ::setlocale(LC_CTYPE, "C.UTF-8");
+    apr_initialize();
+    // A fault that the library finds in itself is an error of one call.
+    svn_error_set_malfunction_handler(svn_error_raise_on_malfunction);
+    svn_error_clear(svn_dso_initialize2());
+    apr_pool_t* made = svn_pool_create(nullptr);
+    svn_utf_initialize2(FALSE, made);
+    return made;
+  }();
+  return pool;
+}
+
+}  // namespace
+
+SubversionPool::SubversionPool() : _pool(svn_pool_create(rootPool())) {}
+
+const char* subversionPlace(std::string_view place, apr_pool_t* pool) {
+  std::string text(place);
+  return svn_path_is_url(text.c_str()) ? svn_uri_canonicalize(text.c_str(), pool)
+                                       : svn_dirent_internal_style(text.c_str(), pool);
+}
+
+apr_array_header_t* subversionArray(const std::vector<std::string>& texts, apr_pool_t* pool) {
+  apr_array_header_t* array = apr_array_make(pool, static_cast<int>(texts.size()), sizeof(const char*));
+  for (const std::string& text : texts)
+    APR_ARRAY_PUSH(array, const char*) = apr_pstrmemdup(pool, text.data(), text.size());
+  return array;
+}
+
+apr_array_header_t* subversionPlaces(const std::vector<std::string>& places, apr_pool_t* pool) {
+  apr_array_header_t* array = apr_array_make(pool, static_cast<int>(places.size()), sizeof(const char*));
+  for (const std::string& place : places) APR_ARRAY_PUSH(array, const char*) = subversionPlace(place, pool);
+  return array;
+}
+
+svn_opt_revision_t subversionOptRevision(const SubversionRevision& revision) {
+  svn_opt_revision_t result{};
+  switch (revision.kind) {
+    case SubversionRevision::Kind::unspecified:
+      result.kind = svn_opt_revision_unspecified;
+      break;
+    case SubversionRevision::Kind::number:
+      result.kind = svn_opt_revision_number;
+      result.value.number = revision.number;
+      break;
+    case SubversionRevision::Kind::head:
+      result.kind = svn_opt_revision_head;
+      break;
+    case SubversionRevision::Kind::base:
+      result.kind = svn_opt_revision_base;
+      break;
+    case SubversionRevision::Kind::working:
+      result.kind = svn_opt_revision_working;
+      break;
+  }
+  return result;
+}
+
+SubversionNodeKind subversionNodeKind(svn_node_kind_t kind) {
+  switch (kind) {
+    case svn_node_none:
+      return SubversionNodeKind::none;
+    case svn_node_file:
+      return SubversionNodeKind::file;
+    case svn_node_dir:
+      return SubversionNodeKind::folder;
+    case svn_node_symlink:
+      return SubversionNodeKind::link;
+    default:
+      return SubversionNodeKind::unknown;
+  }
+}
+
+SubversionTime subversionTime(apr_time_t time) {
+  return SubversionTime(std::chrono::microseconds(time));
+}
