@@ -1,5 +1,6 @@
 #include "GitRemoteTool.h"
 
+#include "Errors.h"
 #include "GitErrors.h"
 #include "GitNames.h"
 #include "GitNetworkCommands.h"
@@ -11,12 +12,6 @@
 namespace {
 
 using Kind = qrb::RemoteAccess::Kind;
-
-qrb::Error withFingerprint(const qrb::Error& error, const std::string& fingerprint) {
-  qrb::StringMap<qrb::String> userInfo = error.userInfo();
-  userInfo.set(QRBSourceControlSSHFingerprint, fingerprint);
-  return {error.domain(), error.code(), std::move(userInfo), error.cause()};
-}
 
 /// The user's own way of starting ssh, if the environment of the host tells one; it has to take ssh's options. Settings
 /// of the repository do not count here: they may have come with a repository of somebody else.
@@ -42,7 +37,8 @@ qrb::Error GitRemoteTool::open() {
   if (qrb::Error error = gitRefuseURL(_remote->URL())) return error;
   if (qrb::Error error = _access.fault()) return error;
   if (!_channel.isOpen()) {
-    return gitErrorWithMessage(QRBSourceControlError_SystemUnusable(), "No socket could be made for what git may ask.");
+    return qrb::errorWithMessage(QRBSourceControlError_SystemUnusable(),
+                                 "No socket could be made for what git may ask.");
   }
   for (auto& [name, value] : _channel.environment()) _tool.addVariable(name, value);
   _tool.setSideChannel(_channel.descriptor(), [this] { _channel.serve(); });
@@ -114,10 +110,10 @@ qrb::Error GitRemoteTool::trustCertificate(GitNeutralization::Pairs& settings) c
   }
   // Then it is for the authorities that the user trusts to say.
   if (!_access.isFingerprintEnforced) return {};
-  return withFingerprint(QRBSourceControlError_AuthenticationSSLCertificateInvalid(
-                             "The server's certificate is not the trusted one. It has the fingerprint " +
-                             shown->fingerprint + " and is for " + shown->name + "."),
-                         shown->fingerprint);
+  return qrb::errorWithFingerprint(QRBSourceControlError_AuthenticationSSLCertificateInvalid(
+                                       "The server's certificate is not the trusted one. It has the fingerprint " +
+                                       shown->fingerprint + " and is for " + shown->name + "."),
+                                   shown->fingerprint);
 }
 
 bool GitRemoteTool::wasAccepted(const GitOutcome& outcome) const {
@@ -168,12 +164,12 @@ qrb::Error GitRemoteTool::authenticationError(const GitFailure& failure) const {
   }
   bool wasTried = _answers.gaveSecret() || (_access.address.isSSH() && _access.kind != Kind::none);
   if (wasTried) return QRBSourceControlError_AuthenticationCredentialsInvalid(failure.message);
-  return gitErrorWithMessage(QRBSourceControlError_AuthenticationStrategyUnsupported(), failure.message);
+  return qrb::errorWithMessage(QRBSourceControlError_AuthenticationStrategyUnsupported(), failure.message);
 }
 
 qrb::Error GitRemoteTool::certificateError(const GitFailure& failure) const {
   qrb::Error error = QRBSourceControlError_AuthenticationSSLCertificateInvalid(failure.message);
   std::string reason;
   auto shown = certificate(reason);
-  return shown ? withFingerprint(error, shown->fingerprint) : error;
+  return shown ? qrb::errorWithFingerprint(error, shown->fingerprint) : error;
 }

@@ -46,12 +46,12 @@ class Transfer {
     for (const Entry& entry : _entries) {
       if (entry.isSubmodule)
         return refusal(GitFailureKind::other, entry.path, "is a submodule, which cannot be copied");
-      std::string from = gitPathOnDisk(_root, entry.path);
+      std::string from = qrb::pathOnDisk(_root, entry.path);
       std::error_code error;
       // What is gone from a folder is no part of it any more.
       if (!fs::exists(fs::symlink_status(from, error))) continue;
       copies.push_back(_targets[entry.source] + entry.path.substr(_sources[entry.source].size()));
-      GitOutcome outcome = _made.copy(from, gitPathOnDisk(_root, copies.back()));
+      GitOutcome outcome = _made.copy(from, qrb::pathOnDisk(_root, copies.back()));
       if (!outcome) return outcome;
     }
     if (copies.empty()) return {};
@@ -62,7 +62,7 @@ class Transfer {
 
   GitOutcome move() {
     for (std::size_t pair = 0; pair < _sources.size(); ++pair) {
-      GitOutcome outcome = _made.makeFolders(fs::path(gitPathOnDisk(_root, _targets[pair])).parent_path());
+      GitOutcome outcome = _made.makeFolders(fs::path(qrb::pathOnDisk(_root, _targets[pair])).parent_path());
       if (outcome) outcome = _tool.run(gitMoveCommand(_sources[pair], _targets[pair]));
       if (!outcome) {
         while (pair-- > 0) _tool.run(gitMoveCommand(_targets[pair], _sources[pair]));
@@ -93,8 +93,8 @@ class Transfer {
       const std::string& source = _sources[place];
       std::error_code error;
       if (source == ".") return refusal(GitFailureKind::pathOutside, source, "is the working copy itself");
-      if (gitIsBeyondLink(_root, source)) return refusal(GitFailureKind::pathOutside, source, "lies beyond a link");
-      if (!fs::exists(fs::symlink_status(gitPathOnDisk(_root, source), error))) {
+      if (qrb::isBeyondLink(_root, source)) return refusal(GitFailureKind::pathOutside, source, "lies beyond a link");
+      if (!fs::exists(fs::symlink_status(qrb::pathOnDisk(_root, source), error))) {
         return gitUnknownPath(source, "is not there");
       }
       if (!tracked[place]) return gitUnknownPath(source);
@@ -107,8 +107,8 @@ class Transfer {
     for (std::size_t place = 0; place < _targets.size(); ++place) {
       const std::string& target = _targets[place];
       std::error_code error;
-      if (gitIsBeyondLink(_root, target)) return refusal(GitFailureKind::pathOutside, target, "lies beyond a link");
-      if (fs::exists(fs::symlink_status(gitPathOnDisk(_root, target), error)) || !targets.insert(target).second) {
+      if (qrb::isBeyondLink(_root, target)) return refusal(GitFailureKind::pathOutside, target, "lies beyond a link");
+      if (fs::exists(fs::symlink_status(qrb::pathOnDisk(_root, target), error)) || !targets.insert(target).second) {
         return refusal(GitFailureKind::fileExists, target, "already exists");
       }
       if (target.starts_with(_sources[place] + "/")) {

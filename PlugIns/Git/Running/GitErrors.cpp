@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "Errors.h"
 #include "Localization.h"
 #include "QRBSourceControlError.h"
 #include "UTF8.h"
@@ -23,17 +24,6 @@ std::string dubiousOwnershipMessage(const GitFailure& failure) {
   return text + failure.message;
 }
 
-/// An error of a known code with texts of its own: the codes are few, and what a user reads must be true.
-qrb::Error reworded(const qrb::Error& like, const char* description, const char* suggestion, const qrb::String& name,
-                    const qrb::String& message) {
-  qrb::String shown(qrb::replacingInvalidUTF8(name.view()));
-  return {like.domain(),
-          like.code(),
-          {{qrb::kErrorLocalizedDescriptionKey, qrb::format(qrb::localized(description), {shown})},
-           {qrb::kErrorLocalizedRecoverySuggestionKey, qrb::localized(suggestion)},
-           {QRBSourceControlUnderlyingErrorString, message.valueOr("")}}};
-}
-
 const char* existsDescription(GitThing thing) {
   switch (thing) {
     case GitThing::branch:
@@ -48,28 +38,23 @@ const char* existsDescription(GitThing thing) {
 
 }  // namespace
 
-qrb::Error gitErrorWithMessage(const qrb::Error& error, const qrb::String& message) {
-  qrb::StringMap<qrb::String> userInfo = error.userInfo();
-  userInfo.set(QRBSourceControlUnderlyingErrorString, message);
-  return {error.domain(), error.code(), std::move(userInfo), error.cause()};
-}
-
 qrb::Error gitAlreadyExists(GitThing thing, const qrb::String& name, const qrb::String& message) {
-  return reworded(QRBSourceControlError_RepositoryExists({}), existsDescription(thing),
-                  qrb::localizable("Choose another name and try again."), name, message);
+  return qrb::rewordedError(QRBSourceControlError_RepositoryExists({}), existsDescription(thing),
+                            qrb::localizable("Choose another name and try again."), name, message);
 }
 
 qrb::Error gitBranchInUse(const qrb::String& name, const qrb::String& message) {
-  return reworded(QRBSourceControlError_RepositoryLocked({}, message),
-                  qrb::localizable("The branch “%@” is checked out in a working copy."),
-                  qrb::localizable("Switch that working copy to another branch and try again."), name, message);
+  return qrb::rewordedError(QRBSourceControlError_RepositoryLocked({}, message),
+                            qrb::localizable("The branch “%@” is checked out in a working copy."),
+                            qrb::localizable("Switch that working copy to another branch and try again."), name,
+                            message);
 }
 
 qrb::Error gitUnclearBranch(const qrb::String& name, const qrb::String& message) {
-  return reworded(QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::branchNotFound, {}, {}),
-                  qrb::localizable("Which branch is to be sent to “%@” is not clear."),
-                  qrb::localizable("Switch to the branch that you mean, and send it without naming another."), name,
-                  message);
+  return qrb::rewordedError(QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::branchNotFound, {}, {}),
+                            qrb::localizable("Which branch is to be sent to “%@” is not clear."),
+                            qrb::localizable("Switch to the branch that you mean, and send it without naming another."),
+                            name, message);
 }
 
 namespace {
@@ -90,26 +75,27 @@ const RefFolder& folderOf(std::string_view name) {
 }
 
 qrb::Error targetMissing(const GitFailure& failure, const char* suggestion) {
-  return reworded(QRBSourceControlError_RepositoryNotFound({}),
-                  qrb::localizable("The repository is damaged: the revision that “%@” stands for is missing."),
-                  suggestion, failure.detail.substr(folderOf(failure.detail).name.size()), failure.message);
+  return qrb::rewordedError(
+      QRBSourceControlError_RepositoryNotFound({}),
+      qrb::localizable("The repository is damaged: the revision that “%@” stands for is missing."), suggestion,
+      failure.detail.substr(folderOf(failure.detail).name.size()), failure.message);
 }
 
 qrb::Error noRevision(const GitFailure& failure) {
   const RefFolder& folder = folderOf(failure.detail);
   std::string named = qrb::localized(folder.word) + " \"" + failure.detail.substr(folder.name.size()) + "\"";
-  return reworded(QRBSourceControlError_LocationNotFound(folder.code, {}, {}),
-                  failure.kind == GitFailureKind::fileNotRevision
-                      ? qrb::localizable("The %@ is the contents of a file, and no revision.")
-                      : qrb::localizable("The %@ is the contents of a folder, and no revision."),
-                  qrb::localizable("Name a revision, or a branch or tag that stands for one, and try again."), named,
-                  failure.message);
+  return qrb::rewordedError(QRBSourceControlError_LocationNotFound(folder.code, {}, {}),
+                            failure.kind == GitFailureKind::fileNotRevision
+                                ? qrb::localizable("The %@ is the contents of a file, and no revision.")
+                                : qrb::localizable("The %@ is the contents of a folder, and no revision."),
+                            qrb::localizable("Name a revision, or a branch or tag that stands for one, and try again."),
+                            named, failure.message);
 }
 
 /// Errors whose codes say too little for what users read.
 qrb::Error rewordedFailure(const GitFailure& failure) {
   auto make = [&](const qrb::Error& like, const char* description, const char* suggestion) {
-    return reworded(like, description, suggestion, failure.detail, failure.message);
+    return qrb::rewordedError(like, description, suggestion, failure.detail, failure.message);
   };
   const qrb::Error pathNotFound =
       QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::pathNotFound, {}, {});
@@ -282,5 +268,5 @@ qrb::Error gitError(const GitOutcome& outcome, GitSubject subject, const qrb::St
     case GitFailureKind::other:
       return rewordedFailure(failure);
   }
-  return gitErrorWithMessage(QRBSourceControlError_SystemUnusable(), failure.message);
+  return qrb::errorWithMessage(QRBSourceControlError_SystemUnusable(), failure.message);
 }

@@ -24,6 +24,3 @@ qrb::Error gitBranchInUse(const qrb::String& name, const qrb::String& message);
 
 /// The error that several branches here may be meant by the name of one there; the code is that of a branch not found.
 qrb::Error gitUnclearBranch(const qrb::String& name, const qrb::String& message);
-
-/// An error with git's words in it, where its constructor takes none.
-qrb::Error gitErrorWithMessage(const qrb::Error& error, const qrb::String& message);

@@ -11,8 +11,8 @@
 
 #include "GitFileCommands.h"
 #include "GitIndexParser.h"
-#include "GitLockWait.h"
 #include "GitWorkingCopyProbe.h"
+#include "LockWait.h"
 
 namespace {
 
@@ -218,7 +218,7 @@ GitOutcome GitTool::runPrepared(const GitCommand& command, const ToolCommand& to
     hasPrinted = true;
     return !onOutput || onOutput(bytes);
   };
-  GitLockWait lock(_lockPatience, _hostConnection);
+  qrb::LockWait lock(_lockPatience, _hostConnection);
   GitOutcome outcome = runOnce(onFirstOutput);
   while (outcome.failedWith(GitFailureKind::locked) && !hasPrinted && lock.wait()) {
     outcome = runOnce(onFirstOutput);

@@ -63,10 +63,10 @@ GitOutcome makeDirectory(const std::string& root, const qrb::String& path, bool 
   std::string name;
   GitOutcome outcome = gitResolvePath(root, path.view(), name);
   if (!outcome) return outcome;
-  if (gitIsBeyondLink(root, name)) {
+  if (qrb::isBeyondLink(root, name)) {
     return GitOutcome::failed({GitFailureKind::pathOutside, name, "“" + name + "” lies beyond a link."});
   }
-  fs::path folder(gitPathOnDisk(root, name));
+  fs::path folder(qrb::pathOnDisk(root, name));
   std::error_code error;
   if (withIntermediateDirectories && fs::is_directory(folder, error)) return {};
   GitMadeFiles made;

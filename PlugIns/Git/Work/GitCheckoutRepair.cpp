@@ -60,7 +60,7 @@ class Repair {
 
   bool isTouched(const std::string& path, bool& isEmpty) const {
     struct stat info {};
-    if (::lstat(gitPathOnDisk(_root, path).c_str(), &info) != 0) return false;
+    if (::lstat(qrb::pathOnDisk(_root, path).c_str(), &info) != 0) return false;
     isEmpty = S_ISREG(info.st_mode) && info.st_size == 0;
     return std::pair(info.st_ctim.tv_sec, info.st_ctim.tv_nsec) >= std::pair(_begin.tv_sec, _begin.tv_nsec);
   }
@@ -98,7 +98,7 @@ class Repair {
       bool isEmpty = false;
       bool isTouchedNow = isTouched(change.path, isEmpty);
       std::error_code error;
-      bool isGone = !fs::exists(fs::symlink_status(gitPathOnDisk(_root, change.path), error));
+      bool isGone = !fs::exists(fs::symlink_status(qrb::pathOnDisk(_root, change.path), error));
       bool isOurs = isTouchedNow && (isEmpty || !others.contains(change.path));
       if (change.isDeletion() ? isGone : (isOurs && !change.isAddition()) || (isGone && !change.isAddition())) {
         restored.push_back(change.path);
@@ -111,9 +111,9 @@ class Repair {
 
   /// With the folders that have been made for it.
   void remove(const std::string& path) {
-    if (gitIsBeyondLink(_root, path)) return;
+    if (qrb::isBeyondLink(_root, path)) return;
     std::error_code error;
-    fs::path place(gitPathOnDisk(_root, path));
+    fs::path place(qrb::pathOnDisk(_root, path));
     fs::remove(place, error);
     for (place = place.parent_path(); !error && place != fs::path(_root); place = place.parent_path()) {
       if (!fs::remove(place, error)) break;

@@ -58,7 +58,7 @@ GitOutcome carryOut(const GitTool& tool, const std::string& root, const Plan& pl
   if (!plan.forgotten.empty()) outcome = tool.run(gitForgetCommand(plan.forgotten));
   for (const std::string& path : plan.removed) {
     std::error_code ignored;  // What is gone already, or a folder now, is not the file that was meant.
-    if (outcome && !gitIsBeyondLink(root, path)) fs::remove(gitPathOnDisk(root, path), ignored);
+    if (outcome && !qrb::isBeyondLink(root, path)) fs::remove(qrb::pathOnDisk(root, path), ignored);
   }
   if (outcome && !plan.restored.empty()) outcome = tool.run(gitRestoreCommand(plan.restored));
   return outcome;
@@ -82,7 +82,7 @@ GitOutcome checkTracked(const GitTool& tool, const GitPathList& paths, std::vect
 GitOutcome checkFree(const std::string& root, const GitPathSet& names, const GitPathList& originals) {
   for (const std::string& path : originals) {
     std::error_code error;
-    if (names.covers(path) || !fs::exists(fs::symlink_status(gitPathOnDisk(root, path), error))) continue;
+    if (names.covers(path) || !fs::exists(fs::symlink_status(qrb::pathOnDisk(root, path), error))) continue;
     return GitOutcome::failed({GitFailureKind::localChanges, path,
                                "“" + path + "”, from where a file was moved, is in use again and would be lost."});
   }

@@ -6,24 +6,16 @@
 #include <unordered_map>
 #include <vector>
 
+#include "FilePaths.h"
 #include "GitTool.h"
 #include "SharedString.h"
 
-// Files as hosts name them: by absolute path or by path from the root of the working copy, in bytes.
-
-/// The path from the root, without "." and ".." and slashes too many; "." for the root itself. Absolute paths may go
-/// through symbolic links above the working copy. Fails with PathOutside for what lies elsewhere or is git's own
-/// (".git"), and with UnknownPath for what is no path.
+/// As qrb::resolveFilePath(). Fails with pathOutside for what lies elsewhere or is git's own (".git"), and with
+/// unknownPath for what is no path.
 GitOutcome gitResolvePath(const std::string& root, std::string_view file, std::string& path);
 /// Resolves several; the first error ends it.
 GitOutcome gitResolvePaths(const std::string& root, const std::vector<qrb::String>& files,
                            std::vector<std::string>& paths);
-
-/// Whether a folder on the way from the root to the path is a symbolic link, so that the path may lead anywhere.
-bool gitIsBeyondLink(const std::string& root, std::string_view path);
-
-/// Where a path from the root is on disk.
-std::string gitPathOnDisk(const std::string& root, std::string_view path);
 
 /// Tells to which of some paths, each a file or a folder, a path belongs.
 class GitPathSet {

@@ -16,15 +16,15 @@ constexpr std::string_view emptyObjects[] = {"e69de29bb2d1d6434b8b29ae775ad8c2e4
 
 bool isOnDisk(const std::string& root, const std::string& path) {
   std::error_code error;
-  return std::filesystem::exists(std::filesystem::symlink_status(gitPathOnDisk(root, path), error));
+  return std::filesystem::exists(std::filesystem::symlink_status(qrb::pathOnDisk(root, path), error));
 }
 
 /// Whether git would find there what is staged, changed or not: no folder in its place, no link on the way.
 bool isFileOnDisk(const std::string& root, const std::string& path, std::uint32_t mode) {
   constexpr std::uint32_t submodule = 0160000;
   std::error_code error;
-  auto found = std::filesystem::symlink_status(gitPathOnDisk(root, path), error);
-  if (!std::filesystem::exists(found) || gitIsBeyondLink(root, path)) return false;
+  auto found = std::filesystem::symlink_status(qrb::pathOnDisk(root, path), error);
+  if (!std::filesystem::exists(found) || qrb::isBeyondLink(root, path)) return false;
   return mode == submodule || !std::filesystem::is_directory(found);
 }
 

@@ -90,3 +90,18 @@ SubversionNodeKind subversionNodeKind(svn_node_kind_t kind) {
 SubversionTime subversionTime(apr_time_t time) {
   return SubversionTime(std::chrono::microseconds(time));
 }
+
+std::string subversionURL(const std::string& rootURL, std::string_view path) {
+  SubversionPool pool;
+  return svn_path_url_add_component2(subversionPlace(rootURL, pool), std::string(path).c_str(), pool);
+}
+
+std::string subversionEncoded(std::string_view path) {
+  SubversionPool pool;
+  return svn_path_uri_encode(std::string(path).c_str(), pool);
+}
+
+std::string subversionDecoded(std::string_view path) {
+  SubversionPool pool;
+  return svn_path_uri_decode(std::string(path).c_str(), pool);
+}

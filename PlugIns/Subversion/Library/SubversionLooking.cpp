@@ -271,7 +271,7 @@ SubversionFailure SubversionClient::diff(const SubversionTarget& from, const Sub
   const char* relativeTo = svn_path_is_url(root) || from.place != against.place ? nullptr : root;
   return subversionFailure(
       svn_client_diff7(apr_array_make(pool, 0, sizeof(const char*)), root, &first, subversionPlace(against.place, pool),
-                       &second, relativeTo, svn_depth_infinity, FALSE, FALSE, FALSE, FALSE, FALSE, FALSE, FALSE, TRUE,
+                       &second, relativeTo, svn_depth_infinity, FALSE, FALSE, FALSE, TRUE, FALSE, FALSE, FALSE, TRUE,
                        FALSE, "UTF-8", stream, svn_stream_empty(pool), nullptr, _private->context(), pool));
 }
 

@@ -178,3 +178,9 @@ struct SubversionExternal {
   SubversionRevision peg;
   SubversionRevision revision;
 };
+
+/// The address of a path below a repository's root, which is as people write it; empty for the root itself.
+std::string subversionURL(const std::string& rootURL, std::string_view path);
+/// A path as it stands in an address, and as people write it.
+std::string subversionEncoded(std::string_view path);
+std::string subversionDecoded(std::string_view path);

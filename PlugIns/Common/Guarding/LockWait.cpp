@@ -1,19 +1,20 @@
-#include "GitLockWait.h"
+#include "LockWait.h"
 
 #include <poll.h>
 
 #include <algorithm>
 
+namespace qrb {
 namespace {
 
 constexpr std::chrono::milliseconds longest{250};
 
 }  // namespace
 
-GitLockWait::GitLockWait(std::chrono::milliseconds patience, int hostConnection)
+LockWait::LockWait(std::chrono::milliseconds patience, int hostConnection)
     : _patience(patience), _hostConnection(hostConnection) {}
 
-bool GitLockWait::wait() {
+bool LockWait::wait() {
   auto now = std::chrono::steady_clock::now();
   if (!_end) _end = now + _patience;
   auto left = std::chrono::ceil<std::chrono::milliseconds>(*_end - now);
@@ -23,3 +24,5 @@ bool GitLockWait::wait() {
   _next = std::min(_next * 2, longest);
   return true;
 }
+
+}  // namespace qrb

@@ -3,13 +3,15 @@
 #include <chrono>
 #include <optional>
 
+namespace qrb {
+
 /// Waits for a lock that cannot be waited for: looks again soon at first, for most locks are held for a moment only,
 /// and then less and less often. The time begins with the first wait, so that there is a second look however long the
 /// first has taken.
-class GitLockWait {
+class LockWait {
  public:
   /// `hostConnection` is as for ToolRunner.
-  GitLockWait(std::chrono::milliseconds patience, int hostConnection);
+  LockWait(std::chrono::milliseconds patience, int hostConnection);
 
   /// Returns true when it is time to look again; false when there is no more time, or the host is gone.
   bool wait();
@@ -20,3 +22,5 @@ class GitLockWait {
   const int _hostConnection;
   std::chrono::milliseconds _next{5};
 };
+
+}  // namespace qrb

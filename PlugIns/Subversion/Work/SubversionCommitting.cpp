@@ -1,0 +1,158 @@
+#include "SubversionCommitting.h"
+
+#include <algorithm>
+#include <set>
+#include <unordered_set>
+
+namespace {
+
+std::string folderOf(const std::string& path) {
+  return path.substr(0, path.rfind('/'));
+}
+
+class Committing {
+ public:
+  Committing(SubversionClient& client, std::string root) : _client(client), _root(std::move(root)) {}
+
+  SubversionFailure prepare(const std::vector<std::string>& paths) {
+    for (const std::string& path : paths) {
+      if (SubversionFailure failure = addFoldersAbove(path)) return failure;
+      if (SubversionFailure failure = collect(path)) return failure;
+    }
+    // A deleted or copied folder goes as a whole, so what it holds is not named besides.
+    std::erase_if(_targets, [this](const std::string& path) { return isBelowWhole(path); });
+    return {};
+  }
+
+  SubversionFailure commit(const std::string& message, long& revision, std::string& complaint) {
+    if (_targets.empty()) return {};
+    // The library commits folders that are deleted or copied only with all that is in them, and others only by name.
+    bool hasPlainFolders = !_foldersByName.empty();
+    if (!hasPlainFolders || _whole.empty()) {
+      return _client.commit({targets(), _foldersByName.empty(), message}, revision, complaint);
+    }
+    return _client.commit({targets(), false, message}, revision, complaint);
+  }
+
+  void takeBack() {
+    std::vector<std::string> paths(_addedHere.rbegin(), _addedHere.rend());
+    paths.insert(paths.end(), _removedHere.begin(), _removedHere.end());
+    // What cannot be taken back stays scheduled, and shows in the status.
+    if (!paths.empty()) static_cast<void>(_client.revert(paths, false));
+  }
+
+ private:
+  std::vector<std::string> targets() const { return {_targets.begin(), _targets.end()}; }
+
+  bool isBelowWhole(const std::string& path) const {
+    for (std::string folder = folderOf(path); folder.size() >= _root.size(); folder = folderOf(folder)) {
+      if (_whole.contains(folder)) return true;
+    }
+    return false;
+  }
+
+  /// New folders that a new file needs.
+  SubversionFailure addFoldersAbove(const std::string& path) {
+    std::vector<std::string> added;
+    for (std::string folder = folderOf(path); folder.size() > _root.size(); folder = folderOf(folder)) {
+      SubversionInfo info;
+      SubversionFailure failure = _client.info({folder}, info);
+      if (failure && failure.kind != SubversionFailureKind::notVersioned) return failure;
+      if (!failure && !info.isAdded) break;
+      if (failure) added.push_back(folder);
+      if (!info.isCopied) {
+        _targets.insert(folder);
+        _foldersByName.insert(folder);
+      }
+    }
+    for (auto folder = added.rbegin(); folder != added.rend(); ++folder) {
+      if (SubversionFailure failure = _client.add(*folder, false)) return failure;
+      _addedHere.push_back(*folder);
+    }
+    return {};
+  }
+
+  SubversionFailure collect(const std::string& path) {
+    std::vector<std::string> unversioned;
+    std::vector<std::string> missing;
+    bool hasSome = false;
+    SubversionFailure failure = _client.status(path, false, true, [&](const SubversionStatus& status) {
+      hasSome = true;
+      std::string each(status.path);
+      switch (status.node) {
+        case SubversionState::unversioned:
+          unversioned.push_back(each);
+          break;
+        case SubversionState::missing:
+          missing.push_back(each);
+          break;
+        case SubversionState::ignored:
+          if (each == path) unversioned.push_back(each);
+          break;
+        case SubversionState::none:
+        case SubversionState::external:
+          break;
+        default:
+          take(each, status);
+      }
+    });
+    if (failure) return failure;
+    for (const std::string& each : missing) {
+      if ((failure = _client.remove({each}, false))) return failure;
+      _removedHere.push_back(each);
+      _targets.insert(each);
+    }
+    for (const std::string& each : unversioned) {
+      if ((failure = addAll(each))) return failure;
+    }
+    if (hasSome) return {};
+    // Nothing to tell of it: it is as it was, or is not there at all.
+    SubversionInfo info;
+    return _client.info({path}, info);
+  }
+
+  void take(const std::string& path, const SubversionStatus& status) {
+    bool isFolder = status.kind == SubversionNodeKind::folder;
+    bool isWhole = isFolder && (status.node == SubversionState::deleted || status.node == SubversionState::replaced ||
+                                (status.node == SubversionState::added && status.isCopied));
+    _targets.insert(path);
+    if (isWhole) {
+      _whole.insert(path);
+    } else if (isFolder) {
+      _foldersByName.insert(path);
+    }
+    if (!status.movedFrom.empty()) _targets.emplace(status.movedFrom);
+  }
+
+  SubversionFailure addAll(const std::string& path) {
+    if (SubversionFailure failure = _client.add(path, true)) return failure;
+    _addedHere.push_back(path);
+    return _client.status(path, false, true, [&](const SubversionStatus& status) {
+      if (status.node != SubversionState::added) return;
+      std::string each(status.path);
+      if (each != path) _addedHere.push_back(each);
+      take(each, status);
+    });
+  }
+
+  SubversionClient& _client;
+  const std::string _root;
+  std::set<std::string> _targets;
+  std::unordered_set<std::string> _whole;
+  std::unordered_set<std::string> _foldersByName;
+  std::vector<std::string> _addedHere;
+  std::vector<std::string> _removedHere;
+};
+
+}  // namespace
+
+SubversionFailure subversionCommit(SubversionClient& client, const std::string& root,
+                                   const std::vector<std::string>& paths, const std::string& message, long& revision,
+                                   std::string& complaint) {
+  if (paths.empty()) return client.commit({{root}, true, message}, revision, complaint);
+  Committing committing(client, root);
+  SubversionFailure failure = committing.prepare(paths);
+  if (!failure) failure = committing.commit(message, revision, complaint);
+  if (failure) committing.takeBack();
+  return failure;
+}
