@@ -36,56 +36,74 @@ apr_array_header_t* copySource(const SubversionTarget& from, apr_pool_t* pool) {
 SubversionFailure SubversionClient::add(const std::string& path, bool recursive) {
   if (SubversionFailure failure = _private->open()) return failure;
   SubversionPool pool;
-  return subversionFailure(
-      svn_client_add5(subversionPlace(path, pool), recursive ? svn_depth_infinity : svn_depth_empty, TRUE, FALSE, FALSE,
-                      TRUE, _private->context(), pool),
+  return subversionRun(
+      [&] {
+        return svn_client_add5(subversionPlace(path, pool), recursive ? svn_depth_infinity : svn_depth_empty, TRUE,
+                               FALSE, FALSE, TRUE, _private->context(), pool);
+      },
       path);
 }
 
 SubversionFailure SubversionClient::remove(const std::vector<std::string>& paths, bool keepsOnDisk) {
   SubversionPool pool;
-  return subversionFailure(svn_client_delete4(subversionPlaces(paths, pool), FALSE, keepsOnDisk ? TRUE : FALSE, nullptr,
-                                              nullptr, nullptr, _private->context(), pool),
-                           paths.empty() ? std::string() : paths.front());
+  return subversionRun(
+      [&] {
+        return svn_client_delete4(subversionPlaces(paths, pool), FALSE, keepsOnDisk ? TRUE : FALSE, nullptr, nullptr,
+                                  nullptr, _private->context(), pool);
+      },
+      paths.empty() ? std::string() : paths.front());
 }
 
 SubversionFailure SubversionClient::copy(const std::string& from, const std::string& to) {
   SubversionPool pool;
   SubversionTarget source{from, {}, SubversionRevision::working()};
-  return subversionFailure(
-      svn_client_copy7(copySource(source, pool), subversionPlace(to, pool), FALSE, TRUE, TRUE, FALSE, FALSE, nullptr,
-                       nullptr, nullptr, nullptr, _private->context(), pool),
+  return subversionRun(
+      [&] {
+        return svn_client_copy7(copySource(source, pool), subversionPlace(to, pool), FALSE, TRUE, TRUE, FALSE, FALSE,
+                                nullptr, nullptr, nullptr, nullptr, _private->context(), pool);
+      },
       from);
 }
 
 SubversionFailure SubversionClient::move(const std::string& from, const std::string& to) {
   SubversionPool pool;
-  return subversionFailure(svn_client_move7(subversionPlaces({from}, pool), subversionPlace(to, pool), FALSE, TRUE,
-                                            TRUE, FALSE, nullptr, nullptr, nullptr, _private->context(), pool),
-                           from);
+  return subversionRun(
+      [&] {
+        return svn_client_move7(subversionPlaces({from}, pool), subversionPlace(to, pool), FALSE, TRUE, TRUE, FALSE,
+                                nullptr, nullptr, nullptr, _private->context(), pool);
+      },
+      from);
 }
 
 SubversionFailure SubversionClient::makeFolders(const std::string& path, bool withParents) {
   SubversionPool pool;
-  return subversionFailure(svn_client_mkdir4(subversionPlaces({path}, pool), withParents ? TRUE : FALSE, nullptr,
-                                             nullptr, nullptr, _private->context(), pool),
-                           path);
+  return subversionRun(
+      [&] {
+        return svn_client_mkdir4(subversionPlaces({path}, pool), withParents ? TRUE : FALSE, nullptr, nullptr, nullptr,
+                                 _private->context(), pool);
+      },
+      path);
 }
 
 SubversionFailure SubversionClient::revert(const std::vector<std::string>& paths, bool recursive) {
   if (paths.empty()) return {};
   SubversionPool pool;
-  return subversionFailure(
-      svn_client_revert4(subversionPlaces(paths, pool), recursive ? svn_depth_infinity : svn_depth_empty, nullptr,
-                         FALSE, FALSE, TRUE, _private->context(), pool),
+  return subversionRun(
+      [&] {
+        return svn_client_revert4(subversionPlaces(paths, pool), recursive ? svn_depth_infinity : svn_depth_empty,
+                                  nullptr, FALSE, FALSE, TRUE, _private->context(), pool);
+      },
       paths.front());
 }
 
 SubversionFailure SubversionClient::resolve(const std::string& path) {
   SubversionPool pool;
-  return subversionFailure(svn_client_resolve(subversionPlace(path, pool), svn_depth_empty,
-                                              svn_wc_conflict_choose_merged, _private->context(), pool),
-                           path);
+  return subversionRun(
+      [&] {
+        return svn_client_resolve(subversionPlace(path, pool), svn_depth_empty, svn_wc_conflict_choose_merged,
+                                  _private->context(), pool);
+      },
+      path);
 }
 
 SubversionFailure SubversionClient::commit(const Commit& commit, long& revision, std::string& complaint) {
@@ -93,9 +111,11 @@ SubversionFailure SubversionClient::commit(const Commit& commit, long& revision,
   SubversionPool pool;
   _private->message = commit.message;
   CommitResult result;
-  SubversionFailure failure = subversionFailure(svn_client_commit6(
-      subversionPlaces(commit.paths, pool), commit.recursive ? svn_depth_infinity : svn_depth_empty, FALSE, FALSE, TRUE,
-      FALSE, FALSE, nullptr, nullptr, takeCommit, &result, _private->context(), pool));
+  SubversionFailure failure = subversionRun([&] {
+    return svn_client_commit6(subversionPlaces(commit.paths, pool),
+                              commit.recursive ? svn_depth_infinity : svn_depth_empty, FALSE, FALSE, TRUE, FALSE, FALSE,
+                              nullptr, nullptr, takeCommit, &result, _private->context(), pool);
+  });
   revision = result.revision;
   complaint = result.complaint;
   return failure;
@@ -107,10 +127,12 @@ SubversionFailure SubversionClient::copyOnServer(const SubversionTarget& from, c
   SubversionPool pool;
   _private->message = message;
   CommitResult result;
-  SubversionFailure failure =
-      subversionFailure(svn_client_copy7(copySource(from, pool), subversionPlace(toURL, pool), FALSE, TRUE, TRUE, FALSE,
-                                         FALSE, nullptr, nullptr, takeCommit, &result, _private->context(), pool),
-                        from.place);
+  SubversionFailure failure = subversionRun(
+      [&] {
+        return svn_client_copy7(copySource(from, pool), subversionPlace(toURL, pool), FALSE, TRUE, TRUE, FALSE, FALSE,
+                                nullptr, nullptr, takeCommit, &result, _private->context(), pool);
+      },
+      from.place);
   revision = result.revision;
   return failure;
 }
@@ -120,9 +142,12 @@ SubversionFailure SubversionClient::removeOnServer(const std::string& url, const
   SubversionPool pool;
   _private->message = message;
   CommitResult result;
-  SubversionFailure failure = subversionFailure(svn_client_delete4(subversionPlaces({url}, pool), FALSE, FALSE, nullptr,
-                                                                   takeCommit, &result, _private->context(), pool),
-                                                url);
+  SubversionFailure failure = subversionRun(
+      [&] {
+        return svn_client_delete4(subversionPlaces({url}, pool), FALSE, FALSE, nullptr, takeCommit, &result,
+                                  _private->context(), pool);
+      },
+      url);
   revision = result.revision;
   return failure;
 }
@@ -130,6 +155,9 @@ SubversionFailure SubversionClient::removeOnServer(const std::string& url, const
 SubversionFailure SubversionClient::createRepository(const std::string& path) {
   SubversionPool pool;
   svn_repos_t* repository = nullptr;
-  return subversionFailure(
-      svn_repos_create(&repository, subversionPlace(path, pool), nullptr, nullptr, nullptr, nullptr, pool), path);
+  return subversionRun(
+      [&] {
+        return svn_repos_create(&repository, subversionPlace(path, pool), nullptr, nullptr, nullptr, nullptr, pool);
+      },
+      path);
 }

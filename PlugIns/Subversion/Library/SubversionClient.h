@@ -49,8 +49,8 @@ class SubversionClient {
   // Looking. A receiver that returns false ends the call, which has succeeded then.
 
   SubversionFailure info(const SubversionTarget& target, SubversionInfo& info);
-  /// Everything that has something to tell, in the order of the paths within a folder; ignored paths are left out.
-  SubversionFailure status(const std::string& place, bool withRemote, bool recursive,
+  /// Everything that has something to tell, in the order of the paths within a folder.
+  SubversionFailure status(const std::string& place, bool withRemote, bool withIgnored,
                            const std::function<void(const SubversionStatus&)>& receiver);
   SubversionFailure conflict(const std::string& path, SubversionConflict& conflict);
   SubversionFailure list(const SubversionTarget& target, std::vector<SubversionEntry>& entries);

@@ -62,9 +62,10 @@ constexpr Meaning meanings[] = {
     {SVN_ERR_RA_LOCAL_REPOS_NOT_FOUND, Kind::repositoryNotFound},
     {SVN_ERR_RA_SVN_REPOS_NOT_FOUND, Kind::repositoryNotFound},
     {SVN_ERR_REPOS_BAD_ARGS, Kind::repositoryNotFound},
-    {SVN_ERR_RA_ILLEGAL_URL, Kind::unsupportedAddress},
     {SVN_ERR_BAD_URL, Kind::unsupportedAddress},
     {SVN_ERR_FS_NOT_FOUND, Kind::pathNotFound},
+    // Addresses are checked before the library gets them; what it means then is that nothing is there.
+    {SVN_ERR_RA_ILLEGAL_URL, Kind::pathNotFound},
     {SVN_ERR_RA_DAV_PATH_NOT_FOUND, Kind::pathNotFound},
     {SVN_ERR_CLIENT_IS_DIRECTORY, Kind::pathNotFound},
     {SVN_ERR_FS_NOT_FILE, Kind::pathNotFound},
@@ -81,6 +82,12 @@ constexpr Meaning meanings[] = {
 };
 
 SubversionFailureKind kindOf(const svn_error_t* error) {
+  // The same code is told of two lines that were never one, and of a path that a revision has not.
+  if (const svn_error_t* cause =
+          svn_error_find_cause(const_cast<svn_error_t*>(error), SVN_ERR_CLIENT_UNRELATED_RESOURCES);
+      cause != nullptr && subversionView(cause->message).starts_with("Unable to find repository location")) {
+    return SubversionFailureKind::pathNotFound;
+  }
   for (const Meaning& meaning : meanings) {
     for (const svn_error_t* each = error; each != nullptr; each = each->child) {
       if (each->apr_err == meaning.code) return meaning.kind;

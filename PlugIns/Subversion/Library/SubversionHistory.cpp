@@ -70,7 +70,7 @@ svn_error_t* takeLogEntry(void* baton, svn_log_entry_t* told, apr_pool_t* pool) 
 svn_error_t* takeBlame(void* baton, apr_int64_t number, svn_revnum_t revision, apr_hash_t* properties, svn_revnum_t,
                        apr_hash_t*, const char*, const svn_string_t*, svn_boolean_t isLocal, apr_pool_t* pool) {
   SubversionBlameLine line;
-  line.line = static_cast<std::uint64_t>(number);
+  line.line = static_cast<std::uint64_t>(number) + 1;
   if (!isLocal && SVN_IS_VALID_REVNUM(revision)) {
     Signature signature(properties, pool);
     line.revision = revision;
@@ -103,15 +103,16 @@ SubversionFailure SubversionClient::log(const LogRequest& request,
   std::vector<std::string> properties{SVN_PROP_REVISION_AUTHOR, SVN_PROP_REVISION_DATE};
   if (request.withMessages) properties.emplace_back(SVN_PROP_REVISION_LOG);
   LogReceiver baton{receiver};
-  svn_error_t* error = svn_client_log5(subversionPlaces({request.target.place}, pool), &peg, ranges, request.maximum,
-                                       request.withChanges ? TRUE : FALSE, request.stopsAtCopies ? TRUE : FALSE,
-                                       request.withMerged ? TRUE : FALSE, subversionArray(properties, pool),
-                                       takeLogEntry, &baton, _private->context(), pool);
-  if (error != nullptr && svn_error_find_cause(error, enoughWasTold) != nullptr) {
+  auto tell = [&]() -> svn_error_t* {
+    svn_error_t* error = svn_client_log5(subversionPlaces({request.target.place}, pool), &peg, ranges, request.maximum,
+                                         request.withChanges ? TRUE : FALSE, request.stopsAtCopies ? TRUE : FALSE,
+                                         request.withMerged ? TRUE : FALSE, subversionArray(properties, pool),
+                                         takeLogEntry, &baton, _private->context(), pool);
+    if (error == nullptr || svn_error_find_cause(error, enoughWasTold) == nullptr) return error;
     svn_error_clear(error);
-    return {};
-  }
-  return subversionFailure(error, request.target.place);
+    return SVN_NO_ERROR;
+  };
+  return subversionRun(tell, request.target.place);
 }
 
 SubversionFailure SubversionClient::blame(const SubversionTarget& target,
@@ -121,22 +122,28 @@ SubversionFailure SubversionClient::blame(const SubversionTarget& target,
   svn_opt_revision_t peg = subversionOptRevision(target.peg);
   svn_opt_revision_t first = subversionOptRevision(SubversionRevision::at(1));
   svn_opt_revision_t last = subversionOptRevision(target.revision);
-  return subversionFailure(svn_client_blame6(nullptr, nullptr, subversionPlace(target.place, pool), &peg, &first, &last,
-                                             svn_diff_file_options_create(pool), FALSE, FALSE, takeBlame,
-                                             const_cast<std::function<void(const SubversionBlameLine&)>*>(&receiver),
-                                             _private->context(), pool),
-                           target.place);
+  return subversionRun(
+      [&] {
+        return svn_client_blame6(nullptr, nullptr, subversionPlace(target.place, pool), &peg, &first, &last,
+                                 svn_diff_file_options_create(pool), FALSE, FALSE, takeBlame,
+                                 const_cast<std::function<void(const SubversionBlameLine&)>*>(&receiver),
+                                 _private->context(), pool);
+      },
+      target.place);
 }
 
 SubversionFailure SubversionClient::segments(const std::string& url, std::vector<SubversionSegment>& segments) {
   if (SubversionFailure failure = _private->open()) return failure;
   SubversionPool pool;
   svn_ra_session_t* session = nullptr;
-  if (svn_error_t* error =
-          svn_client_open_ra_session2(&session, subversionPlace(url, pool), nullptr, _private->context(), pool, pool)) {
-    return subversionFailure(error, url);
-  }
-  return subversionFailure(svn_ra_get_location_segments(session, "", SVN_INVALID_REVNUM, SVN_INVALID_REVNUM,
-                                                        SVN_INVALID_REVNUM, takeSegment, &segments, pool),
-                           url);
+  auto open = [&] {
+    return svn_client_open_ra_session2(&session, subversionPlace(url, pool), nullptr, _private->context(), pool, pool);
+  };
+  if (SubversionFailure failure = subversionRun(open, url)) return failure;
+  return subversionRun(
+      [&] {
+        return svn_ra_get_location_segments(session, "", SVN_INVALID_REVNUM, SVN_INVALID_REVNUM, SVN_INVALID_REVNUM,
+                                            takeSegment, &segments, pool);
+      },
+      url);
 }

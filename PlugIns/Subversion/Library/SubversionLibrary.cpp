@@ -1,6 +1,8 @@
 #include "SubversionLibrary.h"
 
 #include <apr_general.h>
+#include <setjmp.h>
+#include <signal.h>
 #include <svn_dirent_uri.h>
 #include <svn_dso.h>
 #include <svn_path.h>
@@ -26,7 +28,45 @@ apr_pool_t* rootPool() {
   return pool;
 }
 
+/// Where to go on when the library gives up. A process serves one request on one thread.
+sigjmp_buf afterGivingUp;
+bool isInLibrary = false;
+bool hasGivenUp = false;
+
+void goOn(int) {
+  // Whoever gives up outside of the library does it for good.
+  if (!isInLibrary) return;
+  hasGivenUp = true;
+  siglongjmp(afterGivingUp, 1);
+}
+
+SubversionFailure givenUp(std::string_view subject) {
+  SubversionFailure failure(SubversionFailureKind::damaged,
+                            "Subversion's library cannot work with what it found there, and gave up.");
+  failure.subject = subject;
+  return failure;
+}
+
 }  // namespace
+
+SubversionFailure subversionRun(const std::function<svn_error_t*()>& call, std::string_view subject) {
+  static const bool isPrepared = [] {
+    struct sigaction action {};
+    action.sa_handler = goOn;
+    return ::sigaction(SIGABRT, &action, nullptr) == 0;
+  }();
+  if (hasGivenUp) return givenUp(subject);
+  bool isNested = isInLibrary;
+  // The mask is restored as well: the signal is blocked while it is handled.
+  if (isPrepared && !isNested && sigsetjmp(afterGivingUp, 1) != 0) {
+    isInLibrary = false;
+    return givenUp(subject);
+  }
+  isInLibrary = true;
+  svn_error_t* error = call();
+  isInLibrary = isNested;
+  return subversionFailure(error, subject);
+}
 
 SubversionPool::SubversionPool() : _pool(svn_pool_create(rootPool())) {}
 

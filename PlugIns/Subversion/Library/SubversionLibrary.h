@@ -6,6 +6,7 @@
 #include <svn_opt.h>
 #include <svn_types.h>
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,6 +30,11 @@ class SubversionPool {
  private:
   apr_pool_t* _pool;
 };
+
+/// Calls the library. Where it finds a fault in itself or in what it read for which it has no error, it ends the
+/// process; here that is a failure of the call, and of every later one, since nothing can be said of the library's
+/// state then. The call must leave nothing to destructors. `subject` is what it is about.
+SubversionFailure subversionRun(const std::function<svn_error_t*()>& call, std::string_view subject = {});
 
 /// Takes the error over; `subject` is what the call was about.
 SubversionFailure subversionFailure(svn_error_t* error, std::string_view subject = {});

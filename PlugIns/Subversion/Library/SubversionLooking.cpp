@@ -2,6 +2,7 @@
 #include <svn_hash.h>
 #include <svn_path.h>
 #include <svn_props.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 
@@ -69,6 +70,15 @@ bool isLockOfAnother(const svn_client_status_t& status) {
   return status.lock == nullptr || subversionView(status.lock->token) != subversionView(status.repos_lock->token);
 }
 
+/// Of what is not versioned the library does not tell, and what is coming in is not here yet.
+SubversionNodeKind kindOf(const svn_client_status_t& status) {
+  if (status.kind != svn_node_none && status.kind != svn_node_unknown) return subversionNodeKind(status.kind);
+  if (status.ood_kind == svn_node_file || status.ood_kind == svn_node_dir) return subversionNodeKind(status.ood_kind);
+  struct stat entry {};
+  if (::lstat(status.local_abspath, &entry) != 0) return SubversionNodeKind::none;
+  return S_ISDIR(entry.st_mode) ? SubversionNodeKind::folder : SubversionNodeKind::file;
+}
+
 struct StatusReceiver {
   const std::function<void(const SubversionStatus&)>& receiver;
 };
@@ -76,9 +86,7 @@ struct StatusReceiver {
 svn_error_t* takeStatus(void* baton, const char*, const svn_client_status_t* told, apr_pool_t*) {
   SubversionStatus status;
   status.path = subversionView(told->local_abspath);
-  // What is coming in is not here yet.
-  status.kind =
-      subversionNodeKind(told->kind == svn_node_none || told->kind == svn_node_unknown ? told->ood_kind : told->kind);
+  status.kind = kindOf(*told);
   status.node = stateOf(told->node_status);
   status.text = stateOf(told->text_status);
   status.properties = stateOf(told->prop_status);
@@ -164,12 +172,15 @@ SubversionFailure SubversionClient::info(const SubversionTarget& target, Subvers
   }
   svn_opt_revision_t peg = subversionOptRevision(target.peg);
   svn_opt_revision_t revision = subversionOptRevision(target.revision);
-  return subversionFailure(svn_client_info4(place, &peg, &revision, svn_depth_empty, FALSE, TRUE, FALSE, nullptr,
-                                            takeInfo, &info, context, pool),
-                           target.place);
+  return subversionRun(
+      [&] {
+        return svn_client_info4(place, &peg, &revision, svn_depth_empty, FALSE, TRUE, FALSE, nullptr, takeInfo, &info,
+                                context, pool);
+      },
+      target.place);
 }
 
-SubversionFailure SubversionClient::status(const std::string& place, bool withRemote, bool recursive,
+SubversionFailure SubversionClient::status(const std::string& place, bool withRemote, bool withIgnored,
                                            const std::function<void(const SubversionStatus&)>& receiver) {
   if (withRemote) {
     if (SubversionFailure failure = _private->open()) return failure;
@@ -177,10 +188,12 @@ SubversionFailure SubversionClient::status(const std::string& place, bool withRe
   SubversionPool pool;
   svn_opt_revision_t head = subversionOptRevision(SubversionRevision::head());
   StatusReceiver baton{receiver};
-  return subversionFailure(
-      svn_client_status6(nullptr, _private->context(), subversionPlace(place, pool), &head,
-                         recursive ? svn_depth_unknown : svn_depth_empty, FALSE, withRemote ? TRUE : FALSE, TRUE, FALSE,
-                         TRUE, FALSE, nullptr, takeStatus, &baton, pool),
+  return subversionRun(
+      [&] {
+        return svn_client_status6(nullptr, _private->context(), subversionPlace(place, pool), &head, svn_depth_unknown,
+                                  FALSE, withRemote ? TRUE : FALSE, TRUE, withIgnored ? TRUE : FALSE, TRUE, FALSE,
+                                  nullptr, takeStatus, &baton, pool);
+      },
       place);
 }
 
@@ -188,15 +201,15 @@ SubversionFailure SubversionClient::conflict(const std::string& path, Subversion
   SubversionPool pool;
   svn_client_conflict_t* told = nullptr;
   svn_client_ctx_t* context = _private->context();
-  if (svn_error_t* error = svn_client_conflict_get(&told, subversionPlace(path, pool), context, pool, pool)) {
-    return subversionFailure(error, path);
-  }
+  if (SubversionFailure failure = subversionRun(
+          [&] { return svn_client_conflict_get(&told, subversionPlace(path, pool), context, pool, pool); }, path))
+    return failure;
   svn_boolean_t text = FALSE;
   svn_boolean_t tree = FALSE;
   apr_array_header_t* properties = nullptr;
-  if (svn_error_t* error = svn_client_conflict_get_conflicted(&text, &properties, &tree, told, pool, pool)) {
-    return subversionFailure(error, path);
-  }
+  if (SubversionFailure failure = subversionRun(
+          [&] { return svn_client_conflict_get_conflicted(&text, &properties, &tree, told, pool, pool); }, path))
+    return failure;
   conflict.text = text != FALSE;
   conflict.tree = tree != FALSE;
   conflict.properties = properties != nullptr && properties->nelts > 0;
@@ -212,11 +225,13 @@ SubversionFailure SubversionClient::list(const SubversionTarget& target, std::ve
   SubversionPool pool;
   svn_opt_revision_t peg = subversionOptRevision(target.peg);
   svn_opt_revision_t revision = subversionOptRevision(target.revision);
-  SubversionFailure failure =
-      subversionFailure(svn_client_list4(subversionPlace(target.place, pool), &peg, &revision, nullptr,
-                                         svn_depth_immediates, SVN_DIRENT_KIND | SVN_DIRENT_CREATED_REV, FALSE, FALSE,
-                                         takeEntry, &entries, _private->context(), pool),
-                        target.place);
+  SubversionFailure failure = subversionRun(
+      [&] {
+        return svn_client_list4(subversionPlace(target.place, pool), &peg, &revision, nullptr, svn_depth_immediates,
+                                SVN_DIRENT_KIND | SVN_DIRENT_CREATED_REV, FALSE, FALSE, takeEntry, &entries,
+                                _private->context(), pool);
+      },
+      target.place);
   std::ranges::sort(entries, {}, &SubversionEntry::name);
   return failure;
 }
@@ -225,18 +240,18 @@ SubversionFailure SubversionClient::externals(const std::string& root, std::vect
   SubversionPool pool;
   apr_hash_t* properties = nullptr;
   svn_opt_revision_t working = subversionOptRevision(SubversionRevision::working());
-  if (svn_error_t* error =
-          svn_client_propget5(&properties, nullptr, SVN_PROP_EXTERNALS, subversionPlace(root, pool), &working, &working,
-                              nullptr, svn_depth_infinity, nullptr, _private->context(), pool, pool)) {
-    return subversionFailure(error, root);
-  }
+  auto read = [&] {
+    return svn_client_propget5(&properties, nullptr, SVN_PROP_EXTERNALS, subversionPlace(root, pool), &working,
+                               &working, nullptr, svn_depth_infinity, nullptr, _private->context(), pool, pool);
+  };
+  if (SubversionFailure failure = subversionRun(read, root)) return failure;
   for (apr_hash_index_t* each = apr_hash_first(pool, properties); each != nullptr; each = apr_hash_next(each)) {
     const auto* folder = static_cast<const char*>(apr_hash_this_key(each));
     const auto* value = static_cast<const svn_string_t*>(apr_hash_this_val(each));
     apr_array_header_t* items = nullptr;
-    if (svn_error_t* error = svn_wc_parse_externals_description3(&items, folder, value->data, FALSE, pool)) {
-      return subversionFailure(error, folder);
-    }
+    if (SubversionFailure failure = subversionRun(
+            [&] { return svn_wc_parse_externals_description3(&items, folder, value->data, FALSE, pool); }, folder))
+      return failure;
     for (int index = 0; index < items->nelts; ++index) {
       const auto& item = *APR_ARRAY_IDX(items, index, const svn_wc_external_item2_t*);
       externals.push_back(
@@ -252,9 +267,11 @@ SubversionFailure SubversionClient::differences(const SubversionTarget& from, co
   SubversionPool pool;
   svn_opt_revision_t first = subversionOptRevision(from.peg);
   svn_opt_revision_t second = subversionOptRevision(against.peg);
-  SubversionFailure failure = subversionFailure(svn_client_diff_summarize2(
-      subversionPlace(from.place, pool), &first, subversionPlace(against.place, pool), &second, svn_depth_infinity,
-      FALSE, nullptr, takeDifference, &differences, _private->context(), pool));
+  SubversionFailure failure = subversionRun([&] {
+    return svn_client_diff_summarize2(subversionPlace(from.place, pool), &first, subversionPlace(against.place, pool),
+                                      &second, svn_depth_infinity, FALSE, nullptr, takeDifference, &differences,
+                                      _private->context(), pool);
+  });
   std::ranges::sort(differences, {}, &SubversionDifference::path);
   return failure;
 }
@@ -269,10 +286,12 @@ SubversionFailure SubversionClient::diff(const SubversionTarget& from, const Sub
   svn_stream_set_write(stream, passBytes);
   const char* root = subversionPlace(from.place, pool);
   const char* relativeTo = svn_path_is_url(root) || from.place != against.place ? nullptr : root;
-  return subversionFailure(
-      svn_client_diff7(apr_array_make(pool, 0, sizeof(const char*)), root, &first, subversionPlace(against.place, pool),
-                       &second, relativeTo, svn_depth_infinity, FALSE, FALSE, FALSE, TRUE, FALSE, FALSE, FALSE, TRUE,
-                       FALSE, "UTF-8", stream, svn_stream_empty(pool), nullptr, _private->context(), pool));
+  return subversionRun([&] {
+    return svn_client_diff7(apr_array_make(pool, 0, sizeof(const char*)), root, &first,
+                            subversionPlace(against.place, pool), &second, relativeTo, svn_depth_infinity, FALSE, FALSE,
+                            FALSE, TRUE, FALSE, FALSE, FALSE, TRUE, FALSE, "UTF-8", stream, svn_stream_empty(pool),
+                            nullptr, _private->context(), pool);
+  });
 }
 
 SubversionFailure SubversionClient::exportFile(const SubversionTarget& target, const std::string& path) {
@@ -280,8 +299,10 @@ SubversionFailure SubversionClient::exportFile(const SubversionTarget& target, c
   SubversionPool pool;
   svn_opt_revision_t peg = subversionOptRevision(target.peg);
   svn_opt_revision_t revision = subversionOptRevision(target.revision);
-  return subversionFailure(
-      svn_client_export5(nullptr, subversionPlace(target.place, pool), subversionPlace(path, pool), &peg, &revision,
-                         FALSE, TRUE, FALSE, svn_depth_files, nullptr, _private->context(), pool),
+  return subversionRun(
+      [&] {
+        return svn_client_export5(nullptr, subversionPlace(target.place, pool), subversionPlace(path, pool), &peg,
+                                  &revision, FALSE, TRUE, FALSE, svn_depth_files, nullptr, _private->context(), pool);
+      },
       target.place);
 }

@@ -65,7 +65,7 @@ svn_error_t* Tunnel::start(const char* user, const char* hostname, int port) {
   // The library opens addresses that a server or a property names as well.
   bool isOurs = host == access.address.host || "[" + host + "]" == access.address.host;
   if (!isOurs || host.empty() || host.starts_with('-') || host.find_first_of("/@ \t") != std::string::npos) {
-    return svn_error_createf(SVN_ERR_RA_ILLEGAL_URL, nullptr,
+    return svn_error_createf(SVN_ERR_BAD_URL, nullptr,
                              "“%s” is not the server that this request is for, so it is not connected to.",
                              host.c_str());
   }
@@ -243,7 +243,7 @@ svn_error_t* subversionOpenTunnel(svn_stream_t** request, svn_stream_t** respons
                                   const char* tunnelName, const char* user, const char* hostname, int port,
                                   svn_cancel_func_t cancelFunction, void* cancelBaton, apr_pool_t* pool) {
   if (std::strcmp(tunnelName, "ssh") != 0) {
-    return svn_error_createf(SVN_ERR_RA_ILLEGAL_URL, nullptr,
+    return svn_error_createf(SVN_ERR_BAD_URL, nullptr,
                              "“svn+%s” is no way to a server that is used here. Use svn, svn+ssh, http or https.",
                              tunnelName);
   }

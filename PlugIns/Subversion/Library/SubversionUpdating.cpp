@@ -7,10 +7,12 @@ SubversionFailure SubversionClient::update(const std::string& path, SubversionRe
   SubversionPool pool;
   svn_opt_revision_t wanted = subversionOptRevision(revision);
   apr_array_header_t* revisions = nullptr;
-  SubversionFailure failure =
-      subversionFailure(svn_client_update4(&revisions, subversionPlaces({path}, pool), &wanted, svn_depth_unknown,
-                                           FALSE, TRUE, FALSE, TRUE, FALSE, _private->context(), pool),
-                        path);
+  SubversionFailure failure = subversionRun(
+      [&] {
+        return svn_client_update4(&revisions, subversionPlaces({path}, pool), &wanted, svn_depth_unknown, FALSE, TRUE,
+                                  FALSE, TRUE, FALSE, _private->context(), pool);
+      },
+      path);
   if (!failure && revisions != nullptr && revisions->nelts > 0) result = APR_ARRAY_IDX(revisions, 0, svn_revnum_t);
   return failure;
 }
@@ -22,9 +24,11 @@ SubversionFailure SubversionClient::switchTo(const std::string& path, const std:
   svn_opt_revision_t peg = subversionOptRevision(revision);
   svn_opt_revision_t wanted = peg;
   svn_revnum_t told = SVN_INVALID_REVNUM;
-  SubversionFailure failure = subversionFailure(
-      svn_client_switch3(&told, subversionPlace(path, pool), subversionPlace(url, pool), &peg, &wanted,
-                         svn_depth_unknown, FALSE, TRUE, FALSE, FALSE, _private->context(), pool),
+  SubversionFailure failure = subversionRun(
+      [&] {
+        return svn_client_switch3(&told, subversionPlace(path, pool), subversionPlace(url, pool), &peg, &wanted,
+                                  svn_depth_unknown, FALSE, TRUE, FALSE, FALSE, _private->context(), pool);
+      },
       url);
   result = told;
   return failure;
@@ -34,22 +38,29 @@ SubversionFailure SubversionClient::merge(const SubversionTarget& source, const 
   if (SubversionFailure failure = _private->open()) return failure;
   SubversionPool pool;
   svn_opt_revision_t peg = subversionOptRevision(source.peg);
-  return subversionFailure(svn_client_merge_peg5(subversionPlace(source.place, pool), nullptr, &peg,
-                                                 subversionPlace(path, pool), svn_depth_unknown, FALSE, FALSE, FALSE,
-                                                 FALSE, FALSE, TRUE, nullptr, _private->context(), pool),
-                           source.place);
+  return subversionRun(
+      [&] {
+        return svn_client_merge_peg5(subversionPlace(source.place, pool), nullptr, &peg, subversionPlace(path, pool),
+                                     svn_depth_unknown, FALSE, FALSE, FALSE, FALSE, FALSE, TRUE, nullptr,
+                                     _private->context(), pool);
+      },
+      source.place);
 }
 
 SubversionFailure SubversionClient::upgrade(const std::string& root) {
   if (SubversionFailure failure = _private->open()) return failure;
   SubversionPool pool;
-  return subversionFailure(svn_client_upgrade(subversionPlace(root, pool), _private->context(), pool), root);
+  return subversionRun([&] { return svn_client_upgrade(subversionPlace(root, pool), _private->context(), pool); },
+                       root);
 }
 
 SubversionFailure SubversionClient::cleanUp(const std::string& root) {
   SubversionPool pool;
-  return subversionFailure(
-      svn_client_cleanup2(subversionPlace(root, pool), TRUE, TRUE, FALSE, FALSE, FALSE, _private->context(), pool),
+  return subversionRun(
+      [&] {
+        return svn_client_cleanup2(subversionPlace(root, pool), TRUE, TRUE, FALSE, FALSE, FALSE, _private->context(),
+                                   pool);
+      },
       root);
 }
 
@@ -59,9 +70,11 @@ SubversionFailure SubversionClient::checkout(const SubversionTarget& source, con
   svn_opt_revision_t peg = subversionOptRevision(source.peg);
   svn_opt_revision_t revision = subversionOptRevision(source.revision);
   svn_revnum_t told = SVN_INVALID_REVNUM;
-  SubversionFailure failure = subversionFailure(
-      svn_client_checkout3(&told, subversionPlace(source.place, pool), subversionPlace(path, pool), &peg, &revision,
-                           svn_depth_infinity, TRUE, FALSE, _private->context(), pool),
+  SubversionFailure failure = subversionRun(
+      [&] {
+        return svn_client_checkout3(&told, subversionPlace(source.place, pool), subversionPlace(path, pool), &peg,
+                                    &revision, svn_depth_infinity, TRUE, FALSE, _private->context(), pool);
+      },
       source.place);
   result = told;
   return failure;

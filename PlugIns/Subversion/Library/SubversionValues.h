@@ -129,6 +129,7 @@ struct SubversionLogEntry {
 
 /// Which revision a line is from.
 struct SubversionBlameLine {
+  /// Counted from 1.
   std::uint64_t line = 0;
   /// None where the line is not committed.
   std::optional<long> revision;

@@ -108,7 +108,8 @@ class SubversionPlugIn : public QRBSourceControlPlugInPrimary {
                                     const QRBSourceControlBranchPtr& otherBranch,
                                     const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
                                     Completion<QRBSourceControlRevisionPtr> completionBlock) override;
-  /// On the server at once, with a message that says so; from the primary branch where no other is given.
+  /// On the server at once, with a message that says so. Where no branch to begin at is given, it begins where the
+  /// repository is named by: a working copy, or an address below the root; else at the primary branch.
   void addBranch(const QRBSourceControlBranchPtr& branch, const QRBSourceControlBranchPtr& fromBranch,
                  const QRBSourceControlRepositoryPtr& toRepository,
                  const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,

@@ -35,6 +35,13 @@ void SubversionPlugIn::diffRepository(const QRBSourceControlRepositoryPtr& repos
       sides[side] = {session.folder(), SubversionRevision::working()};
       continue;
     }
+    // Before the first revision there is nothing.
+    if (!error && pin && pin->isEqual(QRBSourceControlRevision::sharedInitialRevision())) {
+      std::string root;
+      error = session.root(root);
+      sides[side] = {root, SubversionRevision::at(0)};
+      continue;
+    }
     error = session.locate(locations[side], branchAndTagLocations, sides[side]);
     if (error) break;
     SubversionInfo info;

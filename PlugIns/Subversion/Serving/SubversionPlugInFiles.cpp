@@ -31,7 +31,7 @@ SubversionFailure checkRemoval(SubversionClient& client, const std::vector<std::
     SubversionInfo info;
     if (SubversionFailure failure = client.info({path}, info)) return failure;
     SubversionFailure found;
-    SubversionFailure failure = client.status(path, false, true, [&](const SubversionStatus& status) {
+    SubversionFailure failure = client.status(path, false, false, [&](const SubversionStatus& status) {
       bool isKept = status.node == SubversionState::missing || status.node == SubversionState::deleted ||
                     status.node == SubversionState::none || status.node == SubversionState::normal;
       if (!isKept && !found) {
@@ -49,7 +49,7 @@ SubversionFailure checkRemoval(SubversionClient& client, const std::vector<std::
 SubversionFailure addOtherHalves(SubversionClient& client, std::vector<std::string>& paths) {
   std::vector<std::string> others;
   for (const std::string& path : paths) {
-    SubversionFailure failure = client.status(path, false, true, [&](const SubversionStatus& status) {
+    SubversionFailure failure = client.status(path, false, false, [&](const SubversionStatus& status) {
       if (!status.movedFrom.empty()) others.emplace_back(status.movedFrom);
       if (!status.movedTo.empty()) others.emplace_back(status.movedTo);
     });

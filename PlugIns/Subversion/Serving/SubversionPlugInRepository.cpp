@@ -40,6 +40,16 @@ qrb::Error missing(SubversionSession& session, const SubversionFailure& failure,
                                                              : session.errorFor(failure);
 }
 
+/// Where a branch begins that is to begin nowhere in particular: where the working copy is or the address leads, as it
+/// is there, else at the primary branch.
+QRBSourceControlRevisionLocationPtr startOf(const SubversionSession& session, const SubversionLayout& layout) {
+  std::string path = session.path();
+  if (path.empty()) return layout.branchAt(layout.primary);
+  auto place = layout.locationOf(path);
+  return session.folder().empty() ? place
+                                  : place->locationWithRevision(subversionRevisionValue(session.info().revision));
+}
+
 }  // namespace
 
 void SubversionPlugIn::headRevisionOfRepository(const QRBSourceControlRepositoryPtr& repository,
@@ -209,7 +219,8 @@ void SubversionPlugIn::addBranch(const QRBSourceControlBranchPtr& branch, const 
   SubversionTarget source;
   if (!error) error = session.locate(branch, branchAndTagLocations, target);
   if (!error) error = session.layout(branchAndTagLocations, layout);
-  auto start = fromBranch || layout.primary.empty() ? fromBranch : layout.branchAt(layout.primary);
+  QRBSourceControlRevisionLocationPtr start = fromBranch;
+  if (!error && !start) start = startOf(session, layout);
   if (!error) error = session.locate(start, branchAndTagLocations, source);
   if (!error) {
     SubversionInfo there;
@@ -225,8 +236,8 @@ void SubversionPlugIn::addBranch(const QRBSourceControlBranchPtr& branch, const 
   if (error) return completionBlock(nullptr, error);
   long revision = -1;
   SubversionFailure failure = session.client().copyOnServer(
-      source, target.place, "Create the branch “" + branch->name().str() + "” from “" + start->name().str() + "”.",
-      revision);
+      source, target.place,
+      "Create the branch “" + branch->name().str() + "” from “" + start->displayName().str() + "”.", revision);
   if (failure) return completionBlock(nullptr, missing(session, failure, start));
   completionBlock(pinned(QRBSourceControlBranch::initWithBranchName(branch->name(), false), revision), {});
 }

@@ -43,13 +43,13 @@ constexpr std::uint64_t holdsForContents = QRBSourceControlStatusAdded | QRBSour
 
 std::uint64_t subversionLocalStatus(const SubversionStatus& status) {
   std::uint64_t bits = nodeStatus(status);
-  if (status.text == SubversionState::modified && status.kind != SubversionNodeKind::folder) {
-    bits |= QRBSourceControlStatusModified;
-  }
-  if (status.text == SubversionState::conflicted) bits |= QRBSourceControlStatusModified;
-  bool hasOwnProperties = status.node != SubversionState::added || status.isCopied;
+  // What has no base differs from none.
+  bool hasBase = (status.node != SubversionState::added && status.node != SubversionState::replaced) || status.isCopied;
+  bool differsInText = status.text == SubversionState::conflicted ||
+                       (status.text == SubversionState::modified && status.kind != SubversionNodeKind::folder);
+  if (differsInText && hasBase) bits |= QRBSourceControlStatusModified;
   bool differs = status.properties == SubversionState::modified || status.properties == SubversionState::conflicted;
-  if (differs && hasOwnProperties) bits |= QRBSourceControlStatusPropertiesModified;
+  if (differs && hasBase) bits |= QRBSourceControlStatusPropertiesModified;
   if (status.isConflicted || status.node == SubversionState::conflicted) bits |= QRBSourceControlStatusConflicted;
   if (status.isSwitched) bits |= QRBSourceControlStatusSwitched;
   if (status.isFileExternal) bits |= QRBSourceControlStatusExternal;

@@ -1,8 +1,6 @@
 #include "SubversionCommitting.h"
 
-#include <algorithm>
 #include <set>
-#include <unordered_set>
 
 namespace {
 
@@ -19,19 +17,14 @@ class Committing {
       if (SubversionFailure failure = addFoldersAbove(path)) return failure;
       if (SubversionFailure failure = collect(path)) return failure;
     }
-    // A deleted or copied folder goes as a whole, so what it holds is not named besides.
-    std::erase_if(_targets, [this](const std::string& path) { return isBelowWhole(path); });
     return {};
   }
 
   SubversionFailure commit(const std::string& message, long& revision, std::string& complaint) {
     if (_targets.empty()) return {};
-    // The library commits folders that are deleted or copied only with all that is in them, and others only by name.
-    bool hasPlainFolders = !_foldersByName.empty();
-    if (!hasPlainFolders || _whole.empty()) {
-      return _client.commit({targets(), _foldersByName.empty(), message}, revision, complaint);
-    }
-    return _client.commit({targets(), false, message}, revision, complaint);
+    // By name alone, for a folder that is new is to bring nothing along that was not named. A deleted one goes as a
+    // whole all the same.
+    return _client.commit({{_targets.begin(), _targets.end()}, false, message}, revision, complaint);
   }
 
   void takeBack() {
@@ -42,15 +35,6 @@ class Committing {
   }
 
  private:
-  std::vector<std::string> targets() const { return {_targets.begin(), _targets.end()}; }
-
-  bool isBelowWhole(const std::string& path) const {
-    for (std::string folder = folderOf(path); folder.size() >= _root.size(); folder = folderOf(folder)) {
-      if (_whole.contains(folder)) return true;
-    }
-    return false;
-  }
-
   /// New folders that a new file needs.
   SubversionFailure addFoldersAbove(const std::string& path) {
     std::vector<std::string> added;
@@ -60,10 +44,7 @@ class Committing {
       if (failure && failure.kind != SubversionFailureKind::notVersioned) return failure;
       if (!failure && !info.isAdded) break;
       if (failure) added.push_back(folder);
-      if (!info.isCopied) {
-        _targets.insert(folder);
-        _foldersByName.insert(folder);
-      }
+      _targets.insert(folder);
     }
     for (auto folder = added.rbegin(); folder != added.rend(); ++folder) {
       if (SubversionFailure failure = _client.add(*folder, false)) return failure;
@@ -76,7 +57,7 @@ class Committing {
     std::vector<std::string> unversioned;
     std::vector<std::string> missing;
     bool hasSome = false;
-    SubversionFailure failure = _client.status(path, false, true, [&](const SubversionStatus& status) {
+    SubversionFailure failure = _client.status(path, false, false, [&](const SubversionStatus& status) {
       hasSome = true;
       std::string each(status.path);
       switch (status.node) {
@@ -112,22 +93,14 @@ class Committing {
   }
 
   void take(const std::string& path, const SubversionStatus& status) {
-    bool isFolder = status.kind == SubversionNodeKind::folder;
-    bool isWhole = isFolder && (status.node == SubversionState::deleted || status.node == SubversionState::replaced ||
-                                (status.node == SubversionState::added && status.isCopied));
     _targets.insert(path);
-    if (isWhole) {
-      _whole.insert(path);
-    } else if (isFolder) {
-      _foldersByName.insert(path);
-    }
     if (!status.movedFrom.empty()) _targets.emplace(status.movedFrom);
   }
 
   SubversionFailure addAll(const std::string& path) {
     if (SubversionFailure failure = _client.add(path, true)) return failure;
     _addedHere.push_back(path);
-    return _client.status(path, false, true, [&](const SubversionStatus& status) {
+    return _client.status(path, false, false, [&](const SubversionStatus& status) {
       if (status.node != SubversionState::added) return;
       std::string each(status.path);
       if (each != path) _addedHere.push_back(each);
@@ -138,8 +111,6 @@ class Committing {
   SubversionClient& _client;
   const std::string _root;
   std::set<std::string> _targets;
-  std::unordered_set<std::string> _whole;
-  std::unordered_set<std::string> _foldersByName;
   std::vector<std::string> _addedHere;
   std::vector<std::string> _removedHere;
 };
