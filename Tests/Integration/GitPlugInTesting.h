@@ -23,8 +23,14 @@
 
 namespace qrb::test {
 
+using Code = QRBSourceControlErrorCode;
 using LogItems = std::vector<QRBSourceControlLogItemPtr>;
 using Words = std::set<std::string>;
+
+/// Whether an error is of this library's domain and of that code.
+inline bool has(const Error& error, Code code) {
+  return error.domain() == String(QRBSourceControlErrorDomain) && error.code() == static_cast<std::int64_t>(code);
+}
 
 /// A request's completion as a future of all its values; only a request that never settles waits so long.
 template <class... Values>

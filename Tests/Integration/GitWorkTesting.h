@@ -11,11 +11,6 @@
 namespace qrb::test {
 
 using Files = std::vector<String>;
-using Code = QRBSourceControlErrorCode;
-
-inline bool has(const Error& error, Code code) {
-  return error.domain() == String(QRBSourceControlErrorDomain) && error.code() == static_cast<std::int64_t>(code);
-}
 
 /// What people change in a working copy, asked of the plug-in and waited for.
 class GitWorkTest : public GitPlugInTest {

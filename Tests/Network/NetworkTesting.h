@@ -21,13 +21,8 @@
 
 namespace qrb::test {
 
-using Code = QRBSourceControlErrorCode;
 using Strategy = QRBSourceControlAuthenticationStrategyPtr;
 using Remote = QRBSourceControlRemoteRepositoryPtr;
-
-inline bool has(const Error& error, Code code) {
-  return error.domain() == String(QRBSourceControlErrorDomain) && error.code() == static_cast<std::int64_t>(code);
-}
 
 /// Every text and fraction that a request reported.
 class ProgressLog {

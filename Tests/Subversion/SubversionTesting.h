@@ -18,11 +18,6 @@
 namespace qrb::test {
 
 using Files = std::vector<String>;
-using Code = QRBSourceControlErrorCode;
-
-inline bool has(const Error& error, Code code) {
-  return error.domain() == String(QRBSourceControlErrorDomain) && error.code() == static_cast<std::int64_t>(code);
-}
 
 /// A repository with trunk, branches and tags in a folder of its own, worked in by svn, and a working copy of its
 /// trunk.

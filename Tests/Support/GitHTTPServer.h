@@ -70,6 +70,9 @@ class GitHTTPServer {
     TestCertificate certificate;
     std::string movedTo = "http://localhost:1/";
     bool isClosed = false;
+    /// What else is served, as modules and in the words of the server's configuration.
+    std::vector<std::string> moreModules = {};
+    std::string moreConfiguration = {};
   };
 
   GitHTTPServer(const std::string& folder, const Options& options) : _folder(folder) {
@@ -142,8 +145,11 @@ class GitHTTPServer {
          << _folder << "\nErrorLog /dev/stderr\nLogLevel notice\n"
          << "Listen 127.0.0.1:" << _port << "\nListen 127.0.0.1:" << _securePort << "\n";
     if (::geteuid() == 0) file << "User nobody\nGroup nogroup\n";
-    for (const char* module : {"mpm_prefork", "authn_core", "authn_file", "authz_core", "authz_user", "auth_basic",
-                               "alias", "env", "cgi", "ssl", "socache_shmcb", "mime"}) {
+    std::vector<std::string> modules = {"mpm_prefork", "authn_core", "authn_file",    "authz_core",
+                                        "authz_user",  "auth_basic", "alias",         "env",
+                                        "cgi",         "ssl",        "socache_shmcb", "mime"};
+    modules.insert(modules.end(), options.moreModules.begin(), options.moreModules.end());
+    for (const std::string& module : modules) {
       file << "LoadModule " << module << "_module /usr/lib/apache2/modules/mod_" << module << ".so\n";
     }
     file << "TypesConfig /dev/null\nStartServers 2\nMinSpareServers 1\nKeepAlive Off\n"
@@ -159,9 +165,9 @@ class GitHTTPServer {
          << "<Location /forbidden/>\nAuthType Basic\nAuthName test\nAuthUserFile " << _folder
          << "/passwords\nRequire user somebody\nAuthzSendForbiddenOnFailure On\n</Location>\n"
          << "Redirect /moved/ " << options.movedTo << "\n"
-         << "SSLSessionCache none\n<VirtualHost 127.0.0.1:" << _securePort << ">\nSSLEngine on\nSSLCertificateFile "
-         << options.certificate.certificate << "\nSSLCertificateKeyFile " << options.certificate.key
-         << "\n</VirtualHost>\n";
+         << options.moreConfiguration << "SSLSessionCache none\n<VirtualHost 127.0.0.1:" << _securePort
+         << ">\nSSLEngine on\nSSLCertificateFile " << options.certificate.certificate << "\nSSLCertificateKeyFile "
+         << options.certificate.key << "\n</VirtualHost>\n";
   }
 
   /// Waits until it serves or ends.

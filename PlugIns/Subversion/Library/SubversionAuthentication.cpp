@@ -56,8 +56,9 @@ void distrustAuthorities(apr_hash_t* configuration, apr_pool_t* pool) {
 }  // namespace
 
 bool SubversionAuthentication::isOurServer(std::string_view realm) {
-  if (!realm.starts_with('<')) return false;
-  qrb::RemoteAddress asking = qrb::RemoteAddress::parse(realm.substr(1, realm.find('>') - 1));
+  // With a name of what the server wants a login for, the address stands in brackets.
+  if (realm.starts_with('<')) realm = realm.substr(1, realm.find('>') - 1);
+  qrb::RemoteAddress asking = qrb::RemoteAddress::parse(realm);
   if (_access.address.mayShareSecretsWith(asking)) return true;
   _asked.foreignServer = asking.host;
   return false;

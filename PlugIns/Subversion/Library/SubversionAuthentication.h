@@ -28,7 +28,7 @@ class SubversionAuthentication {
   static svn_error_t* answerCertificate(svn_auth_cred_ssl_server_trust_t** credentials, void* baton, const char* realm,
                                         apr_uint32_t failures, const svn_auth_ssl_server_cert_info_t* certificate,
                                         svn_boolean_t maySave, apr_pool_t* pool);
-  /// A realm as the library names it, "<https://host:443> Name".
+  /// A realm as the library names it: "<https://host:443> Name" for a login, "https://host:443" for a certificate.
   bool isOurServer(std::string_view realm);
 
   qrb::RemoteAccess _access;
