@@ -106,6 +106,9 @@ TEST_F(SubversionWorkTest, aCommitThatFailsSaysWhyAndLeavesEverythingAsItWas) {
   _repository.write("file.txt", "1\n");
   _repository.commit();
   EXPECT_THAT(std::get<1>(commit({"file.txt"})).localizedDescription(), HasSubstr("nothing to commit"));
+  _repository.write("untracked", "1\n");
+  EXPECT_TRUE(has(std::get<1>(commit({"untracked", "nothing"})), Code::pathNotFound));
+  EXPECT_EQ(status()["untracked"], Words{"untracked"});
   _repository.setHook("pre-commit", "echo 'not on a Friday' >&2\nexit 1\n");
   _repository.write("file.txt", "2\n");
   _repository.write("new/file.txt", "1\n");

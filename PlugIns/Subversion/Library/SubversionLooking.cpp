@@ -1,4 +1,3 @@
-#include <svn_dirent_uri.h>
 #include <svn_hash.h>
 #include <svn_path.h>
 #include <svn_props.h>
@@ -9,9 +8,8 @@
 #include "SubversionClientPrivate.h"
 
 std::string SubversionInfo::repositoryPath() const {
-  SubversionPool pool;
-  const char* path = svn_uri_skip_ancestor(rootURL.c_str(), url.c_str(), pool);
-  return path == nullptr ? std::string() : path;
+  bool isBelow = !rootURL.empty() && url.size() > rootURL.size() + 1 && url.starts_with(rootURL + "/");
+  return isBelow ? subversionDecoded(std::string_view(url).substr(rootURL.size() + 1)) : std::string();
 }
 
 namespace {
@@ -269,9 +267,16 @@ SubversionFailure SubversionClient::differences(const SubversionTarget& from, co
   svn_opt_revision_t second = subversionOptRevision(against.peg);
   SubversionFailure failure = subversionRun([&] {
     return svn_client_diff_summarize2(subversionPlace(from.place, pool), &first, subversionPlace(against.place, pool),
-                                      &second, svn_depth_infinity, FALSE, nullptr, takeDifference, &differences,
+                                      &second, svn_depth_infinity, TRUE, nullptr, takeDifference, &differences,
                                       _private->context(), pool);
   });
+  // Of a working copy they come from the file system's root on.
+  for (SubversionDifference& difference : differences) {
+    for (const SubversionTarget* side : {&from, &against}) {
+      if (difference.path.starts_with(side->place + "/")) difference.path.erase(0, side->place.size() + 1);
+      if (difference.path == side->place) difference.path.clear();
+    }
+  }
   std::ranges::sort(differences, {}, &SubversionDifference::path);
   return failure;
 }
@@ -288,7 +293,7 @@ SubversionFailure SubversionClient::diff(const SubversionTarget& from, const Sub
   const char* relativeTo = svn_path_is_url(root) || from.place != against.place ? nullptr : root;
   return subversionRun([&] {
     return svn_client_diff7(apr_array_make(pool, 0, sizeof(const char*)), root, &first,
-                            subversionPlace(against.place, pool), &second, relativeTo, svn_depth_infinity, FALSE, FALSE,
+                            subversionPlace(against.place, pool), &second, relativeTo, svn_depth_infinity, TRUE, FALSE,
                             FALSE, TRUE, FALSE, FALSE, FALSE, TRUE, FALSE, "UTF-8", stream, svn_stream_empty(pool),
                             nullptr, _private->context(), pool);
   });

@@ -15,6 +15,56 @@ qrb::Error withoutWorkingCopy() {
       "Changes that are not committed are those of a working copy: name the repository by the address of its folder.");
 }
 
+bool isUncommitted(const QRBSourceControlRevisionLocationPtr& location) {
+  QRBSourceControlRevisionPtr pin = subversionPinOf(location);
+  return pin && pin->isUnversionedRevision();
+}
+
+bool isInitial(const QRBSourceControlRevisionLocationPtr& location) {
+  QRBSourceControlRevisionPtr pin = subversionPinOf(location);
+  return pin && pin->isEqual(QRBSourceControlRevision::sharedInitialRevision());
+}
+
+/// A location that names a revision and no line.
+bool isPlain(const QRBSourceControlRevisionLocationPtr& location) {
+  if (!location) return true;
+  const QRBSourceControlRevisionLocation& given = *location;
+  return typeid(given) == typeid(QRBSourceControlRevisionLocation) && !isInitial(location);
+}
+
+/// What is here, or was: the base needs no server.
+qrb::Error sideOfWorkingCopy(SubversionSession& session, const QRBSourceControlRevisionLocationPtr& location,
+                             SubversionTarget& side, long& revision) {
+  SubversionRevision pin;
+  if (qrb::Error error = subversionRevision(subversionPinOf(location), SubversionRevision::base(), pin)) return error;
+  side = {session.folder(), pin};
+  if (pin.kind == SubversionRevision::Kind::number) revision = pin.number;
+  if (pin.kind == SubversionRevision::Kind::base) revision = session.info().revision;
+  return {};
+}
+
+qrb::Error sideOfRepository(SubversionSession& session, const QRBSourceControlRevisionLocationPtr& location,
+                            const QRBSourceControlBranchAndTagLocationsPtr& layout, SubversionTarget& side,
+                            long& revision) {
+  // Before the first revision there is nothing.
+  if (isInitial(location)) {
+    std::string root;
+    qrb::Error error = session.root(root);
+    side = {root, SubversionRevision::at(0)};
+    return error;
+  }
+  if (qrb::Error error = session.locate(location, layout, side)) return error;
+  SubversionInfo info;
+  if (SubversionFailure failure = session.client().info(side, info)) {
+    return failure.kind == SubversionFailureKind::pathNotFound ? subversionLocationNotFound(location, failure.message)
+                                                               : session.errorFor(failure);
+  }
+  // What is compared is called by the names of then.
+  side = {info.url, SubversionRevision::at(info.revision)};
+  revision = info.revision;
+  return {};
+}
+
 }  // namespace
 
 void SubversionPlugIn::diffRepository(const QRBSourceControlRepositoryPtr& repository,
@@ -25,34 +75,14 @@ void SubversionPlugIn::diffRepository(const QRBSourceControlRepositoryPtr& repos
   SubversionSession session(hostConnection());
   qrb::Error error = session.open(repository, SubversionPurpose::look);
   const QRBSourceControlRevisionLocationPtr locations[] = {fromLocation, againstLocation};
+  bool isWithUncommitted = isUncommitted(fromLocation) || isUncommitted(againstLocation);
+  if (!error && isWithUncommitted && session.folder().empty()) error = withoutWorkingCopy();
   SubversionTarget sides[2];
   long revisions[2] = {-1, -1};
   for (std::size_t side = 0; side < 2 && !error; ++side) {
-    QRBSourceControlRevisionPtr pin = subversionPinOf(locations[side]);
-    bool isUncommitted = pin && pin->isUnversionedRevision();
-    if (isUncommitted && session.folder().empty()) error = withoutWorkingCopy();
-    if (isUncommitted && !error) {
-      sides[side] = {session.folder(), SubversionRevision::working()};
-      continue;
-    }
-    // Before the first revision there is nothing.
-    if (!error && pin && pin->isEqual(QRBSourceControlRevision::sharedInitialRevision())) {
-      std::string root;
-      error = session.root(root);
-      sides[side] = {root, SubversionRevision::at(0)};
-      continue;
-    }
-    error = session.locate(locations[side], branchAndTagLocations, sides[side]);
-    if (error) break;
-    SubversionInfo info;
-    SubversionFailure failure = session.client().info(sides[side], info);
-    if (failure)
-      error = failure.kind == SubversionFailureKind::pathNotFound
-                  ? subversionLocationNotFound(locations[side], failure.message)
-                  : session.errorFor(failure);
-    // What is compared is called by the names of then.
-    sides[side] = {info.url, SubversionRevision::at(info.revision)};
-    revisions[side] = info.revision;
+    bool isHere = isWithUncommitted && isPlain(locations[side]);
+    error = isHere ? sideOfWorkingCopy(session, locations[side], sides[side], revisions[side])
+                   : sideOfRepository(session, locations[side], branchAndTagLocations, sides[side], revisions[side]);
   }
   if (error) return completionBlock({}, error);
   std::vector<SubversionDifference> differences;

@@ -185,6 +185,10 @@ void SubversionPlugIn::markAsResolvedFiles(const Files& files, const QRBSourceCo
                                            Completion<> completionBlock) {
   completionBlock(changeFiles(files, inWorkingCopy, [](SubversionSession& session, const auto& paths) {
     for (const std::string& path : paths) {
+      SubversionInfo info;
+      if (SubversionFailure failure = session.client().info({path}, info)) return session.errorFor(failure);
+    }
+    for (const std::string& path : paths) {
       if (SubversionFailure failure = session.client().resolve(path)) return session.errorFor(failure);
     }
     return qrb::Error();

@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "Errors.h"
+#include "Localization.h"
 #include "QRBSourceControlBranch.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlPathLocation.h"
@@ -38,6 +40,21 @@ qrb::Error missing(SubversionSession& session, const SubversionFailure& failure,
                    const QRBSourceControlRevisionLocationPtr& location) {
   return failure.kind == SubversionFailureKind::pathNotFound ? subversionLocationNotFound(location, failure.message)
                                                              : session.errorFor(failure);
+}
+
+/// Nobody means the line that all others come from, nor the one that he works on.
+qrb::Error refuseRemoval(const SubversionSession& session, const std::string& url, const SubversionLayout& layout,
+                         const qrb::String& name) {
+  if (url == subversionURL(session.info().rootURL, layout.primary)) {
+    return qrb::rewordedError(QRBSourceControlError_RemoteRepositoryOperationInvalid(),
+                              qrb::localizable("The branch “%@” is the primary one, which is not removed."),
+                              qrb::localizable("Name another branch, and try again."), name, {});
+  }
+  std::string here = session.folder().empty() ? std::string() : session.info().url;
+  if (here != url && !here.starts_with(url + "/")) return {};
+  return qrb::rewordedError(QRBSourceControlError_RepositoryLocked({}, {}),
+                            qrb::localizable("The branch “%@” is checked out in a working copy."),
+                            qrb::localizable("Switch that working copy to another branch and try again."), name, {});
 }
 
 /// Where a branch begins that is to begin nowhere in particular: where the working copy is or the address leads, as it
@@ -251,7 +268,10 @@ void SubversionPlugIn::removeBranch(const QRBSourceControlBranchPtr& branch,
   QRBSourceControlRepositoryPtr repository = andRemoteRepository ? andRemoteRepository : fromRepository;
   qrb::Error error = session.open(repository, SubversionPurpose::change);
   SubversionTarget target;
+  SubversionLayout layout;
   if (!error) error = session.locate(branch->locationWithRevision(nullptr), branchAndTagLocations, target);
+  if (!error) error = session.layout(branchAndTagLocations, layout);
+  if (!error) error = refuseRemoval(session, target.place, layout, branch->name());
   if (error) return completionBlock(error);
   long revision = -1;
   SubversionFailure failure =

@@ -58,6 +58,8 @@ class Committing {
     std::vector<std::string> missing;
     bool hasSome = false;
     SubversionFailure failure = _client.status(path, false, false, [&](const SubversionStatus& status) {
+      // What is nowhere is told as well.
+      if (status.node == SubversionState::none) return;
       hasSome = true;
       std::string each(status.path);
       switch (status.node) {
@@ -70,7 +72,6 @@ class Committing {
         case SubversionState::ignored:
           if (each == path) unversioned.push_back(each);
           break;
-        case SubversionState::none:
         case SubversionState::external:
           break;
         default:
