@@ -12,6 +12,7 @@
 #include "QRBSourceControlCancellable.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlSystem.h"
 #include "QRBSourceControlURL.h"
 #include "QRBSourceControlWorkingCopy.h"
 #include "Text.h"
@@ -113,6 +114,15 @@ FoundRemote findRemote(Session& session, const QRBSourceControlRepositoryPtr& re
                      : hasSome               ? "\"qrbscm remote list\" shows which there are."
                                              : "\"qrbscm remote add NAME URL\" adds one.";
   return {nullptr, {}, hostError(what, help, ENOENT)};
+}
+
+FoundRemote findUpdateSource(Session& session, const QRBSourceControlRepositoryPtr& repository,
+                             const std::string& name) {
+  bool hasRemotes = repository->sourceControlSystem()->supportsMultipleRemoteRepositories();
+  if (hasRemotes || !name.empty()) return findRemote(session, repository, name);
+  auto itself = std::dynamic_pointer_cast<QRBSourceControlRemoteRepository>(repository);
+  if (itself != nullptr) useKeptAccount(itself);
+  return {itself, "the repository", {}};
 }
 
 std::string addressOf(const QRBSourceControlRemoteRepositoryPtr& remote) {

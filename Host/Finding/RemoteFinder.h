@@ -34,6 +34,10 @@ struct FoundRemote {
 };
 /// The remote of that name; of several, none named, the primary one.
 FoundRemote findRemote(Session& session, const QRBSourceControlRepositoryPtr& repository, const std::string& name);
+/// Where a working copy is updated from: a remote, or, where the system knows none, its only repository, whose `remote`
+/// is null where it is known by the working copy alone.
+FoundRemote findUpdateSource(Session& session, const QRBSourceControlRepositoryPtr& repository,
+                             const std::string& name);
 
 /// Gives a remote, which comes with an account of its own, the account and the trust that the user keeps for its
 /// server.

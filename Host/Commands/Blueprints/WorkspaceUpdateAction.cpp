@@ -40,7 +40,7 @@ qrb::Error askRevision(Session& session, const WorkingCopyPtr& workingCopy, QRBS
 
 Outcome updateOne(Session& session, const WorkingCopyPtr& workingCopy, const std::string& place) {
   Outcome outcome;
-  FoundRemote from = findRemote(session, workingCopy->repository(), {});
+  FoundRemote from = findUpdateSource(session, workingCopy->repository(), {});
   if (from.error) return {nullptr, nullptr, from.error};
   if (outcome.error = askRevision(session, workingCopy, outcome.before); outcome.error) return outcome;
   outcome.error = session.perform("Asking for the location", [&](Session::Done done) {

@@ -17,7 +17,7 @@ struct UpdateOptions {
 ExitStatus runUpdate(Session& session, const UpdateOptions& options) {
   FoundWorkingCopy found = findWorkingCopy(session, options.folder);
   if (found.error) return session.fail(found.error);
-  FoundRemote from = findRemote(session, found.workingCopy->repository(), options.remote);
+  FoundRemote from = findUpdateSource(session, found.workingCopy->repository(), options.remote);
   if (from.error) return session.fail(from.error);
   auto request = [&](Session::Done done) {
     return found.workingCopy->forceUpdateWorkingCopyFromRepository(from.remote, session.progressBlock(), done);
