@@ -8,6 +8,7 @@
 #include "QRBSourceControlBranch.h"
 #include "QRBSourceControlMultiCancellable.h"
 #include "QRBSourceControlRemoteRepository.h"
+#include "QRBSourceControlSystem.h"
 #include "QRBSourceControlWorkingCopy.h"
 #include "QRBSourceControlWorkspace.h"
 #include "QRBSourceControlWorkspaceBlueprint.h"
@@ -108,9 +109,13 @@ void beginPathsIn(const FoundWorkspace& found, const Derived& derived) {
 }
 
 // What of the location another machine would not find, or the file will not say.
-std::string doubtAbout(const QRBSourceControlRevisionLocationPtr& location, const BlueprintCreateOptions& options) {
+std::string doubtAbout(const BlueprintPtr& blueprint, const QRBSourceControlRemoteRepositoryPtr& remote,
+                       const BlueprintCreateOptions& options) {
+  auto location = blueprint->locationForRemoteRepository(remote);
   auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(location);
-  if (branch != nullptr && !branch->isRemoteBranch()) {
+  // Where all branches are those of the one repository, none has to follow another.
+  bool hasRemotes = remote->sourceControlSystem()->supportsMultipleRemoteRepositories();
+  if (hasRemotes && branch != nullptr && !branch->isRemoteBranch()) {
     return "the branch " + displayText(branch->name().view()) +
            " follows none of a remote; a checkout needs one of that name there.";
   }
@@ -131,7 +136,7 @@ void tellWhatIsDifferent(Session& session, const FoundWorkspace& found, const De
                          const BlueprintCreateOptions& options) {
   tellWhatIsLeftOut(session, found, derived);
   for (const auto& [workingCopy, remote] : *derived.remotes) {
-    std::string doubt = doubtAbout(derived.blueprint->locationForRemoteRepository(remote), options);
+    std::string doubt = doubtAbout(derived.blueprint, remote, options);
     if (!doubt.empty()) session.note(displayPath(placeIn(found.root, workingCopy)) + ": " + doubt);
   }
   for (const auto& remote : derived.blueprint->repositoriesWithWorkingCopyPathsAboveRootFolder()) {
