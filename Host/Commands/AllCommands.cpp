@@ -27,6 +27,7 @@ extern const Command remoteCommand;
 extern const Command fetchCommand;
 extern const Command pushCommand;
 extern const Command updateCommand;
+extern const Command upgradeCommand;
 extern const Command cloneCommand;
 extern const Command initCommand;
 extern const Command accountsCommand;
@@ -36,12 +37,12 @@ extern const Command plugInCommand;
 
 std::span<const Command* const> allCommands() {
   static constexpr const Command* commands[] = {
-      &systemsCommand, &statusCommand,   &logCommand,           &infoCommand,     &addCommand,       &removeCommand,
-      &moveCommand,    &copyCommand,     &makeDirectoryCommand, &discardCommand,  &resolveCommand,   &commitCommand,
-      &showCommand,    &diffCommand,     &blameCommand,         &exportCommand,   &switchCommand,    &mergeCommand,
-      &branchCommand,  &branchesCommand, &tagCommand,           &remoteCommand,   &fetchCommand,     &pushCommand,
-      &updateCommand,  &cloneCommand,    &initCommand,          &accountsCommand, &blueprintCommand, &workspaceCommand,
-      &plugInCommand};
+      &systemsCommand,   &statusCommand,   &logCommand,           &infoCommand,    &addCommand,      &removeCommand,
+      &moveCommand,      &copyCommand,     &makeDirectoryCommand, &discardCommand, &resolveCommand,  &commitCommand,
+      &showCommand,      &diffCommand,     &blameCommand,         &exportCommand,  &switchCommand,   &mergeCommand,
+      &branchCommand,    &branchesCommand, &tagCommand,           &remoteCommand,  &fetchCommand,    &pushCommand,
+      &updateCommand,    &upgradeCommand,  &cloneCommand,         &initCommand,    &accountsCommand, &blueprintCommand,
+      &workspaceCommand, &plugInCommand};
   return commands;
 }
 

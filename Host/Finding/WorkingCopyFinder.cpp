@@ -7,11 +7,17 @@
 #include <filesystem>
 
 #include "ErrorPrinting.h"
+#include "QRBSourceControlBranch.h"
+#include "QRBSourceControlBranchAndTagLocations.h"
 #include "QRBSourceControlCancellable.h"
 #include "QRBSourceControlError.h"
+#include "QRBSourceControlPathLocation.h"
+#include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlRepository.h"
 #include "QRBSourceControlSystem.h"
+#include "QRBSourceControlTag.h"
 #include "QRBSourceControlWorkingCopy.h"
+#include "RemoteFinder.h"
 #include "ServiceDirectories.h"
 #include "Systems.h"
 
@@ -73,6 +79,59 @@ qrb::Error denialOf(Session& session, const FoundWorkingCopy& candidate) {
   return isNone || isCancellation(error) ? error : qrb::Error();
 }
 
+/// The address of the place in the repository that a working copy is of.
+qrb::URL addressOfPlace(const QRBSourceControlWorkingCopy& workingCopy,
+                        const QRBSourceControlRevisionLocationPtr& location) {
+  const auto& layout = workingCopy.branchAndTagLocations();
+  auto path = std::dynamic_pointer_cast<const QRBSourceControlPathLocation>(location);
+  if (auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(location)) {
+    path = branch->pathLocationForBranchAndTagLocations(layout);
+  } else if (auto tag = std::dynamic_pointer_cast<const QRBSourceControlTag>(location)) {
+    path = tag->pathLocationForBranchAndTagLocations(layout);
+  }
+  qrb::URL root = workingCopy.repository()->URL();
+  if (path == nullptr || path->isRootPath()) return root;
+  std::string_view below = path->relativePath().view();
+  while (below.ends_with('/')) below.remove_suffix(1);
+  return qrb::URL(root.absoluteString().str() + "/" + std::string(below));
+}
+
+/// Where the repository is on a server, the working copy that its plug-in tells of, whose repository is that of the
+/// server and has the account that the user keeps for it. Where it tells of none, the request itself says what is
+/// wrong.
+FoundWorkingCopy withItsServer(Session& session, FoundWorkingCopy found) {
+  auto system = found.workingCopy->repository()->sourceControlSystem();
+  if (system->hasLocalRepository()) return found;
+  auto told = std::make_shared<std::vector<QRBSourceControlWorkingCopyPtr>>();
+  session.perform("Looking for the repository", [&](Session::Done done) {
+    return QRBSourceControlWorkingCopy::scanForWorkingCopiesInFolderPaths({qrb::String(found.root)}, false, {system},
+                                                                          [told, done](const auto& workingCopies) {
+                                                                            *told = workingCopies;
+                                                                            done({});
+                                                                          });
+  });
+  for (const QRBSourceControlWorkingCopyPtr& each : *told) {
+    auto known = std::dynamic_pointer_cast<QRBSourceControlRemoteRepository>(each->repository());
+    if (each->fileURL() != found.workingCopy->fileURL() || known == nullptr || !known->URL()) continue;
+    auto location = std::make_shared<QRBSourceControlRevisionLocationPtr>();
+    session.perform("Looking for the repository", [&](Session::Done done) {
+      return each->currentLocationWithCompletionBlock([location, done](auto here, qrb::Error) {
+        *location = std::move(here);
+        done({});
+      });
+    });
+    auto remote = QRBSourceControlRemoteRepository::initUnsavedWithURL(addressOfPlace(*each, *location),
+                                                                       known->identifier(), system);
+    useKeptAccount(remote);
+    auto layout = each->branchAndTagLocations();
+    found.workingCopy = each->needsUpgrade() ? each
+                                             : QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
+                                                   each->fileURL(), remote);
+    if (layout != nullptr) found.workingCopy->setBranchAndTagLocations(layout);
+  }
+  return found;
+}
+
 }  // namespace
 
 QRBSourceControlWorkingCopyPtr workingCopyWithRoot(const std::string& root, const QRBSourceControlSystemPtr& system) {
@@ -86,6 +145,12 @@ QRBSourceControlWorkingCopyPtr workingCopyWithRoot(const std::string& root, cons
 bool isWithoutHistory(const qrb::Error& error) {
   return error.domain().view() == QRBSourceControlErrorDomain &&
          error.code() == static_cast<std::int64_t>(QRBSourceControlErrorCode::revisionNotFound);
+}
+
+QRBSourceControlRepositoryPtr repositoryWithChanges(const QRBSourceControlWorkingCopyPtr& workingCopy) {
+  auto system = workingCopy->repository()->sourceControlSystem();
+  if (system->hasLocalRepository()) return workingCopy->repository();
+  return QRBSourceControlRepository::initWithURL(workingCopy->fileURL(), system);
 }
 
 FoundWorkingCopy findWorkingCopy(Session& session, const std::string& path) {
@@ -107,11 +172,11 @@ FoundWorkingCopy findWorkingCopy(Session& session, const std::string& path) {
   std::vector<FoundWorkingCopy> candidates = candidatesFor(folder, systems);
   for (std::size_t number = 0; number + 1 < candidates.size(); ++number) {
     qrb::Error denial = denialOf(session, candidates[number]);
-    if (!denial) return candidates[number];
+    if (!denial) return withItsServer(session, candidates[number]);
     if (isCancellation(denial)) return {nullptr, {}, denial};
   }
   // Whatever is wrong with the last one, the request itself will tell.
-  if (!candidates.empty()) return candidates.back();
+  if (!candidates.empty()) return withItsServer(session, candidates.back());
   return notFound("neither " + folder.native() + " nor a folder above it is a working copy");
 }
 

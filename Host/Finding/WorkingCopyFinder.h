@@ -20,6 +20,10 @@ struct FoundWorkingCopy {
 /// installed systems keeps its metadata. A path that is empty means the current folder.
 FoundWorkingCopy findWorkingCopy(Session& session, const std::string& path);
 
+/// The repository for comparisons with what is not committed: where a working copy holds none of its own, the working
+/// copy stands for it.
+QRBSourceControlRepositoryPtr repositoryWithChanges(const QRBSourceControlWorkingCopyPtr& workingCopy);
+
 /// The working copy whose root is that folder; null where it is none of that system's.
 QRBSourceControlWorkingCopyPtr workingCopyWithRoot(const std::string& root, const QRBSourceControlSystemPtr& system);
 

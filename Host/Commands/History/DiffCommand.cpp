@@ -36,6 +36,7 @@ ExitStatus runDiff(Session& session, const DiffOptions& options) {
   FoundLocation against =
       locationFor(session, repository, options.against, QRBSourceControlRevision::sharedUnversionedRevision());
   if (against.error) return session.fail(against.error);
+  if (options.against.empty()) repository = repositoryWithChanges(found.workingCopy);
   FoundDifferences differences = findDifferences(session, repository, from.location, against.location);
   if (differences.error) return session.fail(differences.error);
   if (session.json()) {

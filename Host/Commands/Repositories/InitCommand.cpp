@@ -2,6 +2,7 @@
 
 #include "Command.h"
 #include "QRBSourceControlCancellable.h"
+#include "QRBSourceControlManager.h"
 #include "QRBSourceControlRepository.h"
 #include "Systems.h"
 #include "Text.h"
@@ -20,7 +21,8 @@ ExitStatus runInit(Session& session, const InitOptions& options) {
   if (found.error) return session.fail(found.error);
   std::filesystem::path folder = std::filesystem::absolute(options.folder).lexically_normal();
   qrb::Error error = session.perform("Making a repository", [&](Session::Done done) {
-    return QRBSourceControlRepository::createRepositoryAtFileURL(
+    // Not by way of the repository class, which wants a system whose working copies hold repositories.
+    return QRBSourceControlManager::sharedInstance()->createRepositoryAtFileURL(
         qrb::URL::fileURL(folder.native(), true), found.system,
         [done](auto, qrb::Error failure) { done(std::move(failure)); });
   });

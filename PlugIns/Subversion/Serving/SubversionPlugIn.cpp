@@ -43,6 +43,21 @@ void addCandidatesBelow(std::vector<qrb::URL>& candidates, const fs::path& root)
   }
 }
 
+/// By the path that the working copy is of, or by the folders in it, where it is of all that a project has.
+SubversionLayout layoutOf(const fs::path& folder, const SubversionInfo& info) {
+  std::string path = info.repositoryPath();
+  SubversionLayout layout = subversionLayoutAlong(path);
+  if (info.url.empty() || layout.isCompleteForBranches()) return layout;
+  std::vector<std::string> names;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    std::error_code ignored;
+    if (entry->symlink_status(ignored).type() == fs::file_type::directory) names.push_back(entry->path().filename());
+  }
+  return subversionDetectLayout(
+      path, [&](const std::string& asked) { return asked == path ? std::optional(names) : std::nullopt; });
+}
+
 }  // namespace
 
 const QRBSourceControlSystemPtr& SubversionPlugIn::system() {
@@ -153,7 +168,7 @@ void SubversionPlugIn::scanForWorkingCopiesInPotentialWorkingCopies(const std::v
     auto workingCopy =
         isOld ? QRBSourceControlWorkingCopy::initWithUpgradableFileURL(place, std::move(repository))
               : QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(place, std::move(repository));
-    SubversionLayout layout = subversionLayoutAlong(info.repositoryPath());
+    SubversionLayout layout = layoutOf(folder, info);
     if (layout.isCompleteForBranches()) workingCopy->setBranchAndTagLocations(layout.locations());
     found.push_back(std::move(workingCopy));
   }
