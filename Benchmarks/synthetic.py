@@ -208,3 +208,101 @@ def served(cache, number):
         git(folder, "repack", "-a", "-d", "-q")
 
     return make(cache, f"served-{number}", build)
+
+
+def make_subversion(cache, name, build):
+    """A folder with a repository and a working copy of its trunk; `build` gets both places, the latter not there yet."""
+    folder = pathlib.Path(cache) / name
+    if not folder.exists():
+        unfinished = folder.with_suffix(".unfinished")
+        shutil.rmtree(unfinished, ignore_errors=True)
+        unfinished.mkdir(parents=True)
+        subprocess.run(["svnadmin", "create", str(unfinished / "repository")], check=True)
+        build(unfinished / "repository", unfinished / "import")
+        shutil.rmtree(unfinished / "import", ignore_errors=True)
+        unfinished.rename(folder)
+        # By the address that it has from now on.
+        subprocess.run(["svn", "checkout", "-q", f"file://{(folder / 'repository').resolve()}/trunk", str(folder / "work")],
+                       check=True)
+    return folder
+
+
+def load_revisions(repository, revisions):
+    """Loads a dump of revisions, each a message and a list of (kind of action, path, content)."""
+    process = subprocess.Popen(["svnadmin", "load", "-q", "--bypass-prop-validation", str(repository)],
+                               stdin=subprocess.PIPE)
+
+    def properties(pairs):
+        text = "".join(f"K {len(key)}\n{key}\nV {len(value.encode())}\n{value}\n" for key, value in pairs.items())
+        return (text + "PROPS-END\n").encode()
+
+    process.stdin.write(b"SVN-fs-dump-format-version: 2\n\n")
+    for number, (message, changes) in enumerate(revisions, 1):
+        date = time.strftime("%Y-%m-%dT%H:%M:%S.000000Z", time.gmtime(1500000000 + number * 600))
+        values = properties({"svn:log": message, "svn:author": f"person{number % 40}", "svn:date": date})
+        process.stdin.write(f"Revision-number: {number}\nProp-content-length: {len(values)}\n"
+                            f"Content-length: {len(values)}\n\n".encode() + values + b"\n")
+        for action, path, content in changes:
+            head = f"Node-path: {path}\nNode-kind: {'dir' if content is None else 'file'}\nNode-action: {action}\n"
+            if content is None:
+                process.stdin.write(head.encode() + b"Prop-content-length: 10\nContent-length: 10\n\nPROPS-END\n\n\n")
+                continue
+            process.stdin.write(head.encode() + f"Text-content-length: {len(content)}\nContent-length: {len(content)}\n\n"
+                                .encode() + content + b"\n\n")
+    process.stdin.close()
+    if process.wait() != 0:
+        raise RuntimeError("svnadmin load failed")
+
+
+LAYOUT = ("layout", [("add", name, None) for name in ("trunk", "branches", "tags")])
+
+
+def subversion_files(cache, count):
+    """A working copy of `count` files."""
+
+    def build(repository, place):
+        for number in range(count):
+            file = place / f"area{number // 1000:03}/part{number // 50 % 20:02}/file{number:06}.txt"
+            file.parent.mkdir(parents=True, exist_ok=True)
+            file.write_text(f"file {number}\n")
+        subprocess.run(["svn", "import", "-q", "-m", "all files", str(place), f"file://{repository.resolve()}/trunk"],
+                       check=True)
+
+    return make_subversion(cache, f"subversion-files-{count}", build)
+
+
+def subversion_history(cache, count):
+    """`count` revisions of two files each."""
+
+    def build(repository, _):
+        def revisions():
+            yield LAYOUT
+            yield ("files", [("add", f"trunk/file{number:03}.txt", b"begun\n") for number in range(300)])
+            source = random.Random(2)
+            for number in range(3, count + 1):
+                yield (" ".join(source.choices(WORDS, k=7)),
+                       [("change", f"trunk/file{index:03}.txt", f"{number}\n".encode())
+                        for index in sorted(source.sample(range(300), 2))])
+
+        load_revisions(repository, revisions())
+
+    return make_subversion(cache, f"subversion-history-{count}", build)
+
+
+def subversion_blamed(cache, lines, revisions):
+    """One file of `lines` lines that every revision changes in some places."""
+
+    def build(repository, _):
+        def all_revisions():
+            source = random.Random(3)
+            text = [f"{number} {' '.join(source.choices(WORDS, k=6))}" for number in range(lines)]
+            yield LAYOUT
+            for number in range(revisions):
+                yield (f"change {number}", [("change" if number else "add", "trunk/file.txt",
+                                             ("\n".join(text) + "\n").encode())])
+                for _ in range(max(1, 2 * lines // revisions)):
+                    text[source.randrange(lines)] = f"{number} {source.choice(WORDS)}"
+
+        load_revisions(repository, all_revisions())
+
+    return make_subversion(cache, f"subversion-blamed-{lines}-{revisions}", build)

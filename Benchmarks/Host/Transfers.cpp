@@ -23,8 +23,9 @@ const QRBSourceControlSystemPtr& git() {
   return system;
 }
 
-QRBSourceControlRemoteRepositoryPtr remoteAt(const std::string& address) {
-  return QRBSourceControlRemoteRepository::initUnsavedWithURL(qrb::URL(address), git());
+QRBSourceControlRemoteRepositoryPtr remoteAt(const std::string& address,
+                                             const QRBSourceControlSystemPtr& system = git()) {
+  return QRBSourceControlRemoteRepository::initUnsavedWithURL(qrb::URL(address), system);
 }
 
 QRBSourceControlRepositoryPtr repositoryAt(const std::string& folder) {
@@ -50,7 +51,11 @@ Dictionary measure(const Start& start) {
 }  // namespace
 
 Dictionary clone(const Dictionary& request) {
-  auto remote = remoteAt(request.at("from"));
+  bool isSubversion = request.value("system", "") == "Subversion";
+  auto remote = isSubversion
+                    ? remoteAt(request.at("from"),
+                               QRBSourceControlSystem::systemWithIdentifier(QRBSourceControlSubversionPlugInIdentifier))
+                    : remoteAt(request.at("from"));
   qrb::URL place = qrb::URL::fileURL(std::string(request.at("to")), true);
   return measure([&](auto progress, auto done) {
     remote->createWorkingCopyAtURL(

@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <mutex>
 #include <nlohmann/json.hpp>
@@ -32,12 +33,15 @@ const QRBSourceControlManagerPtr& manager() {
   return QRBSourceControlManager::sharedInstance();
 }
 
+/// Of the system whose metadata are in the folder.
 QRBSourceControlWorkingCopyPtr workingCopyAt(const std::string& folder) {
-  static const auto git = QRBSourceControlSystem::systemWithIdentifier(QRBSourceControlGitPlugInIdentifier);
-  if (git == nullptr || !git->isUsable()) throw std::runtime_error("the Git plug-in is not installed");
+  bool isSubversion = std::filesystem::exists(folder + "/.svn");
+  auto system = QRBSourceControlSystem::systemWithIdentifier(isSubversion ? QRBSourceControlSubversionPlugInIdentifier
+                                                                          : QRBSourceControlGitPlugInIdentifier);
+  if (system == nullptr || !system->isUsable()) throw std::runtime_error("the plug-in is not installed");
   qrb::URL url = qrb::URL::fileURL(folder);
   return QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
-      url, QRBSourceControlRepository::initWithURL(url, git));
+      url, QRBSourceControlRepository::initWithURL(url, system));
 }
 
 /// Counts replies; the main thread waits for the last.
