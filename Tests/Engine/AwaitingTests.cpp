@@ -1,52 +1,16 @@
 // The two thin ways to receive what a request answers, on real requests.
 #include "QRBSourceControlAwaiting.h"
 
-#include <deque>
 #include <optional>
 
 #include "EngineTesting.h"
+#include "MainThreadExecutor.h"
 #include "QRBSourceControlAccount.h"
 #include "SerialQueue.h"
 
 namespace qrb::test {
 
 namespace {
-
-/// Runs what it is given on its own thread, in order; gone when that thread has ended.
-class ThreadExecutor {
- public:
-  ~ThreadExecutor() {
-    post([this] { _ended = true; });
-    _thread.join();
-  }
-  Executor executor() {
-    return [this](std::function<void()> function) { post(std::move(function)); };
-  }
-  std::thread::id thread() const { return _thread.get_id(); }
-
- private:
-  void post(std::function<void()> function) {
-    std::lock_guard lock(_mutex);
-    _functions.push_back(std::move(function));
-    _changed.notify_one();
-  }
-  void run() {
-    while (!_ended) {
-      std::unique_lock lock(_mutex);
-      _changed.wait(lock, [this] { return !_functions.empty(); });
-      auto function = std::move(_functions.front());
-      _functions.pop_front();
-      lock.unlock();
-      function();
-    }
-  }
-
-  std::mutex _mutex;
-  std::condition_variable _changed;
-  std::deque<std::function<void()>> _functions;
-  bool _ended = false;
-  std::thread _thread{[this] { run(); }};
-};
 
 class Awaiting : public EngineTest {
  protected:
@@ -112,31 +76,26 @@ TEST_F(Awaiting, ACompletionThatIsLetGoUncalledBreaksThePromise) {
 }
 
 TEST_F(Awaiting, AnExecutorGetsBatchesInOrderAndThenTheCompletionOnItsThread) {
-  std::promise<std::size_t> finished;
-  std::vector<std::string> order;
-  std::vector<std::string> inReply;
-  bool elsewhere = false;
-  ThreadExecutor thread;  // its destructor waits for what it was given, so it goes before what that uses
   using Items = std::vector<QRBSourceControlLogItemPtr>;
+  Executor here = [](std::function<void()> function) { runOnMainThread(std::move(function)); };
+  std::thread::id thread = std::this_thread::get_id();
+  Items streamed;
+  std::optional<Items> replied;
   manager()->historyOfWorkingCopy(workingCopy(), nullptr, nullptr, 0, 1000, nullptr, 0,
-                                  on(thread.executor(),
+                                  on(here,
                                      [&](const Items& items, double) {
-                                       elsewhere = elsewhere || std::this_thread::get_id() != thread.thread();
-                                       for (const auto& item : items)
-                                         order.push_back(item->revision()->identifier().str());
+                                       EXPECT_EQ(std::this_thread::get_id(), thread);
+                                       EXPECT_FALSE(replied) << "batches must come before the completion";
+                                       streamed.insert(streamed.end(), items.begin(), items.end());
                                      }),
-                                  on(thread.executor(), [&](const Items& items, Error error) {
-                                    elsewhere = elsewhere || std::this_thread::get_id() != thread.thread();
-                                    for (const auto& item : items)
-                                      inReply.push_back(item->revision()->identifier().str());
+                                  on(here, [&](const Items& items, Error error) {
+                                    EXPECT_EQ(std::this_thread::get_id(), thread);
                                     EXPECT_FALSE(error) << error.description();
-                                    finished.set_value(order.size());
+                                    replied = items;
                                   }));
-  auto future = finished.get_future();
-  ASSERT_TRUE(isSettledInTime(future));
-  EXPECT_EQ(future.get(), 1000u) << "batches must come before the completion";
-  EXPECT_EQ(order, inReply);
-  EXPECT_FALSE(elsewhere);
+  while (!replied) drainMainQueue(kPatience);
+  EXPECT_EQ(replied->size(), 1000u);
+  EXPECT_EQ(streamed, *replied);
 }
 
 TEST_F(Awaiting, AnExecutorThatRunsLaterStillFindsTheValues) {
@@ -171,15 +130,6 @@ TEST_F(Awaiting, BothCombineAndAnExecutorThatDropsItsWorkBreaksThePromise) {
   manager()->baseRevisionOfWorkingCopy(workingCopy(), on(dropping, std::move(dropped)));
   ASSERT_TRUE(isSettledInTime(droppedFuture));
   EXPECT_THROW(droppedFuture.get(), std::future_error);
-}
-
-TEST_F(Awaiting, AnEmptyCompletionStaysOneThatDoesNothing) {
-  int given = 0;
-  Executor counting = [&](std::function<void()> function) { ++given, function(); };
-  QRBSourceControlCompletionBlock<QRBSourceControlRevisionPtr> completion =
-      on(counting, QRBSourceControlCompletionBlock<QRBSourceControlRevisionPtr>());
-  completion(nullptr, {});
-  EXPECT_EQ(given, 0);
 }
 
 }  // namespace

@@ -1,4 +1,3 @@
-#include <random>
 
 #include "EngineTesting.h"
 
@@ -22,39 +21,6 @@ TEST_F(CancellationTest, ARequestCancelledWhileItRunsSettlesOnceAndItsProcessIsG
     EXPECT_TRUE(operation->isCanceled()) << mode;
     // Nothing of the process group lives on, not even what ignores being asked to end.
     EXPECT_TRUE(descendants().empty()) << mode;
-  }
-}
-
-TEST_F(CancellationTest, TwoHundredRequestsCancelledAtRandomMomentsSettleOnceEach) {
-  std::mt19937 random(42);
-  struct Running {
-    QRBSourceControlOperationPtr operation;
-    std::shared_ptr<RevisionOutcome> outcome;
-  };
-  for (const char* mode : {"hang", "good"}) {
-    usePlugIn(mode);
-    std::vector<Running> all(200);
-    for (Running& running : all) running.outcome = requestBaseRevision(&running.operation);
-    std::shuffle(all.begin(), all.end(), random);
-    std::vector<std::thread> threads;
-    for (std::size_t part = 0; part < 4; ++part) {
-      threads.emplace_back([&, part] {
-        for (std::size_t index = part; index < all.size(); index += 4) {
-          if (index % 7 == 0) std::this_thread::yield();
-          all[index].operation->cancel();
-        }
-      });
-    }
-    for (std::thread& thread : threads) thread.join();
-    for (Running& running : all) {
-      auto [revision, error] = running.outcome->wait();
-      EXPECT_TRUE(isCancellation(error) || (std::string(mode) == "good" && revision != nullptr)) << error.description();
-    }
-    settleProcesses();
-    for (Running& running : all) {
-      EXPECT_EQ(running.outcome->calls(), 1u);
-      EXPECT_TRUE(running.operation->isFinished());
-    }
   }
 }
 

@@ -52,25 +52,6 @@ TEST_F(ConvenienceTest, ASwitchAnswersTheLocationAskedForAndCachesTheOneReached)
   }
 }
 
-TEST_F(ConvenienceTest, AStatusReportReplacesATableWholeAndLeavesTheOneItDoesNotBring) {
-  using Table = QRBSourceControlPathStatuses;
-  auto table = [](const char* path) { return std::make_shared<const Table>(Table{{path, std::uint64_t{4}}}); };
-  auto copy = workingCopy();
-  auto report = [&](QRBSourceControlPathStatusesPtr local, QRBSourceControlPathStatusesPtr remote) {
-    writeReply(std::make_tuple(std::move(local), std::move(remote)), Error());
-    auto outcome = Outcome<QRBSourceControlPathStatusesPtr, QRBSourceControlPathStatusesPtr>::make();
-    copy->filesAndStatusWithRemoteStatus(true, outcome->completion());
-    outcome->wait();
-  };
-  report(table("a"), table("r"));
-  report(table("b"), nullptr);
-  EXPECT_EQ(copy->cachedSourceControlLocalStatusForFile("a"), 0u);
-  EXPECT_EQ(copy->cachedSourceControlLocalStatusForFile("b"), 4u);
-  EXPECT_EQ(copy->cachedSourceControlRemoteStatusForFile("r"), 4u);
-  report(std::make_shared<const Table>(), nullptr);
-  EXPECT_TRUE(copy->cachedPathsWithLocalStatus().empty());
-}
-
 TEST_F(ConvenienceTest, AnIdentifierIsStoredOnlyWhenThereIsOne) {
   struct Case {
     String reply;

@@ -40,30 +40,6 @@ class GitRoadTest : public EngineTest {
 using StatusOutcome = Outcome<QRBSourceControlPathStatusesPtr, QRBSourceControlPathStatusesPtr>;
 using HistoryOutcome = Outcome<std::vector<QRBSourceControlLogItemPtr>>;
 
-TEST_F(GitRoadTest, AThousandRequestsAtOnceOnARealRepositoryAllSucceed) {
-  auto copy = gitWorkingCopy();
-  std::string head = _repository.run({"rev-parse", "HEAD"});
-  std::vector<std::shared_ptr<StatusOutcome>> statuses;
-  std::vector<std::shared_ptr<RevisionOutcome>> revisions;
-  for (int number = 0; number < 500; ++number) {
-    statuses.push_back(StatusOutcome::make());
-    manager()->filesAndStatusOfWorkingCopy(copy, false, statuses.back()->completion());
-    revisions.push_back(RevisionOutcome::make());
-    manager()->baseRevisionOfWorkingCopy(copy, revisions.back()->completion());
-  }
-  for (auto& outcome : statuses) {
-    auto [local, remote, error] = outcome->wait();
-    ASSERT_FALSE(error) << error.description();
-    EXPECT_EQ(local->size(), 2u);
-    EXPECT_EQ(outcome->calls(), 1u);
-  }
-  for (auto& outcome : revisions) {
-    auto [revision, error] = outcome->wait();
-    ASSERT_FALSE(error) << error.description();
-    EXPECT_EQ(revision->identifier().view(), head);
-  }
-}
-
 TEST_F(GitRoadTest, TwoHundredRequestsCancelledAtRandomMomentsLeaveNothingBehind) {
   auto copy = gitWorkingCopy();
   std::mt19937 random(7);
@@ -125,15 +101,6 @@ TEST_F(GitRoadTest, APlugInKilledWhileGitRunsTakesGitWithIt) {
   EXPECT_GT(killed, 0u);
   EXPECT_TRUE(descendants().empty());
   expectRepositoryClean();
-}
-
-TEST_F(GitRoadTest, DiscoveryFindsGit) {
-  manager()->setCachedSourceControlSystems(nullptr);
-  auto git = manager()->systemWithIdentifer("org.qrb.Orlix.sourcecontrol.Git");
-  EXPECT_TRUE(git->isUsable());
-  EXPECT_EQ(git->workingCopyFolderIdentifier(), ".git");
-  EXPECT_TRUE(git->hasLocalRepository());
-  manager()->setCachedSourceControlSystems(nullptr);
 }
 
 }  // namespace

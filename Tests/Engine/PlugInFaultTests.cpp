@@ -1,7 +1,6 @@
 #include <signal.h>
 
 #include <random>
-#include <thread>
 
 #include "EngineTesting.h"
 #include "QRBSourceControlError.h"
@@ -218,20 +217,6 @@ TEST_F(PlugInFaultTest, AServiceThatCannotBeLaunchedFailsItsRequest) {
   std::ofstream(file) << "neither script nor program";
   expectFailure("no known format");
   expectNextRequestWorks();
-}
-
-TEST_F(PlugInFaultTest, AFaultDuringDiscoveryLeavesTheSystemOutAndIsNoError) {
-  for (const auto& [fault, detail] : faults) {
-    usePlugIn(fault);
-    std::promise<std::shared_ptr<const QRBSourceControlManager::Systems>> promise;
-    manager()->sourceControlSystemsWithCompletionBlock([&](const auto& systems) { promise.set_value(systems); });
-    auto future = promise.get_future();
-    ASSERT_EQ(future.wait_for(kPatience), std::future_status::ready) << fault;
-    auto systems = future.get();
-    ASSERT_NE(systems, nullptr) << fault;
-    EXPECT_TRUE(systems->empty()) << fault;
-    settleProcesses();
-  }
 }
 
 }  // namespace

@@ -1,6 +1,4 @@
 #include <future>
-#include <nlohmann/json.hpp>
-#include <set>
 
 #include "EngineTesting.h"
 #include "TemporaryDirectory.h"
@@ -44,14 +42,6 @@ class AuthenticationTest : public EngineTest {
   }
 };
 
-TEST_F(RequestTest, EveryRequestHasAProcessOfItsOwn) {
-  std::vector<std::shared_ptr<RevisionOutcome>> outcomes;
-  for (int number = 0; number < 20; ++number) outcomes.push_back(requestBaseRevision());
-  std::set<std::string> processes;
-  for (auto& outcome : outcomes) processes.insert(std::get<0>(outcome->wait())->identifier().str());
-  EXPECT_EQ(processes.size(), outcomes.size());
-}
-
 TEST_F(RequestTest, AThousandRequestsAtOnceAllCompleteWithBoundedProcesses) {
   std::vector<std::shared_ptr<RevisionOutcome>> outcomes;
   for (int number = 0; number < 1000; ++number) outcomes.push_back(requestBaseRevision());
@@ -81,31 +71,6 @@ TEST_F(RequestTest, AReplyWithAnErrorAndAResultGivesTheErrorAlone) {
 TEST_F(RequestTest, ARequestWithoutACompletionStillFinishes) {
   auto operation = manager()->baseRevisionOfWorkingCopy(workingCopy(), {});
   while (!operation->isFinished()) std::this_thread::yield();
-}
-
-TEST_F(RequestTest, HistoryComesInBatchesOfTheSameObjectsThatTheReplyHolds) {
-  std::vector<QRBSourceControlLogItemPtr> streamed;
-  std::vector<double> fractions;
-  auto outcome = Outcome<std::vector<QRBSourceControlLogItemPtr>>::make();
-  manager()->historyOfWorkingCopy(
-      workingCopy(), nullptr, nullptr, 0, 10'000, {}, 0,
-      [&](const auto& items, double fraction) {
-        streamed.insert(streamed.end(), items.begin(), items.end());
-        fractions.push_back(fraction);
-      },
-      outcome->completion());
-  auto [items, error] = outcome->wait();
-  ASSERT_FALSE(error) << error.description();
-  ASSERT_EQ(items.size(), 10'000u);
-  EXPECT_EQ(streamed, items);
-  EXPECT_TRUE(std::is_sorted(fractions.begin(), fractions.end()));
-  EXPECT_EQ(fractions.back(), 1);
-  // Shared on one side of the wire is shared on the other.
-  EXPECT_EQ(items[0]->author(), items[3]->author());
-  EXPECT_NE(items[0]->author(), items[1]->author());
-  EXPECT_EQ(items[0]->workingCopy(), items[9'999]->workingCopy());
-  EXPECT_TRUE(items[0]->pathsWithStatus()->begin()->first.isIdenticalTo(items[5]->pathsWithStatus()->begin()->first));
-  EXPECT_EQ(items[4'711]->revision()->identifier(), "4711");
 }
 
 TEST_F(RequestTest, RequestsThatNothingWillAnswerKeepNoOthersFromRunning) {
@@ -158,15 +123,6 @@ TEST_F(RequestTest, AMessageWithoutAnIdentifierReportsProgressUnderTheEmptyOne) 
   for (const Reports& own : reports) {
     EXPECT_EQ(own, (Reports{{"Transfering files…", 0.25}, {"of its own", 1}}));
   }
-}
-
-TEST_F(RequestTest, AnUpgradeNeverCallsItsProgressBlock) {
-  auto outcome = Outcome<>::make();
-  bool called = false;
-  manager()->upgradeWorkingCopy(
-      workingCopy(), [&](const String&, double) { called = true; }, outcome->completion());
-  EXPECT_FALSE(outcome->error());
-  EXPECT_FALSE(called);
 }
 
 TEST_F(RequestTest, AKeychainNameIsPassedOnOnlyBesideAnError) {

@@ -202,29 +202,6 @@ TEST_F(GitBranches, parentsAreTakenFromWhatGitNotedAndFromWhatABranchFollows) {
               ElementsAre("origin/main", "origin/a", "origin/b", "origin/c", "origin/follows", "origin/made"));
 }
 
-TEST_F(GitBranches, aBranchIsMadeWhereItIsToBegin) {
-  GitRepository repository;
-  std::string one = repository.commit("one");
-  repository.run({"branch", "older"});
-  std::string two = repository.commit("two");
-  auto pinned = branch("main")->locationWithRevision(revision(one.substr(0, 9)));
-  const struct {
-    const char* name;
-    QRBSourceControlBranchPtr from;
-    std::string hash;
-  } rows[] = {{"feature/ü", branch("older"), one},
-              {"here", nullptr, two},
-              {"there", std::dynamic_pointer_cast<const QRBSourceControlBranch>(pinned), one}};
-  for (const auto& row : rows) {
-    auto [made, error] = add(repository.root(), row.name, row.from);
-    ASSERT_TRUE(made) << error.description();
-    EXPECT_EQ(made->name(), String(row.name));
-    EXPECT_FALSE(made->isNewBranch());
-    EXPECT_EQ(made->revision()->identifier(), String(row.hash));
-    EXPECT_EQ(repository.run({"rev-parse", std::string("refs/heads/") + row.name}), row.hash);
-  }
-}
-
 TEST_F(GitBranches, aBranchThatCannotBeMadeIsToldAsSuch) {
   GitRepository repository;
   auto [early, earlyError] = add(repository.root(), "early", nullptr);

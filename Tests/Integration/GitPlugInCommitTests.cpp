@@ -1,15 +1,8 @@
-#include <nlohmann/json.hpp>
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <thread>
-
-#include "FileDescriptor.h"
 #include "GitWorkTesting.h"
 #include "Log.h"
-#include "ServiceReservePrivate.h"
 
 // Commits made by the plug-in, seen with git itself.
 namespace qrb::test {
@@ -334,55 +327,6 @@ TEST_F(GitPlugInCommitTest, manyAtOnceAllSucceedOneAfterTheOther) {
   }
   EXPECT_EQ(revisions.size(), static_cast<std::size_t>(count));
   EXPECT_EQ(status(), Status());
-}
-
-TEST_F(GitPlugInCommitTest, aLockThatAnotherGitHoldsIsWaitedFor) {
-  std::string there = _repository.beside("there");
-  std::string gate = _repository.beside("gate");
-  std::string refused = _repository.beside("refused");
-  for (const std::string& fifo : {there, gate, refused}) ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-  auto waitFor = [](const FileDescriptor& fifo) {
-    char byte;
-    EXPECT_EQ(::read(fifo.get(), &byte, 1), 1);
-  };
-  FileDescriptor thereEnd(::open(there.c_str(), O_RDWR | O_CLOEXEC));
-  FileDescriptor gateEnd(::open(gate.c_str(), O_RDWR | O_CLOEXEC));
-  FileDescriptor refusedEnd(::open(refused.c_str(), O_RDWR | O_CLOEXEC));
-  // Another git, which holds the lock while its hook waits at the gate.
-  makeHook("pre-commit", "[ -z \"$HOLDS\" ] || { echo >'" + there + "'; read -r _ <'" + gate + "'; }");
-  _repository.setEnvironment("HOLDS", "1");
-  _repository.write("b", "theirs\n");
-  std::thread other([&] { _repository.run({"commit", "-q", "-a", "-m", "theirs"}); });
-  waitFor(thereEnd);
-  // The plug-in's git says when it has been refused.
-  std::string path = ::getenv("PATH");
-  std::string git = split(runProgram({"sh", "-c", "command -v git"}, {"PATH=" + path}, "/").output, '\n').front();
-  _repository.write("../bin/git",
-                    "#!/bin/sh\n" + git + " \"$@\"\ns=$?\n[ $s -ne 128 ] || echo >'" + refused + "'\nexit $s\n");
-  fs::permissions(_repository.beside("bin/git"), fs::perms::owner_all);
-  ::setenv("PATH", (_repository.beside("bin") + ":" + path).c_str(), 1);
-  ServiceReserve::shared().clear();
-  _repository.write("a", "ours\n");
-  Reply<QRBSourceControlRevisionPtr> reply;
-  workingCopy()->commitFiles({"a"}, "ours", reply.completion());
-  waitFor(refusedEnd);
-  EXPECT_EQ(::write(gateEnd.get(), "\n", 1), 1);
-  other.join();
-  auto [revision, error] = reply.wait();
-  ::setenv("PATH", path.c_str(), 1);
-  ServiceReserve::shared().clear();
-  ASSERT_TRUE(revision) << error.description() << underlyingMessage(error);
-  EXPECT_EQ(_repository.run({"log", "-3", "--format=%s"}), "ours\ntheirs\none");
-  EXPECT_EQ(status(), Status());
-}
-
-TEST_F(GitPlugInCommitTest, aLockThatStaysIsReportedByName) {
-  _repository.write("a", "changed\n");
-  _repository.write(".git/index.lock", "");
-  auto [revision, error] = commit({"a"});
-  EXPECT_TRUE(has(error, Code::repositoryLocked)) << error.description();
-  EXPECT_THAT(underlyingMessage(error), HasSubstr(_repository.pathOf(".git/index.lock")));
-  EXPECT_TRUE(fs::exists(_repository.pathOf(".git/index.lock")));
 }
 
 }  // namespace

@@ -150,33 +150,6 @@ TEST_F(GitDiff, uncommittedChangesCompareBothWays) {
   EXPECT_THAT(reversed.at("changed")["patch"].get<std::string>(), HasSubstr("diff --git a/changed b/changed\n"));
 }
 
-TEST_F(GitDiff, theFirstRevisionComparesWithNothing) {
-  for (bool isSHA256 : {false, true}) {
-    GitRepository repository(isSHA256 ? std::vector<std::string>{"--object-format=sha256"}
-                                      : std::vector<std::string>{});
-    repository.write("file", "1\n2\n");
-    repository.commit("one");
-    auto files = filesOf(repository.root(), nothing(), at("HEAD"));
-    ASSERT_EQ(files.count("file"), 1u);
-    EXPECT_EQ(files.at("file")["additions"], 2);
-    EXPECT_FALSE(files.at("file").contains("oldMode"));
-    EXPECT_EQ(filesOf(repository.root(), at("HEAD"), nothing()).at("file")["change"], "deleted");
-  }
-}
-
-TEST_F(GitDiff, namesAndContentsArriveAsTheBytesThatTheyAre) {
-  GitRepository repository;
-  repository.write("\xff\xfe", "caf\xe9\n");
-  repository.commit("one");
-  repository.write("\xff\xfe", "caf\xe8\r\n\x01\n");
-  repository.write("line\nfeed", "no end of line");
-  repository.commit("two");
-  auto files = filesOf(repository.root(), at("HEAD^"), at("HEAD"));
-  ASSERT_EQ(files.count("\xff\xfe"), 1u);
-  EXPECT_THAT(files.at("\xff\xfe")["patch"].get<std::string>(), HasSubstr("-caf\xe9\n+caf\xe8\r\n+\x01\n"));
-  EXPECT_THAT(files.at("line\nfeed")["patch"].get<std::string>(), HasSubstr("No newline at end of file"));
-}
-
 TEST_F(GitDiff, anEnormousPatchIsLeftOutAndSaysSo) {
   GitRepository repository;
   repository.write("small", "1\n");

@@ -306,42 +306,5 @@ TEST_F(GitHostileNames, addressesThatRunProgramsAreRefusedAndNotStored) {
   EXPECT_EQ(traces(_repository), before);
 }
 
-TEST_F(GitHostileNames, aRepositoryThatNamesProgramsRunsNoneOfThem) {
-  _repository.write("file", "1\n");
-  _repository.commit("one");
-  _repository.run({"branch", "other"});
-  _repository.write("file", "2\n");
-  _repository.commit("two");
-  std::string touch = "touch " + _repository.beside("pwned");
-  for (const auto& [name, value] : std::map<std::string, std::string>{{"core.fsmonitor", touch},
-                                                                      {"core.sshCommand", touch},
-                                                                      {"core.pager", touch},
-                                                                      {"core.editor", touch},
-                                                                      {"diff.external", touch},
-                                                                      {"diff.evil.textconv", touch},
-                                                                      {"diff.evil.command", touch},
-                                                                      {"alias.rev-parse", "!" + touch},
-                                                                      {"alias.branch", "!" + touch},
-                                                                      {"remote.evil.url", "ext::sh -c " + touch},
-                                                                      {"remote.evil.uploadpack", touch},
-                                                                      {"remote.evil.vcs", "ext"}}) {
-    _repository.run({"config", name, value});
-  }
-  _repository.write(".git/info/attributes", "* diff=evil\n");
-  EXPECT_FALSE(resolve(_repository, branch("main")));
-  EXPECT_FALSE(diff(_repository, branch("other"), branch("main")));
-  EXPECT_FALSE(
-      diff(_repository, at("HEAD^"),
-           QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::sharedUnversionedRevision())));
-  EXPECT_FALSE(parents(_repository, branch("other")));
-  EXPECT_FALSE(addBranch(_repository, branch("made"), branch("main")));
-  EXPECT_FALSE(removeBranch(_repository, branch("made")));
-  Reply<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositoriesPtr> remotes;
-  manager()->listRemoteRepositoriesForRepository(repositoryAt(_repository.root()), remotes.completion());
-  EXPECT_FALSE(std::get<2>(remotes.wait()));
-  EXPECT_FALSE(removeRemote(_repository, "evil"));
-  EXPECT_FALSE(std::filesystem::exists(_repository.beside("pwned")));
-}
-
 }  // namespace
 }  // namespace qrb::test

@@ -1,4 +1,3 @@
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -35,27 +34,6 @@ TEST_F(GitPlugInTest, announcesItself) {
   EXPECT_EQ(git->supportedAuthenticationTypes(), 7u);
 }
 
-TEST_F(GitPlugInTest, remoteStatusIsWhatTheUpstreamHasAndTheBranchHasNot) {
-  GitRepository origin;
-  origin.write("changed", "1");
-  origin.write("deleted", "a text that is long enough not to be taken for another one");
-  origin.commit("one");
-  GitRepository clone = GitRepository::cloneOf(origin.root());
-  clone.write("ours", "1");
-  clone.commit("ours");
-  origin.write("changed", "2");
-  origin.write("added", "3");
-  std::filesystem::remove(origin.pathOf("deleted"));
-  origin.commit("two");
-  clone.run({"fetch", "-q"});
-  auto [local, remote, error] = statusOf(clone.root(), true);
-  ASSERT_TRUE(remote) << error.description();
-  EXPECT_EQ(wordsOf(*remote),
-            (std::map<std::string, Words>{
-                {"added", {"remote-added"}}, {"changed", {"remote-modified"}}, {"deleted", {"remote-deleted"}}}));
-  EXPECT_TRUE(local && local->empty());
-}
-
 TEST_F(GitPlugInTest, remoteStatusIsEmptyWithoutUpstreamAndAbsentWhenNotAskedFor) {
   GitRepository repository;
   for (bool hasCommits : {false, true}) {
@@ -80,23 +58,6 @@ TEST_F(GitPlugInTest, identifierIsTheSameInEveryCloneThatKnowsIt) {
   auto [identifier, error] = identifierOf(shallow.root());
   EXPECT_FALSE(error) << error.description();
   EXPECT_FALSE(identifier);
-}
-
-TEST_F(GitPlugInTest, listsBranchesWithTheirRevisions) {
-  GitRepository repository;
-  std::string one = repository.commit("one");
-  repository.run({"branch", "feature/ü"});
-  std::string two = repository.commit("two");
-  Reply<std::vector<QRBSourceControlBranchPtr>> reply;
-  manager()->listBranchesOfRepository(repositoryAt(repository.root()), nullptr, reply.completion());
-  auto [branches, error] = reply.wait();
-  ASSERT_EQ(branches.size(), 2u) << error.description();
-  EXPECT_EQ(branches[0]->name(), String("feature/ü"));
-  EXPECT_EQ(branches[0]->revision()->identifier(), String(one));
-  EXPECT_FALSE(branches[0]->isPrimaryBranch());
-  EXPECT_EQ(branches[1]->revision()->identifier(), String(two));
-  // The branch that one request finds is the one that another finds.
-  EXPECT_TRUE(branches[1]->isEqual(std::get<0>(locationOf(repository.root()))));
 }
 
 TEST_F(GitPlugInTest, listsRemoteBranchesByRemote) {
@@ -149,38 +110,6 @@ TEST_F(GitPlugInTest, whatIsNoRootOfAWorkingCopyIsRefusedWithGitsOwnWords) {
   }
 }
 
-TEST_F(GitPlugInTest, aDamagedWorkingCopyIsToldWithGitsOwnWords) {
-  const struct {
-    const char* file;
-    const char* content;
-    Code code;
-    const char* words;
-  } damages[] = {
-      {".git/index", "this is no index at all, though long enough", Code::workingCopyNotFound, "index"},
-      {".git/config", "[core\n", Code::systemUnusable, "bad config line"},
-      {".git/config", "[core]\nrepositoryformatversion = 99\n", Code::workingCopyTooNew, "99"},
-  };
-  for (const auto& damage : damages) {
-    GitRepository repository;
-    repository.write("file", "");
-    repository.commit("one");
-    repository.write(damage.file, damage.content);
-    auto [local, remote, error] = statusOf(repository.root());
-    EXPECT_TRUE(has(error, damage.code)) << damage.file << ": " << error.description();
-    EXPECT_THAT(underlyingMessage(error), HasSubstr(damage.words));
-  }
-}
-
-TEST_F(GitPlugInTest, aMissingGitIsToldAsSuch) {
-  GitRepository repository;
-  std::string path = ::getenv("PATH");
-  ::setenv("PATH", repository.beside("nothing").c_str(), 1);
-  auto [local, remote, error] = statusOf(repository.root());
-  ::setenv("PATH", path.c_str(), 1);
-  EXPECT_TRUE(has(error, Code::systemUnusable)) << error.description();
-  EXPECT_THAT(underlyingMessage(error), HasSubstr("git"));
-}
-
 TEST_F(GitPlugInTest, aGitThatWasKilledIsToldAsSuchWithWhatItHadWritten) {
   GitRepository repository;
   std::string path = ::getenv("PATH");
@@ -211,21 +140,6 @@ TEST_F(GitPlugInTest, aRepositoryOfSomebodyElseGetsAWordOnTrust) {
   EXPECT_TRUE(has(error, Code::authenticationPermissionDenied)) << error.description();
   EXPECT_THAT(underlyingMessage(error), HasSubstr("safe.directory"));
   EXPECT_THAT(underlyingMessage(error), HasSubstr("belongs to another user"));
-}
-
-TEST_F(GitPlugInTest, lookingDoesNotWriteTheIndex) {
-  GitRepository repository;
-  repository.write("file", "1");
-  repository.commit("one");
-  // A new time and the old content: a status that may write would refresh the index.
-  std::filesystem::last_write_time(repository.pathOf("file"),
-                                   std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
-  struct stat before {};
-  struct stat after {};
-  ASSERT_EQ(::stat(repository.pathOf(".git/index").c_str(), &before), 0);
-  EXPECT_TRUE(statusWordsOf(repository.root()).empty());
-  ASSERT_EQ(::stat(repository.pathOf(".git/index").c_str(), &after), 0);
-  EXPECT_EQ(before.st_ino, after.st_ino);
 }
 
 }  // namespace

@@ -89,49 +89,6 @@ TEST_F(HTTPTest, aPasswordInTheAddressCountsAndIsKeptNowhere) {
   EXPECT_FALSE(fetch(remoteAt(withPassword), pathOf("clone")));
 }
 
-TEST_F(HTTPTest, aLoginIsGoodForSendingToo) {
-  auto [workingCopy, error] = clone(remoteAt(server().url("/private/origin.git"), ada()), pathOf("clone"));
-  ASSERT_TRUE(workingCopy) << error.description() << underlyingMessage(error);
-  git(pathOf("clone"), {"-c", "user.name=x", "-c", "user.email=x@y", "commit", "-q", "--allow-empty", "-m", "two"});
-  Remote wrong = remoteAt(server().url("/private/origin.git"), passwordOf(GitHTTPServer::user, "wrong"));
-  EXPECT_TRUE(has(push(wrong, pathOf("clone")), Code::authenticationCredentialsInvalid));
-  // Below the other address pushing is for nobody.
-  git(pathOf("clone"), {"remote", "set-url", "origin", server().url("/git/origin.git")});
-  Error anonymous = push(remoteAt(server().url("/git/origin.git")), pathOf("clone"));
-  EXPECT_TRUE(has(anonymous, Code::authenticationPermissionDenied)) << underlyingMessage(anonymous);
-  Error pushed = push(remoteAt(server().url("/private/origin.git"), ada()), pathOf("clone"), branch("main"));
-  EXPECT_FALSE(pushed) << pushed.description() << underlyingMessage(pushed);
-  EXPECT_EQ(server().revisionOf("origin.git", "main"), git(pathOf("clone"), {"rev-parse", "HEAD"}));
-}
-
-TEST_F(HTTPTest, whoIsRefusedMayAskTheUserAndTryAgain) {
-  class Asking : public QRBSourceControlAuthenticationFailureHandler {
-   public:
-    explicit Asking(Remote remote) : _remote(std::move(remote)) {}
-    void handleAuthenticationFailure(const Error& error, const QRBSourceControlRepositoryPtr& forRepository,
-                                     const std::shared_ptr<void>&, std::function<void(bool)> completionBlock) override {
-      codes.push_back(error.code());
-      repository = forRepository;
-      // The second answer is the right one, and a fourth question would be one too many.
-      _remote->setAuthenticationStrategy(codes.size() == 1 ? passwordOf(GitHTTPServer::user, "wrong") : ada());
-      completionBlock(codes.size() < 4);
-    }
-    std::vector<std::int64_t> codes;
-    QRBSourceControlRepositoryPtr repository;
-
-   private:
-    const Remote _remote;
-  };
-  Remote remote = remoteAt(server().url("/private/origin.git"));
-  auto asking = std::make_shared<Asking>(remote);
-  manager()->setFailureHandler(asking);
-  auto [workingCopy, error] = clone(remote, pathOf("clone"));
-  EXPECT_TRUE(workingCopy) << error.description() << underlyingMessage(error);
-  EXPECT_THAT(asking->codes, testing::ElementsAre(-1001, -1002));
-  EXPECT_EQ(asking->repository, remote);
-  EXPECT_EQ(git(pathOf("clone"), {"rev-parse", "HEAD"}), _one);
-}
-
 TEST_F(HTTPTest, whatTheUserHasSetUpServesWhereTheRequestBringsNothing) {
   std::string helper = pathOf("helper");
   std::ofstream(helper)
@@ -184,15 +141,6 @@ TEST_F(HTTPTest, aServerThatSendsOnGetsNoPasswordForAnother) {
   }
   EXPECT_THAT(other.requests(), HasSubstr("/private/"));
   EXPECT_THAT(other.requests(), Not(HasSubstr("Basic")));
-}
-
-TEST_F(HTTPTest, anUntrustedCertificateIsToldWithItsFingerprint) {
-  std::string url = server().secureURL("/git/origin.git");
-  Error error = validate(remoteAt(url));
-  EXPECT_TRUE(has(error, Code::authenticationSSLCertificateInvalid)) << error.description();
-  EXPECT_EQ(error.userInfo(QRBSourceControlSSHFingerprint), String(_certificate.fingerprint()));
-  trustAuthority(_certificate.certificate);
-  EXPECT_FALSE(validate(remoteAt(url)));
 }
 
 TEST_F(HTTPTest, aTrustedFingerprintLetsExactlyThatCertificateThrough) {

@@ -239,24 +239,5 @@ TEST_F(PlainTransportTest, aRemoteIsAskedForItsBranchesAndNewestRevisionsWithout
   EXPECT_TRUE(has(std::get<1>(headOf(remoteAt(_daemon.url("none.git")))), Code::remoteRepositoryNotFound));
 }
 
-TEST_F(PlainTransportTest, addressesThatNameProgramsOrOptionsReachNothing) {
-  GitRepository clone = GitRepository::cloneOf(urls()[1]);
-  std::string trace = pathOf("trace");
-  for (const std::string& address :
-       {"ext::sh -c touch% " + trace, "--upload-pack=touch " + trace, std::string("-x"), "fd::17/" + trace,
-        "ssh://-oProxyCommand=touch " + trace + "/x", std::string("user@-oProxyCommand=touch x:y"),
-        std::string("https://a\n.example.org/x"), std::string()}) {
-    for (const Error& error :
-         {validate(remoteAt(address)), fetch(remoteAt(address), clone.root()), push(remoteAt(address), clone.root()),
-          update(clone.root(), remoteAt(address)), cloneError(remoteAt(address), pathOf("target"))}) {
-      EXPECT_TRUE(has(error, Code::invalidURL)) << address << ": " << error.description();
-    }
-  }
-  EXPECT_TRUE(has(push(remoteAt(urls()[1]), clone.root(), branch("--force")), Code::branchNotFound));
-  EXPECT_TRUE(has(push(remoteAt(urls()[1]), clone.root(), branch("a:b")), Code::branchNotFound));
-  EXPECT_FALSE(std::filesystem::exists(trace));
-  EXPECT_FALSE(std::filesystem::exists(pathOf("target")));
-}
-
 }  // namespace
 }  // namespace qrb::test

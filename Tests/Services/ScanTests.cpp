@@ -56,17 +56,6 @@ TEST_F(ScanTest, UpwardsTheWorkingCopyAroundAFolderIsFound) {
   EXPECT_THAT(pathsOf(startScan(inner, {git()}, true)), ElementsAre(repository.root()));
 }
 
-TEST_F(ScanTest, WithoutSystemsNothingIsFound) {
-  GitRepository repository;
-  EXPECT_THAT(pathsOf(startScan(repository.root(), {})), IsEmpty());
-}
-
-TEST_F(ScanTest, ASystemThatCannotBeUsedIsPassedOver) {
-  GitRepository repository;
-  auto placeholder = QRBSourceControlSystemPlaceholder::initWithPlugInIdentifier("org.example.none");
-  EXPECT_THAT(pathsOf(startScan(repository.root(), {placeholder, git()})), ElementsAre(repository.root()));
-}
-
 TEST_F(ScanTest, ASystemWithoutAFolderNameLooksForItselfAndTheOthersGetTheCandidates) {
   TemporaryDirectory folder;
   std::filesystem::create_directories(folder.path() / "copy/.git");

@@ -312,13 +312,6 @@ TEST_F(DiscoveryTest, AFileMayCallARepositoryWhatItLikesWhereTheAddressTellsWhic
             QRBSourceControlWorkspaceSameAsBlueprint);
 }
 
-TEST_F(DiscoveryTest, NothingFoundIsNoError) {
-  auto blueprint = blueprintOf({remote("a")});
-  search(blueprint);
-  EXPECT_FALSE(failure);
-  EXPECT_TRUE(found->workingCopies().empty());
-}
-
 TEST_F(DiscoveryTest, CancelledInTheMiddleItAnswersNothing) {
   make("work/a");
   script({{"identifier a", {{"hang", true}}}});

@@ -7,12 +7,6 @@ namespace {
 using CheckoutOutcome = Outcome<WorkspacePtr, QRBSourceControlWorkingCopyRemotesPtr, Blueprint::ErrorsPtr>;
 using Lines = std::vector<std::string>;
 
-class InvalidBlueprint : public Blueprint {
- public:
-  InvalidBlueprint() : Blueprint(Key()) {}
-  bool _isValid() const override { return false; }
-};
-
 class CheckoutTest : public ScriptedTest {
  protected:
   void checkOut(const BlueprintPtr& from, const URL& root = URL::fileURL("/disk", true)) {
@@ -93,15 +87,6 @@ TEST_F(CheckoutTest, ProgressIsOfTheWholeAndTellsWhereTheCurrentOneBegan) {
   EXPECT_EQ(progress, (std::vector<std::pair<double, double>>{{0.375, 0.25}, {-1.0, -1.0}, {0.5, 0.25}, {0.75, 0.75}}));
 }
 
-TEST_F(CheckoutTest, WithoutRepositoriesTheWorkspaceIsEmpty) {
-  checkOut(Blueprint::init());
-  EXPECT_FALSE(failure);
-  EXPECT_TRUE(created->workingCopies().empty());
-  EXPECT_EQ(created->primaryWorkingCopy(), nullptr);
-  EXPECT_TRUE(table->empty());
-  EXPECT_TRUE(errors->empty());
-}
-
 TEST_F(CheckoutTest, ARootThatIsNoFolderHasNoPlaceForAnything) {
   auto blueprint = Blueprint::init();
   blueprint->addRemoteRepository(remote("a"), "a");
@@ -110,15 +95,6 @@ TEST_F(CheckoutTest, ARootThatIsNoFolderHasNoPlaceForAnything) {
     EXPECT_EQ(errors->size(), 1u);
     EXPECT_EQ(errors->valueFor(blueprint->repository()).code(), -11);
   }
-  EXPECT_TRUE(asked().empty());
-}
-
-TEST_F(CheckoutTest, AnInvalidBlueprintMakesNothing) {
-  auto blueprint = std::make_shared<InvalidBlueprint>();
-  blueprint->addRemoteRepository(remote("a"), "a");
-  checkOut(blueprint);
-  EXPECT_EQ(failure, Error(QRBSourceControlErrorDomain, kAbandoned));
-  EXPECT_TRUE(created == nullptr && table == nullptr && errors == nullptr);
   EXPECT_TRUE(asked().empty());
 }
 

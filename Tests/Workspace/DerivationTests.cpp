@@ -107,15 +107,6 @@ TEST_F(DerivationTest, TheRemoteIsTheOneFollowedElseThePrimaryElseAny) {
   }
 }
 
-TEST_F(DerivationTest, ARemoteThatTheCallerChoseIsNotAskedFor) {
-  auto chosen = std::make_shared<Workspace::Remotes>();
-  chosen->set(beta, remote("mine"));
-  script({{"location beta", {{"branch", "main"}}}});
-  ASSERT_NE(derive(Workspace::initWithPrimaryWorkingCopy(beta, {}, {beta}), chosen), nullptr);
-  EXPECT_EQ(table->valueFor(beta), chosen->valueFor(beta));
-  EXPECT_EQ(asked(), (Lines{"location beta", "remote-branch beta | main"}));
-}
-
 TEST_F(DerivationTest, AWorkingCopyOfARemoteRepositoryIsRecordedByIt) {
   auto served = remote("direct");
   auto direct = QRBSourceControlWorkingCopy::initWithFileURL(URL::fileURL("/disk/direct"), served);
@@ -163,14 +154,6 @@ TEST_F(DerivationTest, TheFirstFailureEndsIt) {
     EXPECT_EQ(failure.code(), -203) << step;
   }
   for (const std::string& line : asked()) EXPECT_EQ(line.find("gamma"), std::string::npos) << line;
-}
-
-TEST_F(DerivationTest, WithoutAPrimaryWorkingCopyItFailsAtOnce) {
-  auto outcome = DerivationOutcome::make();
-  EXPECT_EQ(Workspace::initWithWorkingCopies({alpha})->blueprintWithCompletionBlock(outcome->completion()), nullptr);
-  EXPECT_EQ(outcome->calls(), 1u);
-  EXPECT_EQ(outcome->error().code(), -300);
-  EXPECT_EQ(Workspace::init()->blueprintWithCompletionBlock({}), nullptr);
 }
 
 TEST_F(DerivationTest, CancelledInTheMiddleItEndsWithTheCancellation) {

@@ -64,45 +64,6 @@ TEST_F(RealWorkspaceTest, ThirtyRepositoriesAreCheckedOutChangedDerivedAndCompar
   EXPECT_EQ(extra->compareToBlueprint(blueprint), QRBSourceControlWorkspaceUnrelatedToBlueprint);
 }
 
-TEST_F(RealWorkspaceTest, StatusHistoryAndUpdateOfAWorkspaceAreThoseOfItsWorkingCopies) {
-  auto blueprint = Blueprint::init();
-  for (const char* name : {"one", "two", "three"}) serve(blueprint, name, name);
-  auto workspace = std::get<0>(checkOut(blueprint));
-  ASSERT_EQ(workspace->workingCopies().size(), 3u);
-  auto pinned =
-      derive(Workspace::initWithPrimaryWorkingCopy(workspace->workingCopies().at(0), {}, workspace->workingCopies()));
-  // Somebody else pushes to two of them.
-  for (const char* name : {"one", "three"}) {
-    GitRepository other = GitRepository::cloneOf(servedAt(name));
-    other.write("new", name);
-    other.commit(std::string("pushed to ") + name);
-    other.run({"push", "-q", "origin", "main"});
-  }
-  auto updated = Outcome<Workspace::ErrorsPtr>::make();
-  workspace->forceUpdateWorkingCopiesFromBlueprint(blueprint, {}, updated->completion());
-  ASSERT_FALSE(updated->error());
-  EXPECT_TRUE(std::get<0>(updated->wait())->empty());
-  EXPECT_EQ(textOf((root() / "one/new").string()), "one");
-
-  auto history = Outcome<Workspace::LogItems>::make();
-  workspace->historySinceRevisionedBlueprint(pinned, 0, history->completion());
-  auto [items, historyError] = history->wait();
-  ASSERT_FALSE(historyError) << historyError.description();
-  std::set<std::string> messages;
-  for (const auto& item : items) messages.insert(item->message().str());
-  EXPECT_EQ(messages, (std::set<std::string>{"pushed to one", "pushed to three"}));
-
-  std::ofstream(root() / "two/untracked") << "x";
-  auto status = Outcome<Workspace::StatusesPtr, Workspace::StatusesPtr, Workspace::ErrorsPtr>::make();
-  workspace->filesAndStatusWithRemoteStatus(true, status->completion());
-  auto [local, remoteStatus, errors, statusError] = status->wait();
-  ASSERT_FALSE(statusError);
-  EXPECT_TRUE(errors->empty());
-  std::size_t paths = 0;
-  for (const auto& [workingCopy, statuses] : *local) paths += statuses->size();
-  EXPECT_EQ(paths, 1u);
-}
-
 TEST_F(RealWorkspaceTest, ACheckoutCancelledAtAnyMomentLeavesOnlyWholeWorkingCopiesAndASecondCompletesIt) {
   auto blueprint = servedBlueprint();
   auto expanded = blueprint->_expandedWorkingCopyPathsFromURL(rootURL());
@@ -151,63 +112,6 @@ TEST_F(RealWorkspaceTest, ACheckoutCancelledAtAnyMomentLeavesOnlyWholeWorkingCop
   }
   EXPECT_GT(interrupted, 0u);
   EXPECT_EQ(find(blueprint)->compareToBlueprint(blueprint), QRBSourceControlWorkspaceSameAsBlueprint);
-}
-
-TEST_F(RealWorkspaceTest, WhatIsInTheWayOfACheckoutStaysAndIsNamed) {
-  auto blueprint = Blueprint::init();
-  auto blocked = serve(blueprint, "blocked", "Blocked");
-  serve(blueprint, "free", "Free");
-  std::filesystem::create_directories(root() / "Blocked");
-  std::ofstream(root() / "Blocked/precious") << "mine";
-  auto [workspace, table, errors, error] = checkOut(blueprint);
-  ASSERT_FALSE(error);
-  EXPECT_EQ(workspace->workingCopies().size(), 1u);
-  ASSERT_EQ(errors->size(), 1u);
-  EXPECT_NE(errors->valueFor(blocked).description().find("Blocked"), std::string::npos)
-      << errors->valueFor(blocked).description();
-  EXPECT_EQ(textOf((root() / "Blocked/precious").string()), "mine");
-}
-
-TEST_F(RealWorkspaceTest, ServersAreAskedForBranchesLoginsAndUpdates) {
-  auto blueprint = Blueprint::init();
-  auto one = serve(blueprint, "one", "one");
-  auto two = serve(blueprint, "two", "two");
-  auto workspace = std::get<0>(checkOut(blueprint));
-  auto pinned =
-      derive(Workspace::initWithPrimaryWorkingCopy(workspace->workingCopies().at(0), {}, workspace->workingCopies()));
-  auto gone = QRBSourceControlRemoteRepository::initUnsavedWithURL(URL(one->URL().absoluteString().str() + "-gone"),
-                                                                   "gone", system());
-  pinned->addRemoteRepository(gone, "gone", {}, nullptr, mainBranch());
-
-  auto branches = Outcome<std::shared_ptr<const Blueprint::Branches>, Blueprint::ErrorsPtr>::make();
-  pinned->listBranchesWithCompletionBlock(branches->completion());
-  auto [listed, listErrors, listError] = branches->wait();
-  ASSERT_FALSE(listError);
-  EXPECT_EQ(listed->valueFor(pinned->_repositoryLikeRemoteRepository(one)).size(), 2u);
-  EXPECT_EQ(listErrors->size(), 1u);
-  EXPECT_EQ(listErrors->valueFor(gone).code(), -300) << listErrors->valueFor(gone).description();
-
-  auto validated = Outcome<Blueprint::ErrorsPtr>::make();
-  pinned->validateAuthenticationWithCompletionBlock(validated->completion());
-  EXPECT_EQ(std::get<0>(validated->wait())->size(), 1u);
-
-  GitRepository other = GitRepository::cloneOf(servedAt("two"));
-  other.write("new", "x");
-  std::string pushed = other.commit("pushed");
-  other.run({"push", "-q", "origin", "main"});
-  auto checked = Outcome<std::shared_ptr<const Blueprint::Updates>, Blueprint::ErrorsPtr>::make();
-  pinned->checkForUpdatesWithCompletionBlock(checked->completion());
-  auto [updates, updateErrors, updateError] = checked->wait();
-  ASSERT_FALSE(updateError);
-  EXPECT_EQ(updates->size(), 1u);
-  auto newest = updates->valueFor(pinned->_repositoryLikeRemoteRepository(two));
-  ASSERT_NE(newest, nullptr);
-  EXPECT_EQ(newest->identifier().str(), pushed);
-  EXPECT_EQ(updateErrors->size(), 1u);
-  // A second workspace of it is at the revisions recorded.
-  auto [copies, table, errors, error] = checkOut(pinned, "second");
-  EXPECT_EQ(errors->size(), 1u);
-  EXPECT_EQ(git(root("second") / "two", {"log", "--format=%s"}), "go on with two\nbegin two");
 }
 
 /// With somebody who listens to the log, which takes descriptors of its own, from the first process on.

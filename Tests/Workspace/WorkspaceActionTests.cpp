@@ -11,12 +11,6 @@ using HistoryOutcome = Outcome<Workspace::LogItems>;
 using StatusOutcome = Outcome<Workspace::StatusesPtr, Workspace::StatusesPtr, Workspace::ErrorsPtr>;
 using Lines = std::vector<std::string>;
 
-class InvalidWorkspace : public Workspace {
- public:
-  InvalidWorkspace() : Workspace(Key()) {}
-  bool _isValid() const override { return false; }
-};
-
 std::vector<std::string> revisionsOf(const Workspace::LogItems& items) {
   std::vector<std::string> result;
   for (const auto& item : items) result.push_back(item->revision()->identifier().str());
@@ -67,20 +61,6 @@ TEST_F(WorkspaceActionTest, WithoutWorkingCopiesActionsAnswerEmptyTables) {
   empty->filesAndStatusWithRemoteStatus(true, status->completion());
   auto [local, remoteStatus, errors, error] = status->wait();
   EXPECT_TRUE(local->empty() && remoteStatus->empty() && errors->empty() && !error);
-}
-
-TEST_F(WorkspaceActionTest, AnInvalidWorkspaceAsksNothing) {
-  auto invalid = std::make_shared<InvalidWorkspace>();
-  auto update = UpdateOutcome::make();
-  invalid->forceUpdateWorkingCopiesFromRepositories(nullptr, {}, update->completion());
-  EXPECT_EQ(std::get<0>(update->wait()), nullptr);
-  EXPECT_EQ(update->error(), Error(QRBSourceControlErrorDomain, kAbandoned));
-  auto status = StatusOutcome::make();
-  invalid->filesAndStatusWithRemoteStatus(true, status->completion());
-  auto [local, remoteStatus, errors, error] = status->wait();
-  EXPECT_TRUE(local == nullptr && remoteStatus == nullptr && errors == nullptr);
-  EXPECT_EQ(error, Error(QRBSourceControlErrorDomain, kAbandoned));
-  EXPECT_TRUE(asked().empty());
 }
 
 TEST_F(WorkspaceActionTest, HistoriesAreMergedNewestFirstAndNotCutBack) {
@@ -161,14 +141,6 @@ TEST_F(WorkspaceActionTest, StatusesAreKeptByWorkingCopyAndInItsCache) {
   EXPECT_EQ(errors->valueFor(beta).code(), -100);
   EXPECT_EQ(alpha->cachedSourceControlLocalStatusForFile("a.c"), 4u);
   EXPECT_EQ(asked()[0], "status alpha | with remote");
-}
-
-TEST_F(WorkspaceActionTest, RemoteStatusesAreAbsentUnlessAskedFor) {
-  script({{"status alpha", {{"remote", {"b.c"}}}}});
-  auto outcome = StatusOutcome::make();
-  workspace()->filesAndStatusWithRemoteStatus(false, outcome->completion());
-  EXPECT_EQ(std::get<1>(outcome->wait()), nullptr);
-  EXPECT_EQ(asked()[0], "status alpha");
 }
 
 TEST_F(WorkspaceActionTest, ASystemThatNothingCanBeAskedOfIsAnErrorAndNotAnEndlessWait) {

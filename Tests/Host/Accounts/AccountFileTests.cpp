@@ -122,17 +122,6 @@ TEST_F(AccountFileTest, ACrashBeforeTheRenameLeavesTheOldFileAndDisturbsNobody) 
   EXPECT_FALSE(fs::exists(path + ".new"));
 }
 
-TEST_F(AccountFileTest, AReplacementThatIsGivenUpLeavesNothing) {
-  append("one");
-  std::string before = text();
-  {
-    FileReplacement replacement(path);
-    EXPECT_FALSE(replacement.write("never put into place"));
-  }
-  EXPECT_EQ(text(), before);
-  EXPECT_FALSE(fs::exists(path + ".new"));
-}
-
 TEST_F(AccountFileTest, ALinkInItsPlaceStaysALink) {
   std::string elsewhere = folder.string() + "/kept-elsewhere.json";
   std::ofstream(elsewhere) << "{}";
@@ -157,12 +146,6 @@ TEST_F(AccountFileTest, ManyWritersLoseNothingOfEachOther) {
   for (const auto& record : records()) names.push_back(record["n"]);
   std::sort(names.begin(), names.end());
   EXPECT_EQ(std::unique(names.begin(), names.end()) - names.begin(), kWriters * kEach);
-}
-
-TEST_F(AccountFileTest, AnUpdateThatChangesNothingWritesNothing) {
-  write("{ \"QRBSourceControlAccountDefaultsKey\" : [ ] }");
-  EXPECT_FALSE(file.update([](AccountFile::Records&) {}));
-  EXPECT_EQ(text(), "{ \"QRBSourceControlAccountDefaultsKey\" : [ ] }");
 }
 
 TEST_F(AccountFileTest, AFolderThatCannotBeMadeIsAnError) {

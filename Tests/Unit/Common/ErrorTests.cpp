@@ -1,8 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <vector>
-
 #include "QRBSourceControlError.h"
 #include "ValuePrinters.h"
 
@@ -66,22 +64,6 @@ TEST(Errors, CarryTheToolsMessageAsItCameAndAnAbsentOneAsEmpty) {
   EXPECT_EQ(QRBSourceControlError_RemoteOperationRejected(nullptr).userInfo(key), "");
   EXPECT_EQ(QRBSourceControlError_Canceled().userInfo(key), String());
   EXPECT_EQ(QRBSourceControlError_Canceled().localizedRecoverySuggestion(), String());
-}
-
-TEST(Errors, CarryTheFingerprintThatFailedIfOnlyAsAnEmptyText) {
-  constexpr const char* key = "org.qrb.sourcecontrol.SSHFingerprint";
-  EXPECT_EQ(QRBSourceControlError_AuthenticationSSHFingerprintInvalid(nullptr, "SHA256:x").userInfo(key), "SHA256:x");
-  EXPECT_EQ(QRBSourceControlError_AuthenticationSSHFingerprintInvalid(nullptr, nullptr).userInfo(key), "");
-}
-
-TEST(Errors, OfALostServiceBelongToTheGeneralDomain) {
-  qrb::Error error = QRBSourceControlError_PlugInCommunicationFailure();
-  EXPECT_EQ(error.domain(), "QRBGeneralErrorDomain");
-  EXPECT_EQ(error.code(), 4097);
-  EXPECT_EQ(error.localizedDescription(), R"(Couldn\U2019t communicate with a helper application.)");
-  EXPECT_EQ(error.localizedRecoverySuggestion(),
-            "Try your operation again. If that fails, quit and relaunch the application and try again.");
-  EXPECT_EQ(error.userInfo().size(), 2u);
 }
 
 }  // namespace

@@ -47,27 +47,4 @@ TEST(SerializedIdentifier, DividesAtTheFirstSeparator) {
   }
 }
 
-TEST(SerializedIdentifier, LeavesTheSecondarySlotAloneWithoutASeparator) {
-  String secondary = "as it was";
-  splitIdentifier("ABD", nullptr, &secondary);
-  EXPECT_EQ(secondary, "as it was");
-  splitIdentifier("ABD+++", nullptr, &secondary);
-  EXPECT_EQ(secondary, String());
-}
-
-TEST(SerializedIdentifier, IsDividedIntoItsOwnPlace) {
-  String identifier = "A+++B";
-  String secondary;
-  splitIdentifier(identifier, &identifier, &secondary);
-  EXPECT_EQ(identifier, "A");
-  EXPECT_EQ(secondary, "B");
-}
-
-TEST(SerializedIdentifier, ComesBackFromItsParts) {
-  EXPECT_EQ(mergeIdentifiers("A", "B"), "A+++B");
-  EXPECT_EQ(mergeIdentifiers("A", nullptr), "A");
-  EXPECT_EQ(mergeIdentifiers("A", ""), "A+++");
-  EXPECT_EQ(secondaryIdentifier(mergeIdentifiers("A", "B+++C")), "B+++C");
-}
-
 }  // namespace

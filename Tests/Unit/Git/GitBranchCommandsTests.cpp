@@ -14,33 +14,6 @@ using testing::ElementsAre;
 
 namespace {
 
-TEST(GitBranchCommands, failuresAreToldByWhatTheyMean) {
-  const GitTestRepository repository;
-  auto kindOf = [&](const GitCommand& command) {
-    GitTestResult result = repository.run(command);
-    return classifyGitFailure(result.exitCode, result.errorOutput).kind;
-  };
-  EXPECT_EQ(kindOf(gitAddBranchCommand("early", "HEAD")), GitFailureKind::unknownRevision);
-  repository.commit("one");
-  repository.git({"branch", "there"});
-  repository.git({"remote", "add", "there", "/x"});
-  EXPECT_EQ(kindOf(gitAddBranchCommand("there", "HEAD")), GitFailureKind::exists);
-  EXPECT_EQ(kindOf(gitAddBranchCommand("there/below", "HEAD")), GitFailureKind::exists);
-  EXPECT_EQ(kindOf(gitAddBranchCommand("new", "refs/heads/missing")), GitFailureKind::unknownRevision);
-  EXPECT_EQ(kindOf(gitRemoveBranchCommand("refs/heads/missing")), GitFailureKind::unknownBranch);
-  EXPECT_EQ(kindOf(gitRemoveBranchCommand("refs/remotes/origin/missing")), GitFailureKind::unknownBranch);
-  EXPECT_EQ(kindOf(gitRemoveBranchCommand("refs/heads/main")), GitFailureKind::branchInUse);
-  EXPECT_EQ(kindOf(gitAddRemoteCommand("there", "/y")), GitFailureKind::exists);
-  EXPECT_EQ(kindOf(gitRemoveRemoteCommand("missing")), GitFailureKind::unknownRemote);
-  const std::string names[] = {"HEAD", "refs/heads/missing", "refs/heads/there"};
-  EXPECT_EQ(kindOf(gitResolveAllCommand(names)), GitFailureKind::unknownRevision);
-  EXPECT_EQ(repository.run(gitResolveAllCommand(names)).output, repository.git({"rev-parse", "HEAD"}) + "\n");
-  repository.write(".git/refs/heads/held.lock", "");
-  EXPECT_EQ(kindOf(gitAddBranchCommand("held", "HEAD")), GitFailureKind::locked);
-  repository.write(".git/config.lock", "");
-  EXPECT_EQ(kindOf(gitAddRemoteCommand("new", "/y")), GitFailureKind::locked);
-}
-
 TEST(GitBranchCommands, whatABranchWasMadeFromIsInTheOldestNote) {
   EXPECT_EQ(gitReadBranchOrigin("commit: two\ncommit: one\nbranch: Created from origin/main\n"), "origin/main");
   EXPECT_EQ(gitReadBranchOrigin("branch: Created from a"), "a");
@@ -103,7 +76,7 @@ TEST(GitPlugIn, passwordsAreFiledByServerPortAndUser) {
 }
 
 TEST(GitPlugIn, findsWorkingCopiesBelowAndAboveAFolder) {
-  const GitTestRepository repository;
+  GitTestRepository repository;
   repository.git({"init", "-q", "below/deep"});
   repository.git({"init", "-q", ".git/modules/hidden"});
   repository.write("below/deep/.git/hidden/.git", "gitdir: nowhere");

@@ -60,22 +60,6 @@ TEST(GitCommands, refuseNamesThatGitWouldReadAsSomethingElse) {
   EXPECT_FALSE(gitHistoryCommand({"", "", 0, 0, "", 0, std::string("a\0b", 3)}));
 }
 
-TEST(GitCommands, findTheWorkingCopyFromWithinItWhateverItIsCalled) {
-  GitTestRepository repository;
-  std::string odd = "line\nfeed\nfalse";
-  repository.git({"init", "-q", odd});
-  repository.write(odd + "/sub/file", "x");
-  auto command = gitLocationCommand();
-  command.arguments.insert(command.arguments.begin(), {"-C", odd + "/sub"});
-  auto location = gitReadLocation(repository.run(command).output);
-  ASSERT_TRUE(location);
-  EXPECT_EQ(location->root, (repository.root() / "line\nfeed\nfalse").string());
-  EXPECT_EQ(location->gitDirectory, location->root + "/.git");
-  EXPECT_EQ(location->commonDirectory, location->gitDirectory);
-  EXPECT_FALSE(location->isBare);
-  EXPECT_FALSE(location->isShallow);
-}
-
 TEST(GitCommands, tellBareShallowAndLinkedRepositories) {
   GitTestRepository repository;
   repository.write("file", "x");
@@ -111,64 +95,6 @@ TEST(GitCommands, tellBareShallowAndLinkedRepositories) {
   for (const char* text : {"", "false\n", "maybe\nfalse\n", "false\nfalse\n/x\n", "false\nfalse\n/x\nfalse\n/y"}) {
     EXPECT_FALSE(gitReadLocation(text)) << text;
   }
-}
-
-TEST(GitCommands, tellBranchAndRevision) {
-  GitTestRepository repository;
-  EXPECT_EQ(repository.run(gitCurrentBranchCommand()).output, "refs/heads/main\n");
-  repository.write("file", "x");
-  std::string first = repository.commit("first");
-  repository.git({"tag", "-a", "-m", "t", "v1"});
-  EXPECT_EQ(repository.run(gitResolveCommand("v1")).output, first + "\n");
-  EXPECT_EQ(repository.run(gitResolveCommand(first.substr(0, 8))).output, first + "\n");
-  repository.git({"checkout", "-q", "--detach"});
-  GitTestResult detached = repository.run(gitCurrentBranchCommand());
-  EXPECT_EQ(detached.exitCode, 1);
-  EXPECT_EQ(detached.output + detached.errorOutput, "");
-  std::string version(gitReadVersion(repository.run(gitVersionCommand()).output));
-  EXPECT_THAT(version, testing::MatchesRegex("[0-9]+\\.[0-9]+.*"));
-  EXPECT_EQ(gitReadVersion("git is not here"), "");
-}
-
-TEST(GitCommands, tellWhatTheUpstreamHasAndTheWorkingCopyHasNot) {
-  GitTestRepository origin;
-  std::string lines = "1\n2\n3\n4\n5\n6\n7\n8\n";
-  origin.write("edited", "x");
-  origin.write("dropped", "drop");
-  origin.write("old", lines);
-  origin.commit("first");
-  GitTestRepository clone;
-  clone.git({"remote", "add", "origin", origin.root().string()});
-  clone.git({"fetch", "-q", "origin"});
-  clone.git({"checkout", "-q", "-B", "main", "--track", "origin/main"});
-  clone.write("mine", "local work is not incoming");
-  clone.commit("mine");
-  origin.write("edited", "y");
-  origin.git({"rm", "-q", "dropped"});
-  origin.git({"mv", "old", "new"});
-  origin.write("added", "fresh");
-  origin.commit("second");
-  clone.git({"fetch", "-q", "origin"});
-  GitTestResult result = clone.run(gitRemoteStatusCommand());
-  EXPECT_EQ(result.exitCode, 0) << result.errorOutput;
-  auto reading = readChanges({result.output});
-  EXPECT_FALSE(reading.error);
-  EXPECT_THAT(reading.values, ElementsAre(ReadChange{'A', "added", ""}, ReadChange{'D', "dropped", ""},
-                                          ReadChange{'M', "edited", ""}, ReadChange{'R', "new", "old"}));
-}
-
-TEST(GitCommands, runNoProgramThatARepositoryNamesForItsStatus) {
-  GitTestRepository repository;
-  repository.write("file", "x");
-  repository.commit("first");
-  std::string mark = (repository.root() / ".git" / "mark").string();
-  repository.write(".git/program", "#!/bin/sh\ntouch '" + mark + "'\n");
-  std::filesystem::permissions(repository.root() / ".git/program", std::filesystem::perms::owner_all);
-  repository.git({"config", "core.fsmonitor", (repository.root() / ".git/program").string()});
-  EXPECT_EQ(repository.run(gitStatusCommand({})).exitCode, 0);
-  EXPECT_FALSE(std::filesystem::exists(mark));
-  repository.git({"status"});
-  EXPECT_TRUE(std::filesystem::exists(mark)) << "git alone would have run it";
 }
 
 struct FailureCase {
@@ -299,13 +225,6 @@ TEST_F(GitFailureOfRepository, inTheMiddleOfAMergeIsToldAsThat) {
   EXPECT_EQ(failure(repository.run({"merge", "theirs"})).kind, GitFailureKind::midOperation);
   EXPECT_EQ(failure(repository.run({"commit", "-q", "-m", "x"})).kind, GitFailureKind::midOperation);
   EXPECT_EQ(failure(repository.run({"checkout", "theirs"})).kind, GitFailureKind::midOperation);
-}
-
-TEST_F(GitFailureOfRepository, inABareRepositoryWithoutWorkingCopyIsToldAsThat) {
-  repository.git({"init", "-q", "--bare", "bare.git"});
-  auto command = gitStatusCommand({});
-  command.arguments.insert(command.arguments.begin(), {"-C", "bare.git"});
-  EXPECT_EQ(failure(repository.run(command)).kind, GitFailureKind::noWorkingCopy);
 }
 
 }  // namespace

@@ -35,7 +35,7 @@ std::string with(std::string text) {
 }
 
 TEST(GitDiffParser, readsTheSameHoweverTheOutputIsCut) {
-  const GitTestRepository repository;
+  GitTestRepository repository;
   repository.write("text", "1\n2\n3\n");
   repository.write("becomes-link", "x\n");
   repository.write("moves", "a text that is long enough\nto be known again\n");
@@ -122,17 +122,6 @@ TEST(GitDiffParser, keepsNoMoreOfPatchesThanItPromises) {
   EXPECT_TRUE(reading.files[0].isPatchLeftOut);
   EXPECT_TRUE(reading.files[0].patch.empty());
   EXPECT_FALSE(reading.error);
-}
-
-TEST(GitDiffCommand, runsOnlyWhereThereIsSomethingToCompare) {
-  GitDiffSide commit{GitDiffSide::Kind::commit, object};
-  GitDiffSide workingCopy{GitDiffSide::Kind::workingCopy, {}};
-  GitDiffSide nothing{GitDiffSide::Kind::nothing, {}};
-  EXPECT_FALSE(gitDiffCommand(commit, commit));
-  EXPECT_FALSE(gitDiffCommand(workingCopy, workingCopy));
-  EXPECT_FALSE(gitDiffCommand(nothing, nothing));
-  EXPECT_TRUE(gitDiffCommand(commit, nothing));
-  EXPECT_TRUE(gitDiffCommand(workingCopy, commit));
 }
 
 }  // namespace

@@ -128,28 +128,6 @@ class GitHistoryOfRepository : public testing::Test {
   GitTestRepository repository;
 };
 
-TEST_F(GitHistoryOfRepository, keepsEveryByteOfMessagesAndNames) {
-  std::vector<std::string> texts{"subject\n\nbody\n\n\n",    "", "\x01\x02\x1e\x1f\n", "A\nM\ta\n", "no line feed",
-                                 hashA + "\n" + hashA + "\n"};
-  std::vector<std::string> names{"a b", "A\nB", "\xff\xfe", "-x", "\"q\""};
-  for (std::size_t index = 0; index < texts.size(); ++index) {
-    if (index < names.size()) repository.write(names[index], "x" + texts[index]);
-    repository.commit(texts[index]);
-  }
-  auto commits = history({});
-  ASSERT_EQ(commits.size(), texts.size());
-  for (std::size_t index = 0; index < texts.size(); ++index) {
-    const ReadCommit& commit = commits[texts.size() - 1 - index];
-    EXPECT_EQ(commit.message, texts[index]);
-    EXPECT_EQ(commit.name, "Ann Author");
-    EXPECT_EQ(commit.email, "ann@example.org");
-    EXPECT_EQ(commit.date, 1700000060 + 60 * static_cast<std::int64_t>(index));
-    std::vector<ReadChange> expected;
-    if (index < names.size()) expected.push_back({'A', names[index], ""});
-    EXPECT_EQ(commit.changes, expected);
-  }
-}
-
 TEST_F(GitHistoryOfRepository, survivesCommitsThatNoToolShouldMake) {
   repository.write("file", "x");
   repository.commit("sound");
@@ -217,88 +195,6 @@ TEST_F(GitHistoryOfRepository, tellsRenamesCopiesOfTypeAndMerges) {
   for (const ReadCommit& commit : commits) names += commit.hash + "\n";
   GitTestResult named = repository.run(gitCommitsCommand(QRBSourceControlHistoryIncludeAll), names);
   EXPECT_EQ(readLog({named.output}).values, commits) << named.errorOutput;
-}
-
-TEST_F(GitHistoryOfRepository, followsAFileThroughItsRenames) {
-  std::string lines = "1\n2\n3\n4\n5\n6\n7\n8\n";
-  repository.write("-old name", lines);
-  repository.commit("base");
-  repository.write("other", "x");
-  repository.commit("other");
-  repository.git({"mv", "--", "-old name", "new*"});
-  repository.commit("rename");
-  repository.write("newer", "x");
-  repository.commit("like a pattern");
-  GitHistoryRequest request;
-  request.file = "new*";
-  EXPECT_THAT(messages(request), ElementsAre("rename", "base"));
-  EXPECT_THAT(history(request)[0].changes, ElementsAre(ReadChange{'R', "new*", "-old name"}));
-  request.inclusionType = QRBSourceControlHistoryWithoutFollowingRenames;
-  EXPECT_THAT(messages(request), ElementsAre("rename"));
-  // Git would lose the file at a rename that its search does not find, so the reader searches.
-  request = {};
-  request.file = "new*";
-  request.searchString = "base";
-  request.maximum = 1;
-  EXPECT_TRUE(gitHistoryCommand(request).filterAfterwards);
-  EXPECT_THAT(messages(request), ElementsAre("rename", "base"));
-}
-
-TEST_F(GitHistoryOfRepository, searchesTextAsItStandsWithoutRegardToCase) {
-  repository.write("Folder/Fil[e].txt", "x");
-  repository.write("beside", "x");
-  repository.commit("Fix a.c (again)");
-  repository.write("abc", "x");
-  std::string second = repository.commit("fix abc Über");
-  auto found = [&](std::uint64_t type, const std::string& text) {
-    GitHistoryRequest request;
-    request.searchString = text;
-    request.searchType = type;
-    return messages(request);
-  };
-  EXPECT_THAT(found(QRBSourceControlHistorySearchDefault, "FIX"), ElementsAre("fix abc Über", "Fix a.c (again)"));
-  EXPECT_THAT(found(QRBSourceControlHistorySearchMessage, "A.C ("), ElementsAre("Fix a.c (again)"));
-  EXPECT_THAT(found(QRBSourceControlHistorySearchMessage, "über"), ElementsAre("fix abc Über"));
-  EXPECT_THAT(found(QRBSourceControlHistorySearchMessage, "--all"), ElementsAre());
-  EXPECT_EQ(found(QRBSourceControlHistorySearchAuthor, "ANN@").size(), 2u);
-  EXPECT_EQ(found(QRBSourceControlHistorySearchAuthor, "bob").size(), 0u);
-  EXPECT_THAT(found(QRBSourceControlHistorySearchPath, "fil[E]"), ElementsAre("Fix a.c (again)"));
-  EXPECT_THAT(found(QRBSourceControlHistorySearchPath, "folder"), ElementsAre("Fix a.c (again)"));
-  EXPECT_THAT(found(QRBSourceControlHistorySearchPath, "der/fi"), ElementsAre("Fix a.c (again)"));
-  EXPECT_THAT(found(QRBSourceControlHistorySearchPath, "f?l"), ElementsAre());
-  EXPECT_THAT(found(QRBSourceControlHistorySearchRevision, second.substr(0, 10)), ElementsAre("fix abc Über"));
-  GitHistoryRequest byPath;
-  byPath.searchString = "folder";
-  byPath.searchType = QRBSourceControlHistorySearchPath;
-  EXPECT_EQ(history(byPath)[0].changes.size(), 2u) << "an item found by a path lists all its paths";
-}
-
-TEST_F(GitHistoryOfRepository, keepsToTheRangeTheMaximumAndTheFieldsAskedFor) {
-  std::vector<std::string> hashes;
-  for (const char* text : {"one", "two", "three", "four"}) {
-    repository.write(text, text);
-    hashes.push_back(repository.commit(text));
-  }
-  repository.git({"checkout", "-q", "--orphan", "apart"});
-  repository.commit("apart");
-  repository.git({"checkout", "-q", "main"});
-  auto request = [](std::string from, std::string to, std::int64_t maximum, std::uint64_t inclusion) {
-    return GitHistoryRequest{std::move(from), std::move(to), inclusion, maximum, {}, 0, {}};
-  };
-  EXPECT_THAT(messages(request("", "", 0, 0)), ElementsAre("four", "three", "two", "one"));
-  EXPECT_THAT(messages(request("BASE", "INITIAL", -1, 0)), ElementsAre("four", "three", "two", "one"));
-  EXPECT_THAT(messages(request(hashes[2], "INITIAL", 1, 0)), ElementsAre("three"));
-  EXPECT_THAT(messages(request(hashes[2], hashes[0], 0, 0)), ElementsAre("three", "two"));
-  EXPECT_THAT(messages(request("HEAD", "HEAD", 0, 0)), ElementsAre());
-  EXPECT_EQ(messages(request("", "", 0, QRBSourceControlHistoryAllBranches)).size(), 5u);
-  auto bare = history(request("", "", 2, QRBSourceControlHistoryWithoutMessage));
-  ASSERT_EQ(bare.size(), 2u);
-  EXPECT_EQ(bare[0].message, "");
-  EXPECT_EQ(bare[0].hash, hashes[3]);
-  EXPECT_TRUE(bare[0].changes.empty());
-  auto pathless = history(request("", "", 1, QRBSourceControlHistoryWithoutPaths));
-  EXPECT_EQ(pathless[0].message, "four");
-  EXPECT_TRUE(pathless[0].changes.empty());
 }
 
 TEST_F(GitHistoryOfRepository, readsTheSameUnderAUsersOwnSettings) {

@@ -43,7 +43,7 @@ std::vector<std::string> namesToTry() {
 }
 
 TEST(GitNames, areThoseThatGitItselfTakesForBranches) {
-  const GitTestRepository repository;
+  GitTestRepository repository;
   repository.commit("one");
   std::string accepted;
   for (const std::string& name : namesToTry()) {

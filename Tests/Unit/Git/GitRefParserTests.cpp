@@ -41,23 +41,4 @@ TEST(GitRefParser, refusesWhatIsNoBranch) {
   }
 }
 
-TEST(GitBranches, ofACloneAreItsOwnAndItsRemotesWithoutTheRemotesHead) {
-  GitTestRepository origin;
-  origin.write("file", "x");
-  std::string first = origin.commit("first");
-  origin.git({"branch", "feature/x"});
-  GitTestRepository clone;
-  EXPECT_TRUE(readBranches({clone.run(gitBranchesCommand()).output}).values.empty());
-  clone.git({"remote", "add", "origin", origin.root().string()});
-  clone.git({"fetch", "-q", "origin"});
-  clone.git({"remote", "set-head", "origin", "main"});
-  clone.git({"checkout", "-q", "feature/x"});
-  auto reading = readBranches({clone.run(gitBranchesCommand()).output});
-  EXPECT_FALSE(reading.error);
-  EXPECT_THAT(reading.values,
-              ElementsAre(ReadBranch{"refs/heads/feature/x", "feature/x", first, "refs/remotes/origin/feature/x", true},
-                          ReadBranch{"refs/remotes/origin/feature/x", "origin/feature/x", first, "", false},
-                          ReadBranch{"refs/remotes/origin/main", "origin/main", first, "", false}));
-}
-
 }  // namespace

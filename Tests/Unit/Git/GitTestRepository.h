@@ -1,11 +1,14 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "GitCommands.h"
+#include "GitRepository.h"
 
 struct GitTestResult {
   int exitCode = -1;
@@ -13,33 +16,42 @@ struct GitTestResult {
   std::string errorOutput;
 };
 
-/// A repository in a folder of its own that disappears with the object. Git runs in it with the environment that the
-/// product gives it and without the configuration of whoever runs the tests.
-class GitTestRepository {
+/// A repository in which git runs with the environment that the product gives it.
+class GitTestRepository : public qrb::test::GitRepository {
  public:
-  GitTestRepository();
-  ~GitTestRepository();
-  GitTestRepository(const GitTestRepository&) = delete;
-  GitTestRepository& operator=(const GitTestRepository&) = delete;
-
-  const std::filesystem::path& root() const { return _root; }
+  std::filesystem::path root() const { return GitRepository::root(); }
 
   /// Runs git with the arguments as they are.
-  GitTestResult run(const std::vector<std::string>& arguments, std::string_view input = {}) const;
-  GitTestResult run(const GitCommand& command, std::string_view input = {}) const;
+  GitTestResult run(const std::vector<std::string>& arguments, std::string_view input = {}) const {
+    return run(arguments, GitAccess::write, input);
+  }
+  GitTestResult run(const GitCommand& command, std::string_view input = {}) const {
+    EXPECT_TRUE(command) << command.refusal;
+    return run(command.arguments, command.access, input);
+  }
   /// Runs git, which must succeed; its output without the line feed at the end.
-  std::string git(const std::vector<std::string>& arguments, std::string_view input = {}) const;
-
-  void write(const std::string& path, std::string_view content) const;
-  /// Stages everything and commits it; the commit's object name. Each commit is a minute younger than the one before.
-  std::string commit(const std::string& message) const;
+  std::string git(const std::vector<std::string>& arguments, std::string_view input = {}) const {
+    GitTestResult result = run(arguments, input);
+    EXPECT_EQ(result.exitCode, 0) << ::testing::PrintToString(arguments) << result.errorOutput;
+    if (result.output.ends_with('\n')) result.output.pop_back();
+    return result.output;
+  }
   /// Makes a commit of these raw bytes, headers included; its object name.
-  std::string commitRaw(std::string_view bytes) const;
+  std::string commitRaw(std::string_view bytes) const {
+    return git({"hash-object", "-t", "commit", "-w", "--literally", "--stdin"}, bytes);
+  }
 
  private:
-  GitTestResult run(const std::vector<std::string>& arguments, GitAccess access, std::string_view input) const;
-
-  std::filesystem::path _folder;
-  std::filesystem::path _root;
-  mutable long _time = 1700000000;
+  GitTestResult run(std::vector<std::string> arguments, GitAccess access, std::string_view input) const {
+    std::vector<std::string> user = environment();
+    std::vector<const char*> inherited;
+    for (const std::string& variable : user) inherited.push_back(variable.c_str());
+    arguments.insert(arguments.begin(), "git");
+    GitTestResult result;
+    auto ran = qrb::test::runProgram(arguments, gitEnvironment(inherited, access, GitOutput::blocks), root().string(),
+                                     input, &result.errorOutput);
+    result.exitCode = ran.status;
+    result.output = ran.output;
+    return result;
+  }
 };

@@ -33,7 +33,7 @@ void setTime(const fs::path& file, long seconds) {
 }
 
 TEST(GitLockFiles, areRemovedThatWereMadeSinceATimeAndNothingElse) {
-  const GitTestRepository repository;
+  GitTestRepository repository;
   repository.write("file", "1");
   repository.commit("one");
   repository.git({"worktree", "add", "-q", "other"});
@@ -128,7 +128,7 @@ TEST_F(GuardTest, runsNothingAfterWorkThatCameToItsEnd) {
 }
 
 TEST(GitRawDiff, saysWhatEachSideHas) {
-  const GitTestRepository repository;
+  GitTestRepository repository;
   repository.write("changed\n\xff", "1");
   repository.write("gone", "1");
   repository.commit("one");

@@ -43,7 +43,7 @@ const Text texts[] = {
 
 // What is not seen would be forbidden to run, and what is seen without being there would be allowed to.
 TEST(GitUserFiltersTest, WhatIsReadWithoutGitIsWhatGitReads) {
-  const GitTestRepository repository;
+  GitTestRepository repository;
   for (const Text& row : texts) {
     SCOPED_TRACE(row.text);
     repository.write("configuration", row.text);

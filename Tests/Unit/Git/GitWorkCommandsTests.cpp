@@ -22,7 +22,7 @@ namespace {
 namespace fs = std::filesystem;
 
 TEST(GitFilePaths, areToldFromTheRootHoweverTheyAreNamed) {
-  const GitTestRepository repository;
+  GitTestRepository repository;
   std::string root = repository.root().string();
   fs::create_directory_symlink(root, root + "-link");
   repository.write("folder/file", "");
@@ -98,19 +98,6 @@ TEST(GitPathSet, findsFilesByThemselvesAndByTheirFolders) {
   EXPECT_THAT(found(GitPathSet(all), "z"), ElementsAre(1));
 }
 
-TEST(GitWorkCommands, refuseRevisionsThatGitWouldReadAsSomethingElse) {
-  for (const char* text : {"-x", "--detach", "^x", "a..b", "HEAD:x", "x\n"}) {
-    for (const GitCommand& command :
-         {gitBlameCommand("x", text), gitTreeEntryCommand(text, "x"), gitParentsCommand(text),
-          gitRenamesCommand(text, "x"), gitRenamesCommand("x", text), gitMergeCommand(text), gitFullNameCommand(text),
-          gitSwitchToBranchCommand(text), gitSwitchToNewBranchCommand(text, "", false),
-          gitSwitchToNewBranchCommand("x", text, true), gitSwitchToRevisionCommand(text), gitTreePathsCommand(text)}) {
-      EXPECT_FALSE(command) << text;
-      EXPECT_TRUE(command.arguments.empty()) << text;
-    }
-  }
-}
-
 TEST(GitWorkCommands, whatRunsHooksSetsNothingForTheGitOfTheHooks) {
   for (const GitCommand& command :
        {gitCommitCommand({"x", {"y"}}), gitMergeCommand("x"), gitSwitchToBranchCommand("x")}) {
@@ -135,29 +122,6 @@ TEST(GitWorkCommands, whatGitPrintsOfACommitNamesIt) {
       {"On branch main\n0123abc] x", ""},
   };
   for (const auto& each : cases) EXPECT_EQ(gitReadCommit(each.output), each.name) << each.output;
-}
-
-TEST(GitWorkCommands, whatGitPrintsOfATreeSaysWhatAPathIs) {
-  const GitTestRepository repository;
-  repository.write("folder/-file", "x");
-  repository.commit("one");
-  repository.git({"update-index", "--chmod=+x", "folder/-file"});
-  fs::create_symlink("nowhere", repository.root() / "link");
-  repository.git({"add", "link"});
-  repository.git({"commit", "-qm", "two"});
-  auto entryOf = [&](const std::string& path) {
-    return gitReadTreeEntry(repository.run(gitTreeEntryCommand("HEAD", path)).output);
-  };
-  ASSERT_TRUE(entryOf("folder/-file"));
-  EXPECT_TRUE(entryOf("folder/-file")->isExecutable());
-  EXPECT_EQ(repository.run(gitContentCommand(*entryOf("folder/-file"), "folder/-file")).output, "x");
-  EXPECT_TRUE(entryOf("link")->isLink());
-  EXPECT_EQ(repository.run(gitContentCommand(*entryOf("link"), "link")).output, "nowhere");
-  EXPECT_FALSE(entryOf("folder")->isContent());
-  EXPECT_FALSE(entryOf("missing"));
-  for (const char* text : {"", "x", "100644 blob\tx", "100644 blob xyz\tx", "100644 blob 12"}) {
-    EXPECT_FALSE(gitReadTreeEntry(text)) << text;
-  }
 }
 
 TEST(GitPrograms, ofTheRepositoryGiveWayToThoseOfTheUser) {

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <numeric>
 
 namespace qrb {
 namespace {
@@ -63,33 +62,6 @@ TEST(ToolRunner, GivesTheToolASecondInputAndLeavesNoFileOfIt) {
   EXPECT_TRUE(captured.result.succeeded()) << captured.result.errorText;
   EXPECT_THAT(captured.output, StartsWith("first " + bytes));
   EXPECT_THAT(captured.output, HasSubstr("memfd:"));
-}
-
-TEST(ToolRunner, ReportsHowTheToolEndedAndWhatItSaid) {
-  struct Case {
-    std::string script;
-    ExitStatus status;
-    std::string error;
-  };
-  using Kind = ExitStatus::Kind;
-  for (const Case& each :
-       {Case{"exit 0", {Kind::exited, 0}, ""}, Case{"echo no >&2; exit 128", {Kind::exited, 128}, "no\n"},
-        Case{"kill -ABRT $$", {Kind::signalled, SIGABRT}, ""}}) {
-    Captured captured = capture(shell(each.script));
-    EXPECT_EQ(captured.result.outcome, Outcome::ended);
-    EXPECT_EQ(captured.result.status, each.status) << each.script;
-    EXPECT_EQ(captured.result.errorText, each.error);
-  }
-}
-
-TEST(ToolRunner, AToolThatCannotBeStartedIsNamed) {
-  ToolCommand command;
-  command.path = "/nonexistent/tool";
-  command.standardInput = "unread";
-  ToolResult result = ToolRunner().run(command);
-  EXPECT_EQ(result.outcome, Outcome::launchFailed);
-  ASSERT_TRUE(result.launchFailure);
-  EXPECT_THAT(result.launchFailure->text, HasSubstr("/nonexistent/tool"));
 }
 
 TEST(ToolRunner, OutputArrivesWhileTheToolRuns) {

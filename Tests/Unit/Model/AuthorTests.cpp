@@ -55,32 +55,6 @@ class AuthorPairing : public testing::Test {
   QRBSourceControlAuthorPtr author = Author::initWithUsername("ann", "ann@host");
 };
 
-TEST(Author, CrossesAnArchive) {
-  auto decoded = throughArchive(Author::initWithUsername("ann", "Ann", {"a@b", "c@d"}, qrb::URL("http://h/i.png")));
-  EXPECT_EQ(decoded->name(), "ann");
-  EXPECT_EQ(decoded->displayName(), "Ann");
-  EXPECT_THAT(decoded->emails(), testing::ElementsAre(qrb::String("a@b"), qrb::String("c@d")));
-  EXPECT_EQ(decoded->imageURL(), qrb::URL("http://h/i.png"));
-}
-
-TEST_F(AuthorPairing, ACopyKeepsTheNamesAndIsPairedWithNobody) {
-  book->put(person("Ann", "Other"));
-  author->setPairedPerson(book->people["P1"]);
-  auto copied = std::static_pointer_cast<Author>(author->copy());
-  EXPECT_NE(copied, author);
-  EXPECT_EQ(copied->name(), "ann");
-  EXPECT_EQ(copied->pairedPerson(), nullptr);
-  Person renamed = person("Anna");
-  renamed.lastName = "Else";
-  book->put(renamed);
-  Notification changed;
-  changed.updatedRecords = {"P1"};
-  book->announce(changed);
-  EXPECT_EQ(author->displayName(), "Anna Else");
-  EXPECT_EQ(copied->displayName(), "Ann Other");
-  EXPECT_EQ(copied->emails(), author->emails());
-}
-
 TEST_F(AuthorPairing, ThePersonsNameFollowsTheRecordsFlags) {
   Person both = person("Ann", "Other");
   Person lastFirst = both;
@@ -104,19 +78,6 @@ TEST_F(AuthorPairing, ThePersonsNameFollowsTheRecordsFlags) {
     EXPECT_EQ(author->displayName(), each.name);
     EXPECT_EQ(author->emails(), each.person.emails);
   }
-}
-
-TEST_F(AuthorPairing, NothingEverStoresAUniqueId) {
-  author->setPairedUUID("P1");
-  EXPECT_FALSE(author->pairedUUID().has_value());
-  EXPECT_EQ(author->pairedPerson(), nullptr);
-  book->put(person("Ann"));
-  author->setPairedPerson(book->people["P1"]);
-  EXPECT_FALSE(author->pairedUUID().has_value());
-  EXPECT_EQ(author->pairedPerson(), book->people["P1"]);
-  auto decoded = throughArchive(author);
-  EXPECT_EQ(decoded->pairedPerson(), nullptr);
-  EXPECT_EQ(book->lookUps, 0);
 }
 
 TEST_F(AuthorPairing, ChangesOfThePairedRecordArriveAndOthersDoNot) {

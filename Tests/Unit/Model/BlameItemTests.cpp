@@ -31,16 +31,6 @@ TEST(BlameItem, EqualityTakesRangeAndLogItem) {
   EXPECT_FALSE(item->isEqual(BlameItem::initWithLineRange({10, 5}, nullptr)));
 }
 
-TEST(BlameItem, CrossesAnArchive) {
-  const QRBSourceControlLineRange cases[] = {{10, 5}, {0, 0}, {1, std::uint64_t{1} << 53}};
-  for (const auto& range : cases) {
-    auto decoded = throughArchive(BlameItem::initWithLineRange(range, logItem("7")));
-    EXPECT_EQ(decoded->lineRange(), range);
-    EXPECT_TRUE(decoded->logItem()->isEqual(logItem("7")));
-  }
-  EXPECT_EQ(throughArchive(BlameItem::initWithLineRange({1, 1}, nullptr))->logItem(), nullptr);
-}
-
 TEST(BlameItem, ARangeThatNoFileHasIsRefused) {
   std::string data = qrb::KeyedArchiver::archivedData(BlameItem::initWithLineRange({1, 1}, nullptr));
   // The double 1.0, its sign bit set, and then as infinity.

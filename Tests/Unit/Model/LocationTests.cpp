@@ -1,12 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <nlohmann/json.hpp>
 
-#include "ArchiveError.h"
-#include "KeyedArchiver.h"
-#include "KeyedUnarchiver.h"
 #include "ModelTesting.h"
 #include "QRBSourceControlBranch.h"
 #include "QRBSourceControlBranchAndTagLocations.h"
@@ -27,24 +23,10 @@ using Tag = QRBSourceControlTag;
 using LocationPtr = QRBSourceControlRevisionLocationPtr;
 using qrb::Dictionary;
 using qrb::String;
-using qrb::test::throughArchive;
-
 constexpr const char* kRevisionKey = "QRBSourceControlLocationRevisionKey";
 
 QRBSourceControlRevisionPtr revision(const char* identifier) {
   return QRBSourceControlRevision::initWithIdentifier(identifier);
-}
-
-// One location of each class, pinned to a revision.
-std::vector<LocationPtr> pinnedLocations() {
-  auto r7 = revision("r7");
-  return {
-      Location::initWithRevision(r7),
-      Locked::initWithRevision(r7),
-      Branch::initWithBranchNameRemoteName("feature/x", true, "origin")->locationWithRevision(r7),
-      Tag::initWithNewTagName("v1")->locationWithRevision(r7),
-      Path::initWithRelativePath("a%20b/c/")->locationWithRevision(r7),
-  };
 }
 
 TEST(Locations, NeedAName) {
@@ -57,27 +39,6 @@ TEST(Locations, NeedAName) {
     EXPECT_EQ(Tag::initWithNewTagName(absent), nullptr);
     EXPECT_EQ(Path::initWithRelativePath(absent), nullptr);
   }
-}
-
-TEST(Locations, SurviveTheArchiveWithRevisionAndOptions) {
-  std::vector<LocationPtr> locations = pinnedLocations();
-  locations.push_back(Location::initWithRevision(nullptr));
-  for (const LocationPtr& location : locations) {
-    SCOPED_TRACE(location->description());
-    auto back = throughArchive(location);
-    ASSERT_NE(back, nullptr);
-    EXPECT_EQ(back->className(), location->className());
-    EXPECT_EQ(back->description(), location->description());
-    EXPECT_EQ(back->isEqual(location), location->revision() != nullptr || location->displayName() != "");
-    // Every field that a dictionary shows, too.
-    EXPECT_EQ(back->dictionaryRepresentationWithOptions(48), location->dictionaryRepresentationWithOptions(48));
-  }
-}
-
-TEST(Locations, AreRefusedInAnArchiveWhereAnotherClassIsAsked) {
-  std::string tag = qrb::KeyedArchiver::archivedData(Tag::initWithTagName("v1"));
-  EXPECT_THROW(qrb::KeyedUnarchiver::unarchivedObject<Branch>(tag), qrb::ArchiveError);
-  EXPECT_NE(qrb::KeyedUnarchiver::unarchivedObject<Location>(tag), nullptr);
 }
 
 TEST(Locations, AreEqualByTheirOwnRules) {
@@ -120,50 +81,6 @@ TEST(Locations, AreEqualByTheirOwnRules) {
     }
   }
   EXPECT_EQ(Path::rootPathLocation()->hash(), 0u);
-}
-
-TEST(LocationDictionaries, HoldWhatTheOptionsAskFor) {
-  auto r7 = revision("r7");
-  struct Case {
-    LocationPtr location;
-    std::uint64_t options;
-    Dictionary expected;
-  };
-  LocationPtr branch = Branch::initWithBranchName("x", true)->locationWithRevision(r7);
-  LocationPtr tag = Tag::initWithNewTagName("v1")->locationWithRevision(r7);
-  const Case cases[] = {
-      {Location::initWithRevision(r7), 16, Dictionary::object()},
-      {Location::initWithRevision(r7), 32, {{kRevisionKey, "r7"}}},
-      {Location::initWithRevision(nullptr), 32, Dictionary::object()},
-      {Location::initWithRevision(QRBSourceControlRevision::sharedUnversionedRevision()), 32, Dictionary::object()},
-      {Locked::initWithRevision(r7), 0, {{kRevisionKey, "r7"}}},
-      {branch, 0, Dictionary::object()},
-      {branch, 16, {{"QRBSourceControlBranchIdentifierKey", "x"}, {"QRBSourceControlBranchOptionsKey", 1}}},
-      {branch, 32, {{kRevisionKey, "r7"}}},
-      // A tag's own options are not what is stored.
-      {tag, 16, {{"QRBSourceControlTagIdentifierKey", "v1"}, {"QRBSourceControlTagOptionsKey", 16}}},
-      {tag,
-       112,
-       {{"QRBSourceControlTagIdentifierKey", "v1"}, {"QRBSourceControlTagOptionsKey", 112}, {kRevisionKey, "r7"}}},
-      {Path::initWithRelativePath("a%20b/"), 16, {{"QRBSourceControlPathIdentifierKey", "a%20b/"}}},
-  };
-  for (const Case& each : cases) {
-    EXPECT_EQ(each.location->dictionaryRepresentationWithOptions(each.options), each.expected)
-        << each.location->description() << " " << each.options;
-  }
-}
-
-TEST(LocationDictionaries, ComeBackAsTheLocationsTheyWereMadeOf) {
-  const std::function<LocationPtr(const Dictionary&)> readers[] = {
-      Location::initWithDictionary, Locked::initWithDictionary, Branch::initWithDictionary, Tag::initWithDictionary,
-      Path::initWithDictionary};
-  auto reader = std::begin(readers);
-  for (const LocationPtr& location : pinnedLocations()) {
-    LocationPtr back = (*reader++)(location->dictionaryRepresentationWithOptions(48));
-    ASSERT_NE(back, nullptr);
-    EXPECT_EQ(back->className(), location->className());
-    EXPECT_EQ(back->description(), location->description());
-  }
 }
 
 TEST(LocationDictionaries, OfAnyContentAreReadWithoutFailing) {
@@ -288,19 +205,6 @@ TEST(Layouts, PlaceBranchesAndTags) {
     EXPECT_EQ(pathOf(other->pathLocationForBranchAndTagLocations(layout)), String());
     EXPECT_EQ(pathOf(tag->pathLocationForBranchAndTagLocations(layout)), String());
   }
-}
-
-TEST(Layouts, ComeBackFromDictionaryAndArchive) {
-  auto layout = Layout::locationsWithPrimaryBranchPath("main/trunk", "", "tags");
-  EXPECT_EQ(layout->dictionaryRepresentationWithOptions(48), Dictionary::object());
-  Dictionary stored = layout->dictionaryRepresentationWithOptions(64);
-  EXPECT_EQ(stored.size(), 2u);
-  EXPECT_EQ(Layout::initWithDictionary(stored)->description(), layout->description());
-  auto back = throughArchive(layout);
-  EXPECT_EQ(back->description(), layout->description());
-  EXPECT_EQ(Layout::initWithDictionary(nullptr), nullptr);
-  EXPECT_EQ(Layout::initWithDictionary("text"), nullptr);
-  EXPECT_EQ(Layout::initWithDictionary(Dictionary::object())->relativePrimaryBranchLocation(), nullptr);
 }
 
 }  // namespace

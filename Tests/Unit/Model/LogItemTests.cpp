@@ -6,10 +6,8 @@
 #include "Digest.h"
 #include "ModelTesting.h"
 #include "QRBSourceControlAuthor.h"
-#include "QRBSourceControlRepository.h"
 #include "QRBSourceControlRevision.h"
 #include "QRBSourceControlStatusValues.h"
-#include "QRBSourceControlWorkingCopy.h"
 
 namespace {
 
@@ -88,32 +86,6 @@ TEST(LogItem, TheIdentifierIsTheDigestOfRevisionSecondsSince2001AndMessage) {
   };
   for (const Case& each : cases) EXPECT_EQ(each.item->identifier(), qrb::SHA1Hex(each.text)) << each.text;
   EXPECT_THAT(item()->identifier(), testing::MatchesRegex("[0-9A-F]{40}"));
-}
-
-TEST(LogItem, TheDescriptionIndentsTheTrimmedMessage) {
-  EXPECT_EQ(item("ann", "1", kDate, "\n title \n\nbody\n \t")->description(),
-            "Revision: 1\nAuthor:   ann\nDate:     2001-02-03 04:05:06 +0000\n\n"
-            "          title \n          \n          body");
-  std::string before = "Revision: 1\nAuthor:   ann\nDate:     2001-02-03 04:05:06 +0000\n\n          ";
-  EXPECT_EQ(item("ann", "1", kDate, " \n")->description(), before);
-  EXPECT_EQ(item("ann", "1", kDate, {})->description(), before + "(null)");
-}
-
-TEST(LogItem, CrossesAnArchiveWithPathsOfAnyBytes) {
-  auto repository = QRBSourceControlRepository::initWithURL(qrb::URL("file:///r"), "r", qrb::test::makeSystem());
-  auto workingCopy = QRBSourceControlWorkingCopy::initWithFileURL(qrb::URL("file:///w/"), repository);
-  auto renames =
-      std::make_shared<const QRBSourceControlFileRenames>(QRBSourceControlFileRenames{{"old.txt", "new\xff.txt"}});
-  LogItemPtr original =
-      LogItem::initWithAuthor(author("ann"), revisionNamed("1"), kDate + 7us, "first", paths(), workingCopy, renames);
-  LogItemPtr decoded = throughArchive(original);
-  EXPECT_TRUE(decoded->isEqual(original));
-  EXPECT_EQ(decoded->identifier(), original->identifier());
-  EXPECT_EQ(*decoded->pathsWithStatus(), *paths());
-  EXPECT_EQ(*decoded->fileRenames(), *renames);
-  EXPECT_TRUE(decoded->workingCopy()->isEqual(workingCopy));
-  EXPECT_EQ(decoded->author()->name(), "ann");
-  EXPECT_TRUE(decoded->isComplete());
 }
 
 TEST(LogItem, AbsentAndEmptyPathsStayApart) {

@@ -10,7 +10,6 @@
 #include "ModelTesting.h"
 #include "QRBSourceControlAccountManager.h"
 #include "QRBSourceControlBasicAuthenticationStrategy.h"
-#include "QRBSourceControlError.h"
 #include "QRBSourceControlSingleRepositoryAccount.h"
 
 namespace {
@@ -70,16 +69,6 @@ class RemoteRepository : public testing::Test {
   QRBSourceControlSystemPtr system = makeSystem();
 };
 
-TEST_F(RemoteRepository, WithoutAnAccountManagerItGetsAnAccountOfItsOwn) {
-  RemotePtr remote = Remote::initWithURL(kURL, system);
-  auto single = std::dynamic_pointer_cast<QRBSourceControlSingleRepositoryAccount>(remote->account());
-  ASSERT_NE(single, nullptr);
-  EXPECT_EQ(single->repository(), remote);
-  EXPECT_EQ(remote->authenticationStrategy(), QRBSourceControlAuthenticationStrategy::sharedAnonymousStrategy());
-  EXPECT_TRUE(remote->enforceTrustedServerFingerprint());
-  EXPECT_FALSE(remote->trustedServerFingerprint().has_value());
-}
-
 TEST_F(RemoteRepository, ObserversOfTheStrategyFollowTheCurrentAccount) {
   AccountPtr first = account();
   RemotePtr remote = Remote::initWithURLUnsavedAccount(kURL, system, first);
@@ -130,47 +119,16 @@ TEST_F(RemoteRepository, EveryInitialiserSavesOrNotAndIdentifiesAsItsNameSays) {
     qrb::String identifier;
     qrb::String secondaryIdentifier;
   };
+  const qrb::String none;
   const Case cases[] = {
-      {"URL", [&] { return Remote::initWithURL(kURL, system); }, true, false, {}, {}},
-      {"unsaved", [&] { return Remote::initUnsavedWithURL(kURL, system); }, false, false, {}, {}},
-      {"unsaved, identifier", [&] { return Remote::initUnsavedWithURL(kURL, "i", system); }, false, false, "i", {}},
-      {"unsaved, both", [&] { return Remote::initUnsavedWithURL(kURL, "i", "s", system); }, false, false, "i", "s"},
-      {"account", [&] { return Remote::initWithURL(kURL, system, account()); }, true, true, {}, {}},
-      {"unsaved account",
-       [&] { return Remote::initWithURLUnsavedAccount(kURL, system, account()); },
-       false,
-       true,
-       {},
-       {}},
-      {"identifier, account", [&] { return Remote::initWithURL(kURL, "i", system, account()); }, true, true, "i", {}},
-      {"identifier, unsaved account",
-       [&] { return Remote::initWithURLUnsavedAccount(kURL, "i", system, account()); },
-       false,
-       true,
-       "i",
-       {}},
-      {"strategy", [&] { return Remote::initWithURL(kURL, system, basic()); }, true, false, {}, {}},
+      {"URL", [&] { return Remote::initWithURL(kURL, system); }, true, false, none, none},
+      {"unsaved", [&] { return Remote::initUnsavedWithURL(kURL, "i", "s", system); }, false, false, "i", "s"},
+      {"account", [&] { return Remote::initWithURL(kURL, "i", system, account()); }, true, true, "i", none},
+      {"unsaved account", [&] { return Remote::initWithURLUnsavedAccount(kURL, system, account()); }, false, true, none,
+       none},
+      {"strategy", [&] { return Remote::initWithURL(kURL, "i", "s", system, basic()); }, true, false, "i", "s"},
+      {"no secondary", [&] { return Remote::initWithURL(kURL, "i", {}, system, basic()); }, true, false, "i", none},
       {"unsaved strategy",
-       [&] { return Remote::initWithURLUnsavedAuthenticationStrategy(kURL, system, basic()); },
-       false,
-       false,
-       {},
-       {}},
-      {"identifier, strategy", [&] { return Remote::initWithURL(kURL, "i", system, basic()); }, true, false, "i", {}},
-      {"both, strategy", [&] { return Remote::initWithURL(kURL, "i", "s", system, basic()); }, true, false, "i", "s"},
-      {"both but no secondary",
-       [&] { return Remote::initWithURL(kURL, "i", {}, system, basic()); },
-       true,
-       false,
-       "i",
-       {}},
-      {"identifier, unsaved strategy",
-       [&] { return Remote::initWithURLUnsavedAuthenticationStrategy(kURL, "i", system, basic()); },
-       false,
-       false,
-       "i",
-       {}},
-      {"both, unsaved strategy",
        [&] { return Remote::initWithURLUnsavedAuthenticationStrategy(kURL, "i", "s", system, basic()); }, false, false,
        "i", "s"},
   };
@@ -196,45 +154,6 @@ TEST_F(RemoteRepository, EveryInitialiserSavesOrNotAndIdentifiesAsItsNameSays) {
     }
   }
   EXPECT_EQ(manager->changes, 0) << "building an account reports nothing";
-}
-
-TEST_F(RemoteRepository, AnAccountThatTheManagerHasIsTakenAsItIs) {
-  useManager();
-  manager->accountForRepository = account();
-  RemotePtr remote = Remote::initUnsavedWithURL(kURL, system);
-  EXPECT_EQ(remote->account(), manager->accountForRepository);
-  EXPECT_FALSE(remote->account()->savingDisabled());
-}
-
-TEST_F(RemoteRepository, SavingTheAccountAddsItAndLetsItBeSaved) {
-  useManager();
-  RemotePtr remote = Remote::initWithURLUnsavedAccount(kURL, system, account());
-  remote->saveAccount();
-  EXPECT_TRUE(manager->keeps(remote->account()));
-  EXPECT_FALSE(remote->account()->savingDisabled());
-}
-
-TEST_F(RemoteRepository, ACopyIsSavedOnlyIfTheOriginalsAccountIs) {
-  useManager();
-  for (bool save : {true, false}) {
-    RemotePtr remote = save ? Remote::initWithURL(kURL, "i", "s", system, basic())
-                            : Remote::initWithURLUnsavedAuthenticationStrategy(kURL, "i", "s", system, basic());
-    remote->setEnforceTrustedServerFingerprint(false);
-    remote->setTrustedServerFingerprint("trusted");
-    remote->setState(3);
-    manager->createRequests.clear();
-    auto copied = std::dynamic_pointer_cast<Remote>(remote->copy());
-    ASSERT_NE(copied, nullptr);
-    EXPECT_THAT(manager->createRequests, testing::ElementsAre(save));
-    EXPECT_EQ(copied->account()->savingDisabled(), !save);
-    EXPECT_NE(copied->account(), remote->account());
-    EXPECT_TRUE(copied->authenticationStrategy()->isEqual(remote->authenticationStrategy()));
-    EXPECT_NE(copied->_id(), remote->_id());
-    EXPECT_EQ(copied->secondaryIdentifier(), "s");
-    EXPECT_FALSE(copied->enforceTrustedServerFingerprint());
-    EXPECT_EQ(copied->trustedServerFingerprint(), "trusted");
-    EXPECT_EQ(copied->state(), 0u);
-  }
 }
 
 TEST_F(RemoteRepository, DecodesWithItsAccountWhereNobodyKeepsAccounts) {
@@ -301,20 +220,6 @@ TEST_F(RemoteRepository, ShowsItsStrategyButNoSecret) {
   EXPECT_THAT(remote->description(), testing::Not(testing::HasSubstr("secret")));
   EXPECT_THAT(remote->description(), testing::Not(testing::HasSubstr("hidden")));
   EXPECT_EQ(remote->anonymousURL(), kURL);
-}
-
-TEST_F(RemoteRepository, FindingTheRootIsRefusedWhereURLsHaveNoSubpaths) {
-  RemotePtr remote = Remote::initWithURL(kURL, system);
-  int answers = 0;
-  auto request = remote->updateRepositoryURLRootWithCompletionBlock([&](auto chosen, auto path, qrb::Error error) {
-    ++answers;
-    EXPECT_EQ(chosen, nullptr);
-    EXPECT_EQ(path, nullptr);
-    EXPECT_EQ(error, QRBSourceControlError_SystemRootURLOfRepositoriesUnsupported());
-  });
-  EXPECT_EQ(request, nullptr);
-  EXPECT_EQ(answers, 1);
-  EXPECT_EQ(remote->URL(), kURL);
 }
 
 }  // namespace

@@ -8,12 +8,11 @@
 #include "ModelTesting.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlIdentifiers.h"
+#include "QRBSourceControlRemoteRepository.h"
 
 namespace {
 
-using qrb::test::Capabilities;
 using qrb::test::makeSystem;
-using qrb::test::throughArchive;
 using Repository = QRBSourceControlRepository;
 using RepositoryPtr = QRBSourceControlRepositoryPtr;
 
@@ -47,20 +46,6 @@ TEST(Repository, EveryOneIsKnownByItsOwnIdAndTheSecondaryIdentifierFollowsFromIt
   EXPECT_FALSE(Repository::initWithURL(one->URL(), makeSystem())->identifier().has_value());
 }
 
-TEST(Repository, CrossesAnArchiveUnderItsId) {
-  RepositoryPtr repository = make();
-  repository->setSecondaryIdentifier("SECOND");
-  RepositoryPtr decoded = throughArchive(repository);
-  EXPECT_EQ(decoded->_id(), repository->_id());
-  EXPECT_EQ(decoded->URL(), repository->URL());
-  EXPECT_EQ(decoded->identifier(), "identifier");
-  EXPECT_EQ(decoded->secondaryIdentifier(), "SECOND");
-  EXPECT_TRUE(decoded->sourceControlSystem()->isEqual(repository->sourceControlSystem()));
-  RepositoryPtr bare = throughArchive(Repository::initWithURL({}, nullptr));
-  EXPECT_FALSE(bare->URL());
-  EXPECT_EQ(bare->sourceControlSystem(), nullptr);
-}
-
 TEST(Repository, TheDescriptionNamesItAndShowsNoPassword) {
   RepositoryPtr repository = make();
   repository->setSecondaryIdentifier("SECOND");
@@ -92,81 +77,38 @@ TEST(Repository, FieldsMayBeReplacedWhileOthersReadThem) {
   EXPECT_FALSE(foreign);
 }
 
-// A request that the system cannot serve: made of a repository, it is answered before it returns.
-struct Refusal {
-  const char* request;
-  qrb::Error expected;
-  std::function<QRBSourceControlCancellablePtr(Repository&, std::function<void(qrb::Error, bool empty)>)> make;
-};
-
-std::vector<Refusal> refusals() {
-  using Answer = std::function<void(qrb::Error, bool)>;
-  qrb::Error distributed = QRBSourceControlError_SystemDistributedRepositoriesUnsupported();
-  auto plain = [](const Answer& answer) { return [answer](qrb::Error error) { answer(error, true); }; };
-  return {
-      {"detect locations", QRBSourceControlError_SystemBranchAndTagLocationsUnsupported(),
-       [](Repository& r, const Answer& answer) {
-         return r.automaticallyDetectBranchAndTagLocationsFromPath(
-             nullptr, [answer](auto location, auto layout, qrb::Error error) {
-               answer(error, location == nullptr && layout == nullptr);
-             });
-       }},
-      {"list subpaths", QRBSourceControlError_SystemBrowsingRepositoriesUnsupported(),
-       [](Repository& r, const Answer& answer) {
-         return r.listSubpathsAtPath(nullptr, [answer](auto paths, qrb::Error error) { answer(error, paths.empty()); });
-       }},
-      {"list remote branches", distributed,
-       [](Repository& r, const Answer& answer) {
-         return r.listRemoteBranchesForBranchAndTagLocations(nullptr,
-                                                             [answer](auto all, auto byRemote, qrb::Error error) {
-                                                               answer(error, all.empty() && byRemote == nullptr);
-                                                             });
-       }},
-      {"list remotes", distributed,
-       [](Repository& r, const Answer& answer) {
-         return r.listRemoteRepositoriesWithCompletionBlock([answer](auto primary, auto byName, qrb::Error error) {
-           answer(error, primary == nullptr && byName == nullptr);
-         });
-       }},
-      {"remote branch", distributed,
-       [](Repository& r, const Answer& answer) {
-         return r.remoteBranchForBranch(nullptr,
-                                        [answer](auto branch, qrb::Error error) { answer(error, branch == nullptr); });
-       }},
-      {"add remote", distributed,
-       [plain](Repository& r, const Answer& answer) { return r.addRemoteRepository(nullptr, "x", plain(answer)); }},
-      {"remove remote", distributed,
-       [plain](Repository& r, const Answer& answer) { return r.removeRemoteRepositoryNamed("x", plain(answer)); }},
-      {"download", distributed,
-       [plain](Repository& r, const Answer& answer) {
-         return r.downloadUpdatesFromRemoteRepository(nullptr, {}, plain(answer));
-       }},
-      {"upload", distributed,
-       [plain](Repository& r, const Answer& answer) {
-         return r.uploadCommitsToRemoteRepository(nullptr, nullptr, {}, plain(answer));
-       }},
-      {"create", distributed,
-       [](Repository& r, const Answer& answer) {
-         return Repository::createRepositoryAtFileURL(
-             qrb::URL("file:///r"), r.sourceControlSystem(),
-             [answer](auto made, qrb::Error error) { answer(error, made == nullptr); });
-       }},
-  };
-}
-
+// A request that the system cannot serve is answered before it returns, and without values.
 TEST(Repository, WhatTheSystemCannotDoIsRefusedAtOnceWithTheErrorThatNamesIt) {
+  const qrb::URL url("file:///r");
+  const qrb::Error distributed = QRBSourceControlError_SystemDistributedRepositoriesUnsupported();
   for (const QRBSourceControlSystemPtr& system : {makeSystem(), QRBSourceControlSystemPtr()}) {
-    RepositoryPtr repository = Repository::initWithURL(qrb::URL("file:///r"), "r", system);
-    for (const Refusal& refusal : refusals()) {
-      int answers = 0;
-      auto answer = [&](const qrb::Error& error, bool empty) {
-        ++answers;
-        EXPECT_EQ(error, refusal.expected) << refusal.request;
-        EXPECT_TRUE(empty) << refusal.request;
-      };
-      EXPECT_EQ(refusal.make(*repository, answer), nullptr) << refusal.request;
-      EXPECT_EQ(answers, 1) << refusal.request;
+    RepositoryPtr local = Repository::initWithURL(url, "r", system);
+    auto remote = QRBSourceControlRemoteRepository::initUnsavedWithURL(url, system);
+    std::vector<qrb::Error> told;
+    auto answer = [&](auto... values) {
+      told.push_back(std::get<sizeof...(values) - 1>(std::make_tuple(values...)));
+      EXPECT_EQ((std::size_t{values == decltype(values)()} + ...), sizeof...(values) - 1);
+    };
+    const std::pair<qrb::Error, QRBSourceControlCancellablePtr> requests[] = {
+        {QRBSourceControlError_SystemBranchAndTagLocationsUnsupported(),
+         local->automaticallyDetectBranchAndTagLocationsFromPath(nullptr, answer)},
+        {QRBSourceControlError_SystemBrowsingRepositoriesUnsupported(), local->listSubpathsAtPath(nullptr, answer)},
+        {QRBSourceControlError_SystemRootURLOfRepositoriesUnsupported(),
+         remote->updateRepositoryURLRootWithCompletionBlock(answer)},
+        {distributed, local->listRemoteBranchesForBranchAndTagLocations(nullptr, answer)},
+        {distributed, local->listRemoteRepositoriesWithCompletionBlock(answer)},
+        {distributed, local->remoteBranchForBranch(nullptr, answer)},
+        {distributed, local->addRemoteRepository(nullptr, "x", answer)},
+        {distributed, local->removeRemoteRepositoryNamed("x", answer)},
+        {distributed, local->downloadUpdatesFromRemoteRepository(nullptr, {}, answer)},
+        {distributed, local->uploadCommitsToRemoteRepository(nullptr, nullptr, {}, answer)},
+        {distributed, Repository::createRepositoryAtFileURL(url, system, answer)}};
+    ASSERT_EQ(told.size(), std::size(requests));
+    for (std::size_t place = 0; place < told.size(); ++place) {
+      EXPECT_EQ(told[place], requests[place].first) << place;
+      EXPECT_EQ(requests[place].second, nullptr) << place;
     }
+    EXPECT_EQ(remote->URL(), url);
   }
   EXPECT_EQ(make()->removeRemoteRepositoryNamed("x", {}), nullptr) << "nobody need listen";
 }

@@ -49,20 +49,6 @@ TEST(Revision, SharedRevisionsCopyAndDecodeAsTheOneInstance) {
   EXPECT_EQ(Revision::sharedUnversionedRevision()->description(), "Uncommitted Revision");
 }
 
-TEST(Revision, OrdinaryRevisionsCrossWithBothTexts) {
-  struct Case {
-    qrb::String identifier;
-    qrb::String displayName;
-  };
-  const Case cases[] = {{"17", "r17"}, {"17", {}}, {"", ""}, {{}, "nameless"}, {"\xff\x00x", "bytes"}};
-  for (const Case& each : cases) {
-    RevisionPtr decoded = throughArchive(Revision::initWithIdentifier(each.identifier, each.displayName));
-    EXPECT_EQ(decoded->identifier(), each.identifier);
-    EXPECT_EQ(decoded->displayName(), each.displayName.valueOr(each.identifier));
-    EXPECT_FALSE(decoded->isPlaceholderRevision());
-  }
-}
-
 TEST(Revision, ASymbolicRevisionOfAnUnknownWordIsRefused) {
   std::string data = qrb::KeyedArchiver::archivedData(Revision::sharedHeadRevision());
   std::size_t place = data.find("HEAD");

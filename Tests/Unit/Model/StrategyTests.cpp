@@ -51,20 +51,6 @@ TEST(Strategies, SurviveTheArchiveAndCopyAsEquals) {
   }
 }
 
-TEST(Strategies, DifferByWhatCameFromTheURL) {
-  auto one = Basic::initWithURLDefinedUsername("u", "p");
-  auto both = Basic::initWithURLDefinedUsernameURLDefinedPassword("u", "p");
-  EXPECT_FALSE(one->isEqual(both));
-  EXPECT_FALSE(one->isEqual(Basic::initWithUsername("u", "p")));
-}
-
-TEST(Strategies, DescribeThemselvesWithoutSecrets) {
-  EXPECT_EQ(Anonymous::sharedAnonymousStrategy()->description(), "Anonymous Authentication");
-  EXPECT_EQ(Basic::initWithUsername("ada", "secret")->description(), "Basic Authentication (ada)");
-  EXPECT_EQ(SSHKeys::initWithUsername("ada", kSSHKey, "secret")->description(),
-            "SSH Key Authentication (file:///home/a/.ssh/id_rsa)");
-}
-
 TEST(Strategies, KnowWhichURLsTheyCanServe) {
   struct Case {
     const char* url;

@@ -3,15 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cmath>
 #include <nlohmann/json.hpp>
-#include <thread>
 
 #include "ModelTesting.h"
 #include "QRBSourceControlBranch.h"
 #include "QRBSourceControlBranchAndTagLocations.h"
-#include "QRBSourceControlPathLocation.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlStatusValues.h"
 
@@ -88,23 +85,6 @@ TEST(WorkingCopy, EqualityGoesByFolderAndSystem) {
   EXPECT_FALSE(workingCopy->isEqual(WorkingCopy::initWithFileURL(kFolder, repository("r", makeSystem("other")))));
 }
 
-TEST(WorkingCopy, CrossesAnArchiveButForItsState) {
-  auto system = makeSystem("test.folders", {.requiresLocationsForBranchesAndTags = true});
-  auto layout = QRBSourceControlBranchAndTagLocations::locationsWithStandardLayout();
-  WorkingCopyPtr workingCopy = WorkingCopy::initWithUpgradableFileURL(kFolder, repository("r", system));
-  workingCopy->setBranchAndTagLocations(layout);
-  workingCopy->setState(3);
-  workingCopy->updateCachedStatus(report({{"a", 1}}), nullptr);
-  WorkingCopyPtr decoded = throughArchive(workingCopy);
-  EXPECT_TRUE(decoded->isEqual(workingCopy));
-  EXPECT_EQ(decoded->_id(), workingCopy->_id());
-  EXPECT_EQ(decoded->repository()->identifier(), "r");
-  EXPECT_EQ(decoded->branchAndTagLocations()->relativeTagsLocation()->relativePath(), "tags");
-  EXPECT_TRUE(decoded->needsUpgrade());
-  EXPECT_EQ(decoded->state(), 0u);
-  EXPECT_TRUE(decoded->cachedPathsWithStatus().empty());
-}
-
 TEST(WorkingCopy, KeepsTheClassOfItsRepositoryInAnArchive) {
   auto remote = QRBSourceControlRemoteRepository::initUnsavedWithURL(qrb::URL("https://host/r"), "r", makeSystem());
   WorkingCopyPtr decoded = throughArchive(WorkingCopy::initWithFileURL(kFolder, remote));
@@ -154,35 +134,6 @@ TEST(StatusValues, AreTheUnsignedValuesOfNumbersAndNothingElse) {
       {qrb::Dictionary::array(), 0},
   };
   for (const Case& each : cases) EXPECT_EQ(qrbscm_statusValue(each.number), each.status) << each.number;
-}
-
-TEST(StatusValues, ATableHasThePathsOfItsLastReportAlone) {
-  QRBSourceControlPathStatusesPtr table;
-  auto first = report({{"a", 1}, {"b", 2}});
-  auto second = report({{"b", 3}});
-  EXPECT_EQ(updateStatusMapTableFromDictionary(table, first), nullptr);
-  EXPECT_EQ(updateStatusMapTableFromDictionary(table, second), first);
-  EXPECT_EQ(*table, Statuses({{"b", 3}}));
-  EXPECT_EQ(updateStatusMapTableFromDictionary(table, nullptr), second);
-  EXPECT_EQ(table, nullptr);
-}
-
-TEST(WorkingCopy, ReadersSeeOneReportOrTheOther) {
-  WorkingCopyPtr workingCopy = WorkingCopy::initWithFileURL(kFolder, repository());
-  const QRBSourceControlPathStatusesPtr reports[] = {report({{"a", 1}, {"b", 1}}), report({{"c", 2}, {"d", 2}})};
-  std::atomic<bool> done{false};
-  std::thread writer([&] {
-    for (int i = 0; i < 2000; ++i) workingCopy->updateCachedStatus(reports[i % 2], nullptr);
-    done = true;
-  });
-  bool mixed = false;
-  while (!done) {
-    std::set<qrb::String> paths = workingCopy->cachedPathsWithLocalStatus();
-    mixed = mixed || (!paths.empty() && paths.size() != 2) || (paths.count("a") != paths.count("b"));
-    mixed = mixed || workingCopy->cachedSourceControlLocalStatusForFile("a") > 1;
-  }
-  writer.join();
-  EXPECT_FALSE(mixed);
 }
 
 }  // namespace

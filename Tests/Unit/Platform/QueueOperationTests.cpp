@@ -282,18 +282,5 @@ TEST(OperationQueue, FinishingOnManyThreadsLosesNoPlace) {
   }
 }
 
-TEST(OperationQueue, TheSystemLimitFollowsCoresAndDescriptors) {
-  std::size_t plenty = 1'000'000;
-  struct Case {
-    std::size_t cores, descriptors, limit;
-  };
-  for (const Case& each :
-       {Case{1, plenty, 32}, Case{4, plenty, 64}, Case{64, plenty, 256}, Case{4, 1024, 64}, Case{64, 1024, 120},
-        Case{4, 256, 24}, Case{4, 64, 2}, Case{4, 10, 2}, Case{0, plenty, 32}}) {
-    EXPECT_EQ(OperationQueue::systemConcurrencyLimit(each.cores, each.descriptors), each.limit)
-        << each.cores << " cores, " << each.descriptors << " descriptors";
-  }
-}
-
 }  // namespace
 }  // namespace qrb

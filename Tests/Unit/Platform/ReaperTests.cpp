@@ -135,14 +135,6 @@ TEST_F(Reaper, AnUnwantedHandleEndsItsProcess) {
   EXPECT_TRUE(group.isEmpty());
 }
 
-TEST_F(Reaper, AProgramThatAdoptsOrphansGetsNoZombies) {
-  Group group(cleaningTool);
-  EXPECT_EQ(group.line(), "ready");
-  reaper.adopt(std::move(*group.process), Policy::forced, {}, atOnce);
-  EXPECT_TRUE(reaper.drain(aLongTime));
-  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
-}
-
 TEST_F(Reaper, AnOrdinaryProgramNeedNotAdoptOrphansForTheirEnd) {
   ::prctl(PR_SET_CHILD_SUBREAPER, 0);
   Group group(stubbornFamily);

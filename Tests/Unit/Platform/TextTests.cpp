@@ -1,12 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <set>
 #include <stdexcept>
 #include <thread>
 #include <vector>
 
-#include "Digest.h"
 #include "Localization.h"
 #include "PathString.h"
 #include "PercentCoding.h"
@@ -25,11 +23,6 @@ TEST(Format, FillsPlaceholdersInOrderAndShowsWhatIsAbsent) {
   EXPECT_EQ(format("%@-%@", {String(), ""}), "(null)-");
   EXPECT_EQ(format("%@ %@ %d", {"a"}), "a %@ %d");
   EXPECT_EQ(format("none", {"a"}), "none");
-}
-
-TEST(Localized, FallsBackToTheEnglishText) {
-  EXPECT_EQ(localized("No catalogue has this “text”."), "No catalogue has this “text”.");
-  EXPECT_EQ(localizedInDomain("NoSuchDomain", "Key", "the fallback"), "the fallback");
 }
 
 std::string group(const RegularExpression& expression, std::string_view text, std::size_t number) {
@@ -54,10 +47,6 @@ TEST(RegularExpression, MatchesBytesThatAreNoText) {
   EXPECT_EQ(group(expression, "a\0b:c"sv, 1), "a\0b"sv);
 }
 
-TEST(RegularExpression, RefusesAPatternThatCannotBeCompiled) {
-  EXPECT_THROW(RegularExpression("(unclosed"), std::invalid_argument);
-}
-
 TEST(RegularExpression, ServesSeveralThreadsAtOnce) {
   RegularExpression expression("^(x+)(y+)$");
   std::vector<std::thread> threads;
@@ -74,21 +63,6 @@ TEST(RegularExpression, ServesSeveralThreadsAtOnce) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_THAT(wrong, testing::Each(0));
-}
-
-TEST(Digest, IsThatOfTheStandardInUpperCase) {
-  EXPECT_EQ(SHA1Hex("abc"), "A9993E364706816ABA3E25717850C26C9CD0D89D");
-  EXPECT_EQ(SHA1Hex(""), "DA39A3EE5E6B4B0D3255BFEF95601890AFD80709");
-  EXPECT_EQ(SHA1Hex("a\0b"sv), "4A3DEC2D1F8245280855C42DB0EE4239F917FDB8");
-}
-
-TEST(UUIDString, IsCanonicalUpperCaseAndFreshEachTime) {
-  std::set<std::string> seen;
-  for (int count = 0; count < 100; ++count) {
-    std::string uuid = makeUUIDString();
-    EXPECT_THAT(uuid, testing::MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}"));
-    EXPECT_TRUE(seen.insert(uuid).second) << uuid;
-  }
 }
 
 TEST(PathString, IsStandardizedWithoutClimbingAboveTheRoot) {
@@ -188,10 +162,6 @@ TEST(TextSearch, IgnoresCaseAndMarksAndAnswersInBytesOfTheText) {
   for (const SearchCase& each : cases) {
     EXPECT_EQ(caseAndDiacriticInsensitiveFind(each.term, each.text), each.range) << each.term << " in " << each.text;
   }
-}
-
-TEST(Lowercased, ReachesBeyondASCIIAndKeepsBytesThatAreNoText) {
-  EXPECT_EQ(lowercased("HÉLLO Ωx\xff\xc3"), "héllo ωx\xff\xc3");
 }
 
 TEST(Text, FoldsCaseAndComposition) {

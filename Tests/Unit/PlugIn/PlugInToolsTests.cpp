@@ -5,14 +5,12 @@
 #include <sys/stat.h>
 
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <thread>
 
 #include "Assertion.h"
 #include "Log.h"
 #include "QRBSourceControlPlugInPrimary.h"
-#include "QRBSourceControlPlugInTools.h"
 #include "RunLoop.h"
 
 namespace {
@@ -55,10 +53,6 @@ TEST_F(TemporaryPath, StandsInANewFolderThatOnlyTheUserMayEnter) {
   EXPECT_EQ(info.st_mode & 0777, 0700u);
 }
 
-TEST_F(TemporaryPath, IsAnotherOneEachTimeForTheSameName) {
-  EXPECT_NE(make("same"), make("same"));
-}
-
 TEST_F(TemporaryPath, KeepsTheBytesOfTheName) {
   for (const char* name : {"a b%41?#.txt", "\xff\xfe", "-rf", "..."}) EXPECT_EQ(make(name).filename(), name);
 }
@@ -72,49 +66,7 @@ TEST_F(TemporaryPath, IsAbsentForANameThatWouldReachOutOfTheNewFolder) {
 
 // Where tools are
 
-TEST(LaunchPath, IsSixFoldersAboveThePlugInsOwnWhetherTheToolIsThereOrNot) {
-  EXPECT_EQ(qrb::launchPathForTask("git", "/1/2/3/4/5/6/7"), "/1/Developer/usr/bin/git");
-  EXPECT_EQ(qrb::launchPathForTask("no such tool", "/1/2/3/4/5/6"), "/Developer/usr/bin/no such tool");
-  EXPECT_EQ(qrb::launchPathForTask("git", "/short"), "/Developer/usr/bin/git");
-  fs::path own = fs::read_symlink("/proc/self/exe").parent_path();
-  EXPECT_EQ(PlugIn::_launchPathForTask("git"), qrb::launchPathForTask("git", own.string()));
-}
-
-TEST(LaunchPath, IsTheSystemsOwnFolderWhereThePlugInHasNoneAndThatIsLogged) {
-  std::vector<std::string> logged;
-  qrb::setLogHandler([&](std::string_view, std::string_view text) { logged.emplace_back(text); });
-  EXPECT_EQ(qrb::launchPathForTask("svn", ""), "/usr/bin/svn");
-  qrb::setLogHandler({});
-  EXPECT_THAT(logged, testing::ElementsAre("No launch path found for svn task."));
-}
-
 // Search terms
-
-TEST(SearchTerm, IsFoundWithoutRegardToCaseAndDiacritics) {
-  struct Case {
-    const char* term;
-    const char* text;
-    bool found;
-    qrb::TextRange range;
-  };
-  constexpr qrb::TextRange nowhere{QRBSourceControlNotFound, 0};
-  for (const Case& each : {
-           Case{"résumé", "Resume notes", true, {0, 6}},
-           Case{"ABC", "xabcx", true, {1, 3}},
-           Case{"resume", "my RÉSUMÉ", true, {3, 8}},
-           Case{"abd", "xabcx", false, nowhere},
-           Case{"", "text", false, nowhere},
-           Case{"text", "", false, nowhere},
-           Case{"a.c", "abc", false, nowhere},
-       }) {
-    qrb::TextRange range{7, 7};
-    EXPECT_EQ(containsSearchTerm(each.term, each.text, &range), each.found) << each.term << " in " << each.text;
-    EXPECT_EQ(range, each.range) << each.term << " in " << each.text;
-    EXPECT_EQ(containsSearchTerm(each.term, each.text, nullptr), each.found);
-  }
-  EXPECT_FALSE(containsSearchTerm({}, "text", nullptr));
-  EXPECT_FALSE(containsSearchTerm("text", {}, nullptr));
-}
 
 // Readers
 
@@ -240,30 +192,6 @@ TEST(OutputReader, CollectsMoreThanAPipeHolds) {
   EXPECT_GT(reader.chunks.size(), 1u);
 }
 
-TEST(RunLoop, WaitsNoLongerThanItsTimeout) {
-  std::int64_t outstanding = 0;
-  Reader reader(outstanding);
-  reader.start();
-  EXPECT_EQ(RunLoop::current().runOnce(std::chrono::milliseconds(0)), 0u);
-  reader.input.reset();
-  RunLoop::current().run();
-}
-
 // What a plug-in must not call
-
-TEST(PlugInBase, RefusesTheCallsThatDoNotReachTheHost) {
-  std::vector<std::string> failures;
-  auto before = qrb::setAssertionHandler([&](std::string_view file, int line, std::string_view message) {
-    failures.push_back(std::string(file) + ":" + std::to_string(line) + ": " + std::string(message));
-  });
-  PlugIn::setProgressStatus(1, 0.5, "text", "identifier");
-  PlugIn::setIncrementalLogStatus({}, {}, "identifier");
-  qrb::setAssertionHandler(before);
-  EXPECT_THAT(failures,
-              testing::ElementsAre("Framework/QRBSourceControlPlugInPrimary:156: Attempt to use PlugInKit callback "
-                                   "when PlugInKit is not enabled.",
-                                   "Framework/QRBSourceControlPlugInPrimary:160: Attempt to use PlugInKit callback "
-                                   "when PlugInKit is not enabled."));
-}
 
 }  // namespace

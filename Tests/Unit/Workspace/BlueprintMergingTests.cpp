@@ -233,22 +233,6 @@ TEST_F(BlueprintMerging, MutatorsKeepTheTablesToTheRepositories) {
   EXPECT_EQ(blueprint->repository(), nullptr);
 }
 
-TEST_F(BlueprintMerging, OneRepositoryMakesABlueprintOfItsOwn) {
-  BlueprintPtr blueprint = sample();
-  for (const RemotePtr& repository : blueprint->remoteRepositories()) {
-    BlueprintPtr single = blueprint->blueprintForRemoteRepository(repository);
-    ASSERT_NE(single, nullptr);
-    EXPECT_EQ(single->repository(), repository);
-    EXPECT_EQ(single->primaryRemoteRepository(), repository);
-    EXPECT_EQ(single->location(), blueprint->locationForRemoteRepository(repository));
-    EXPECT_EQ(single->workingCopyPathForRemoteRepository(repository),
-              blueprint->workingCopyPathForRemoteRepository(repository));
-    EXPECT_EQ(single->relativePathToProject().has_value(), repository == blueprint->primaryRemoteRepository());
-    expectKeyedByItsRepositories(single);
-  }
-  EXPECT_EQ(blueprint->blueprintForRemoteRepository(remote("https://x", "X")), nullptr);
-}
-
 TEST_F(BlueprintMerging, WhatWouldLieAboveTheRootFolderIsFoundHoweverItIsWritten) {
   auto blueprint = Blueprint::init();
   std::set<std::string> above = {"..", "../x", "a/../../x", "%2e%2e/x", "a/%2E./../x", "./..", "/../x", "..%2fx"};
@@ -266,16 +250,6 @@ TEST_F(BlueprintMerging, WhatWouldLieAboveTheRootFolderIsFoundHoweverItIsWritten
   EXPECT_THAT(blueprint->repositoriesWithWorkingCopyPathsAboveRootFolder(), IsEmpty());
   EXPECT_EQ(blueprint->remoteRepositories().size(), below.size() + 1);
   expectKeyedByItsRepositories(blueprint);
-}
-
-TEST_F(BlueprintMerging, CopiesAreTheSameBlueprintWithRepositoriesOfTheirOwn) {
-  BlueprintPtr original = sample();
-  auto copy = std::static_pointer_cast<Blueprint>(original->copy());
-  EXPECT_EQ(everythingOf(*copy), everythingOf(*original));
-  expectKeyedByItsRepositories(copy);
-  copy->primaryRemoteRepository()->setURL(URL("https://elsewhere"));
-  copy->removeRemoteRepository(copy->remoteRepositories().back());
-  EXPECT_EQ(everythingOf(*original), everythingOf(*sample()));
 }
 
 TEST_F(BlueprintMerging, ACopyWithoutAuthenticationHasNoSecretAndKeepsTheTrust) {

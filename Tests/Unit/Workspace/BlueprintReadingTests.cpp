@@ -200,15 +200,6 @@ TEST_F(BlueprintKeys, LandInFilesOfTheUsersOwn) {
   }
 }
 
-TEST_F(BlueprintKeys, AreAlsoFoundInTheEarlyPlace) {
-  Dictionary early = file();
-  early[kStrategiesKey]["K"][kPrivateKeyKey] = "";
-  early[kStrategiesKey]["K"][kStrategiesKey] = "EARLY";
-  auto keys = strategyOf(Blueprint::initWithDictionary(early, keyFolder()));
-  ASSERT_NE(keys, nullptr);
-  EXPECT_EQ(contentsOf(keys->privateKeyFile().path().str()), "EARLY");
-}
-
 TEST_F(BlueprintKeys, LeaveNothingBehindWhereTheyCannotBeWrittenOrUsed) {
   writeFile(folder.string() + "/keys", "in the way");
   auto blocked = strategyOf(Blueprint::initWithDictionary(file(), keyFolder()));

@@ -21,29 +21,6 @@ mode_t permissionsOf(const URL& file) {
 
 using BlueprintRoundTrip = BlueprintTest;
 
-TEST_F(BlueprintRoundTrip, WithAllOptionsNothingIsLost) {
-  BlueprintPtr original = sample();
-  auto text = original->jsonDataRepresentationWithOptions(kAllCurrentOptions);
-  ASSERT_TRUE(text);
-  Error error;
-  BlueprintPtr back = Blueprint::initWithJSONData(*text, keyFolder(), &error);
-  ASSERT_NE(back, nullptr) << error.description();
-  EXPECT_EQ(everythingOf(*back), everythingOf(*original));
-  EXPECT_TRUE(back->leftOutOnReading().empty());
-  EXPECT_EQ(namesIn(back), namesIn(original));
-  EXPECT_EQ(back->primaryRemoteRepository(), back->remoteRepositories().front());
-  EXPECT_TRUE(back->_needsToUseSecondaryIdentifiers());
-  EXPECT_TRUE(back->isFuzzyEqualToBlueprint(original));
-  for (std::size_t place = 0; place < back->remoteRepositories().size(); ++place) {
-    const RemotePtr& read = back->remoteRepositories()[place];
-    const RemotePtr& written = original->remoteRepositories()[place];
-    EXPECT_EQ(read->secondaryIdentifier(), written->secondaryIdentifier());
-    EXPECT_EQ(read->enforceTrustedServerFingerprint(), written->enforceTrustedServerFingerprint());
-    EXPECT_EQ(back->revisionForRemoteRepository(read)->identifier(),
-              original->revisionForRemoteRepository(written)->identifier());
-  }
-}
-
 TEST_F(BlueprintRoundTrip, WhateverIsWrittenReadsBackToTheSameAndIsValid) {
   BlueprintPtr original = sample();
   for (std::uint64_t options = 0; options < 0x800; ++options) {
@@ -70,45 +47,6 @@ TEST_F(BlueprintRoundTrip, EmptyIdentifiersAndFingerprintsCountAsNoneSoThatFiles
       Error error;
       EXPECT_TRUE(Blueprint::validateDictionary(written, &error)) << error.description() << written;
     }
-  }
-}
-
-TEST_F(BlueprintRoundTrip, EachOptionAddsOnlyItsOwnKeys) {
-  std::string prefix = "QRBSourceControlWorkspaceBlueprint";
-  std::vector<std::pair<std::uint64_t, std::vector<std::string>>> cases = {
-      {0x0, {}},
-      {0x2, {}},
-      {0x4, {"RemoteRepositoryAuthenticationStrategiesKey"}},
-      {0x8, {"RemoteRepositoryAuthenticationStrategiesKey"}},
-      {0x10, {"LocationsKey"}},
-      {0x20, {}},
-      {0x40, {"WorkingCopyRepositoryLocationsKey"}},
-      {0x80, {"WorkingCopyStatesKey"}},
-      {0x100, {"FavoriteStatusKey"}},
-      {0x200, {}},
-      {0x400, {}},
-  };
-  for (const auto& [options, added] : cases) {
-    SCOPED_TRACE(options);
-    std::set<std::string> expected = {"PrimaryRemoteRepositoryKey",
-                                      "RelativePathToProjectKey",
-                                      "RemoteRepositoriesKey",
-                                      "WorkingCopyPathsKey",
-                                      "NameKey",
-                                      "IdentifierKey",
-                                      "Version"};
-    expected.insert(added.begin(), added.end());
-    Dictionary written = sample()->dictionaryRepresentationWithOptions(options);
-    std::set<std::string> found;
-    for (const auto& [key, value] : written.items()) found.insert(key.substr(prefix.size()));
-    EXPECT_EQ(found, expected);
-    EXPECT_EQ(written[QRBSourceControlWorkspaceBlueprintVersion], 204);
-    bool hasSecrets = written.dump().find("s3cret") != std::string::npos;
-    EXPECT_EQ(hasSecrets, options == 0x8);
-    bool namesUser = written.dump().find("ann@") != std::string::npos;
-    EXPECT_EQ(namesUser, options != 0x2);
-    bool hasIgnored = written.dump().find("CCCC3333") != std::string::npos;
-    EXPECT_EQ(hasIgnored, options != 0x200);
   }
 }
 
@@ -169,48 +107,6 @@ TEST_F(BlueprintRoundTrip, TrustIsWrittenByTheRule) {
     if (entry.contains(QRBSourceControlWorkspaceBlueprintRemoteRepositoryTrustedCertFingerprintKey)) found += "+";
     EXPECT_EQ(found, c.expected);
   }
-}
-
-TEST_F(BlueprintRoundTrip, TheLegacyFormKeepsAllThatItCanHold) {
-  BlueprintPtr original = sample();
-  auto text = original->propertyListDataRepresentationWithOptions(0x1);
-  ASSERT_TRUE(text);
-  std::string path = folder.string() + "/x.OxCheckout";
-  writeFile(path, *text);
-  Error error;
-  BlueprintPtr back = Blueprint::initWithBlueprintFile(URL::fileURL(path), {}, &error);
-  ASSERT_NE(back, nullptr) << error.description();
-  EXPECT_EQ(back->_id(), original->_id());
-  EXPECT_EQ(back->name(), original->name());
-  EXPECT_EQ(back->favorite(), original->favorite());
-  EXPECT_EQ(back->relativePathToProject(), original->relativePathToProject());
-  ASSERT_EQ(namesIn(back), namesIn(original));
-  for (std::size_t place = 0; place < back->remoteRepositories().size(); ++place) {
-    const RemotePtr& read = back->remoteRepositories()[place];
-    const RemotePtr& written = original->remoteRepositories()[place];
-    SCOPED_TRACE(written->description());
-    EXPECT_EQ(repositoryIdentifierOf(read), repositoryIdentifierOf(written));
-    EXPECT_EQ(read->URL(), written->URL());
-    EXPECT_EQ(read->sourceControlSystem()->plugInIdentifier(), written->sourceControlSystem()->plugInIdentifier());
-    EXPECT_EQ(back->workingCopyPathForRemoteRepository(read), original->workingCopyPathForRemoteRepository(written));
-    EXPECT_EQ(back->workingCopyStateForRemoteRepository(read),
-              original->workingCopyStateForRemoteRepository(written) == 1 ? 1u : 0u);
-    EXPECT_EQ(layoutOf(back, read), layoutOf(original, written));
-  }
-  // Of locations a path can be held, and what a layout makes a path of.
-  auto location = [&](const char* name) {
-    for (const RemotePtr& repository : back->remoteRepositories()) {
-      auto found = back->locationForRemoteRepository(repository);
-      if (repository->displayName() == name) return found == nullptr ? std::string("none") : found->description();
-    }
-    return std::string("no repository");
-  };
-  EXPECT_EQ(location("B\xc3\xbc"
-                     "cher"),
-            "Path: /trunk/B\xc3\xbc"
-            "cher/");
-  EXPECT_EQ(location("drawings"), "Path: lines/sketch/x");
-  EXPECT_EQ(location("MyProject"), "none");
 }
 
 TEST_F(BlueprintRoundTrip, LegacyPathsComeBackAsTheyWereWhereverThePrimaryOneLies) {

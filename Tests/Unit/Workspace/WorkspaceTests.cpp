@@ -223,19 +223,6 @@ TEST(Workspace, MissingFromABlueprintAreThoseItHasNeitherByIdentifierNorByPlace)
   EXPECT_EQ(workspace->workingCopiesMissingFromBlueprint(nullptr), workspace->workingCopies());
 }
 
-TEST(Workspace, RevisionTablesHoldTheSharedRevisionsAndKeepNothingAlive) {
-  auto copy = copyAt("/w/a");
-  auto workspace = Workspace::initWithWorkingCopies({copy});
-  EXPECT_EQ(workspace->headRevisionsMapTable().valueFor(copy), QRBSourceControlRevision::sharedHeadRevision());
-  EXPECT_EQ(workspace->baseRevisionsMapTable().valueFor(copy), QRBSourceControlRevision::sharedBaseRevision());
-  EXPECT_EQ(workspace->initialRevisionsMapTable().valueFor(copy), QRBSourceControlRevision::sharedInitialRevision());
-  auto revision = QRBSourceControlRevision::initWithIdentifier("passing");
-  auto table = workspace->_revisionTableWithRevison(revision);
-  EXPECT_EQ(table.valueFor(copy), revision);
-  revision = nullptr;
-  EXPECT_EQ(table.valueFor(copy), nullptr);
-}
-
 TEST(BlueprintPlaces, PathsAreExpandedFromTheRootAndEnclosingOnesComeFirst) {
   auto blueprint = Blueprint::init();
   auto nested = remote("1-nested", "1");
