@@ -2,6 +2,7 @@
 
 #include "GitPlugInTesting.h"
 #include "QRBSourceControlHistoryTypes.h"
+#include "QRBSourceControlTag.h"
 
 namespace qrb::test {
 namespace {
@@ -106,15 +107,42 @@ TEST_F(GitHistory, rangesTakeTheNewestInAndLeaveTheEndOut) {
   }
 }
 
-TEST_F(GitHistory, theFileOfABranchIsItsOwn) {
-  _repository.run({"checkout", "-q", "-b", "side", _second});
-  Reply<LogItems> reply;
-  manager()->historyOfFile("new", workingCopyAt(_repository.root()),
-                           QRBSourceControlBranch::initWithBranchName("main", true), nullptr, 0, 1, nullptr, 0, {},
-                           reply.completion());
-  auto [items, error] = reply.wait();
-  EXPECT_FALSE(error) << error.description();
-  EXPECT_THAT(identifiersOf(items), ElementsAre(_fourth));
+TEST_F(GitHistory, theFileOfALocationIsItsOwnWhateverIsCheckedOut) {
+  _repository.run({"tag", "-a", "-m", "t", "v1", _second});
+  _repository.run({"checkout", "-q", "-b", "side", _first});
+  _repository.write("docs/Old Name", text() + "side\n");
+  std::string side = _repository.commit("side");
+  auto at = [](const std::string& name) { return QRBSourceControlRevisionLocation::initWithRevision(revision(name)); };
+  auto branch = [](const char* name) { return QRBSourceControlBranch::initWithBranchName(name, false); };
+  const struct {
+    const char* file;
+    QRBSourceControlRevisionLocationPtr location;
+    std::vector<std::string> history;
+    /// The revision of the last line.
+    std::string last;
+  } rows[] = {
+      {"new", branch("main"), {_fourth, _third, _second, _first}, _fourth},
+      {"new", at(_third), {_third, _second, _first}, _second},
+      {"new", branch("main")->locationWithRevision(revision(_third)), {_third, _second, _first}, _second},
+      {"docs/Old Name", QRBSourceControlTag::initWithTagName("v1"), {_second, _first}, _second},
+      {"docs/Old Name", at(_first.substr(0, 10)), {_first}, _first},
+      {"docs/Old Name", nullptr, {side, _first}, side},
+  };
+  for (const auto& row : rows) {
+    std::string what = row.location ? row.location->description() : "nowhere";
+    Reply<LogItems> history;
+    manager()->historyOfFile(row.file, workingCopyAt(_repository.root()), row.location, nullptr, 0, 0, nullptr, 0, {},
+                             history.completion());
+    auto [items, error] = history.wait();
+    EXPECT_FALSE(error) << what << error.description();
+    EXPECT_EQ(identifiersOf(items), row.history) << what;
+    Reply<std::vector<QRBSourceControlBlameItemPtr>> blame;
+    manager()->blameFile(row.file, workingCopyAt(_repository.root()), row.location, blame.completion());
+    auto [runs, blameError] = blame.wait();
+    ASSERT_FALSE(runs.empty()) << what << blameError.description();
+    EXPECT_EQ(runs.back()->logItem()->revision()->identifier().str(), row.last) << what;
+    EXPECT_EQ(runs.front()->logItem()->revision()->identifier().str(), _first) << what;
+  }
 }
 
 TEST_F(GitHistory, loadsNoMoreThanAskedFor) {

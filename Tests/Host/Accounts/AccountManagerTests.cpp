@@ -11,9 +11,8 @@
 #include "ProcessReaper.h"
 #include "QRBSourceControlAwaiting.h"
 #include "QRBSourceControlBasicAuthenticationStrategy.h"
-#include "QRBSourceControlError.h"
-#include "QRBSourceControlManager.h"
 #include "QRBSourceControlModelPrivate.h"
+#include "QRBSourceControlPathLocation.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
 #include "QRBSourceControlSingleRepositoryAccount.h"
@@ -136,18 +135,6 @@ TEST_F(AccountManagerTest, AnAccountSurvivesTheProgramAndItsSecretIsNowhereInThe
   EXPECT_EQ(listed()[2]->authenticationStrategy(), anonymous());
 }
 
-TEST_F(AccountManagerTest, WithoutASecretStoreASecretLastsAsLongAsTheProgram) {
-  store = nullptr;
-  restart();
-  save(account("web", "https://host/", basic("ann")));
-  EXPECT_FALSE(manager->keepsSecrets());
-  qrb::Error error;
-  EXPECT_EQ(host::secretOf(manager->strategyWithSecret(listed()[0], error)), "secret");
-  EXPECT_THAT(fileText(), Not(HasSubstr("secret")));
-  restart();
-  EXPECT_EQ(host::secretOf(manager->strategyWithSecret(listed()[0], error)), "");
-}
-
 TEST_F(AccountManagerTest, ARepositoryGetsTheNearestAccountThatCanServeIt) {
   save(account("open", "https://host/", nullptr));
   save(account("ann", "https://host/", basic("ann")));
@@ -259,19 +246,6 @@ TEST_F(AccountManagerTest, WhatThisVersionDoesNotUnderstandIsSkippedAndKept) {
   EXPECT_EQ(nlohmann::json::parse(fileText())["QRBSourceControlAccountDefaultsKey"].size(), 6u);
 }
 
-TEST_F(AccountManagerTest, AMalformedListIsToldOnceAndNeverOverwritten) {
-  std::ofstream(path) << "{ mine";
-  auto repository = Remote::initWithURL(qrb::URL("https://host/r.git"), system(), basic("ann"));
-  ASSERT_NE(repository->account(), nullptr) << "requests go on without the list";
-  EXPECT_EQ(fileText(), "{ mine");
-  EXPECT_THAT(errors, Not(IsEmpty()));
-  for (const std::string& error : errors) EXPECT_THAT(error, HasSubstr("cannot be understood"));
-  errors.clear();
-  std::vector<AccountPtr> accounts;
-  EXPECT_TRUE(manager->list(accounts));
-  EXPECT_TRUE(manager->save(account("web", "https://host/", nullptr)));
-}
-
 // Through a plug-in process
 
 class RemoteAccounts : public AccountManagerTest {
@@ -349,21 +323,29 @@ TEST_F(RemoteAccounts, ObserversOfTheStrategyFollowTheAccountOfARepositoryFromAP
   EXPECT_THAT(seen, SizeIs(2));
 }
 
-TEST_F(RemoteAccounts, TheServerIsAskedWithWhatTheStoreHas) {
-  for (const char* password : {"correct", "wrong"}) {
-    store->secrets[{"https://host/", "ann"}] = password;
-    restart();
-    Account::registerAccountManager(manager);
-    if (listed().empty()) save(account("web", "https://host/", basic("ann", "")));
-    auto remote = Remote::initWithURL(qrb::URL("https://host/r.git"), system());
-    auto [completion, future] = qrb::futureCompletion<>();
-    remote->validateAuthenticationForLocation(nullptr, nullptr, completion);
-    ASSERT_EQ(future.wait_for(kPatience), std::future_status::ready);
-    auto [error] = future.get();
-    bool isRight = std::string_view(password) == "correct";
-    EXPECT_EQ(error.code(),
-              isRight ? 0 : static_cast<std::int64_t>(QRBSourceControlErrorCode::authenticationCredentialsInvalid));
-  }
+TEST_F(RemoteAccounts, ARepositoryThatMovesToItsRootIsTheOneKnownThereAndTakesTheAccountKeptForIt) {
+  auto withSubpaths = QRBSourceControlSystem::initWithName("Git", "org.qrb.Orlix.sourcecontrol.Git", "1", ".git", {},
+                                                           true, true, true, true, false, 7);
+  auto moved = [&](const QRBSourceControlRemoteRepositoryPtr& remote) {
+    auto [completion, future] =
+        qrb::futureCompletion<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlPathLocationPtr>();
+    remote->updateRepositoryURLRootWithCompletionBlock(completion);
+    EXPECT_EQ(future.wait_for(kPatience), std::future_status::ready);
+    auto [chosen, below, error] = future.get();
+    EXPECT_FALSE(error) << error.description();
+    EXPECT_EQ(below->relativePath(), "trunk");
+    EXPECT_EQ(remote->URL(), qrb::URL("https://host/orchard.git"));
+    return chosen;
+  };
+  auto alone = Remote::initUnsavedWithURL(qrb::URL("https://elsewhere/trunk"), withSubpaths);
+  AccountPtr own = alone->account();
+  EXPECT_EQ(moved(alone), alone);
+  EXPECT_EQ(own->hostURL(), alone->URL()) << "its own account goes with it";
+  save(account("kept", "https://host/", basic("ann")));
+  auto known = Remote::initWithURL(qrb::URL("https://host/orchard.git"), withSubpaths);
+  auto below = Remote::initUnsavedWithURL(qrb::URL("https://elsewhere/trunk"), withSubpaths);
+  EXPECT_EQ(moved(below), known);
+  EXPECT_EQ(below->account()->accountName(), "kept");
 }
 
 TEST_F(AccountManagerTest, TrustInAServerIsKeptWithItsAccountsOrWithANewOne) {

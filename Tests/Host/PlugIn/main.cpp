@@ -1,7 +1,6 @@
 // A plug-in whose repositories have the remotes that tests of accounts need.
-#include "QRBSourceControlBasicAuthenticationStrategy.h"
-#include "QRBSourceControlError.h"
 #include "QRBSourceControlModelPrivate.h"
+#include "QRBSourceControlPathLocation.h"
 #include "QRBSourceControlPlugInMain.h"
 #include "QRBSourceControlRemoteRepository.h"
 
@@ -21,16 +20,12 @@ class RemotesPlugIn final : public QRBSourceControlPlugInPrimary {
     completionBlock(remote, remotes, {});
   }
 
-  // Lets in the one who names himself and his password as this says.
-  void validateAuthenticationOfRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& repository,
-                                                const QRBSourceControlRevisionLocationPtr&,
-                                                const QRBSourceControlBranchAndTagLocationsPtr&,
-                                                Completion<> completionBlock) override {
-    auto expected = QRBSourceControlBasicAuthenticationStrategy::initWithUsername("ann", "correct");
-    bool isRight = repository->authenticationStrategy()->isEqual(expected);
-    completionBlock(isRight ? qrb::Error() : QRBSourceControlError_AuthenticationCredentialsInvalid("refused"));
+  // A repository begins at its server, and what its URL named besides is a path in it.
+  void repositoryURLRootForRepository(const QRBSourceControlRemoteRepositoryPtr& repository,
+                                      Completion<qrb::URL, QRBSourceControlPathLocationPtr> completionBlock) override {
+    completionBlock(qrb::URL("https://host/orchard.git"),
+                    QRBSourceControlPathLocation::initWithRelativePath(repository->URL().lastPathComponent()), {});
   }
-
   void sourceControlSystem(Answer<QRBSourceControlSystemPtr> completionBlock) override {
     completionBlock(QRBSourceControlSystem::initWithName("Git", "org.qrb.Orlix.sourcecontrol.Git", "1", ".git", {},
                                                          true, true, false, false, false, 7));

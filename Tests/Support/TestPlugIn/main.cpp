@@ -27,7 +27,8 @@ using qrb::ArchiveWriterTables;
 std::string ownName;
 
 QRBSourceControlSystemPtr testSystem() {
-  return QRBSourceControlSystem::initWithName("Test", ownName, "1", ".git", {}, true, true, false, false, false, 7);
+  return QRBSourceControlSystem::initWithName("Test", ownName, "1", ".git", {ownName}, true, true, false, false, false,
+                                              7);
 }
 
 // Serves as a good plug-in does.
@@ -77,12 +78,6 @@ class GoodPlugIn : public QRBSourceControlPlugInPrimary {
   void keychainNameFromURL(const qrb::URL&,
                            Completion<qrb::String, std::uint64_t, qrb::String> completionBlock) override {
     completionBlock("name", 3, "account", _failureCode == 0 ? qrb::Error() : qrb::Error("domain", _failureCode));
-  }
-
-  void upgradeWorkingCopy(const QRBSourceControlWorkingCopyPtr&, const qrb::String& progressIdentifier,
-                          Completion<> completionBlock) override {
-    host().progressStatus(QRBSourceControlProgressStatus::upgrading, 0.5, {}, progressIdentifier);
-    completionBlock({});
   }
 
   void createWorkingCopyFromRepository(const QRBSourceControlRemoteRepositoryPtr&,
