@@ -13,25 +13,6 @@ QRBSourceControlLogItemPtr logItem(QRBSourceControlRevisionPtr revision, const c
                                                  std::move(revision), Date(std::chrono::seconds(1)), message, nullptr);
 }
 
-TEST_F(ConvenienceTest, BlameItemsOfOneRevisionShareOneLogItemAndUncommittedOnesDoNot) {
-  auto item = [](std::uint64_t line, QRBSourceControlRevisionPtr revision) {
-    return QRBSourceControlBlameItem::initWithLineRange({line, 1}, logItem(std::move(revision)));
-  };
-  auto revision = [](const char* name) { return QRBSourceControlRevision::initWithIdentifier(name); };
-  auto uncommitted = QRBSourceControlRevision::sharedUnversionedRevision();
-  writeReply(std::make_tuple(std::vector<QRBSourceControlBlameItemPtr>{item(1, revision("a")), item(2, revision("b")),
-                                                                       item(3, revision("a")), item(4, uncommitted),
-                                                                       item(5, uncommitted)}),
-             Error());
-  auto outcome = Outcome<std::vector<QRBSourceControlBlameItemPtr>>::make();
-  workingCopy()->blameFile("file", QRBSourceControlRevisionLocationPtr(), outcome->completion());
-  auto [items, error] = outcome->wait();
-  ASSERT_EQ(items.size(), 5u) << error.description();
-  EXPECT_EQ(items[0]->logItem(), items[2]->logItem());
-  EXPECT_NE(items[0]->logItem(), items[1]->logItem());
-  EXPECT_NE(items[3]->logItem(), items[4]->logItem());
-}
-
 TEST_F(ConvenienceTest, ASwitchAnswersTheLocationAskedForAndCachesTheOneReached) {
   auto asked = QRBSourceControlBranch::initWithBranchName("asked", false, false);
   auto reached = QRBSourceControlBranch::initWithBranchName("reached", false, false);

@@ -167,18 +167,6 @@ TEST_F(GitPlugInCommitTest, aHookThatRefusesIsQuotedAndNotMistakenForGit) {
   expectRefused({}, Code::systemUnusable, "./lint: Permission denied");
 }
 
-TEST_F(GitPlugInCommitTest, whatHooksWriteReachesTheLogOfTheHost) {
-  makeHook("pre-commit", "echo the hook says this");
-  _repository.write("a", "changed\n");
-  static std::promise<std::string> line;
-  setLogHandler([](std::string_view, std::string_view text) {
-    if (text.find("the hook says this") != std::string_view::npos) line.set_value(std::string(text));
-  });
-  commitWell({"a"});
-  EXPECT_EQ(line.get_future().get(), "the hook says this");
-  setLogHandler(nullptr);
-}
-
 TEST_F(GitPlugInCommitTest, aMergeIsCommittedAsAWhole) {
   makeConflictingBranches();
   EXPECT_NE(_repository.tryRun({"merge", "side"}).status, 0);

@@ -27,27 +27,6 @@ class GitPlugInFilesTest : public GitWorkTest {
   }
 };
 
-TEST_F(GitPlugInFilesTest, addsWhatIsThereAndWhatIsGone) {
-  for (const char* name : {"new", "-dash", "line\nfeed", "\xff\xfe", ":(glob)*", "new folder/x", "new folder/y.o"}) {
-    _repository.write(name, "1");
-  }
-  _repository.write("a", "changed");
-  fs::remove(_repository.pathOf("b"));
-  Error error = add({"new", "-dash", "line\nfeed", "\xff\xfe", ":(glob)*", "new folder", "./a", "b",
-                     String(_repository.pathOf("folder/../folder/c"))});
-  EXPECT_FALSE(error) << error.description();
-  EXPECT_EQ(status(), (Status{{"new", {"staged-added"}},
-                              {"-dash", {"staged-added"}},
-                              {"line\nfeed", {"staged-added"}},
-                              {"\xff\xfe", {"staged-added"}},
-                              {":(glob)*", {"staged-added"}},
-                              {"new folder/x", {"staged-added"}},
-                              {"new folder/y.o", {"ignored"}},
-                              {"a", {"staged-modified"}},
-                              {"b", {"staged-deleted"}}}));
-  EXPECT_FALSE(add({}));
-}
-
 TEST_F(GitPlugInFilesTest, aListOfAnyLengthIsOneRequest) {
   Files files;
   for (int number = 0; number < 3000; ++number) {
@@ -203,20 +182,6 @@ TEST_F(GitPlugInFilesTest, makesFoldersOnDiskAndNowhereElse) {
   }
   EXPECT_TRUE(makeFolder("a/b", true)) << "a is a file";
   EXPECT_EQ(status(), (Status{{"link", {"untracked"}}}));
-}
-
-TEST_F(GitPlugInFilesTest, discardingGivesBackWhatTheRevisionHas) {
-  _repository.write("a", "changed");
-  _repository.write("b", "staged");
-  ASSERT_FALSE(add({"b"}));
-  fs::remove(_repository.pathOf("folder/c"));
-  ASSERT_FALSE(remove({"folder/d"}));
-  _repository.write("folder/deep/e", "kept change");
-  EXPECT_FALSE(discard({"a", "b", "folder/c", "folder/d"}));
-  EXPECT_EQ(read("a") + read("b") + read("folder/c") + read("folder/d"), "a\nb\nfolder/c\nfolder/d\n");
-  EXPECT_EQ(status(), (Status{{"folder/deep/e", {"modified"}}}));
-  EXPECT_FALSE(discard({"folder", "a"})) << "a has no changes, which is no error";
-  EXPECT_EQ(status(), Status());
 }
 
 TEST_F(GitPlugInFilesTest, discardingDeletesNoFileThatIsNowhereElse) {

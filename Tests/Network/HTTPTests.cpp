@@ -107,22 +107,6 @@ TEST_F(HTTPTest, whatTheUserHasSetUpServesWhereTheRequestBringsNothing) {
   EXPECT_TRUE(validate(remoteAt(closed, passwordOf("eve", "")))) << "another user's login was used";
 }
 
-TEST_F(HTTPTest, aServerWithoutARepositoryTellsWhetherItAcceptsTheLogin) {
-  start({_certificate, "http://localhost:1/", true});
-  std::string url = server().url("");
-  EXPECT_FALSE(validate(remoteAt(url, ada())));
-  EXPECT_FALSE(validate(remoteAt(url + "/", ada())));
-  EXPECT_TRUE(has(validate(remoteAt(url, passwordOf("ada", "wrong"))), Code::authenticationCredentialsInvalid));
-  EXPECT_TRUE(has(validate(remoteAt(url)), Code::authenticationStrategyUnsupported));
-  EXPECT_TRUE(has(validate(remoteAt(url + "/none.git", ada())), Code::remoteRepositoryNotFound));
-  EXPECT_TRUE(has(validate(remoteAt(url, ada()), branch("main")), Code::remoteRepositoryNotFound));
-  start({_certificate});
-  EXPECT_FALSE(validate(remoteAt(server().url("/")))) << "anyone may come";
-  Error unasked = validate(remoteAt(server().url("/"), ada()));
-  EXPECT_TRUE(has(unasked, Code::remoteRepositoryNotFound));
-  EXPECT_THAT(underlyingMessage(unasked), HasSubstr("did not ask"));
-}
-
 TEST_F(HTTPTest, aServerThatSendsOnGetsNoPasswordForAnother) {
   // The same machine under another name is another server.
   GitHTTPServer other(pathOf("other"), {_certificate});

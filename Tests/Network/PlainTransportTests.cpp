@@ -34,40 +34,6 @@ class PlainTransportTest : public NetworkTest {
   GitDaemon _daemon{pathOf("served")};
 };
 
-TEST_F(PlainTransportTest, whatARemoteHasIsFetchedAndWhatIsHereIsSent) {
-  for (const std::string& url : urls()) {
-    GitRepository clone = GitRepository::cloneOf(pathOf("served/origin.git"));
-    clone.run({"remote", "set-url", "origin", url});
-    std::string two = commitAndServe("two of " + url);
-    ProgressLog fetched;
-    Error fetchError = fetch(remoteAt(url), clone.root(), &fetched);
-    ASSERT_FALSE(fetchError) << fetchError.description();
-    EXPECT_EQ(clone.run({"rev-parse", "origin/main"}), two);
-    EXPECT_NE(clone.head(), two) << "a fetch leaves the branch alone";
-    fetched.expectWhole();
-    clone.run({"reset", "-q", "--hard", "origin/main"});
-    clone.write("ours", url);
-    std::string three = clone.commit("three");
-    ProgressLog sent;
-    Error pushError = push(remoteAt(url), clone.root(), nullptr, &sent);
-    ASSERT_FALSE(pushError) << pushError.description();
-    sent.expectWhole();
-    EXPECT_EQ(git(pathOf("served/origin.git"), {"rev-parse", "main"}), three);
-    EXPECT_EQ(clone.run({"rev-parse", "origin/main"}), three) << "what was sent is known to be there";
-    EXPECT_TRUE(has(push(remoteAt(url), clone.root()), Code::remoteOperationUpToDate));
-    _origin.run({"pull", "-q", "served", "main"});
-  }
-}
-
-TEST_F(PlainTransportTest, aFetchNeedsARemoteThatKeepsIt) {
-  GitRepository other;
-  other.commit("one");
-  other.run({"remote", "add", "elsewhere", "https://example.org/x.git"});
-  Error error = fetch(remoteAt(urls()[0]), other.root());
-  EXPECT_TRUE(has(error, Code::remoteRepositoryNotFound)) << error.description();
-  EXPECT_THAT(underlyingMessage(error), HasSubstr("elsewhere"));
-}
-
 TEST_F(PlainTransportTest, aRemoteIsKnownHoweverItsAddressIsWritten) {
   GitRepository clone = GitRepository::cloneOf(pathOf("served/origin.git"));
   std::string path = pathOf("served/origin.git");
@@ -80,30 +46,6 @@ TEST_F(PlainTransportTest, aRemoteIsKnownHoweverItsAddressIsWritten) {
     EXPECT_FALSE(error) << written << ": " << error.description() << underlyingMessage(error);
     EXPECT_EQ(clone.run({"rev-parse", "origin/main"}), next) << written;
   }
-}
-
-TEST_F(PlainTransportTest, aBranchGoesWhereItFollowsOrToItsOwnName) {
-  Remote remote = remoteAt(urls()[1]);
-  auto there = [&](const std::string& name) {
-    return git(pathOf("served/origin.git"), {"rev-parse", "refs/heads/" + name});
-  };
-  GitRepository clone = GitRepository::cloneOf(urls()[1]);
-  clone.run({"checkout", "-q", "-b", "topic"});
-  std::string topic = clone.commit("topic");
-  EXPECT_FALSE(push(remote, clone.root()));
-  EXPECT_EQ(there("topic"), topic);
-  EXPECT_EQ(clone.run({"rev-parse", "--symbolic-full-name", "topic@{upstream}"}), "refs/remotes/origin/topic");
-  // Named, the branch that follows it is meant, whatever is checked out.
-  clone.run({"checkout", "-q", "-b", "mine", "--track", "origin/feature/x"});
-  std::string mine = clone.commit("mine");
-  clone.run({"checkout", "-q", "main"});
-  EXPECT_FALSE(push(remote, clone.root(), branch("feature/x")));
-  EXPECT_EQ(there("feature/x"), mine);
-  // What no branch here is like gets nothing, whatever is checked out.
-  EXPECT_TRUE(has(push(remote, clone.root(), branch("new/one")), Code::branchNotFound));
-  clone.run({"checkout", "-q", "--detach"});
-  EXPECT_TRUE(has(push(remote, clone.root(), branch("new/one")), Code::branchNotFound));
-  EXPECT_TRUE(has(push(remote, clone.root()), Code::branchNotFound));
 }
 
 TEST_F(PlainTransportTest, whatARemoteDoesNotTakeIsToldForWhatItIs) {
@@ -122,22 +64,6 @@ TEST_F(PlainTransportTest, whatARemoteDoesNotTakeIsToldForWhatItIs) {
   EXPECT_TRUE(has(rejected, Code::remoteOperationRejected)) << rejected.description();
   EXPECT_THAT(underlyingMessage(rejected), HasSubstr("not on Fridays"));
   EXPECT_THAT(underlyingMessage(rejected), Not(HasSubstr("100%"))) << "how far it came is no reason";
-}
-
-TEST_F(PlainTransportTest, anUpdateBringsTheBranchToWhereItHasAllOfTheRemotes) {
-  Remote remote = remoteAt(urls()[0]);
-  GitRepository clone = GitRepository::cloneOf(urls()[0]);
-  std::string two = commitAndServe("two");
-  clone.write("untracked", "stays");
-  EXPECT_FALSE(update(clone.root(), remote));
-  EXPECT_EQ(clone.head(), two) << "there was nothing of our own to merge";
-  EXPECT_FALSE(update(clone.root(), remote)) << "nothing new is no error";
-  clone.write("ours", "1");
-  std::string ours = clone.commit("ours");
-  std::string three = commitAndServe("three");
-  EXPECT_FALSE(update(clone.root(), remote));
-  EXPECT_EQ(clone.run({"rev-parse", "HEAD^1", "HEAD^2"}), ours + "\n" + three);
-  EXPECT_EQ(textOf(clone.pathOf("untracked")), "stays");
 }
 
 TEST_F(PlainTransportTest, anUpdateDoesAsTheUserHasSetUp) {

@@ -112,18 +112,5 @@ TEST_F(ScanTest, HoweverACancellationMeetsAScanItSettlesOnce) {
   }
 }
 
-TEST_F(ScanTest, TheWorkingCopyClassHandsOnWhatWasFound) {
-  GitRepository repository;
-  auto found = std::make_shared<std::promise<WorkingCopies>>();
-  QRBSourceControlWorkingCopy::scanForWorkingCopiesInFolderPaths(
-      {String(repository.root())}, false, {git()},
-      [found](const WorkingCopies& workingCopies) { found->set_value(workingCopies); });
-  auto future = found->get_future();
-  ASSERT_EQ(future.wait_for(kPatience), std::future_status::ready);
-  WorkingCopies workingCopies = future.get();
-  ASSERT_EQ(workingCopies.size(), 1u);
-  EXPECT_EQ(workingCopies[0]->fileURL().path().str(), repository.root());
-}
-
 }  // namespace
 }  // namespace qrb::test

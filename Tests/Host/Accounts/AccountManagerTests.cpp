@@ -306,23 +306,6 @@ TEST_F(RemoteAccounts, AnUnknownRepositoryBringsItsOwnAccountWhichServesItAndIsK
   EXPECT_FALSE(std::filesystem::exists(path)) << "listing remotes must not fill the user's list";
 }
 
-TEST_F(RemoteAccounts, ObserversOfTheStrategyFollowTheAccountOfARepositoryFromAPlugIn) {
-  auto kept = account("open", "https://host/orchard.git", nullptr);
-  save(kept);
-  auto remote = *listRemotes()->find("origin");
-  std::vector<std::string> seen;
-  auto token = remote->account()->observeAuthenticationStrategy(
-      [&] { seen.push_back(remote->authenticationStrategy()->description()); });
-  kept->setAuthenticationStrategy(basic("ann"));
-  remote->setAuthenticationStrategy(basic("bob"));
-  remote->setAuthenticationStrategy(nullptr);
-  EXPECT_THAT(seen, ElementsAre("Basic Authentication (ann)", "Basic Authentication (bob)"));
-  EXPECT_THAT(fileText(), HasSubstr("\"bob\"")) << "a change through the repository is saved too";
-  token.reset();
-  kept->setAuthenticationStrategy(basic("carol"));
-  EXPECT_THAT(seen, SizeIs(2));
-}
-
 TEST_F(RemoteAccounts, ARepositoryThatMovesToItsRootIsTheOneKnownThereAndTakesTheAccountKeptForIt) {
   auto withSubpaths = QRBSourceControlSystem::initWithName("Git", "org.qrb.Orlix.sourcecontrol.Git", "1", ".git", {},
                                                            true, true, true, true, false, 7);

@@ -20,6 +20,8 @@
 
 namespace {
 
+using namespace std::string_literals;
+
 using qrb::ArchiveWriter;
 using qrb::ArchiveWriterTables;
 
@@ -274,114 +276,77 @@ void startStubbornChild() {
   (void)!::read(ready[0], &byte, 1);
 }
 
+/// What comes in place of an answer, as it stands.
+std::map<std::string_view, std::string> notAnswers() {
+  return {{"garbage", std::string(64, '\xc1')},
+          {"text", "warning: something a library printed\n"},
+          {"gigabyte-length", "\x94\x01\x01\xc0\xc6\x40\x00\x00\x00"s},
+          {"million-elements", "\x94\x01\x01\xc0\xdd\xff\xff\xff\xff"},
+          {"deep", "\x94\x01\x01\xc0" + std::string(500, '\x91')},
+          // Announces 210 million bytes and fourteen million values, both within the limits of a message.
+          {"too-much", "\x94\x01\x01\xc0\x91\xdd\x00\xd5\x9f\x80\xc6\x0c\x84\x58\x80"s},
+          {"dangling-reference", "\x94\x01\x01\xc0\x91\xd4\x01\x07"},
+          {"request-to-host", "\x94\x00\x01\xa1x\x90"s}};
+}
+
+/// Answers whose one value is not what was asked for.
+std::map<std::string_view, std::function<void(ArchiveWriter&)>> otherValues() {
+  return {{"system-then-exit", [](ArchiveWriter& writer) { writer.writeObject(testSystem()); }},
+          {"another-class",
+           [](ArchiveWriter& writer) { writer.writeObject(QRBSourceControlTag::initWithTagName("not a revision")); }},
+          {"another-type", [](ArchiveWriter& writer) { writer.writeString("a text"); }},
+          {"unknown-class", [](ArchiveWriter& writer) {
+             writer.writeMapHeader(1);
+             writer.writeNil();
+             writer.writeKey("NoSuchClass");
+           }}};
+}
+
 int misbehave(const std::string& folder) {
   std::string mode = folder.substr(folder.rfind('/') + 1);
   RawPlugIn raw;
+  auto hang = [] {
+    for (;;) ::pause();
+  };
+  auto serve = [](std::int64_t failure) { ::_exit(QRBSourceControlRunPlugIn(std::make_shared<GoodPlugIn>(failure))); };
+  auto answer = [&] { return raw.goodResponse(raw.readRequest()); };
   const std::map<std::string, std::function<void()>> modes = {
       {"exit-at-start", [] { ::_exit(0); }},
       {"killed-at-start", [] { dieBySignal(); }},
       {"exit-without-reply", [&] { raw.readRequest(), ::_exit(0); }},
       {"killed-without-reply", [&] { raw.readRequest(), dieBySignal(); }},
-      {"killed-with-child",
-       [&] {
-         startStubbornChild();
-         raw.readRequest();
-         dieBySignal();
-       }},
-      {"hang-with-child",
-       [&] {
-         startStubbornChild();
-         raw.readRequest();
-         for (;;) ::pause();
-       }},
+      {"killed-with-child", [&] { startStubbornChild(), raw.readRequest(), dieBySignal(); }},
+      {"hang-with-child", [&] { startStubbornChild(), raw.readRequest(), hang(); }},
       {"hang", [&] { raw.readRequest(), raw.linger(); }},
-      {"deaf",
-       [&] {
-         raw.write(raw.goodResponse(raw.readRequest()));
-         for (;;) ::pause();
-       }},
-      {"reply-then-die", [&] { raw.write(raw.goodResponse(raw.readRequest())), dieBySignal(); }},
-      {"system-then-exit",
-       [&] {
-         raw.write(raw.response(raw.readRequest(), [](ArchiveWriter& writer) {
-           writer.writeArrayHeader(1);
-           writer.writeObject(testSystem());
-         }));
-         ::_exit(0);
-       }},
+      {"deaf", [&] { raw.write(answer()), hang(); }},
+      {"reply-then-die", [&] { raw.write(answer()), dieBySignal(); }},
       {"reply-twice",
        [&] {
-         std::string response = raw.goodResponse(raw.readRequest());
-         raw.write(response + response);
-         raw.linger();
+         std::string response = answer();
+         raw.write(response + response), raw.linger();
        }},
       {"reply-to-no-request", [&] { raw.write(raw.goodResponse(raw.readRequest() + 1)), raw.linger(); }},
       {"flood", [] { flood(); }},
-      // Announces 210 million bytes and fourteen million values, both within the limits of a message.
-      {"too-much",
-       [&] {
-         raw.readRequest();
-         raw.write(std::string("\x94\x01\x01\xc0\x91\xdd\x00\xd5\x9f\x80\xc6\x0c\x84\x58\x80", 15));
-         raw.linger();
-       }},
-      {"garbage", [&] { raw.readRequest(), raw.write(std::string(64, '\xc1')), raw.linger(); }},
-      {"text", [&] { raw.readRequest(), raw.write("warning: something a library printed\n"), raw.linger(); }},
-      {"gigabyte-length",
-       [&] { raw.readRequest(), raw.write(std::string("\x94\x01\x01\xc0\xc6\x40\x00\x00\x00", 9)), raw.linger(); }},
-      {"million-elements",
-       [&] { raw.readRequest(), raw.write(std::string("\x94\x01\x01\xc0\xdd\xff\xff\xff\xff", 9)), raw.linger(); }},
-      {"deep", [&] { raw.readRequest(), raw.write("\x94\x01\x01\xc0" + std::string(500, '\x91')), raw.linger(); }},
-      {"unknown-class",
-       [&] {
-         raw.write(raw.response(raw.readRequest(), [](ArchiveWriter& writer) {
-           writer.writeArrayHeader(1);
-           writer.writeMapHeader(1);
-           writer.writeNil();
-           writer.writeKey("NoSuchClass");
-         }));
-         raw.linger();
-       }},
-      {"another-class",
-       [&] {
-         raw.write(raw.response(raw.readRequest(), [](ArchiveWriter& writer) {
-           writer.writeArrayHeader(1);
-           writer.writeObject(QRBSourceControlTag::initWithTagName("not a revision"));
-         }));
-         raw.linger();
-       }},
-      {"another-type",
-       [&] {
-         raw.write(raw.response(raw.readRequest(), [](ArchiveWriter& writer) {
-           writer.writeArrayHeader(1);
-           writer.writeString("a text");
-         }));
-         raw.linger();
-       }},
-      {"dangling-reference",
-       [&] {
-         raw.readRequest();
-         raw.write(std::string("\x94\x01\x01\xc0\x91\xd4\x01\x07", 8));
-         raw.linger();
-       }},
-      {"request-to-host",
-       [&] {
-         raw.readRequest();
-         raw.write(std::string("\x94\x00\x01\xa1x\x90", 6));
-         raw.linger();
-       }},
-      {"authentication", [] { ::_exit(QRBSourceControlRunPlugIn(std::make_shared<GoodPlugIn>(-1002))); }},
-      {"failure-999", [] { ::_exit(QRBSourceControlRunPlugIn(std::make_shared<GoodPlugIn>(-999))); }},
-      {"failure-1000", [] { ::_exit(QRBSourceControlRunPlugIn(std::make_shared<GoodPlugIn>(-1000))); }},
+      {"recorder", [&] { record(folder); }},
+      {"authentication", [&] { serve(-1002); }},
+      {"failure-999", [&] { serve(-999); }},
+      {"failure-1000", [&] { serve(-1000); }},
   };
-  if (mode == "recorder") record(folder);
-  if (auto found = modes.find(mode); found != modes.end()) {
-    found->second();
-    return 0;
+  if (auto found = modes.find(mode); found != modes.end()) found->second();
+  auto texts = notAnswers();
+  if (auto found = texts.find(mode); found != texts.end()) raw.readRequest(), raw.write(found->second), raw.linger();
+  auto values = otherValues();
+  if (auto found = values.find(mode); found != values.end()) {
+    raw.write(raw.response(raw.readRequest(), [&](ArchiveWriter& writer) {
+      writer.writeArrayHeader(1);
+      found->second(writer);
+    }));
+    if (mode == "system-then-exit") ::_exit(0);
+    raw.linger();
   }
   constexpr std::string_view cut = "dies-after-";
   if (mode.starts_with(cut)) {
-    std::string response = raw.goodResponse(raw.readRequest());
-    raw.write(response.substr(0, std::stoul(mode.substr(cut.size()))));
+    raw.write(answer().substr(0, std::stoul(mode.substr(cut.size()))));
     dieBySignal();
   }
   return QRBSourceControlRunPlugIn(std::make_shared<GoodPlugIn>());

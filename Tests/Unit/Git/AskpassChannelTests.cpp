@@ -91,18 +91,6 @@ TEST_F(AskpassTest, diesWithoutACoreFile) {
   }
 }
 
-TEST_F(AskpassTest, aQuestionArrivesAsItWasAskedAndTheAnswerGoesToStandardOutputAlone) {
-  _answer = "s3cr3t \t'\"$";
-  Asked asked = ask({"Password for 'https://u@h': "});
-  ASSERT_TRUE(awaitQuestion());
-  _channel.serve();
-  EXPECT_EQ(outputOf(asked), *_answer + "\n");
-  EXPECT_TRUE(asked.process.wait().succeeded());
-  ASSERT_EQ(_questions.size(), 1u);
-  EXPECT_EQ(_questions[0].kind, kAskpassPromptKind);
-  EXPECT_THAT(_questions[0].values, testing::ElementsAre("Password for 'https://u@h': "));
-}
-
 TEST_F(AskpassTest, withoutAnAnswerGitHearsOfAFailureAndSSHOfNoKey) {
   Asked asked = ask({"Username for 'https://h': "});
   ASSERT_TRUE(awaitQuestion());

@@ -119,20 +119,4 @@ TEST(GitStatusParser, readsTheSameHoweverTheStreamIsCut) {
   }
 }
 
-TEST(QRBSourceControlStatusWords, giveEachBitOneWordOfItsOwn) {
-  std::uint64_t all = 0;
-  for (const auto& [bit, word] : QRBSourceControlStatusWordTable) {
-    EXPECT_EQ(bit & (bit - 1), 0u) << word;
-    EXPECT_EQ(all & bit, 0u) << word << " shares its bit";
-    all |= bit;
-  }
-  auto words = QRBSourceControlStatusWords(all);
-  EXPECT_EQ(words.size(), QRBSourceControlStatusWordTable.size());
-  std::ranges::sort(words);
-  EXPECT_EQ(std::ranges::adjacent_find(words), words.end());
-  EXPECT_THAT(
-      QRBSourceControlStatusWords(QRBSourceControlStatusModified | QRBSourceControlStatusStagedAdded | 1ull << 63),
-      testing::ElementsAre("modified", "staged-added"));
-}
-
 }  // namespace

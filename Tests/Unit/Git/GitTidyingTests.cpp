@@ -127,27 +127,4 @@ TEST_F(GuardTest, runsNothingAfterWorkThatCameToItsEnd) {
   EXPECT_EQ(::poll(&more, 1, 0), 0);
 }
 
-TEST(GitRawDiff, saysWhatEachSideHas) {
-  GitTestRepository repository;
-  repository.write("changed\n\xff", "1");
-  repository.write("gone", "1");
-  repository.commit("one");
-  repository.write("changed\n\xff", "2");
-  repository.write("new", "3");
-  fs::remove(repository.root() / "gone");
-  repository.commit("two");
-  auto changes = gitReadRawDiff(repository.run(gitRawDiffCommand("HEAD^", "HEAD")).output);
-  ASSERT_EQ(changes.size(), 3u);
-  EXPECT_EQ(changes[0].path, "changed\n\xff");
-  std::string entry;
-  gitAppendIndexEntry(entry, changes[0].newMode, changes[0].newObject, 0, changes[0].path);
-  EXPECT_EQ(entry, "100644 " + repository.git({"hash-object", "changed\n\xff"}) + " 0\tchanged\n\xff\0"s);
-  EXPECT_TRUE(changes[1].isDeletion());
-  EXPECT_TRUE(changes[2].isAddition());
-  for (const std::string& text :
-       {""s, "x"s, ":\0"s, ":100644 100644 a b M\0"s, ":100644 9 a b M\0x\0"s, ":1 1 \0x\0"s}) {
-    EXPECT_TRUE(gitReadRawDiff(text).empty()) << testing::PrintToString(text);
-  }
-}
-
 }  // namespace

@@ -107,23 +107,6 @@ TEST(GitWorkCommands, whatRunsHooksSetsNothingForTheGitOfTheHooks) {
   }
 }
 
-TEST(GitWorkCommands, whatGitPrintsOfACommitNamesIt) {
-  const struct {
-    const char* output;
-    const char* name;
-  } cases[] = {
-      {"[main 0123abc] subject\n 1 file changed\n", "0123abc"},
-      {"[main (root-commit) 0123abc] abcd] x\n", "0123abc"},
-      {"[detached HEAD 0123abc] ", "0123abc"},
-      {"[abcd] 0123abc] subject", "0123abc"},
-      {"[a/beef] 0123abc] subject", "0123abc"},
-      {"", ""},
-      {"[main ] x", ""},
-      {"On branch main\n0123abc] x", ""},
-  };
-  for (const auto& each : cases) EXPECT_EQ(gitReadCommit(each.output), each.name) << each.output;
-}
-
 TEST(GitPrograms, ofTheRepositoryGiveWayToThoseOfTheUser) {
   auto setting = [](const char* scope, const char* key, const char* value) {
     return scope + "\0"s + key + "\n" + value + "\0"s;

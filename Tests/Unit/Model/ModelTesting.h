@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "Assertion.h"
+#include "AssertionRecorder.h"
 #include "KeyedArchiver.h"
 #include "KeyedUnarchiver.h"
 #include "QRBSourceControlSystem.h"
@@ -33,26 +33,5 @@ inline QRBSourceControlSystemPtr makeSystem(const char* identifier = "test.syste
       "Test", identifier, "1.0", ".test", {}, can.hasLocalRepository, can.supportsMultipleRemoteRepositories,
       can.supportsPathLocation, can.repositoryURLIncludesSubpath, can.requiresLocationsForBranchesAndTags, 7);
 }
-
-/// Collects assertions instead of aborting, for as long as it lives.
-class AssertionRecorder {
- public:
-  AssertionRecorder()
-      : _previous(setAssertionHandler([this](std::string_view file, int line, std::string_view message) {
-          files.emplace_back(file);
-          lines.push_back(line);
-          messages.emplace_back(message);
-        })) {}
-  ~AssertionRecorder() { setAssertionHandler(std::move(_previous)); }
-  AssertionRecorder(const AssertionRecorder&) = delete;
-  AssertionRecorder& operator=(const AssertionRecorder&) = delete;
-
-  std::vector<std::string> files;
-  std::vector<int> lines;
-  std::vector<std::string> messages;
-
- private:
-  AssertionHandler _previous;
-};
 
 }  // namespace qrb::test

@@ -156,30 +156,6 @@ TEST_F(RemoteRepository, EveryInitialiserSavesOrNotAndIdentifiesAsItsNameSays) {
   EXPECT_EQ(manager->changes, 0) << "building an account reports nothing";
 }
 
-TEST_F(RemoteRepository, DecodesWithItsAccountWhereNobodyKeepsAccounts) {
-  RemotePtr remote = Remote::initWithURL(kURL, "i", "s", system, basic());
-  remote->setEnforceTrustedServerFingerprint(false);
-  remote->setTrustedServerFingerprint("trusted");
-  RemotePtr decoded = throughArchive(remote);
-  EXPECT_NE(decoded, remote);
-  EXPECT_EQ(decoded->_id(), remote->_id());
-  EXPECT_EQ(decoded->identifier(), "i");
-  EXPECT_EQ(decoded->secondaryIdentifier(), "s");
-  EXPECT_FALSE(decoded->enforceTrustedServerFingerprint());
-  EXPECT_EQ(decoded->trustedServerFingerprint(), "trusted");
-  EXPECT_TRUE(decoded->authenticationStrategy()->isEqual(basic()));
-  auto single = std::dynamic_pointer_cast<QRBSourceControlSingleRepositoryAccount>(decoded->account());
-  ASSERT_NE(single, nullptr);
-  EXPECT_EQ(single->repository(), decoded);
-}
-
-TEST_F(RemoteRepository, DecodingOneThatIsNewKeepsItsAccount) {
-  std::string data = qrb::KeyedArchiver::archivedData(Remote::initWithURL(kURL, "i", system, basic()));
-  useManager();
-  auto decoded = qrb::KeyedUnarchiver::unarchivedObject<Remote>(data);
-  EXPECT_TRUE(manager->keeps(decoded->account()));
-}
-
 TEST_F(RemoteRepository, DecodingOneThatIsKnownGivesTheKnownOneWithWhatTheArchiveAdds) {
   struct Case {
     bool knownEnforces, decodedEnforces, enforces;

@@ -67,13 +67,6 @@ TEST(Strategies, KnowWhichURLsTheyCanServe) {
   }
 }
 
-TEST(SSHKeys, HaveTheirPublicHalfAndFolderBesideThem) {
-  auto keys = SSHKeys::initWithUsername("u", kSSHKey, "");
-  EXPECT_EQ(keys->publicKeyFile().path(), "/home/a/.ssh/id_rsa.pub");
-  EXPECT_EQ(keys->keyDirectory().path(), "/home/a/.ssh");
-  EXPECT_FALSE(SSHKeys::init()->publicKeyFile());
-}
-
 class KeyFiles : public testing::Test {
  protected:
   static std::string contentOf(const URL& file) {
@@ -97,22 +90,6 @@ class KeyFiles : public testing::Test {
   qrb::test::TemporaryDirectory directory;
 };
 
-TEST_F(KeyFiles, AreMadeOfKeyDataForTheUsersEyesOnly) {
-  URL folder = URL::fileURL(directory.string() + "/not/there yet", true);
-  auto first =
-      SSHKeys::initWithUsernamePublicKeyData("u", "public", String(std::string_view("pri\0vate", 8)), "phrase", folder);
-  auto second = SSHKeys::initWithUsernamePublicKeyData("u", "public", "private", "phrase", folder);
-  ASSERT_TRUE(first->privateKeyFile());
-  EXPECT_NE(first->keyDirectory(), second->keyDirectory());
-  EXPECT_EQ(first->keyDirectory().deletingLastPathComponent(), folder);
-  EXPECT_EQ(contentOf(first->privateKeyFile()), std::string_view("pri\0vate", 8));
-  EXPECT_EQ(contentOf(first->publicKeyFile()), "public");
-  EXPECT_EQ(permissionsOf(first->privateKeyFile()), 0600u);
-  EXPECT_EQ(permissionsOf(first->publicKeyFile()), 0600u);
-  EXPECT_EQ(first->username(), "u");
-  EXPECT_EQ(first->privateKeyPassword(), "phrase");
-}
-
 TEST_F(KeyFiles, AreNotLeftHalfWritten) {
   // A limit that the public key keeps and the private key breaks: the second write fails, as on a full disk.
   rlimit before;
@@ -128,18 +105,6 @@ TEST_F(KeyFiles, AreNotLeftHalfWritten) {
   EXPECT_EQ(keys->username(), "u");
   EXPECT_EQ(keys->privateKeyPassword(), "phrase");
   EXPECT_EQ(fileCount(), 0u);
-}
-
-TEST_F(KeyFiles, ThatCannotBeWrittenLeaveAStrategyWithoutAKey) {
-  std::ofstream(directory.path() / "file") << "in the way";
-  for (const URL& folder : {URL::fileURL(directory.string() + "/file"), URL(String("https://server/x")), URL()}) {
-    auto keys = SSHKeys::initWithUsernamePublicKeyData("u", "public", "private", "phrase", folder);
-    ASSERT_NE(keys, nullptr);
-    EXPECT_FALSE(keys->privateKeyFile()) << folder.absoluteString().view();
-    EXPECT_EQ(keys->username(), "u");
-  }
-  EXPECT_EQ(SSHKeys::initWithUsernamePublicKeyData("u", nullptr, "x", "p", URL::fileURL("/tmp"))->privateKeyFile(),
-            URL());
 }
 
 class DefaultKeys : public KeyFiles {

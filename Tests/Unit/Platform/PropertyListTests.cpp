@@ -137,13 +137,5 @@ TEST(PropertyLists, ThatAreNoneOrAskTooMuchAreRefused) {
             Dictionary::array({Dictionary::array(), Dictionary::array()}));
 }
 
-TEST(PropertyLists, SayWhichTextXMLCannotHold) {
-  for (const char* text : {"\x01", "a\rb", "\xff"}) {
-    std::string problem;
-    EXPECT_EQ(propertyListFromValue({{"a", {{"b", {"fine", text}}}}}, problem), std::nullopt);
-    EXPECT_THAT(problem, HasSubstr("\"a\" \"b\" \"1\""));
-  }
-}
-
 }  // namespace
 }  // namespace qrb

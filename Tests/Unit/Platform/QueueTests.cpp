@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "Assertion.h"
+#include "AssertionRecorder.h"
 #include "ConditionLock.h"
 #include "MainThreadExecutor.h"
 #include "SerialQueue.h"
@@ -19,19 +19,6 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-/// Collects programming errors instead of aborting, for the time of one test.
-class CollectedAssertions {
- public:
-  CollectedAssertions()
-      : _previous(setAssertionHandler(
-            [this](std::string_view, int, std::string_view message) { messages.emplace_back(message); })) {}
-  ~CollectedAssertions() { setAssertionHandler(_previous); }
-  std::vector<std::string> messages;
-
- private:
-  AssertionHandler _previous;
-};
 
 TEST(SerialQueue, PlainDataIsSafeWhenManyThreadsChangeItThroughTheQueue) {
   SerialQueue queue("counter");
@@ -87,7 +74,7 @@ TEST(SerialQueue, WorkHandedInByWorkRunsLaterNotInside) {
 }
 
 TEST(SerialQueue, EnteringFromInsideIsReportedAndThenRuns) {
-  CollectedAssertions assertions;
+  qrb::test::AssertionRecorder assertions;
   SerialQueue queue("registry");
   int result = queue.sync([&] { return queue.sync([] { return 7; }) + 1; });
   EXPECT_EQ(result, 8);
@@ -171,13 +158,6 @@ TEST(MainThread, FunctionsWaitForTheHostToDrainThemInOrder) {
   EXPECT_EQ(drainMainQueue(), 3U);
   EXPECT_THAT(order, ElementsAre(1, 2, 3));
   EXPECT_EQ(drainMainQueue(), 0U);
-}
-
-TEST(MainThread, DrainingCanWaitForTheFirstFunction) {
-  std::thread::id ranOn;
-  std::jthread other([&] { runOnMainThread([&] { ranOn = std::this_thread::get_id(); }); });
-  EXPECT_EQ(drainMainQueue(1h), 1U);
-  EXPECT_EQ(ranOn, std::this_thread::get_id());
 }
 
 TEST(MainThread, AnExecutorGetsWhatWaitedAndWhatFollows) {

@@ -90,17 +90,6 @@ struct Reader {
   qrb::ObserverToken token;
 };
 
-TEST(OutputReader, TellsNothingOfAnOutputThatEndsAtOnce) {
-  std::int64_t outstanding = 5;
-  Reader reader(outstanding);
-  reader.input.reset();
-  reader.start();
-  EXPECT_EQ(outstanding, 6);
-  RunLoop::current().run();
-  EXPECT_EQ(outstanding, 5);
-  EXPECT_THAT(reader.chunks, testing::IsEmpty());
-}
-
 TEST(OutputReader, GivesEachPieceAsItComesAndCollectsAll) {
   std::int64_t outstanding = 0;
   Reader reader(outstanding);

@@ -9,61 +9,6 @@
 namespace qrb::test {
 namespace {
 
-TEST_F(RealWorkspaceTest, ThirtyRepositoriesAreCheckedOutChangedDerivedAndCompared) {
-  auto blueprint = servedBlueprint();
-  auto [workspace, table, errors, error] = checkOut(blueprint);
-  ASSERT_FALSE(error) << error.description();
-  for (const auto& [remote, failure] : *errors) {
-    ADD_FAILURE() << remote->displayName().str() << ": " << failure.description();
-  }
-  ASSERT_EQ(workspace->workingCopies().size(), std::size_t{kRepositories});
-  EXPECT_EQ(workspace->compareToBlueprint(blueprint), QRBSourceControlWorkspaceSameAsBlueprint);
-  EXPECT_EQ(git(root() / "App", {"rev-parse", "--abbrev-ref", "HEAD"}), "main");
-
-  // What is derived from it makes the same workspace.
-  auto derived = derive(workspace);
-  ASSERT_NE(derived, nullptr);
-  EXPECT_EQ(find(derived)->compareToBlueprint(derived), QRBSourceControlWorkspaceSameAsBlueprint);
-  EXPECT_TRUE(workspace->representsBlueprint(derived));
-  for (const RemotePtr& remote : blueprint->remoteRepositories()) {
-    auto like = derived->_repositoryLikeRemoteRepository(remote);
-    ASSERT_NE(like, nullptr) << remote->displayName().str();
-    EXPECT_EQ(like->URL(), remote->URL());
-    EXPECT_EQ(derived->workingCopyPathForRemoteRepository(like).str(),
-              blueprint->workingCopyPathForRemoteRepository(remote).str() + "/");
-  }
-  auto read = Blueprint::initWithJSONData(*derived->jsonDataRepresentationWithOptions(0x10 | 0x20 | 0x80));
-  ASSERT_NE(read, nullptr);
-  EXPECT_EQ(find(read)->compareToBlueprint(read), QRBSourceControlWorkspaceSameAsBlueprint);
-
-  // Commits alone change nothing of what it is on; branches do.
-  git(root() / "App", {"commit", "-q", "--allow-empty", "-m", "more"});
-  EXPECT_EQ(find(blueprint)->compareToBlueprint(blueprint), QRBSourceControlWorkspaceSameAsBlueprint);
-  git(root() / "Libraries/lib7", {"switch", "-q", "topic"});
-  git(root() / "App/Nested Ünit", {"switch", "-q", "-c", "mine"});
-  auto changed = find(blueprint);
-  EXPECT_EQ(changed->compareToBlueprint(blueprint), QRBSourceControlWorkspaceOnOtherLocations);
-  auto again = derive(changed);
-  EXPECT_EQ(find(again)->compareToBlueprint(again), QRBSourceControlWorkspaceSameAsBlueprint);
-
-  // One gone, one more, both, and nothing in common.
-  std::filesystem::remove_all(root() / "Libraries/lib9");
-  auto fewer = find(blueprint);
-  EXPECT_EQ(fewer->compareToBlueprint(blueprint), QRBSourceControlWorkspaceHasLessThanBlueprint);
-  auto other = Blueprint::init();
-  serve(other, "other", "Libraries/other");
-  auto extra = std::get<0>(checkOut(other));
-  auto together = fewer->workingCopies();
-  together.push_back(extra->workingCopies().at(0));
-  EXPECT_EQ(Workspace::initWithWorkingCopies(together)->compareToBlueprint(blueprint),
-            QRBSourceControlWorkspaceAndBlueprintDiffer);
-  auto all = changed->workingCopies();
-  all.push_back(extra->workingCopies().at(0));
-  EXPECT_EQ(Workspace::initWithWorkingCopies(all)->compareToBlueprint(blueprint),
-            QRBSourceControlWorkspaceHasMoreThanBlueprint);
-  EXPECT_EQ(extra->compareToBlueprint(blueprint), QRBSourceControlWorkspaceUnrelatedToBlueprint);
-}
-
 TEST_F(RealWorkspaceTest, ACheckoutCancelledAtAnyMomentLeavesOnlyWholeWorkingCopiesAndASecondCompletesIt) {
   auto blueprint = servedBlueprint();
   auto expanded = blueprint->_expandedWorkingCopyPathsFromURL(rootURL());

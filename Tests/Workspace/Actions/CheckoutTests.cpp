@@ -53,32 +53,6 @@ TEST_F(CheckoutTest, EnclosingWorkingCopiesAreMadeFirstEachAtItsPlaceOnItsLocati
   EXPECT_EQ(created->compareToBlueprint(blueprint), QRBSourceControlWorkspaceSameAsBlueprint);
 }
 
-TEST_F(CheckoutTest, FailuresStopNothingAndAreListedByRepository) {
-  auto blueprint = Blueprint::init();
-  auto refused = remote("refused");
-  auto nothing = remote("nothing");
-  auto placeless = remote("placeless");
-  auto good = remote("good");
-  auto foreign = remote("foreign", QRBSourceControlSystemPlaceholder::initWithPlugInIdentifier("org.example.Unknown"));
-  blueprint->addRemoteRepository(refused, "1");
-  blueprint->addRemoteRepository(nothing, "2");
-  blueprint->addRemoteRepository(placeless);
-  blueprint->addRemoteRepository(good, "3");
-  blueprint->addRemoteRepository(foreign, "4");
-  blueprint->setPrimaryRemoteRepository(refused);
-  script({{"create refused", {{"error", -1002}}}, {"create nothing", {{"nothing", true}}}});
-  checkOut(blueprint);
-  EXPECT_FALSE(failure);
-  ASSERT_EQ(errors->size(), 4u);
-  EXPECT_EQ(errors->valueFor(refused).code(), -1002);
-  EXPECT_EQ(errors->valueFor(nothing).code(), -100);
-  EXPECT_EQ(errors->valueFor(placeless), Error(QRBSourceControlErrorDomain, -11));
-  EXPECT_EQ(errors->valueFor(foreign).code(), -501);
-  ASSERT_EQ(created->workingCopies().size(), 1u);
-  EXPECT_EQ(table->valueFor(created->workingCopies()[0]), good);
-  EXPECT_EQ(created->primaryWorkingCopy(), nullptr);
-}
-
 TEST_F(CheckoutTest, ProgressIsOfTheWholeAndTellsWhereTheCurrentOneBegan) {
   auto blueprint = Blueprint::init();
   for (const char* name : {"a", "b", "c", "d"}) blueprint->addRemoteRepository(remote(name), name);

@@ -129,23 +129,6 @@ TEST_F(DerivationTest, AMissingIdentifierIsAskedForAndNotInsistedOn) {
   EXPECT_EQ(table->size(), 2u);
 }
 
-TEST_F(DerivationTest, WhatNoOtherMachineCouldFetchIsLeftOut) {
-  script({{"remotes alpha", remotes("file:///srv/alpha.git")},
-          {"remotes beta", remotes("https://host/beta.git", "")},
-          {"remotes gamma", remotes("https://host/gamma.git")}});
-  auto all = workspace();
-  ASSERT_NE(derive(all), nullptr) << failure.description();
-  EXPECT_EQ(table->size(), 1u);
-  EXPECT_TRUE(table->contains(gamma));
-  EXPECT_EQ(derived->primaryRemoteRepository(), nullptr) << "the primary working copy was left out";
-
-  script({{"remotes alpha", remotes("file:///srv/alpha.git")}});
-  EXPECT_EQ(derive(all), nullptr);
-  EXPECT_EQ(failure.code(), -300);
-  ASSERT_NE(table, nullptr);
-  EXPECT_TRUE(table->empty());
-}
-
 TEST_F(DerivationTest, TheFirstFailureEndsIt) {
   for (const char* step : {"location beta", "remotes beta"}) {
     script({{"remotes alpha", remotes("https://host/alpha.git")}, {step, {{"error", -203}}}});

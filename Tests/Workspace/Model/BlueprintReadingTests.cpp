@@ -126,21 +126,6 @@ TEST_F(BlueprintReading, RepositoriesThatCannotBeBuiltAreLeftOutAndNamed) {
                                                          "?: its URL cannot be used", "6: its URL cannot be used"));
 }
 
-TEST_F(BlueprintReading, EntriesOfAWrongKindCountAsMissing) {
-  Dictionary file = sample()->dictionaryRepresentationWithOptions(kAllCurrentOptions);
-  for (auto& [key, value] : file.items()) {
-    if (key == kVersionKey || key == kRepositoriesKey) continue;
-    for (const Dictionary& wrong : {Dictionary(nullptr), Dictionary(17), Dictionary::array({1}),
-                                    Dictionary::object({{"AAAA1111+++1000001", Dictionary::array()}})}) {
-      Dictionary changed = file;
-      changed[key] = wrong;
-      auto blueprint = Blueprint::initWithDictionary(changed);
-      ASSERT_NE(blueprint, nullptr) << key;
-      EXPECT_EQ(blueprint->remoteRepositories().size(), 8u) << key;
-    }
-  }
-}
-
 TEST_F(BlueprintReading, ThePrimaryRepositoryComesFirstAndTheOthersByTheirNamesWhateverTheFileSays) {
   Dictionary file = fileOf({entry("1", "https://x/zebra"), entry("2", "https://x/Apricot"),
                             entry("3", "https://y/mango"), entry("4", "git@x:banana.git")});
