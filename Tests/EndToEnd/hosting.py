@@ -1,6 +1,7 @@
 """What the end-to-end tests share: a home of one's own, git in it, and qrbscm, which must leave nothing running."""
 
 import base64
+import ctypes
 import json
 import os
 import pty
@@ -14,8 +15,9 @@ import termios
 import unittest
 
 HOST = os.environ["QRBSCM"]
-SUPERVISOR = os.path.join(os.path.dirname(os.path.abspath(__file__)), "supervise.py")
 PATIENCE = 120  # seconds until something that ought to end counts as hanging
+PR_SET_CHILD_SUBREAPER = 36
+C_LIBRARY = ctypes.CDLL(None, use_errno=True)
 
 
 def within_patience(descriptor):
@@ -24,14 +26,57 @@ def within_patience(descriptor):
     return descriptor
 
 
+def command_line(process):
+    with open(f"/proc/{process}/cmdline", "rb") as line:
+        return line.read().replace(b"\0", b" ").decode(errors="replace")
+
+
+def running_children():
+    with open(f"/proc/self/task/{os.getpid()}/children", encoding="ascii") as children:
+        return children.read().split()
+
+
+def supervise(report, prepare):
+    """Returns in a child that is to become the program. What calls it stays to the end and reports: a line with the
+    program's number and, when that has ended, one with its status and what of it still runs. Orphans of the program
+    become its children, as they would become the system's, and are waited for."""
+    if C_LIBRARY.prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) != 0:
+        raise OSError(ctypes.get_errno(), "prctl")
+    process = os.fork()
+    if process == 0:
+        prepare()
+        return
+    # The program alone holds what it prints to, so that its readers see it end.
+    os.closerange(3, report)
+    os.closerange(report + 1, os.sysconf("SC_OPEN_MAX"))
+    for standard in (1, 2):
+        os.dup2(os.open("/dev/null", os.O_WRONLY), standard)
+    os.write(report, b"%d\n" % process)
+    ended, status = os.waitpid(-1, 0)
+    while ended != process:
+        ended, status = os.waitpid(-1, 0)
+    left = []
+    try:
+        while os.waitpid(-1, os.WNOHANG) != (0, 0):
+            pass
+        left = [command_line(child) for child in running_children()]
+        for child in running_children():
+            os.kill(int(child), signal.SIGKILL)
+    except ChildProcessError:
+        pass
+    os.write(report, json.dumps({"status": os.waitstatus_to_exitcode(status), "left": left}).encode() + b"\n")
+    os._exit(0)
+
+
 class Host:
     """A running qrbscm, and, when it has ended, its status and what it left behind."""
 
-    def __init__(self, arguments, **options):
+    def __init__(self, arguments, preexec_fn=lambda: None, **options):
         self._report, write = os.pipe()
         self._reported = b""
-        self._supervisor = subprocess.Popen([sys.executable, "-S", SUPERVISOR, str(write), HOST, *arguments],
-                                            stdin=subprocess.DEVNULL, pass_fds=[write], bufsize=0, **options)
+        # Forked from here, since starting an interpreter takes far longer than what it would look after.
+        self._supervisor = subprocess.Popen([HOST, *arguments], stdin=subprocess.DEVNULL, bufsize=0,
+                                            preexec_fn=lambda: supervise(write, preexec_fn), **options)
         os.close(write)
         self.stdout, self.stderr = self._supervisor.stdout, self._supervisor.stderr
         self.pid = int(self._report_line())

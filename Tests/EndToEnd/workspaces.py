@@ -1,7 +1,10 @@
 """What the tests of blueprints and workspaces share: repositories behind a server, clones of them, and files by hand."""
 
+import atexit
 import json
 import os
+import shutil
+import tempfile
 
 import servers
 from hosting import HostTest
@@ -54,8 +57,37 @@ class WorkspaceTest(HostTest):
     def branch(self, repository):
         return self.git(repository, "branch", "--show-current").decode().strip()
 
+    # Made once, and copied for each test.
+    _template = None
+    PARTS = ("sources", "served", "orchard")
+
     def orchard(self):
         """A workspace of three clones below "orchard"."""
+        if self._template is None:
+            self.make_orchard()
+            WorkspaceTest._template = tempfile.mkdtemp(prefix="qrbscm-orchard-")
+            atexit.register(shutil.rmtree, self._template)
+            for part in self.PARTS:
+                shutil.copytree(self.path(part), os.path.join(self._template, part))
+            WorkspaceTest._template_at = (self.folder, self.server.address)
+            return self.path("orchard")
+        for part in self.PARTS:
+            shutil.copytree(os.path.join(self._template, part), self.path(part), dirs_exist_ok=True)
+        for place, folders, files in os.walk(self.folder):
+            if "config" in files and "HEAD" in files:
+                self.replace(os.path.join(place, "config"), self._template_at, (self.folder, self.server.address))
+        return self.path("orchard")
+
+    @staticmethod
+    def replace(file, old, new):
+        with open(file, encoding="utf-8") as text:
+            text = text.read()
+        for before, after in zip(old, new):
+            text = text.replace(before, after)
+        with open(file, "w", encoding="utf-8") as written:
+            written.write(text)
+
+    def make_orchard(self):
         for name in ("app", "core", "paint"):
             self.serve(name)
         self.git(self.path("sources", "paint"), "checkout", "--quiet", "-b", "winter")
@@ -63,7 +95,6 @@ class WorkspaceTest(HostTest):
         self.clone("app", "orchard", "app")
         self.clone("core", "orchard", "libs", "core")
         self.clone("paint", "orchard", "libs", "Büche rei", options=["--branch", "winter"])
-        return self.path("orchard")
 
     def created(self, *options, name="orchard"):
         """The file of a blueprint of that workspace."""

@@ -38,7 +38,7 @@ TEST_F(GitPlugInCancellationTest, commitsLeaveTheRepositoryWholeAndReadyForTheNe
   int commits = 0;
   std::string name;
   auto tally = cancelAtRandomMoments(
-      _repository.root(), 80, 1,
+      _repository.root(), 40, 1,
       [&](int number, auto completion) {
         name = "new " + std::to_string(number);
         _repository.write(name, "new");
@@ -64,7 +64,7 @@ TEST_F(GitPlugInCancellationTest, commitsLeaveTheRepositoryWholeAndReadyForTheNe
 TEST_F(GitPlugInCancellationTest, switchesLeaveNothingThatIsInTheWayOfTheNext) {
   std::string target;
   auto tally = cancelAtRandomMoments(
-      _repository.root(), 60, 2,
+      _repository.root(), 30, 2,
       [&](int number, auto completion) {
         target = number % 2 == 0 ? "side" : "main";
         return manager()->switchLocation(
@@ -83,7 +83,7 @@ TEST_F(GitPlugInCancellationTest, switchesLeaveNothingThatIsInTheWayOfTheNext) {
 TEST_F(GitPlugInCancellationTest, mergesLeaveNothingThatIsInTheWayOfTheNext) {
   std::string before = _repository.head();
   auto tally = cancelAtRandomMoments(
-      _repository.root(), 60, 3,
+      _repository.root(), 30, 3,
       [&](int number, auto completion) {
         _repository.run({"reset", "-q", "--hard", before});
         // Every other one has to make a commit, the rest only go forward.

@@ -18,7 +18,7 @@ using CheckoutOutcome = Outcome<WorkspacePtr, QRBSourceControlWorkingCopyRemotes
 /// Tests with git itself: repositories served by its own daemon, and a blueprint of them.
 class RealWorkspaceTest : public EngineTest {
  protected:
-  static constexpr int kRepositories = 30;
+  static constexpr int kRepositories = 12;
 
   void SetUp() override {
     setVariable("HOME", (_folder.path() / "home").string());
@@ -89,12 +89,6 @@ class RealWorkspaceTest : public EngineTest {
     EXPECT_FALSE(outcome->error()) << outcome->error().description();
     // It would be kept, and be mistaken for something that a test has left.
     killService("WorkingCopyScanner");
-    return std::get<0>(outcome->wait());
-  }
-  BlueprintPtr derive(const WorkspacePtr& workspace) {
-    auto outcome = Outcome<BlueprintPtr, Workspace::RemotesPtr>::make();
-    workspace->blueprintWithCompletionBlock(outcome->completion());
-    EXPECT_FALSE(outcome->error()) << outcome->error().description();
     return std::get<0>(outcome->wait());
   }
   /// Runs git in a folder, with the identity of a tester.

@@ -21,7 +21,7 @@ TEST_F(RealWorkspaceTest, ACheckoutCancelledAtAnyMomentLeavesOnlyWholeWorkingCop
     auto request = blueprint->createWorkingCopiesAtURL(
         rootURL(), [&](const String&, double, double) { ++reports; }, outcome->completion());
     // So many reports into it, and then anywhere on the way to the next.
-    int moment = static_cast<int>(random() % 100);
+    int moment = static_cast<int>(random() % (3 * kRepositories));
     while (reports < moment && outcome->calls() == 0) std::this_thread::yield();
     for (unsigned spin = random() % 20'000'000; spin > 0; --spin) std::atomic_signal_fence(std::memory_order_seq_cst);
     request->cancel();
