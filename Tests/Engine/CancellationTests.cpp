@@ -44,28 +44,5 @@ TEST_F(CancellationTest, ARequestCancelledBeforeItStartsNeverRunsItsBlock) {
   EXPECT_FALSE(ran);
 }
 
-TEST_F(CancellationTest, CancellingADiscoveryCompletesItOnceWithNoSystems) {
-  usePlugIn("hang");
-  std::promise<std::shared_ptr<const QRBSourceControlManager::Systems>> promise;
-  auto operation =
-      manager()->sourceControlSystemsWithCompletionBlock([&](const auto& systems) { promise.set_value(systems); });
-  while (childProcesses().empty()) std::this_thread::yield();
-  operation->cancel();
-  auto future = promise.get_future();
-  ASSERT_EQ(future.wait_for(kPatience), std::future_status::ready);
-  EXPECT_EQ(future.get(), nullptr);
-}
-
-TEST_F(CancellationTest, APlaceholderSystemNeverAnswersUntilItIsCancelled) {
-  auto placeholder = QRBSourceControlSystemPlaceholder::initWithPlugInIdentifier("org.nobody");
-  auto repository = QRBSourceControlRepository::initWithURL(URL::fileURL("/r"), placeholder);
-  auto outcome = RevisionOutcome::make();
-  auto operation = manager()->headRevisionOfRepository(repository, outcome->completion());
-  while (!operation->isExecuting()) std::this_thread::yield();
-  EXPECT_EQ(outcome->calls(), 0u);
-  operation->cancel();
-  EXPECT_TRUE(isCancellation(outcome->error()));
-}
-
 }  // namespace
 }  // namespace qrb::test

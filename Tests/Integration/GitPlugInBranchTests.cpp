@@ -202,24 +202,6 @@ TEST_F(GitBranches, parentsAreTakenFromWhatGitNotedAndFromWhatABranchFollows) {
               ElementsAre("origin/main", "origin/a", "origin/b", "origin/c", "origin/follows", "origin/made"));
 }
 
-TEST_F(GitBranches, aBranchThatCannotBeMadeIsToldAsSuch) {
-  GitRepository repository;
-  auto [early, earlyError] = add(repository.root(), "early", nullptr);
-  EXPECT_TRUE(has(earlyError, Code::revisionNotFound)) << "no commit to begin at: " << earlyError.description();
-  repository.commit("one");
-  repository.run({"branch", "taken"});
-  for (const char* name : {"taken", "taken/below"}) {
-    auto [made, error] = add(repository.root(), name, nullptr);
-    EXPECT_TRUE(has(error, Code::repositoryExists)) << error.description();
-    EXPECT_THAT(error.localizedDescription(), HasSubstr("“" + std::string(name) + "”"));
-    EXPECT_FALSE(underlyingMessage(error).empty());
-  }
-  auto [lost, lostError] = add(repository.root(), "lost", branch("nothing"));
-  EXPECT_TRUE(has(lostError, Code::branchNotFound)) << lostError.description();
-  EXPECT_THAT(lostError.localizedDescription(), HasSubstr("\"nothing\""));
-  EXPECT_EQ(repository.run({"for-each-ref", "--format=%(refname)"}), "refs/heads/main\nrefs/heads/taken");
-}
-
 TEST_F(GitBranches, aBranchIsRemovedUnlessAWorkingCopyHasIt) {
   GitRepository origin;
   origin.commit("one");

@@ -167,18 +167,5 @@ TEST_F(GitDiff, anEnormousPatchIsLeftOutAndSaysSo) {
   EXPECT_THAT(files.at("small")["patch"].get<std::string>(), HasSubstr("+2\n"));
 }
 
-TEST_F(GitDiff, whatIsNotThereIsToldByItsKindAndName) {
-  GitRepository repository;
-  repository.commit("one");
-  auto missing = QRBSourceControlBranch::initWithBranchName("missing", false);
-  for (bool isFirst : {true, false}) {
-    const auto [diff, error] =
-        diffOf(repository.root(), isFirst ? missing : at("HEAD"), isFirst ? at("HEAD") : missing);
-    EXPECT_TRUE(has(error, Code::branchNotFound)) << error.description();
-    EXPECT_THAT(error.localizedDescription(), HasSubstr("\"missing\""));
-  }
-  EXPECT_TRUE(has(std::get<1>(diffOf(repository.beside("none"), at("HEAD"), at("HEAD^"))), Code::repositoryNotFound));
-}
-
 }  // namespace
 }  // namespace qrb::test

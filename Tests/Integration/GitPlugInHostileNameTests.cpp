@@ -14,137 +14,51 @@ using testing::HasSubstr;
 using testing::Not;
 using Code = QRBSourceControlErrorCode;
 
-/// Where one kind of name goes into a request; the error that comes back.
+/// What requests are made of in the repository of a test.
+struct Place {
+  QRBSourceControlRepositoryPtr local;
+  QRBSourceControlWorkingCopyPtr copy;
+  QRBSourceControlRemoteRepositoryPtr itself;
+  /// For a clone of it.
+  URL clone;
+};
+
+/// The completion of any request.
+struct Done {
+  template <class... Values>
+  void operator()(const Values&... values) const {
+    promise->set_value(std::get<sizeof...(Values) - 1>(std::tie(values...)));
+  }
+  std::shared_ptr<std::promise<Error>> promise = std::make_shared<std::promise<Error>>();
+};
+
+/// Where one kind of name goes into a request.
 struct Request {
-  const char* name;
-  std::function<Error(GitRepository& repository, const std::string& hostile)> send;
+  std::string name;
+  std::function<void(const Place& at, const std::string& hostile, Done done)> send;
 };
 
 class GitHostileNames : public GitPlugInTest {
  protected:
-  template <class... Values, class Send>
-  static Error errorOf(Send&& send) {
-    Reply<Values...> reply;
-    send(reply.completion());
-    return std::get<sizeof...(Values)>(reply.wait());
-  }
   static QRBSourceControlBranchPtr branch(const std::string& name) {
     return QRBSourceControlBranch::initWithBranchName(name, false);
+  }
+  static QRBSourceControlBranchPtr branch(const std::string& name, const std::string& remote) {
+    return QRBSourceControlBranch::initWithBranchNameRemoteName(name, false, remote);
+  }
+  static QRBSourceControlBranchPtr newBranch(const std::string& name, const String& remote = {}) {
+    return QRBSourceControlBranch::initWithNewBranchName(name, remote);
   }
   static QRBSourceControlRevisionLocationPtr at(const std::string& text) {
     return QRBSourceControlRevisionLocation::initWithRevision(revision(text));
   }
-  static Error resolve(GitRepository& repository, const QRBSourceControlRevisionLocationPtr& location) {
-    return errorOf<QRBSourceControlRevisionPtr>([&](auto completion) {
-      manager()->revisionOfLocation(location, repositoryAt(repository.root()), nullptr, completion);
-    });
-  }
-  static Error diff(GitRepository& repository, const QRBSourceControlRevisionLocationPtr& from,
-                    const QRBSourceControlRevisionLocationPtr& against) {
-    return errorOf<Dictionary>([&](auto completion) {
-      manager()->diffRepository(repositoryAt(repository.root()), from, against, nullptr, completion);
-    });
-  }
-  static Error addBranch(GitRepository& repository, const QRBSourceControlBranchPtr& made,
-                         const QRBSourceControlBranchPtr& from) {
-    return errorOf<QRBSourceControlBranchPtr>([&](auto completion) {
-      manager()->addBranch(made, from, repositoryAt(repository.root()), nullptr, completion);
-    });
-  }
-  static Error removeBranch(GitRepository& repository, const QRBSourceControlBranchPtr& removed) {
-    return errorOf<>([&](auto completion) {
-      manager()->removeBranch(removed, repositoryAt(repository.root()), nullptr, nullptr, completion);
-    });
-  }
-  static Error parents(GitRepository& repository, const QRBSourceControlBranchPtr& of) {
-    return errorOf<QRBSourceControlBranchPtr, std::vector<QRBSourceControlBranchPtr>>([&](auto completion) {
-      manager()->parentBranchesOfBranch(of, repositoryAt(repository.root()), nullptr, completion);
-    });
-  }
-  static Error ancestor(GitRepository& repository, const QRBSourceControlBranchPtr& one,
-                        const QRBSourceControlBranchPtr& other) {
-    return errorOf<QRBSourceControlRevisionPtr>([&](auto completion) {
-      manager()->ancestorRevisionInRepository(repositoryAt(repository.root()), one, other, nullptr, completion);
-    });
-  }
-  static Error upstream(GitRepository& repository, const QRBSourceControlBranchPtr& of) {
-    return errorOf<QRBSourceControlBranchPtr>([&](auto completion) {
-      manager()->remoteBranchFromRepository(repositoryAt(repository.root()), of, completion);
-    });
-  }
-  static Error addRemote(GitRepository& repository, const std::string& name, const std::string& url) {
-    return errorOf<>([&](auto completion) {
-      manager()->addRemoteRepository(QRBSourceControlRemoteRepository::initUnsavedWithURL(URL(url), system()), name,
-                                     repositoryAt(repository.root()), completion);
-    });
-  }
   static QRBSourceControlRemoteRepositoryPtr remoteAt(const std::string& url) {
     return QRBSourceControlRemoteRepository::initUnsavedWithURL(URL(url), system());
   }
-  static QRBSourceControlRemoteRepositoryPtr itself(const GitRepository& repository) {
-    return remoteAt(URL::fileURL(repository.root(), true).absoluteString().str());
-  }
-  static Error removeRemoteBranch(GitRepository& repository, const QRBSourceControlBranchPtr& removed,
-                                  const QRBSourceControlRemoteRepositoryPtr& from) {
-    return errorOf<>([&](auto completion) {
-      manager()->removeBranch(removed, repositoryAt(repository.root()), from, nullptr, completion);
-    });
-  }
-  static Error download(GitRepository& repository, const QRBSourceControlRemoteRepositoryPtr& from) {
-    return errorOf<>([&](auto completion) {
-      manager()->downloadUpdatesFromRemoteRepository(from, repositoryAt(repository.root()), {}, completion);
-    });
-  }
-  static Error upload(GitRepository& repository, const QRBSourceControlBranchPtr& to,
-                      const QRBSourceControlRemoteRepositoryPtr& remote) {
-    return errorOf<>([&](auto completion) {
-      manager()->uploadCommitsToRemoteRepository(remote, repositoryAt(repository.root()), to, {}, completion);
-    });
-  }
-  static Error validate(const QRBSourceControlRemoteRepositoryPtr& remote,
-                        const QRBSourceControlRevisionLocationPtr& location) {
-    return errorOf<>(
-        [&](auto completion) { manager()->validateAuthenticationOfRepository(remote, location, nullptr, completion); });
-  }
-  static Error clone(GitRepository& repository, const QRBSourceControlRemoteRepositoryPtr& from,
-                     const QRBSourceControlRevisionLocationPtr& location) {
-    return errorOf<QRBSourceControlWorkingCopyPtr>([&](auto completion) {
-      manager()->createWorkingCopyFromRepository(from, URL::fileURL(repository.beside("clone"), true), location,
-                                                 nullptr, {}, completion);
-    });
-  }
-  static Error merge(GitRepository& repository, const QRBSourceControlBranchPtr& merged) {
-    return errorOf<>(
-        [&](auto completion) { manager()->mergeBranch(merged, workingCopyAt(repository.root()), completion); });
-  }
-  static Error switchTo(GitRepository& repository, const QRBSourceControlRevisionLocationPtr& location) {
-    return errorOf<QRBSourceControlRevisionLocationPtr>(
-        [&](auto completion) { manager()->switchLocation(location, workingCopyAt(repository.root()), completion); });
-  }
-  static Error exportFrom(GitRepository& repository, const QRBSourceControlRevisionLocationPtr& location) {
-    return errorOf<URL>([&](auto completion) {
-      manager()->exportFileFromRevisionLocation("file", workingCopyAt(repository.root()), location, URL(), completion);
-    });
-  }
-  static Error exportParent(GitRepository& repository, const std::string& of) {
-    return errorOf<URL>([&](auto completion) {
-      manager()->exportFileForParentOfRevision("file", workingCopyAt(repository.root()), revision(of), completion);
-    });
-  }
-  static Error blame(GitRepository& repository, const QRBSourceControlRevisionLocationPtr& location) {
-    return errorOf<std::vector<QRBSourceControlBlameItemPtr>>(
-        [&](auto completion) { manager()->blameFile("file", workingCopyAt(repository.root()), location, completion); });
-  }
-  static Error removeRemote(GitRepository& repository, const std::string& name) {
-    return errorOf<>([&](auto completion) {
-      manager()->removeRemoteRepositoryNamed(name, repositoryAt(repository.root()), completion);
-    });
-  }
-  static Error history(GitRepository& repository, const std::string& from, const std::string& to) {
-    HistoryQuery query;
-    query.from = revision(from);
-    query.to = revision(to);
-    return std::get<1>(historyOf(workingCopyAt(repository.root()), query));
+  Place place() const {
+    return {repositoryAt(_repository.root()), workingCopyAt(_repository.root()),
+            remoteAt(URL::fileURL(_repository.root(), true).absoluteString().str()),
+            URL::fileURL(_repository.beside("clone"), true)};
   }
 
   /// Every file below the repository's folder with its size and last change: what an attack would leave a trace in.
@@ -159,7 +73,13 @@ class GitHostileNames : public GitPlugInTest {
     return result;
   }
 
-  static void expectRefused(const Error& error, const std::string& request, const std::string& hostile) {
+  void expectRefused(const Request& each, const std::string& hostile) {
+    const std::string& request = each.name;
+    Done done;
+    auto future = done.promise->get_future();
+    each.send(place(), hostile, done);
+    ASSERT_EQ(future.wait_for(std::chrono::seconds(60)), std::future_status::ready) << request;
+    Error error = future.get();
     EXPECT_TRUE(error) << request << " took " << hostile;
     EXPECT_EQ(error.domain(), String(QRBSourceControlErrorDomain)) << request << ": " << error.description();
     // Not by the plug-in's dying of it, and not as something that the user could put right elsewhere.
@@ -195,88 +115,107 @@ TEST_F(GitHostileNames, areRefusedByNameAndLeaveNoTrace) {
                                  "refs/heads/*:refs/heads/x",
                                  "@{-1}..main",
                                  "main\x1b[2J:"};
-  const Request requests[] = {
-      {"revision of a branch", [](auto& repository, auto& name) { return resolve(repository, branch(name)); }},
-      {"revision of a remote branch",
-       [](auto& repository, auto& name) {
-         return resolve(repository, QRBSourceControlBranch::initWithBranchNameRemoteName(name, false, "origin"));
+  std::vector<Request> requests = {
+      {"parents", [](auto& in, auto& name,
+                     auto done) { manager()->parentBranchesOfBranch(branch(name), in.local, nullptr, done); }},
+      {"ancestor",
+       [](auto& in, auto& name, auto done) {
+         manager()->ancestorRevisionInRepository(in.local, branch(name), branch("main"), nullptr, done);
        }},
-      {"revision of a branch of a remote",
-       [](auto& repository, auto& name) {
-         return resolve(repository, QRBSourceControlBranch::initWithBranchNameRemoteName("main", false, name));
-       }},
-      {"revision of a tag",
-       [](auto& repository, auto& name) { return resolve(repository, QRBSourceControlTag::initWithTagName(name)); }},
-      {"revision", [](auto& repository, auto& name) { return resolve(repository, at(name)); }},
-      {"revision of a pinned branch",
-       [](auto& repository, auto& name) {
-         return resolve(repository, branch("main")->locationWithRevision(revision(name)));
-       }},
-      {"parents", [](auto& repository, auto& name) { return parents(repository, branch(name)); }},
-      {"ancestor", [](auto& repository, auto& name) { return ancestor(repository, branch(name), branch("main")); }},
       {"other's ancestor",
-       [](auto& repository, auto& name) { return ancestor(repository, branch("main"), branch(name)); }},
-      {"new branch",
-       [](auto& repository, auto& name) {
-         return addBranch(repository, QRBSourceControlBranch::initWithNewBranchName(name), nullptr);
+       [](auto& in, auto& name, auto done) {
+         manager()->ancestorRevisionInRepository(in.local, branch("main"), branch(name), nullptr, done);
        }},
+      {"new branch", [](auto& in, auto& name,
+                        auto done) { manager()->addBranch(newBranch(name), nullptr, in.local, nullptr, done); }},
       {"branch to begin at",
-       [](auto& repository, auto& name) { return addBranch(repository, branch("new"), branch(name)); }},
-      {"removed branch", [](auto& repository, auto& name) { return removeBranch(repository, branch(name)); }},
-      {"removed remote branch",
-       [](auto& repository, auto& name) {
-         return removeBranch(repository, QRBSourceControlBranch::initWithBranchName(name, false, true));
+       [](auto& in, auto& name, auto done) {
+         manager()->addBranch(branch("new"), branch(name), in.local, nullptr, done);
        }},
-      {"upstream", [](auto& repository, auto& name) { return upstream(repository, branch(name)); }},
-      {"compared branch", [](auto& repository, auto& name) { return diff(repository, branch(name), at("HEAD")); }},
-      {"branch compared with", [](auto& repository, auto& name) { return diff(repository, at("HEAD"), branch(name)); }},
-      {"compared revision", [](auto& repository, auto& name) { return diff(repository, at(name), at("HEAD")); }},
-      {"new remote", [](auto& repository, auto& name) { return addRemote(repository, name, "https://host/path"); }},
-      {"removed remote", [](auto& repository, auto& name) { return removeRemote(repository, name); }},
-      {"branch removed there",
-       [](auto& repository, auto& name) { return removeRemoteBranch(repository, branch(name), itself(repository)); }},
       {"new branch there",
-       [](auto& repository, auto& name) {
-         return addBranch(repository, QRBSourceControlBranch::initWithNewBranchName(name, "origin"), nullptr);
+       [](auto& in, auto& name, auto done) {
+         manager()->addBranch(newBranch(name, "origin"), nullptr, in.local, nullptr, done);
        }},
       {"new branch on a remote",
-       [](auto& repository, auto& name) {
-         return addBranch(repository, QRBSourceControlBranch::initWithNewBranchName("new", name), nullptr);
+       [](auto& in, auto& name, auto done) {
+         manager()->addBranch(newBranch("new", name), nullptr, in.local, nullptr, done);
        }},
+      {"removed branch", [](auto& in, auto& name,
+                            auto done) { manager()->removeBranch(branch(name), in.local, nullptr, nullptr, done); }},
+      {"removed remote branch",
+       [](auto& in, auto& name, auto done) {
+         manager()->removeBranch(branch(name, "origin"), in.local, nullptr, nullptr, done);
+       }},
+      {"branch removed there",
+       [](auto& in, auto& name, auto done) {
+         manager()->removeBranch(branch(name), in.local, in.itself, nullptr, done);
+       }},
+      {"upstream",
+       [](auto& in, auto& name, auto done) { manager()->remoteBranchFromRepository(in.local, branch(name), done); }},
+      {"new remote",
+       [](auto& in, auto& name, auto done) {
+         manager()->addRemoteRepository(remoteAt("https://host/path"), name, in.local, done);
+       }},
+      {"removed remote",
+       [](auto& in, auto& name, auto done) { manager()->removeRemoteRepositoryNamed(name, in.local, done); }},
       {"branch sent to",
-       [](auto& repository, auto& name) { return upload(repository, branch(name), itself(repository)); }},
-      {"branch asked for", [](auto& repository, auto& name) { return validate(itself(repository), branch(name)); }},
-      {"tag asked for",
-       [](auto& repository, auto& name) {
-         return validate(itself(repository), QRBSourceControlTag::initWithTagName(name));
+       [](auto& in, auto& name, auto done) {
+         manager()->uploadCommitsToRemoteRepository(in.itself, in.local, branch(name), {}, done);
        }},
-      {"cloned branch",
-       [](auto& repository, auto& name) { return clone(repository, itself(repository), branch(name)); }},
-      {"cloned tag",
-       [](auto& repository, auto& name) {
-         return clone(repository, itself(repository), QRBSourceControlTag::initWithTagName(name));
+      {"branch asked for",
+       [](auto& in, auto& name, auto done) {
+         manager()->validateAuthenticationOfRepository(in.itself, branch(name), nullptr, done);
        }},
-      {"cloned revision", [](auto& repository, auto& name) { return clone(repository, itself(repository), at(name)); }},
-      {"merged branch", [](auto& repository, auto& name) { return merge(repository, branch(name)); }},
-      {"branch switched to", [](auto& repository, auto& name) { return switchTo(repository, branch(name)); }},
+      {"merged branch", [](auto& in, auto& name, auto done) { manager()->mergeBranch(branch(name), in.copy, done); }},
       {"new branch switched to",
-       [](auto& repository, auto& name) {
-         return switchTo(repository, QRBSourceControlBranch::initWithNewBranchName(name));
+       [](auto& in, auto& name, auto done) { manager()->switchLocation(newBranch(name), in.copy, done); }},
+      {"file before a revision",
+       [](auto& in, auto& name, auto done) {
+         manager()->exportFileForParentOfRevision("file", in.copy, revision(name), done);
        }},
-      {"tag switched to",
-       [](auto& repository, auto& name) { return switchTo(repository, QRBSourceControlTag::initWithTagName(name)); }},
-      {"revision switched to", [](auto& repository, auto& name) { return switchTo(repository, at(name)); }},
-      {"file of a branch", [](auto& repository, auto& name) { return exportFrom(repository, branch(name)); }},
-      {"file of a revision", [](auto& repository, auto& name) { return exportFrom(repository, at(name)); }},
-      {"file before a revision", [](auto& repository, auto& name) { return exportParent(repository, name); }},
-      {"lines of a branch", [](auto& repository, auto& name) { return blame(repository, branch(name)); }},
-      {"lines of a revision", [](auto& repository, auto& name) { return blame(repository, at(name)); }},
-      {"history from", [](auto& repository, auto& name) { return history(repository, name, ""); }},
-      {"history to", [](auto& repository, auto& name) { return history(repository, "HEAD", name); }},
+      {"history from",
+       [](auto& in, auto& name, auto done) {
+         manager()->historyOfWorkingCopy(in.copy, revision(name), revision(""), 0, 0, {}, 0, {}, done);
+       }},
+      {"history to",
+       [](auto& in, auto& name, auto done) {
+         manager()->historyOfWorkingCopy(in.copy, revision("HEAD"), revision(name), 0, 0, {}, 0, {}, done);
+       }},
   };
+  using Location = QRBSourceControlRevisionLocationPtr;
+  const std::pair<const char*, std::function<Location(const std::string&)>> locations[] = {
+      {"branch", [](auto& name) { return branch(name); }},
+      {"remote branch", [](auto& name) { return branch(name, "origin"); }},
+      {"branch of a remote", [](auto& name) { return branch("main", name); }},
+      {"tag", [](auto& name) { return QRBSourceControlTag::initWithTagName(name); }},
+      {"revision", [](auto& name) { return at(name); }},
+      {"pinned branch", [](auto& name) { return branch("main")->locationWithRevision(revision(name)); }},
+  };
+  const std::pair<const char*, std::function<void(const Place&, const Location&, Done)>> ofLocations[] = {
+      {"revision",
+       [](auto& in, auto& where, auto done) { manager()->revisionOfLocation(where, in.local, nullptr, done); }},
+      {"difference",
+       [](auto& in, auto& where, auto done) { manager()->diffRepository(in.local, where, at("HEAD"), nullptr, done); }},
+      {"other difference",
+       [](auto& in, auto& where, auto done) { manager()->diffRepository(in.local, at("HEAD"), where, nullptr, done); }},
+      {"clone",
+       [](auto& in, auto& where, auto done) {
+         manager()->createWorkingCopyFromRepository(in.itself, in.clone, where, nullptr, {}, done);
+       }},
+      {"switch", [](auto& in, auto& where, auto done) { manager()->switchLocation(where, in.copy, done); }},
+      {"file", [](auto& in, auto& where,
+                  auto done) { manager()->exportFileFromRevisionLocation("file", in.copy, where, URL(), done); }},
+      {"lines", [](auto& in, auto& where, auto done) { manager()->blameFile("file", in.copy, where, done); }},
+  };
+  for (const auto& [what, send] : ofLocations) {
+    for (const auto& [kind, make] : locations) {
+      requests.push_back({what + std::string(" of a ") + kind,
+                          [send = send, make = make](auto& in, auto& name, auto done) { send(in, make(name), done); }});
+    }
+  }
   auto before = traces(_repository);
   for (const Request& request : requests) {
-    for (const std::string& name : hostile) expectRefused(request.send(_repository, name), request.name, name);
+    for (const std::string& name : hostile) expectRefused(request, name);
   }
   EXPECT_EQ(traces(_repository), before);
 }
@@ -295,13 +234,32 @@ TEST_F(GitHostileNames, addressesThatRunProgramsAreRefusedAndNotStored) {
                               std::string("https://host/\nfetch = +x"),
                               std::string("../relative"),
                               std::string("ftp://host/path")};
-  for (const std::string& url : urls) {
-    expectRefused(addRemote(_repository, "new", url), "new remote", url);
-    expectRefused(download(_repository, remoteAt(url)), "download", url);
-    expectRefused(upload(_repository, branch("main"), remoteAt(url)), "upload", url);
-    expectRefused(removeRemoteBranch(_repository, branch("main"), remoteAt(url)), "branch removed there", url);
-    expectRefused(validate(remoteAt(url), nullptr), "validation", url);
-    expectRefused(clone(_repository, remoteAt(url), nullptr), "clone", url);
+  const Request requests[] = {
+      {"new remote",
+       [](auto& in, auto& url, auto done) { manager()->addRemoteRepository(remoteAt(url), "new", in.local, done); }},
+      {"download",
+       [](auto& in, auto& url, auto done) {
+         manager()->downloadUpdatesFromRemoteRepository(remoteAt(url), in.local, {}, done);
+       }},
+      {"upload",
+       [](auto& in, auto& url, auto done) {
+         manager()->uploadCommitsToRemoteRepository(remoteAt(url), in.local, branch("main"), {}, done);
+       }},
+      {"branch removed there",
+       [](auto& in, auto& url, auto done) {
+         manager()->removeBranch(branch("main"), in.local, remoteAt(url), nullptr, done);
+       }},
+      {"validation",
+       [](auto&, auto& url, auto done) {
+         manager()->validateAuthenticationOfRepository(remoteAt(url), nullptr, nullptr, done);
+       }},
+      {"clone",
+       [](auto& in, auto& url, auto done) {
+         manager()->createWorkingCopyFromRepository(remoteAt(url), in.clone, nullptr, nullptr, {}, done);
+       }},
+  };
+  for (const Request& request : requests) {
+    for (const std::string& url : urls) expectRefused(request, url);
   }
   EXPECT_EQ(traces(_repository), before);
 }

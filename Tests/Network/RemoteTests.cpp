@@ -169,28 +169,5 @@ TEST_F(GitRemotes, noRepositoryIsMadeWhereOneIsOrNoneCanBe) {
   EXPECT_EQ(repository.head(), head);
 }
 
-TEST_F(GitRemotes, whatGitHasNoNotionOfIsToldAsSuch) {
-  GitRepository repository;
-  auto asked = repositoryAt(repository.root());
-  Reply<std::vector<QRBSourceControlPathLocationPtr>> paths;
-  manager()->listSubpathsOfRepository(asked, QRBSourceControlPathLocation::rootPathLocation(), paths.completion());
-  EXPECT_TRUE(has(std::get<1>(paths.wait()), Code::systemBrowsingRepositoriesUnsupported));
-  Reply<QRBSourceControlRevisionLocationPtr, QRBSourceControlBranchAndTagLocationsPtr> layout;
-  manager()->automaticallyDetectBranchAndTagLocationsForRepository(
-      asked, QRBSourceControlPathLocation::rootPathLocation(), layout.completion());
-  EXPECT_TRUE(has(std::get<2>(layout.wait()), Code::systemBranchAndTagLocationsUnsupported));
-  Reply<URL, QRBSourceControlPathLocationPtr> root;
-  auto remote = QRBSourceControlRemoteRepository::initUnsavedWithURL(URL("https://host/x"), system());
-  manager()->updateRepositoryURLRootForRepository(remote, root.completion());
-  EXPECT_TRUE(has(std::get<2>(root.wait()), Code::systemRootURLOfRepositoriesUnsupported));
-  for (const auto& [folder, code] : {std::pair(repository.root(), Code::workingCopyUpgradeNotNeeded),
-                                     std::pair(repository.beside("nothing"), Code::workingCopyNotFound)}) {
-    Reply<> upgrade;
-    manager()->upgradeWorkingCopy(workingCopyAt(folder), {}, upgrade.completion());
-    Error error = std::get<0>(upgrade.wait());
-    EXPECT_TRUE(has(error, code)) << error.description();
-  }
-}
-
 }  // namespace
 }  // namespace qrb::test

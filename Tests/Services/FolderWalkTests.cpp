@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -61,14 +60,6 @@ TEST_F(FolderWalkTest, WhatIsInAMetadataFolderIsNotLookedAt) {
   EXPECT_THAT(found({".git", ".svn"}), ElementsAre(".", "svn"));
 }
 
-TEST_F(FolderWalkTest, OtherNamesAreNotMistaken) {
-  folder(".gitignore");
-  folder("x.git");
-  folder(".GIT");
-  folder("git");
-  EXPECT_THAT(found(), IsEmpty());
-}
-
 TEST_F(FolderWalkTest, NoLinkIsFollowedSoALoopEnds) {
   folder("tree/.git");
   fs::create_directory_symlink(root(), at("tree/up"));
@@ -106,13 +97,6 @@ TEST_F(FolderWalkTest, AFolderThatCannotBeReadHidesOnlyWhatIsInIt) {
   fs::permissions(at("locked"), fs::perms::none);
   Unprivileged unprivileged;
   EXPECT_THAT(found(), ElementsAre("a", "z"));
-}
-
-TEST_F(FolderWalkTest, ARootThatIsMissingOrNoFolderHoldsNothing) {
-  file("file");
-  EXPECT_THAT(findFoldersHolding({".git"}, at("missing")), IsEmpty());
-  EXPECT_THAT(findFoldersHolding({".git"}, at("file")), IsEmpty());
-  EXPECT_THAT(findFoldersHolding({".git"}, ""), IsEmpty());
 }
 
 TEST_F(FolderWalkTest, FindsAllInATreeThatSeveralThreadsShare) {

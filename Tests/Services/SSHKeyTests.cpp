@@ -75,16 +75,6 @@ TEST_F(SSHKeyTest, AGeneratedKeyOpensWithItsPassphraseAndNoOther) {
   }
 }
 
-TEST_F(SSHKeyTest, ARandomPassphraseIsGivenWhereNoneIs) {
-  auto outcome = StrategyOutcome::make();
-  Strategy::generateNewKeysInFolder(URL::fileURL(keys(), true), "from the strategy", outcome->completion());
-  auto [strategy, error] = outcome->wait();
-  ASSERT_FALSE(error) << error.description();
-  EXPECT_GE(strategy->privateKeyPassword().size(), 200u);
-  EXPECT_THAT(publicKeyOf(strategy->privateKeyFile().path().str(), strategy->privateKeyPassword().str()),
-              HasSubstr("from the strategy"));
-}
-
 // A program in front of ssh-keygen that writes down how it was called, and calls it.
 TEST_F(SSHKeyTest, ThePassphraseIsInNoArgumentEnvironmentOrFile) {
   std::string record = home() + "/record";

@@ -217,20 +217,6 @@ TEST_F(AccountManagerTest, AChangeIsSavedInThePlaceOfWhatItWasAndLeavesTheRest) 
   EXPECT_EQ(fileText(), before);
 }
 
-TEST_F(AccountManagerTest, NamesAndPlacesAreTakenOnce) {
-  save(account("web", "https://host/", basic("ann")));
-  EXPECT_THAT(manager->save(account("web", "https://other/", nullptr)).localizedDescription(), HasSubstr("\"web\""));
-  EXPECT_THAT(manager->save(account("second", "https://host/", basic("ann", "other"))).localizedDescription(),
-              HasSubstr("same server and user"));
-  save(account("second", "https://host/", basic("bob")));
-  EXPECT_THAT(store->secrets, SizeIs(2));
-  EXPECT_FALSE(manager->remove(listed()[0]));
-  EXPECT_THAT(names(), ElementsAre("second"));
-  EXPECT_THAT(store->secrets, ElementsAre(Pair(Pair("https://host/", "bob"), "secret")));
-  restart();
-  EXPECT_THAT(names(), ElementsAre("second"));
-}
-
 TEST_F(AccountManagerTest, WhatThisVersionDoesNotUnderstandIsSkippedAndKept) {
   const char* odd = R"({"QRBSourceControlAccountDefaultsKey": [
     {"QRBSourceControlAccountAuthTypeKey": 64, "QRBSourceControlAccountURLKey": "https://later/"},

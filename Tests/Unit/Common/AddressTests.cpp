@@ -138,12 +138,6 @@ TEST(Strings, StandardizeRelativePathsWithoutClimbingAboveTheStart) {
   for (const auto& [path, expected] : cases) EXPECT_EQ(qrbscm_stringByStandardizingRelativePath(path), expected);
 }
 
-TEST(Strings, LoseOneTrailingSlash) {
-  EXPECT_EQ(qrbscm_stringByDeletingTrailingSlash("a/b//"), "a/b/");
-  EXPECT_EQ(qrbscm_stringByDeletingTrailingSlash("/"), "");
-  EXPECT_EQ(qrbscm_stringByDeletingTrailingSlash("a"), "a");
-}
-
 TEST(Strings, AreJoinedAsURLTextWithoutDoublingTheSlashAtTheJoint) {
   struct Case {
     const char *url, *component, *joined;

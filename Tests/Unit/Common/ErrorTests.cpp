@@ -24,8 +24,6 @@ TEST(Errors, NameWhatTheyAreAbout) {
        "The working copy “my copy” already exists."},
       {QRBSourceControlError_RepositoryExists(URL::fileURL("/a/\xff")), -204,
        "The working copy “\xef\xbf\xbd” already exists."},
-      {QRBSourceControlError_RepositoryExists({}), -204, "The working copy “(null)” already exists."},
-      {QRBSourceControlError_AuthenticationSSHKeyInvalid(kKey), -1030, "The SSH key “id_rsa” is not valid."},
       {QRBSourceControlError_AuthenticationSSHPublicKeyNotFound(kKey), -1033,
        "The SSH key “id_rsa” does not have a valid public key."},
       {QRBSourceControlError_InvalidURL(URL(String("svn://x")), "Git", nullptr), -10,
@@ -34,8 +32,6 @@ TEST(Errors, NameWhatTheyAreAbout) {
        "The source control operation failed because the URL \"svn://u@x\" cannot be used with Git."},
       {QRBSourceControlError_RepositoryLocked("Tools", nullptr), -203, "The repository “Tools” is locked."},
       {QRBSourceControlError_RepositoryLocked(nullptr, nullptr), -203, "The repository is locked."},
-      {QRBSourceControlError_LocationNotFound(-250, "x", nullptr), -250,
-       "The source control operation failed because the location \"x\" could not be found."},
       {QRBSourceControlError_LocationNotFound(-252, nullptr, nullptr), -252,
        "The source control operation failed because the branch could not be found."},
       {QRBSourceControlError_LocationNotFound(-253, "release-1", nullptr), -253,
@@ -43,8 +39,6 @@ TEST(Errors, NameWhatTheyAreAbout) {
       {QRBSourceControlError_LocationNotFound(-254, "%@", nullptr), -254,
        "The source control operation failed because the path \"%@\" could not be found."},
       {QRBSourceControlError_LocationNotFound(-251, "", nullptr), -251,
-       "The source control operation failed because the revision could not be found."},
-      {QRBSourceControlError_LocationNotFound(7, "", nullptr), 7,
        "The source control operation failed because the revision could not be found."},
   };
   for (const ErrorCase& each : cases) {

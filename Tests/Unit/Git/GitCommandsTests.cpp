@@ -60,43 +60,6 @@ TEST(GitCommands, refuseNamesThatGitWouldReadAsSomethingElse) {
   EXPECT_FALSE(gitHistoryCommand({"", "", 0, 0, "", 0, std::string("a\0b", 3)}));
 }
 
-TEST(GitCommands, tellBareShallowAndLinkedRepositories) {
-  GitTestRepository repository;
-  repository.write("file", "x");
-  std::string first = repository.commit("first");
-  repository.commit("second");
-  auto locate = [&](const std::string& folder) {
-    auto command = gitLocationCommand();
-    command.arguments.insert(command.arguments.begin(), {"-C", folder});
-    return gitReadLocation(repository.run(command).output);
-  };
-  repository.git({"clone", "-q", "--bare", ".", "bare.git"});
-  auto bare = locate("bare.git");
-  ASSERT_TRUE(bare);
-  EXPECT_TRUE(bare->isBare);
-  EXPECT_EQ(bare->root, "");
-  EXPECT_EQ(bare->gitDirectory, (repository.root() / "bare.git").string());
-  repository.git({"clone", "-q", "--depth=1", "file://" + repository.root().string(), "shallow"});
-  auto shallow = locate("shallow");
-  ASSERT_TRUE(shallow);
-  EXPECT_TRUE(shallow->isShallow);
-  repository.git({"worktree", "add", "-q", "linked", "-b", "linked"});
-  auto linked = locate("linked");
-  ASSERT_TRUE(linked);
-  EXPECT_EQ(linked->root, (repository.root() / "linked").string());
-  EXPECT_EQ(linked->commonDirectory, (repository.root() / ".git").string());
-  EXPECT_NE(linked->gitDirectory, linked->commonDirectory);
-  // The identifier is that of the first commit, in a clone too.
-  for (const char* folder : {".", "bare.git", "linked"}) {
-    auto command = gitRepositoryIdentifierCommand();
-    command.arguments.insert(command.arguments.begin(), {"-C", folder});
-    EXPECT_EQ(repository.run(command).output, first + "\n") << folder;
-  }
-  for (const char* text : {"", "false\n", "maybe\nfalse\n", "false\nfalse\n/x\n", "false\nfalse\n/x\nfalse\n/y"}) {
-    EXPECT_FALSE(gitReadLocation(text)) << text;
-  }
-}
-
 struct FailureCase {
   const char* text;
   GitFailureKind kind;
@@ -164,15 +127,6 @@ class GitFailureOfRepository : public testing::Test {
   GitTestRepository repository;
 };
 
-TEST_F(GitFailureOfRepository, beforeTheFirstCommitIsAnUnbornHead) {
-  EXPECT_EQ(failure(repository.run(gitHistoryCommand({}))).kind, GitFailureKind::unbornHead);
-  EXPECT_EQ(failure(repository.run(gitRepositoryIdentifierCommand())).kind, GitFailureKind::unbornHead);
-  EXPECT_EQ(failure(repository.run(gitRemoteStatusCommand())).kind, GitFailureKind::noUpstream);
-  GitHistoryRequest all;
-  all.inclusionType = QRBSourceControlHistoryAllBranches;
-  EXPECT_EQ(repository.run(gitHistoryCommand(all)).exitCode, 0);
-}
-
 TEST_F(GitFailureOfRepository, isToldApartByWhatIsWrong) {
   repository.write("file", "x");
   repository.commit("first");
@@ -210,21 +164,6 @@ TEST_F(GitFailureOfRepository, isToldApartByWhatIsWrong) {
   EXPECT_EQ(failure(repository.run(gitStatusCommand({}))).kind, GitFailureKind::repositoryTooNew);
   std::filesystem::remove_all(repository.root() / ".git");
   EXPECT_EQ(failure(repository.run(gitStatusCommand({}))).kind, GitFailureKind::notARepository);
-}
-
-TEST_F(GitFailureOfRepository, inTheMiddleOfAMergeIsToldAsThat) {
-  repository.write("file", "base");
-  repository.commit("base");
-  repository.git({"checkout", "-q", "-b", "theirs"});
-  repository.write("file", "theirs");
-  repository.commit("theirs");
-  repository.git({"checkout", "-q", "main"});
-  repository.write("file", "ours");
-  repository.commit("ours");
-  EXPECT_EQ(repository.run({"merge", "theirs"}).exitCode, 1);
-  EXPECT_EQ(failure(repository.run({"merge", "theirs"})).kind, GitFailureKind::midOperation);
-  EXPECT_EQ(failure(repository.run({"commit", "-q", "-m", "x"})).kind, GitFailureKind::midOperation);
-  EXPECT_EQ(failure(repository.run({"checkout", "theirs"})).kind, GitFailureKind::midOperation);
 }
 
 }  // namespace

@@ -205,15 +205,4 @@ TEST_F(SingleRepositoryAccounts, DoNotKeepTheirRepositoryAlive) {
   EXPECT_EQ(account->validateAuthenticationWithCompletionBlock({}), nullptr);
 }
 
-TEST_F(SingleRepositoryAccounts, ListTheirOneRepositoryAtOnce) {
-  auto account = Single::initWithRepository(repository, nullptr);
-  std::vector<QRBSourceControlRemoteRepositoryPtr> listed;
-  EXPECT_EQ(account->listRepositoriesWithCompletionBlock([&](const auto& repositories, const qrb::Error& error) {
-    EXPECT_FALSE(error);
-    listed = repositories;
-  }),
-            nullptr);
-  EXPECT_THAT(listed, testing::ElementsAre(repository));
-}
-
 }  // namespace

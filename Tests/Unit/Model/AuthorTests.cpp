@@ -103,15 +103,6 @@ TEST_F(AuthorPairing, ChangesOfThePairedRecordArriveAndOthersDoNot) {
   }
 }
 
-TEST_F(AuthorPairing, OneEventIsHandledOnce) {
-  book->put(person("Ann"));
-  author->setPairedPerson(book->people["P1"]);
-  auto notification = std::make_shared<const Notification>(Notification{{"P1"}, {}, {}, false});
-  author->abDatabaseChangedNotification(notification);
-  author->abDatabaseChangedNotification(notification);
-  EXPECT_EQ(book->lookUps, 1);
-}
-
 TEST_F(AuthorPairing, EndsWithNullAndWithTheAuthor) {
   book->put(person("Ann"));
   author->setPairedPerson(book->people["P1"]);

@@ -29,18 +29,6 @@ QRBSourceControlRevisionPtr revision(const char* identifier) {
   return QRBSourceControlRevision::initWithIdentifier(identifier);
 }
 
-TEST(Locations, NeedAName) {
-  for (String absent : {String(), String("")}) {
-    EXPECT_EQ(Branch::initWithBranchName(absent, true), nullptr);
-    EXPECT_EQ(Branch::initWithBranchNameRemoteName(absent, true, "origin"), nullptr);
-    EXPECT_EQ(Branch::initWithNewBranchName(absent), nullptr);
-    EXPECT_EQ(Branch::initWithNewBranchName(absent, "origin"), nullptr);
-    EXPECT_EQ(Tag::initWithTagName(absent), nullptr);
-    EXPECT_EQ(Tag::initWithNewTagName(absent), nullptr);
-    EXPECT_EQ(Path::initWithRelativePath(absent), nullptr);
-  }
-}
-
 TEST(Locations, AreEqualByTheirOwnRules) {
   auto r1 = revision("1"), r2 = revision("2");
   auto plain = Branch::initWithBranchName("x", false);

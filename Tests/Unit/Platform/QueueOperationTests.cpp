@@ -120,18 +120,6 @@ TEST(OperationQueue, NeverExceedsItsLimitAndLosesNothing) {
   EXPECT_LE(highest, 3);
 }
 
-TEST(OperationQueue, WithALimitOfOneTheOrderIsExact) {
-  OperationQueue queue("one");
-  queue.setMaxConcurrentOperationCount(1);
-  std::vector<int> order;
-  for (int number = 0; number < 200; ++number) {
-    queue.addOperation(std::make_shared<BlockOperation>([&order, number] { order.push_back(number); }));
-  }
-  queue.waitUntilAllOperationsAreFinished();
-  ASSERT_EQ(order.size(), 200U);
-  EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
-}
-
 TEST(OperationQueue, AStartThatBlocksDoesNotStarveTheOthers) {
   // Each block waits for all of them to run at once, so fewer threads than blocks would never end.
   constexpr int count = 12;

@@ -90,22 +90,6 @@ struct Reader {
   qrb::ObserverToken token;
 };
 
-TEST(OutputReader, GivesEachPieceAsItComesAndCollectsAll) {
-  std::int64_t outstanding = 0;
-  Reader reader(outstanding);
-  reader.start();
-  for (const char* piece : {"one ", "two ", "three"}) {
-    reader.write(piece);
-    EXPECT_EQ(RunLoop::current().runOnce(), 1u);
-    EXPECT_EQ(outstanding, 1);
-  }
-  reader.input.reset();
-  RunLoop::current().run();
-  EXPECT_EQ(outstanding, 0);
-  EXPECT_THAT(reader.chunks, testing::ElementsAre("one ", "two ", "three"));
-  EXPECT_EQ(reader.buffer, "one two three");
-}
-
 TEST(OutputReader, SharesItsCounterWithOthersAndAllHasComeWhenItIsZero) {
   std::int64_t outstanding = 0;
   Reader first(outstanding), second(outstanding);

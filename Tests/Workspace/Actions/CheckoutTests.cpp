@@ -101,17 +101,5 @@ TEST_F(CheckoutTest, CancelledAtTheLastRepositoryItTellsWhatThereIs) {
   EXPECT_TRUE(isCancellation(failures->valueFor(blueprint->remoteRepositories()[1])));
 }
 
-TEST_F(CheckoutTest, CancelledBeforeItBeginsItStillAnswers) {
-  auto blueprint = Blueprint::init();
-  blueprint->addRemoteRepository(remote("a"), "a");
-  HeldQueue queue(blueprint->_blueprintOperationQueue());
-  auto outcome = CheckoutOutcome::make();
-  blueprint->createWorkingCopiesAtURL(URL::fileURL("/disk"), {}, outcome->completion())->cancel();
-  blueprint->createWorkingCopiesAtURL(URL::fileURL("/disk"), {}, {})->cancel();
-  queue.release();
-  EXPECT_EQ(outcome->error().code(), kAbandoned);
-  EXPECT_TRUE(asked().empty());
-}
-
 }  // namespace
 }  // namespace qrb::test

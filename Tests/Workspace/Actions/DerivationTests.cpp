@@ -139,17 +139,6 @@ TEST_F(DerivationTest, TheFirstFailureEndsIt) {
   for (const std::string& line : asked()) EXPECT_EQ(line.find("gamma"), std::string::npos) << line;
 }
 
-TEST_F(DerivationTest, CancelledInTheMiddleItEndsWithTheCancellation) {
-  script({{"remotes alpha", remotes("https://host/alpha.git")}, {"location beta", {{"hang", true}}}});
-  auto outcome = DerivationOutcome::make();
-  auto request = workspace()->blueprintWithCompletionBlock(outcome->completion());
-  awaitAsked("location beta");
-  request->cancel();
-  auto [blueprint, remotesOfCopies, error] = outcome->wait();
-  EXPECT_EQ(blueprint, nullptr);
-  EXPECT_TRUE(isCancellation(error)) << error.description();
-}
-
 TEST_F(DerivationTest, CancelledBetweenTwoRequestsItRecordsWhatTheCallerChose) {
   auto chosen = std::make_shared<Workspace::Remotes>();
   chosen->set(gamma, remote("mine"));
