@@ -1,7 +1,6 @@
 #include <random>
 
 #include "GitWorkTesting.h"
-#include "QRBSourceControlAuthor.h"
 #include "QRBSourceControlBlameItem.h"
 #include "QRBSourceControlLogItem.h"
 
@@ -10,7 +9,6 @@ namespace qrb::test {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::HasSubstr;
 using Items = std::vector<QRBSourceControlBlameItemPtr>;
 
 struct Line {

@@ -11,7 +11,6 @@ namespace {
 namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 using Status = std::map<std::string, Words>;
 
 class GitPlugInCommitTest : public GitWorkTest {

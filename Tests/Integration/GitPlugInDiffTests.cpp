@@ -36,11 +36,6 @@ class GitDiff : public GitPlugInTest {
   static QRBSourceControlRevisionLocationPtr workingCopy() {
     return at(QRBSourceControlRevision::sharedUnversionedRevision());
   }
-  static QRBSourceControlRevisionLocationPtr nothing() { return at(QRBSourceControlRevision::sharedInitialRevision()); }
-  static bool has(const Error& error, Code code) {
-    return error.domain() == String(QRBSourceControlErrorDomain) && error.code() == static_cast<std::int64_t>(code);
-  }
-
   /// Everything that a comparison says, put together again in the forms that git itself prints.
   struct Texts {
     std::string raw;

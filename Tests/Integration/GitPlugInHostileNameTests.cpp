@@ -12,7 +12,6 @@ namespace {
 
 using testing::HasSubstr;
 using testing::Not;
-using Code = QRBSourceControlErrorCode;
 
 /// What requests are made of in the repository of a test.
 struct Place {

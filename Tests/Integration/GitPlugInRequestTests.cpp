@@ -7,7 +7,6 @@
 namespace qrb::test {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 using Code = QRBSourceControlErrorCode;
 

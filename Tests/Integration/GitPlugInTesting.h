@@ -134,11 +134,6 @@ class GitPlugInTest : public testing::Test {
     return result;
   }
 
-  static auto baseRevisionOf(const std::string& root) {
-    Reply<QRBSourceControlRevisionPtr> reply;
-    manager()->baseRevisionOfWorkingCopy(workingCopyAt(root), reply.completion());
-    return reply.wait();
-  }
   static auto locationOf(const std::string& root) {
     Reply<QRBSourceControlRevisionLocationPtr> reply;
     manager()->currentLocationOfWorkingCopy(workingCopyAt(root), reply.completion());

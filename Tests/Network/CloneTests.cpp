@@ -10,12 +10,8 @@
 namespace qrb::test {
 namespace {
 
-using testing::AllOf;
-using testing::AnyOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 
 class CloneTest : public NetworkTest {
  protected:

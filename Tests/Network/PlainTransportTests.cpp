@@ -4,7 +4,6 @@
 namespace qrb::test {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 

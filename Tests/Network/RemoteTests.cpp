@@ -38,11 +38,6 @@ class GitRemotes : public GitPlugInTest {
                                    repositoryAt(root), reply.completion());
     return std::get<0>(reply.wait());
   }
-  static Error remove(const std::string& root, const std::string& name) {
-    Reply<> reply;
-    manager()->removeRemoteRepositoryNamed(name, repositoryAt(root), reply.completion());
-    return std::get<0>(reply.wait());
-  }
   static auto create(const URL& url) {
     Reply<QRBSourceControlRepositoryPtr> reply;
     manager()->createRepositoryAtFileURL(url, system(), reply.completion());

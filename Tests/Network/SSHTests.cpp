@@ -8,8 +8,6 @@
 namespace qrb::test {
 namespace {
 
-using testing::HasSubstr;
-
 constexpr const char* passphrase = "pass $(touch x) '\"\\ phrase";
 
 /// An agent with one key, for as long as the object lives.

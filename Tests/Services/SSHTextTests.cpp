@@ -8,7 +8,6 @@
 namespace qrb::test {
 namespace {
 
-using testing::ElementsAre;
 using testing::Pair;
 using testing::UnorderedElementsAre;
 

@@ -7,10 +7,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -94,11 +92,6 @@ inline std::vector<ProcessEntry> processesWhere(const std::function<bool(const P
 /// The children of this process, zombies included.
 inline std::vector<ProcessEntry> childProcesses() {
   return processesWhere([self = getpid()](const ProcessEntry& entry) { return entry.parent == self; });
-}
-
-/// The members of a process group, zombies included.
-inline std::vector<ProcessEntry> processesOfGroup(pid_t group) {
-  return processesWhere([group](const ProcessEntry& entry) { return entry.group == group; });
 }
 
 /// The members of a session, zombies included.

@@ -126,7 +126,7 @@ class ScriptedPlugIn : public QRBSourceControlPlugInPrimary {
     }
     auto workingCopy = QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
         localAddress, QRBSourceControlRepository::initWithURL(localAddress, repository->sourceControlSystem()));
-    completionBlock(entry.value("nothing", false) ? nullptr : workingCopy, error(entry));
+    completionBlock(workingCopy, error(entry));
   }
 
   void repositoryURLRootForRepository(const QRBSourceControlRemoteRepositoryPtr& repository,

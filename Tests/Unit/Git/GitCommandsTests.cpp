@@ -10,7 +10,6 @@
 #include "QRBSourceControlHistoryTypes.h"
 
 using testing::Contains;
-using testing::ElementsAre;
 using testing::Not;
 
 namespace {

@@ -119,12 +119,6 @@ class GitHistoryOfRepository : public testing::Test {
     return reading.values;
   }
 
-  std::vector<std::string> messages(const GitHistoryRequest& request) {
-    std::vector<std::string> result;
-    for (const ReadCommit& commit : history(request)) result.push_back(commit.message);
-    return result;
-  }
-
   GitTestRepository repository;
 };
 

@@ -8,8 +8,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-
 struct Step {
   double fraction;
   std::string text;

@@ -6,7 +6,6 @@
 #include "QRBSourceControlStatusValues.h"
 
 using namespace std::string_literals;
-using testing::UnorderedElementsAre;
 
 namespace {
 

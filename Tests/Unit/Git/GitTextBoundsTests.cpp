@@ -5,7 +5,6 @@
 #include "GitParserDrivers.h"
 
 using namespace std::string_literals;
-using testing::ElementsAre;
 
 namespace {
 

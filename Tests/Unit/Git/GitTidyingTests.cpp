@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <memory>
 
 #include "FileDescriptor.h"
@@ -21,7 +20,6 @@
 #include "TemporaryDirectory.h"
 
 using namespace std::string_literals;
-using testing::ElementsAre;
 
 namespace {
 

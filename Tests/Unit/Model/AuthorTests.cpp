@@ -10,7 +10,6 @@
 
 namespace {
 
-using qrb::test::throughArchive;
 using Author = QRBSourceControlAuthor;
 using Person = QRBSourceControlPerson;
 using Notification = QRBSourceControlAddressBookNotification;

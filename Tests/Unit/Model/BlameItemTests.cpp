@@ -12,7 +12,6 @@
 
 namespace {
 
-using qrb::test::throughArchive;
 using BlameItem = QRBSourceControlBlameItem;
 
 QRBSourceControlLogItemPtr logItem(const char* revision) {

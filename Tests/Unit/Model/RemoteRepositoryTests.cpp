@@ -9,13 +9,12 @@
 
 #include "ModelTesting.h"
 #include "QRBSourceControlAccountManager.h"
+#include "QRBSourceControlAccount.h"
 #include "QRBSourceControlBasicAuthenticationStrategy.h"
-#include "QRBSourceControlSingleRepositoryAccount.h"
 
 namespace {
 
 using qrb::test::makeSystem;
-using qrb::test::throughArchive;
 using Remote = QRBSourceControlRemoteRepository;
 using RemotePtr = QRBSourceControlRemoteRepositoryPtr;
 using StrategyPtr = QRBSourceControlAuthenticationStrategyPtr;

@@ -7,8 +7,6 @@
 
 namespace {
 
-using qrb::detail::QRBSourceControlConceptualRevision;
-using qrb::detail::QRBSourceControlUnversionedRevision;
 using qrb::test::throughArchive;
 using Revision = QRBSourceControlRevision;
 using RevisionPtr = QRBSourceControlRevisionPtr;

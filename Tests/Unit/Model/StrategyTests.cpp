@@ -1,14 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <set>
-#include <sstream>
 
 #include "ModelTesting.h"
 #include "QRBSourceControlBasicAuthenticationStrategy.h"
@@ -69,15 +67,6 @@ TEST(Strategies, KnowWhichURLsTheyCanServe) {
 
 class KeyFiles : public testing::Test {
  protected:
-  static std::string contentOf(const URL& file) {
-    std::stringstream content;
-    content << std::ifstream(file.path().str()).rdbuf();
-    return content.str();
-  }
-  static mode_t permissionsOf(const URL& file) {
-    struct stat status;
-    return ::stat(file.path().str().c_str(), &status) == 0 ? status.st_mode & 07777u : 0;
-  }
   // Every file below the folder.
   std::size_t fileCount() const {
     std::size_t count = 0;

@@ -14,7 +14,6 @@ namespace {
 using System = QRBSourceControlSystem;
 using Placeholder = QRBSourceControlSystemPlaceholder;
 using qrb::String;
-using qrb::test::throughArchive;
 
 QRBSourceControlSystemPtr system(String identifier, String version = "1", std::set<String> hints = {},
                                  String name = "Name", bool flag = false) {

@@ -9,8 +9,6 @@
 namespace qrb {
 namespace {
 
-using testing::HasSubstr;
-
 std::optional<Dictionary> read(std::string_view document) {
   std::string problem;
   auto value = valueFromPropertyList(document, problem);

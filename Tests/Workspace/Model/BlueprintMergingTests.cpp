@@ -5,7 +5,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::UnorderedElementsAre;
 
 using BlueprintMerging = BlueprintTest;
 using Basic = QRBSourceControlBasicAuthenticationStrategy;

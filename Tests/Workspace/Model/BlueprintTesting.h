@@ -114,10 +114,6 @@ inline Dictionary everythingOf(const Blueprint& blueprint) {
   return blueprint.dictionaryRepresentationWithOptions(kAllCurrentOptions);
 }
 
-inline std::string repositoryIdentifierOf(const RemotePtr& repository) {
-  return repository->identifier().str() + "+++" + repository->secondaryIdentifier().str();
-}
-
 inline std::string layoutOf(const BlueprintPtr& blueprint, const RemotePtr& repository) {
   auto layout = blueprint->branchAndTagLocationsForRemoteRepository(repository);
   return layout == nullptr ? "none" : layout->description();
