@@ -8,8 +8,8 @@
 #include <thread>
 
 #include "ModelTesting.h"
-#include "QRBSourceControlAccountManager.h"
 #include "QRBSourceControlAccount.h"
+#include "QRBSourceControlAccountManager.h"
 #include "QRBSourceControlBasicAuthenticationStrategy.h"
 
 namespace {
