@@ -12,6 +12,7 @@ namespace {
 constexpr std::size_t longestPatch = std::size_t{8} << 20;
 constexpr std::size_t longestTogether = std::size_t{96} << 20;
 constexpr std::string_view fileMark = "Index: ";
+constexpr std::string_view propertyMark = "Property changes on: ";
 
 /// The second number of "12,3"; 1 where there is one alone.
 std::uint64_t countOf(std::string_view range) {
@@ -91,6 +92,7 @@ void SubversionDiffParser::beginFile(std::string_view path) {
   _files.push_back({std::string(path), {}, 0, 0, false, false});
   _isInProperties = false;
   _isInHeader = true;
+  _hasContents = false;
   _isAdded = false;
   _isDeleted = false;
 }
@@ -140,6 +142,8 @@ void SubversionDiffParser::takeLine(std::string_view line) {
   }
   if (_files.empty()) return;
   SubversionDiffFile& file = _files.back();
+  // No line of what a binary file is told by begins like another file.
+  if (file.isBinary && !_isInProperties && !line.starts_with(propertyMark)) return;
   if (isContent) {
     char kind = line.empty() ? ' ' : line.front();
     if (kind == '+' && _newLines > 0) {
@@ -156,11 +160,19 @@ void SubversionDiffParser::takeLine(std::string_view line) {
     return;
   } else if (readHunk(line, _oldLines, _newLines)) {
     _isInHeader = false;
-  } else {
-    if (line.starts_with("Property changes on: ")) _isInProperties = true;
-    if (line.starts_with("Cannot display: file marked as a binary type.") || line.starts_with("GIT binary patch")) {
-      file.isBinary = true;
-    }
+    _hasContents |= !_isInProperties;
+  } else if (line.starts_with(propertyMark)) {
+    _isInProperties = true;
+    // Where nothing but properties differs, there is nothing to apply.
+    if (!_hasContents && !_isAdded && !_isDeleted) file.patch.clear();
+    append(std::string(propertyMark) + file.path + "\n");
+    return;
+  } else if (line.starts_with("Cannot display: file marked as a binary type.") ||
+             line.starts_with("GIT binary patch")) {
+    file.isBinary = _hasContents = true;
+    append("Binary files " + (_isAdded ? "/dev/null" : "a/" + file.path) + " and " +
+           (_isDeleted ? "/dev/null" : "b/" + file.path) + " differ\n");
+    return;
   }
   append(line);
 }

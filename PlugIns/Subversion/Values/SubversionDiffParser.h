@@ -40,6 +40,7 @@ class SubversionDiffParser {
   std::uint64_t _newLines = 0;
   bool _isInProperties = false;
   bool _isInHeader = false;
+  bool _hasContents = false;
   bool _isAdded = false;
   bool _isDeleted = false;
   std::size_t _together = 0;

@@ -109,7 +109,8 @@ TEST(SubversionDiffTest, noContentPassesForAnotherFile) {
       "@@ -1,2 +1,3 @@\n one\n-Index: evil\n+Index: evil\n+--- a/evil\n\\ No newline at end of file\n"
       "Index: new.bin\n===================================================================\n"
       "diff --git a/trunk/new.bin b/trunk/new.bin\nnew file mode 100644\n"
-      "Cannot display: file marked as a binary type.\nsvn:mime-type = x\n";
+      "GIT binary patch\nliteral 3\nKcmZQ%\n\nliteral 0\nHcmV?d00001\n\n\nProperty changes on: trunk/new.bin\n"
+      "___\nAdded: p\n## -0,0 +1 ##\n+Index: x\n";
   // Cut anywhere.
   for (std::size_t cut = 0; cut <= diff.size(); ++cut) {
     SubversionDiffParser parser;
@@ -123,6 +124,9 @@ TEST(SubversionDiffTest, noContentPassesForAnotherFile) {
     ASSERT_EQ(files[0].deletions, 1u);
     ASSERT_THAT(files[0].patch, HasSubstr("--- a/a b.txt\n+++ b/a b.txt\n@@ -1,2"));
     ASSERT_TRUE(files[1].isBinary);
+    ASSERT_EQ(files[1].patch,
+              "diff --git a/new.bin b/new.bin\nnew file mode 100644\nBinary files /dev/null and b/new.bin differ\n"
+              "Property changes on: new.bin\n___\nAdded: p\n## -0,0 +1 ##\n+Index: x\n");
   }
 }
 
