@@ -8,7 +8,8 @@ set(QRB_PUBLIC_PLATFORM_HEADERS
   Archive/KeyedUnarchiver.h
   Base/Assertion.h Base/AtomicProperty.h Base/Date.h Base/Dictionary.h Base/Error.h Base/Export.h Base/Image.h
   Base/MapTable.h Base/Object.h Base/SharedString.h Base/StringMap.h
-  Process/FileDescriptor.h Process/FileHandle.h Process/RunLoop.h Process/SandboxSupport.h Process/Secrecy.h
+  Files/FileDescriptor.h
+  Process/FileHandle.h Process/RunLoop.h Process/SandboxSupport.h Process/Secrecy.h
   Queue/Guarded.h Queue/MainThreadExecutor.h Queue/Observer.h Queue/OperationQueue.h Queue/QueueOperation.h
   Queue/SerialQueue.h
   Text/Log.h Text/PathString.h Text/URL.h Text/URLsInText.h Text/UTF8.h Text/UnicodeText.h)
