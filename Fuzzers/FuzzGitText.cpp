@@ -11,7 +11,7 @@
 #include "GitFailure.h"
 #include "GitNames.h"
 #include "GitRefParser.h"
-#include "GitRemoteCommands.h"
+#include "GitRepositoryCommands.h"
 
 namespace {
 
@@ -63,7 +63,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (readBranches(bytes, size) != readBranches(bytes, size / 2)) std::abort();
   checkNames(bytes);
   readAnswers(bytes);
-  gitReadVersion(bytes);
   gitReadLocation(bytes);
   GitFailure failure = classifyGitFailure(128, bytes);
   if (bytes.find(failure.message) == std::string_view::npos) std::abort();

@@ -8,10 +8,10 @@
 #include "GitBlameReader.h"
 #include "GitCommitCommands.h"
 #include "GitContentCommands.h"
+#include "GitDiffCommands.h"
 #include "GitFilePaths.h"
 #include "GitIndexParser.h"
 #include "GitPrograms.h"
-#include "GitRawDiff.h"
 
 namespace {
 

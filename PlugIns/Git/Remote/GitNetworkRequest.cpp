@@ -1,7 +1,7 @@
 #include "GitNetworkRequest.h"
 
 #include "GitBranchValues.h"
-#include "GitRemoteCommands.h"
+#include "GitRepositoryCommands.h"
 
 GitNetworkRequest::GitNetworkRequest(const std::string& folder, const QRBSourceControlRemoteRepositoryPtr& remote,
                                      int hostConnection)

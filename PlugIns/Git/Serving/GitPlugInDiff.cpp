@@ -2,7 +2,7 @@
 #include <span>
 
 #include "GitBranchCommands.h"
-#include "GitDiffCommand.h"
+#include "GitDiffCommands.h"
 #include "GitDiffParser.h"
 #include "GitDiffValues.h"
 #include "GitNames.h"

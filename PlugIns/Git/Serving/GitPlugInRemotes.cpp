@@ -3,7 +3,7 @@
 #include "GitBranchCommands.h"
 #include "GitNames.h"
 #include "GitPlugIn.h"
-#include "GitRemoteCommands.h"
+#include "GitRepositoryCommands.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlRepository.h"

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "Dictionary.h"
-#include "GitDiffCommand.h"
+#include "GitDiffCommands.h"
 #include "GitDiffParser.h"
 
 /// The dictionary that a host gets for a comparison; Documentation/plug-ins.md has its layout. Takes the patches over.

@@ -9,9 +9,9 @@
 
 #include "GitCheckoutCommands.h"
 #include "GitCommitCommands.h"
+#include "GitDiffCommands.h"
 #include "GitFileCommands.h"
 #include "GitFilePaths.h"
-#include "GitRawDiff.h"
 #include "GitStaging.h"
 #include "GitTidyingJob.h"
 #include "GitWorkingCopyProbe.h"

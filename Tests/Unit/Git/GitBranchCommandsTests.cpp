@@ -6,7 +6,7 @@
 #include "GitFailure.h"
 #include "GitParserDrivers.h"
 #include "GitPlugIn.h"
-#include "GitRemoteCommands.h"
+#include "GitRepositoryCommands.h"
 #include "GitTestRepository.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlWorkingCopy.h"

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "GitDiffCommand.h"
+#include "GitDiffCommands.h"
 #include "GitTestRepository.h"
 
 using testing::HasSubstr;

@@ -12,9 +12,9 @@
 #include <memory>
 
 #include "FileDescriptor.h"
+#include "GitDiffCommands.h"
 #include "GitFileCommands.h"
 #include "GitLockFiles.h"
-#include "GitRawDiff.h"
 #include "GitTestRepository.h"
 #include "Guard.h"
 #include "TemporaryDirectory.h"
