@@ -20,7 +20,6 @@ class Output {
   void setHooks(std::function<void()> beforeTerminalWrite, std::function<void()> onLoss);
 
   bool isTerminal() const { return _isTerminal; }
-  bool hasColour() const { return _hasColour; }
 
   void write(std::string_view text);
   /// In that style where colour is on.

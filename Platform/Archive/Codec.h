@@ -128,13 +128,13 @@ struct Codec<StringMap<V>> {
     std::size_t count = node.count();
     entries.reserve(count);
     for (std::size_t index = 0; index < count; ++index) {
-      const auto entry = node.entry(index);
+      auto entry = node.entry(index);
       V value = readAt([&] { return "key \"" + entry.first.str() + "\""; },
                        [&] {
                          if (entry.second.isNil()) throw ArchiveError("a dictionary holds nil");
                          return Codec<V>::read(entry.second);
                        });
-      entries.emplace_back(entry.first, std::move(value));
+      entries.emplace_back(std::move(entry.first), std::move(value));
     }
     return StringMap<V>(std::move(entries));
   }

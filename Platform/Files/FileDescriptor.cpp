@@ -20,10 +20,6 @@ void FileDescriptor::reset(int descriptor) {
   _descriptor = descriptor < 0 ? -1 : descriptor;
 }
 
-FileDescriptor FileDescriptor::duplicate() const {
-  return FileDescriptor(::fcntl(_descriptor, F_DUPFD_CLOEXEC, 0));
-}
-
 bool FileDescriptor::setNonBlocking(bool nonBlocking) const {
   const int flags = ::fcntl(_descriptor, F_GETFL);
   if (flags < 0) {

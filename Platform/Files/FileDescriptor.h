@@ -33,8 +33,6 @@ class QRB_EXPORT FileDescriptor {
   /// Closes what is held and takes `descriptor` instead. Keeps errno.
   void reset(int descriptor = -1);
 
-  /// A second descriptor for the same open file, close-on-exec; empty with errno set when the system refuses.
-  FileDescriptor duplicate() const;
   /// Switches O_NONBLOCK; false with errno set when the system refuses.
   bool setNonBlocking(bool nonBlocking) const;
 

@@ -27,20 +27,6 @@ bool ConditionLock::lockWhenConditionBefore(long condition, std::chrono::steady_
   return true;
 }
 
-bool ConditionLock::tryLock() {
-  std::lock_guard lock(_mutex);
-  return !std::exchange(_locked, true);
-}
-
-bool ConditionLock::tryLockWhenCondition(long condition) {
-  std::lock_guard lock(_mutex);
-  if (_locked || _condition != condition) {
-    return false;
-  }
-  _locked = true;
-  return true;
-}
-
 void ConditionLock::unlock() {
   if (!release(nullptr)) {
     assertionFailure("Platform/ConditionLock", __LINE__, "\"" + _name + "\" was unlocked while it was not locked");

@@ -19,12 +19,8 @@ class ConditionLock {
   void lock();
   /// Waits until the lock is free and its condition is `condition`, and takes it.
   void lockWhenCondition(long condition);
-  /// The same, but gives up at a time: false then, and the lock is not taken.
+  /// Waits as lockWhenCondition() does, but no longer than until a time: false then, and the lock is not taken.
   bool lockWhenConditionBefore(long condition, std::chrono::steady_clock::time_point end);
-  /// Takes the lock if that needs no waiting.
-  bool tryLock();
-  /// Takes the lock if it is free now and its condition is `condition`.
-  bool tryLockWhenCondition(long condition);
   /// Releases the lock; its condition stays.
   void unlock();
   /// Sets the condition and releases the lock.

@@ -19,7 +19,7 @@ struct SerialQueue::Waiter {
 /// The queue is `busy` from the moment somebody has the turn until nobody wants it: whoever is done hands it on under
 /// the mutex, so that nobody can jump the line.
 struct SerialQueue::State : std::enable_shared_from_this<SerialQueue::State> {
-  State(std::string queueName, QualityOfService quality) : name(std::move(queueName)), qualityOfService(quality) {}
+  explicit State(std::string queueName) : name(std::move(queueName)) {}
 
   /// One place in the line: a thread that waits in sync(), or a function to run. A waiting thread has its place on its
   /// own stack, so that waiting takes no memory; that of a function belongs to the line.
@@ -31,7 +31,6 @@ struct SerialQueue::State : std::enable_shared_from_this<SerialQueue::State> {
   };
 
   const std::string name;
-  const QualityOfService qualityOfService;
   std::mutex mutex;
   Item* first = nullptr;
   Item** end = &first;
@@ -103,8 +102,7 @@ void SerialQueue::State::runFunctions() {
   handOn();
 }
 
-SerialQueue::SerialQueue(std::string name, QualityOfService qualityOfService)
-    : _state(std::make_shared<State>(std::move(name), qualityOfService)) {}
+SerialQueue::SerialQueue(std::string name) : _state(std::make_shared<State>(std::move(name))) {}
 
 SerialQueue::~SerialQueue() = default;
 
@@ -121,10 +119,6 @@ void SerialQueue::async(std::function<void()> function) {
 
 const std::string& SerialQueue::name() const {
   return _state->name;
-}
-
-QualityOfService SerialQueue::qualityOfService() const {
-  return _state->qualityOfService;
 }
 
 bool SerialQueue::isCurrent() const {

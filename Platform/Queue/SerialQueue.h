@@ -10,16 +10,12 @@
 
 namespace qrb {
 
-/// How urgent a queue's work is, from least to most. It is recorded for people who debug; Linux has no such classes,
-/// and a thread that has lowered its priority may not raise it again, so scheduling does not depend on it.
-enum class QualityOfService { background, utility, standard, userInitiated, userInteractive };
-
 /// Runs one piece of work at a time, in the order in which the pieces came, whichever threads they came from. A queue
 /// costs no thread: sync() runs on the calling one, async() borrows one of the shared workers. Destroying the queue
 /// lets what was handed to async() run to its end.
 class QRB_EXPORT SerialQueue {
  public:
-  explicit SerialQueue(std::string name, QualityOfService qualityOfService = QualityOfService::standard);
+  explicit SerialQueue(std::string name);
   SerialQueue(const SerialQueue&) = delete;
   SerialQueue& operator=(const SerialQueue&) = delete;
   ~SerialQueue();
@@ -38,7 +34,6 @@ class QRB_EXPORT SerialQueue {
   void async(std::function<void()> function);
 
   const std::string& name() const;
-  QualityOfService qualityOfService() const;
   /// Whether the calling thread is inside this queue's work.
   bool isCurrent() const;
 

@@ -47,11 +47,6 @@ void WorkerPool::submit(Prepared task) noexcept {
   }
 }
 
-std::size_t WorkerPool::threadCount() const {
-  std::lock_guard lock(_mutex);
-  return _threads;
-}
-
 bool WorkerPool::addThread() {
   const bool added = startBackgroundThread([this] { work(); });
   _threads += added ? 1 : 0;

@@ -37,9 +37,6 @@ class WorkerPool {
   /// The same of a task that is not ready; throws as `prepare` does, and then nothing will run.
   void submit(Task task) { submit(prepare(std::move(task))); }
 
-  /// How many threads exist at this moment.
-  std::size_t threadCount() const;
-
  private:
   using Clock = std::chrono::steady_clock;
 

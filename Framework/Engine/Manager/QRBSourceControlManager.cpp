@@ -36,9 +36,8 @@ QRBSourceControlManagerPtr QRBSourceControlManager::init() {
 QRBSourceControlManager::QRBSourceControlManager()
     : _sourceControlOperationQueue("Source Control Manager Operation Queue"),
       _discoveryQueue("Source Control Discovery Queue"),
-      _currentOperationsChangeQueue("Source Control Operation Dictionary Change Queue", qrb::QualityOfService::utility),
-      _plugInConnectionsChangeQueue("Source Control PlugIn Connections Dictionary Change Queue",
-                                    qrb::QualityOfService::utility) {
+      _currentOperationsChangeQueue("Source Control Operation Dictionary Change Queue"),
+      _plugInConnectionsChangeQueue("Source Control PlugIn Connections Dictionary Change Queue") {
   _sourceControlOperationQueue.setMaxConcurrentOperationCount(qrb::OperationQueue::defaultMaxConcurrentOperationCount);
   _discoveryQueue.setMaxConcurrentOperationCount(1);
   qrb::ProcessReaper::shared().prepare();

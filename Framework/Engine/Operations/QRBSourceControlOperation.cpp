@@ -52,8 +52,7 @@ QRBSourceControlOperation::QRBSourceControlOperation(Held held)
 
 qrb::SerialQueue& QRBSourceControlOperation::sourceControlOperationStateQueue() {
   // Never destroyed: operations may finish while the process exits.
-  static auto* queue =
-      new qrb::SerialQueue("Source Control Operation State Modification Queue", qrb::QualityOfService::utility);
+  static auto* queue = new qrb::SerialQueue("Source Control Operation State Modification Queue");
   return *queue;
 }
 

@@ -35,7 +35,7 @@ void addPaths(const QRBSourceControlPathStatusesPtr& table, std::set<qrb::String
 }  // namespace
 
 QRBSourceControlWorkingCopy::QRBSourceControlWorkingCopy(Key)
-    : _cachedStatusChangeQueue("Working Copy Cached Status Change Queue", qrb::QualityOfService::userInitiated) {}
+    : _cachedStatusChangeQueue("Working Copy Cached Status Change Queue") {}
 
 QRBSourceControlWorkingCopyPtr QRBSourceControlWorkingCopy::_initWithFileURL(qrb::URL fileURL,
                                                                              QRBSourceControlRepositoryPtr repository,

@@ -41,17 +41,6 @@ bool gitIsPlainRevision(std::string_view text) {
   return std::ranges::none_of(text, [](char byte) { return static_cast<unsigned char>(byte) < 0x20 || byte == 0x7f; });
 }
 
-GitCommand gitVersionCommand() {
-  return gitMakeCommand({"version"});
-}
-
-std::string_view gitReadVersion(std::string_view output) {
-  constexpr std::string_view prefix = "git version ";
-  if (!output.starts_with(prefix)) return {};
-  output.remove_prefix(prefix.size());
-  return output.substr(0, output.find_first_not_of("0123456789."));
-}
-
 /// The option between the paths prints a word that no path ends before, so that paths with line feeds can be told
 /// apart.
 GitCommand gitLocationCommand() {

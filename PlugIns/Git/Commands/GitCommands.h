@@ -36,12 +36,6 @@ struct GitCommand {
 /// file in a revision.
 bool gitIsPlainRevision(std::string_view text);
 
-/// Prints the version: see gitReadVersion().
-GitCommand gitVersionCommand();
-
-/// The version in what gitVersionCommand() printed ("2.39.5"); empty when it is something else.
-std::string_view gitReadVersion(std::string_view output);
-
 /// Prints where the working copy or repository is that the folder it is run in belongs to: see gitReadLocation(). In a
 /// bare repository it fails after having printed all but the root.
 GitCommand gitLocationCommand();
@@ -141,7 +135,3 @@ struct GitHistoryCommand : GitCommand {
 
 /// Prints the history: see GitLogParser. A search for a revision that does not exist fails with UnknownRevision.
 GitHistoryCommand gitHistoryCommand(const GitHistoryRequest& request);
-
-/// Prints the same records as gitHistoryCommand(), paths included, for commits whose object names come through standard
-/// input, one per line, in their order: so that a long history can be shared out among several processes.
-GitCommand gitCommitsCommand(std::uint64_t inclusionType);

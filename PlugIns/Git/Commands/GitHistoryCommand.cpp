@@ -155,20 +155,3 @@ class Builder {
 GitHistoryCommand gitHistoryCommand(const GitHistoryRequest& request) {
   return Builder(request).build();
 }
-
-GitCommand gitCommitsCommand(std::uint64_t inclusionType) {
-  GitCommand command;
-  for (std::string_view argument : gitCommonArguments()) command.arguments.emplace_back(argument);
-  bool firstParent = (inclusionType & QRBSourceControlHistoryFirstParentOnly) != 0;
-  bool message = (inclusionType & QRBSourceControlHistoryWithoutMessage) == 0;
-  for (const std::string_view argument :
-       {std::string_view{"diff-tree"}, std::string_view{"--stdin"}, std::string_view{"--always"},
-        std::string_view{"--root"}, std::string_view{"-r"}, std::string_view{"-z"}, std::string_view{"-M"},
-        std::string_view{"--no-relative"}, std::string_view{"--name-status"},
-        std::string_view{firstParent ? "--diff-merges=first-parent" : "--diff-merges=off"},
-        message ? gitLogFormat : gitLogFormatWithoutMessage}) {
-    command.arguments.emplace_back(argument);
-  }
-  command.output = GitOutput::blocks;
-  return command;
-}

@@ -183,12 +183,6 @@ TEST_F(GitHistoryOfRepository, tellsRenamesCopiesOfTypeAndMerges) {
   GitHistoryRequest withoutMerges;
   withoutMerges.inclusionType = QRBSourceControlHistoryWithoutMerges;
   EXPECT_EQ(history(withoutMerges).size(), 5u);
-
-  // The same records come from commits that are named one by one.
-  std::string names;
-  for (const ReadCommit& commit : commits) names += commit.hash + "\n";
-  GitTestResult named = repository.run(gitCommitsCommand(QRBSourceControlHistoryIncludeAll), names);
-  EXPECT_EQ(readLog({named.output}).values, commits) << named.errorOutput;
 }
 
 TEST_F(GitHistoryOfRepository, readsTheSameUnderAUsersOwnSettings) {

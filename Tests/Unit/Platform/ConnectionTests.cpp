@@ -172,7 +172,7 @@ TEST_F(ConnectionTest, ALossIsToldOnceToEachRequestThatWaitsElseToTheOwner) {
 TEST_F(ConnectionTest, WhatArrivedBeforeThePeersDeathIsReadEvenWhenSomebodyHoldsItsSocketOpen) {
   DescriptorPair sockets = makeSocketPair();
   DescriptorPair death = makePipe();
-  FileDescriptor heldOpen = sockets.second.duplicate();
+  FileDescriptor heldOpen(::dup(sockets.second.get()));
   auto connection = Connection::make(std::move(sockets.first), std::move(death.first), {});
   std::atomic<int> received = 0;
   std::promise<int> lost;

@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "Descriptors.h"
 #include "OperationQueue.h"
 #include "WorkerPool.h"
 
@@ -156,7 +157,7 @@ TEST(OperationQueue, ThousandsOfRequestsNeedNoThreadsOfTheirOwn) {
   queue.setMaxConcurrentOperationCount(5000);
   auto requests = addRequests(queue, journal, 5000);
   journal.waitForStarted(5000);
-  EXPECT_LE(WorkerPool::shared().threadCount(), 64U);
+  EXPECT_LE(test::threadCount(), 64U);
   for (const auto& request : requests) {
     request->finish();
   }
