@@ -9,10 +9,6 @@ namespace host {
 
 namespace {
 
-constexpr std::uint64_t bitsFrom(unsigned lowest, unsigned highest) {
-  return ((std::uint64_t{2} << highest) - 1) & ~((std::uint64_t{1} << lowest) - 1);
-}
-constexpr std::uint64_t kStagedBits = bitsFrom(8, 15);
 constexpr std::uint64_t kRenames = QRBSourceControlStatusRenamed | QRBSourceControlStatusStagedRenamed;
 
 // A report says which paths are new names and which are old ones, not which belong together; with one of each there is
@@ -33,7 +29,7 @@ std::pair<qrb::String, qrb::String> onlyRename(const StatusEntries& entries) {
 Style styleOf(std::uint64_t status) {
   if ((status & QRBSourceControlStatusConflicted) != 0) return Style::red;
   if ((status & (QRBSourceControlStatusUntracked | QRBSourceControlStatusIgnored)) != 0) return Style::dim;
-  if ((status & ~(kStagedBits | QRBSourceControlStatusMovedAway)) == 0) return Style::green;
+  if ((status & ~(QRBSourceControlStatusStagedMask | QRBSourceControlStatusMovedAway)) == 0) return Style::green;
   return Style::yellow;
 }
 

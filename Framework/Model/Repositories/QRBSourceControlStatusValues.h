@@ -37,6 +37,10 @@ inline constexpr std::uint64_t QRBSourceControlStatusStagedDeleted = 1ull << 10;
 inline constexpr std::uint64_t QRBSourceControlStatusStagedRenamed = 1ull << 11;
 inline constexpr std::uint64_t QRBSourceControlStatusStagedCopied = 1ull << 12;
 inline constexpr std::uint64_t QRBSourceControlStatusStagedTypeChanged = 1ull << 13;
+/// Every bit of the staging area: a status has one of them where something of the path is staged.
+inline constexpr std::uint64_t QRBSourceControlStatusStagedMask =
+    QRBSourceControlStatusStagedAdded | QRBSourceControlStatusStagedModified | QRBSourceControlStatusStagedDeleted |
+    QRBSourceControlStatusStagedRenamed | QRBSourceControlStatusStagedCopied | QRBSourceControlStatusStagedTypeChanged;
 
 /// @name State of the path in the working copy
 inline constexpr std::uint64_t QRBSourceControlStatusUntracked = 1ull << 16;

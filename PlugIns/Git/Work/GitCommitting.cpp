@@ -11,10 +11,6 @@
 
 namespace {
 
-constexpr std::uint64_t staged = QRBSourceControlStatusStagedAdded | QRBSourceControlStatusStagedModified |
-                                 QRBSourceControlStatusStagedDeleted | QRBSourceControlStatusStagedRenamed |
-                                 QRBSourceControlStatusStagedCopied | QRBSourceControlStatusStagedTypeChanged;
-
 std::string_view lastLine(std::string_view text) {
   while (text.ends_with('\n')) text.remove_suffix(1);
   std::size_t before = text.rfind('\n');
@@ -109,7 +105,7 @@ GitOutcome commitMerge(const Place& place, const GitPathList& paths, const std::
     if (!missing) return;
     if ((record.status & QRBSourceControlStatusConflicted) != 0) {
       missing = unfinishedMerge(path, "is still in conflict");
-    } else if (!names.covers(path) && (record.status & staged) != 0) {
+    } else if (!names.covers(path) && (record.status & QRBSourceControlStatusStagedMask) != 0) {
       missing = unfinishedMerge(path, "is part of it and not among the files to commit");
     }
   });
