@@ -2,9 +2,9 @@
 #include <stdlib.h>
 #include <sys/wait.h>
 
-#include <filesystem>
 #include <future>
 
+#include "PrivateFolder.h"
 #include "QRBSourceControlConstants.h"
 #include "QRBSourceControlManager.h"
 #include "QRBSourceControlModelPrivate.h"
@@ -16,21 +16,16 @@ namespace {
 class Repository {
  public:
   Repository() {
-    char name[] = "/tmp/qrb-benchmark-XXXXXX";
-    if (::mkdtemp(name) == nullptr) return;
-    _folder = name;
-    std::string git = "git -C " + _folder + " -c user.name=A -c user.email=a@example.org ";
+    if (folder().empty()) return;
+    std::string git = "git -C " + folder() + " -c user.name=A -c user.email=a@example.org ";
     _isMade = std::system((git + "init -q && " + git + "commit -q --allow-empty -m First").c_str()) == 0;
   }
-  ~Repository() { std::filesystem::remove_all(_folder); }
-  Repository(const Repository&) = delete;
-  Repository& operator=(const Repository&) = delete;
 
   explicit operator bool() const { return _isMade; }
-  const std::string& folder() const { return _folder; }
+  const std::string& folder() const { return _folder.path(); }
 
  private:
-  std::string _folder;
+  qrb::PrivateFolder _folder = qrb::PrivateFolder::temporary("qrb-benchmark-");
   bool _isMade = false;
 };
 

@@ -1,23 +1,16 @@
 #include "QRBSourceControlPlugInTools.h"
 
-#include <cstdlib>
-#include <filesystem>
-
 #include "Assertion.h"
 #include "Log.h"
 #include "OwnProgram.h"
 #include "PathString.h"
+#include "PrivateFolder.h"
 #include "QRBSourceControlPlugInPrimary.h"
 
 namespace {
 
 constexpr const char* kFile = "Framework/QRBSourceControlPlugInPrimary";
 constexpr const char* kNoSuchWayBack = "Attempt to use PlugInKit callback when PlugInKit is not enabled.";
-
-// The folder of this process's program; empty when the system does not tell.
-std::string programFolder() {
-  return std::filesystem::path(qrb::ownProgram()).parent_path().string();
-}
 
 }  // namespace
 
@@ -37,20 +30,14 @@ std::string qrb::launchPathForTask(std::string_view tool, std::string_view folde
 
 qrb::URL QRBSourceControlPlugInPrimary::tempFilePathBasedOnFileName(const qrb::String& fileName) {
   std::string_view name = qrb::lastPathComponent(fileName.view());
-  // These name no file of their own, and what stands at the path is removed below.
+  // These name no file of their own.
   if (name.empty() || name == "/" || name == "." || name == "..") return {};
-  std::error_code error;
-  std::filesystem::path temporary = std::filesystem::temp_directory_path(error);
-  if (error) return {};
-  std::string folder = (temporary / "XXXXXXXX").string();
-  if (::mkdtemp(folder.data()) == nullptr) return {};
-  std::string path = qrb::appendingPathComponent(folder, name);
-  std::filesystem::remove_all(path, error);
-  return qrb::URL::fileURL(path);
+  std::string folder = qrb::PrivateFolder::temporary("").keep();
+  return folder.empty() ? qrb::URL() : qrb::URL::fileURL(qrb::appendingPathComponent(folder, name));
 }
 
 std::string QRBSourceControlPlugInPrimary::_launchPathForTask(const qrb::String& tool) {
-  return qrb::launchPathForTask(tool.view(), programFolder());
+  return qrb::launchPathForTask(tool.view(), qrb::ownProgramFolder());
 }
 
 qrb::ObserverToken QRBSourceControlPlugInPrimary::_readDataFromFileHandle(

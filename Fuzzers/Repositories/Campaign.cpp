@@ -18,6 +18,8 @@
 #include <system_error>
 
 #include "FileTree.h"
+#include "OwnProgram.h"
+#include "PrivateFolder.h"
 #include "ServiceDirectories.h"
 
 namespace qrb::hostile {
@@ -30,14 +32,14 @@ using Clock = std::chrono::steady_clock;
 std::string makeRunFolder() {
   std::error_code error;
   fs::path above = fs::is_directory("/dev/shm", error) ? fs::path("/dev/shm") : fs::temp_directory_path();
-  std::string pattern = (above / "qrb-hostile-XXXXXX").string();
-  if (::mkdtemp(pattern.data()) == nullptr) throw std::system_error(errno, std::generic_category(), pattern);
-  return pattern;
+  std::string folder = PrivateFolder(above, "qrb-hostile-").keep();
+  if (folder.empty()) throw std::system_error(errno, std::generic_category(), above.string());
+  return folder;
 }
 
 /// The program that repositories want to have run lies beside this one.
 void copyProgram(const std::string& to) {
-  fs::copy_file(fs::read_symlink("/proc/self/exe").parent_path() / "qrb-hostile-marker", to);
+  fs::copy_file(programBesideOwn("qrb-hostile-marker"), to);
 }
 
 /// Nothing of whoever runs the campaign reaches git.

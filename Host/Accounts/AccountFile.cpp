@@ -41,18 +41,6 @@ std::string target(const std::string& path) {
   return failure ? path : real.native();
 }
 
-bool readWhole(const std::string& path, std::string& bytes) {
-  qrb::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!file.valid()) return false;
-  char buffer[16384];
-  while (true) {
-    ssize_t count = ::read(file.get(), buffer, sizeof buffer);
-    if (count == 0) return true;
-    if (count < 0 && errno != EINTR) return false;
-    if (count > 0) bytes.append(buffer, static_cast<std::size_t>(count));
-  }
-}
-
 // What is wrong with a document, or nothing.
 std::string problemOf(const json& document) {
   if (!document.is_object()) return "it holds no object";
@@ -86,11 +74,11 @@ std::string AccountFile::defaultPath() {
 }
 
 qrb::Error AccountFile::readDocument(const std::string& path, json& document) const {
-  std::string bytes;
   document = json::object();
-  if (!readWhole(path, bytes)) return errno == ENOENT ? qrb::Error() : failureOf(path, errno);
+  auto bytes = qrb::readFile(path, qrb::anySize);
+  if (!bytes) return errno == ENOENT ? qrb::Error() : failureOf(path, errno);
   try {
-    document = json::parse(bytes);
+    document = json::parse(*bytes);
   } catch (const json::exception& error) {
     // The message names the place, behind an identifier of its own.
     std::string why = error.what();

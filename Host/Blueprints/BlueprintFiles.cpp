@@ -92,11 +92,10 @@ qrb::Error notWritten(const std::string& file, int reason) {
 // By way of a folder beside it: the library decides who may read the file, and nobody sees half of one.
 qrb::Error writeFile(const Blueprint& blueprint, const BlueprintWriting& writing) {
   fs::path file = fs::absolute(writing.file).lexically_normal();
-  PrivateFolder folder(file.parent_path());
+  qrb::PrivateFolder folder(file.parent_path(), ".qrbscm-");
   if (folder.path().empty()) return notWritten(writing.file, errno);
   qrb::Error error;
-  qrb::URL written =
-      blueprint.saveBlueprintInFolder(fileURLOf(folder.path().native(), true), optionsFor(writing), &error);
+  qrb::URL written = blueprint.saveBlueprintInFolder(fileURLOf(folder.path(), true), optionsFor(writing), &error);
   if (!written) return error;
   unsigned flags = writing.force ? 0 : RENAME_NOREPLACE;
   if (::renameat2(AT_FDCWD, written.path().str().c_str(), AT_FDCWD, file.c_str(), flags) == 0) return {};

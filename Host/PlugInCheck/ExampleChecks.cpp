@@ -256,15 +256,15 @@ Verdict checkBlame(PlugInAtWork& work) {
 
 Verdict checkExport(PlugInAtWork& work) {
   if (work.file.empty()) return Verdict::skipped("No file is known.");
-  const PrivateFolder folder;
+  auto folder = qrb::PrivateFolder::temporary("qrbscm-");
   auto base = QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::sharedBaseRevision());
   Verdict verdict;
   auto values = askLibrary<qrb::URL>(work, verdict, [&](auto completion) {
     return manager().exportFileFromRevisionLocation(work.file, work.workingCopy, base,
-                                                    qrb::URL::fileURL(folder.path().native(), true), completion);
+                                                    qrb::URL::fileURL(folder.path(), true), completion);
   });
   if (!values) return verdict;
-  fs::path wanted = folder.path() / fs::path(work.file).filename();
+  fs::path wanted = fs::path(folder.path()) / fs::path(work.file).filename();
   std::error_code failure;
   if (std::get<0>(*values).path().str() != wanted.native() || !fs::exists(fs::symlink_status(wanted, failure))) {
     return Verdict::wrong("It answers " + inQuotes(std::get<0>(*values).absoluteString().view()) +

@@ -202,7 +202,7 @@ class CheckRun {
 }  // namespace
 
 ExitStatus checkPlugIn(Session& session, const PlugInCheckOptions& options) {
-  const PrivateFolder folder;
+  auto folder = qrb::PrivateFolder::temporary("qrbscm-");
   if (folder.path().empty()) {
     return session.fail(hostError(std::string("No temporary folder can be made: ") + std::strerror(errno),
                                   "Set TMPDIR to a folder of yours.", errno));

@@ -9,8 +9,10 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <utility>
 #include <variant>
 
+#include "FileSystem.h"
 #include "HostError.h"
 #include "PrivateFolder.h"
 #include "Process.h"
@@ -60,17 +62,15 @@ qrb::Error runEditor(const std::string& editor, const fs::path& file) {
 }  // namespace
 
 qrb::Error editText(std::string& text) {
-  PrivateFolder folder;
+  auto folder = qrb::PrivateFolder::temporary("qrbscm-");
   if (folder.path().empty()) return hostError("There is no room for a temporary file.", {}, errno);
   // Editors know by this name what kind of text it is.
-  fs::path file = folder.path() / "COMMIT_EDITMSG";
+  fs::path file = fs::path(folder.path()) / "COMMIT_EDITMSG";
   std::ofstream(file, std::ios::binary) << text;
   if (qrb::Error error = runEditor(chosenEditor(), file)) return error;
-  std::ifstream edited(file, std::ios::binary);
-  std::ostringstream content;
-  content << edited.rdbuf();
-  if (!edited) return hostError("What the editor left behind cannot be read.");
-  text = content.str();
+  auto edited = qrb::readFile(file, qrb::anySize);
+  if (!edited) return hostError("What the editor left behind cannot be read.", {}, errno);
+  text = std::move(*edited);
   return {};
 }
 

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,20 +12,9 @@
 #include <filesystem>
 #include <vector>
 
-#include "FileDescriptor.h"
-
 namespace qrb {
 
 namespace {
-
-bool writeAll(int file, std::string_view bytes) {
-  while (!bytes.empty()) {
-    ssize_t written = ::write(file, bytes.data(), bytes.size());
-    if (written < 0 && errno != EINTR) return false;
-    if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
-}
 
 // Closes the file; what was written to a file that goes wrong here or before is removed when it was new.
 bool finishWriting(int file, bool complete, const std::string& path, bool isNew) {
@@ -70,7 +60,7 @@ bool makePrivateDirectory(const std::string& path) {
 bool writePrivateFile(const std::string& path, std::string_view bytes) {
   int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
   if (file < 0) return false;
-  bool complete = ::fchmod(file, S_IRUSR | S_IWUSR) == 0 && writeAll(file, bytes);
+  bool complete = ::fchmod(file, S_IRUSR | S_IWUSR) == 0 && writeFully(file, bytes);
   return finishWriting(file, complete, path, true);
 }
 
@@ -83,24 +73,36 @@ bool overwriteFile(const std::string& path, std::string_view bytes, FileAccess a
   // Emptied only once nobody else can open it. Without waiting, should the name be that of a pipe.
   if (!isNew && errno == EEXIST) file = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
   if (file < 0) return false;
-  bool complete = (!isPrivate || ::fchmod(file, userOnly) == 0) && ::ftruncate(file, 0) == 0 && writeAll(file, bytes);
+  bool complete = (!isPrivate || ::fchmod(file, userOnly) == 0) && ::ftruncate(file, 0) == 0 && writeFully(file, bytes);
   return finishWriting(file, complete, path, isNew);
 }
 
-std::optional<std::string> readFile(const std::string& path, std::size_t limit) {
-  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+std::optional<std::string> readFile(const std::string& path, std::size_t limit, ReadableKind kind) {
+  return readFileIn(AT_FDCWD, path.c_str(), limit, kind);
+}
+
+std::optional<std::string> readFileIn(int folder, const char* path, std::size_t limit, ReadableKind kind) {
+  int flags = O_RDONLY | O_NOCTTY | O_CLOEXEC;
+  if (kind == ReadableKind::plainFileItself) flags |= O_NOFOLLOW;
+  // Opening a pipe without it would wait for somebody to write.
+  if (kind != ReadableKind::anything) flags |= O_NONBLOCK;
+  FileDescriptor file(::openat(folder, path, flags));
   if (!file.valid()) return std::nullopt;
   struct stat status;
   if (::fstat(file.get(), &status) != 0) return std::nullopt;
-  if (!S_ISREG(status.st_mode)) {
+  if (kind != ReadableKind::anything && !S_ISREG(status.st_mode)) {
     errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
     return std::nullopt;
   }
-  // The size may be out of date as soon as it is known, so the bytes are counted as they come.
+  return readToEnd(file.get(), limit);
+}
+
+std::optional<std::string> readToEnd(int descriptor, std::size_t limit) {
+  // A size may be out of date as soon as it is known, so the bytes are counted as they come.
   std::string bytes;
   std::array<char, 65536> piece;
   for (;;) {
-    ssize_t count = ::read(file.get(), piece.data(), piece.size());
+    ssize_t count = ::read(descriptor, piece.data(), piece.size());
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return std::nullopt;
     if (count == 0) return bytes;
@@ -110,6 +112,14 @@ std::optional<std::string> readFile(const std::string& path, std::size_t limit) 
       return std::nullopt;
     }
   }
+}
+
+FileDescriptor holdInMemory(std::string_view bytes) {
+  FileDescriptor memory(::memfd_create("bytes", MFD_CLOEXEC));
+  if (!memory.valid()) return memory;
+  // Closing keeps errno.
+  if (!writeFully(memory.get(), bytes) || ::lseek(memory.get(), 0, SEEK_SET) != 0) memory.reset();
+  return memory;
 }
 
 }  // namespace qrb

@@ -11,8 +11,12 @@ std::string ownProgram() {
   return error ? std::string() : program.string();
 }
 
+std::string ownProgramFolder() {
+  return std::filesystem::path(ownProgram()).parent_path().string();
+}
+
 std::string programBesideOwn(std::string_view name) {
-  return (std::filesystem::path(ownProgram()).parent_path() / name).string();
+  return (std::filesystem::path(ownProgramFolder()) / name).string();
 }
 
 }  // namespace qrb

@@ -8,6 +8,9 @@ namespace qrb {
 /// The path of the program that this process runs; empty where the system does not tell.
 std::string ownProgram();
 
+/// The folder that it lies in.
+std::string ownProgramFolder();
+
 /// A program of that name in the same folder, whether or not it is there.
 std::string programBesideOwn(std::string_view name);
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "FileDescriptor.h"
+#include "FileSystem.h"
 
 namespace qrb {
 namespace {
@@ -27,12 +28,8 @@ std::string folderOf(pid_t process) {
   return "/proc/" + std::to_string(process);
 }
 
-/// Files of /proc have no size of their own.
-std::string readAtOnce(const std::string& path) {
-  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  std::array<char, 4096> bytes{};
-  ssize_t got = file.valid() ? ::read(file.get(), bytes.data(), bytes.size()) : -1;
-  return got > 0 ? std::string(bytes.data(), static_cast<std::size_t>(got)) : std::string();
+std::string textOf(const std::string& path) {
+  return readFile(path, anySize).value_or("");
 }
 
 std::string linkTarget(const std::string& path) {
@@ -42,7 +39,7 @@ std::string linkTarget(const std::string& path) {
 
 /// Not so in a wait for a slow disk or server, during which looking at the path would wait as well.
 bool sleepsInterruptibly(const std::string& task) {
-  std::string stat = readAtOnce(task + "/stat");
+  std::string stat = textOf(task + "/stat");
   // After the program's name, which may hold anything.
   std::size_t end = stat.rfind(')');
   return end != std::string::npos && std::string_view(stat).substr(end).starts_with(") S");
@@ -142,13 +139,13 @@ bool ObstacleWatch::isOwn(pid_t process) const {
 
 std::optional<ObstacleWatch::Wait> ObstacleWatch::waitOf(pid_t process, pid_t thread) {
   std::string task = folderOf(process) + "/task/" + std::to_string(thread);
-  std::string text = readAtOnce(task + "/syscall");
+  std::string text = textOf(task + "/syscall");
   auto call = readCall(text);
   if (!call || !sleepsInterruptibly(task)) return std::nullopt;
   std::string path = pathOfCall(process, *call);
   if (!path.starts_with('/') || !isPipeOrDevice(path)) return std::nullopt;
   // Still in the same call, so what was read meanwhile belongs to it.
-  if (readAtOnce(task + "/syscall") != text) return std::nullopt;
+  if (textOf(task + "/syscall") != text) return std::nullopt;
   return Wait{thread, text, path};
 }
 
@@ -162,7 +159,7 @@ std::optional<ObstacleWatch::Wait> ObstacleWatch::find(pid_t process, int depth)
     }
     if (depth == deepest) continue;
     std::string children = folderOf(process) + "/task/" + std::to_string(thread) + "/children";
-    for (pid_t child : numbersIn(readAtOnce(children))) {
+    for (pid_t child : numbersIn(textOf(children))) {
       if (auto wait = find(child, depth + 1)) return wait;
     }
   }

@@ -3,17 +3,16 @@
 #include <charconv>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
+
+#include "FileSystem.h"
 
 namespace qrb {
 
 namespace {
 
 bool readEntry(const std::filesystem::path& folder, ProcessEntry& entry) {
-  std::ifstream file(folder / "stat");
-  std::string line;
-  std::getline(file, line, '\0');
+  std::string line = readFile(folder / "stat", anySize).value_or("");
   // The name may itself hold brackets.
   const std::size_t open = line.find('(');
   const std::size_t close = line.rfind(')');

@@ -3,8 +3,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -76,12 +74,12 @@ std::pair<qrb::Dictionary, Error> readKnownHosts() {
   qrb::Dictionary hosts = qrb::Dictionary::object();
   // Who has never used ssh knows no host.
   if (::access(path.c_str(), F_OK) != 0 && errno == ENOENT) return {hosts, {}};
-  std::ifstream file(path, std::ios::binary);
-  if (!file) {
+  // Who wants none kept may have put a device in its place.
+  auto text = qrb::readFile(path, qrb::anySize, qrb::ReadableKind::anything);
+  if (!text) {
     return {hosts, systemError(errno, qrb::format(qrb::localized("The file “%@” could not be read."), {String(path)}))};
   }
-  std::string text(std::istreambuf_iterator<char>(file), {});
-  for (const auto& [host, fingerprints] : parseSSHKnownHosts(text)) {
+  for (const auto& [host, fingerprints] : parseSSHKnownHosts(*text)) {
     hosts[host] = fingerprints;
   }
   return {hosts, {}};

@@ -9,13 +9,12 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 #include <vector>
 
 #include "FileSystem.h"
 #include "Localization.h"
+#include "PrivateFolder.h"
 #include "QRBSourceControlError.h"
 #include "SSHTools.h"
 
@@ -25,35 +24,13 @@ namespace {
 
 constexpr const char* kKeyName = "id_rsa";
 
-std::optional<std::string> readFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return std::nullopt;
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
+// Longer than any key; something else was put there by mistake.
+constexpr std::size_t kLongestPublicKeyFile = 1 << 20;
 
 bool holdsControlCharacter(const qrb::String& text) {
   auto isControl = [](char character) { return static_cast<unsigned char>(character) < ' ' || character == 0x7f; };
   return std::any_of(text.view().begin(), text.view().end(), isControl);
 }
-
-// Removes what a generation has left, whichever way it ends.
-class WorkFolder {
- public:
-  explicit WorkFolder(const std::string& parent) : _path(parent + "/.new-key-XXXXXX") {
-    if (::mkdtemp(_path.data()) == nullptr) _path.clear();
-  }
-  ~WorkFolder() {
-    std::error_code ignored;
-    if (!_path.empty()) fs::remove_all(_path, ignored);
-  }
-  WorkFolder(const WorkFolder&) = delete;
-  WorkFolder& operator=(const WorkFolder&) = delete;
-
-  const std::string& path() const { return _path; }
-
- private:
-  std::string _path;
-};
 
 // 0, or why the file could not be given its place, where none must be.
 int place(const std::string& from, const std::string& to) {
@@ -93,7 +70,7 @@ qrb::Error validateSSHKeyPair(const qrb::URL& privateKey) {
     return systemError(opened.result.launchFailure->errorNumber, opened.message());
   }
   if (!opened.succeeded() && !isProtected) return QRBSourceControlError_AuthenticationSSHKeyInvalid(privateKey);
-  auto publicKey = SSHPublicKey::parse(readFile(path + ".pub").value_or(""));
+  auto publicKey = SSHPublicKey::parse(qrb::readFile(path + ".pub", kLongestPublicKeyFile).value_or(""));
   if (!publicKey || (opened.succeeded() && publicKey != SSHPublicKey::parse(opened.output))) {
     return QRBSourceControlError_AuthenticationSSHPublicKeyNotFound(privateKey);
   }
@@ -110,7 +87,8 @@ GeneratedSSHKey generateSSHKeyPair(const qrb::String& passphrase, const qrb::Str
     return {{}, cannotGenerate(EINVAL, path)};
   }
   if (!qrb::makePrivateDirectory(parent) && errno != EEXIST) return {{}, cannotGenerate(errno, path)};
-  WorkFolder work(parent);
+  // Removes what the generation has left, whichever way it ends.
+  qrb::PrivateFolder work(parent, ".new-key-");
   if (work.path().empty()) return {{}, cannotGenerate(errno, path)};
   std::string made = work.path() + "/" + kKeyName;
   std::vector<std::string> arguments = {"-q", "-t", "rsa", "-b", "3072", "-f", made};
@@ -135,7 +113,7 @@ std::optional<std::string> publicSSHKeyInFolder(const std::string& folder) {
   std::sort(others.begin(), others.end());
   candidates.insert(candidates.end(), others.begin(), others.end());
   for (const std::string& candidate : candidates) {
-    std::string text = readFile(candidate).value_or("");
+    std::string text = qrb::readFile(candidate, kLongestPublicKeyFile).value_or("");
     text = text.substr(0, text.find('\n'));
     if (SSHPublicKey::parse(text)) return text;
   }

@@ -10,6 +10,7 @@
 #include <filesystem>
 
 #include "Guarded.h"
+#include "OwnProgram.h"
 
 namespace qrb {
 
@@ -32,7 +33,7 @@ std::string ownFile() {
       info.dli_fname != nullptr && std::strchr(info.dli_fname, '/') != nullptr) {
     if (std::string path = realPath(info.dli_fname); !path.empty()) return path;
   }
-  return realPath("/proc/self/exe");
+  return qrb::ownProgram();
 }
 
 std::string ownDirectory() {
@@ -40,7 +41,7 @@ std::string ownDirectory() {
   std::size_t slash = file.rfind('/');
   if (slash == std::string::npos) return {};
   // Programs stand one folder below the prefix; how deep the library stands was chosen when it was built.
-  const char* services = file == realPath("/proc/self/exe") ? "../libexec/qrbsourcecontrol" : QRB_SERVICES_FROM_LIBRARY;
+  const char* services = file == qrb::ownProgram() ? "../libexec/qrbsourcecontrol" : QRB_SERVICES_FROM_LIBRARY;
   return realPath((file.substr(0, slash + 1) + services).c_str());
 }
 

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "FileDescriptor.h"
+#include "FileSystem.h"
 #include "Localization.h"
 #include "QRBSourceControlAuthor.h"
 #include "QRBSourceControlError.h"
@@ -30,7 +31,7 @@ using PersonPtr = QRBSourceControlPersonPtr;
 using Notification = QRBSourceControlAddressBookNotification;
 
 // Cards carry pictures, but nobody's address book is larger than this; something else was put there by mistake.
-constexpr off_t kLargestFile = 64 << 20;
+constexpr std::size_t kLargestFile = 64 << 20;
 
 // What a file looked like when it was read. Another file in its place, and any writing to it, changes one of these.
 struct Stamp {
@@ -73,22 +74,6 @@ bool hasName(const Person& person) {
   return asOrganization ? !person.organization.empty() : !person.nickname.empty() || !person.firstName.empty();
 }
 
-std::optional<std::string> readAll(int descriptor) {
-  std::string bytes;
-  char buffer[65536];
-  while (true) {
-    ssize_t count = ::read(descriptor, buffer, sizeof buffer);
-    if (count == 0) return bytes;
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return std::nullopt;
-    bytes.append(buffer, static_cast<std::size_t>(count));
-    if (bytes.size() > static_cast<std::size_t>(kLargestFile)) {
-      errno = EFBIG;
-      return std::nullopt;
-    }
-  }
-}
-
 File parsed(const std::string& name, const std::string& bytes) {
   qrb::VCardFile cards = qrb::parseVCards(bytes);
   File file;
@@ -122,7 +107,7 @@ File readFile(const fs::path& path, const File* before) {
   }
   Stamp stamp = Stamp::of(status);
   if (before != nullptr && before->stamp == stamp) return *before;
-  auto bytes = readAll(descriptor.get());
+  auto bytes = qrb::readToEnd(descriptor.get(), kLargestFile);
   if (!bytes) return unreadable();
   File file = parsed(name, *bytes);
   file.stamp = stamp;

@@ -13,8 +13,8 @@ struct BlueprintConvertOptions {
 
 ExitStatus runConvert(Session& session, const BlueprintConvertOptions& options) {
   // Keys are files, for as long as it takes to hand them on.
-  PrivateFolder keys;
-  ReadBlueprint read = readBlueprintToRewrite(session, options.from, options.to, keys.path().native());
+  auto keys = qrb::PrivateFolder::temporary("qrbscm-");
+  ReadBlueprint read = readBlueprintToRewrite(session, options.from, options.to, keys.path());
   if (read.blueprint == nullptr) return session.fail(read.error);
   return writeBlueprint(session, read.blueprint, options.to);
 }

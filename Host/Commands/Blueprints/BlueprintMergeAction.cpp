@@ -22,10 +22,10 @@ std::string projectOf(const QRBSourceControlWorkspaceBlueprintPtr& blueprint) {
 
 ExitStatus runMerge(Session& session, const BlueprintMergeOptions& options) {
   // Keys are files, for as long as it takes to hand them on.
-  PrivateFolder keys;
+  auto keys = qrb::PrivateFolder::temporary("qrbscm-");
   QRBSourceControlWorkspaceBlueprintPtr merged;
   for (const std::string& file : options.files) {
-    ReadBlueprint read = readBlueprintToRewrite(session, file, options.to, keys.path().native());
+    ReadBlueprint read = readBlueprintToRewrite(session, file, options.to, keys.path());
     if (read.blueprint == nullptr) return session.fail(read.error);
     if (merged == nullptr) {
       merged = read.blueprint;

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <fstream>
-#include <iterator>
+#include <utility>
 
 #include "Editor.h"
 #include "FileRequest.h"
+#include "FileSystem.h"
 #include "HostError.h"
 #include "QRBSourceControlCancellable.h"
 #include "QRBSourceControlRevision.h"
@@ -17,9 +17,6 @@ namespace host {
 
 namespace {
 
-constexpr std::uint64_t kStaged = QRBSourceControlStatusStagedAdded | QRBSourceControlStatusStagedModified |
-                                  QRBSourceControlStatusStagedDeleted | QRBSourceControlStatusStagedRenamed |
-                                  QRBSourceControlStatusStagedCopied | QRBSourceControlStatusStagedTypeChanged;
 constexpr std::uint64_t kTracked = QRBSourceControlStatusModified | QRBSourceControlStatusDeleted |
                                    QRBSourceControlStatusTypeChanged | QRBSourceControlStatusMissing;
 
@@ -30,18 +27,13 @@ struct CommitOptions {
 };
 
 qrb::Error readMessage(const std::string& file, std::string& message) {
-  if (file == "-" && ::isatty(STDIN_FILENO) == 0) {
-    // Not through a stream of the language, which would keep what is left for nobody.
-    char bytes[4096];
-    for (ssize_t count = 0; (count = ::read(STDIN_FILENO, bytes, sizeof bytes)) != 0;) {
-      if (count > 0) message.append(bytes, static_cast<std::size_t>(count));
-      if (count < 0 && errno != EINTR) return hostError("Standard input cannot be read.", {}, errno);
-    }
-    return {};
-  }
-  std::ifstream stream(file == "-" ? "/dev/stdin" : file, std::ios::binary);
-  if (!stream) return hostError("\"" + file + "\" cannot be read.", "Name a file that holds the message.", ENOENT);
-  message.assign(std::istreambuf_iterator<char>(stream), {});
+  bool isInput = file == "-";
+  // A shell may give a pipe in place of a file.
+  auto text = isInput ? qrb::readToEnd(STDIN_FILENO, qrb::anySize)
+                      : qrb::readFile(file, qrb::anySize, qrb::ReadableKind::anything);
+  if (!text && isInput) return hostError("Standard input cannot be read.", {}, errno);
+  if (!text) return hostError("\"" + file + "\" cannot be read.", "Name a file that holds the message.", errno);
+  message = std::move(*text);
   return {};
 }
 
@@ -69,9 +61,9 @@ qrb::Error listChanges(Session& session, const FoundFiles& found, std::string& t
   });
   if (error) return error;
   auto hasAny = [](std::uint64_t bits) { return [bits](const auto& entry) { return (entry.second & bits) != 0; }; };
-  bool isStaged = std::any_of((*listed)->begin(), (*listed)->end(), hasAny(kStaged));
+  bool isStaged = std::any_of((*listed)->begin(), (*listed)->end(), hasAny(QRBSourceControlStatusStagedMask));
   for (const auto& entry : **listed) {
-    if (hasAny(isStaged ? kStaged : kTracked)(entry)) addLine(text, entry.first);
+    if (hasAny(isStaged ? QRBSourceControlStatusStagedMask : kTracked)(entry)) addLine(text, entry.first);
   }
   return {};
 }

@@ -15,6 +15,7 @@
 #include <span>
 
 #include "FileDescriptor.h"
+#include "FileSystem.h"
 #include "GitNames.h"
 
 namespace {
@@ -120,23 +121,8 @@ class Look {
   /// The text of a file without zero bytes; absent where it cannot be had whole.
   std::optional<std::string> read(int folder, const char* name, std::size_t limit) {
     if (kindOf(folder, name) != Kind::file) return std::nullopt;
-    FileDescriptor file(::openat(folder, name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat information {};
-    if (!file.valid() || ::fstat(file.get(), &information) != 0 || !S_ISREG(information.st_mode)) return std::nullopt;
-    if (information.st_size > static_cast<off_t>(limit)) return std::nullopt;
-    std::string text(static_cast<std::size_t>(information.st_size) + 1, '\0');
-    std::size_t length = 0;
-    while (length < text.size()) {
-      ssize_t got = ::read(file.get(), text.data() + length, text.size() - length);
-      if (got < 0 && errno == EINTR) continue;
-      if (got < 0) return std::nullopt;
-      if (got == 0) break;
-      length += static_cast<std::size_t>(got);
-    }
-    // One that has grown meanwhile is no plain one.
-    if (length == text.size()) return std::nullopt;
-    text.resize(length);
-    return text.find('\0') == std::string::npos ? std::optional(text) : std::nullopt;
+    auto text = qrb::readFileIn(folder, name, limit);
+    return text && text->find('\0') == std::string::npos ? text : std::nullopt;
   }
 
   /// A file of one line, with or without its end.

@@ -9,11 +9,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <optional>
 
 #include "FileDescriptor.h"
+#include "FileSystem.h"
 #include "GitCommandParts.h"
 #include "GitPrograms.h"
 #include "GitRepositoryTrust.h"
@@ -173,14 +172,6 @@ void addGit(Programs& programs, std::vector<std::string>& executables, const Git
   executables.push_back(folder);
 }
 
-/// A file of the user's configuration, whole; absent where there is none.
-std::optional<std::string> textOf(const fs::path& file) {
-  std::error_code error;
-  if (!fs::is_regular_file(file, error)) return std::nullopt;
-  std::ifstream stream(file, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(stream), {});
-}
-
 /// The files of the user's and the machine's configuration.
 std::vector<fs::path> configurationFiles() {
   std::vector<fs::path> files;
@@ -202,7 +193,7 @@ std::vector<fs::path> configurationFiles() {
 /// Whether a file of the user's configuration says something. They are the user's own: in doubt it does.
 bool userMaySay(bool (*says)(std::string_view)) {
   return std::ranges::any_of(configurationFiles(), [says](const fs::path& file) {
-    auto text = textOf(file);
+    auto text = qrb::readFile(file, qrb::anySize);
     return text && says(*text);
   });
 }
@@ -212,7 +203,7 @@ bool userMaySay(bool (*says)(std::string_view)) {
 std::vector<GitUserFilter> filtersOfUser(const GitAsk& ask) {
   std::vector<GitUserFilter> filters;
   for (const fs::path& file : configurationFiles()) {
-    auto text = textOf(file);
+    auto text = qrb::readFile(file, qrb::anySize);
     if (!text) continue;
     auto plain = gitPlainFilters(*text);
     if (!plain) return gitUserFilters(ask(gitFiltersCommand()));
@@ -244,11 +235,7 @@ bool isSpread(const fs::path& repository) {
 
 /// Whether the attributes in the root of a working copy speak of a filter.
 bool usesFilter(const std::string& folder, const std::string& name) {
-  fs::path attributes = fs::path(folder) / ".gitattributes";
-  std::error_code error;
-  if (fs::symlink_status(attributes, error).type() != fs::file_type::regular) return false;
-  if (fs::file_size(attributes, error) > gitTrustedSize || error) return false;
-  auto text = textOf(attributes);
+  auto text = qrb::readFile(folder + "/.gitattributes", gitTrustedSize, qrb::ReadableKind::plainFileItself);
   return text && text->find("filter=" + name) != std::string::npos;
 }
 

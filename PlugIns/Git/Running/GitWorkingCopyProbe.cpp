@@ -1,9 +1,9 @@
 #include "GitWorkingCopyProbe.h"
 
 #include <filesystem>
-#include <fstream>
 #include <string_view>
 
+#include "FileSystem.h"
 #include "GitNames.h"
 
 namespace {
@@ -13,14 +13,8 @@ namespace fs = std::filesystem;
 /// A file of one line, such as ".git", "HEAD" and "commondir"; a longer file is something else.
 std::optional<std::string> readLine(const fs::path& file) {
   constexpr std::size_t longest = 8192;
-  std::error_code error;
-  if (!fs::is_regular_file(file, error)) return std::nullopt;
-  std::ifstream stream(file, std::ios::binary);
-  std::string text(longest + 1, '\0');
-  stream.read(text.data(), static_cast<std::streamsize>(text.size()));
-  text.resize(static_cast<std::size_t>(stream.gcount()));
-  if (text.size() > longest) return std::nullopt;
-  while (text.ends_with('\n') || text.ends_with('\r')) text.pop_back();
+  auto text = qrb::readFile(file, longest);
+  while (text && (text->ends_with('\n') || text->ends_with('\r'))) text->pop_back();
   return text;
 }
 

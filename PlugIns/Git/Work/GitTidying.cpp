@@ -1,11 +1,12 @@
 #include "GitTidying.h"
 
+#include <unistd.h>
+
 #include <charconv>
-#include <iostream>
-#include <iterator>
 #include <string>
 #include <string_view>
 
+#include "FileSystem.h"
 #include "GitCheckoutRepair.h"
 #include "GitLockFiles.h"
 #include "GitProcesses.h"
@@ -36,8 +37,8 @@ std::optional<int> gitTidyUp(std::span<char* const> arguments) {
   } else if (kind == "checkout" && arguments.size() == 8) {
     gitTakeBackCheckout(folder, arguments[6], arguments[7] == std::string_view("merge"), since);
   } else if (kind == "staging" && arguments.size() == 6) {
-    std::string remembered(std::istreambuf_iterator<char>(std::cin), {});
-    GitStaging::restoreUncommitted(folder, remembered);
+    auto remembered = qrb::readToEnd(STDIN_FILENO, qrb::anySize);
+    if (remembered) GitStaging::restoreUncommitted(folder, *remembered);
   } else {
     return kWrongUsage;
   }

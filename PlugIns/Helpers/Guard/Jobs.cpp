@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,6 +11,8 @@
 #include <charconv>
 #include <optional>
 #include <utility>
+
+#include "FileSystem.h"
 
 namespace {
 
@@ -28,23 +29,6 @@ std::optional<std::vector<std::size_t>> readNumbers(std::string_view line) {
     if (!line.empty()) line.remove_prefix(1);
   }
   return numbers;
-}
-
-/// A file in memory with the bytes, to be read from its beginning; -1 where none can be had.
-int makeInput(const std::string& bytes) {
-  int file = ::memfd_create("input", MFD_CLOEXEC);
-  std::size_t written = 0;
-  while (file >= 0 && written < bytes.size()) {
-    ssize_t count = ::write(file, bytes.data() + written, bytes.size() - written);
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) {
-      ::close(file);
-      return -1;
-    }
-    written += static_cast<std::size_t>(count);
-  }
-  if (file >= 0) ::lseek(file, 0, SEEK_SET);
-  return file;
 }
 
 }  // namespace
@@ -75,14 +59,14 @@ void Jobs::run() const {
 }
 
 void Jobs::run(const Job& job) {
-  int input = makeInput(job.input);
-  if (input < 0) return;
+  qrb::FileDescriptor input = qrb::holdInMemory(job.input);
+  if (!input.valid()) return;
   std::vector<char*> arguments;
   for (const std::string& argument : job.arguments) arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
   posix_spawn_file_actions_t actions;
   ::posix_spawn_file_actions_init(&actions);
-  ::posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
+  ::posix_spawn_file_actions_adddup2(&actions, input.get(), STDIN_FILENO);
   ::posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_RDWR, 0);
   ::posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
   // What this process ignores is nothing that programs are used to.
@@ -99,5 +83,4 @@ void Jobs::run(const Job& job) {
   }
   ::posix_spawnattr_destroy(&attributes);
   ::posix_spawn_file_actions_destroy(&actions);
-  ::close(input);
 }

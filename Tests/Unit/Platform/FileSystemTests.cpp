@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "PrivateFolder.h"
 #include "TemporaryDirectory.h"
 
 namespace qrb {
@@ -90,6 +91,30 @@ TEST_F(PrivateFiles, AreReadUpToALimitAndOnlyIfTheyAreFiles) {
   EXPECT_EQ(errno, EISDIR);
   ASSERT_EQ(::mkfifo((directory.string() + "/pipe").c_str(), 0600), 0);
   EXPECT_EQ(readFile(directory.string() + "/pipe", 1), std::nullopt);
+  std::string link = directory.string() + "/link";
+  ASSERT_EQ(::symlink("file", link.c_str()), 0);
+  EXPECT_TRUE(readFile(link, anySize));
+  EXPECT_EQ(readFile(link, anySize, ReadableKind::plainFileItself), std::nullopt);
+  EXPECT_EQ(errno, ELOOP);
+  EXPECT_EQ(readFile("/dev/null", 1), std::nullopt);
+  EXPECT_EQ(readFile("/dev/null", 1, ReadableKind::anything), "");
+  EXPECT_EQ(readToEnd(holdInMemory("held").get(), 4), "held");
+}
+
+TEST_F(PrivateFiles, LieInAFolderThatGoesWithItsObject) {
+  std::string kept;
+  std::string gone;
+  {
+    PrivateFolder folder(directory.string(), ".work-");
+    gone = folder.path();
+    EXPECT_EQ(permissionsOf(gone), 0700u);
+    ASSERT_TRUE(writePrivateFile(gone + "/file", "x"));
+    kept = PrivateFolder(directory.string(), ".work-").keep();
+  }
+  EXPECT_NE(::access(gone.c_str(), F_OK), 0);
+  EXPECT_EQ(::access(kept.c_str(), F_OK), 0);
+  EXPECT_EQ(PrivateFolder(directory.string() + "/none", "x").path(), "");
+  EXPECT_EQ(errno, ENOENT);
 }
 
 }  // namespace
