@@ -1,7 +1,9 @@
 #include "SSHAddress.h"
 
-#include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
-#include "QRBSourceControlURL.h"
+#include <charconv>
+
+#include "PercentCoding.h"
+#include "RemoteAddress.h"
 
 bool SSHAddress::isSafeName(std::string_view name) {
   if (name.empty() || name.front() == '-') return false;
@@ -12,12 +14,20 @@ bool SSHAddress::isSafeName(std::string_view name) {
 }
 
 std::optional<SSHAddress> SSHAddress::parse(const qrb::URL& url) {
-  if (!QRBSourceControlSSHKeysAuthenticationStrategy::strategyIsValidForURL(url)) return std::nullopt;
-  bool isURL = !qrbscm_isSCPURI(url);
+  qrb::RemoteAddress read = qrb::RemoteAddress::parse(url.absoluteString().view());
+  if (!read.isSSH()) return std::nullopt;
   SSHAddress address;
-  address.host = (isURL ? url.host() : qrbscm_host(url)).str();
-  address.user = (isURL ? url.user() : qrbscm_user(url)).str();
-  if (isURL) address.port = url.port();
+  address.user = read.user.value_or("");
+  address.host = qrb::percentDecoded(read.hostAsWritten);
+  if (address.host.starts_with('[') && address.host.ends_with(']')) {
+    address.host = address.host.substr(1, address.host.size() - 2);
+  }
+  if (read.namesPort) {
+    int number = 0;
+    auto [end, error] = std::from_chars(read.port.data(), read.port.data() + read.port.size(), number);
+    if (error != std::errc() || end != read.port.data() + read.port.size() || number <= 0) return std::nullopt;
+    address.port = number;
+  }
   if (!isSafeName(address.host) || (!address.user.empty() && !isSafeName(address.user))) return std::nullopt;
   return address;
 }

@@ -6,7 +6,7 @@
 
 #include "URL.h"
 
-/// Where an SSH remote is. Pure; any thread.
+/// Where an SSH remote is, as git reads its address. Pure; any thread.
 struct SSHAddress {
   std::string host;
   /// Empty where the address names none.

@@ -51,6 +51,8 @@ TEST(SSHAddress, IsTakenFromURLsAndFromScpForms) {
            AddressCase{"svn+ssh://me@example.org/trunk", {"-l", "me", "example.org"}},
            AddressCase{"git@example.org:group/repository.git", {"-l", "git", "example.org"}},
            AddressCase{"ssh://[2001:db8::1]:22/repository", {"-p", "22", "2001:db8::1"}},
+           AddressCase{"git@[2001:db8::1]:repository", {"-l", "git", "2001:db8::1"}},
+           AddressCase{"ssh://git@Alias/not encoded", {"-l", "git", "Alias"}},
        }) {
     auto address = SSHAddress::parse(URL(example.url));
     ASSERT_TRUE(address) << example.url;
@@ -59,10 +61,10 @@ TEST(SSHAddress, IsTakenFromURLsAndFromScpForms) {
 }
 
 TEST(SSHAddress, WhatSSHCouldTakeForAnOptionOrAShellForACommandIsRefused) {
-  for (const char* url :
-       {"https://example.org/repository", "ssh://-oProxyCommand=touch%20x/repository", "ssh:///repository",
-        "ssh://-l@example.org/repository", "ssh://a%20b@example.org/x", "ssh://a`b`@example.org/x",
-        "ssh://$(x)@example.org/x", "-oProxyCommand=x@example.org:x", "git@-oProxyCommand=x:x"}) {
+  for (const char* url : {"https://example.org/repository", "ssh://-oProxyCommand=touch%20x/repository",
+                          "ssh:///repository", "ssh://-l@example.org/repository", "ssh://a%20b@example.org/x",
+                          "ssh://a`b`@example.org/x", "ssh://$(x)@example.org/x", "ssh://example.org:2x/x", "/a/path",
+                          "-oProxyCommand=x@example.org:x", "git@-oProxyCommand=x:x"}) {
     EXPECT_FALSE(SSHAddress::parse(URL(url))) << url;
   }
 }

@@ -41,9 +41,11 @@ std::pair<std::size_t, std::size_t> authorityOf(std::string_view address) {
 void takeHost(RemoteAddress& result, std::string_view hostAndPort) {
   std::size_t bracket = hostAndPort.rfind(']');
   std::size_t colon = hostAndPort.find(':', bracket == std::string_view::npos ? 0 : bracket);
-  result.host = lowerCase(hostAndPort.substr(0, colon));
+  result.hostAsWritten = hostAndPort.substr(0, colon);
+  result.host = lowerCase(result.hostAsWritten);
   if (colon != std::string_view::npos) result.port = hostAndPort.substr(colon + 1);
-  if (result.port.empty()) result.port = usualPort(result.scheme);
+  result.namesPort = !result.port.empty();
+  if (!result.namesPort) result.port = usualPort(result.scheme);
 }
 
 RemoteAddress parseURL(std::string_view address) {
@@ -88,6 +90,7 @@ RemoteAddress RemoteAddress::parse(std::string_view address) {
     result.user = std::string(server.substr(0, at));
     server.remove_prefix(at + 1);
   }
+  result.hostAsWritten = server;
   result.host = lowerCase(server);
   result.port = usualPort(result.scheme);
   result.path = address.substr(colon + 1);

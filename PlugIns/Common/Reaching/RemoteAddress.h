@@ -16,8 +16,12 @@ struct RemoteAddress {
   std::optional<std::string> password;
   /// In small letters, an IPv6 address with its brackets; empty where there is none.
   std::string host;
+  /// The same as the address has it, for those to whom large letters may be others.
+  std::string hostAsWritten;
   /// Digits; the scheme's usual port where the address names none, empty where that has none.
   std::string port;
+  /// Whether the address itself names the port.
+  bool namesPort = false;
   /// As it stands, "/" included; of user@host:path what follows the colon; decoded where it is a file's.
   std::string path;
 
