@@ -91,11 +91,9 @@ void ProcessReaper::adopt(Process process, Policy policy, std::function<void(Exi
   entry.process = std::move(process);
   entry.onExit = std::move(onExit);
   entry.grace = grace;
-  entry.deadline = now + grace.exit;
-  if (policy != Policy::expectExit) {
-    sweep(entry, policy == Policy::forced);
-    entry.deadline = now + grace.group;
-  }
+  entry.exitTime = now + grace.exit;
+  if (policy == Policy::forced) entry.process.kill(SIGKILL);
+  if (policy != Policy::expectExit) entry.ending.begin(entry.process, now, grace.group);
   epoll_event interest{};
   interest.events = EPOLLIN;
   bool startThread = false;
@@ -158,7 +156,7 @@ void ProcessReaper::stepDue(Clock::time_point now) {
       std::lock_guard lock(_mutex);
       const auto due = std::find_if(_entries.upper_bound(identifier), _entries.end(), [now](const auto& each) {
         const Entry& entry = each.second;
-        return entry.nextLook <= now || (!entry.deadlinePassed && entry.deadline <= now);
+        return entry.nextLook <= now || entry.signalTime() <= now;
       });
       if (due == _entries.end()) {
         return;
@@ -172,10 +170,7 @@ void ProcessReaper::stepDue(Clock::time_point now) {
 int ProcessReaper::timeoutUntilNextStep() const {
   auto next = Clock::time_point::max();
   for (const auto& [identifier, entry] : _entries) {
-    next = std::min(next, entry.nextLook);
-    if (!entry.deadlinePassed) {
-      next = std::min(next, entry.deadline);
-    }
+    next = std::min({next, entry.nextLook, entry.signalTime()});
   }
   if (next == Clock::time_point::max()) {
     return -1;
@@ -199,7 +194,7 @@ void ProcessReaper::step(std::uint64_t identifier, Clock::time_point now) {
       ::epoll_ctl(_epoll.get(), EPOLL_CTL_DEL, entry.process.pidfd(), nullptr);
       status = entry.process.tryReap();
       onExit = std::move(entry.onExit);
-      over = !entry.sweepGroup;
+      over = entry.state != State::watchingGroup;
     }
     if (entry.state == State::watchingGroup) {
       over = stepGroup(entry, now);
@@ -222,19 +217,14 @@ void ProcessReaper::step(std::uint64_t identifier, Clock::time_point now) {
 
 /// True once the process itself is over.
 bool ProcessReaper::stepExit(Entry& entry, Clock::time_point now) {
-  const bool late = !entry.deadlinePassed && entry.deadline <= now;
   // While the leader is not reaped nobody else can get its number, so signals go out before the status is taken.
-  if (late && !entry.sweepGroup) {
-    sweep(entry, true);
-    entry.deadline = now + entry.grace.group;
-  } else if (late) {
+  if (entry.ending.hasBegun()) {
+    entry.ending.proceed(entry.process, now);
+  } else if (entry.exitTime <= now) {
     entry.process.kill(SIGKILL);
-    entry.process.signalGroup(SIGKILL);
-    entry.deadlinePassed = true;
-  }
-  if (!entry.sweepGroup && crashed(entry.process)) {
-    sweep(entry, false);
-    entry.deadline = now + entry.grace.group;
+    entry.ending.begin(entry.process, now, entry.grace.group);
+  } else if (crashed(entry.process)) {
+    entry.ending.begin(entry.process, now, entry.grace.group);
   }
   if (!entry.process.tryReap()) {
     if (entry.nextLook <= now) {
@@ -242,7 +232,7 @@ bool ProcessReaper::stepExit(Entry& entry, Clock::time_point now) {
     }
     return false;
   }
-  if (entry.sweepGroup) {
+  if (entry.ending.hasBegun() && entry.process.hasOwnGroup()) {
     entry.state = State::watchingGroup;
     entry.backOff = 1ms;
   }
@@ -257,28 +247,17 @@ bool ProcessReaper::stepGroup(Entry& entry, Clock::time_point now) {
   do {
     info.si_pid = 0;
   } while (::waitid(P_PGID, static_cast<id_t>(entry.process.pid()), &info, WEXITED | WNOHANG) == 0 && info.si_pid != 0);
-  if (!entry.deadlinePassed && entry.deadline <= now) {
-    entry.deadlinePassed = true;
+  if (entry.ending.proceed(entry.process, now)) {
     entry.backOff = 1ms;
-    if (!entry.process.signalGroup(SIGKILL)) {
-      return true;
-    }
-  } else if (!entry.process.signalGroup(0)) {
+  }
+  if (!entry.process.signalGroup(0)) {
     return true;
   }
-  if (entry.deadlinePassed && now - entry.deadline > longestWatchAfterKill) {
+  if (entry.ending.hasKilled() && now - entry.ending.killTime() > longestWatchAfterKill) {
     return true;
   }
   lookLater(entry, now);
   return false;
-}
-
-void ProcessReaper::sweep(Entry& entry, bool killLeader) {
-  if (killLeader) {
-    entry.process.kill(SIGKILL);
-  }
-  entry.process.signalGroup(SIGTERM);
-  entry.sweepGroup = entry.process.hasOwnGroup();
 }
 
 void ProcessReaper::lookLater(Entry& entry, Clock::time_point now) {

@@ -9,6 +9,7 @@
 #include <mutex>
 
 #include "Process.h"
+#include "ProcessEnding.h"
 
 namespace qrb {
 
@@ -34,7 +35,7 @@ class ProcessReaper {
     /// How long `expectExit` lets a process run on.
     std::chrono::milliseconds exit{5000};
     /// How long the members of a group may take over their SIGTERM.
-    std::chrono::milliseconds group{2000};
+    std::chrono::milliseconds group = ProcessEnding::usualPatience;
   };
 
   static ProcessReaper& shared();
@@ -57,7 +58,7 @@ class ProcessReaper {
   int start();
 
  private:
-  using Clock = std::chrono::steady_clock;
+  using Clock = ProcessEnding::Clock;
 
   friend class ReaperPlace;
   enum class State { awaitingExit, watchingGroup };
@@ -67,14 +68,19 @@ class ProcessReaper {
     std::function<void(ExitStatus)> onExit = {};
     GracePeriods grace = {};
     State state = State::awaitingExit;
-    /// SIGTERM has gone to the group, so the group is to be empty in the end.
-    bool sweepGroup = false;
-    /// SIGKILL goes to process and group when this comes.
-    Clock::time_point deadline = {};
-    bool deadlinePassed = false;
+    /// How long the process may run on by itself.
+    Clock::time_point exitTime = {};
+    /// Once it has begun, the group is to be empty in the end.
+    ProcessEnding ending = {};
     /// The next look at what no descriptor tells: a group, or a process that epoll did not take.
     Clock::time_point nextLook = Clock::time_point::max();
     std::chrono::milliseconds backOff{1};
+
+    /// When the next signal goes out.
+    Clock::time_point signalTime() const {
+      if (ending.hasKilled()) return Clock::time_point::max();
+      return ending.hasBegun() ? ending.killTime() : exitTime;
+    }
   };
   using Entries = std::map<std::uint64_t, Entry>;
 
@@ -87,7 +93,6 @@ class ProcessReaper {
   void step(std::uint64_t identifier, Clock::time_point now);
   bool stepExit(Entry& entry, Clock::time_point now);
   bool stepGroup(Entry& entry, Clock::time_point now);
-  static void sweep(Entry& entry, bool killLeader);
   static void lookLater(Entry& entry, Clock::time_point now);
 
   std::mutex _mutex;

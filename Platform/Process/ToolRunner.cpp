@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/ioctl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,12 +13,13 @@
 #include <cstring>
 #include <memory>
 
+#include "FileSystem.h"
 #include "ObstacleWatch.h"
 
 namespace qrb {
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Clock = ProcessEnding::Clock;
 using Outcome = ToolResult::Outcome;
 
 /// How long a tool may be silent before what it waits for is looked at.
@@ -76,26 +76,6 @@ ssize_t writeWithoutSignal(int descriptor, std::string_view bytes) {
   return written;
 }
 
-/// A descriptor from which the text can be read once; invalid, with errno set, when there is no room for it.
-FileDescriptor holdInMemory(std::string_view text) {
-  FileDescriptor memory(::memfd_create("input", MFD_CLOEXEC));
-  while (memory.valid() && !text.empty()) {
-    ssize_t written = ::write(memory.get(), text.data(), text.size());
-    if (written < 0 && errno != EINTR) {
-      int error = errno;
-      memory.reset();
-      errno = error;
-    }
-    if (written > 0) {
-      text.remove_prefix(static_cast<std::size_t>(written));
-    }
-  }
-  if (memory.valid()) {
-    ::lseek(memory.get(), 0, SEEK_SET);
-  }
-  return memory;
-}
-
 /// One run, from launch to end: what is open, what is to be fed, and why it is to stop.
 class Run {
  public:
@@ -132,7 +112,7 @@ class Run {
   bool fail(LaunchFailure failure);
   void step();
   int timeout() const;
-  void escalate();
+  void signalWhenDue();
   void lookForObstacle();
   void stop(Outcome why);
   void feed();
@@ -153,10 +133,9 @@ class Run {
   std::unique_ptr<char[]> _buffer{new char[chunkSize]};
   BoundedText _errorText{errorTextBound};
   bool _over = false;
-  bool _stopping = false;
-  bool _killed = false;
+  /// What makes the tool stop, begun by stop().
+  ProcessEnding _ending;
   std::optional<Clock::time_point> _endAt;
-  Clock::time_point _killAt{};
   ToolResult _result;
 };
 
@@ -220,20 +199,20 @@ void Run::step() {
   slots[errorSlot] = {_error.get(), POLLIN, 0};
   slots[inputSlot] = {_input.get(), POLLOUT, 0};
   // No POLLIN: the host may have sent something for later, which must not wake this loop again and again.
-  slots[hostSlot] = {_stopping ? -1 : _surroundings.hostConnection, POLLRDHUP, 0};
+  slots[hostSlot] = {_ending.hasBegun() ? -1 : _surroundings.hostConnection, POLLRDHUP, 0};
   slots[sideSlot] = {_surroundings.sideChannel, POLLIN, 0};
   int ready = ::poll(slots.data(), slots.size(), timeout());
   if (ready < 0) {
     if (errno != EINTR) {
       _result.launchFailure = {LaunchFailure::Step::descriptors, errno, "The tool's output could not be waited for"};
       stop(Outcome::failedToListen);
-      _process->kill(SIGKILL);
+      _ending.kill(*_process, Clock::now());
       _result.status = _process->wait();
       _over = true;
     }
     return;
   }
-  if (ready == 0 && _watch && !_stopping) {
+  if (ready == 0 && _watch && !_ending.hasBegun()) {
     lookForObstacle();
   }
   if (slots[hostSlot].revents != 0) {
@@ -251,7 +230,7 @@ void Run::step() {
   if (slots[sideSlot].revents != 0) {
     _surroundings.onReadable();
   }
-  escalate();
+  signalWhenDue();
   if (slots[processSlot].revents != 0) {
     if (auto status = _process->tryReap()) {
       _result.status = *status;
@@ -265,11 +244,11 @@ int Run::timeout() const {
     auto wait = std::chrono::ceil<std::chrono::milliseconds>(time - Clock::now()).count();
     return static_cast<int>(std::clamp<long long>(wait, 0, INT_MAX));
   };
-  if (_killed) {
+  if (_ending.hasKilled()) {
     return -1;
   }
-  if (_stopping) {
-    return until(_killAt);
+  if (_ending.hasBegun()) {
+    return until(_ending.killTime());
   }
   int look = _watch ? silence : -1;
   if (!_endAt) {
@@ -278,14 +257,12 @@ int Run::timeout() const {
   return look < 0 ? until(*_endAt) : std::min(look, until(*_endAt));
 }
 
-void Run::escalate() {
-  if (_endAt && !_stopping && Clock::now() >= *_endAt) {
+void Run::signalWhenDue() {
+  Clock::time_point now = Clock::now();
+  if (_endAt && now >= *_endAt) {
     stop(Outcome::tookTooLong);
   }
-  if (_stopping && !_killed && Clock::now() >= _killAt) {
-    _killed = true;
-    _process->kill(SIGKILL);
-  }
+  _ending.proceed(*_process, now);
 }
 
 void Run::lookForObstacle() {
@@ -296,14 +273,12 @@ void Run::lookForObstacle() {
 }
 
 void Run::stop(Outcome why) {
-  if (_stopping) {
+  if (_ending.hasBegun()) {
     return;
   }
-  _stopping = true;
   _result.outcome = why;
-  _killAt = Clock::now() + _surroundings.gracePeriod;
   _input.reset();
-  _process->kill(SIGTERM);
+  _ending.begin(*_process, Clock::now(), _surroundings.gracePeriod);
 }
 
 void Run::feed() {
@@ -337,7 +312,7 @@ std::size_t Run::readOnce(FileDescriptor& descriptor, const ToolRunner::Output& 
     _errorText.append(chunk);
   }
   // While it stops the tool is still listened to: it must not be held up by a full pipe.
-  if (!_stopping && callback && !callback(chunk)) {
+  if (!_ending.hasBegun() && callback && !callback(chunk)) {
     stop(Outcome::stopped);
   }
   return chunk.size();

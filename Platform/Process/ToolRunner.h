@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Process.h"
+#include "ProcessEnding.h"
 
 namespace qrb {
 
@@ -77,7 +78,7 @@ class ToolRunner {
     /// The connection to the host: its hanging up ends the tool, since nobody is left to tell. Nothing is read from it.
     int hostConnection = -1;
     /// How long a tool that is to stop may take over SIGTERM before it gets SIGKILL.
-    std::chrono::milliseconds gracePeriod{2000};
+    std::chrono::milliseconds gracePeriod = ProcessEnding::usualPatience;
     /// How long a tool may run before it is to stop; absent where it may take what it needs.
     std::optional<std::chrono::milliseconds> timeLimit;
     /// What is to be served while a tool runs, because the tool waits for it: `onReadable` is called, on the calling
