@@ -24,9 +24,8 @@ std::string path(std::uint64_t number) {
 
 QRBSourceControlWorkingCopyPtr workingCopy() {
   auto folder = qrb::URL::fileURL("/home/user/project");
-  const auto system =
-      QRBSourceControlSystem::initWithName("Git", "org.qrb.Orlix.sourcecontrol.Git", "1", ".git",
-                                           std::set<qrb::String>{".git"}, true, true, false, false, false, 1);
+  auto system = QRBSourceControlSystem::initWithName("Git", "org.qrb.Orlix.sourcecontrol.Git", "1", ".git",
+                                                     std::set<qrb::String>{".git"}, true, true, false, false, false, 1);
   return QRBSourceControlWorkingCopy::initWithFileURLUnidentifiableRepository(
       folder, QRBSourceControlRepository::initWithURL(folder, system));
 }

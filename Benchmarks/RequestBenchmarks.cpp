@@ -32,7 +32,7 @@ class Repository {
 // The whole road: queue, plug-in process, git, reply. The script `compare` sets it against git alone.
 void baseRevisionRequest(benchmark::State& state) {
   qrb::ServiceDirectories::registerDirectory(QRB_SERVICES_FOLDER);
-  const Repository repository;
+  Repository repository;
   if (!repository) return state.SkipWithError("git could not make a repository");
   auto git = QRBSourceControlSystem::systemWithIdentifier(QRBSourceControlGitPlugInIdentifier);
   auto folder = qrb::URL::fileURL(repository.folder());

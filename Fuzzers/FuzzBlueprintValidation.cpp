@@ -19,7 +19,7 @@ const Dictionary& goodFile() {
     auto system = QRBSourceControlSystem::systemWithIdentifier("org.qrb.Orlix.sourcecontrol.Git");
     auto blueprint = QRBSourceControlWorkspaceBlueprint::init();
     for (const char* secondary : {"1", "2"}) {
-      const auto repository =
+      auto repository =
           QRBSourceControlRemoteRepository::initUnsavedWithURL(qrb::URL("https://x/y"), "ID", secondary, system);
       repository->setTrustedServerFingerprint("F");
       blueprint->addRemoteRepository(repository, "x", 1);
@@ -35,7 +35,7 @@ const Dictionary& goodFile() {
 // Every place of a value, inner ones included.
 std::vector<std::string> placesOf(const Dictionary& value) {
   std::vector<std::string> places;
-  const Dictionary leaves = value.flatten();
+  Dictionary leaves = value.flatten();
   for (const auto& [place, leaf] : leaves.items()) {
     for (Pointer pointer(place); !pointer.empty(); pointer = pointer.parent_pointer()) {
       places.push_back(pointer.to_string());

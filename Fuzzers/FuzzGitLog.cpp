@@ -22,15 +22,14 @@ std::string readLog(std::string_view bytes, std::size_t cut) {
   GitLogParser parser;
   std::string result;
   auto sink = [&](const GitLogRecord& record) {
-    for (const std::string_view field :
+    for (std::string_view field :
          {record.hash, record.parents, record.authorName, record.authorEmail, record.message}) {
       result.append(field).append(1, '\0');
     }
     result += std::to_string(record.authorDate);
     for (const GitChange& change : record.changes) addChange(result, change);
   };
-  const bool isWhole =
-      parser.feed(bytes.substr(0, cut), sink) && parser.feed(bytes.substr(cut), sink) && parser.finish(sink);
+  bool isWhole = parser.feed(bytes.substr(0, cut), sink) && parser.feed(bytes.substr(cut), sink) && parser.finish(sink);
   return outcome(result, isWhole, parser.error());
 }
 
@@ -38,8 +37,7 @@ std::string readChanges(std::string_view bytes, std::size_t cut) {
   GitNameStatusParser parser;
   std::string result;
   auto sink = [&](const GitChange& change) { addChange(result, change); };
-  const bool isWhole =
-      parser.feed(bytes.substr(0, cut), sink) && parser.feed(bytes.substr(cut), sink) && parser.finish();
+  bool isWhole = parser.feed(bytes.substr(0, cut), sink) && parser.feed(bytes.substr(cut), sink) && parser.finish();
   return outcome(result, isWhole, parser.error());
 }
 

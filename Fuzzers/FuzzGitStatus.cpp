@@ -15,8 +15,7 @@ std::string read(std::string_view bytes, std::size_t cut) {
     result += std::to_string(static_cast<int>(record.kind)) + ' ' + std::to_string(record.status) + ' ';
     result.append(record.path).append(1, '\0').append(record.originalPath).append(1, '\0');
   };
-  const bool isWhole =
-      parser.feed(bytes.substr(0, cut), sink) && parser.feed(bytes.substr(cut), sink) && parser.finish();
+  bool isWhole = parser.feed(bytes.substr(0, cut), sink) && parser.feed(bytes.substr(cut), sink) && parser.finish();
   if (isWhole == parser.error().has_value()) std::abort();
   return isWhole ? result : result + parser.error()->what + std::to_string(parser.error()->offset);
 }

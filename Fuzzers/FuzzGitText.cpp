@@ -21,8 +21,7 @@ std::string readBranches(std::string_view bytes, std::size_t cut) {
   auto sink = [&](const GitRefRecord& record) {
     result.append(record.fullName).append(1, '\0').append(record.name).append(1, '\0').append(record.upstream);
   };
-  const bool isWhole =
-      parser.feed(bytes.substr(0, cut), sink) && parser.feed(bytes.substr(cut), sink) && parser.finish();
+  bool isWhole = parser.feed(bytes.substr(0, cut), sink) && parser.feed(bytes.substr(cut), sink) && parser.finish();
   if (isWhole == parser.error().has_value()) std::abort();
   return isWhole ? result : result + parser.error()->what + std::to_string(parser.error()->offset);
 }
@@ -43,7 +42,7 @@ void checkNames(std::string_view bytes) {
   }
   if (gitAddressFault(bytes).empty() && (!isPlain(bytes) || bytes.starts_with("ext::"))) std::abort();
   if (gitRevisionFault(bytes).empty() && !isPlain(bytes)) std::abort();
-  if (const qrb::URL url(bytes); !gitRefuseURL(url) != gitAddressFault(bytes).empty()) std::abort();
+  if (qrb::URL url(bytes); !gitRefuseURL(url) != gitAddressFault(bytes).empty()) std::abort();
 }
 
 void readAnswers(std::string_view bytes) {

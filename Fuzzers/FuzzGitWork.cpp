@@ -30,8 +30,7 @@ std::string read(std::string_view bytes, std::size_t cut) {
   Parser parser;
   std::string result;
   auto sink = [&](const auto& record) { result.append(describe(record)).push_back('\0'); };
-  const bool isWhole =
-      parser.feed(bytes.substr(0, cut), sink) && parser.feed(bytes.substr(cut), sink) && parser.finish();
+  bool isWhole = parser.feed(bytes.substr(0, cut), sink) && parser.feed(bytes.substr(cut), sink) && parser.finish();
   if (isWhole == parser.error().has_value()) std::abort();
   return isWhole ? result : result + parser.error()->what + std::to_string(parser.error()->offset);
 }

@@ -23,7 +23,7 @@ class ManifestPlugIn final : public QRBSourceControlPlugInPrimary {
   void filesAndStatusOfWorkingCopy(
       const QRBSourceControlWorkingCopyPtr& workingCopy, bool /*withRemoteStatus*/,
       Completion<QRBSourceControlPathStatusesPtr, QRBSourceControlPathStatusesPtr> completionBlock) override {
-    const fs::path root = workingCopy->fileURL().path().str();
+    fs::path root = workingCopy->fileURL().path().str();
     std::ifstream manifest(root / ".manifest/files");
     if (!manifest) {
       return completionBlock(nullptr, nullptr, QRBSourceControlError_WorkingCopyNotFound("no .manifest/files"));

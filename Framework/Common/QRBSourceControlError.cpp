@@ -50,7 +50,7 @@ qrb::Error withUnderlying(const Kind& kind, const qrb::String& message, std::ini
   return make(kind.code, std::move(info));
 }
 
-// A file's name for a text: bytes that are no text would make the text one that no host can show.
+// A file's name as a text may hold it: bytes that are no text would make the whole text one that no host can show.
 qrb::String shownName(const qrb::URL& file) {
   qrb::String name = file.lastPathComponent();
   return name ? qrb::String(qrb::replacingInvalidUTF8(name.view())) : name;
@@ -160,8 +160,8 @@ qrb::Error QRBSourceControlError_RemoteRepositoryNotFound(const qrb::String& und
 
 qrb::Error QRBSourceControlError_RequestUnsupported(const qrb::String& systemName, const qrb::String& what,
                                                     const qrb::String& method) {
-  const qrb::String system = systemName.empty() ? qrb::String(qrb::localized("The source control system")) : systemName;
-  const qrb::String asked = what.empty() ? qrb::String(qrb::localized("this request")) : what;
+  qrb::String system = systemName.empty() ? qrb::String(qrb::localized("The source control system")) : systemName;
+  qrb::String asked = what.empty() ? qrb::String(qrb::localized("this request")) : what;
   UserInfo info = texts(qrb::format(qrb::localized("%@ does not support %@."), {system, asked}), {});
   addText(info, QRBSourceControlUnderlyingErrorString, method);
   return qrb::Error(QRBSourceControlErrorDomain, static_cast<std::int64_t>(Code::requestUnsupported),

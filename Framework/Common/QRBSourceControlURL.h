@@ -13,16 +13,17 @@
 
 /// What stands before "://", in the letter case it has; absent for an scp-style address.
 QRB_EXPORT qrb::String qrbscm_scheme(const qrb::URL& url);
-/// Of letters, digits, "_" and "-" only. Where user or password has any other character both are absent, and what
-/// stands there counts as the host and what follows.
+/// The user's name, which is of letters, digits, "_" and "-" only. Where user or password has any other character both
+/// are absent, and what stands there counts as the host and what follows.
 QRB_EXPORT qrb::String qrbscm_user(const qrb::URL& url);
-/// Of the same characters and with the same exception; absent too where there is only a user.
+/// The password, to which the same restriction applies as to the user; absent too where there is only a user.
 QRB_EXPORT qrb::String qrbscm_password(const qrb::URL& url);
-/// Of a file URL, the first component of the path with its slash.
+/// The host, as it is written. A file URL has the first component of its path, with its slash, in this place.
 QRB_EXPORT qrb::String qrbscm_host(const qrb::URL& url);
-/// Of a URL the port; of an scp-style address with a number and no path the number's last digit.
+/// The port of a URL. An scp-style address that has a number and no path gives the number's last digit.
 QRB_EXPORT std::optional<int> qrbscm_port(const qrb::URL& url);
-/// Of a URL the percent-decoded path with its leading slash; of an scp-style address what follows the first separator.
+/// The path of a URL, percent-decoded, with its leading slash; what follows the first separator in an scp-style
+/// address.
 QRB_EXPORT qrb::String qrbscm_path(const qrb::URL& url);
 /// Without user, password and "@"; the URL itself when it has none of them.
 QRB_EXPORT qrb::URL qrbscm_anonymousURL(const qrb::URL& url);

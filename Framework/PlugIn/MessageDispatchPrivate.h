@@ -79,7 +79,7 @@ struct Route {
 /// A remote repository may be left out where it is not what the request is about, and so does not come first.
 template <class... A>
 Error lackOfSubject(const std::tuple<A...>& arguments) {
-  const String told("the request does not name it");
+  String told("the request does not name it");
   Error lack;
   bool isFirst = true;
   auto look = [&]<class T>(const T& argument) {
@@ -108,7 +108,7 @@ constexpr Route<Server> route() {
             using MessageType = std::remove_cvref_t<decltype(message)>;
             auto arguments = readValues<typename MessageType::ArgumentTuple>(call.arguments);
             auto answering = std::make_shared<Answering>(connection, *call.identifier, message.selector);
-            if (const Error lack = lackOfSubject(arguments)) return answering->refuse(lack);
+            if (Error lack = lackOfSubject(arguments)) return answering->refuse(lack);
             auto completion = completionOf(answering, decltype(replyTypesOf(message)){});
             std::apply([&](const auto&... argument) { (server.*function)(argument..., std::move(completion)); },
                        arguments);

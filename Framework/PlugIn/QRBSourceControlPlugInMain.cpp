@@ -10,7 +10,7 @@
 
 namespace {
 
-// Longer than it takes to undo what was half done.
+// Undoing what was half done takes less time than this.
 constexpr unsigned int kSecondsAfterHost = 5;
 
 /// The host has the system kill its plug-ins when it dies itself. One that waits for its host or for a tool notices by
@@ -18,7 +18,7 @@ constexpr unsigned int kSecondsAfterHost = 5;
 void outliveHostForAMoment() {
   int atHostsEnd = 0;
   if (::prctl(PR_GET_PDEATHSIG, &atHostsEnd) != 0 || atHostsEnd == 0) return;
-  const int hostIsGone = SIGRTMAX - 1;
+  int hostIsGone = SIGRTMAX - 1;
   struct sigaction action {};
   action.sa_flags = SA_RESTART;
   action.sa_handler = [](int) { ::kill(0, SIGKILL); };

@@ -14,7 +14,8 @@ namespace qrb {
 
 namespace {
 
-// So that neither a tool that the process runs nor a stray print can get into the connection.
+// Takes the connection away from the standard streams, so that neither a tool that the process runs nor a stray print
+// can get into it.
 FileDescriptor takeSocket() {
   struct stat info {};
   if (::fstat(STDIN_FILENO, &info) != 0 || !S_ISSOCK(info.st_mode)) return {};

@@ -18,9 +18,9 @@ thread_local bool isUnserved = false;
 }  // namespace
 
 void answerForBaseClass() {
-  const AssertionHandler previous = setAssertionHandler({});
+  AssertionHandler previous = setAssertionHandler({});
   setAssertionHandler([previous](std::string_view file, int line, std::string_view message) {
-    const std::string place = std::string(file) + ":" + std::to_string(line);
+    std::string place = std::string(file) + ":" + std::to_string(line);
     if (message == kSubclassResponsibility) {
       log(place, message);
       isUnserved = true;

@@ -18,8 +18,6 @@
 #include <system_error>
 
 #include "FileTree.h"
-#include "OwnProgram.h"
-#include "PrivateFolder.h"
 #include "ServiceDirectories.h"
 
 namespace qrb::hostile {
@@ -32,14 +30,14 @@ using Clock = std::chrono::steady_clock;
 std::string makeRunFolder() {
   std::error_code error;
   fs::path above = fs::is_directory("/dev/shm", error) ? fs::path("/dev/shm") : fs::temp_directory_path();
-  std::string folder = PrivateFolder(above, "qrb-hostile-").keep();
-  if (folder.empty()) throw std::system_error(errno, std::generic_category(), above.string());
-  return folder;
+  std::string pattern = (above / "qrb-hostile-XXXXXX").string();
+  if (::mkdtemp(pattern.data()) == nullptr) throw std::system_error(errno, std::generic_category(), pattern);
+  return pattern;
 }
 
 /// The program that repositories want to have run lies beside this one.
 void copyProgram(const std::string& to) {
-  fs::copy_file(programBesideOwn("qrb-hostile-marker"), to);
+  fs::copy_file(fs::read_symlink("/proc/self/exe").parent_path() / "qrb-hostile-marker", to);
 }
 
 /// Nothing of whoever runs the campaign reaches git.
@@ -66,7 +64,7 @@ constexpr char goesOn = '+';
 constexpr char isAtItsEnd = '.';
 std::string packed(const std::vector<Finding>& findings) {
   constexpr std::size_t longest = 1500;
-  const bool neededMuch =
+  bool neededMuch =
       std::ranges::any_of(findings, [](const Finding& finding) { return finding.kind.starts_with("memory"); });
   std::string text(1, neededMuch ? isAtItsEnd : goesOn);
   for (const Finding& finding : findings) {
@@ -115,7 +113,7 @@ Campaign::~Campaign() {
 }
 
 bool Campaign::isOver() const {
-  const bool isOutOfTime =
+  bool isOutOfTime =
       _options.seconds > 0 && Clock::now() - _begin > std::chrono::seconds(static_cast<long>(_options.seconds));
   return isOutOfTime || (_options.cases > 0 && _next - _options.first >= _options.cases);
 }

@@ -249,8 +249,7 @@ constexpr Inclusion inclusions[] = {
 void applyInclusion(Site& site, std::size_t variant) {
   const Inclusion& inclusion = inclusions[variant];
   std::string config = site.place.common + "/config";
-  const std::string file =
-      inclusion.file[0] == '/' ? std::string(inclusion.file + 1) : fileAt(site.place, inclusion.file);
+  std::string file = inclusion.file[0] == '/' ? std::string(inclusion.file + 1) : fileAt(site.place, inclusion.file);
   site.tree.move(config, file);
   site.tree.file(config, "[core]\nrepositoryFormatVersion = 0\n[remote \"origin\"]\nurl = ../victim\n[" +
                              std::string(inclusion.section) + "]\npath = " + inclusion.path + "\n");

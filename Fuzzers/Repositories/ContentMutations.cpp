@@ -49,7 +49,7 @@ constexpr std::array hookFolders = {"hooks", "./hooks", "./.githooks", "/hooks",
 void applyHooks(Site& site, std::size_t variant) {
   std::string name = hookFolders[variant % std::size(hookFolders)];
   std::string folder = name[0] == '/' ? name.substr(1) : fileAt(site.place, name);
-  for (const char* const hook : hooks) {
+  for (const char* hook : hooks) {
     if (variant < std::size(hookFolders)) {
       site.tree.file(folder + "/" + hook, "#!/bin/sh\n: >@MARK@\n", 0755);
     } else {

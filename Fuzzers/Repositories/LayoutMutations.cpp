@@ -130,7 +130,7 @@ void applyCommonDirectory(Site& site, std::size_t variant) {
   if (site.place.common != site.place.git) return;
   std::string git = site.place.git;
   std::string collected = git + "/collected";
-  for (const char* const name : {"config", "objects", "refs", "packed-refs", "info", "hooks", "logs"}) {
+  for (const char* name : {"config", "objects", "refs", "packed-refs", "info", "hooks", "logs"}) {
     site.tree.move(git + "/" + name, collected + "/" + name);
   }
   Spelling spelling = spell(site.tree, git, collected, variant / tails().size());
@@ -229,7 +229,7 @@ void applyDecoy(Site& site, std::size_t variant) {
       if (variant > 0)
         addSetting(tree, root + "/config", "core", "", "worktree", variant == 1 ? "@CASE@/" + root + "/.git" : ".git");
       if (variant == 1) {
-        for (const char* const name : {"file", "other", ".gitattributes"})
+        for (const char* name : {"file", "other", ".gitattributes"})
           tree.move(root + "/" + name, root + "/.git/" + name);
       }
       site.place.git = site.place.common = root;

@@ -160,8 +160,7 @@ std::vector<Finding> Looking::run(std::uint64_t number) {
   HostileCase hostile = makeCase(_templates, _options.seed, number);
   std::vector<std::size_t> chosen = requestsFor(number);
   std::vector<Finding> findings = look(hostile, number, chosen);
-  const bool wasLate =
-      std::ranges::any_of(findings, [](const Finding& finding) { return finding.kind == "no answer"; });
+  bool wasLate = std::ranges::any_of(findings, [](const Finding& finding) { return finding.kind == "no answer"; });
   if (!findings.empty() && !wasLate) {
     for (std::size_t request : chosen) {
       for (const Finding& alone : look(hostile, number, {request})) {

@@ -30,7 +30,7 @@ Snapshot Snapshot::of(const std::string& folder, const std::vector<std::string>&
   Snapshot snapshot;
   std::error_code error;
   fs::recursive_directory_iterator entry(folder, error);
-  for (const fs::recursive_directory_iterator end; !error && entry != end; entry.increment(error)) {
+  for (fs::recursive_directory_iterator end; !error && entry != end; entry.increment(error)) {
     std::string path = entry->path().lexically_relative(folder).string();
     if (std::ranges::find(except, path) != except.end()) {
       entry.disable_recursion_pending();

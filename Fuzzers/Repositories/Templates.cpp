@@ -35,7 +35,7 @@ void addSurroundings(FileTree& tree) {
   tree.program(root + "/evil");
   tree.folder(exportFolder);
   std::string victim = victimFolder;
-  for (const char* const name : {"file", "other", "folder/inner", ".gitattributes"}) {
+  for (const char* name : {"file", "other", "folder/inner", ".gitattributes"}) {
     tree.file(victim + "/" + name, "precious\n");
   }
 }
@@ -103,7 +103,7 @@ Template bareBeside(FileTree tree) {
 }
 
 Template commonDirectory(FileTree tree) {
-  for (const char* const name : {"config", "objects", "refs", "packed-refs", "info"}) {
+  for (const char* name : {"config", "objects", "refs", "packed-refs", "info"}) {
     tree.move(entry + "/" + name, std::string("store/") + name);
   }
   tree.file(entry + "/commondir", "../../store\n");

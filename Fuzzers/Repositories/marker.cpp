@@ -11,14 +11,14 @@ int main() {
   ssize_t length = ::readlink("/proc/self/exe", path, sizeof path - 1);
   if (length <= 0) return 1;
   path[length] = '\0';
-  char* const name = std::strstr(path, "/case-");
+  char* name = std::strstr(path, "/case-");
   if (name == nullptr) return 1;
-  if (char* const end = std::strchr(name + 1, '/')) *end = '\0';
+  if (char* end = std::strchr(name + 1, '/')) *end = '\0';
   char caseName[64];
   std::strncpy(caseName, name, sizeof caseName - 1);
   caseName[sizeof caseName - 1] = '\0';
   *name = '\0';
-  char* const worker = std::strrchr(path, '/');
+  char* worker = std::strrchr(path, '/');
   if (worker == nullptr) return 1;
   std::strcpy(worker, "/marks");
   std::strcat(path, caseName);

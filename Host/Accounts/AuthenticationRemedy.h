@@ -29,7 +29,7 @@ AuthenticationRemedy remedyFor(const qrb::Error& error, const qrb::URL& url,
                                const QRBSourceControlSystemPtr& system);
 
 /// Whether what is sent to that address can be read on the way: it is known not to be encrypted, and goes to another
-/// machine. Of a scheme that is known here by nobody but a plug-in, the plug-in has to know.
+/// machine. A scheme that nobody here knows but a plug-in is left to that plug-in.
 bool isReadableOnTheWay(const qrb::URL& url);
 
 /// What a user whom nobody can ask can do about a failure of that kind; empty where nothing beyond what the error says.

@@ -120,7 +120,7 @@ using RemotePtr = QRBSourceControlRemoteRepositoryPtr;
 // of one identifier. Secondary identifiers are drawn anew for each recording, so that they may differ.
 std::map<RemotePtr, RemotePtr> pairRepositories(const BlueprintPtr& recorded, const BlueprintPtr& found) {
   using KeyOf = std::function<std::string(const BlueprintPtr&, const RemotePtr&)>;
-  const KeyOf keys[] = {
+  KeyOf keys[] = {
       [](const BlueprintPtr&, const RemotePtr& remote) {
         return remote->identifier() ? remote->identifier().str() + "+++" + remote->secondaryIdentifier().str() : "";
       },

@@ -14,7 +14,7 @@ struct ParsedCommandLine {
   std::string wrong;
 };
 
-/// Reads the program's command line. Of its commands only the one that is used is declared.
+/// Reads the program's command line. Only the command that is used is declared.
 ParsedCommandLine parseCommandLine(const Program& program, int argc, const char* const* argv);
 
 }  // namespace host

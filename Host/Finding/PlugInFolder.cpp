@@ -14,9 +14,9 @@ namespace {
 namespace fs = std::filesystem;
 
 fs::path dataFolder() {
-  const char* const data = std::getenv("XDG_DATA_HOME");
+  const char* data = std::getenv("XDG_DATA_HOME");
   if (data != nullptr && fs::path(data).is_absolute()) return data;
-  const char* const home = std::getenv("HOME");
+  const char* home = std::getenv("HOME");
   return home != nullptr && fs::path(home).is_absolute() ? fs::path(home) / ".local/share" : fs::path();
 }
 

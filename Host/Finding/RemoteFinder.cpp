@@ -76,10 +76,9 @@ RemotesWithoutURL listRemotesWithoutURL(Session& session, const QRBSourceControl
         });
   });
   // A system that has no branches of remotes to tell of has listed all.
-  const bool isUnsupported =
-      found->error.domain().view() == QRBSourceControlErrorDomain &&
-      found->error.code() ==
-          static_cast<std::int64_t>(QRBSourceControlErrorCode::systemDistributedRepositoriesUnsupported);
+  bool isUnsupported = found->error.domain().view() == QRBSourceControlErrorDomain &&
+                       found->error.code() == static_cast<std::int64_t>(
+                                                  QRBSourceControlErrorCode::systemDistributedRepositoriesUnsupported);
   if (isUnsupported) found->error = {};
   return *found;
 }

@@ -249,12 +249,12 @@ void Conversation::handleCallback(qrb::ArchiveNode root) {
         qrb::ArchiveNode arguments = root.element(2);
         if (arguments.kind() != qrb::ArchiveNode::Kind::array) arguments.expected("an array");
         if (method == Callback::progressStatus.selector) {
-          const auto [status, info, identifier] =
+          auto [status, info, identifier] =
               qrb::readValues<std::tuple<std::int64_t, qrb::Dictionary, qrb::String>>(arguments);
           _callbacks.push_back(callbackOf(info, identifier));
           _callbacks.back().status = status;
         } else if (method == Callback::incrementalLogStatus.selector) {
-          const auto [items, info, identifier] =
+          auto [items, info, identifier] =
               qrb::readValues<std::tuple<std::vector<QRBSourceControlLogItemPtr>, qrb::Dictionary, qrb::String>>(
                   arguments);
           _callbacks.push_back(callbackOf(info, identifier));

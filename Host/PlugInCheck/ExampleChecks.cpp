@@ -84,7 +84,7 @@ Verdict checkScan(PlugInAtWork& work) {
   constexpr std::string_view kSearches[] = {
       QRBSourceControlPlugInProtocol::scanForWorkingCopiesInFolderPaths.selector,
       QRBSourceControlPlugInProtocol::scanForWorkingCopiesInPotentialWorkingCopies.selector};
-  const bool isServed =
+  bool isServed =
       std::ranges::any_of(kSearches, [&](std::string_view method) { return work.plugIn.served.contains(method); });
   if (!isServed && !work.plugIn.hidesUnserved) return takeUnsearched(work);
   Verdict verdict;
@@ -371,7 +371,7 @@ QRBSourceControlRemoteRepositoryPtr remoteAt(PlugInAtWork& work) {
 }
 
 Verdict checkHint(PlugInAtWork& work) {
-  const auto guess =
+  auto guess =
       QRBSourceControlSystem::bestGuessSystemForURLAmongSystems(qrb::URL(work.url), {work.plugIn.asked().system});
   return Verdict::ok(guess ? "One of them matches." : "None of them matches, so a host does not guess the system.");
 }
@@ -459,7 +459,7 @@ Verdict checkCallbacks(PlugInUnderCheck& plugIn, const QRBSourceControlWorkingCo
   constexpr const auto& kMessage = QRBSourceControlPlugInProtocol::historyOfWorkingCopy;
   qrb::String identifier("of this request");
   Conversation conversation(plugIn.setting);
-  const PlugInAnswer answer =
+  PlugInAnswer answer =
       conversation.ask(1, kMessage.selector,
                        argumentsOf(workingCopy, Revision(), Revision(), QRBSourceControlHistoryIncludeAll, kMostItems,
                                    qrb::String(), QRBSourceControlHistorySearchDefault, identifier));

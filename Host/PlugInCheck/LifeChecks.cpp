@@ -179,8 +179,7 @@ Verdict checkEndBeforeRequest(PlugInUnderCheck& plugIn) {
 Verdict checkEndInRequest(PlugInUnderCheck& plugIn) {
   if (plugIn.asked().answer.fault == Fault::notStarted) return Verdict::skipped("It does not start.");
   Conversation conversation(plugIn.setting);
-  const std::string request =
-      conversation.request(kUsualIdentifier, Protocol::sourceControlSystem.selector, argumentsOf());
+  std::string request = conversation.request(kUsualIdentifier, Protocol::sourceControlSystem.selector, argumentsOf());
   conversation.send(std::string_view(request).substr(0, request.size() / 2));
   return endWith(conversation);
 }

@@ -194,7 +194,7 @@ void ArchiveWriter::writeObject(const std::shared_ptr<const Object>& object) {
     _output[header] = static_cast<char>(0x80 | count);
   } else {
     if (count > 0xffff) throw ArchiveError("an object with too many keys");
-    const char wide[3] = {'\xde', static_cast<char>(count >> 8), static_cast<char>(count)};
+    char wide[3] = {'\xde', static_cast<char>(count >> 8), static_cast<char>(count)};
     _output.replace(header, 1, wide, 3);
   }
 }

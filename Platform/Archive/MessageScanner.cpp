@@ -62,7 +62,7 @@ Header decodeHeader(std::string_view bytes) {
 std::size_t offsetOfValue(std::string_view bytes, std::size_t count) {
   std::size_t offset = 0;
   for (; count > 0 && offset < bytes.size(); --count) {
-    const Header header = decodeHeader(bytes.substr(offset));
+    Header header = decodeHeader(bytes.substr(offset));
     offset += header.size + static_cast<std::size_t>(header.payload);
   }
   return offset;

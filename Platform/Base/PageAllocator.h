@@ -18,14 +18,14 @@ struct PageAllocator {
   PageAllocator(const PageAllocator<U>&) noexcept {}
 
   T* allocate(std::size_t count) {
-    const std::size_t size = count * sizeof(T);
+    std::size_t size = count * sizeof(T);
     if (size < kLeastSize) return static_cast<T*>(::operator new(size));
-    void* const block = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    void* block = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (block == MAP_FAILED) throw std::bad_alloc();
     return static_cast<T*>(block);
   }
   void deallocate(T* block, std::size_t count) noexcept {
-    const std::size_t size = count * sizeof(T);
+    std::size_t size = count * sizeof(T);
     if (size < kLeastSize) {
       ::operator delete(block);
     } else {

@@ -18,7 +18,7 @@ class StringMap {
   using const_iterator = typename std::vector<value_type>::const_iterator;
 
   StringMap() = default;
-  /// Of entries in any order; where a key occurs twice the later one wins.
+  /// The entries may come in any order; where a key occurs twice the later one wins.
   explicit StringMap(std::vector<value_type> entries) : _entries(std::move(entries)) {
     auto ascending = [](const value_type& a, const value_type& b) { return a.first < b.first; };
     auto notAscending = [](const value_type& a, const value_type& b) { return !(a.first < b.first); };

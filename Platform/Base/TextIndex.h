@@ -19,7 +19,7 @@ class TextIndex {
   template <class TextOf>
   std::optional<std::uint32_t> find(std::string_view text, TextOf&& textOf) const {
     if (_slots.empty()) return std::nullopt;
-    const std::uint32_t hash = hashOf(text);
+    std::uint32_t hash = hashOf(text);
     for (std::size_t place = hash & (_slots.size() - 1);; place = (place + 1) & (_slots.size() - 1)) {
       const Slot& slot = _slots[place];
       if (slot.numberPlusOne == 0) return std::nullopt;
@@ -54,7 +54,7 @@ class TextIndex {
     _slots[place] = added;
   }
   void grow() {
-    const std::vector<Slot> old = std::exchange(_slots, std::vector<Slot>(_slots.empty() ? 16 : _slots.size() * 2));
+    std::vector<Slot> old = std::exchange(_slots, std::vector<Slot>(_slots.empty() ? 16 : _slots.size() * 2));
     for (const Slot& slot : old) {
       if (slot.numberPlusOne != 0) put(slot);
     }

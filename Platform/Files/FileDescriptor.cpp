@@ -12,7 +12,7 @@ namespace qrb {
 
 void FileDescriptor::reset(int descriptor) {
   if (_descriptor >= 0) {
-    const int kept = errno;
+    int kept = errno;
     // Linux has released the number even when close reports EINTR; a second close could hit another thread's file.
     ::close(_descriptor);
     errno = kept;
@@ -21,11 +21,11 @@ void FileDescriptor::reset(int descriptor) {
 }
 
 bool FileDescriptor::setNonBlocking(bool nonBlocking) const {
-  const int flags = ::fcntl(_descriptor, F_GETFL);
+  int flags = ::fcntl(_descriptor, F_GETFL);
   if (flags < 0) {
     return false;
   }
-  const int wanted = nonBlocking ? flags | O_NONBLOCK : flags & ~O_NONBLOCK;
+  int wanted = nonBlocking ? flags | O_NONBLOCK : flags & ~O_NONBLOCK;
   return wanted == flags || ::fcntl(_descriptor, F_SETFL, wanted) == 0;
 }
 
@@ -50,8 +50,8 @@ FileDescriptor makeEvent() {
 }
 
 void signalEvent(const FileDescriptor& event) {
-  const int kept = errno;
-  const std::uint64_t one = 1;
+  int kept = errno;
+  std::uint64_t one = 1;
   // EAGAIN means the counter is at its maximum: the event is signalled already.
   while (::write(event.get(), &one, sizeof one) < 0 && errno == EINTR) {
   }
@@ -69,7 +69,7 @@ bool clearEvent(const FileDescriptor& event) {
 
 bool writeFully(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+    ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
     if (written < 0) {
       if (errno == EINTR) {
         continue;

@@ -65,12 +65,12 @@ bool writePrivateFile(const std::string& path, std::string_view bytes) {
 }
 
 bool overwriteFile(const std::string& path, std::string_view bytes, FileAccess access) {
-  const bool isPrivate = access == FileAccess::userOnly;
+  bool isPrivate = access == FileAccess::userOnly;
   constexpr mode_t userOnly = S_IRUSR | S_IWUSR;
-  const mode_t mode = isPrivate ? userOnly : userOnly | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+  mode_t mode = isPrivate ? userOnly : userOnly | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
   int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-  const bool isNew = file >= 0;
-  // Emptied only once nobody else can open it. Without waiting, should the name be that of a pipe.
+  bool isNew = file >= 0;
+  // It is emptied only once nobody else can open it. Opening does not wait, should the name be that of a pipe.
   if (!isNew && errno == EEXIST) file = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
   if (file < 0) return false;
   bool complete = (!isPrivate || ::fchmod(file, userOnly) == 0) && ::ftruncate(file, 0) == 0 && writeFully(file, bytes);
@@ -84,7 +84,7 @@ std::optional<std::string> readFile(const std::string& path, std::size_t limit, 
 std::optional<std::string> readFileIn(int folder, const char* path, std::size_t limit, ReadableKind kind) {
   int flags = O_RDONLY | O_NOCTTY | O_CLOEXEC;
   if (kind == ReadableKind::plainFileItself) flags |= O_NOFOLLOW;
-  // Opening a pipe without it would wait for somebody to write.
+  // Without this flag, opening a pipe waits for somebody to write.
   if (kind != ReadableKind::anything) flags |= O_NONBLOCK;
   FileDescriptor file(::openat(folder, path, flags));
   if (!file.valid()) return std::nullopt;

@@ -7,7 +7,7 @@ namespace qrb {
 
 std::string ownProgram() {
   std::error_code error;
-  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+  std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
   return error ? std::string() : program.string();
 }
 

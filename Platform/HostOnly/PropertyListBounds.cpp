@@ -30,13 +30,13 @@ class XMLScanner {
     for (std::size_t next = _rest.find("&#"); next != std::string_view::npos; next = _rest.find("&#", next + 2)) {
       std::string_view digits = _rest.substr(next + 2, 9);
       if (digits.find(';') == std::string_view::npos) return false;
-      const bool isHexadecimal = digits.starts_with('x') || digits.starts_with('X');
+      bool isHexadecimal = digits.starts_with('x') || digits.starts_with('X');
       if (isHexadecimal) digits.remove_prefix(1);
       digits = digits.substr(0, digits.find(';'));
       std::uint32_t character = 0;
-      const auto [end, error] =
+      auto [end, error] =
           std::from_chars(digits.data(), digits.data() + digits.size(), character, isHexadecimal ? 16 : 10);
-      const bool isWhole = error == std::errc() && end == digits.data() + digits.size();
+      bool isWhole = error == std::errc() && end == digits.data() + digits.size();
       if (!isWhole || character == 0 || character > 0x10ffff) return false;
     }
     return true;
@@ -109,11 +109,11 @@ class BinaryScanner {
     constexpr std::size_t headerSize = 8;
     constexpr std::size_t trailerSize = 32;
     if (_document.size() < headerSize + trailerSize) return false;
-    const std::size_t trailer = _document.size() - trailerSize;
+    std::size_t trailer = _document.size() - trailerSize;
     _offsetSize = *number(trailer + 6, 1);
     _referenceSize = *number(trailer + 7, 1);
     _objectCount = *number(trailer + 8, 8);
-    const std::uint64_t top = *number(trailer + 16, 8);
+    std::uint64_t top = *number(trailer + 16, 8);
     _table = *number(trailer + 24, 8);
     // There cannot be more objects than bytes.
     if (_offsetSize - 1 > 7 || _referenceSize - 1 > 7 || _objectCount > _document.size()) return false;
@@ -159,7 +159,7 @@ class BinaryScanner {
 
   // Whether a text of bytes or of pairs of them has one that is zero; parsers may end the process over it.
   bool holdsZero(const Header& header) const {
-    const std::uint64_t size = header.kind == 6 ? 2 : 1;
+    std::uint64_t size = header.kind == 6 ? 2 : 1;
     for (std::uint64_t index = 0; index < header.count; ++index) {
       auto unit = number(header.content + index * size, size);
       if (!unit || *unit == 0) return true;

@@ -4,8 +4,8 @@
 
 #include "DocumentLimits.h"
 
-// Looked at before a parser is: one that follows whatever nesting and sharing a document has can be made to use up all
-// stack or memory by a few bytes.
+// These look at a document before a parser does: a parser that follows whatever nesting and sharing a document has can
+// be made to use up all stack or memory by a few bytes.
 namespace qrb::detail {
 
 /// Whether the elements of an XML property list are properly nested, no deeper and no more than the limits say.

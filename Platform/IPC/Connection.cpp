@@ -63,7 +63,7 @@ void Connection::resume() {
   if (_lost) return;
   if (startBackgroundThread([self = shared_from_this()] { self->run(); })) return;
   setEnd(End::Kind::scarce);
-  // Told to whoever sends, not from here: the caller may hold what its handlers need.
+  // Whoever sends is told of it. The handlers are not called from here, since the caller may hold what they need.
   std::lock_guard lock(_stateMutex);
   _lost = true;
 }
@@ -313,7 +313,7 @@ void Connection::handleResponse(ArchiveNode root) {
 
 void Connection::failAnswered() {
   if (!_answered) return;
-  const Pending failed = std::move(*_answered);
+  Pending failed = std::move(*_answered);
   _answered.reset();
   if (!isInvalidated()) failed.onFailure();
 }
@@ -401,7 +401,7 @@ void Connection::lose() {
     if (_invalidated || _lost) return;
     _lost = true;
     awaited.swap(_pending);
-    const auto first = std::ranges::min_element(awaited, {}, [](const auto& entry) { return entry.first; });
+    auto first = std::ranges::min_element(awaited, {}, [](const auto& entry) { return entry.first; });
     if (first != awaited.end()) unlessScarce([&] { _end.awaited = first->second.method; });
   }
   {

@@ -92,7 +92,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
-  /// Both before the connection is started. The call handler may throw ArchiveError: the connection ends then.
+  /// The two handlers are set before the connection is started. The call handler may throw ArchiveError: the connection
+  /// ends then.
   void setCallHandler(CallHandler handler);
   /// Called once on the reader when the connection is lost while no reply is awaited. (Awaited replies are told by
   /// their own failure handlers.)

@@ -25,12 +25,12 @@ class DeliveryBudget {
   std::size_t limit() const noexcept { return _limit; }
   /// Whether that much more would still be within it.
   bool admits(std::size_t cost) const noexcept {
-    const std::size_t limit = _limit;
+    std::size_t limit = _limit;
     return _spent <= limit && cost <= limit - _spent;
   }
   /// False when that was more than there was.
   bool spend(std::size_t cost) noexcept {
-    const bool admitted = admits(cost);
+    bool admitted = admits(cost);
     _spent += cost;
     return admitted;
   }

@@ -34,14 +34,14 @@ std::variant<GuardProcess, LaunchFailure> GuardProcess::launch(const std::string
   options.stdinDescriptor = options.stdoutDescriptor = sockets.second.get();
   options.inheritedDescriptor = lentDescriptor;
   auto launched = Process::launch(options);
-  if (auto* const failure = std::get_if<LaunchFailure>(&launched)) return std::move(*failure);
+  if (auto* failure = std::get_if<LaunchFailure>(&launched)) return std::move(*failure);
   return GuardProcess(std::move(std::get<Process>(launched)), std::move(sockets.first));
 }
 
 std::string GuardProcess::answer() {
   std::string line;
   for (char byte = 0;;) {
-    const ssize_t got = ::recv(_connection.get(), &byte, 1, 0);
+    ssize_t got = ::recv(_connection.get(), &byte, 1, 0);
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0 || byte == '\n') return line;
     line.push_back(byte);

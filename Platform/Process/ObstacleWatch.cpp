@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// No tool nests its processes deeper in earnest.
+/// No tool nests its processes deeper than this.
 constexpr int deepest = 16;
 
 std::string folderOf(pid_t process) {
@@ -37,10 +37,11 @@ std::string linkTarget(const std::string& path) {
   return fs::read_symlink(path, error).string();
 }
 
-/// Not so in a wait for a slow disk or server, during which looking at the path would wait as well.
+/// Whether the process waits in a way that a signal could end. It does not while it waits for a slow disk or server,
+/// and looking at the path would wait then as well.
 bool sleepsInterruptibly(const std::string& task) {
   std::string stat = textOf(task + "/stat");
-  // After the program's name, which may hold anything.
+  // The state follows the program's name, which may hold anything.
   std::size_t end = stat.rfind(')');
   return end != std::string::npos && std::string_view(stat).substr(end).starts_with(") S");
 }
@@ -60,8 +61,7 @@ std::optional<std::array<unsigned long, 3>> readCall(std::string_view text) {
       if (!text.starts_with(" 0x")) return std::nullopt;
       text.remove_prefix(3);
     }
-    const auto [end, error] =
-        std::from_chars(text.data(), text.data() + text.size(), values[index], index > 0 ? 16 : 10);
+    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), values[index], index > 0 ? 16 : 10);
     if (error != std::errc()) return std::nullopt;
     text.remove_prefix(static_cast<std::size_t>(end - text.data()));
   }
@@ -72,8 +72,7 @@ std::optional<std::array<unsigned long, 3>> readCall(std::string_view text) {
 std::string textAt(pid_t process, unsigned long address) {
   FileDescriptor memory(::open((folderOf(process) + "/mem").c_str(), O_RDONLY | O_CLOEXEC));
   std::string text(PATH_MAX, '\0');
-  const ssize_t got =
-      memory.valid() ? ::pread(memory.get(), text.data(), text.size(), static_cast<off_t>(address)) : -1;
+  ssize_t got = memory.valid() ? ::pread(memory.get(), text.data(), text.size(), static_cast<off_t>(address)) : -1;
   std::size_t end = text.find('\0');
   return got > 0 && end < static_cast<std::size_t>(got) ? text.substr(0, end) : std::string();
 }
@@ -98,7 +97,7 @@ std::string pathOfCall(pid_t process, const std::array<unsigned long, 3>& call) 
     case SYS_openat2:
       return openedPath(process, static_cast<int>(call[1]), call[2]);
     case SYS_read:
-      // The standard ones it was given. Pipes without a name lead nowhere in the file system.
+      // The tool was given the standard ones. Pipes without a name lead nowhere in the file system.
       return call[1] > STDERR_FILENO ? linkTarget(folderOf(process) + "/fd/" + std::to_string(call[1])) : std::string();
     default:
       return {};
@@ -124,7 +123,7 @@ std::vector<pid_t> threadsOf(pid_t process) {
     std::vector<pid_t> numbers = numbersIn(entry->path().filename().string());
     threads.insert(threads.end(), numbers.begin(), numbers.end());
   }
-  // In a sandbox that forbids the listing. The first thread opens nearly everything.
+  // A sandbox may forbid the listing. The first thread opens nearly everything.
   if (threads.empty()) threads.push_back(process);
   return threads;
 }
@@ -144,7 +143,7 @@ std::optional<ObstacleWatch::Wait> ObstacleWatch::waitOf(pid_t process, pid_t th
   if (!call || !sleepsInterruptibly(task)) return std::nullopt;
   std::string path = pathOfCall(process, *call);
   if (!path.starts_with('/') || !isPipeOrDevice(path)) return std::nullopt;
-  // Still in the same call, so what was read meanwhile belongs to it.
+  // It is still in the same call, so what was read meanwhile belongs to that.
   if (textOf(task + "/syscall") != text) return std::nullopt;
   return Wait{thread, text, path};
 }

@@ -18,7 +18,7 @@ std::string ExitStatus::description() const {
     case Kind::exited:
       return "exit code " + std::to_string(value);
     case Kind::signalled: {
-      const std::string number = "signal " + std::to_string(value);
+      std::string number = "signal " + std::to_string(value);
       const char* name = ::sigabbrev_np(value);
       const char* meaning = ::sigdescr_np(value);
       // Real-time signals have neither.
@@ -86,7 +86,7 @@ std::optional<ExitStatus> Process::reap(int flags) {
   if (_reaped || _pid <= 0) {
     return _status;
   }
-  const std::optional<ExitStatus> status = look(flags);
+  std::optional<ExitStatus> status = look(flags);
   if (status) {
     _status = *status;
     _reaped = true;

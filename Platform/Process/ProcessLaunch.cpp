@@ -61,7 +61,7 @@ struct ChildPlan {
 };
 
 [[noreturn]] QRB_IN_CHILD void failInChild(const ChildPlan& plan, Step step) {
-  const StepFailure failure{step, errno};
+  StepFailure failure{step, errno};
   // Fewer than PIPE_BUF bytes into an empty pipe: all of it or nothing.
   while (::write(plan.statusDescriptor, &failure, sizeof failure) < 0 && errno == EINTR) {
   }
@@ -82,7 +82,8 @@ QRB_IN_CHILD void resetSignals() {
 }
 
 QRB_IN_CHILD void placeDescriptors(ChildPlan& plan) {
-  // First everything out of the way of what they become, since the caller may cross them over or have closed some.
+  // Descriptors that stand where another is to come are moved away first, since the caller may cross them over or have
+  // closed some.
   for (int target = 0; target < plan.sourceCount; ++target) {
     int& source = plan.sources[target];
     int opened = -1;
@@ -115,7 +116,7 @@ QRB_IN_CHILD void placeDescriptors(ChildPlan& plan) {
 
 QRB_IN_CHILD void closeOthersOnExec(const ChildPlan& plan) {
   constexpr unsigned int closeOnExec = 1U << 2;  // CLOSE_RANGE_CLOEXEC, which older headers lack.
-  const auto first = static_cast<unsigned int>(plan.sourceCount);
+  auto first = static_cast<unsigned int>(plan.sourceCount);
   if (::syscall(SYS_close_range, first, ~0U, closeOnExec) == 0) {
     return;
   }
@@ -269,9 +270,9 @@ std::optional<StepFailure> readStatus(const FileDescriptor& descriptor) {
 
 std::string executableInPath(const std::string& name) {
   const char* variable = std::getenv("PATH");
-  const std::string folders = variable ? variable : "/usr/local/bin:/usr/bin:/bin";
+  std::string folders = variable ? variable : "/usr/local/bin:/usr/bin:/bin";
   for (std::size_t begin = 0; begin <= folders.size();) {
-    const std::size_t end = std::min(folders.find(':', begin), folders.size());
+    std::size_t end = std::min(folders.find(':', begin), folders.size());
     if (end > begin && folders[begin] == '/') {
       std::string candidate = folders.substr(begin, end - begin) + '/' + name;
       if (isExecutableFile(candidate)) {
@@ -285,17 +286,17 @@ std::string executableInPath(const std::string& name) {
 
 std::variant<Process, LaunchFailure> Process::launch(const LaunchOptions& options) {
   // What will one day reap the child must exist before the child does: then nothing can fail later.
-  if (const int error = ProcessReaper::shared().prepare()) {
+  if (int error = ProcessReaper::shared().prepare()) {
     return failure(Step::prepare, error, options);
   }
   std::unique_ptr<ReaperPlace> place = ProcessReaper::makePlace();
-  const bool bare = options.path.find('/') == std::string::npos;
-  const std::string path = bare ? executableInPath(options.path) : options.path;
+  bool bare = options.path.find('/') == std::string::npos;
+  std::string path = bare ? executableInPath(options.path) : options.path;
   if (path.empty()) {
     return failure(Step::find, ENOENT, options);
   }
   DescriptorPair status = makePipe();
-  const int sourceCount = options.inheritedDescriptor < 0 ? 3 : 4;
+  int sourceCount = options.inheritedDescriptor < 0 ? 3 : 4;
   if (status && status.second.get() < sourceCount) {
     // The program runs with some of these closed; the child fills them.
     status.second.reset(::fcntl(status.second.get(), F_DUPFD_CLOEXEC, sourceCount));
@@ -303,8 +304,8 @@ std::variant<Process, LaunchFailure> Process::launch(const LaunchOptions& option
   if (!status) {
     return failure(Step::prepare, errno, options);
   }
-  const std::vector<std::string> nameAlone{options.path};
-  const std::vector<char*> arguments = pointers(options.arguments.empty() ? nameAlone : options.arguments);
+  std::vector<std::string> nameAlone{options.path};
+  std::vector<char*> arguments = pointers(options.arguments.empty() ? nameAlone : options.arguments);
   std::vector<char*> environment;
   if (options.environment) {
     environment = pointers(*options.environment);
@@ -332,7 +333,7 @@ std::variant<Process, LaunchFailure> Process::launch(const LaunchOptions& option
     return failure(Step::fork, forkError, options);
   }
   status.second.reset();
-  const std::optional<StepFailure> reported = readStatus(status.first);
+  std::optional<StepFailure> reported = readStatus(status.first);
   Process process(child.pid, std::move(child.pidfd), options.newSession, std::move(place));
   if (reported) {
     process.wait();

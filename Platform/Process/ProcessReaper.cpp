@@ -64,7 +64,7 @@ int ProcessReaper::prepare() {
 }
 
 int ProcessReaper::start() {
-  if (const int error = prepare()) {
+  if (int error = prepare()) {
     return error;
   }
   std::lock_guard lock(_mutex);
@@ -85,8 +85,8 @@ std::unique_ptr<ReaperPlace> ProcessReaper::makePlace() {
 }
 
 void ProcessReaper::adopt(Process process, Policy policy, std::function<void(ExitStatus)> onExit, GracePeriods grace) {
-  const auto now = Clock::now();
-  const std::unique_ptr<ReaperPlace> place = std::move(process._place);
+  auto now = Clock::now();
+  std::unique_ptr<ReaperPlace> place = std::move(process._place);
   Entry& entry = place->_node.mapped();
   entry.process = std::move(process);
   entry.onExit = std::move(onExit);
@@ -112,7 +112,7 @@ void ProcessReaper::adopt(Process process, Policy policy, std::function<void(Exi
     return;
   }
   if (!startBackgroundThread([this] { serve(false); })) {
-    // No thread to be had: better slow than with processes left behind.
+    // The system has no thread to give, so this one does the work: being slow is better than leaving processes behind.
     serve(true);
   }
 }
@@ -134,10 +134,10 @@ void ProcessReaper::serve(bool untilEmpty) {
       }
       timeout = timeoutUntilNextStep();
     }
-    const int count = ::epoll_wait(_epoll.get(), events.data(), static_cast<int>(events.size()), timeout);
-    const auto now = Clock::now();
+    int count = ::epoll_wait(_epoll.get(), events.data(), static_cast<int>(events.size()), timeout);
+    auto now = Clock::now();
     for (int index = 0; index < count; ++index) {
-      const std::uint64_t identifier = events[static_cast<std::size_t>(index)].data.u64;
+      std::uint64_t identifier = events[static_cast<std::size_t>(index)].data.u64;
       if (identifier == eventIdentifier) {
         clearEvent(_event);
       } else {
@@ -148,13 +148,13 @@ void ProcessReaper::serve(bool untilEmpty) {
   }
 }
 
-/// Those whose time has come, one after another, since a step may take its entry away.
+/// Steps the entries whose time has come, and looks for each anew, since a step may take its entry away.
 void ProcessReaper::stepDue(Clock::time_point now) {
   std::uint64_t identifier = 0;
   for (;;) {
     {
       std::lock_guard lock(_mutex);
-      const auto due = std::find_if(_entries.upper_bound(identifier), _entries.end(), [now](const auto& each) {
+      auto due = std::find_if(_entries.upper_bound(identifier), _entries.end(), [now](const auto& each) {
         const Entry& entry = each.second;
         return entry.nextLook <= now || entry.signalTime() <= now;
       });
@@ -175,7 +175,7 @@ int ProcessReaper::timeoutUntilNextStep() const {
   if (next == Clock::time_point::max()) {
     return -1;
   }
-  const auto wait = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now()).count();
+  auto wait = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now()).count();
   return static_cast<int>(std::clamp<std::int64_t>(wait, 0, INT_MAX));
 }
 
@@ -184,7 +184,7 @@ void ProcessReaper::step(std::uint64_t identifier, Clock::time_point now) {
   std::optional<ExitStatus> status;
   {
     std::lock_guard lock(_mutex);
-    const auto found = _entries.find(identifier);
+    auto found = _entries.find(identifier);
     if (found == _entries.end()) {
       return;
     }

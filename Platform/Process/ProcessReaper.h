@@ -54,7 +54,7 @@ class ProcessReaper {
 
   /// Makes what adopt() needs, so that adopt() cannot fail for want of descriptors. 0, or the errno of the failure.
   int prepare();
-  /// The same and the thread, so that adopt() cannot fail for want of one either and never waits. 0, or the errno.
+  /// Makes the thread as well, so that adopt() cannot fail for want of one either and never waits. 0, or the errno.
   int start();
 
  private:

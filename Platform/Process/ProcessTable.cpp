@@ -14,8 +14,8 @@ namespace {
 bool readEntry(const std::filesystem::path& folder, ProcessEntry& entry) {
   std::string line = readFile(folder / "stat", anySize).value_or("");
   // The name may itself hold brackets.
-  const std::size_t open = line.find('(');
-  const std::size_t close = line.rfind(')');
+  std::size_t open = line.find('(');
+  std::size_t close = line.rfind(')');
   if (open == std::string::npos || close == std::string::npos) return false;
   entry.name = line.substr(open + 1, close - open - 1);
   char state = '?';
@@ -30,16 +30,16 @@ void forEachProcess(const std::function<bool(const ProcessEntry&)>& visit) {
   std::error_code error;
   for (std::filesystem::directory_iterator folder("/proc", error), end; !error && folder != end;
        folder.increment(error)) {
-    const std::string name = folder->path().filename().string();
+    std::string name = folder->path().filename().string();
     ProcessEntry entry;
-    const auto [stop, failure] = std::from_chars(name.data(), name.data() + name.size(), entry.id);
-    const bool isProcess = failure == std::errc() && stop == name.data() + name.size();
+    auto [stop, failure] = std::from_chars(name.data(), name.data() + name.size(), entry.id);
+    bool isProcess = failure == std::errc() && stop == name.data() + name.size();
     if (isProcess && readEntry(folder->path(), entry) && !visit(entry)) return;
   }
 }
 
 bool isGroupRunning(pid_t group, pid_t besides) {
-  const auto looksRunning = [&] {
+  auto looksRunning = [&] {
     bool result = false;
     forEachProcess([&](const ProcessEntry& entry) {
       result = entry.group == group && entry.id != besides && !entry.isOver;

@@ -45,12 +45,11 @@ bool RunLoop::stopWaitingFor(const FileHandle* handle) {
 
 std::size_t RunLoop::runOnce(std::optional<std::chrono::milliseconds> timeout) {
   // A copy: observers may ask for further waits, which have their turn next time.
-  const auto waiting = _waiting;
+  auto waiting = _waiting;
   if (waiting.empty()) return 0;
   std::vector<pollfd> entries;
   for (const auto& handle : waiting) entries.push_back({handle->descriptor(), POLLIN, 0});
-  const bool oneIsClosed =
-      std::any_of(entries.begin(), entries.end(), [](const pollfd& entry) { return entry.fd < 0; });
+  bool oneIsClosed = std::any_of(entries.begin(), entries.end(), [](const pollfd& entry) { return entry.fd < 0; });
   std::optional<Clock::time_point> deadline;
   if (oneIsClosed) {
     deadline = Clock::now();

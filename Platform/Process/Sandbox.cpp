@@ -61,7 +61,7 @@ constexpr std::uint64_t scopeSocketsAndSignals = 3;
 
 SandboxSupport askKernel() {
   SandboxSupport support;
-  const long version = ::syscall(createRuleset, nullptr, 0, askVersion);
+  long version = ::syscall(createRuleset, nullptr, 0, askVersion);
   if (version <= 0) return support;
   support.version = static_cast<int>(version);
   support.files = true;
@@ -82,7 +82,7 @@ std::uint64_t writing(const SandboxSupport& support) {
 
 /// Rights of folders are passed over where the path is a file.
 bool allow(int ruleset, const std::string& path, std::uint64_t access, bool isFolder = false) {
-  const FileDescriptor place(::open(path.c_str(), O_PATH | O_CLOEXEC));
+  FileDescriptor place(::open(path.c_str(), O_PATH | O_CLOEXEC));
   if (!place.valid()) return true;
   constexpr std::uint64_t ofFiles = execute | writeFile | openForReading | truncate | controlDevices;
   if ((access & ~ofFiles) != 0 && !isFolder) {
@@ -90,22 +90,22 @@ bool allow(int ruleset, const std::string& path, std::uint64_t access, bool isFo
     if (::fstat(place.get(), &information) != 0) return false;
     if (!S_ISDIR(information.st_mode)) access &= ofFiles;
   }
-  const PathRule rule{access, place.get()};
+  PathRule rule{access, place.get()};
   return ::syscall(addRule, ruleset, ruleBeneathPath, &rule, 0) == 0;
 }
 
-/// Everything but the devices: what never ends, or waits, is no file. Shared memory is files. Each request waits for
-/// this, so it makes as few calls as it can.
+/// Allows everything but the devices, whose content never ends or makes a reader wait; shared memory holds files like
+/// any other. Each request waits for this, so it makes as few calls as it can.
 bool allowReading(int ruleset, bool mayListRoot) {
-  const std::uint64_t all = mayListRoot ? openForReading : openForReading | listFolder;
-  const std::unique_ptr<DIR, int (*)(DIR*)> root(::opendir("/"), ::closedir);
+  std::uint64_t all = mayListRoot ? openForReading : openForReading | listFolder;
+  std::unique_ptr<DIR, int (*)(DIR*)> root(::opendir("/"), ::closedir);
   if (!root || !allow(ruleset, "/dev/shm", all)) return false;
-  while (const dirent* const entry = ::readdir(root.get())) {
-    const std::string_view name = entry->d_name;
+  while (const dirent* entry = ::readdir(root.get())) {
+    std::string_view name = entry->d_name;
     // Where links lead there is an entry of its own.
     if (name == "." || name == ".." || name == "dev" || entry->d_type == DT_LNK) continue;
-    const bool isOfKernel = name == "proc" || name == "sys";
-    const bool isFolder = entry->d_type == DT_DIR;
+    bool isOfKernel = name == "proc" || name == "sys";
+    bool isFolder = entry->d_type == DT_DIR;
     if (!allow(ruleset, "/" + std::string(name), isOfKernel ? openForReading : all, isFolder)) return false;
   }
   return true;
@@ -127,17 +127,17 @@ int enterSandbox(const SandboxRules& rules) {
   if (!rules.mayListRoot) attributes.handledFileAccess |= listFolder;
   if (support.tcp && !rules.mayUseTCP) attributes.handledNetworkAccess = bindAndConnectTCP;
   if (support.signalsAndSockets) attributes.scoped = scopeSocketsAndSignals;
-  const FileDescriptor ruleset(static_cast<int>(::syscall(createRuleset, &attributes, sizeof attributes, 0)));
+  FileDescriptor ruleset(static_cast<int>(::syscall(createRuleset, &attributes, sizeof attributes, 0)));
   if (!ruleset.valid()) return errno;
-  const auto allowAll = [&ruleset](const std::vector<std::string>& paths, std::uint64_t access) {
+  auto allowAll = [&ruleset](const std::vector<std::string>& paths, std::uint64_t access) {
     return std::ranges::all_of(paths, [&](const std::string& path) { return allow(ruleset.get(), path, access); });
   };
-  // Who makes files takes random names for them.
-  const bool isComplete = allow(ruleset.get(), "/dev/null", writeFile | openForReading) &&
-                          allowReading(ruleset.get(), rules.mayListRoot) &&
-                          (rules.writableFolders.empty() || allow(ruleset.get(), "/dev/urandom", openForReading)) &&
-                          allowAll(rules.executables, execute) && allowAll(rules.writableFolders, writing(support)) &&
-                          allowAll(rules.emptyFolders, removeFolder);
+  // Tools that make files draw random names for them.
+  bool isComplete = allow(ruleset.get(), "/dev/null", writeFile | openForReading) &&
+                    allowReading(ruleset.get(), rules.mayListRoot) &&
+                    (rules.writableFolders.empty() || allow(ruleset.get(), "/dev/urandom", openForReading)) &&
+                    allowAll(rules.executables, execute) && allowAll(rules.writableFolders, writing(support)) &&
+                    allowAll(rules.emptyFolders, removeFolder);
   return isComplete && ::syscall(restrictSelf, ruleset.get(), 0) == 0 ? 0 : errno;
 }
 

@@ -25,8 +25,8 @@ struct SandboxRules {
 /// Takes from the calling thread and from all threads and processes that it starts from now on, for good, what the
 /// rules do not name: executing, changing the file system, listing /proc, /sys and /dev, opening devices but /dev/null
 /// (and, where files may be made, /dev/urandom), TCP, control calls to devices, signals to processes outside and
-/// abstract sockets made outside; and privileges by set-user-ID programs. What is open already stays usable. Of the
-/// limits, those hold that the kernel knows: see sandboxSupport().
+/// abstract sockets made outside; and privileges by set-user-ID programs. What is open already stays usable. A
+/// limit that the kernel does not know does not hold: see sandboxSupport().
 ///
 /// Returns 0, or the error number with which the kernel refused what it should know; nothing is limited then but
 /// privileges. A kernel that has no such interface, or forbids it to this process, is no error.

@@ -55,9 +55,9 @@ class SecretText {
   /// The caller's text remains the caller's to wipe. Throws std::bad_alloc.
   explicit SecretText(std::string_view text) : _size(text.size()) {
     if (text.empty()) return;
-    void* const pages = ::mmap(nullptr, text.size(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    void* pages = ::mmap(nullptr, text.size(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (pages == MAP_FAILED) throw std::bad_alloc();
-    const std::size_t size = text.size();
+    std::size_t size = text.size();
     _bytes = std::shared_ptr<char>(static_cast<char*>(pages), [size](char* bytes) {
       ::explicit_bzero(bytes, size);
       ::munmap(bytes, size);

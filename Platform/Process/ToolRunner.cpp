@@ -26,7 +26,8 @@ using Outcome = ToolResult::Outcome;
 constexpr int silence = 1000;
 constexpr std::size_t chunkSize = 256 * 1024;
 constexpr std::size_t errorTextBound = 64 * 1024;
-/// The most that an unprivileged process may ask for by default: fewer changes between the tool and this process.
+/// A larger pipe means fewer changes between the tool and this process. This is the most that an unprivileged process
+/// may ask for by default.
 constexpr int pipeSize = 1024 * 1024;
 
 std::vector<std::string> environmentFor(const ToolCommand& command) {
@@ -181,7 +182,7 @@ bool Run::start() {
   options.inheritedDescriptor = secondInput.get();
   options.parentDeathSignal = SIGTERM;
   auto launched = Process::launch(options);
-  if (auto* const failure = std::get_if<LaunchFailure>(&launched)) {
+  if (auto* failure = std::get_if<LaunchFailure>(&launched)) {
     return fail(std::move(*failure));
   }
   _process.emplace(std::move(std::get<Process>(launched)));

@@ -50,8 +50,8 @@ struct ToolResult {
   std::optional<LaunchFailure> launchFailure;
   /// The absolute path of what was in the way.
   std::string obstacle;
-  /// What the tool wrote to standard error. Of a long text the beginning and the end, with a line between that says how
-  /// many bytes are missing.
+  /// What the tool wrote to standard error. A long text is cut to its beginning and its end, with a line between that
+  /// says how many bytes are missing.
   std::string errorText;
 
   /// Ended by itself with exit code 0.

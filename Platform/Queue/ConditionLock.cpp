@@ -48,8 +48,8 @@ bool ConditionLock::release(const long* condition) {
   if (condition) {
     _condition = *condition;
   }
-  // All: those who wait may want different conditions. Under the mutex, since whoever takes the lock next may destroy
-  // it.
+  // All are told, since those who wait may want different conditions. The mutex is still held, since whoever takes the
+  // lock next may destroy it.
   _changed.notify_all();
   return true;
 }

@@ -98,11 +98,11 @@ ObserverToken& ObserverToken::operator=(ObserverToken&& other) noexcept {
 
 void ObserverToken::unsubscribe(bool wait) {
   // First out of the token: the callback's own captures may hold it and be released below.
-  const auto slot = std::exchange(_slot, nullptr);
+  auto slot = std::exchange(_slot, nullptr);
   if (!slot) {
     return;
   }
-  if (const auto list = std::exchange(_list, {}).lock()) {
+  if (auto list = std::exchange(_list, {}).lock()) {
     list->remove(slot.get());
   }
   slot->end(wait);

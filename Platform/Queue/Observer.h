@@ -105,14 +105,14 @@ class ObserverList {
   /// Calls everyone who was subscribed when the call began and still is when his turn comes, in order of subscription,
   /// on this thread. No lock is held meanwhile.
   void notify(Arguments... arguments) const {
-    const auto slots = _list->slots();
+    auto slots = _list->slots();
     if (!slots) {
       return;
     }
     for (const auto& slot : *slots) {
       detail::ObserverSlot::Visit visit;
       if (slot->enter(visit)) {
-        const Leaving leaving{*slot, visit};
+        Leaving leaving{*slot, visit};
         static_cast<const Slot&>(*slot).callback(arguments...);
       }
     }

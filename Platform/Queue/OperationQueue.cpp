@@ -20,7 +20,7 @@ namespace {
 
 std::size_t currentSystemLimit() {
   struct rlimit limit;
-  const bool unlimited = ::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY;
+  bool unlimited = ::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY;
   return OperationQueue::systemConcurrencyLimit(std::thread::hardware_concurrency(),
                                                 unlimited ? std::numeric_limits<std::size_t>::max() : limit.rlim_cur);
 }
@@ -67,19 +67,19 @@ void OperationQueue::State::add(std::shared_ptr<QueueOperation> operation) {
   using Phase = QueueOperation::Phase;
   {
     std::lock_guard lock(mutex);
-    const Identifier identifier = ++lastIdentifier;
+    Identifier identifier = ++lastIdentifier;
     // All that can fail comes first: either the operation is in the queue and will be started, or it is not.
     Entry entry;
     entry.operation = operation;
     entry.task = WorkerPool::shared().prepare([self = shared_from_this(), identifier] { self->start(identifier); });
     // Subscribed before it can be started: no end goes unheard.
     entry.token = operation->observe([weak = weak_from_this(), identifier](Property property, Phase phase) {
-      const auto self = phase == Phase::didChange ? weak.lock() : nullptr;
+      auto self = phase == Phase::didChange ? weak.lock() : nullptr;
       if (self) {
         self->changed(identifier, property);
       }
     });
-    const auto place = entries.emplace(identifier, std::move(entry)).first;
+    auto place = entries.emplace(identifier, std::move(entry)).first;
     try {
       waiting.push_back(identifier);
     } catch (...) {
@@ -94,7 +94,7 @@ void OperationQueue::State::add(std::shared_ptr<QueueOperation> operation) {
 /// Null once it has been removed.
 std::shared_ptr<QueueOperation> OperationQueue::State::operationOf(Identifier identifier) const {
   std::lock_guard lock(mutex);
-  const auto found = entries.find(identifier);
+  auto found = entries.find(identifier);
   return found == entries.end() ? nullptr : found->second.operation;
 }
 
@@ -110,7 +110,7 @@ void OperationQueue::State::changed(Identifier identifier, QueueOperation::Prope
   if (property != QueueOperation::Property::isFinished) {
     return;
   }
-  const std::shared_ptr<QueueOperation> operation = operationOf(identifier);
+  std::shared_ptr<QueueOperation> operation = operationOf(identifier);
   if (!operation) {
     return;
   }
@@ -123,11 +123,11 @@ void OperationQueue::State::changed(Identifier identifier, QueueOperation::Prope
 void OperationQueue::State::idleChanged(Identifier identifier) {
   {
     std::lock_guard lock(mutex);
-    const auto found = entries.find(identifier);
+    auto found = entries.find(identifier);
     if (found == entries.end() || !found->second.started) {
       return;
     }
-    const bool idle = found->second.operation->isIdle();
+    bool idle = found->second.operation->isIdle();
     if (std::exchange(found->second.idle, idle) != idle) {
       idle ? --running : ++running;
     }
@@ -140,7 +140,7 @@ void OperationQueue::State::remove(Identifier identifier) {
   std::shared_ptr<State> self;
   {
     std::lock_guard lock(mutex);
-    const auto found = entries.find(identifier);
+    auto found = entries.find(identifier);
     if (found == entries.end()) {
       return;
     }
@@ -167,8 +167,8 @@ bool OperationQueue::State::takeReady(Identifier& identifier) {
   if (running >= limit) {
     return false;
   }
-  const auto ready = std::find_if(waiting.begin(), waiting.end(),
-                                  [this](Identifier candidate) { return entries.at(candidate).operation->isReady(); });
+  auto ready = std::find_if(waiting.begin(), waiting.end(),
+                            [this](Identifier candidate) { return entries.at(candidate).operation->isReady(); });
   if (ready == waiting.end()) {
     return false;
   }
@@ -189,7 +189,7 @@ void OperationQueue::State::startReady() {
 }
 
 void OperationQueue::State::start(Identifier identifier) {
-  const std::shared_ptr<QueueOperation> operation = operationOf(identifier);
+  std::shared_ptr<QueueOperation> operation = operationOf(identifier);
   if (!operation) {
     return;
   }
@@ -255,8 +255,8 @@ void OperationQueue::setMaxConcurrentOperationCount(int count) {
 std::size_t OperationQueue::systemConcurrencyLimit(std::size_t cores, std::size_t softDescriptorLimit) {
   constexpr std::size_t kept = 64;
   constexpr std::size_t perOperation = 8;
-  const std::size_t byCores = std::clamp<std::size_t>(16 * cores, 32, 256);
-  const std::size_t byDescriptors = softDescriptorLimit > kept ? (softDescriptorLimit - kept) / perOperation : 0;
+  std::size_t byCores = std::clamp<std::size_t>(16 * cores, 32, 256);
+  std::size_t byDescriptors = softDescriptorLimit > kept ? (softDescriptorLimit - kept) / perOperation : 0;
   return std::max<std::size_t>(2, std::min(byCores, byDescriptors));
 }
 

@@ -34,7 +34,7 @@ void QueueOperation::waitUntilFinished() {
 }
 
 void BlockOperation::addExecutionBlock(std::function<void()> block) {
-  const bool added = _blocks.with([&](auto& blocks) {
+  bool added = _blocks.with([&](auto& blocks) {
     if (_state != State::created) {
       return false;
     }
@@ -49,7 +49,7 @@ void BlockOperation::addExecutionBlock(std::function<void()> block) {
 void BlockOperation::start() {
   std::vector<std::function<void()>> blocks;
   willChange(Property::isExecuting);
-  const bool started = _blocks.with([&](auto& waiting) {
+  bool started = _blocks.with([&](auto& waiting) {
     auto expected = State::created;
     blocks = std::move(waiting);
     waiting.clear();

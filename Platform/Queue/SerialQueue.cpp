@@ -79,7 +79,7 @@ void SerialQueue::State::leave() {
 void SerialQueue::State::handOn() {
   if (first == nullptr) {
     busy = false;
-  } else if (Waiter* const next = first->waiter) {
+  } else if (Waiter* next = first->waiter) {
     takeFirst();
     next->isGranted = true;
     next->granted.notify_one();

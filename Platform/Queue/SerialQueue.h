@@ -25,7 +25,7 @@ class QRB_EXPORT SerialQueue {
   /// the function runs at once.
   template <typename Function>
   std::invoke_result_t<Function> sync(Function&& function) {
-    const Turn turn(*this);
+    Turn turn(*this);
     return std::forward<Function>(function)();
   }
 

@@ -48,7 +48,7 @@ void WorkerPool::submit(Prepared task) noexcept {
 }
 
 bool WorkerPool::addThread() {
-  const bool added = startBackgroundThread([this] { work(); });
+  bool added = startBackgroundThread([this] { work(); });
   _threads += added ? 1 : 0;
   return added;
 }

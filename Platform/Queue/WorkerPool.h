@@ -34,7 +34,7 @@ class WorkerPool {
   /// Runs the task once on a thread of the pool, never on the calling one; tasks begin in the order they were
   /// submitted. Any thread, tasks included; locks may be held. Returns at once. The task must not let an exception out.
   void submit(Prepared task) noexcept;
-  /// The same of a task that is not ready; throws as `prepare` does, and then nothing will run.
+  /// Makes a task ready and submits it; throws as `prepare` does, and then nothing will run.
   void submit(Task task) { submit(prepare(std::move(task))); }
 
  private:

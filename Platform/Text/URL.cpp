@@ -142,16 +142,16 @@ std::vector<std::string> URL::pathComponents() const {
 
 URL URL::withoutPassword() const {
   std::string_view text = _text.view();
-  const bool isSCP = !hasScheme(text);
-  const std::size_t begin = isSCP ? 0 : text.find(schemeSeparator) + schemeSeparator.size();
+  bool isSCP = !hasScheme(text);
+  std::size_t begin = isSCP ? 0 : text.find(schemeSeparator) + schemeSeparator.size();
   std::string_view rest = text.substr(begin);
   std::string_view authority = rest.substr(0, rest.find_first_of(isSCP ? "/" : "/?#"));
-  const std::size_t colon = authority.find(':');
+  std::size_t colon = authority.find(':');
   std::size_t at = authority.rfind('@');
   // A host in brackets has colons of its own.
-  const bool isBracketed = authority.starts_with('[') && (isSCP || at == std::string_view::npos);
+  bool isBracketed = authority.starts_with('[') && (isSCP || at == std::string_view::npos);
   if (colon == std::string_view::npos || isBracketed) return *this;
-  const bool hasPort = authority.find_first_not_of("0123456789", colon + 1) == std::string_view::npos;
+  bool hasPort = authority.find_first_not_of("0123456789", colon + 1) == std::string_view::npos;
   // What is no port is a password with a "/" that ought to have been encoded.
   if (!isSCP && at == std::string_view::npos && !hasPort) at = rest.rfind('@');
   if (at == std::string_view::npos || colon > at) return *this;

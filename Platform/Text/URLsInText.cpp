@@ -10,7 +10,7 @@ std::string withoutPasswordsOfURLs(std::string_view text) {
   constexpr std::string_view separator = "://";
   std::string shown;
   while (!text.empty()) {
-    const std::size_t next = text.find(separator);
+    std::size_t next = text.find(separator);
     if (next == std::string_view::npos) break;
     shown += text.substr(0, next);
     text.remove_prefix(next);

@@ -90,15 +90,14 @@ void QRBSourceControlManager::operationDidStart(const QRBSourceControlOperationP
 
 void QRBSourceControlManager::invalidateProcessForOperation(const QRBSourceControlOperationPtr& operation,
                                                             bool withForce) {
-  // Told or killed while the queue is held: who finds no connection here any more may rely on its process being seen
-  // to.
+  // The process is told or killed while the queue is held: whoever finds no connection here any more may rely on that.
   _plugInConnectionsChangeQueue.sync([&] {
     auto place = _plugInConnections.find(operation->identifier());
     if (place == _plugInConnections.end()) return;
     ServiceConnectionPtr connection = std::move(place->second);
     _plugInConnections.erase(place);
     if (withForce) return connection->invalidate(ServiceConnection::Ending::killed);
-    const bool told = qrb::unlessScarce([&] {
+    bool told = qrb::unlessScarce([&] {
       QRBSourceControlProxy(connection->connection(), nullptr)
           .send(QRBSourceControlPlugInProtocol::operationsFinished, std::tuple<>());
     });
@@ -131,8 +130,8 @@ QRBSourceControlOperationPtr QRBSourceControlManager::operationForConnection(
   return identifier ? operationWithIdentifier(identifier) : nullptr;
 }
 
-// Finds and forgets in one step: the operation may be on its way to its next process, which a loss of this one must not
-// be taken for.
+// Finds and forgets the connection in one step. The operation may be on its way to its next process, whose loss the
+// loss of this one must not be taken for.
 QRBSourceControlOperationPtr QRBSourceControlManager::releaseConnection(const ServiceConnection* connection) {
   String identifier = _plugInConnectionsChangeQueue.sync([&]() -> String {
     auto place = std::find_if(_plugInConnections.begin(), _plugInConnections.end(),
@@ -153,10 +152,10 @@ namespace {
 bool hasFormOfIdentifier(std::string_view name) {
   std::size_t parts = 0;
   while (!name.empty()) {
-    const std::size_t end = std::min(name.find('.'), name.size());
-    const bool isPart = end > 0 && std::ranges::all_of(name.substr(0, end), [](unsigned char letter) {
-                          return std::isalnum(letter) != 0 || letter == '-' || letter == '_';
-                        });
+    std::size_t end = std::min(name.find('.'), name.size());
+    bool isPart = end > 0 && std::ranges::all_of(name.substr(0, end), [](unsigned char letter) {
+                    return std::isalnum(letter) != 0 || letter == '-' || letter == '_';
+                  });
     if (!isPart || end + 1 == name.size()) return false;
     ++parts;
     name.remove_prefix(std::min(end + 1, name.size()));
@@ -167,17 +166,16 @@ bool hasFormOfIdentifier(std::string_view name) {
 }  // namespace
 
 std::vector<String> QRBSourceControlManager::installedPlugInIdentifiers() {
-  const std::vector<std::string> installed = qrb::ServiceDirectories::executableNames();
+  std::vector<std::string> installed = qrb::ServiceDirectories::executableNames();
   std::vector<String> identifiers;
-  for (const std::string_view known :
-       {QRBSourceControlGitPlugInIdentifier, QRBSourceControlSubversionPlugInIdentifier}) {
-    // One that is there and cannot be launched is worth a word.
+  for (std::string_view known : {QRBSourceControlGitPlugInIdentifier, QRBSourceControlSubversionPlugInIdentifier}) {
+    // A service that is there and cannot be launched is worth a word in the log.
     if (!qrb::ServiceDirectories::executableNamed(std::string(known)).empty()) identifiers.emplace_back(known);
   }
   for (const std::string& name : installed) {
-    const bool isKnown = std::ranges::find(identifiers, String(name)) != identifiers.end();
-    const bool isHelper = name == QRBSourceControlSSHHelperProtocol::serviceName ||
-                          name == QRBSourceControlWorkingCopyScannerProtocol::serviceName;
+    bool isKnown = std::ranges::find(identifiers, String(name)) != identifiers.end();
+    bool isHelper = name == QRBSourceControlSSHHelperProtocol::serviceName ||
+                    name == QRBSourceControlWorkingCopyScannerProtocol::serviceName;
     if (!isKnown && !isHelper && hasFormOfIdentifier(name)) identifiers.emplace_back(name);
   }
   return identifiers;
@@ -226,8 +224,8 @@ void QRBSourceControlManager::communicationFailed(const std::weak_ptr<ServiceCon
   ServiceConnectionPtr connection = weakConnection.lock();
   if (connection == nullptr) return;
   QRBSourceControlOperationPtr operation = releaseConnection(connection.get());
-  const qrb::Error failure = operation != nullptr ? connection->failure() : qrb::Error();
-  // It is dead, or talks nonsense: what is left of it is not waited for.
+  qrb::Error failure = operation != nullptr ? connection->failure() : qrb::Error();
+  // The process is dead or talks nonsense, so nothing is waited for.
   connection->invalidate(ServiceConnection::Ending::killed);
   if (operation == nullptr) return;
   lost ? lost(failure) : operation->terminate(failure);
@@ -245,7 +243,7 @@ QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForPlugInIdentif
   if (connection == nullptr) return {};
   _plugInConnectionsChangeQueue.sync([&] { _plugInConnections[operation->identifier()] = connection; });
   resumePlugInConnection(connection, lost);
-  // A cancellation looks for the process to kill once. It came before there was one, or it finds this one.
+  // A cancellation looks once for the process that it kills: it came before there was one, or it finds this one.
   if (operation->isEnding()) {
     invalidateProcessForOperation(operation, true);
     return {};

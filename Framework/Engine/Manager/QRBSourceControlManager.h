@@ -131,11 +131,11 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   /// usable.
   QRBSourceControlProxy remoteProxyObjectForSourceControlSystem(const QRBSourceControlSystemPtr& system,
                                                                 const QRBSourceControlOperationPtr& operation);
-  /// The same of the plug-in of that identifier, whether its system is known or not; none for an operation that is
-  /// ending.
+  /// A proxy for a new process of the plug-in of that identifier, whether its system is known or not; none for an
+  /// operation that is ending.
   QRBSourceControlProxy remoteProxyObjectForPlugInIdentifier(const qrb::String& identifier,
                                                              const QRBSourceControlOperationPtr& operation);
-  /// The same, where the loss of that one process is `lost`'s to handle and not the end of the operation.
+  /// With `lost`, which handles the loss of that one process: the operation does not end by it.
   QRBSourceControlProxy remoteProxyObjectForPlugInIdentifier(const qrb::String& identifier,
                                                              const QRBSourceControlOperationPtr& operation,
                                                              std::function<void(const qrb::Error&)> lost);
@@ -188,7 +188,7 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   QRBSourceControlOperationPtr generateSSHKeysWithPassphrase(const qrb::String& passphrase, const qrb::String& comment,
                                                              const qrb::URL& inFolder,
                                                              Completion<SSHKeysStrategyPtr> completionBlock);
-  /// The same with the helper's comment.
+  /// Leaves the comment to the helper.
   QRBSourceControlOperationPtr generateSSHKeysWithPassphrase(const qrb::String& passphrase, const qrb::URL& inFolder,
                                                              Completion<SSHKeysStrategyPtr> completionBlock);
   /// The key that ssh would offer first to the server of that remote.
@@ -201,8 +201,8 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   QRBSourceControlOperationPtr uploadPublicSSHKeyFromFolder(const qrb::URL& folder, const qrb::URL& toServer,
                                                             const qrb::String& forUsername,
                                                             Completion<> completionBlock);
-  /// The same for the server and the user of a remote repository, logged in to as its authentication strategy says:
-  /// with a password where the server has no key of the user yet.
+  /// Lets it log in to the server of a remote repository as that repository's user. The upload itself logs in as the
+  /// authentication strategy says: with a password where the server has no key of the user yet.
   QRBSourceControlOperationPtr uploadPublicSSHKeyFromFolder(
       const qrb::URL& folder, const QRBSourceControlRemoteRepositoryPtr& toServerOfRemoteRepository,
       Completion<> completionBlock);
@@ -318,7 +318,7 @@ class QRB_EXPORT QRBSourceControlManager final : public std::enable_shared_from_
   qrb::Guarded<ServiceConnectionPtr> _sshHelperConnection;
   qrb::Guarded<ServiceConnectionPtr> _workingCopyScannerConnection;
   qrb::OperationQueue _sourceControlOperationQueue;
-  /// Of its own, since whoever waits for a discovery may hold a place among the requests.
+  /// Apart from the requests' queue, since whoever waits for a discovery may hold a place in that one.
   qrb::OperationQueue _discoveryQueue;
   mutable qrb::SerialQueue _currentOperationsChangeQueue;
   std::unordered_map<qrb::String, QRBSourceControlOperationPtr> _currentOperations;

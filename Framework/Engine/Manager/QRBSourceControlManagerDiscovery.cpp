@@ -29,7 +29,7 @@ std::shared_ptr<const Systems> askAll(const Discovery& discovery, const QRBSourc
                                       const QRBSourceControlManagerPtr& manager) {
   auto systems = std::make_shared<Systems>();
   for (const String& identifier : discovery.identifiers) {
-    const qrb::PlugInQuestion question{manager, operation, discovery.step, identifier, manager->discoveryTimeLimit()};
+    qrb::PlugInQuestion question{manager, operation, discovery.step, identifier, manager->discoveryTimeLimit()};
     auto answered = std::make_shared<QRBSourceControlSystemPtr>();
     qrb::askPlugIn(question, [&](const QRBSourceControlProxy& proxy, ReplyStep::Ticket ticket) {
       auto take = [step = discovery.step, ticket, answered](const QRBSourceControlSystemPtr& system) {
@@ -69,14 +69,14 @@ QRBSourceControlOperationPtr QRBSourceControlManager::discover(std::vector<Strin
       if (operation->isEnding()) systems = nullptr;
       if (systems != nullptr && kind != DiscoveryKind::some) manager->setCachedSourceControlSystems(systems);
     }
-    // It has no process any more. The completion may look a system up, which takes another discovery where none is
-    // installed.
+    // The operation has no process any more. The completion may look a system up, which takes another discovery where
+    // none is installed.
     operation->setIdle(true);
     discovery->complete(systems);
     manager->operationDidFinish(operation);
   };
 
-  // Only a cancellation comes here: each plug-in's loss is its question's.
+  // Only a cancellation comes here: the loss of a plug-in is the affair of the question that was put to it.
   auto terminate = [discovery](const QRBSourceControlOperationPtr& operation, const QRBSourceControlManagerPtr& manager,
                                const Error&) {
     if (discovery->step->abandon()) return;
@@ -105,7 +105,7 @@ QRBSourceControlSystemPtr QRBSourceControlManager::systemWithIdentifer(const Str
   std::shared_ptr<const Systems> known = cachedSourceControlSystems();
   if (known == nullptr || known->empty()) {
     auto step = std::make_shared<ReplyStep>(kLookupSelector);
-    const ReplyStep::Ticket ticket = step->begin();
+    ReplyStep::Ticket ticket = step->begin();
     discover(installedPlugInIdentifiers(), DiscoveryKind::onlyWhenNoneIsKnown,
              [step, ticket](const auto&) { step->settle(ticket, [] {}); });
     step->await();

@@ -6,7 +6,7 @@ namespace request = qrb::request;
 using qrb::String;
 using qrb::URL;
 
-// Requests that are to the host what they are to the plug-in.
+// These requests are to the host what they are to the plug-in.
 
 #define QRB_REQUEST(name, selector, line, words, subject, parameters, arguments, ...)                               \
   QRBSourceControlOperationPtr QRBSourceControlManager::name(                                                       \
@@ -16,7 +16,8 @@ using qrb::URL;
   }
 #include "QRBSourceControlPlugInMessages.h"
 
-// All others, each with what it differs in: whose system is asked, what the options say, what becomes of the reply.
+// All others follow, each with what it differs in: whose system is asked, what the options say, what becomes of the
+// reply.
 
 // The name is passed on only together with the plug-in's error, and no error ever is: that is what callers rely on.
 QRBSourceControlOperationPtr QRBSourceControlManager::keychainNameFromURL(

@@ -24,7 +24,7 @@ using qrb::URL;
 
 QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForService(
     qrb::Guarded<ServiceConnectionPtr>& field, std::string_view name, const QRBSourceControlOperationPtr& operation) {
-  // The loss is nobody's request to end: it only makes room for the next process. What is left of this one is killed
+  // The loss ends no request by itself: it only makes room for the next process. What is left of this one is killed
   // with the connection, once each of its requests has been told.
   auto lost = [&field](const ServiceConnectionPtr& connection) {
     field.with([&](ServiceConnectionPtr& held) {
@@ -47,7 +47,7 @@ QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForService(
   // Each request keeps its connection: one whose process has ended may still have the reply to be read.
   return QRBSourceControlProxy(connection->connection(), [this, lost, connection, operation] {
     lost(connection);
-    const qrb::Error failure = connection->failure();
+    qrb::Error failure = connection->failure();
     if (connection->loss() == ServiceConnection::Loss::ofService) {
       operation->fail(failure);
     } else if (!operation->isEnding()) {
@@ -105,7 +105,7 @@ void askSystem(const std::shared_ptr<Scan>& scan, const QRBSourceControlSystemPt
                const std::vector<URL>& candidates, const QRBSourceControlOperationPtr& operation,
                const QRBSourceControlManagerPtr& manager) {
   if (system == nullptr || !system->isUsable()) return;
-  const String plugIn = system->plugInIdentifier();
+  String plugIn = system->plugInIdentifier();
   qrb::askPlugIn(
       {manager, operation, scan->step, plugIn}, [&](const QRBSourceControlProxy& proxy, ReplyStep::Ticket ticket) {
         auto take = [step = scan->step, found = scan->found,

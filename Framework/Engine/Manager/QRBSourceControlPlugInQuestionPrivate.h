@@ -31,12 +31,12 @@ template <class Ask>
 void askPlugIn(const PlugInQuestion& question, Ask ask) {
   const QRBSourceControlManagerPtr& manager = question.manager;
   const std::shared_ptr<ReplyStep>& step = question.step;
-  const ReplyStep::Ticket ticket = step->begin();
+  ReplyStep::Ticket ticket = step->begin();
   Error failure;
-  const bool asked = unlessScarce([&] {
-    // Only what is waited for settles anything: `failure` is there as long.
+  bool asked = unlessScarce([&] {
+    // Only a question that is waited for settles anything, and `failure` lives as long as the waiting.
     auto lost = [step, ticket, &failure](const Error& loss) { step->settle(ticket, [&] { failure = loss; }); };
-    const QRBSourceControlProxy proxy =
+    QRBSourceControlProxy proxy =
         manager->remoteProxyObjectForPlugInIdentifier(question.plugIn, question.operation, std::move(lost));
     proxy ? ask(proxy, ticket) : static_cast<void>(step->settle(ticket, [] {}));
   });

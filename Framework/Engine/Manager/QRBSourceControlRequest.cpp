@@ -100,13 +100,13 @@ void Request::begin(const Place& place, const Question& question) {
   // Many requests share the service's one process, and one whose service dies has none at all.
   if (subject.service) place.operation->setIdle(true);
   if (!isServed(subject)) return place.operation->fail(unsupported());
-  const QRBSourceControlProxy proxy =
+  QRBSourceControlProxy proxy =
       subject.service ? subject.service(*place.manager, place.operation)
                       : place.manager->remoteProxyObjectForSourceControlSystem(subject.system(), place.operation);
   // Nothing will answer; only its caller can still end it.
   if (!proxy) return place.operation->setIdle(true);
   if (_guard) {
-    if (const Error refused = _guard->begin(subject.system(), proxy.processGroup())) {
+    if (Error refused = _guard->begin(subject.system(), proxy.processGroup())) {
       return place.operation->fail(refused);
     }
   }
@@ -116,30 +116,30 @@ void Request::begin(const Place& place, const Question& question) {
 // A system that is not usable is not asked at all, and so does not say no either.
 bool Request::isServed(const Subject& subject) const {
   if (_form.served == Served::always) return true;
-  const QRBSourceControlSystemPtr system = subject.system();
+  QRBSourceControlSystemPtr system = subject.system();
   return !system || !system->isUsable() || system->additionalRequests().contains(String(_form.selector));
 }
 
 void Request::send(const Place& place, const Question& question, const QRBSourceControlProxy& proxy) {
-  const String identifier = _sendsProgressIdentifier ? place.operation->identifier() : String();
+  String identifier = _sendsProgressIdentifier ? place.operation->identifier() : String();
   proxy.sendRequest(
       _form.selector, [&](ArchiveWriter& writer) { question.write(writer, identifier); },
       [self = shared_from_this(), place](ArchiveNode error, ArchiveNode result) {
-        const Error told = Codec<Error>::read(error);
+        Error told = Codec<Error>::read(error);
         self->replied(place, told, self->_settlement.caller().read(result));
       },
       _form.deliveryBudget);
 }
 
 void Request::replied(const Place& place, const Error& told, const Caller::Values& values) {
-  const Error error = isUnsupportedRequest(told) ? unsupported() : told;
+  Error error = isUnsupportedRequest(told) ? unsupported() : told;
   if (_guard && error) {
     place.manager->invalidateProcessForOperation(place.operation, false);
     _guard->giveUp(WorkingCopyGuard::Waiting::untilRemoved);
   }
   if (isAuthenticationFailure(error) && !place.operation->suppressAuthenticationFailure()) {
-    const QRBSourceControlRepositoryPtr repository = _settlement.repository();
-    const FailureHandlerPtr handler = repository ? place.manager->failureHandler() : nullptr;
+    QRBSourceControlRepositoryPtr repository = _settlement.repository();
+    FailureHandlerPtr handler = repository ? place.manager->failureHandler() : nullptr;
     if (handler != nullptr) return ask(place, error, repository, handler);
   }
   if (!_settlement.move(State::awaitingReply, State::settled)) return;
@@ -153,15 +153,16 @@ void Request::ask(const Place& place, const Error& error, const QRBSourceControl
   // All that takes memory is made before the request leaves the state in which a loss ends it.
   std::function<void(bool)> answer = [self = shared_from_this(), place, error,
                                       isAnswered = std::make_shared<std::atomic<bool>>(false)](bool retry) {
-    // An answer given again may come when the next attempt is asked about, and is not for that.
+    // A handler that answers twice may do so when the next attempt is asked about already; its second answer is not for
+    // that.
     if (!isAnswered->exchange(true)) self->answered(place, error, retry);
   };
   if (!_settlement.move(State::awaitingReply, State::asking)) return;
-  // The refused process has no more to do. Ended here, on its own reader, it cannot be lost later and be taken for the
-  // next attempt's.
+  // The refused process has no more to do. It is ended here, on its own reader, so that its loss cannot be taken for
+  // that of the next attempt's process.
   place.manager->invalidateProcessForOperation(place.operation, false);
   place.operation->setIdle(true);
-  const bool asked = unlessScarce(
+  bool asked = unlessScarce(
       [&] { handler->handleAuthenticationFailure(error, repository, place.operation->context(), std::move(answer)); });
   if (!asked) giveUp(place, error);
 }
@@ -181,11 +182,11 @@ void Request::giveUp(const Place& place, const Error& error) {
 
 void Request::lost(const Place& place, const Error& error) {
   // A process that dies after its reply came has done its work; only a cancellation can still stop the request then.
-  const bool cancelled = place.operation->isCanceled();
+  bool cancelled = place.operation->isCanceled();
   if (!(cancelled ? _settlement.settle() : _settlement.move(State::awaitingReply, State::settled))) return;
   if (_guard) {
     place.manager->invalidateProcessForOperation(place.operation, true);
-    // Who cancels is not to wait.
+    // Whoever cancels does not wait.
     _guard->giveUp(cancelled ? WorkingCopyGuard::Waiting::no : WorkingCopyGuard::Waiting::untilRemoved);
   }
   _settlement.fail(error);

@@ -22,7 +22,7 @@ namespace {
 bool isInMetadata(const std::string& target) {
   namespace fs = std::filesystem;
   std::error_code failure;
-  const fs::path place = fs::weakly_canonical(target, failure);
+  fs::path place = fs::weakly_canonical(target, failure);
   // What cannot be resolved cannot be made either.
   return !failure && std::any_of(place.begin(), place.end(), [](const fs::path& part) {
     return ::strcasecmp(part.c_str(), ".git") == 0 || ::strcasecmp(part.c_str(), ".svn") == 0;
@@ -45,9 +45,9 @@ WorkingCopyGuard::~WorkingCopyGuard() {
 }
 
 Error WorkingCopyGuard::begin(const QRBSourceControlSystemPtr& system, pid_t processGroup) {
-  const std::string path = _place.isFileURL() ? _place.path().str() : std::string();
+  std::string path = _place.isFileURL() ? _place.path().str() : std::string();
   if (!path.starts_with('/') || path.find_first_not_of('/') == std::string::npos) return {};
-  const auto unusable = [&](const std::string& reason) {
+  auto unusable = [&](const std::string& reason) {
     return QRBSourceControlError_InvalidURL(_place, system ? system->name() : String(), replacingInvalidUTF8(reason));
   };
   if (isInMetadata(path)) {
@@ -58,9 +58,9 @@ Error WorkingCopyGuard::begin(const QRBSourceControlSystemPtr& system, pid_t pro
   auto launched = GuardProcess::launch(ServiceDirectories::ownProgram("qrb-guard"),
                                        {"working-copy", path.substr(0, path.find_last_not_of('/') + 1)},
                                        GuardProcess::Place::ownSession);
-  if (const auto* const failure = std::get_if<LaunchFailure>(&launched)) return unusable(failure->text);
+  if (const auto* failure = std::get_if<LaunchFailure>(&launched)) return unusable(failure->text);
   GuardProcess guard = std::move(std::get<GuardProcess>(launched));
-  const std::string answer = guard.answer();
+  std::string answer = guard.answer();
   if (answer == "claimed") {
     guard.order("group " + std::to_string(processGroup));
     _guard.with([&](std::optional<GuardProcess>& held) { held.emplace(std::move(guard)); });
@@ -80,7 +80,7 @@ void WorkingCopyGuard::keep() {
   std::optional<GuardProcess> guard = take();
   if (!guard) return;
   guard->order("keep");
-  // Its lock on the folder ends with it.
+  // The guard's lock on the folder ends with it.
   guard->awaitEnd();
   letGo(guard->takeProcess());
 }

@@ -32,7 +32,7 @@
 
 // clang-format off
 
-// Of the plug-in itself
+// Requests about the plug-in itself
 
 /// What the plug-in is and can do.
 QRB_MESSAGE(sourceControlSystem, "sourceControlSystemWithCompletionBlock:",
@@ -108,7 +108,7 @@ QRB_REQUEST(commitFiles, "commitFiles:inWorkingCopy:message:completionBlock:",
     (const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy, const qrb::String& message),
     (files, inWorkingCopy, message), Completion<QRBSourceControlRevisionPtr>)
 
-// Of files and their history
+// Requests about files and their history
 
 /// Where the file was written.
 QRB_REQUEST(exportFileFromRevisionLocation,
@@ -143,7 +143,7 @@ QRB_MESSAGE(historyOfFile,
      std::uint64_t inclusionType, std::int64_t maximumLogItems, const qrb::String& searchString,
      std::uint64_t searchType, const qrb::String& progressIdentifier), Completion<LogItems>)
 
-// Of the working copy as a whole
+// Requests about the working copy as a whole
 
 /// Merges a branch into the working copy; conflicts show in the status afterwards.
 QRB_REQUEST(mergeBranch, "mergeBranch:intoWorkingCopy:completionBlock:",
@@ -251,7 +251,7 @@ QRB_REQUEST(addBranch, "addBranch:fromBranch:toRepository:branchAndTagLocations:
      const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations),
     (branch, fromBranch, toRepository, branchAndTagLocations), Completion<QRBSourceControlBranchPtr>)
 
-/// Of the remote when one is given, else of the repository itself.
+/// Removes a branch of the remote when one is given, else of the repository itself.
 QRB_REQUEST(removeBranch, "removeBranch:fromRepository:andRemoteRepository:branchAndTagLocations:completionBlock:",
     325, localizable("removing branches"), andRemoteRepository ? andRemoteRepository : fromRepository,
     (const QRBSourceControlBranchPtr& branch, const QRBSourceControlRepositoryPtr& fromRepository,

@@ -39,7 +39,7 @@ class QRBSourceControlProxy {
 
   explicit operator bool() const { return _connection != nullptr; }
 
-  /// Of the process at the other end and its tools; 0 where it is not known.
+  /// The group of the process at the other end and its tools; 0 where it is not known.
   pid_t processGroup() const { return _processGroup; }
 
   /// Sends a request; either `completion` is called with the reply or the error handler, on the reply thread, unless
@@ -68,7 +68,7 @@ class QRBSourceControlProxy {
         qrb::deliveryBudget(std::type_identity<ReplyTuple>()));
   }
 
-  /// The same for who writes the arguments and reads the reply himself.
+  /// Sends a request whose arguments the caller writes and whose reply it reads itself.
   void sendRequest(std::string_view selector, const qrb::Connection::Encoder& arguments,
                    qrb::Connection::ReplyHandler onReply, std::size_t deliveryBudget) const {
     try {

@@ -13,7 +13,7 @@ void QRBSourceControlMultiCancellable::setCurrentCancellable(const QRBSourceCont
     held.current = held.cancelled ? nullptr : step;
     return held.cancelled;
   });
-  // The request was made before the cancellation was known and heard of here only after it.
+  // The step was made before the cancellation was known, and is heard of here only after it.
   if (cancelled && step) step->cancel();
 }
 

@@ -61,14 +61,15 @@ void QRBSourceControlOperation::start() {
   willChange(Property::isExecuting);
   _isExecuting = true;
   didChange(Property::isExecuting);
-  // `cancel` makes its request before it looks at isExecuting: where it came too early to see that, it is seen here.
+  // `cancel` sets its request before it looks at isExecuting. Where it looked too early to see this start, the request
+  // is seen here.
   if (_cancelRequested) return finish();
   startOperation();
 }
 
-// What a request lacks is its own failure: whichever thread it is on goes on.
+// A lack of memory or threads fails the request that meets it, and its thread goes on.
 void QRBSourceControlOperation::startOperation() {
-  const bool started = qrb::unlessScarce([this] {
+  bool started = qrb::unlessScarce([this] {
     // A copy: finishing lets go of what is being run.
     auto manager = sourceControlManager();
     auto block = operationBlock();
@@ -127,7 +128,7 @@ QRBSourceControlOperation::Termination QRBSourceControlOperation::boundTerminati
 
 void QRBSourceControlOperation::cancel() {
   auto self = shared_from_this();
-  const Termination termination = boundTermination();
+  Termination termination = boundTermination();
   const QRBSourceControlManagerPtr& manager = termination.manager;
   Error error = qrb::scarcityError();
   qrb::unlessScarce([&] { error = QRBSourceControlError_Canceled(); });

@@ -39,7 +39,7 @@ class QRB_EXPORT QRBSourceControlOperation final : public qrb::QueueOperation,
       QRBSourceControlManagerPtr manager, QRBSourceControlSystemPtr system, OperationBlock operationBlock,
       QRBSourceControlIncrementalLogBlock incrementalLogBlock, QRBSourceControlProgressBlock progressBlock,
       TerminationBlock terminationBlock);
-  /// The same without the callbacks that are not given, here and below.
+  /// Callbacks that are not given are empty, here and below.
   static QRBSourceControlOperationPtr initWithSourceControlManager(QRBSourceControlManagerPtr manager,
                                                                    QRBSourceControlSystemPtr system,
                                                                    OperationBlock operationBlock,

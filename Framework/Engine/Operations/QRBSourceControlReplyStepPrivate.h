@@ -33,7 +33,7 @@ class ReplyStep {
   bool settle(Ticket ticket, Take take) {
     _lock.lock();
     bool current = _lock.condition() == kAwaitingReply && ticket == _ticket;
-    // An answer that there is no memory for is none.
+    // An answer that finds no memory counts as none.
     if (current) unlessScarce(take);
     return finish(current);
   }
@@ -48,9 +48,9 @@ class ReplyStep {
   }
   /// Waits no longer than that; false when nothing came, and what comes now settles nothing.
   bool awaitFor(std::chrono::milliseconds limit) {
-    const bool inTime = _lock.lockWhenConditionBefore(kReplied, std::chrono::steady_clock::now() + limit);
+    bool inTime = _lock.lockWhenConditionBefore(kReplied, std::chrono::steady_clock::now() + limit);
     if (!inTime) _lock.lock();
-    const bool settled = _lock.condition() == kReplied;
+    bool settled = _lock.condition() == kReplied;
     _lock.unlockWithCondition(kIdle);
     return settled;
   }

@@ -39,7 +39,7 @@ Launched failedLaunch(const std::string& name, const std::string& reason, bool l
 }
 
 bool tellsOfScarcity(const LaunchFailure& failure) {
-  const int number = failure.errorNumber;
+  int number = failure.errorNumber;
   return number == EAGAIN || number == ENOMEM || number == EMFILE || number == ENFILE;
 }
 
@@ -54,8 +54,8 @@ Launched launchService(const std::string& name, LaunchOptions options) {
   options.stdoutDescriptor = sockets.second.get();
   options.stderrDescriptor = output.get();
   options.newSession = true;
-  // What was installed with the library watches its host; of others that is not known.
-  const bool isOwn = ServiceDirectories::isOwn(options.path);
+  // What was installed with the library watches its host; others may not.
+  bool isOwn = ServiceDirectories::isOwn(options.path);
   auto outcome = isOwn ? Process::launch(options) : LaunchThread::shared().launch(options);
   if (const auto* failure = std::get_if<LaunchFailure>(&outcome)) {
     return failedLaunch(name, failure->text, tellsOfScarcity(*failure));
@@ -97,7 +97,7 @@ ServiceSurroundings ServiceSurroundings::current(const std::string& serviceName)
   for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
     surroundings.environment.emplace_back(*entry);
   }
-  const std::unique_ptr<char, decltype(&::free)> folder(::get_current_dir_name(), ::free);
+  std::unique_ptr<char, decltype(&::free)> folder(::get_current_dir_name(), ::free);
   if (folder != nullptr) surroundings.workingDirectory = folder.get();
   surroundings.outputIsCollected = hasLogHandler();
   return surroundings;
@@ -162,15 +162,15 @@ bool ServiceConnection::isOver() const {
 
 ServiceConnection::Loss ServiceConnection::loss() const {
   using EndKind = Connection::End::Kind;
-  const EndKind kind = _connection->end().kind;
-  const bool ofService = _lacksMeans || kind == EndKind::exceeded || kind == EndKind::scarce;
+  EndKind kind = _connection->end().kind;
+  bool ofService = _lacksMeans || kind == EndKind::exceeded || kind == EndKind::scarce;
   return ofService ? Loss::ofService : Loss::ofProcess;
 }
 
 Error ServiceConnection::failure() const noexcept {
   Error failure = scarcityError();
   unlessScarce([&] {
-    const Connection::End end = _connection->end();
+    Connection::End end = _connection->end();
     std::string detail = end.detail;
     if (!_launchFailure.empty()) {
       detail = _launchFailure;
@@ -194,7 +194,7 @@ std::string ServiceConnection::howItWasLost() const {
   // The end of the conversation comes a moment before that of the process.
   pollfd exit{_process->pidfd(), POLLIN, 0};
   ::poll(&exit, 1, kLongestEnding);
-  const std::optional<ExitStatus> status = _process->peek();
+  std::optional<ExitStatus> status = _process->peek();
   return status ? "the process ended (" + status->description() + ")" : "the process closed its end of the connection";
 }
 

@@ -48,7 +48,7 @@ class ServiceConnection {
   /// Starts the service of that name. A service that cannot be found or launched gives a connection that is over
   /// already: every request on it fails at once. The connection reads nothing before `resume`.
   static std::shared_ptr<ServiceConnection> launch(const std::string& serviceName, Kind kind);
-  /// The same in surroundings that were current at another moment.
+  /// Starts it in surroundings that were current at another moment.
   static std::shared_ptr<ServiceConnection> launch(const std::string& serviceName, Kind kind,
                                                    const ServiceSurroundings& surroundings);
   ~ServiceConnection();

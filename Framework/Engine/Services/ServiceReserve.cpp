@@ -46,7 +46,7 @@ std::shared_ptr<ServiceConnection> ServiceReserve::take(const std::string& servi
 }
 
 bool ServiceReserve::followsClosely(const std::string& serviceName) {
-  const Clock::time_point now = Clock::now();
+  Clock::time_point now = Clock::now();
   Recent& recent = _recent[serviceName];
   std::rotate(recent.begin(), recent.begin() + 1, recent.end());
   recent.back() = now;
@@ -81,8 +81,8 @@ void ServiceReserve::serve() {
     } else if (_spares.empty()) {
       _changed.wait(lock);
     } else {
-      const auto earliest = std::ranges::min_element(_spares, {}, [](const auto& entry) { return entry.second.end; });
-      const Clock::time_point end = earliest->second.end;
+      auto earliest = std::ranges::min_element(_spares, {}, [](const auto& entry) { return entry.second.end; });
+      Clock::time_point end = earliest->second.end;
       if (Clock::now() < end) {
         _changed.wait_until(lock, end);
       } else {
@@ -99,7 +99,7 @@ void ServiceReserve::launchAhead(std::unique_lock<std::mutex>& lock) {
   auto wanted = _wanted.extract(_wanted.begin());
   const std::string& name = wanted.key();
   if (_spares.contains(name)) return;
-  const std::uint64_t clearings = _clearings;
+  std::uint64_t clearings = _clearings;
   _launching = true;
   lock.unlock();
   auto connection = ServiceConnection::launch(name, ServiceConnection::Kind::oneShot, wanted.mapped());
@@ -115,7 +115,7 @@ void ServiceReserve::launchAhead(std::unique_lock<std::mutex>& lock) {
 }
 
 void ServiceReserve::endUnwanted(std::unique_lock<std::mutex>& lock) {
-  const Clock::time_point now = Clock::now();
+  Clock::time_point now = Clock::now();
   std::map<std::string, Spare> ended;
   for (auto spare = _spares.begin(); spare != _spares.end();) {
     auto next = std::next(spare);

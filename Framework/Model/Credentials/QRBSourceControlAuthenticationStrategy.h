@@ -37,7 +37,7 @@ class QRB_EXPORT QRBSourceControlAuthenticationStrategy
   }
   /// Whether strategies of this kind can serve a URL at all.
   static bool strategyIsValidForURL(const qrb::URL& url);
-  /// The same of this strategy's own kind.
+  /// Whether this strategy's own kind can.
   virtual bool isValidForURL(const qrb::URL& url) const { return strategyIsValidForURL(url); }
 
   std::string description() const override { return "Anonymous Authentication"; }

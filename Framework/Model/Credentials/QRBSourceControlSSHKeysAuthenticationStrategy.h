@@ -17,7 +17,7 @@ class QRB_EXPORT QRBSourceControlSSHKeysAuthenticationStrategy final : public QR
   static Pointer init();
   /// The key file is a file URL; it is neither read nor looked for.
   static Pointer initWithUsername(qrb::String username, qrb::URL privateKey, qrb::String password);
-  /// The same, for a user name that an address carried.
+  /// For a user name that an address carried.
   static Pointer initWithURLDefinedUsername(qrb::String username, qrb::URL privateKey, qrb::String password);
   /// Writes the key pair as id_rsa and id_rsa.pub, for the user's eyes only, into a new directory inside
   /// `sshKeyDirectory`. When that fails no key file is left, and the strategy has none.
@@ -30,7 +30,7 @@ class QRB_EXPORT QRBSourceControlSSHKeysAuthenticationStrategy final : public QR
   static qrb::URL defaultSSHKeyFolder();
   /// With the first of id_rsa, id_ecdsa and id_dsa that is in the default folder; null without any.
   static Pointer defaultSSHKeyAuthenticationStrategyWithUsername(qrb::String username, qrb::String password = nullptr);
-  /// The same without user name and passphrase.
+  /// Without user name and passphrase.
   static Pointer defaultSSHKeyAuthenticationStrategy();
 
   /// The key that ssh would offer first to the server of that address.
@@ -82,7 +82,7 @@ class QRB_EXPORT QRBSourceControlSSHKeysAuthenticationStrategy final : public QR
   void encodeWithCoder(qrb::KeyedArchiver& coder) const override;
 
  protected:
-  /// The same user name from the same kind of place, key file and passphrase.
+  /// Equal user names from the same kind of place, equal key files and passphrases.
   bool isEqualToSameClass(const qrb::Object& other) const override;
 
  private:

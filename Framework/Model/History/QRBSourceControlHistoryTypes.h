@@ -16,7 +16,7 @@ inline constexpr QRBSourceControlHistoryInclusionType QRBSourceControlHistoryInc
 inline constexpr QRBSourceControlHistoryInclusionType QRBSourceControlHistoryWithoutPaths = 1ull << 0;
 /// Author, revision and date alone; the items are incomplete and can be completed one by one later. No paths either.
 inline constexpr QRBSourceControlHistoryInclusionType QRBSourceControlHistoryWithoutMessage = 1ull << 1;
-/// Of a merge, only the line that was merged into; the paths of a merge are then what it brought in.
+/// Follows only the line that a merge was made into; the paths of a merge are then what it brought in.
 inline constexpr QRBSourceControlHistoryInclusionType QRBSourceControlHistoryFirstParentOnly = 1ull << 2;
 /// Every branch and tag, not only what `from` is built on.
 inline constexpr QRBSourceControlHistoryInclusionType QRBSourceControlHistoryAllBranches = 1ull << 3;

@@ -31,7 +31,7 @@ class QRB_EXPORT QRBSourceControlPathLocation final : public QRBSourceControlRev
 
   /// The path below this one, at no revision; a trailing "/" of `path` is kept.
   QRBSourceControlPathLocationPtr pathLocationByAppendingPath(std::string_view path) const;
-  /// Of a path with one component, and of the root, the shared root.
+  /// The path above this one; the shared root for a path with one component, and for the root itself.
   QRBSourceControlPathLocationPtr parentPathLocation() const;
   /// What follows the folder's path and one character more, by the text alone; absent when the folder is null or the
   /// path does not begin with the folder's and go on.

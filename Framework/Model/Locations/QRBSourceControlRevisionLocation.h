@@ -37,7 +37,7 @@ class QRB_EXPORT QRBSourceControlRevisionLocation : public qrb::Object {
 
   /// The revision that pins the location, or null.
   const QRBSourceControlRevisionPtr& revision() const noexcept { return _revision; }
-  /// The same location pinned to another revision, or to none (null).
+  /// This location pinned to another revision, or to none (null).
   QRBSourceControlRevisionLocationPtr locationWithRevision(QRBSourceControlRevisionPtr revision) const;
 
   /// For users; empty when there is nothing to show.
@@ -66,7 +66,7 @@ class QRB_EXPORT QRBSourceControlRevisionLocation : public qrb::Object {
   virtual std::shared_ptr<QRBSourceControlRevisionLocation> mutableCopy() const;
   /// For the initialisers of subclasses: takes over the archive's revision, or none.
   void decodeRevision(qrb::KeyedUnarchiver& coder);
-  /// The same of a dictionary; an entry that is missing or no text leaves the revision as it is.
+  /// Takes over a dictionary's revision; an entry that is missing or no text leaves the revision as it is.
   void readRevision(const qrb::Dictionary& dictionary);
   /// "<word>: <display name>", with the revision where there is one.
   std::string descriptionWithWord(const char* word) const;

@@ -177,7 +177,7 @@ qrb::Error QRBSourceControlVCardAddressBook::reload() {
   for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
     const fs::path& path = entry->path();
     if (qrb::lowercased(path.extension().native()) != ".vcf") continue;
-    // Only a reload writes them.
+    // Only a reload writes the files, so no lock is needed to read them here.
     auto before = _contents->files.find(path.filename().native());
     files[path.filename().native()] = readFile(path, before == _contents->files.end() ? nullptr : &before->second);
   }

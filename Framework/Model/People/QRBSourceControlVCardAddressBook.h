@@ -18,7 +18,7 @@ using QRBSourceControlVCardAddressBookPtr = std::shared_ptr<QRBSourceControlVCar
 /// of version 3.0 or 4.0. The files are only read. Safe from any thread.
 ///
 /// A person's unique id is the card's UID; a card without one gets an id of its own, made of the file's name and the
-/// card's place in the file. Of two cards with one id the first counts, in the order of the files' names.
+/// card's place in the file. Where two cards have one id the first counts, in the order of the files' names.
 class QRB_EXPORT QRBSourceControlVCardAddressBook final : public QRBSourceControlAddressBook {
   struct Key {
     explicit Key() = default;
@@ -37,7 +37,7 @@ class QRB_EXPORT QRBSourceControlVCardAddressBook final : public QRBSourceContro
   /// What the last `reload` could not read, each as "file:line: what is wrong", for the user.
   std::vector<std::string> problems() const;
 
-  /// Of the people that the last successful `reload` read.
+  /// The person of that id among those that the last successful `reload` read.
   QRBSourceControlPersonPtr personForUniqueId(const qrb::String& uniqueId) override;
   /// The first person with that e-mail address, upper and lower case being the same; null when there is none.
   QRBSourceControlPersonPtr personForEmail(const qrb::String& email) const;

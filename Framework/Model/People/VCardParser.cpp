@@ -12,7 +12,7 @@ namespace qrb {
 
 namespace {
 
-// A line as it is meant: what was folded is one again.
+// A line as it is meant, its folded pieces joined.
 struct Line {
   std::size_t number;
   std::string text;
@@ -117,7 +117,7 @@ String orAbsent(const std::string& text) {
   return text.empty() ? String() : String(text);
 }
 
-// Lower is liked more: 1 to 100 where the card says so, as either version says it.
+// The lower number is preferred: 1 to 100 where the card says so, in the form of either version.
 int preferenceOf(const Property& property) {
   int preference = 101;
   for (const auto& [name, value] : property.parameters) {

@@ -49,7 +49,7 @@ class QRB_EXPORT QRBSourceControlRemoteRepository final : public QRBSourceContro
   static QRBSourceControlRemoteRepositoryPtr initWithURL(
       qrb::URL URL, QRBSourceControlSystemPtr sourceControlSystem,
       QRBSourceControlAuthenticationStrategyPtr authenticationStrategy);
-  /// The same, but a new account is unsaved until `saveAccount`.
+  /// As the one before, but a new account is unsaved until `saveAccount`.
   static QRBSourceControlRemoteRepositoryPtr initWithURLUnsavedAuthenticationStrategy(
       qrb::URL URL, QRBSourceControlSystemPtr sourceControlSystem,
       QRBSourceControlAuthenticationStrategyPtr unsavedAuthenticationStrategy);

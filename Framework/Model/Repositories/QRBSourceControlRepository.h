@@ -38,7 +38,7 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
 
   /// A repository under a fresh `_id`, with a secondary identifier made from both and no identifier.
   static QRBSourceControlRepositoryPtr initWithURL(qrb::URL URL, QRBSourceControlSystemPtr sourceControlSystem);
-  /// The same with an identifier, which may be absent. Neither is ever null.
+  /// A repository with an identifier, which may be absent. Neither is ever null.
   static QRBSourceControlRepositoryPtr initWithURL(qrb::URL URL, qrb::String identifier,
                                                    QRBSourceControlSystemPtr sourceControlSystem);
   explicit QRBSourceControlRepository(Key) {}
@@ -128,7 +128,7 @@ class QRB_EXPORT QRBSourceControlRepository : public qrb::Object,
   QRBSourceControlCancellablePtr addBranch(QRBSourceControlBranchPtr branch, QRBSourceControlBranchPtr fromBranch,
                                            Layout forBranchAndTagLocations,
                                            Completion<QRBSourceControlBranchPtr> completionBlock);
-  /// Of the remote when one is given, else of this repository.
+  /// Removes a branch of the remote when one is given, else of this repository.
   QRBSourceControlCancellablePtr removeBranch(QRBSourceControlBranchPtr branch, Layout forBranchAndTagLocations,
                                               QRBSourceControlRemoteRepositoryPtr remoteRepository,
                                               Completion<> completionBlock);

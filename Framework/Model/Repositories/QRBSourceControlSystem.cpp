@@ -76,7 +76,7 @@ QRBSourceControlSystemPtr QRBSourceControlSystem::bestGuessSystemForURLAmongSyst
     int score = 0;
     for (const qrb::String& hintString : system->URLHintStrings()) {
       std::string_view hint = hintString.view();
-      // Nothing is found by looking for nothing.
+      // An empty hint would be found in every URL.
       if (hint.empty()) continue;
       if (contains(scheme, hint)) score += 10;
       if (path.view().ends_with(hint)) score += 10;
@@ -133,7 +133,7 @@ void QRBSourceControlSystem::encodeWithCoder(qrb::KeyedArchiver& coder) const {
   coder.encode("repositoryURLIncludesSubpath", _repositoryURLIncludesSubpath);
   coder.encode("requiresLocationsForBranchesAndTags", _requiresLocationsForBranchesAndTags);
   coder.encode("supportedAuthenticationTypes", _supportedAuthenticationTypes);
-  // Readers and archives that know nothing of it see what they always saw.
+  // It is left out where it is empty, so that readers that know nothing of it see what they always saw.
   if (!_additionalRequests.empty()) coder.encode("additionalRequests", _additionalRequests);
 }
 

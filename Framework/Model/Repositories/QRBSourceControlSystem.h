@@ -95,7 +95,7 @@ class QRB_EXPORT QRBSourceControlSystem : public qrb::Object,
   /// What its plug-in serves beyond the requests that belong to every plug-in; it is asked for nothing else beyond
   /// them.
   const std::set<qrb::String>& additionalRequests() const noexcept { return _additionalRequests; }
-  /// Of a legacy plug-in, the current plug-in that it stands in for; absent for all others.
+  /// The current plug-in that a legacy one stands in for; absent for all others.
   const qrb::String& nonLegacyIdentifier() const noexcept { return _nonLegacyIdentifier; }
   /// A stored flag that nothing sets; `isIsLegacyPlugIn` is the test.
   bool isLegacyPlugIn() const noexcept { return _legacyPlugIn; }

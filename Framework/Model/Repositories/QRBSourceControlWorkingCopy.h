@@ -52,7 +52,7 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
   /// As the first, and null where that is; the location, which may be null, is cached as the current one.
   static QRBSourceControlWorkingCopyPtr initWithFileURL(qrb::URL fileURL, QRBSourceControlRepositoryPtr repository,
                                                         QRBSourceControlRevisionLocationPtr locationInRepository);
-  /// The same with a layout, which replaces the empty one; null leaves none.
+  /// As the one before, with a layout that replaces the empty one; null leaves none.
   static QRBSourceControlWorkingCopyPtr initWithFileURL(qrb::URL fileURL, QRBSourceControlRepositoryPtr repository,
                                                         QRBSourceControlRevisionLocationPtr locationInRepository,
                                                         QRBSourceControlBranchAndTagLocationsPtr branchAndTagLocations);
@@ -99,7 +99,8 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
 
   /// The status last reported; 0 for a path that the report did not name.
   std::uint64_t cachedSourceControlLocalStatusForFile(const qrb::String& file) const;
-  /// The same of what the repository has and this working copy has not; 0 too before any report of it.
+  /// The remote status last reported: what the repository has and this working copy has not. 0 too before any report of
+  /// it.
   std::uint64_t cachedSourceControlRemoteStatusForFile(const qrb::String& file) const;
   /// Every path that the last reports named, whatever its status.
   std::set<qrb::String> cachedPathsWithStatus() const;
@@ -135,7 +136,7 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
                                                  const qrb::Dictionary& attributes, Completion<> completionBlock);
   /// Brings the files back to what the base revision has; what was changed in them is lost.
   QRBSourceControlCancellablePtr discardChangesInFiles(Files files, Completion<> completionBlock);
-  /// The same for every file of the working copy.
+  /// Brings every file of the working copy back so.
   QRBSourceControlCancellablePtr discardAllChangesWithCompletionBlock(Completion<> completionBlock);
   /// Ends the conflict of each file, whose content stays as it is.
   QRBSourceControlCancellablePtr markAsResolvedFiles(Files files, Completion<> completionBlock);
@@ -154,18 +155,18 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
   QRBSourceControlCancellablePtr exportFile(qrb::String file, QRBSourceControlRevisionPtr revision,
                                             QRBSourceControlRevisionLocationPtr fromLocation, qrb::URL toDirectory,
                                             Completion<qrb::URL> completionBlock);
-  /// The same without a location.
+  /// As it was at the revision alone.
   QRBSourceControlCancellablePtr exportFile(qrb::String file, QRBSourceControlRevisionPtr revision,
                                             qrb::URL toDirectory, Completion<qrb::URL> completionBlock);
 
-  /// Items of one revision share one log item; those of uncommitted lines keep their own.
+  /// Blames each line of the file. Items of one revision share one log item; those of uncommitted lines keep their own.
   QRBSourceControlCancellablePtr blameFile(qrb::String file, QRBSourceControlRevisionLocationPtr fromRevisionLocation,
                                            Completion<BlameItems> completionBlock);
-  /// The same of the file at the revision; the location, which may be null, is pinned to it first.
+  /// Blames the file at the revision; the location, which may be null, is pinned to it first.
   QRBSourceControlCancellablePtr blameFile(qrb::String file, QRBSourceControlRevisionPtr revision,
                                            QRBSourceControlRevisionLocationPtr fromLocation,
                                            Completion<BlameItems> completionBlock);
-  /// The same of the file at the bare revision.
+  /// Blames the file at the bare revision.
   QRBSourceControlCancellablePtr blameFile(qrb::String file, QRBSourceControlRevisionPtr revision,
                                            Completion<BlameItems> completionBlock);
 
@@ -178,7 +179,7 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
                                                std::int64_t maximumLogItems,
                                                QRBSourceControlIncrementalLogBlock incrementalLogBlock,
                                                Completion<LogItems> completionBlock);
-  /// The same from a revision on, to which the location, which may be null, is pinned first.
+  /// Begins at a revision, to which the location, which may be null, is pinned first.
   QRBSourceControlCancellablePtr historyOfFile(qrb::String file, QRBSourceControlRevisionPtr fromRevision,
                                                QRBSourceControlRevisionLocationPtr location,
                                                QRBSourceControlRevisionPtr toRevision,
@@ -186,14 +187,14 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
                                                std::int64_t maximumLogItems,
                                                QRBSourceControlIncrementalLogBlock incrementalLogBlock,
                                                Completion<LogItems> completionBlock);
-  /// The same from the bare revision on.
+  /// Begins at the bare revision.
   QRBSourceControlCancellablePtr historyOfFile(qrb::String file, QRBSourceControlRevisionPtr revision,
                                                QRBSourceControlRevisionPtr toRevision,
                                                QRBSourceControlHistoryInclusionType inclusionType,
                                                std::int64_t maximumLogItems,
                                                QRBSourceControlIncrementalLogBlock incrementalLogBlock,
                                                Completion<LogItems> completionBlock);
-  /// The same of the whole working copy, of the items that the search finds; without a search string, of all.
+  /// The history of the whole working copy: the items that the search finds, or all without a search string.
   QRBSourceControlCancellablePtr historyFromRevision(QRBSourceControlRevisionPtr fromRevision,
                                                      QRBSourceControlRevisionPtr toRevision,
                                                      QRBSourceControlHistoryInclusionType inclusionType,
@@ -208,7 +209,7 @@ class QRB_EXPORT QRBSourceControlWorkingCopy final : public qrb::Object,
   QRBSourceControlCancellablePtr forceUpdateWorkingCopyFromRepository(QRBSourceControlRemoteRepositoryPtr repository,
                                                                       QRBSourceControlProgressBlock progressBlock,
                                                                       Completion<> completionBlock);
-  /// Does nothing: returns null and never calls the completion. The same holds for the next.
+  /// Does nothing, as the next: both return null and never call the completion.
   QRBSourceControlCancellablePtr fastUpdateWorkingCopyFromRepository(QRBSourceControlRemoteRepositoryPtr repository,
                                                                      QRBSourceControlRevisionLocationPtr location,
                                                                      QRBSourceControlProgressBlock progressBlock,

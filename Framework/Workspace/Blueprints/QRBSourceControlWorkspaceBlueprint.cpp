@@ -38,13 +38,13 @@ void moveEntry(Table& table, const RemotePtr& from, const RemotePtr& to) {
 }
 
 bool leadsAboveStart(std::string_view path) {
-  // What is joined to a root is below it however it begins: only ".." leads out.
+  // A path that is joined to a root is below it whatever it begins with: only ".." leads out.
   path.remove_prefix(std::min(path.find_first_not_of('/'), path.size()));
   std::string cleaned = qrb::standardizedPath(path);
   return cleaned == ".." || cleaned.starts_with("../");
 }
 
-// With an account of its own: one that the account manager has for the URL would bring its credentials back.
+// The copy gets an account of its own: one that the account manager has for the URL would bring its credentials back.
 RemotePtr anonymousCopyOf(const QRBSourceControlRemoteRepository& repository) {
   auto copy = QRBSourceControlRemoteRepository::initWithURLUnsavedAccount(
       repository.URL().withoutPassword(), repository.identifier(), repository.sourceControlSystem(), nullptr);
@@ -205,7 +205,7 @@ bool Blueprint::addRemoteRepository(const RemotePtr& remoteRepository, qrb::Stri
 
 bool Blueprint::removeRemoteRepository(const RemotePtr& remoteRepository) {
   // A copy, since the reference may be to an element of what is erased from.
-  const RemotePtr removed = remoteRepository;
+  RemotePtr removed = remoteRepository;
   if (std::erase(_remoteRepositories, removed) == 0) return false;
   _tables.states->remove(removed);
   _tables.paths->remove(removed);
@@ -218,7 +218,7 @@ bool Blueprint::removeRemoteRepository(const RemotePtr& remoteRepository) {
 
 bool Blueprint::replaceRemoteRepository(const RemotePtr& remoteRepository, const RemotePtr& withRepository) {
   if (withRepository == nullptr || contains(withRepository)) return false;
-  const RemotePtr replaced = remoteRepository;
+  RemotePtr replaced = remoteRepository;
   auto place = std::find(_remoteRepositories.begin(), _remoteRepositories.end(), replaced);
   if (place == _remoteRepositories.end()) return false;
   *place = withRepository;

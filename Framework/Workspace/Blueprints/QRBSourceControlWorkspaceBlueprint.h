@@ -67,7 +67,7 @@ class QRB_EXPORT QRBSourceControlWorkspaceBlueprint
       RemoteRepositories remoteRepositories, std::shared_ptr<States> workingCopyStates,
       std::shared_ptr<Paths> workingCopyPaths, std::shared_ptr<RepositoryLocations> workingCopyRepositoryLocations,
       std::shared_ptr<Locations> locations, qrb::String name, bool favorite);
-  /// Of one repository, which is the primary one; named after it, as is its working copy's folder. Null without one.
+  /// Holds one repository, which is the primary one; named after it, as is its working copy's folder. Null without one.
   static QRBSourceControlWorkspaceBlueprintPtr initWithSingleRemoteRepository(
       const QRBSourceControlRemoteRepositoryPtr& remoteRepository);
   /// From the dictionary of a file of either form. Null for versions that are not read (below 202, legacy below 110)
@@ -85,7 +85,7 @@ class QRB_EXPORT QRBSourceControlWorkspaceBlueprint
                                                                 const qrb::URL& sshKeyDirectory = {},
                                                                 qrb::Error* error = nullptr);
   /// From a file: as a property list, XML or binary, when the URL's extension contains "oxcheckout" in any case, else
-  /// as JSON. The same limits hold.
+  /// as JSON. The limits of JSON text hold for both.
   static QRBSourceControlWorkspaceBlueprintPtr initWithBlueprintFile(const qrb::URL& file,
                                                                      const qrb::URL& sshKeyDirectory = {},
                                                                      qrb::Error* error = nullptr);
@@ -140,7 +140,7 @@ class QRB_EXPORT QRBSourceControlWorkspaceBlueprint
   qrb::OperationQueue& _blueprintOperationQueue() noexcept { return _operationQueue; }
   /// Whether repositories are told apart by both their identifiers, since two share one.
   bool _needsToUseSecondaryIdentifiers() const noexcept { return _usesSecondaryIdentifiers; }
-  /// Of each repository that was left out in reading, its identifier in the file and why.
+  /// The repositories that were left out in reading: each one's identifier in the file, and why.
   const std::vector<qrb::String>& leftOutOnReading() const noexcept { return _leftOut; }
   /// Whether the actions may begin; a hook for subclasses.
   virtual bool _isValid() const { return true; }
@@ -161,7 +161,7 @@ class QRB_EXPORT QRBSourceControlWorkspaceBlueprint
   /// That of its location; the shared initial revision where the location has none.
   QRBSourceControlRevisionPtr revisionForRemoteRepository(
       const QRBSourceControlRemoteRepositoryPtr& remoteRepository) const;
-  /// The same of every repository. Entries last as long as the blueprint's own.
+  /// The revision of every repository. Entries last as long as the blueprint's own.
   Revisions revisions() const;
 
   /// The project's place from the root folder on: the primary working copy's path and the path within it. Absent
@@ -200,7 +200,7 @@ class QRB_EXPORT QRBSourceControlWorkspaceBlueprint
 
   /// Under the same `_id`, with a copy of each repository and tables of its own.
   std::shared_ptr<qrb::Object> copy() const override;
-  /// The same, where no repository has credentials: anonymous strategies in unsaved accounts, no password in a URL.
+  /// A copy in which no repository has credentials: anonymous strategies in unsaved accounts, no password in a URL.
   /// What is trusted of servers stays.
   QRBSourceControlWorkspaceBlueprintPtr copyWithoutAuthentication() const;
   /// Name and number of repositories, for logs.
@@ -229,7 +229,7 @@ class QRB_EXPORT QRBSourceControlWorkspaceBlueprint
   /// What a file holds, by the option bits of QRBSourceControlWorkspaceBlueprintKeys.h. Reads key files when it is to
   /// hold credentials.
   qrb::Dictionary dictionaryRepresentationWithOptions(std::uint64_t options) const;
-  /// The same as JSON text; absent where a text is not UTF-8, as JSON has no way to hold it.
+  /// The dictionary as JSON text; absent where a text is not UTF-8, as JSON has no way to hold it.
   std::optional<std::string> jsonDataRepresentationWithOptions(std::uint64_t options,
                                                                qrb::Error* error = nullptr) const;
   /// The legacy form as an XML property list; absent where a text is not UTF-8 or has characters that XML cannot hold.
@@ -272,7 +272,7 @@ class QRB_EXPORT QRBSourceControlWorkspaceBlueprint
   /// Those with a working-copy path whose identifier no repository of the other has; all of these for null.
   RemoteRepositories remoteRepositoriesMissingFromBlueprint(
       const QRBSourceControlWorkspaceBlueprintPtr& blueprint) const;
-  /// The same against the repositories of working copies.
+  /// Those with a working-copy path whose identifier no working copy's repository has; all of these for null.
   RemoteRepositories remoteRepositoriesMissingFromWorkspace(const QRBSourceControlWorkspacePtr& workspace) const;
   /// @}
 
@@ -280,8 +280,8 @@ class QRB_EXPORT QRBSourceControlWorkspaceBlueprint
   /// Null changes nothing.
   /// @{
 
-  /// Of a blueprint of another project (another path to it) everything, tables included, which both share from then
-  /// on; of one of the same project what this one lacks: repositories, entries, credentials and identifiers.
+  /// Takes over what this blueprint lacks: repositories, entries, credentials and identifiers. A blueprint of another
+  /// project (with another path to it) replaces everything, tables included, which both share from then on.
   void mergeWithBlueprint(const QRBSourceControlWorkspaceBlueprintPtr& blueprint);
   /// For each repository, what it needs to authenticate from the like one of the other.
   void getMissingCredentialsFromBlueprint(const QRBSourceControlWorkspaceBlueprintPtr& blueprint);

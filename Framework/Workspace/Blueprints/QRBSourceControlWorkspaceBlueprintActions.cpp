@@ -33,7 +33,7 @@ Request visitRepositories(const BlueprintPtr& blueprint, const char* selector, V
     if (!blueprint->_isValid()) return nullptr;
     auto errors = std::make_shared<Blueprint::Errors>();
     // A copy: visits may put one repository in the place of another.
-    const Blueprint::RemoteRepositories remotes = blueprint->remoteRepositories();
+    Blueprint::RemoteRepositories remotes = blueprint->remoteRepositories();
     for (const RemotePtr& remote : remotes) {
       if (action.isAbandoned()) return nullptr;
       if (Error error = visit(action, remote)) errors->set(remote, std::move(error));
@@ -48,7 +48,7 @@ Request visitRepositories(const BlueprintPtr& blueprint, const char* selector, V
       });
 }
 
-/// The same for actions that answer a table beside the errors.
+/// Visits for an action that answers a table beside the errors.
 template <class Results>
 Request visitRepositories(
     const BlueprintPtr& blueprint, const char* selector,
@@ -73,7 +73,7 @@ PathPtr asPath(const LocationPtr& location) {
 
 /// A location that was found, pinned as the one that it takes the place of was.
 LocationPtr pinnedAs(const LocationPtr& before, const LocationPtr& found) {
-  const bool isPinned = before != nullptr && before->revision() != nullptr && found->revision() == nullptr;
+  bool isPinned = before != nullptr && before->revision() != nullptr && found->revision() == nullptr;
   return isPinned ? found->locationWithRevision(before->revision()) : found;
 }
 
@@ -94,8 +94,8 @@ Error moveToRoot(Blueprint& blueprint, SequentialAction& action, const RemotePtr
     return remote->updateRepositoryURLRootWithCompletionBlock(std::move(completion));
   });
   if (error) return error;
-  const LocationPtr before = blueprint.locationForRemoteRepository(remote);
-  const bool meansFolder = before == nullptr || asPath(before) != nullptr;
+  LocationPtr before = blueprint.locationForRemoteRepository(remote);
+  bool meansFolder = before == nullptr || asPath(before) != nullptr;
   if (meansFolder && path != nullptr && !path->isRootPath()) {
     blueprint.locations()->set(remote, fromRoot(path, before));
   }
@@ -114,7 +114,7 @@ bool lacksLayout(const Blueprint& blueprint, const RemotePtr& remote) {
 
 Error detectLayout(const Blueprint& blueprint, SequentialAction& action, const char* lockWord,
                    const RemotePtr& remote) {
-  const LocationPtr before = blueprint.locationForRemoteRepository(remote);
+  LocationPtr before = blueprint.locationForRemoteRepository(remote);
   PathPtr path = asPath(before);
   if (path == nullptr) path = QRBSourceControlPathLocation::rootPathLocation();
   auto [location, layout, error] = action.step<LocationPtr, LayoutPtr>(lockWord, remote.get(), [&](auto completion) {
@@ -123,7 +123,7 @@ Error detectLayout(const Blueprint& blueprint, SequentialAction& action, const c
   if (error) return error;
   if (layout != nullptr) blueprint.workingCopyRepositoryLocations()->set(remote, layout);
   // A branch or tag that was recorded by name stays the one that is meant.
-  const bool meansFolder = before == nullptr || asPath(before) != nullptr;
+  bool meansFolder = before == nullptr || asPath(before) != nullptr;
   if (meansFolder && location != nullptr) blueprint.locations()->set(remote, pinnedAs(before, location));
   return {};
 }
@@ -157,7 +157,7 @@ bool namesLineOfHistory(const LocationPtr& location) {
 
 Error checkForUpdates(const Blueprint& blueprint, SequentialAction& action, const RemotePtr& remote,
                       Blueprint::Updates& updates) {
-  const LocationPtr location = blueprint.locationForRemoteRepository(remote);
+  LocationPtr location = blueprint.locationForRemoteRepository(remote);
   if (isBareRevision(location)) return {};
   auto [newest, error] = action.step<RevisionPtr>("updateCheckLock", remote.get(), [&](auto completion) {
     if (!namesLineOfHistory(location)) return remote->headRevisionWithCompletionBlock(std::move(completion));

@@ -26,8 +26,8 @@ QRBSourceControlProgressBlock partOfCheckout(const Blueprint::CheckoutProgressBl
   if (!whole) return {};
   return [whole, index, count](const qrb::String& text, double fraction) {
     if (fraction < 0) return whole(text, fraction, fraction);
-    const auto n = static_cast<double>(count);
-    const double start = static_cast<double>(index) / n;
+    auto n = static_cast<double>(count);
+    double start = static_cast<double>(index) / n;
     whole(text, fraction / n + start, start);
   };
 }
@@ -89,7 +89,7 @@ class Checkout {
 Blueprint::Table<qrb::URL> Blueprint::_expandedWorkingCopyPathsFromURL(const qrb::URL& root) const {
   Table<qrb::URL> expandedPaths;
   for (const RemotePtr& remote : _remoteRepositories) {
-    const qrb::String path = workingCopyPathForRemoteRepository(remote);
+    qrb::String path = workingCopyPathForRemoteRepository(remote);
     if (!path) continue;
     if (qrb::URL place = qrb::detail::folderAt(root, path.view())) expandedPaths.set(remote, std::move(place));
   }

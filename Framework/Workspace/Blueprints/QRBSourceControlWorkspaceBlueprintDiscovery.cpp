@@ -49,7 +49,7 @@ class Discovery {
     std::vector<std::pair<RemotePtr, WorkingCopyPtr>> matches = takeAtPlaces();
     // Only those that lie elsewhere are left now, and need be asked only if some repository has none.
     for (const RemotePtr& remote : _remotes) {
-      const bool isFound =
+      bool isFound =
           std::any_of(matches.begin(), matches.end(), [&](const auto& match) { return match.first == remote; });
       if (isFound) continue;
       if (WorkingCopyPtr moved = takeElsewhere(remote)) matches.emplace_back(remote, moved);
@@ -57,7 +57,7 @@ class Discovery {
     for (const auto& match : matches) {
       const auto& [remote, workingCopy] = match;
       if (_action.isAbandoned()) return false;
-      // One that cannot tell has no location, which is a difference to the blueprint's.
+      // A working copy that cannot tell has no location, which differs from the blueprint's.
       auto [location, error] = _action.step<QRBSourceControlRevisionLocationPtr>(
           kLockWord, remote.get(),
           [&](auto completion) { return match.second->currentLocationWithCompletionBlock(std::move(completion)); });
@@ -91,10 +91,10 @@ class Discovery {
   /// The root folder, and the places of the blueprint that are not in it.
   std::vector<qrb::String> folders() const {
     std::vector<qrb::String> folders;
-    const std::string root = qrb::standardizedPath(_root.path().view());
+    std::string root = qrb::standardizedPath(_root.path().view());
     if (_root.isFileURL()) folders.emplace_back(root);
     for (const RemotePtr& remote : _remotes) {
-      const std::string path = _expandedPaths.valueFor(remote).path().str();
+      std::string path = _expandedPaths.valueFor(remote).path().str();
       if (!path.empty() && path != root && !path.starts_with(root + "/")) folders.emplace_back(path);
     }
     return folders;
@@ -115,10 +115,10 @@ class Discovery {
   /// Whether it is at the revision of a recorded tag that the blueprint does not know the revision of.
   bool isAtUnpinnedTag(const RemotePtr& remote, const WorkingCopyPtr& workingCopy,
                        const QRBSourceControlRevisionLocation& current) {
-    const auto recorded = _blueprint.locationForRemoteRepository(remote);
-    const bool isUnpinnedTag = recorded != nullptr && recorded->revision() == nullptr &&
-                               &recorded->classInfo() == &QRBSourceControlTag::staticClass();
-    const bool isAtRevision = &current.classInfo() == &QRBSourceControlRevisionLocation::staticClass();
+    auto recorded = _blueprint.locationForRemoteRepository(remote);
+    bool isUnpinnedTag = recorded != nullptr && recorded->revision() == nullptr &&
+                         &recorded->classInfo() == &QRBSourceControlTag::staticClass();
+    bool isAtRevision = &current.classInfo() == &QRBSourceControlRevisionLocation::staticClass();
     if (!isUnpinnedTag || !isAtRevision || _action.isAbandoned()) return false;
     auto [revision, error] = _action.step<QRBSourceControlRevisionPtr>(kLockWord, remote.get(), [&](auto completion) {
       return workingCopy->repository()->revisionOfLocation(
@@ -130,10 +130,10 @@ class Discovery {
   /// Whether it is on a branch of another name that follows the recorded one, as whoever recorded it may have been.
   bool followsRecorded(const RemotePtr& remote, const WorkingCopyPtr& workingCopy,
                        const QRBSourceControlRevisionLocationPtr& current) {
-    const auto recorded =
+    auto recorded =
         std::dynamic_pointer_cast<const QRBSourceControlBranch>(_blueprint.locationForRemoteRepository(remote));
     if (recorded == nullptr || !recorded->isRemoteBranch() || current->isSimilar(recorded)) return false;
-    const auto followed = qrb::followedBranch(_action, kLockWord, workingCopy->repository(), current);
+    auto followed = qrb::followedBranch(_action, kLockWord, workingCopy->repository(), current);
     return followed != nullptr && followed->isSimilar(recorded);
   }
 
@@ -164,7 +164,7 @@ class Discovery {
   }
 
   bool isOfAnother(const WorkingCopyPtr& workingCopy, const RemotePtr& remote) {
-    const qrb::String identifier = identifierOf(workingCopy);
+    qrb::String identifier = identifierOf(workingCopy);
     if (identifier.empty() || remote->identifier().empty() || identifier == remote->identifier()) return false;
     if (!isCloneOf(workingCopy->repository(), remote)) return true;
     // The file calls it something else, and by that it is compared.
@@ -173,14 +173,14 @@ class Discovery {
   }
 
   bool isCloneOf(const QRBSourceControlRepositoryPtr& repository, const RemotePtr& remote) {
-    const QRBSourceControlSystemPtr system = repository->sourceControlSystem();
+    QRBSourceControlSystemPtr system = repository->sourceControlSystem();
     if (_action.isAbandoned() || system == nullptr || !system->supportsMultipleRemoteRepositories()) return false;
     auto [primary, remotes, error] = _action.step<RemotePtr, QRBSourceControlRemoteRepositoriesPtr>(
         kLockWord, repository.get(),
         [&](auto completion) { return repository->listRemoteRepositoriesWithCompletionBlock(std::move(completion)); });
     if (remotes == nullptr) return false;
     return std::any_of(remotes->begin(), remotes->end(), [&](const auto& entry) {
-      const qrb::URL url = entry.second->URL();
+      qrb::URL url = entry.second->URL();
       return url == remote->URL() || qrb::detail::isSameOrigin(url, remote->URL());
     });
   }

@@ -37,7 +37,7 @@ BlueprintIndex::BlueprintIndex(const Blueprint& blueprint)
   }
 }
 
-// Empty for what is identical to nothing. A byte that no identifier has keeps the two apart.
+// The text is empty for what is identical to nothing. A byte that no identifier has stands between the two identifiers.
 std::string BlueprintIndex::identityOf(const QRBSourceControlRepository& repository) const {
   String identifier = repository.identifier();
   String secondary = repository.secondaryIdentifier();
@@ -140,7 +140,7 @@ RemotePtr Blueprint::repositoryForOrigin(const qrb::URL& origin) const {
 }
 
 bool Blueprint::isFuzzyEqualToBlueprint(const BlueprintPtr& blueprint) const {
-  // Against null the primary repositories would differ in any case.
+  // Null has no primary repository, so the two would differ in any case.
   if (blueprint == nullptr || !equalIgnoringCase(_name, blueprint->_name) ||
       !equalIgnoringCase(_relativePathToProject, blueprint->_relativePathToProject) ||
       !qrb::detail::arePresentAndEqual(identifierOf(_primary), identifierOf(blueprint->_primary))) {

@@ -52,7 +52,7 @@ template <class Table>
 bool takeOverEntry(Table& table, const RemotePtr& repository, const Table& others, const RemotePtr& from) {
   const auto* value = others.find(from);
   if (value == nullptr || table.contains(repository)) return false;
-  // A copy first: both may be one table.
+  // The value is copied first, since both may be one table.
   table.set(repository, typename Table::mapped_type(*value));
   return true;
 }

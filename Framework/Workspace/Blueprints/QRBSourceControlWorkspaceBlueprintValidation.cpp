@@ -232,7 +232,7 @@ class Validator {
   }
 
   Problem problem() const {
-    // First, since the other keys are checked against what is listed here.
+    // The repositories come first, since the other keys are checked against what is listed here.
     const Dictionary* repositories = valueForKey(_file, _form.repositoriesKey);
     if (Problem found = repositories == nullptr ? std::nullopt : problemOfRepositories(*repositories)) return found;
     for (const auto& [key, value] : _file.items()) {

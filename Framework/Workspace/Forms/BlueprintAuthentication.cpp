@@ -23,7 +23,7 @@ constexpr const char* kPrivateKeyKey = QRBSourceControlWorkspaceBlueprintRemoteR
 constexpr const char* kEarlyPrivateKeyKey =
     QRBSourceControlWorkspaceBlueprintRemoteRepositoryAuthenticationStrategiesKey;
 
-// Far more than any key; what is longer is none.
+// No key is as long as this.
 constexpr std::size_t kLargestKeyFile = std::size_t{1} << 20;
 
 String textOfKeyFile(const URL& file) {

@@ -79,7 +79,7 @@ class Writer {
   Writer(const Blueprint& blueprint, std::uint64_t options) : _blueprint(blueprint), _options(options) {}
 
   Dictionary write() {
-    // By their identifiers, so that a file does not change with the user's language.
+    // They are sorted by their identifiers, so that a file does not change with the user's language.
     std::vector<std::pair<std::string, RemotePtr>> repositories;
     for (const RemotePtr& repository : _blueprint.remoteRepositories()) {
       if (!isLeftOut(_blueprint, repository, _options)) repositories.emplace_back(keyOf(repository), repository);
@@ -117,7 +117,7 @@ class Writer {
     if (primary != nullptr && !isLeftOut(_blueprint, primary, _options)) {
       _file[QRBSourceControlWorkspaceBlueprintPrimaryRemoteRepositoryKey] = keyOf(primary);
     }
-    // An empty text says no more than none, and is not valid in a file.
+    // An empty text would say no more than its absence, and is not valid in a file.
     if (!_blueprint.relativePathToProject().empty()) {
       setText(_file, QRBSourceControlWorkspaceBlueprintRelativePathToProjectKey, _blueprint.relativePathToProject());
     }

@@ -44,7 +44,7 @@ BlueprintContents readLegacyForm(const Dictionary& dictionary);
 Dictionary writeCurrentForm(const QRBSourceControlWorkspaceBlueprint& blueprint, std::uint64_t options);
 Dictionary writeLegacyForm(const QRBSourceControlWorkspaceBlueprint& blueprint, std::uint64_t options);
 
-/// Of an entry: its authentication strategy, never null.
+/// The authentication strategy of an entry, never null.
 QRBSourceControlAuthenticationStrategyPtr readStrategy(const Dictionary& entry, const URL& repositoryURL,
                                                        const URL& sshKeyDirectory);
 Dictionary writeStrategy(const QRBSourceControlAuthenticationStrategyPtr& strategy, std::uint64_t options);

@@ -144,8 +144,8 @@ QRBSourceControlPathLocationPtr pathOf(const QRBSourceControlRevisionLocationPtr
   return nullptr;
 }
 
-// The text that a reader takes the URL off again to find the path. A path that joined to the URL would make another
-// URL stands alone: readers take it whole.
+// The URL and the path as one text: a reader takes the URL off again to find the path. Where the two joined would make
+// another URL, the path stands alone, and readers take it whole.
 std::string originOf(const String& url, const QRBSourceControlPathLocationPtr& location) {
   if (location == nullptr) return url.str();
   std::string path = location->isRootPath() ? "/" : location->relativePath().str();

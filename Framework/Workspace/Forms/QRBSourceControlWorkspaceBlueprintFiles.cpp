@@ -146,7 +146,7 @@ std::optional<std::string> Blueprint::propertyListDataRepresentationWithOptions(
 }
 
 qrb::URL Blueprint::saveBlueprintInFolder(const qrb::URL& folder, std::uint64_t options, qrb::Error* error) const {
-  const bool isLegacy = (options & QRBSourceControlWorkspaceBlueprintLegacyForm) != 0;
+  bool isLegacy = (options & QRBSourceControlWorkspaceBlueprintLegacyForm) != 0;
   std::string file = _name.str();
   if (file.empty() || file.find('\0') != std::string::npos || !folder.isFileURL() || folder.path().empty()) {
     tell(error, file.empty()
@@ -162,8 +162,8 @@ qrb::URL Blueprint::saveBlueprintInFolder(const qrb::URL& folder, std::uint64_t 
   file += std::string(".") +
           (isLegacy ? QRBSourceControlLegacyWorkspaceBlueprintExtension : QRBSourceControlWorkspaceBlueprintExtension);
   std::string path = qrb::appendingPathComponent(folder.path().view(), file);
-  const bool isSecret = (!isLegacy && (options & QRBSourceControlWorkspaceBlueprintCredentials) != 0) ||
-                        writesPasswordsInURLs(*this, options);
+  bool isSecret = (!isLegacy && (options & QRBSourceControlWorkspaceBlueprintCredentials) != 0) ||
+                  writesPasswordsInURLs(*this, options);
   if (!qrb::overwriteFile(path, *bytes, isSecret ? qrb::FileAccess::userOnly : qrb::FileAccess::asUsual)) {
     tellOfFile(error, path, "written", errno);
     return {};

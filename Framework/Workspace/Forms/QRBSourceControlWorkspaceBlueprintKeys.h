@@ -3,7 +3,7 @@
 #include <cstdint>
 
 /// @name File extensions
-/// Of the current form, JSON, and of the legacy form, a property list.
+/// The current form is JSON, the legacy form a property list.
 /// @{
 inline constexpr const char* QRBSourceControlWorkspaceBlueprintExtension = "oxscmblueprint";
 inline constexpr const char* QRBSourceControlLegacyWorkspaceBlueprintExtension = "oxcheckout";
@@ -11,13 +11,13 @@ inline constexpr const char* QRBSourceControlLegacyWorkspaceBlueprintExtension =
 
 /// What a written blueprint holds: option bits of `dictionaryRepresentationWithOptions` and of those that call it.
 enum QRBSourceControlWorkspaceBlueprintOptions : std::uint64_t {
-  /// The legacy property-list form. Of the other bits, only the anonymous URLs and the ignored working copies count.
+  /// The legacy property-list form. Only the bits for anonymous URLs and ignored working copies count beside it.
   QRBSourceControlWorkspaceBlueprintLegacyForm = 0x1,
   /// URLs without user information.
   QRBSourceControlWorkspaceBlueprintAnonymousURLs = 0x2,
   /// How to authenticate and what is trusted of the servers, without user names and secrets.
   QRBSourceControlWorkspaceBlueprintAuthentication = 0x4,
-  /// The same with user names, passwords and the texts of key files: the file is itself a secret then.
+  /// Authentication with user names, passwords and the texts of key files: the file is itself a secret then.
   QRBSourceControlWorkspaceBlueprintCredentials = 0x8,
   /// Branches, tags, paths and locked revisions.
   QRBSourceControlWorkspaceBlueprintLocations = 0x10,

@@ -14,8 +14,7 @@ inline QRBSourceControlBranchPtr followedBranch(SequentialAction& action, const 
                                                 const QRBSourceControlRevisionLocationPtr& location) {
   auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(location);
   QRBSourceControlSystemPtr system = repository->sourceControlSystem();
-  const bool hasRemotes =
-      system != nullptr && (system->hasLocalRepository() || system->supportsMultipleRemoteRepositories());
+  bool hasRemotes = system != nullptr && (system->hasLocalRepository() || system->supportsMultipleRemoteRepositories());
   if (branch == nullptr || branch->isRemoteBranch() || !hasRemotes || action.isAbandoned()) return nullptr;
   // An error is the answer of a branch that follows none.
   auto [followed, error] = action.step<QRBSourceControlBranchPtr>(lockWord, repository.get(), [&](auto completion) {

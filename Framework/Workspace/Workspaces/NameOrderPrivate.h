@@ -18,12 +18,12 @@ void sortByName(std::vector<Element>& elements, const Element& first, NameOf nam
   std::vector<std::pair<std::string, Element>> keyed;
   keyed.reserve(elements.size());
   for (Element& element : elements) {
-    const String name = nameOf(element);
+    String name = nameOf(element);
     keyed.emplace_back(collator.sortKey(name.view()), std::move(element));
   }
   std::stable_sort(keyed.begin(), keyed.end(), [&first](const auto& a, const auto& b) {
-    const bool aIsFirst = a.second == first;
-    const bool bIsFirst = b.second == first;
+    bool aIsFirst = a.second == first;
+    bool bIsFirst = b.second == first;
     return aIsFirst != bIsFirst ? aIsFirst : a.first < b.first;
   });
   std::transform(keyed.begin(), keyed.end(), elements.begin(), [](auto& entry) { return std::move(entry.second); });

@@ -70,8 +70,8 @@ std::string firstCharacters(std::string_view text, std::size_t count) {
 std::optional<std::string> blueprintRoot(const std::string& primaryPath, const std::string& pathInBlueprint) {
   if (primaryPath.empty() || pathInBlueprint.empty()) return std::nullopt;
   if (qrb::lowercased(primaryPath) >= qrb::lowercased(pathInBlueprint)) return std::nullopt;
-  const std::size_t whole = characterCount(primaryPath);
-  const std::size_t tail = characterCount(pathInBlueprint);
+  std::size_t whole = characterCount(primaryPath);
+  std::size_t tail = characterCount(pathInBlueprint);
   if (whole < tail) return std::nullopt;
   return firstCharacters(primaryPath, whole - tail);
 }
@@ -130,12 +130,12 @@ void Workspace::sortWorkingCopies() {
 
 WorkingCopyPtr Workspace::workingCopyForURL(const qrb::URL& URL) const {
   if (!URL.isFileURL()) return nullptr;
-  const std::vector<std::string> place = URL.pathComponents();
+  std::vector<std::string> place = URL.pathComponents();
   WorkingCopyPtr innermost;
   std::size_t depth = 0;
   for (const WorkingCopyPtr& workingCopy : _workingCopies) {
-    const std::vector<std::string> root = workingCopy->fileURL().pathComponents();
-    const bool holds = root.size() <= place.size() && std::equal(root.begin(), root.end(), place.begin());
+    std::vector<std::string> root = workingCopy->fileURL().pathComponents();
+    bool holds = root.size() <= place.size() && std::equal(root.begin(), root.end(), place.begin());
     if (holds && (innermost == nullptr || root.size() > depth)) {
       innermost = workingCopy;
       depth = root.size();
@@ -158,10 +158,10 @@ WorkingCopyPtr Workspace::workingCopyForRemoteRepository(const RemotePtr& remote
                                                          const BlueprintPtr& inBlueprint) const {
   if (remoteRepository == nullptr || inBlueprint == nullptr) return nullptr;
   if (WorkingCopyPtr known = workingCopyForRepositoryID(remoteRepository->identifier())) return known;
-  const auto root =
+  auto root =
       blueprintRoot(pathOf(_primaryWorkingCopy), blueprintPath(*inBlueprint, inBlueprint->primaryRemoteRepository()));
   if (!root || !inBlueprint->workingCopyPathForRemoteRepository(remoteRepository)) return nullptr;
-  const std::string wanted = qrb::lowercased(blueprintPath(*inBlueprint, remoteRepository));
+  std::string wanted = qrb::lowercased(blueprintPath(*inBlueprint, remoteRepository));
   auto isThere = [&](const WorkingCopyPtr& workingCopy) {
     std::string path = pathOf(workingCopy);
     return path.starts_with(*root) && qrb::lowercased(std::string_view(path).substr(root->size())) == wanted;
@@ -195,9 +195,9 @@ std::uint64_t Workspace::compareToBlueprint(const BlueprintPtr& blueprint) const
                                                            blueprint->locationForRemoteRepository(match->second));
   }
   if (matches == 0) return QRBSourceControlWorkspaceUnrelatedToBlueprint;
-  const std::int64_t extraWorkingCopies = std::ssize(_workingCopies) - matches;
+  std::int64_t extraWorkingCopies = std::ssize(_workingCopies) - matches;
   // Below 0 where several working copies are of one repository; those are no plain match.
-  const std::int64_t extraRemotes = std::ssize(blueprint->remoteRepositories()) - matches;
+  std::int64_t extraRemotes = std::ssize(blueprint->remoteRepositories()) - matches;
   if (extraWorkingCopies == 0 && extraRemotes == 0) {
     return areLocationsEqual ? QRBSourceControlWorkspaceSameAsBlueprint : QRBSourceControlWorkspaceOnOtherLocations;
   }
@@ -215,7 +215,7 @@ Workspace::WorkingCopies Workspace::workingCopiesMissingFromBlueprint(const Blue
       if (qrb::String path = blueprint->workingCopyPathForRemoteRepository(remote)) paths.insert(path);
     }
   }
-  const qrb::URL root = workspaceRootFolder();
+  qrb::URL root = workspaceRootFolder();
   WorkingCopies missing;
   std::copy_if(_workingCopies.begin(), _workingCopies.end(), std::back_inserter(missing),
                [&](const WorkingCopyPtr& workingCopy) {

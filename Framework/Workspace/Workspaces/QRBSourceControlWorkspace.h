@@ -148,7 +148,7 @@ class QRB_EXPORT QRBSourceControlWorkspace : public qrb::Object,
   /// requests, what is left is recorded by the remotes chosen alone and without locations.
   QRBSourceControlMultiCancellablePtr blueprintWithRemoteRepositories(
       RemotesPtr remoteRepositories, Completion<QRBSourceControlWorkspaceBlueprintPtr, RemotesPtr> completionBlock);
-  /// The same with all remotes asked for.
+  /// Asks every working copy for its remotes.
   QRBSourceControlMultiCancellablePtr blueprintWithCompletionBlock(
       Completion<QRBSourceControlWorkspaceBlueprintPtr, RemotesPtr> completionBlock);
   /// @}
@@ -165,7 +165,7 @@ class QRB_EXPORT QRBSourceControlWorkspace : public qrb::Object,
   /// working copy that cannot tell, is passed on as it is.
   QRBSourceControlMultiCancellablePtr forceUpdateWorkingCopiesFromRepositories(
       RemotesPtr repositories, QRBSourceControlProgressBlock progressBlock, Completion<ErrorsPtr> completionBlock);
-  /// The same with the blueprint's repositories, by `workingCopyForRemoteRepository`.
+  /// Updates from the blueprint's repositories, each of them the working copy of `workingCopyForRemoteRepository`.
   QRBSourceControlMultiCancellablePtr forceUpdateWorkingCopiesFromBlueprint(
       const QRBSourceControlWorkspaceBlueprintPtr& blueprint, QRBSourceControlProgressBlock progressBlock,
       Completion<ErrorsPtr> completionBlock);

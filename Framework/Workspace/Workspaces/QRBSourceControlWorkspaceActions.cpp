@@ -27,7 +27,7 @@ QRBSourceControlProgressBlock partOfWhole(const QRBSourceControlProgressBlock& w
                                           std::size_t count) {
   if (!whole) return {};
   return [whole, index, count](const qrb::String& text, double fraction) {
-    const auto n = static_cast<double>(count);
+    auto n = static_cast<double>(count);
     whole(text, fraction < 0 ? fraction : fraction / n + static_cast<double>(index) / n);
   };
 }
@@ -37,7 +37,7 @@ QRBSourceControlIncrementalLogBlock percentOfWhole(const QRBSourceControlIncreme
   if (!whole) return {};
   return [whole, index, count](const Workspace::LogItems& items, double fraction) {
     // Whole points for each working copy: what has been shown of those before never depends on the one under way.
-    const auto before = static_cast<double>(100 / count * index);
+    auto before = static_cast<double>(100 / count * index);
     whole(items, before + 100 * fraction / static_cast<double>(count));
   };
 }
@@ -155,7 +155,7 @@ Request Workspace::historySinceRevisionedBlueprint(const QRBSourceControlWorkspa
                                                    std::int64_t maximumLogItems, Completion<LogItems> completionBlock) {
   RevisionTable since;
   if (blueprint != nullptr) {
-    const auto revisions = blueprint->revisions();
+    auto revisions = blueprint->revisions();
     for (const auto& remote : blueprint->remoteRepositories()) {
       auto workingCopy = workingCopyForRemoteRepository(remote, blueprint);
       if (workingCopy != nullptr) since.set(workingCopy, revisions.valueFor(remote));
@@ -192,7 +192,7 @@ Request Workspace::filesAndStatusWithRemoteStatus(bool remoteStatus,
       _operationQueue, "filesAndStatusWithRemoteStatus:completionBlock:",
       [run = std::move(run), completionBlock = std::move(completionBlock)](SequentialAction& action) {
         Report report;
-        const bool isWhole = run(action, report);
+        bool isWhole = run(action, report);
         if (!completionBlock) return;
         if (!isWhole) return completionBlock(nullptr, nullptr, nullptr, qrb::actionAbandonedError());
         completionBlock(report.local, report.remote, report.errors, {});

@@ -61,7 +61,7 @@ Error examine(SequentialAction& action, const WorkingCopyPtr& workingCopy, Findi
     finding.location = location;
   }
   if (repository->identifier().empty() && !action.isAbandoned()) {
-    // Without one the remote may still have its own.
+    // A failure is no matter: the remote may still have an identifier of its own.
     action.step<>("workingCopyIdLock", repository.get(), [&](auto completion) {
       return workingCopy->updateRepositoryIdentifierWithCompletionBlock(std::move(completion));
     });
@@ -111,7 +111,7 @@ struct Record {
 
 Error examineAll(const Workspace& workspace, const Workspace::RemotesPtr& chosen, SequentialAction& action,
                  Record& record) {
-  const qrb::URL root = workspace.workspaceRootFolder();
+  qrb::URL root = workspace.workspaceRootFolder();
   if (!root) return QRBSourceControlError_WorkingCopyNotFound({});
   for (const WorkingCopyPtr& workingCopy : workspace.workingCopies()) {
     Finding finding;

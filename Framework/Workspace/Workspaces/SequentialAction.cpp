@@ -50,7 +50,7 @@ void SequentialAction::setCurrentStep(const QRBSourceControlCancellablePtr& step
 
 void SequentialAction::seeOff(const QRBSourceControlCancellablePtr& step) const {
   auto operation = std::dynamic_pointer_cast<QueueOperation>(step);
-  // A cancelled one has seen its process off before it answered, and may have to wait for its turn to finish.
+  // A cancelled request has seen its process off before it answered, and may have to wait for its turn to finish.
   if (operation != nullptr && !isAbandoned()) operation->waitUntilFinished();
 }
 

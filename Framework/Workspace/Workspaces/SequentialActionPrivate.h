@@ -104,7 +104,7 @@ class SequentialAction {
     seeOff(request);
     return answer;
   }
-  /// The same of a repository whose system may be one that nothing can be asked of.
+  /// Makes a request on a repository whose system may be one that nothing can be asked of.
   template <class... Values, class Ask>
   std::tuple<Values..., Error> step(const char* lockWord, const QRBSourceControlRepository* of, Ask ask) {
     if (!canBeAsked(of)) return {Values()..., QRBSourceControlError_SystemUnusable()};

@@ -12,15 +12,15 @@ namespace qrb {
 
 namespace {
 
-// A checkout of a remote branch is on the local one of its name, and what else a file knows of a branch is no other
-// place.
+// Checking out a remote branch leaves the working copy on the local one of its name; what else a file says of a branch
+// makes it no other place.
 bool isLocalBranchOf(const QRBSourceControlRevisionLocationPtr& current,
                      const QRBSourceControlRevisionLocationPtr& recorded) {
   auto local = std::dynamic_pointer_cast<const QRBSourceControlBranch>(current);
   return local != nullptr && !local->isRemoteBranch() && local->isSimilar(recorded);
 }
 
-// One of a tag or a fixed revision knows no more than the revision.
+// A working copy of a tag or of a fixed revision knows no more than the revision.
 bool isAtRevisionOf(const QRBSourceControlRevisionLocationPtr& current,
                     const QRBSourceControlRevisionLocationPtr& recorded) {
   if (current == nullptr || recorded == nullptr || current->revision() == nullptr) return false;

@@ -15,7 +15,7 @@ namespace qrb::detail {
 /// The folder that a path leads to from another, "." and ".." resolved; absent where there is no such folder.
 inline URL folderAt(const URL& folder, std::string_view path) {
   if (!folder.isFileURL() || path.find('\0') != std::string_view::npos) return {};
-  const String start = folder.path();
+  String start = folder.path();
   if (start.empty()) return {};
   return URL::fileURL(standardizedPath(start.str() + "/" + std::string(path)), true);
 }

@@ -78,7 +78,7 @@ class LogPrinter {
     _output.flush();
   }
 
-  /// The reply: prints what no batch brought. Of the batches it is the whole.
+  /// Takes the reply, which is all that the batches brought and more: prints what no batch brought.
   void addReply(const LogItems& items) {
     std::lock_guard lock(_mutex);
     if (_closed) return;

@@ -31,11 +31,11 @@ JSONValue jsonEntry(const QRBSourceControlSystem& system) {
 /// What this kernel keeps the shipped plug-ins from, and the tools that they run, while a request only looks.
 void printProtections(Output& output) {
   const qrb::SandboxSupport& support = qrb::sandboxSupport();
-  const std::pair<const char*, bool> limits[] = {{"executing other programs and changing files", support.files},
-                                                 {"cutting files short", support.truncating},
-                                                 {"TCP", support.tcp},
-                                                 {"control of devices", support.devices},
-                                                 {"signals and abstract sockets", support.signalsAndSockets}};
+  std::pair<const char*, bool> limits[] = {{"executing other programs and changing files", support.files},
+                                           {"cutting files short", support.truncating},
+                                           {"TCP", support.tcp},
+                                           {"control of devices", support.devices},
+                                           {"signals and abstract sockets", support.signalsAndSockets}};
   output.write("Requests of the shipped plug-ins that only look are kept, by Landlock " +
                std::to_string(support.version) + ", from:\n");
   for (const auto& [what, holds] : limits) {

@@ -8,7 +8,7 @@ namespace qrb {
 
 Guard::Guard(int lentDescriptor, const std::string& program) {
   auto launched = GuardProcess::launch(program, {"jobs"}, GuardProcess::Place::callersGroup, lentDescriptor);
-  auto* const process = std::get_if<GuardProcess>(&launched);
+  auto* process = std::get_if<GuardProcess>(&launched);
   // Before it says so, what ends the group would end it, too.
   if (process != nullptr && process->answer() == "ready") _process.emplace(std::move(*process));
 }

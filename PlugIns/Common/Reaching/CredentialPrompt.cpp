@@ -25,8 +25,7 @@ CredentialPrompt CredentialPrompt::parse(std::string_view text) {
                  read(Kind::passphrase, "Enter passphrase for key '", "': ") ||
                  read(Kind::sSHPassword, "(", ") Password: ") || read(Kind::sSHPassword, "", "'s password: ");
   // A server chooses the words after its prefix; names hold none of these.
-  const bool isOneName =
-      prompt.kind != Kind::sSHPassword || prompt.subject.find_first_of(" ()\r\n") == std::string::npos;
+  bool isOneName = prompt.kind != Kind::sSHPassword || prompt.subject.find_first_of(" ()\r\n") == std::string::npos;
   return isKnown && isOneName ? prompt : CredentialPrompt();
 }
 

@@ -11,13 +11,13 @@ namespace qrb {
 namespace {
 
 void take(RemoteAccess& access, const QRBSourceControlAuthenticationStrategy* strategy) {
-  if (const auto* const basic = dynamic_cast<const QRBSourceControlBasicAuthenticationStrategy*>(strategy)) {
+  if (const auto* basic = dynamic_cast<const QRBSourceControlBasicAuthenticationStrategy*>(strategy)) {
     access.user = basic->username().str();
     // A name without a password is no login: what the user has set up may know the password.
     if (basic->password().empty()) return;
     access.kind = RemoteAccess::Kind::password;
     access.secret = SecretText(basic->password().view());
-  } else if (const auto* const keys = dynamic_cast<const QRBSourceControlSSHKeysAuthenticationStrategy*>(strategy)) {
+  } else if (const auto* keys = dynamic_cast<const QRBSourceControlSSHKeysAuthenticationStrategy*>(strategy)) {
     access.user = keys->username().str();
     if (!access.address.isSSH()) return;
     access.kind = RemoteAccess::Kind::key;

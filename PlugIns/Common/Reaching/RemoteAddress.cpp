@@ -22,7 +22,7 @@ std::string lowerCase(std::string_view text) {
 std::string_view usualPort(std::string_view scheme) {
   constexpr std::array<std::pair<std::string_view, std::string_view>, 6> known = {
       {{"http", "80"}, {"https", "443"}, {"ssh", "22"}, {"git", "9418"}, {"svn", "3690"}, {"svn+ssh", "22"}}};
-  const auto* const found = std::ranges::find(known, scheme, &std::pair<std::string_view, std::string_view>::first);
+  const auto* found = std::ranges::find(known, scheme, &std::pair<std::string_view, std::string_view>::first);
   return found == known.end() ? std::string_view() : found->second;
 }
 

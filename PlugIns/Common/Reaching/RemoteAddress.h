@@ -16,7 +16,7 @@ struct RemoteAddress {
   std::optional<std::string> password;
   /// In small letters, an IPv6 address with its brackets; empty where there is none.
   std::string host;
-  /// The same as the address has it, for those to whom large letters may be others.
+  /// The host in the letters that the address has, which match patterns in the user's configuration of ssh.
   std::string hostAsWritten;
   /// Digits; the scheme's usual port where the address names none, empty where that has none.
   std::string port;

@@ -67,8 +67,8 @@ std::vector<std::string> sshArguments(const RemoteAccess& access, const std::str
   addTrust(arguments, access, askpass);
   addLogin(arguments, access);
   // A connection that is there already was made under other conditions, and one left behind would outlive the request.
-  for (const char* const option : {"ControlMaster=no", "ControlPath=none", "ForwardAgent=no", "ClearAllForwardings=yes",
-                                   "PermitLocalCommand=no", "RemoteCommand=none", "ConnectTimeout=30"}) {
+  for (const char* option : {"ControlMaster=no", "ControlPath=none", "ForwardAgent=no", "ClearAllForwardings=yes",
+                             "PermitLocalCommand=no", "RemoteCommand=none", "ConnectTimeout=30"}) {
     addOption(arguments, option);
   }
   for (std::string& argument : sshHomeArguments()) arguments.push_back(std::move(argument));

@@ -41,7 +41,7 @@ std::vector<std::string> sshHomeIdentityArguments() {
   std::string home = differingHome();
   if (home.empty()) return {};
   std::vector<std::string> arguments;
-  for (const char* const name : {"id_rsa", "id_ecdsa", "id_ed25519"}) {
+  for (const char* name : {"id_rsa", "id_ecdsa", "id_ed25519"}) {
     arguments.insert(arguments.end(), {"-o", "IdentityFile=" + quoted(home + "/.ssh/" + name)});
   }
   return arguments;

@@ -27,7 +27,7 @@ struct TokenSpan {
 /// Cuts a stream that arrives in arbitrary pieces into tokens ended by one delimiter, and keeps the record that the
 /// tokens belong to whole in memory. A piece is read where the caller has it; only a record that a piece cuts is
 /// copied. Reading goes on where it stopped, so a record costs time in proportion to its size however small its pieces
-/// are. Of a token beyond the bounds only the beginning is ever kept, and it ends in a mark: see TextBounds.h.
+/// are. A token beyond the bounds is cut to its beginning, which ends in a mark: see TextBounds.h.
 class TokenBuffer {
  public:
   /// A record above this is refused: no honest output has one, and memory is not the repository's to fill.

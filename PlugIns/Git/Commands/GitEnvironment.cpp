@@ -64,7 +64,7 @@ bool isKept(std::string_view name) {
 std::vector<std::string> gitEnvironment(std::span<const char* const> inherited, GitAccess access, GitOutput output) {
   std::vector<std::string> environment;
   environment.reserve(inherited.size() + std::size(assignments) + 2);
-  for (const char* const entry : inherited) {
+  for (const char* entry : inherited) {
     if (entry == nullptr) break;
     std::string_view text = entry;
     if (isKept(text.substr(0, text.find('=')))) environment.emplace_back(text);

@@ -76,7 +76,7 @@ class Builder {
 
   void addFields() {
     bool filters = _command.filterAfterwards;
-    const bool message =
+    bool message =
         !has(QRBSourceControlHistoryWithoutMessage) || (filters && _searchType == QRBSourceControlHistorySearchMessage);
     bool paths = !has(QRBSourceControlHistoryWithoutMessage | QRBSourceControlHistoryWithoutPaths) ||
                  (filters && _searchType == QRBSourceControlHistorySearchPath);

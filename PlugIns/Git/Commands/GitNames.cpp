@@ -48,8 +48,7 @@ std::string_view refNameFault(std::string_view name) {
 }
 
 bool isSchemeCharacter(char byte, bool isFirst) {
-  const bool isAlphanumeric =
-      (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || (byte >= '0' && byte <= '9');
+  bool isAlphanumeric = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || (byte >= '0' && byte <= '9');
   return isAlphanumeric || (!isFirst && (byte == '+' || byte == '-' || byte == '.'));
 }
 
@@ -178,8 +177,8 @@ qrb::Error gitRefuseLocation(const QRBSourceControlRevisionLocationPtr& location
   if (dynamic_cast<const QRBSourceControlPathLocation*>(location.get()) != nullptr) {
     return gitLocationNotFound(location, "Git has branches, tags and revisions, but no locations by path.");
   }
-  const auto* const branch = dynamic_cast<const QRBSourceControlBranch*>(location.get());
-  const auto* const tag = dynamic_cast<const QRBSourceControlTag*>(location.get());
+  const auto* branch = dynamic_cast<const QRBSourceControlBranch*>(location.get());
+  const auto* tag = dynamic_cast<const QRBSourceControlTag*>(location.get());
   qrb::Error error;
   if (branch != nullptr) error = gitRefuseBranchName(branch->name());
   if (!error && branch != nullptr && branch->remoteName()) error = gitRefuseRemoteName(branch->remoteName());
@@ -212,7 +211,7 @@ std::string gitLocationName(const QRBSourceControlRevisionLocationPtr& location)
     std::string identifier = revision->identifier().str();
     return identifier == "BASE" ? "HEAD" : identifier;
   }
-  if (const auto* const tag = dynamic_cast<const QRBSourceControlTag*>(location.get())) {
+  if (const auto* tag = dynamic_cast<const QRBSourceControlTag*>(location.get())) {
     return "refs/tags/" + tag->name().str();
   }
   return gitBranchRefName(std::dynamic_pointer_cast<const QRBSourceControlBranch>(location));

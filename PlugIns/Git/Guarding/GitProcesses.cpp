@@ -13,8 +13,7 @@ bool gitWorksIn(const std::string& folder) {
   qrb::forEachProcess([&](const qrb::ProcessEntry& entry) {
     if (!entry.name.starts_with("git") || entry.isOver) return true;
     std::error_code unreadable;
-    const std::string place =
-        fs::read_symlink(fs::path("/proc") / std::to_string(entry.id) / "cwd", unreadable).string();
+    std::string place = fs::read_symlink(fs::path("/proc") / std::to_string(entry.id) / "cwd", unreadable).string();
     result = place == root || place.starts_with(root + "/");
     return !result;
   });

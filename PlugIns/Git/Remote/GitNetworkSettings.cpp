@@ -69,7 +69,7 @@ const Entry* entryNamed(const std::vector<Entry>& entries, std::string_view name
 }  // namespace
 
 std::string_view GitNetworkSettings::rebaseOf(std::string_view branch) const {
-  const GitBranchSettings* const own = branchNamed(branch);
+  const GitBranchSettings* own = branchNamed(branch);
   std::string_view setting = own != nullptr && !own->rebase.empty() ? own->rebase : pullRebase;
   bool isFalse = setting == "false" || setting == "no" || setting == "off" || setting == "0";
   return isFalse ? std::string_view() : setting;

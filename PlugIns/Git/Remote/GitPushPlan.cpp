@@ -13,12 +13,12 @@ std::string refOf(std::string_view branch) {
 
 /// What the branch follows in the remote; empty where it follows nothing there.
 std::string followedBy(const GitNetworkSettings& settings, const GitRemoteSettings* remote, std::string_view branch) {
-  const GitBranchSettings* const found = settings.branchNamed(branch);
+  const GitBranchSettings* found = settings.branchNamed(branch);
   return found != nullptr && remote != nullptr && found->remote == remote->name ? found->merge : std::string();
 }
 
 bool followsAnything(const GitNetworkSettings& settings, std::string_view branch) {
-  const GitBranchSettings* const found = settings.branchNamed(branch);
+  const GitBranchSettings* found = settings.branchNamed(branch);
   return found != nullptr && !found->remote.empty() && !found->merge.empty();
 }
 

@@ -16,9 +16,9 @@ using Kind = qrb::RemoteAccess::Kind;
 /// The user's own way of starting ssh, if the environment of the host tells one; it has to take ssh's options. Settings
 /// of the repository do not count here: they may have come with a repository of somebody else.
 std::string sshProgram() {
-  const char* const command = std::getenv("GIT_SSH_COMMAND");
+  const char* command = std::getenv("GIT_SSH_COMMAND");
   if (command != nullptr && *command != '\0') return command;
-  const char* const program = std::getenv("GIT_SSH");
+  const char* program = std::getenv("GIT_SSH");
   if (program != nullptr && *program != '\0') return qrb::shellCommand("", {program}).substr(1);
   return "ssh";
 }

@@ -39,8 +39,8 @@ class GitRemoteTool {
   const qrb::RemoteAccess& access() const { return _access; }
 
   GitTool& tool() { return _tool; }
-  /// As GitTool; the message of a failure does not say how far the command came. Of what the repository's own
-  /// configuration says of programs and of the way to servers nothing counts: see GitPrograms.h.
+  /// As GitTool; the message of a failure does not say how far the command came. Nothing counts that the repository's
+  /// own configuration says of programs and of the way to servers: see GitPrograms.h.
   GitOutcome run(const GitCommand& command, const GitTool::Output& onOutput = {},
                  const GitTool::Output& onError = {}) const;
   /// What a failed command means for the one who asked; none for one that succeeded. A server that is not the one of

@@ -97,9 +97,8 @@ qrb::Error rewordedFailure(const GitFailure& failure) {
   auto make = [&](const qrb::Error& like, const char* description, const char* suggestion) {
     return qrb::rewordedError(like, description, suggestion, failure.detail, failure.message);
   };
-  const qrb::Error pathNotFound =
-      QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::pathNotFound, {}, {});
-  const char* const fetchAgain = qrb::localizable(
+  qrb::Error pathNotFound = QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::pathNotFound, {}, {});
+  const char* fetchAgain = qrb::localizable(
       "Get what is missing back from a backup or another clone, or clone the repository again and bring your changes "
       "over.");
   switch (failure.kind) {

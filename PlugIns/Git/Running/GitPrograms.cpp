@@ -24,7 +24,7 @@ std::string neutralValue(std::string_view key) {
   }
   if (key.ends_with(".required") || key.ends_with(".savecookies")) return "false";
   if (key.ends_with(".sslverify")) return "true";
-  const char* const proxy = key.ends_with(".proxy") ? std::getenv("http_proxy") : nullptr;
+  const char* proxy = key.ends_with(".proxy") ? std::getenv("http_proxy") : nullptr;
   return proxy != nullptr ? proxy : "";
 }
 
@@ -44,8 +44,8 @@ const char* variableFor(std::string_view key) {
 /// Where systems keep the certificates of the authorities that they trust.
 std::string authorities(std::string_view variable) {
   if (variable == "GIT_SSL_CAPATH") return "/etc/ssl/certs";
-  for (const char* const file : {"/etc/ssl/certs/ca-certificates.crt", "/etc/pki/tls/certs/ca-bundle.crt",
-                                 "/etc/ssl/ca-bundle.pem", "/etc/ssl/cert.pem"}) {
+  for (const char* file : {"/etc/ssl/certs/ca-certificates.crt", "/etc/pki/tls/certs/ca-bundle.crt",
+                           "/etc/ssl/ca-bundle.pem", "/etc/ssl/cert.pem"}) {
     if (::access(file, R_OK) == 0) return file;
   }
   return "/nonexistent";
@@ -127,7 +127,7 @@ GitNeutralization gitNeutralizePrograms(std::string_view listing) {
     if (isList(key)) {
       result.settings.emplace_back(key, "");
       for (const std::string& value : values.chosen) result.settings.emplace_back(key, value);
-    } else if (const char* const variable = variableFor(key)) {
+    } else if (const char* variable = variableFor(key)) {
       takeBackByVariable(result, variable, values);
     } else if (key == "gc.recentobjectshook") {
       result.settings.emplace_back("gc.auto", "0");

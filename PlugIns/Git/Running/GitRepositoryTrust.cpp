@@ -57,7 +57,7 @@ class Look {
     }
     findObstacle(own(), "packed-refs");
     findObstacle(common(), "packed-refs");
-    for (const char* const name : {"HEAD", "MERGE_HEAD", "commondir"}) findLength(own(), name);
+    for (const char* name : {"HEAD", "MERGE_HEAD", "commondir"}) findLength(own(), name);
     findLink(common(), "refs/replace");
     trust.obstacle = _obstacle;
     trust.obstacleFault = _obstacleFault;
@@ -180,7 +180,7 @@ class Look {
   }
 
   bool readConfigurations() {
-    const std::pair<int, const char*> files[] = {
+    std::pair<int, const char*> files[] = {
         {common(), "config"}, {common(), "config.worktree"}, {own(), "config"}, {own(), "config.worktree"}};
     for (const auto& [folder, name] : std::span(files).first(_common.valid() ? 4 : 2)) {
       if (kindOf(folder, name) == Kind::absent) continue;
@@ -193,9 +193,9 @@ class Look {
 
   bool mayHoldSubmodules() {
     FileDescriptor listed(::openat(own(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    const std::unique_ptr<DIR, int (*)(DIR*)> folder(::fdopendir(::dup(listed.get())), ::closedir);
+    std::unique_ptr<DIR, int (*)(DIR*)> folder(::fdopendir(::dup(listed.get())), ::closedir);
     if (!folder) return true;
-    while (const dirent* const entry = ::readdir(folder.get())) {
+    while (const dirent* entry = ::readdir(folder.get())) {
       std::string_view name = entry->d_name;
       if (name != "index" && !name.starts_with("sharedindex.")) continue;
       if (fileHoldsSubmoduleKind(entry->d_name)) return true;

@@ -24,7 +24,7 @@ namespace {
 namespace fs = std::filesystem;
 
 std::string variable(const char* name) {
-  const char* const value = std::getenv(name);
+  const char* value = std::getenv(name);
   return value != nullptr ? value : "";
 }
 
@@ -136,7 +136,7 @@ class Programs {
   /// Whatever can be called by name.
   void addInstalled() {
     for (std::string& folder : foldersOfPrograms()) _executables.push_back(std::move(folder));
-    for (const char* const loader : {"/lib64", "/lib", "/usr/lib"}) _executables.emplace_back(loader);
+    for (const char* loader : {"/lib64", "/lib", "/usr/lib"}) _executables.emplace_back(loader);
   }
 
  private:
@@ -149,7 +149,7 @@ std::string usualFolderOfGit(const std::string& git) {
   fs::path program = fs::canonical(git, error);
   if (error) return {};
   fs::path prefix = program.parent_path().parent_path();
-  for (const char* const folder : {"lib/git-core", "libexec/git-core"}) {
+  for (const char* folder : {"lib/git-core", "libexec/git-core"}) {
     if (fs::exists(prefix / folder / "git", error)) return (prefix / folder).string();
   }
   return {};

@@ -23,8 +23,8 @@ using qrb::ToolResult;
 void setEnvironment(ToolCommand& tool, const GitCommand& command) {
   std::size_t count = 0;
   while (environ != nullptr && environ[count] != nullptr) ++count;
-  const std::span<const char* const> inherited(environ, count);
-  for (const char* const entry : inherited) {
+  std::span<const char* const> inherited(environ, count);
+  for (const char* entry : inherited) {
     std::string_view text(entry);
     tool.unsetEnvironment.emplace_back(text.substr(0, text.find('=')));
   }

@@ -43,8 +43,8 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
                  Completion<> completionBlock) override;
   void moveFiles(const Files& files, const Files& toFilePaths, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                  Completion<> completionBlock) override;
-  /// On disk only, since git tracks no folders. Of the attributes "posixPermissions", a number, counts. With
-  /// intermediate directories a folder that is there is no error.
+  /// Makes it on disk only, since git tracks no folders. The one attribute that counts is "posixPermissions", a number.
+  /// With intermediate directories a folder that is there is no error.
   void createDirectory(const qrb::String& path, bool withIntermediateDirectories, const qrb::Dictionary& attributes,
                        const QRBSourceControlWorkingCopyPtr& inWorkingCopy, Completion<> completionBlock) override;
   void discardChangesInFiles(const Files& files, const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
@@ -187,7 +187,7 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   void repositoryURLRootForRepository(const QRBSourceControlRemoteRepositoryPtr& repository,
                                       Completion<qrb::URL, QRBSourceControlPathLocationPtr> completionBlock) override;
 
-  // Remote repositories: see GitRemoteTool for how they are reached. Of a remote that is configured the branches are
+  // Remote repositories: see GitRemoteTool for how they are reached. The branches of a remote that is configured are
   // kept where its configuration says.
 
   /// Fetches from a remote that the repository has; submodules are left alone. Progress goes to the process's own

@@ -33,7 +33,7 @@ void GitPlugIn::listBranchesOfRepository(const QRBSourceControlRepositoryPtr& re
   }
   Branches branches;
   GitRefParser parser;
-  const GitOutcome outcome =
+  GitOutcome outcome =
       lookAt(repository).parse(gitBranchesCommand(GitBranches::local), parser, [&](const GitRefRecord& record) {
         branches.push_back(gitLocalBranch(record.name, record.hash));
       });
@@ -131,7 +131,7 @@ void GitPlugIn::ancestorRevisionInRepository(const QRBSourceControlRepositoryPtr
                                              Completion<QRBSourceControlRevisionPtr> completionBlock) {
   GitTool tool = lookAt(repository);
   std::vector<std::string> hashes;
-  const QRBSourceControlRevisionLocationPtr locations[] = {ofBranch, otherBranch};
+  QRBSourceControlRevisionLocationPtr locations[] = {ofBranch, otherBranch};
   if (qrb::Error error = resolve(tool, repository, locations, hashes)) return completionBlock(nullptr, error);
   std::string hash;
   GitOutcome outcome = tool.run(gitCommonAncestorCommand(hashes[0], hashes[1]), hash);
@@ -160,7 +160,7 @@ void GitPlugIn::addBranch(const QRBSourceControlBranchPtr& branch, const QRBSour
   }
   GitTool tool = toolFor(toRepository);
   std::string start = gitLocationName(from);
-  const GitOutcome outcome =
+  GitOutcome outcome =
       gitExplainMissingRevision(tool, start, tool.run(gitAddBranchCommand(branch->name().view(), start)));
   if (outcome.failedWith(GitFailureKind::exists)) {
     return completionBlock(nullptr, gitAlreadyExists(GitThing::branch, branch->name(), outcome.failure.message));
@@ -169,7 +169,7 @@ void GitPlugIn::addBranch(const QRBSourceControlBranchPtr& branch, const QRBSour
     return completionBlock(nullptr, gitLocationNotFound(from, outcome.failure.message));
   }
   if (!outcome) return completionBlock(nullptr, errorFor(outcome, toRepository));
-  const QRBSourceControlRevisionLocationPtr made[] = {gitLocalBranch(branch->name().view(), {})};
+  QRBSourceControlRevisionLocationPtr made[] = {gitLocalBranch(branch->name().view(), {})};
   std::vector<std::string> hashes;
   if (qrb::Error error = resolve(tool, toRepository, made, hashes)) return completionBlock(nullptr, error);
   completionBlock(gitLocalBranch(branch->name().view(), hashes[0]), {});

@@ -47,9 +47,9 @@ struct Checkout {
   static Checkout of(const QRBSourceControlRevisionLocationPtr& location) {
     Checkout checkout;
     if (!location) return checkout;
-    if (const auto* const branch = dynamic_cast<const QRBSourceControlBranch*>(location.get())) {
+    if (const auto* branch = dynamic_cast<const QRBSourceControlBranch*>(location.get())) {
       checkout.branch = branch->name().str();
-    } else if (const auto* const tag = dynamic_cast<const QRBSourceControlTag*>(location.get())) {
+    } else if (const auto* tag = dynamic_cast<const QRBSourceControlTag*>(location.get())) {
       checkout.revision = "refs/tags/" + tag->name().str();
     }
     if (std::string pin = gitPinOf(location); !pin.empty()) checkout.revision = pin;
@@ -65,7 +65,7 @@ struct Checkout {
 bool isNamed(const QRBSourceControlRevisionLocationPtr& location) {
   Checkout checkout = Checkout::of(location);
   if (!checkout.branch.empty() || !checkout.revision.empty()) return true;
-  const QRBSourceControlRevisionLocation* const given = location.get();
+  const QRBSourceControlRevisionLocation* given = location.get();
   return given != nullptr && typeid(*given) != typeid(QRBSourceControlRevisionLocation);
 }
 

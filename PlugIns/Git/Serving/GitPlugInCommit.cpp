@@ -7,8 +7,7 @@ void GitPlugIn::commitFiles(const Files& files, const QRBSourceControlWorkingCop
                             const qrb::String& message, Completion<QRBSourceControlRevisionPtr> completionBlock) {
   std::string hash;
   GitWorkingCopyLock lock = lockOn(inWorkingCopy);
-  const GitOutcome outcome =
-      gitCommit(toolFor(inWorkingCopy), lock, folderOf(inWorkingCopy), files, message.str(), hash);
+  GitOutcome outcome = gitCommit(toolFor(inWorkingCopy), lock, folderOf(inWorkingCopy), files, message.str(), hash);
   if (!outcome) return completionBlock(nullptr, errorFor(outcome, inWorkingCopy));
   completionBlock(QRBSourceControlRevision::initWithIdentifier(hash), {});
 }

@@ -44,7 +44,7 @@ void GitPlugIn::diffRepository(const QRBSourceControlRepositoryPtr& repository,
                                Completion<qrb::Dictionary> completionBlock) {
   GitTool tool = lookAt(repository, {.convertsFiles = true});
   GitDiffSide sides[] = {{kindOf(fromLocation), {}}, {kindOf(againstLocation), {}}};
-  const QRBSourceControlRevisionLocationPtr locations[] = {fromLocation, againstLocation};
+  QRBSourceControlRevisionLocationPtr locations[] = {fromLocation, againstLocation};
   auto resolveSides = [&] {
     std::vector<QRBSourceControlRevisionLocationPtr> commits;
     for (std::size_t number = 0; number < 2; ++number) {

@@ -32,7 +32,7 @@ void GitPlugIn::exportFileFromRevisionLocation(const qrb::String& file,
                                                const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                                                const QRBSourceControlRevisionLocationPtr& fromRevisionLocation,
                                                const qrb::URL& toDirectory, Completion<qrb::URL> completionBlock) {
-  const auto location =
+  auto location =
       fromRevisionLocation
           ? fromRevisionLocation
           : QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::sharedBaseRevision());

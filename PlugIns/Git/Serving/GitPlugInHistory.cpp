@@ -61,8 +61,7 @@ void GitPlugIn::history(const GitHistoryRequest& request, const QRBSourceControl
   if (outcome && (reader.error() || !reader.finish())) {
     outcome = GitOutcome::unreadable(reader.error()->what, reader.error()->offset);
   }
-  const bool follows =
-      !request.file.empty() && (request.inclusionType & QRBSourceControlHistoryWithoutFollowingRenames) == 0;
+  bool follows = !request.file.empty() && (request.inclusionType & QRBSourceControlHistoryWithoutFollowingRenames) == 0;
   if (outcome && follows && reader.isEmpty()) {
     // Git follows a file from commit to commit and looks at no merge on the way, so it misses one that a merge has
     // brought from elsewhere, as those of subtrees do.
@@ -70,8 +69,7 @@ void GitPlugIn::history(const GitHistoryRequest& request, const QRBSourceControl
     unfollowed.inclusionType |= QRBSourceControlHistoryWithoutFollowingRenames;
     return history(unfollowed, workingCopy, progressIdentifier, completionBlock);
   }
-  const bool searchesRevision =
-      !request.searchString.empty() && request.searchType == QRBSourceControlHistorySearchRevision;
+  bool searchesRevision = !request.searchString.empty() && request.searchType == QRBSourceControlHistorySearchRevision;
   // A repository without commits has a history of none, and a search that finds nothing is no failure.
   bool isEmpty = outcome.failedWith(GitFailureKind::unbornHead) ||
                  (searchesRevision && outcome.failedWith(GitFailureKind::unknownRevision));

@@ -76,8 +76,7 @@ GitTool::Output GitPlugIn::reportProgress(GitProgressReader& reader, const qrb::
   return [this, &reader, identifier](std::string_view bytes) {
     if (!identifier) return true;
     reader.feed(bytes, [&](double fraction, std::string_view text, bool isCheckout) {
-      const auto status =
-          isCheckout ? QRBSourceControlProgressStatus::copying : QRBSourceControlProgressStatus::transferring;
+      auto status = isCheckout ? QRBSourceControlProgressStatus::copying : QRBSourceControlProgressStatus::transferring;
       sendProgress(status, fraction, text, identifier);
     });
     return true;
@@ -176,8 +175,8 @@ void GitPlugIn::forceUpdateWorkingCopy(const QRBSourceControlWorkingCopyPtr& wor
 /// What a branch follows is fetched with everything else of its remote; a branch of another repository by itself.
 qrb::Error GitPlugIn::update(GitNetworkRequest& request, const std::string& branch,
                              const QRBSourceControlWorkingCopyPtr& workingCopy) {
-  const GitRemoteSettings* const remote = request.configured();
-  const GitBranchSettings* const settings = request.settings().branchNamed(branch);
+  const GitRemoteSettings* remote = request.configured();
+  const GitBranchSettings* settings = request.settings().branchNamed(branch);
   if (settings != nullptr && settings->remote == ".") {
     return QRBSourceControlError_LocationNotFound(
         QRBSourceControlErrorCode::branchNotFound, {},
@@ -187,8 +186,7 @@ qrb::Error GitPlugIn::update(GitNetworkRequest& request, const std::string& bran
   bool isFollowing = remote != nullptr && settings != nullptr && settings->remote == remote->name;
   std::string remoteRef = isFollowing && !settings->merge.empty() ? settings->merge : "refs/heads/" + branch;
   std::string tracking = remote != nullptr ? gitTrackingRef(*remote, remoteRef) : std::string();
-  const GitOutcome fetched =
-      request.remote().run(tracking.empty() ? gitFetchBranchCommand(remoteRef) : gitFetchCommand());
+  GitOutcome fetched = request.remote().run(tracking.empty() ? gitFetchBranchCommand(remoteRef) : gitFetchCommand());
   if (!fetched) return errorFor(fetched, request, workingCopy->repository());
   std::string from = tracking.empty() ? "FETCH_HEAD" : tracking;
   std::string hash;
@@ -201,8 +199,8 @@ qrb::Error GitPlugIn::update(GitNetworkRequest& request, const std::string& bran
     return QRBSourceControlError_RepositoryMidOperation("Another branch was checked out meanwhile.");
   }
   std::string_view rebase = request.settings().rebaseOf(branch);
-  const GitCommand command =
-      rebase.empty() ? gitMergeCommand(gitNameToMerge(request.local(), from), request.settings().pullFastForward)
-                     : gitRebaseCommand(from, rebase == "merges" || rebase == "m");
+  GitCommand command = rebase.empty()
+                           ? gitMergeCommand(gitNameToMerge(request.local(), from), request.settings().pullFastForward)
+                           : gitRebaseCommand(from, rebase == "merges" || rebase == "m");
   return errorFor(gitRunMerge(request.local(), command), workingCopy);
 }

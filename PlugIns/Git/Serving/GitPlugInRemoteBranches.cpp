@@ -42,7 +42,7 @@ qrb::Error GitPlugIn::addRemoteBranch(const QRBSourceControlBranchPtr& branch,
     return QRBSourceControlError_RemoteRepositoryNotFound("There is no remote “" + branch->remoteName().str() + "”.");
   }
   std::string folder = folderOf(toRepository);
-  const auto remoteRepository =
+  auto remoteRepository =
       QRBSourceControlRemoteRepository::initUnsavedWithURL(gitRemoteURL(named->address, folder), system());
   GitNetworkRequest request(folder, remoteRepository, host().connectionDescriptor());
   GitOutcome outcome;

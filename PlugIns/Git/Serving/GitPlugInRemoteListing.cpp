@@ -19,10 +19,10 @@ constexpr const char* nothingThere = "The remote has none.";
 
 /// What to ask a remote for to see whether the location is there; empty: nothing can tell.
 std::string askedRef(const QRBSourceControlRevisionLocationPtr& location) {
-  if (const auto* const branch = dynamic_cast<const QRBSourceControlBranch*>(location.get())) {
+  if (const auto* branch = dynamic_cast<const QRBSourceControlBranch*>(location.get())) {
     return "refs/heads/" + branch->name().str();
   }
-  if (const auto* const tag = dynamic_cast<const QRBSourceControlTag*>(location.get())) {
+  if (const auto* tag = dynamic_cast<const QRBSourceControlTag*>(location.get())) {
     return "refs/tags/" + tag->name().str();
   }
   return {};

@@ -62,7 +62,7 @@ void GitPlugIn::listRemoteRepositoriesForRepository(
   GitTool tool = lookAt(repository);
   std::vector<GitRemote> remotes;
   if (qrb::Error error = listRemotes(tool, repository, remotes)) return completionBlock(nullptr, nullptr, error);
-  const GitRemote* const primary = primaryOf(remotes, tool);
+  const GitRemote* primary = primaryOf(remotes, tool);
   QRBSourceControlRemoteRepositoryPtr primaryRepository;
   std::vector<QRBSourceControlRemoteRepositories::value_type> entries;
   for (const GitRemote& remote : remotes) {
@@ -84,8 +84,7 @@ void GitPlugIn::addRemoteRepository(const QRBSourceControlRemoteRepositoryPtr& r
   qrb::Error refusal = gitRefuseRemoteName(withName);
   if (!refusal) refusal = gitRefuseURL(url);
   if (refusal) return completionBlock(refusal);
-  const GitOutcome outcome =
-      toolFor(toRepository).run(gitAddRemoteCommand(withName.view(), url.absoluteString().view()));
+  GitOutcome outcome = toolFor(toRepository).run(gitAddRemoteCommand(withName.view(), url.absoluteString().view()));
   if (outcome.failedWith(GitFailureKind::exists)) {
     return completionBlock(gitAlreadyExists(GitThing::remoteRepository, withName, outcome.failure.message));
   }

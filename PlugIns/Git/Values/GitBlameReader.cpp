@@ -15,8 +15,7 @@ void GitBlameReader::take(const GitBlameRecord& record) {
 }
 
 std::uint32_t GitBlameReader::numberOf(std::string_view hash) {
-  const auto known =
-      _numbers.find(hash, [this](std::uint32_t number) -> const std::string& { return _hashes[number]; });
+  auto known = _numbers.find(hash, [this](std::uint32_t number) -> const std::string& { return _hashes[number]; });
   if (known) return *known;
   _hashes.emplace_back(hash);
   return _numbers.insert(hash);

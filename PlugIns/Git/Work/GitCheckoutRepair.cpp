@@ -135,7 +135,7 @@ GitOutcome gitRunCheckout(const GitTool& tool, GitWorkingCopyLock& lock, const s
                           const std::string& revision, bool isMerge, const std::function<GitOutcome()>& work) {
   std::string target;
   if (!tool.run(gitResolveCommand(revision), target)) return work();
-  const auto standing =
+  auto standing =
       lock.guard().add(gitTidyingJob("checkout", root, lock.since(), {target, isMerge ? "merge" : "switch"}));
   return work();
 }

@@ -63,7 +63,7 @@ GitOutcome runStaged(const Place& place, const GitPathList& paths, GitCommitRequ
   GitStaging staging(place.tool, place.root, paths);
   GitOutcome outcome = staging.prepare();
   if (!outcome) return outcome;
-  const auto standing =
+  auto standing =
       place.lock.guard().add(gitTidyingJob("staging", place.root, place.lock.since(), {}, staging.remembered()));
   outcome = staging.stage();
   if (outcome && !request.paths.empty()) outcome = staging.removeVanished(request.paths);

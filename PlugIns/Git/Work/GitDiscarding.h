@@ -10,7 +10,7 @@
 // user has added and no revision has are no longer staged, but stay on disk: they are nowhere else. Untracked files are
 // left alone.
 
-/// Discards the changes of files, and of all that is tracked in folders. Of a file that was moved both halves are put
+/// Discards the changes of files, and of all that is tracked in folders. A file that was moved has both halves put
 /// back, whichever of them is named. A name that is not tracked fails with UnknownPath, and then nothing is discarded.
 GitOutcome gitDiscardChanges(const GitTool& tool, const std::string& root, const std::vector<qrb::String>& files);
 

@@ -60,7 +60,7 @@ class Finder {
     GitOutcome outcome = listOthersHolding(_self.hash, whole);
     if (!outcome) return outcome;
     // What a main branch holds came from there, or went back there.
-    const bool isInMain =
+    bool isInMain =
         std::ranges::any_of(whole, [](const GitBranchEntry& entry) { return gitIsPrimaryBranchName(entry.name); });
     std::string begin;
     if (!isInMain) outcome = findBegin(whole, begin);

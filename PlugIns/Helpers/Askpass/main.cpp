@@ -16,7 +16,7 @@
 namespace {
 
 int connectToPlugIn() {
-  const char* const name = std::getenv(kAskpassSocketVariable);
+  const char* name = std::getenv(kAskpassSocketVariable);
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   // The name comes after a zero byte, which means that no file is meant.

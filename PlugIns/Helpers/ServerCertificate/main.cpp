@@ -71,7 +71,7 @@ int connectTo(const std::string& host, const char* port) {
   if (int error = ::getaddrinfo(host.c_str(), port, &hints, &found); error != 0) {
     throw std::runtime_error(server + " could not be found: " + ::gai_strerror(error));
   }
-  const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> addresses(found, &::freeaddrinfo);
+  std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> addresses(found, &::freeaddrinfo);
   for (const addrinfo* address = found; address != nullptr; address = address->ai_next) {
     int descriptor = ::socket(address->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (descriptor >= 0 && connectWithin(descriptor, *address)) return descriptor;
@@ -102,7 +102,7 @@ std::array<unsigned char, size> digest(gnutls_digest_algorithm_t algorithm, cons
 }
 
 void printFingerprint(const gnutls_datum_t& certificate) {
-  for (const unsigned char byte : digest<20>(GNUTLS_DIG_SHA1, certificate)) std::printf("%02X", byte);
+  for (unsigned char byte : digest<20>(GNUTLS_DIG_SHA1, certificate)) std::printf("%02X", byte);
   std::puts("");
 }
 
@@ -143,7 +143,7 @@ void showCertificate(const std::string& host, const char* port) {
   gnutls_transport_set_int(session, descriptor);
   shakeHands(session, descriptor);
   unsigned count = 0;
-  const gnutls_datum_t* const chain = gnutls_certificate_get_peers(session, &count);
+  const gnutls_datum_t* chain = gnutls_certificate_get_peers(session, &count);
   if (chain == nullptr || count == 0) throw std::runtime_error("The server has no certificate");
   Owned<gnutls_x509_crt_t, gnutls_x509_crt_deinit> ownedCertificate;
   auto& certificate = ownedCertificate.handle;
