@@ -13,8 +13,8 @@ NAMES = ["two  blanks", "at@sign", "at@", "per%20cent", "50%", "\u00fcml\u00e4ut
 
 
 def pegged(name):
-    """The name as svn takes it: what follows an "@" would be a revision."""
-    return name + "@" if "@" in name else name
+    """The name as svn takes it: what follows an "@" would be a revision, and after a dash an option."""
+    return ("./" if name.startswith("-") else "") + name + ("@" if "@" in name else "")
 
 
 class SubversionTest(HostTest):

@@ -3,6 +3,7 @@
 import os
 import shutil
 import subprocess
+from urllib.parse import unquote
 
 from hosting import PATIENCE, main, path_of
 from subversions import NAMES, SubversionTest, pegged
@@ -62,6 +63,8 @@ class Status(SubversionTest):
                 words.add("properties-modified")
             if item == "conflicted" or "conflicted" in (here.get("props"), here.get("tree-conflicted") and "conflicted"):
                 words |= {"conflicted"} | conflict_words(self.xml(place, "info", pegged(path)))
+            if "both-deleted" in words:
+                words.discard("missing")  # svn's sign for what nothing is left of
             for attribute, word in [("switched", "switched"), ("file-external", "external"),
                                     ("wc-locked", "administrative-lock")]:
                 if here.get(attribute) == "true":
@@ -196,6 +199,177 @@ class Status(SubversionTest):
         self.svn(sparse, "update", "--quiet", "--set-depth", "empty", "woods")
         self.assertEqual(self.assert_agrees(sparse), {})
         self.assertIn("woods/oak", self.assert_agrees(sparse, remote=True) or ["woods/oak"])
+
+
+class History(SubversionTest):
+    def svn_log(self, place, *arguments):
+        """What svn tells of each revision, newest first, with paths as seen from the working copy."""
+        prefix = self.xml(place, "info").findtext("entry/relative-url")[1:]
+        entries = []
+        for entry in self.xml(place, "log", "--verbose", *arguments).iter("logentry"):
+            changes, renames = {}, {}
+            paths = list(entry.iter("path"))
+            gone = {path.text for path in paths if path.get("action") in "DR"}
+
+            def relative(path):
+                below = os.path.relpath(path, prefix)
+                return path if below.startswith("..") else below
+
+            for path in paths:
+                action, origin = path.get("action"), path.get("copyfrom-path")
+                if action == "A" and origin in gone:
+                    words = {"renamed"}
+                    renames[relative(origin)] = relative(path.text)
+                elif action == "M":
+                    words = {word for key, word in [("text-mods", "modified"), ("prop-mods", "properties-modified")]
+                             if path.get(key) == "true"}
+                else:
+                    words = {{"A": "added", "D": "deleted", "R": "replaced"}[action]} | ({"copied"} if origin else set())
+                changes[relative(path.text)] = words
+            entries.append((entry.get("revision"), entry.findtext("author") or "(no author)", entry.findtext("date"),
+                            (entry.findtext("msg") or "").rstrip("\n"), changes, renames))
+        return entries
+
+    def log(self, place, *arguments):
+        return [(entry["revision"], entry["author"], entry["date"], entry["message"],
+                 {path_of(path).decode(): set(path["status"]) for path in entry["paths"]},
+                 {path_of(rename, "from").decode(): path_of(rename, "to").decode() for rename in entry.get("renames", [])})
+                for entry in self.json_of("log", *arguments, cwd=place)]
+
+    def test_logs_agree_with_svn(self):
+        url, trunk = self.orchard()
+        self.hook(url, "pre-revprop-change", "exit 0\n")
+        self.svn(trunk, "propdel", "--quiet", "--revprop", "-r", "7", "svn:author")
+        self.svn(trunk, "update", "--quiet", "-r", "10")
+        for ours, svn in [
+                ([], ["-r", "BASE:1"]), (["-n", "3"], ["-r", "BASE:1", "-l", "3"]), (["-n", "0"], ["-r", "BASE:1"]),
+                *[(["--file", name], ["-r", "BASE:1", pegged(name)])
+                  for name in ["moved pear", "cherry", "woods/oak", "copied plum", *NAMES]],
+                (["--file", "apple", "-n", "2"], ["-r", "BASE:1", "-l", "2", "apple"]),
+                (["--search", "PLANT"], ["-r", "BASE:1", "--search", "plant"]),
+                (["--search", "\u00dcMLAUTS", "-n", "1"], ["-r", "BASE:1", "--search", "\u00fcmlauts"])]:
+            with self.subTest(ours):
+                self.assertEqual(self.log(trunk, *ours), self.svn_log(trunk, *svn))
+        for author, revisions in [("BERT", ["10", "9", "3"]), ("ada", ["8", "2"]), ("nobody", [])]:
+            listed = [entry[0] for entry in self.log(trunk, "--author", author)]
+            self.assertEqual(listed, [entry[0] for entry in self.svn_log(trunk, "-r", "BASE:1")
+                                      if author.lower() in entry[1].lower()])
+            self.assertEqual(listed[-len(revisions):] if revisions else listed, revisions)
+        whole = self.check_out(url, "whole")
+        self.assertEqual(self.log(whole), self.svn_log(whole))
+
+    def test_blame_agrees_with_svn(self):
+        _, trunk = self.orchard()
+        lines = self.read(trunk, "apple").splitlines(keepends=True)
+        self.write(trunk, "apple", "".join([*lines[:20], "here\n", *lines[20:]]).encode())
+        for ours, svn in [(["apple"], ["apple"]), (["apple", "BASE"], ["apple@BASE"]), (["apple", "r8"], ["-r8", "apple"]),
+                          (["moved pear"], ["moved pear"]), (["moved pear", "3"], ["-r3", "moved pear"]),
+                          (["apple", "v1.0"], ["^/proj/tags/v1.0/apple"]),
+                          *[([name], [pegged(name)]) for name in NAMES if not name.startswith("-")]]:
+            with self.subTest(ours):
+                listed = {}
+                for run in self.json_of("blame", *ours, cwd=trunk):
+                    for line in range(run["firstLine"], run["firstLine"] + run["lineCount"]):
+                        listed[line] = (run["revision"], run.get("author"), run.get("date"))
+                expected = {}
+                for line in self.xml(trunk, "blame", *svn).iter("entry"):
+                    made = line.find("commit")
+                    expected[int(line.get("line-number"))] = (None, None, None) if made is None else (
+                        made.get("revision"), made.findtext("author"), made.findtext("date"))
+                self.assertEqual(listed, expected)
+
+    def test_info_branches_and_tags_agree_with_svn(self):
+        for project in ("proj", "", "deep/\u00fcber @1"):
+            with self.subTest(project):
+                self.setUp()
+                url, trunk = self.orchard(project)
+                below = f"{url}/{project}".rstrip("/")
+                for place, kind, name in [("trunk", "branch", "trunk"), ("branches/topic", "branch", "topic"),
+                                          ("tags/v1.0", "tag", "v1.0"),
+                                          ("trunk/woods", "path", f"{project}/trunk/woods/".lstrip("/"))]:
+                    self.svn(trunk, "switch", "--quiet", "--ignore-ancestry", pegged(f"{below}/{place}"))
+                    told = self.xml(trunk, "info").find("entry")
+                    info, = self.json_of("info", trunk)
+                    self.assertEqual((info["path"], info["location"]["kind"], info["location"]["name"], info["revision"],
+                                      info["repositoryIdentifier"], info["system"]),
+                                     (trunk, kind, name, told.get("revision"), told.findtext("repository/uuid"),
+                                      "Subversion"))
+                    listed = {branch["name"]: branch["revision"] for branch in self.json_of("branches", trunk)}
+                    current = [branch["name"] for branch in self.json_of("branches", trunk) if branch["current"]]
+                    expected = {name: entry.find("commit").get("revision")
+                                for name, entry in self.folders(trunk, f"{below}/branches").items()}
+                    expected["trunk"] = self.folders(trunk, below)["trunk"].find("commit").get("revision")
+                    self.assertEqual((listed, current), (expected, [name] if kind == "branch" else []))
+                    tags = {tag["name"]: tag["revision"] for tag in self.json_of("tag", cwd=trunk)}
+                    self.assertEqual(tags, {name: entry.find("commit").get("revision")
+                                            for name, entry in self.folders(trunk, f"{below}/tags").items()})
+        flat = self.check_out(self.served("flat"), "flat copy")
+        self.commit(flat, apple="1\n")
+        info, = self.json_of("info", flat)
+        self.assertEqual((info["location"]["kind"], info["revision"]), ("path", "1"))
+        refused = self.run_host("branches", flat)
+        self.assertEqual(refused.returncode, 1)
+
+    def folders(self, place, url):
+        return {entry.findtext("name"): entry for entry in self.xml(place, "list", pegged(url)).iter("entry")
+                if entry.get("kind") == "dir"}
+
+    def test_diffs_agree_with_svn_and_lead_from_one_side_to_the_other(self):
+        url, trunk = self.orchard()
+        base, tag, topic = (f"{url}/proj/{place}" for place in ("trunk", "tags/v1.0@11", "branches/topic@11"))
+        for ours, sides in [
+                (["2", "11"], (base + "@2", base + "@11")), (["11", "2"], (base + "@11", base + "@2")),
+                (["trunk", "topic"], (base + "@11", topic)),
+                (["v1.0", "trunk"], (tag, base + "@11")), (["9", "10"], (base + "@9", base + "@10")),
+                (["8", "9"], (base + "@8", base + "@9")), ([], None), (["3"], None)]:
+            with self.subTest(ours):
+                for name in ("old", "new"):
+                    shutil.rmtree(os.path.join(self.folder, name), ignore_errors=True)
+                if ours == []:
+                    self.edit(trunk)
+                if sides is None:
+                    start = ours[0] if ours else "BASE"
+                    old, new = self.export(trunk, "old", "-r", start), self.export(trunk, "new")
+                    summary = ["-r", start]
+                else:
+                    old, new = self.export(sides[0], "old"), self.export(sides[1], "new")
+                    summary = ["--old", sides[0], "--new", sides[1]]
+                listed = sorted((entry["path"], entry["change"]) for entry in self.json_of("diff", *ours, cwd=trunk))
+                self.assertEqual(listed, self.summary(trunk, *summary))
+                patch = self.run_host("diff", *ours, cwd=trunk)
+                self.assertEqual((patch.returncode, patch.stderr), (0, b""))
+                self.git(old, "init", "--quiet")
+                self.git(old, "apply", "--binary", "-", data=patch.stdout)
+                shutil.rmtree(os.path.join(old, ".git"))
+                self.assertEqual(self.files(old), self.files(new))
+
+    def edit(self, trunk):
+        for name in ["apple", *NAMES]:
+            self.write(trunk, name, b"changed\nno newline at the end")
+        self.write(trunk, "binary", bytes(range(256)))
+        self.write(trunk, "empty", b"")
+        self.svn(trunk, "add", "--quiet", "--force", "binary", "empty")
+        self.svn(trunk, "remove", "--quiet", "--force", "quince", "woods/deep")
+        self.svn(trunk, "move", "--quiet", "--force", "plum", "moved plum")
+        self.write(trunk, "moved plum", b"changed\n")
+
+    def summary(self, place, *arguments):
+        listed = []
+        for path in self.xml(place, "diff", "--summarize", *arguments).iter("path"):
+            name = path.text
+            if "://" in name:
+                name = unquote(name[len(arguments[1].partition("@")[0]):].lstrip("/"))
+            listed.append((name or ".", "properties" if path.get("item") == "none" else path.get("item")))
+        return sorted(listed)
+
+    @staticmethod
+    def files(folder):
+        found = {}
+        for place, _, names in os.walk(folder):
+            for name in names:
+                with open(os.path.join(place, name), "rb") as file:
+                    found[os.path.relpath(os.path.join(place, name), folder)] = file.read()
+        return found
 
 
 if __name__ == "__main__":
