@@ -1,4 +1,4 @@
-"""Servers on loopback for the end-to-end tests: git over http and https, with a login, and git over ssh."""
+"""Servers on loopback for the end-to-end tests: git over http and https, with a login, git over ssh, and svn."""
 
 import base64
 import hashlib
@@ -142,6 +142,20 @@ class GitServer(ConnectionServer):
     def __init__(self, root, environment):
         super().__init__(["git", "daemon", "--inetd", "--export-all", "--base-path=" + root, root], environment)
         self.address = f"git://127.0.0.1:{self.port}"
+
+
+class SubversionServer(ConnectionServer):
+    """Serves the repositories below a folder: to anyone, or with a login (user, password) to nobody else."""
+
+    def __init__(self, root, environment, login=None):
+        settings = os.path.join(root, "svnserve.conf")
+        with open(settings, "w", encoding="utf-8") as file:
+            file.write("[general]\nrealm = fruit\n" + ("anon-access = none\nauth-access = write\npassword-db = logins\n"
+                                                       if login else "anon-access = write\n"))
+        with open(os.path.join(root, "logins"), "w", encoding="utf-8") as file:
+            file.write("[users]\n" + (" = ".join(login) if login else ""))
+        super().__init__(["svnserve", "--inetd", "--root", root, "--config-file", settings], environment)
+        self.address = f"svn://127.0.0.1:{self.port}"
 
 
 class SSHServer(ConnectionServer):

@@ -36,7 +36,7 @@ class SubversionTest(HostTest):
     def xml(self, place, *arguments):
         return ElementTree.fromstring(self.svn(place, *arguments, "--xml"))
 
-    def served(self, name="orchard"):
+    def new_repository(self, name="orchard"):
         """A new repository's URL."""
         path = os.path.join(self.folder, name)
         subprocess.run(["svnadmin", "create", path], env=self.environment, check=True, timeout=PATIENCE)
@@ -57,52 +57,61 @@ class SubversionTest(HostTest):
         with open(os.path.join(place, name), encoding="utf-8", newline="") as file:
             return file.read()
 
-    def commit(self, place, message="a change", author=None, **files):
+    def svn_commit(self, place, message="a change", author=None, **files):
         for name, content in files.items():
             self.write(place, name, content.encode())
         self.svn(place, "add", "--force", "--quiet", ".")
         self.svn(place, "commit", "--quiet", "--message", message, author=author)
         self.svn(place, "update", "--quiet")
 
-    def orchard(self, project="proj"):
+    def grown(self, project="proj"):
         """A repository with a layout below a folder, or at its root, and a history of every kind of change: its URL and
         the trunk of it, checked out."""
-        url = self.served()
+        url = self.new_repository()
         below = f"{url}/{project}".rstrip("/")
         self.svn(self.folder, "mkdir", "--quiet", "--parents", "--message", "the layout", below + "/trunk",
                  below + "/branches", below + "/tags")
         trunk = self.check_out(below + "/trunk", "trunk")
         lines = "".join(f"line {number}\n" for number in range(40))
-        self.commit(trunk, "Plant\n\nwith a body\n  and \u00fcmlauts", author="ada", apple=lines, pear="1\n", plum="1\n",
+        self.svn_commit(trunk, "Plant\n\nwith a body\n  and \u00fcmlauts", author="ada", apple=lines, pear="1\n", plum="1\n",
                     cherry="1\n", **{"trees/oak": lines, "trees/ash": "1\n", "trees/deep/elm": "1\n"})
         for name in NAMES:
             self.write(trunk, name)
-        self.commit(trunk, "names", author="bert")
+        self.svn_commit(trunk, "names", author="bert")
         self.svn(self.folder, "copy", "--quiet", "--message", "branch", below + "/trunk", below + "/branches/topic")
         self.svn(self.folder, "copy", "--quiet", "--message", "tag", below + "/trunk", below + "/tags/v1.0")
         topic = self.check_out(below + "/branches/topic", "topic")
-        self.commit(topic, "on topic", author="Bert", apple="first\n" + lines, quince="1\n")
+        self.svn_commit(topic, "on topic", author="Bert", apple="first\n" + lines, quince="1\n")
         shutil.rmtree(topic)
         self.svn(trunk, "propset", "--quiet", "colour", "red", "apple")
-        self.commit(trunk, "a property")
+        self.svn_commit(trunk, "a property")
         self.svn(trunk, "propset", "--quiet", "colour", "green", "apple")
-        self.commit(trunk, "", author="ada", apple=lines + "last\n")
+        self.svn_commit(trunk, "", author="ada", apple=lines + "last\n")
         self.svn(trunk, "move", "--quiet", "pear", "moved pear")
         self.svn(trunk, "copy", "--quiet", "plum", "copied plum")
         self.svn(trunk, "remove", "--quiet", "trees/ash")
-        self.commit(trunk, "moves", author="bert", **{"copied plum": "2\n"})
+        self.svn_commit(trunk, "moves", author="bert", **{"copied plum": "2\n"})
         self.svn(trunk, "remove", "--quiet", "cherry")
         self.write(trunk, "cherry", b"another\n")
         self.svn(trunk, "move", "--quiet", "trees", "woods")
-        self.commit(trunk, "replaced")
+        self.svn_commit(trunk, "replaced")
         self.svn(trunk, "merge", "--quiet", below + "/branches/topic")
-        self.commit(trunk, "merged")
+        self.svn_commit(trunk, "merged")
         return url, trunk
 
     def export(self, target, name, *options):
         path = os.path.join(self.folder, name)
         self.svn(self.folder, "export", "--quiet", "--force", "--ignore-externals", *options, target, path)
         return path
+
+    @staticmethod
+    def files(folder):
+        found = {}
+        for place, _, names in os.walk(folder):
+            for name in names:
+                with open(os.path.join(place, name), "rb") as file:
+                    found[os.path.relpath(os.path.join(place, name), folder)] = file.read()
+        return found
 
     def is_folder(self, place, path):
         full = os.path.join(place, path)

@@ -2,11 +2,12 @@
 
 import os
 import shutil
-import subprocess
 from urllib.parse import unquote
 
-from hosting import PATIENCE, main, path_of
+import servers
+from hosting import main, path_of
 from subversions import NAMES, SubversionTest, pegged
+from workspaces import WorkspaceTest
 
 ITEMS = {"added": "added", "deleted": "deleted", "replaced": "replaced", "missing": "missing",
          "unversioned": "untracked", "ignored": "ignored", "external": "external", "obstructed": "obstructed",
@@ -101,7 +102,7 @@ class Status(SubversionTest):
 
     def changed(self):
         """A trunk with every kind of change."""
-        url, trunk = self.orchard()
+        url, trunk = self.grown()
         self.svn(trunk, "update", "--quiet", "--set-depth", "empty", "woods/deep")
         self.svn(trunk, "propset", "--quiet", "svn:needs-lock", "*", "plum", "quince")
         self.svn(trunk, "propset", "--quiet", "svn:ignore", "*.log\nbuild", ".")
@@ -110,7 +111,7 @@ class Status(SubversionTest):
                  "^/proj/tags/v1.0/trees lib\n^/proj/tags/v1.0/plum file.txt", ".")
         for name in ("missing", "missing folder/x", "obstructed", "switched/x", "two", "nested/x", "binary", "swapped"):
             self.write(trunk, name)
-        self.commit(trunk, "more")
+        self.svn_commit(trunk, "more")
         self.svn(trunk, "lock", "--quiet", "plum")
         self.svn(trunk, "switch", "--quiet", "--ignore-ancestry", "^/proj/tags/v1.0/trees", "switched")
         self.svn(trunk, "changelist", "--quiet", "mine", "quince")
@@ -155,22 +156,22 @@ class Status(SubversionTest):
         self.svn(other, "remove", "--quiet", "two", "missing")
         self.svn(other, "remove", "--quiet", "copied plum")
         self.svn(other, "copy", "--quiet", "apple", "copied plum")
-        self.commit(other, "elsewhere", apple="other\n", **{"arriving/x": "1\n", "cherry": "3\n", "woods/oak": "2\n"})
+        self.svn_commit(other, "elsewhere", apple="other\n", **{"arriving/x": "1\n", "cherry": "3\n", "woods/oak": "2\n"})
         self.svn(other, "propset", "--quiet", "colour", "pink", ".")
-        self.commit(other, "the root")
+        self.svn_commit(other, "the root")
         self.assert_agrees(trunk, remote=True)
 
     def test_conflicts_agree_with_svn(self):
-        url, trunk = self.orchard()
+        url, trunk = self.grown()
         for name in ("edit-edit", "edit-delete", "delete-edit", "delete-delete", "property", "both", "move-edit", "folder/x"):
             self.write(trunk, name, b"base\n")
-        self.commit(trunk, "base")
+        self.svn_commit(trunk, "base")
         other = self.check_out(url + "/proj/trunk", "other")
         self.svn(other, "remove", "--quiet", "edit-delete", "delete-delete", "folder")
         for name in ("property", "both"):
             self.svn(other, "propset", "--quiet", "colour", "theirs", name)
             self.svn(trunk, "propset", "--quiet", "colour", "ours", name)
-        self.commit(other, "theirs", **{name: "theirs\n" for name in
+        self.svn_commit(other, "theirs", **{name: "theirs\n" for name in
                                         ("edit-edit", "delete-edit", "both", "move-edit", "new", "unversioned")})
         self.svn(trunk, "remove", "--quiet", "delete-edit", "delete-delete")
         self.svn(trunk, "move", "--quiet", "move-edit", "moved")
@@ -194,7 +195,7 @@ class Status(SubversionTest):
 
     def test_a_working_copy_on_its_way_is_told_so(self):
         """Sparse, incomplete, locked by an operation that ended half-way."""
-        url, _ = self.orchard("")
+        url, _ = self.grown("")
         sparse = self.check_out(url + "/trunk", "sparse", "--depth", "files")
         self.svn(sparse, "update", "--quiet", "--set-depth", "empty", "woods")
         self.assertEqual(self.assert_agrees(sparse), {})
@@ -237,7 +238,7 @@ class History(SubversionTest):
                 for entry in self.json_of("log", *arguments, cwd=place)]
 
     def test_logs_agree_with_svn(self):
-        url, trunk = self.orchard()
+        url, trunk = self.grown()
         self.hook(url, "pre-revprop-change", "exit 0\n")
         self.svn(trunk, "propdel", "--quiet", "--revprop", "-r", "7", "svn:author")
         self.svn(trunk, "update", "--quiet", "-r", "10")
@@ -259,7 +260,7 @@ class History(SubversionTest):
         self.assertEqual(self.log(whole), self.svn_log(whole))
 
     def test_blame_agrees_with_svn(self):
-        _, trunk = self.orchard()
+        _, trunk = self.grown()
         lines = self.read(trunk, "apple").splitlines(keepends=True)
         self.write(trunk, "apple", "".join([*lines[:20], "here\n", *lines[20:]]).encode())
         for ours, svn in [(["apple"], ["apple"]), (["apple", "BASE"], ["apple@BASE"]), (["apple", "r8"], ["-r8", "apple"]),
@@ -282,7 +283,7 @@ class History(SubversionTest):
         for project in ("proj", "", "deep/\u00fcber @1"):
             with self.subTest(project):
                 self.setUp()
-                url, trunk = self.orchard(project)
+                url, trunk = self.grown(project)
                 below = f"{url}/{project}".rstrip("/")
                 for place, kind, name in [("trunk", "branch", "trunk"), ("branches/topic", "branch", "topic"),
                                           ("tags/v1.0", "tag", "v1.0"),
@@ -303,8 +304,8 @@ class History(SubversionTest):
                     tags = {tag["name"]: tag["revision"] for tag in self.json_of("tag", cwd=trunk)}
                     self.assertEqual(tags, {name: entry.find("commit").get("revision")
                                             for name, entry in self.folders(trunk, f"{below}/tags").items()})
-        flat = self.check_out(self.served("flat"), "flat copy")
-        self.commit(flat, apple="1\n")
+        flat = self.check_out(self.new_repository("flat"), "flat copy")
+        self.svn_commit(flat, apple="1\n")
         info, = self.json_of("info", flat)
         self.assertEqual((info["location"]["kind"], info["revision"]), ("path", "1"))
         refused = self.run_host("branches", flat)
@@ -315,7 +316,7 @@ class History(SubversionTest):
                 if entry.get("kind") == "dir"}
 
     def test_diffs_agree_with_svn_and_lead_from_one_side_to_the_other(self):
-        url, trunk = self.orchard()
+        url, trunk = self.grown()
         base, tag, topic = (f"{url}/proj/{place}" for place in ("trunk", "tags/v1.0@11", "branches/topic@11"))
         for ours, sides in [
                 (["2", "11"], (base + "@2", base + "@11")), (["11", "2"], (base + "@11", base + "@2")),
@@ -362,14 +363,273 @@ class History(SubversionTest):
             listed.append((name or ".", "properties" if path.get("item") == "none" else path.get("item")))
         return sorted(listed)
 
-    @staticmethod
-    def files(folder):
-        found = {}
-        for place, _, names in os.walk(folder):
-            for name in names:
-                with open(os.path.join(place, name), "rb") as file:
-                    found[os.path.relpath(os.path.join(place, name), folder)] = file.read()
-        return found
+
+class Changes(SubversionTest):
+    def run_ours(self, place, *command, status=0, says=""):
+        result = self.run_host(*command, cwd=place)
+        self.assertEqual(result.returncode, status, result.stderr)
+        self.assertIn(says.encode(), result.stderr)
+        return result
+
+    def state(self, place):
+        """What svn tells of a working copy, and its files."""
+        files = {path: data for path, data in self.files(place).items() if not path.startswith(".svn")}
+        return sorted(self.svn(place, "status", "--no-ignore").splitlines()), files
+
+    def newest(self, place):
+        """Paths, as seen from the trunk, that the newest revision changed, with svn's letters."""
+        entry = self.xml(place, "log", "--verbose", "--revision", "HEAD", "^/").find("logentry")
+        return {os.path.relpath(path.text, "/proj/trunk"): path.get("action") for path in entry.iter("path")}
+
+    def test_what_is_done_to_files_is_what_svn_does(self):
+        url, _ = self.grown()
+
+        def edit(place):
+            for name in ("apple", "woods/oak", "new/leaf", "new/x.o"):
+                self.write(place, name, b"new\n")
+            for name in NAMES:
+                self.write(place, name + ".new")
+
+        new = [name + ".new" for name in NAMES]
+        for number, (ours, svn) in enumerate([
+                (["add", "new/leaf"], ["add", "--parents", "new/leaf"]), (["add", "new"], ["add", "new"]),
+                (["add", "."], ["add", "--force", "."]), (["add", "--", *new], ["add", *map(pegged, new)]),
+                (["add", "new/x.o"], ["add", "--parents", "new/x.o"]), (["rm", "plum", "woods/deep"], None),
+                (["rm", "--", *NAMES], ["remove", *map(pegged, NAMES)]), (["mv", "plum", "prune"], None),
+                (["mv", "plum", "cherry", "woods/"], ["move", "plum", "cherry", "woods"]), (["mv", "woods", "wood"], None),
+                (["mv", "at@", "50%", "woods"], ["move", "at@@", "50%", "woods"]),
+                (["mv", "apple", "at@new"], ["move", "apple", "at@new"]),
+                (["cp", "apple", "copy"], None), (["cp", "woods", "copies"], None), (["mkdir", "a", "b @1"], None),
+                (["mkdir", "-p", "c/d/e"], ["mkdir", "--parents", "c/d/e"]), (["discard", "apple"], ["revert", "apple"]),
+                (["discard", "woods"], ["revert", "-R", "woods"]), (["discard", "--all"], ["revert", "-R", "."])]):
+            with self.subTest(ours):
+                places = [self.check_out(url + "/proj/trunk", f"{side} {number}") for side in ("our", "their")]
+                for place in places:
+                    edit(place)
+                self.run_ours(places[0], *ours)
+                words = svn or [{"rm": "remove", "mv": "move", "cp": "copy"}.get(ours[0], ours[0]), *ours[1:]]
+                self.svn(places[1], *[pegged(word) if word == "b @1" else word for word in words])
+                self.assertEqual(self.state(places[0]), self.state(places[1]))
+
+    def test_a_move_is_undone_as_a_whole(self):
+        _, trunk = self.grown()
+        before = self.state(trunk)
+        for half in ("plum", "woods/plum"):
+            self.run_ours(trunk, "mv", "plum", "woods")
+            self.run_ours(trunk, "discard", half)
+            self.assertEqual(self.state(trunk), before)
+
+    def test_what_cannot_be_done_is_refused_and_changes_nothing(self):
+        _, trunk = self.grown()
+        self.write(trunk, "apple", b"changed\n")
+        self.write(trunk, "untracked")
+        self.write(self.folder, "outside")
+        for command, says in [
+                (["add", "nothing"], "nothing"), (["add", "../outside"], "outside"), (["add", ".svn/wc.db"], ".svn"),
+                (["rm", "apple"], "apple"), (["rm", "."], ""), (["rm", "plum", "untracked"], "untracked"),
+                (["mv", "plum", "apple"], "apple"), (["mv", "untracked", "tracked"], "untracked"),
+                (["mv", "plum", "untracked", "woods"], "untracked"), (["cp", "plum", "untracked"], "untracked"),
+                (["mkdir", "untracked/x"], "untracked"), (["mkdir", "woods"], "woods"), (["discard", "untracked"], "untracked"),
+                (["discard", "plum", "nothing"], "nothing"), (["resolve", "untracked"], "untracked"),
+                (["commit", "-m", "x", "../outside"], "outside"),
+                (["commit", "-m", "x", "plum"], "There is nothing to commit."), (["switch", "nope"], "nope"),
+                (["merge", "nope"], "nope"), (["branch", "add", "topic"], "topic"), (["branch", "remove", "nope"], "nope"),
+                (["branch", "add", "../x"], "x"), (["switch", "-c", "topic"], "topic"), 
+                (["tag", "nope"], "nope"), (["show", "4711"], "4711"), (["diff", "nope"], "nope"),
+                (["blame", "untracked"], "untracked"), (["blame", "apple", "1"], "1"), (["log", "--file", "nope"], "nope"),
+                *[(command, "does not support distributed remote repositories") for command in [
+                    ["fetch"], ["push"], ["remote"], ["remote", "add", "far", "https://example.org/"],
+                    ["remote", "remove", "far"], ["update", "far"]]],
+                (["commit", "-m", "x", "untracked", "nothing"], "nothing"), (["branch", "remove", "trunk"], "trunk")]:
+            with self.subTest(command):
+                before = self.state(trunk), self.svn(trunk, "info", "^/")
+                self.run_ours(trunk, *command, status=1, says=says)
+                self.assertEqual((self.state(trunk), self.svn(trunk, "info", "^/")), before)
+
+    def test_commits_are_exactly_what_is_named(self):
+        _, trunk = self.grown()
+        for name in ("apple", "cherry", "new/deep/leaf", "new/deep/other", "new/sibling", *NAMES):
+            self.write(trunk, name, b"changed\n")
+        self.svn(trunk, "move", "--quiet", "plum", "prune")
+        self.svn(trunk, "remove", "--quiet", "quince")
+        self.svn(trunk, "propset", "--quiet", "colour", "blue", "woods", "moved pear")
+        self.svn(trunk, "copy", "--quiet", "woods", "copied woods")
+        self.write(trunk, "copied woods/oak", b"changed\n")
+        os.remove(os.path.join(trunk, "copied plum"))
+        for named, expected in [
+                (["apple"], {"apple": "M"}), (["new/deep/leaf"], {"new": "A", "new/deep": "A", "new/deep/leaf": "A"}),
+                (["prune"], {"plum": "D", "prune": "A"}), (["quince", "copied plum"], {"quince": "D", "copied plum": "D"}),
+                (["woods"], {"woods": "M"}), (["copied woods"], {"copied woods": "A", "copied woods/oak": "M"}),
+                (["--", *NAMES], dict.fromkeys(NAMES, "M")), (["new"], {"new/deep/other": "A", "new/sibling": "A"}),
+                ([], {"cherry": "M", "moved pear": "M"})]:
+            with self.subTest(named):
+                self.run_ours(trunk, "commit", "-m", "Grow\n\n\u00fc", *named)
+                self.assertEqual(self.newest(trunk), expected)
+                self.assertEqual(self.svn(trunk, "log", "--quiet", "-l1", "--xml", "^/").count("logentry"), 2)
+        self.assertEqual(self.state(trunk)[0], [])
+        self.run_ours(trunk, "commit", "-m", "again", status=1, says="There is nothing to commit.")
+
+    def test_what_the_server_refuses_or_says_is_told(self):
+        url, trunk = self.grown()
+        self.hook(url, "pre-commit", "echo 'No commits on Sundays, f\u00fcr niemanden.' >&2\nexit 1\n")
+        self.write(trunk, "apple", b"changed\n")
+        self.write(trunk, "new/leaf")
+        before = self.state(trunk)
+        self.run_ours(trunk, "commit", "-m", "x", "apple", "new/leaf", status=1,
+                      says="No commits on Sundays, f\u00fcr niemanden.")
+        self.assertEqual(self.state(trunk), before)
+        self.run_ours(trunk, "branch", "add", "spring", status=1, says="No commits on Sundays")
+        self.hook(url, "pre-commit", "exit 0\n")
+        self.hook(url, "post-commit", "echo 'The mail did not go out.' >&2\nexit 1\n")
+        self.run_ours(trunk, "commit", "-m", "x", "apple", says="The mail did not go out.")
+        self.assertEqual(self.newest(trunk), {"apple": "M"})
+        other = self.check_out(url + "/proj/trunk", "other")
+        self.write(other, "apple", b"theirs\n")
+        self.svn(other, "commit", "--quiet", "--message", "theirs", check=False)
+        self.write(trunk, "apple", b"ours\n")
+        self.run_ours(trunk, "commit", "-m", "late", "apple", status=1, says="apple")
+        self.assertIn("M       apple", self.state(trunk)[0])
+        self.svn(other, "lock", "--quiet", "cherry")
+        self.write(trunk, "cherry", b"ours\n")
+        self.run_ours(trunk, "commit", "-m", "locked", "cherry", status=1, says="lock")
+
+    def test_updates_switches_and_merges_are_those_of_svn(self):
+        url, trunk = self.grown()
+        other = self.check_out(url + "/proj/trunk", "other")
+        self.svn_commit(other, "theirs", apple="theirs\n", **{"new/leaf": "1\n"})
+        self.write(trunk, "cherry", b"kept\n")
+        self.run_ours(trunk, "update")
+        self.assertEqual((self.read(trunk, "apple"), self.read(trunk, "cherry")), ("theirs\n", "kept\n"))
+        self.svn_commit(other, "again", cherry="theirs\n")
+        self.run_ours(trunk, "update", status=1, says="The update has left conflicts.")
+        self.run_ours(trunk, "commit", "-m", "not yet", status=1, says="cherry")
+        self.run_ours(trunk, "discard", "--all")
+        for name, url_of in [("topic", "branches/topic"), ("v1.0", "tags/v1.0"), ("trunk", "trunk"), ("10", "trunk"),
+                             ("HEAD", "trunk")]:
+            self.run_ours(trunk, "switch", name)
+            self.assertEqual(self.svn(trunk, "info", "--show-item", "url"), f"{url}/proj/{url_of}\n")
+            twin = self.export(f"{url}/proj/{url_of}", "twin", *(["-r", "10"] if name == "10" else []))
+            self.assertEqual(self.state(trunk), ([], self.files(twin)))
+            shutil.rmtree(twin)
+        self.write(trunk, "cherry", b"kept\n")
+        self.run_ours(trunk, "switch", "-c", "winter @1")
+        self.assertEqual(self.svn(trunk, "info", "--show-item", "relative-url"), "^/proj/branches/winter%20@1\n")
+        self.assertEqual(self.state(trunk)[0], ["M       cherry"])
+        self.run_ours(trunk, "commit", "-m", "on winter")
+        self.run_ours(trunk, "branch", "add", "spring")
+        self.assertEqual(self.svn(trunk, "cat", "^/proj/branches/spring/cherry"), "kept\n", "begins where the user is")
+        self.run_ours(trunk, "branch", "add", "summer", "--from", "topic")
+        self.assertIn("quince", self.svn(trunk, "list", "^/proj/branches/summer"))
+        self.run_ours(trunk, "branch", "remove", "summer")
+        self.assertNotIn("summer", self.svn(trunk, "list", "^/proj/branches"))
+        self.run_ours(trunk, "switch", "trunk")
+        self.run_ours(trunk, "merge", "winter @1")
+        self.assertEqual(self.state(trunk)[0], [" M      .", "M       cherry"])
+        self.run_ours(trunk, "commit", "-m", "merged")
+        self.assertIn("/proj/branches/winter @1", self.svn(trunk, "propget", "svn:mergeinfo"))
+        self.run_ours(trunk, "update")
+        self.run_ours(trunk, "merge", "winter @1")
+        self.assertEqual(self.svn(trunk, "diff"), "")
+        self.run_ours(trunk, "switch", "winter @1")
+        self.svn_commit(trunk, "on winter", apple="winter\n")
+        self.run_ours(trunk, "switch", "trunk")
+        self.svn_commit(trunk, "on trunk", apple="trunk\n")
+        self.run_ours(trunk, "merge", "winter @1", status=1, says="The merge has conflicts.")
+        self.assertIn("C       apple", self.state(trunk)[0])
+        self.write(trunk, "apple", b"both\n")
+        self.run_ours(trunk, "resolve", "apple")
+        self.run_ours(trunk, "commit", "-m", "merged again")
+        self.assertEqual(self.svn(trunk, "cat", "apple"), "both\n")
+
+    def test_working_copies_files_and_repositories_are_made(self):
+        url, trunk = self.grown()
+        for options, path, revision in [
+                ([url + "/proj"], "", "HEAD"), ([url + "/proj/trunk"], "trunk", "HEAD"),
+                ([url + "/proj", "--branch", "topic"], "branches/topic", "HEAD"),
+                ([url + "/proj/trunk", "--tag", "v1.0"], "tags/v1.0", "HEAD"),
+                ([url + "/proj/trunk", "--revision", "3"], "trunk", "3")]:
+            with self.subTest(options):
+                made, = self.json_of("clone", "--system", "Subversion", options[0], "made", *options[1:])
+                self.assertEqual(self.svn(made["path"], "info", "--show-item", "url"), f"{url}/proj/{path}".rstrip("/") + "\n")
+                wanted = self.svn(trunk, "info", "--show-item", "revision", "-r", revision, url)
+                self.assertEqual(self.svn(made["path"], "info", "--show-item", "revision"), wanted)
+                self.assertEqual(self.state(made["path"])[0], [])
+            shutil.rmtree(os.path.join(self.folder, "made"), ignore_errors=True)
+        for command in (["clone", "--system", "Subversion", url + "/nope", "made"],
+                        ["clone", "--system", "Subversion", url + "/proj", "made", "--branch", "nope"]):
+            self.run_ours(self.folder, *command, status=1, says="nope")
+            self.assertFalse(os.path.lexists(os.path.join(self.folder, "made")))
+        for command, source in [(["apple", "HEAD"], "trunk/apple@11"), (["apple", "2"], "trunk/apple@2"),
+                                (["apple", "topic"], "branches/topic/apple"), (["apple", "--parent-of", "8"], "trunk/apple@7"),
+                                (["moved pear", "3"], "trunk/pear@3"), (["at@", "11"], "trunk/at@@11")]:
+            with self.subTest(command):
+                made, = self.json_of("export", "-o", self.folder, *command, cwd=trunk)
+                self.assertEqual(self.read(self.folder, made["path"]), self.svn(trunk, "cat", f"{url}/proj/{source}"))
+                os.remove(made["path"])
+        self.run_ours(self.folder, "init", "--system", "Subversion", "fresh", status=1)
+        self.assertFalse(os.path.lexists(os.path.join(self.folder, "fresh")))
+
+
+class Workspaces(SubversionTest, WorkspaceTest):
+    def state_of(self, place):
+        told = self.xml(place, "info").find("entry")
+        return told.get("revision"), told.findtext("url"), self.svn(place, "status")
+
+    def test_a_workspace_of_both_systems_is_made_again_elsewhere(self):
+        self.grown()
+        server = servers.SubversionServer(self.folder, self.environment)
+        self.addCleanup(server.close)
+        self.serve("fruit")
+        self.clone("fruit", "place", "of git")
+        far = server.address + "/orchard/proj/"
+        paths = {"app": "trunk", "a topic": "branches/topic", "tag": "tags/v1.0", "deep/folder": "trunk/woods"}
+        for name, path in paths.items():
+            self.svn(self.folder, "checkout", "--quiet", far + path, self.path("place", name))
+        self.svn(self.path("place", "app"), "update", "--quiet", "-r", "9")
+        file = self.path("both.oxscmblueprint")
+        made = self.run_host("blueprint", "create", self.path("place"), "--primary", self.path("place", "app"), "-o", file)
+        self.assertEqual((made.returncode, made.stderr), (0, b""))
+        outcomes, _ = self.checkout(file, "again")
+        self.assertEqual(set(outcomes), {*paths, "of git"})
+        comparison, = self.json_of("workspace", "compare", file, "again")
+        self.assertEqual(comparison["result"], "same", comparison)
+        for name in paths:
+            self.assertEqual(self.state_of(self.path("again", name)), self.state_of(self.path("place", name)))
+        self.assertEqual(self.head(self.path("again", "of git")), self.head(self.path("place", "of git")))
+        self.write(self.path("again"), "app/apple", b"changed\n")
+        status = {entry["path"]: entry for entry in self.json_of("workspace", "status", "again")}
+        self.assertEqual(set(status), {*paths, "of git"})
+        self.assertIn("apple", str(status["app"]))
+        log = self.json_of("workspace", "log", "again")
+        dates = [entry["date"][:19] for entry in log]
+        self.assertEqual(dates, sorted(dates, reverse=True))
+        self.assertLessEqual({"fruit: first", "on topic", "moves"}, {entry["message"].strip() for entry in log})
+        updated = {entry["path"]: (entry["outcome"], entry["after"])
+                   for entry in self.json_of("workspace", "update", "again")}
+        self.assertEqual(updated["app"], ("updated", "11"))
+        self.svn(self.path("again", "app"), "switch", "--quiet", "^/proj/branches/topic")
+        comparison, = self.json_of("workspace", "compare", file, "again")
+        self.assertEqual({entry["path"]: entry["state"] for entry in comparison["repositories"]}["app"], "changed")
+
+    def test_a_server_that_wants_a_login_asks_on_the_terminal(self):
+        self.grown()
+        server = servers.SubversionServer(self.folder, self.environment, login=("ann", "s3cret"))
+        self.addCleanup(server.close)
+        answers = [("User name:", "ann\n"), ("Password of ann:", "s3cret\n")]
+        far = server.address + "/orchard/proj/trunk"
+        status, shown = self.converse("clone", far, "clone", "--system", "Subversion", answers=answers)
+        self.assertEqual(status, 0, shown)
+        clone = self.path("clone")
+        for command in (["update"], ["log", "-n", "1"], ["status", "--remote"], ["branches"], ["diff", "9", "10"]):
+            with self.subTest(command):
+                status, shown = self.converse(*command, cwd=clone, answers=answers)
+                self.assertEqual(status, 0, shown)
+        self.write(clone, "apple", b"changed\n")
+        status, shown = self.converse("commit", "-m", "ours", cwd=clone, answers=answers)
+        self.assertEqual(status, 0, shown)
+        refused = self.run_host("update", cwd=clone)
+        self.assertEqual(refused.returncode, 1)
+        self.assertNotIn(b"s3cret", refused.stderr)
 
 
 if __name__ == "__main__":
