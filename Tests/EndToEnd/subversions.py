@@ -114,7 +114,5 @@ class SubversionTest(HostTest):
         return found
 
     def is_folder(self, place, path):
-        full = os.path.join(place, path)
-        if os.path.lexists(full):
-            return os.path.isdir(full) and not os.path.islink(full)
-        return self.xml(place, "info", pegged(path)).find("entry").get("kind") == "dir"
+        told = self.svn(place, "info", "--show-item", "kind", pegged(path), check=False).strip()
+        return told == "dir" if told else os.path.isdir(os.path.join(place, path))
