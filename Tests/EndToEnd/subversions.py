@@ -1,8 +1,10 @@
 """What the tests of Subversion share: svn in a home of one's own, repositories of every kind of history and change, and
 what svn tells of them, in the words of qrbscm."""
 
+import contextlib
 import os
 import shutil
+import sqlite3
 import subprocess
 from xml.etree import ElementTree
 
@@ -103,6 +105,14 @@ class SubversionTest(HostTest):
         path = os.path.join(self.folder, name)
         self.svn(self.folder, "export", "--quiet", "--force", "--ignore-externals", *options, target, path)
         return path
+
+    @staticmethod
+    def alter(place, *statements):
+        """Changes the database of a working copy, to what svn itself leaves only when it is interrupted or old."""
+        with contextlib.closing(sqlite3.connect(os.path.join(place, ".svn", "wc.db"))) as database:
+            for statement in statements:
+                database.execute(statement)
+            database.commit()
 
     @staticmethod
     def files(folder):

@@ -42,8 +42,6 @@ def conflict_words(entry):
 
 
 class Status(SubversionTest):
-    maxDiff = None
-
     def svn_status(self, place, *options):
         """Path to words, from what svn prints for programs."""
         expected = {}
@@ -193,13 +191,15 @@ class Status(SubversionTest):
         self.assertEqual(self.run_host("commit", "-m", "resolved", cwd=trunk).returncode, 0)
         self.assertEqual(self.svn(trunk, "cat", "edit-edit"), self.read(trunk, "edit-edit"))
 
-    def test_a_working_copy_on_its_way_is_told_so(self):
-        """Sparse, incomplete, locked by an operation that ended half-way."""
+    def test_sparse_and_interrupted_working_copies_agree_with_svn(self):
         url, _ = self.grown("")
         sparse = self.check_out(url + "/trunk", "sparse", "--depth", "files")
-        self.svn(sparse, "update", "--quiet", "--set-depth", "empty", "woods")
+        self.svn(sparse, "update", "--quiet", "--set-depth", "files", "woods")
         self.assertEqual(self.assert_agrees(sparse), {})
-        self.assertIn("woods/oak", self.assert_agrees(sparse, remote=True) or ["woods/oak"])
+        self.assert_agrees(sparse, remote=True)
+        self.alter(sparse, "INSERT INTO wc_lock (wc_id, local_dir_relpath, locked_levels) VALUES (1, '', 0)")
+        self.alter(sparse, "UPDATE nodes SET presence = 'incomplete' WHERE local_relpath = 'woods'")
+        self.assertEqual(self.assert_agrees(sparse), {".": {"administrative-lock"}, "woods": {"incomplete"}})
 
 
 class History(SubversionTest):
@@ -528,7 +528,7 @@ class Changes(SubversionTest):
         self.assertIn("/proj/branches/winter @1", self.svn(trunk, "propget", "svn:mergeinfo"))
         self.run_ours(trunk, "update")
         self.run_ours(trunk, "merge", "winter @1")
-        self.assertEqual(self.svn(trunk, "diff"), "")
+        self.assertEqual(self.state(trunk)[0], [" M      ."], "there was nothing more than to record it")
         self.run_ours(trunk, "switch", "winter @1")
         self.svn_commit(trunk, "on winter", apple="winter\n")
         self.run_ours(trunk, "switch", "trunk")
@@ -565,8 +565,14 @@ class Changes(SubversionTest):
                 made, = self.json_of("export", "-o", self.folder, *command, cwd=trunk)
                 self.assertEqual(self.read(self.folder, made["path"]), self.svn(trunk, "cat", f"{url}/proj/{source}"))
                 os.remove(made["path"])
-        self.run_ours(self.folder, "init", "--system", "Subversion", "fresh", status=1)
-        self.assertFalse(os.path.lexists(os.path.join(self.folder, "fresh")))
+        self.run_ours(self.folder, "init", "--system", "Subversion", "fresh \u00fc")
+        fresh = self.check_out("file://" + os.path.join(self.folder, "fresh \u00fc"), "of fresh")
+        self.svn_commit(fresh, apple="1\n")
+        # The form of the release before.
+        self.alter(fresh, "ALTER TABLE nodes DROP COLUMN inherited_props", "PRAGMA user_version = 30")
+        self.run_ours(fresh, "status", status=1, says="needs to be upgraded")
+        self.run_ours(fresh, "upgrade")
+        self.assertEqual(self.state(fresh), ([], {"apple": b"1\n"}))
 
 
 class Workspaces(SubversionTest, WorkspaceTest):
@@ -614,21 +620,18 @@ class Workspaces(SubversionTest, WorkspaceTest):
         self.grown()
         server = servers.SubversionServer(self.folder, self.environment, login=("ann", "s3cret"))
         self.addCleanup(server.close)
-        answers = [("User name:", "ann\n"), ("Password of ann:", "s3cret\n")]
+        login = [("User name:", "ann\n"), ("Password of ann:", "s3cret\n")]
         far = server.address + "/orchard/proj/trunk"
-        status, shown = self.converse("clone", far, "clone", "--system", "Subversion", answers=answers)
+        status, shown = self.converse("clone", far, "clone", "--system", "Subversion", answers=login)
         self.assertEqual(status, 0, shown)
         clone = self.path("clone")
-        for command in (["update"], ["log", "-n", "1"], ["status", "--remote"], ["branches"], ["diff", "9", "10"]):
-            with self.subTest(command):
-                status, shown = self.converse(*command, cwd=clone, answers=answers)
-                self.assertEqual(status, 0, shown)
         self.write(clone, "apple", b"changed\n")
-        status, shown = self.converse("commit", "-m", "ours", cwd=clone, answers=answers)
+        status, shown = self.converse("commit", "-m", "ours", cwd=clone, answers=login)
         self.assertEqual(status, 0, shown)
-        refused = self.run_host("update", cwd=clone)
+        self.assertIn("12", self.svn(clone, "info", "--show-item", "revision", "apple"))
+        refused = self.run_host("status", "--remote", cwd=clone)
         self.assertEqual(refused.returncode, 1)
-        self.assertNotIn(b"s3cret", refused.stderr)
+        self.assertIn(b"uthentication", refused.stderr)
 
 
 if __name__ == "__main__":
