@@ -3,6 +3,7 @@ what svn tells of them, in the words of qrbscm."""
 
 import contextlib
 import os
+import shlex
 import shutil
 import sqlite3
 import subprocess
@@ -34,6 +35,14 @@ class SubversionTest(HostTest):
         if check and result.returncode != 0:
             self.fail(f"svn {arguments} failed: {result.stderr.decode()}")
         return result.stdout.decode()
+
+    def svn_all(self, place, *lines):
+        for line in lines:
+            self.svn(place, *shlex.split(line), "--quiet")
+
+    def write_all(self, place, names, content=b"text\n"):
+        for name in names:
+            self.write(place, name, content)
 
     def xml(self, place, *arguments):
         return ElementTree.fromstring(self.svn(place, *arguments, "--xml"))
@@ -77,8 +86,7 @@ class SubversionTest(HostTest):
         lines = "".join(f"line {number}\n" for number in range(40))
         self.svn_commit(trunk, "Plant\n\nwith a body\n  and \u00fcmlauts", author="ada", apple=lines, pear="1\n", plum="1\n",
                     cherry="1\n", **{"trees/oak": lines, "trees/ash": "1\n", "trees/deep/elm": "1\n"})
-        for name in NAMES:
-            self.write(trunk, name)
+        self.write_all(trunk, NAMES)
         self.svn_commit(trunk, "names", author="bert")
         self.svn(self.folder, "copy", "--quiet", "--message", "branch", below + "/trunk", below + "/branches/topic")
         self.svn(self.folder, "copy", "--quiet", "--message", "tag", below + "/trunk", below + "/tags/v1.0")
@@ -89,9 +97,7 @@ class SubversionTest(HostTest):
         self.svn_commit(trunk, "a property")
         self.svn(trunk, "propset", "--quiet", "colour", "green", "apple")
         self.svn_commit(trunk, "", author="ada", apple=lines + "last\n")
-        self.svn(trunk, "move", "--quiet", "pear", "moved pear")
-        self.svn(trunk, "copy", "--quiet", "plum", "copied plum")
-        self.svn(trunk, "remove", "--quiet", "trees/ash")
+        self.svn_all(trunk, "move pear 'moved pear'", "copy plum 'copied plum'", "remove trees/ash")
         self.svn_commit(trunk, "moves", author="bert", **{"copied plum": "2\n"})
         self.svn(trunk, "remove", "--quiet", "cherry")
         self.write(trunk, "cherry", b"another\n")

@@ -1,6 +1,7 @@
 """qrbscm in Subversion working copies says what svn says, and does what svn shows afterwards."""
 
 import os
+import shlex
 import shutil
 from urllib.parse import unquote
 
@@ -101,45 +102,32 @@ class Status(SubversionTest):
     def changed(self):
         """A trunk with every kind of change."""
         url, trunk = self.grown()
-        self.svn(trunk, "update", "--quiet", "--set-depth", "empty", "woods/deep")
-        self.svn(trunk, "propset", "--quiet", "svn:needs-lock", "*", "plum", "quince")
+        self.svn_all(trunk, "update --set-depth empty woods/deep", "propset svn:needs-lock '*' plum quince")
         self.svn(trunk, "propset", "--quiet", "svn:ignore", "*.log\nbuild", ".")
         self.svn(trunk, "propset", "--quiet", "svn:global-ignores", "*.tmp", ".")
-        self.svn(trunk, "propset", "--quiet", "svn:externals",
-                 "^/proj/tags/v1.0/trees lib\n^/proj/tags/v1.0/plum file.txt", ".")
-        for name in ("missing", "missing folder/x", "obstructed", "switched/x", "two", "nested/x", "binary", "swapped"):
-            self.write(trunk, name)
+        self.svn(trunk, "propset", "--quiet", "svn:externals", "^/proj/tags/v1.0/trees lib\n^/proj/tags/v1.0/plum file.txt", ".")
+        self.write_all(trunk, ("missing", "missing folder/x", "obstructed", "switched/x", "two", "nested/x", "binary", "swapped"))
         self.svn_commit(trunk, "more")
-        self.svn(trunk, "lock", "--quiet", "plum")
-        self.svn(trunk, "switch", "--quiet", "--ignore-ancestry", "^/proj/tags/v1.0/trees", "switched")
-        self.svn(trunk, "changelist", "--quiet", "mine", "quince")
+        self.svn_all(trunk, "lock plum", "switch --ignore-ancestry ^/proj/tags/v1.0/trees switched",
+                            "changelist mine quince")
         for name in ["apple", *NAMES]:
             self.write(trunk, name, b"changed\n")
             self.write(trunk, name + ".new")
-        self.svn(trunk, "propset", "--quiet", "colour", "blue", "two")
-        self.svn(trunk, "propset", "--quiet", "colour", "blue", "woods")
-        self.svn(trunk, "propset", "--quiet", "colour", "blue", "apple")
+        self.svn_all(trunk, "propset colour blue two", "propset colour blue woods", "propset colour blue apple")
         os.remove(os.path.join(trunk, "missing"))
         shutil.rmtree(os.path.join(trunk, "missing folder"))
         os.remove(os.path.join(trunk, "obstructed"))
         os.mkdir(os.path.join(trunk, "obstructed"))
-        self.svn(trunk, "move", "--quiet", "moved pear", "again")
-        self.svn(trunk, "copy", "--quiet", "quince", "copy of quince")
+        self.svn_all(trunk, "move 'moved pear' again", "copy quince 'copy of quince'")
         self.write(trunk, "copy of quince", b"changed\n")
-        self.svn(trunk, "copy", "--quiet", "woods", "copied woods")
-        self.svn(trunk, "move", "--quiet", "nested", "moved folder")
+        self.svn_all(trunk, "copy woods 'copied woods'", "move nested 'moved folder'")
         self.write(trunk, "moved folder/x", b"changed\n")
-        self.svn(trunk, "remove", "--quiet", "--keep-local", "binary")
-        self.svn(trunk, "remove", "--quiet", "swapped")
-        self.svn(trunk, "copy", "--quiet", "plum", "swapped")
-        self.svn(trunk, "remove", "--quiet", "cherry")
+        self.svn_all(trunk, "remove --keep-local binary", "remove swapped", "copy plum swapped", "remove cherry")
         self.write(trunk, "cherry")
         self.svn(trunk, "add", "--quiet", "cherry")
         self.write(trunk, "new/x")
-        self.svn(trunk, "add", "--quiet", "new")
-        self.svn(trunk, "propset", "--quiet", "colour", "blue", "new")
-        for name in ("x.o", "x.log", "x.tmp", "build/x", "new/y.tmp", "untracked folder/y", "lib/here"):
-            self.write(trunk, name)
+        self.svn_all(trunk, "add new", "propset colour blue new")
+        self.write_all(trunk, ("x.o", "x.log", "x.tmp", "build/x", "new/y.tmp", "untracked folder/y", "lib/here"))
         os.symlink("apple", os.path.join(trunk, "link"))
         os.symlink("nowhere", os.path.join(trunk, "dangling"))
         return url, trunk
@@ -148,12 +136,8 @@ class Status(SubversionTest):
         url, trunk = self.changed()
         self.assert_agrees(trunk)
         other = self.check_out(url + "/proj/trunk", "other")
-        self.svn(other, "lock", "--quiet", "--force", "plum")
-        self.svn(other, "lock", "--quiet", "woods/oak")
-        self.svn(other, "propset", "--quiet", "colour", "pink", "quince")
-        self.svn(other, "remove", "--quiet", "two", "missing")
-        self.svn(other, "remove", "--quiet", "copied plum")
-        self.svn(other, "copy", "--quiet", "apple", "copied plum")
+        self.svn_all(other, "lock --force plum", "lock woods/oak", "propset colour pink quince", "remove two missing",
+                            "remove 'copied plum'", "copy apple 'copied plum'")
         self.svn_commit(other, "elsewhere", apple="other\n", **{"arriving/x": "1\n", "cherry": "3\n", "woods/oak": "2\n"})
         self.svn(other, "propset", "--quiet", "colour", "pink", ".")
         self.svn_commit(other, "the root")
@@ -161,8 +145,7 @@ class Status(SubversionTest):
 
     def test_conflicts_agree_with_svn(self):
         url, trunk = self.grown()
-        for name in ("edit-edit", "edit-delete", "delete-edit", "delete-delete", "property", "both", "move-edit", "folder/x"):
-            self.write(trunk, name, b"base\n")
+        self.write_all(trunk, ("edit-edit", "edit-delete", "delete-edit", "delete-delete", "property", "both", "move-edit", "folder/x"), b"base\n")
         self.svn_commit(trunk, "base")
         other = self.check_out(url + "/proj/trunk", "other")
         self.svn(other, "remove", "--quiet", "edit-delete", "delete-delete", "folder")
@@ -171,10 +154,8 @@ class Status(SubversionTest):
             self.svn(trunk, "propset", "--quiet", "colour", "ours", name)
         self.svn_commit(other, "theirs", **{name: "theirs\n" for name in
                                         ("edit-edit", "delete-edit", "both", "move-edit", "new", "unversioned")})
-        self.svn(trunk, "remove", "--quiet", "delete-edit", "delete-delete")
-        self.svn(trunk, "move", "--quiet", "move-edit", "moved")
-        for name in ("edit-edit", "edit-delete", "both", "new", "unversioned", "folder/x"):
-            self.write(trunk, name, b"ours\n")
+        self.svn_all(trunk, "remove delete-edit delete-delete", "move move-edit moved")
+        self.write_all(trunk, ("edit-edit", "edit-delete", "both", "new", "unversioned", "folder/x"), b"ours\n")
         self.svn(trunk, "add", "--quiet", "new")
         result = self.run_host("update", cwd=trunk)
         self.assertEqual(result.returncode, 1)
@@ -240,8 +221,7 @@ class History(SubversionTest):
     def test_logs_agree_with_svn(self):
         url, trunk = self.grown()
         self.hook(url, "pre-revprop-change", "exit 0\n")
-        self.svn(trunk, "propdel", "--quiet", "--revprop", "-r", "7", "svn:author")
-        self.svn(trunk, "update", "--quiet", "-r", "10")
+        self.svn_all(trunk, "propdel --revprop -r 7 svn:author", "update -r 10")
         for ours, svn in [
                 ([], ["-r", "BASE:1"]), (["-n", "3"], ["-r", "BASE:1", "-l", "3"]), (["-n", "0"], ["-r", "BASE:1"]),
                 *[(["--file", name], ["-r", "BASE:1", pegged(name)])
@@ -344,13 +324,11 @@ class History(SubversionTest):
                 self.assertEqual(made, wanted)
 
     def edit(self, trunk):
-        for name in ["apple", *NAMES]:
-            self.write(trunk, name, b"changed\nno newline at the end")
+        self.write_all(trunk, ["apple", *NAMES], b"changed\nno newline at the end")
         self.write(trunk, "binary", bytes(range(256)))
         self.write(trunk, "empty", b"")
-        self.svn(trunk, "add", "--quiet", "--force", "binary", "empty")
-        self.svn(trunk, "remove", "--quiet", "--force", "quince", "woods/deep")
-        self.svn(trunk, "move", "--quiet", "--force", "plum", "moved plum")
+        self.svn_all(trunk, "add --force binary empty", "remove --force quince woods/deep",
+                            "move --force plum 'moved plum'")
         self.write(trunk, "moved plum", b"changed\n")
 
     def summary(self, place, *arguments):
@@ -364,16 +342,18 @@ class History(SubversionTest):
 
 
 class Changes(SubversionTest):
-    def run_ours(self, place, *command, status=0, says=""):
-        result = self.run_host(*command, cwd=place)
+    def ours(self, place, command, status=0, says=""):
+        result = self.run_host(*shlex.split(command), cwd=place)
         self.assertEqual(result.returncode, status, result.stderr)
-        self.assertIn(says.encode(), result.stderr)
-        return result
+        self.assertIn(says, result.stderr.decode())
 
     def state(self, place):
         """What svn tells of a working copy, and its files."""
         files = {path: data for path, data in self.files(place).items() if not path.startswith(".svn")}
         return sorted(self.svn(place, "status", "--no-ignore").splitlines()), files
+
+    def told(self, place, item, *options):
+        return self.svn(place, "info", "--show-item", item, *options).strip()
 
     def newest(self, place):
         """Paths, as seen from the trunk, that the newest revision changed, with svn's letters."""
@@ -382,40 +362,32 @@ class Changes(SubversionTest):
 
     def test_what_is_done_to_files_is_what_svn_does(self):
         url, _ = self.grown()
-
-        def edit(place):
-            for name in ("apple", "woods/oak", "new/leaf", "new/x.o"):
-                self.write(place, name, b"new\n")
-            for name in NAMES:
-                self.write(place, name + ".new")
-
         new = [name + ".new" for name in NAMES]
         for number, (ours, svn) in enumerate([
-                (["add", "new/leaf"], ["add", "--parents", "new/leaf"]), (["add", "new"], ["add", "new"]),
-                (["add", "."], ["add", "--force", "."]), (["add", "--", *new], ["add", *map(pegged, new)]),
-                (["add", "new/x.o"], ["add", "--parents", "new/x.o"]), (["rm", "plum", "woods/deep"], None),
-                (["rm", "--", *NAMES], ["remove", *map(pegged, NAMES)]), (["mv", "plum", "prune"], None),
-                (["mv", "plum", "cherry", "woods/"], ["move", "plum", "cherry", "woods"]), (["mv", "woods", "wood"], None),
-                (["mv", "at@", "50%", "woods"], ["move", "at@@", "50%", "woods"]),
-                (["mv", "apple", "at@new"], ["move", "apple", "at@new"]),
-                (["cp", "apple", "copy"], None), (["cp", "woods", "copies"], None), (["mkdir", "a", "b @1"], None),
-                (["mkdir", "-p", "c/d/e"], ["mkdir", "--parents", "c/d/e"]), (["discard", "apple"], ["revert", "apple"]),
-                (["discard", "woods"], ["revert", "-R", "woods"]), (["discard", "--all"], ["revert", "-R", "."])]):
+                ("add new/leaf", "add --parents new/leaf"), ("add new", "add new"), ("add .", "add --force ."),
+                ("add new/x.o", "add --parents new/x.o"), ("rm plum woods/deep", "remove plum woods/deep"),
+                ("add -- " + shlex.join(new), "add " + shlex.join(map(pegged, new))),
+                ("rm -- " + shlex.join(NAMES), "remove " + shlex.join(map(pegged, NAMES))),
+                ("mv plum prune", "move plum prune"), ("mv plum cherry woods/", "move plum cherry woods"),
+                ("mv woods wood", "move woods wood"), ("mv at@ 50% woods", "move at@@ 50% woods"),
+                ("mv apple at@new", "move apple at@new"), ("cp apple copy", "copy apple copy"),
+                ("cp woods copies", "copy woods copies"), ("mkdir a 'b @1'", "mkdir a 'b @1@'"),
+                ("mkdir -p c/d/e", "mkdir --parents c/d/e"), ("discard apple", "revert apple"),
+                ("discard woods", "revert -R woods"), ("discard --all", "revert -R .")]):
             with self.subTest(ours):
                 places = [self.check_out(url + "/proj/trunk", f"{side} {number}") for side in ("our", "their")]
                 for place in places:
-                    edit(place)
-                self.run_ours(places[0], *ours)
-                words = svn or [{"rm": "remove", "mv": "move", "cp": "copy"}.get(ours[0], ours[0]), *ours[1:]]
-                self.svn(places[1], *[pegged(word) if word == "b @1" else word for word in words])
+                    self.write_all(place, ["apple", "woods/oak", "new/leaf", "new/x.o", *new], b"new\n")
+                self.ours(places[0], ours)
+                self.svn_all(places[1], svn)
                 self.assertEqual(self.state(places[0]), self.state(places[1]))
 
     def test_a_move_is_undone_as_a_whole(self):
         _, trunk = self.grown()
         before = self.state(trunk)
         for half in ("plum", "woods/plum"):
-            self.run_ours(trunk, "mv", "plum", "woods")
-            self.run_ours(trunk, "discard", half)
+            self.ours(trunk, "mv plum woods")
+            self.ours(trunk, "discard " + half)
             self.assertEqual(self.state(trunk), before)
 
     def test_what_cannot_be_done_is_refused_and_changes_nothing(self):
@@ -424,154 +396,133 @@ class Changes(SubversionTest):
         self.write(trunk, "untracked")
         self.write(self.folder, "outside")
         for command, says in [
-                (["add", "nothing"], "nothing"), (["add", "../outside"], "outside"), (["add", ".svn/wc.db"], ".svn"),
-                (["rm", "apple"], "apple"), (["rm", "."], ""), (["rm", "plum", "untracked"], "untracked"),
-                (["mv", "plum", "apple"], "apple"), (["mv", "untracked", "tracked"], "untracked"),
-                (["mv", "plum", "untracked", "woods"], "untracked"), (["cp", "plum", "untracked"], "untracked"),
-                (["mkdir", "untracked/x"], "untracked"), (["mkdir", "woods"], "woods"), (["discard", "untracked"], "untracked"),
-                (["discard", "plum", "nothing"], "nothing"), (["resolve", "untracked"], "untracked"),
-                (["commit", "-m", "x", "../outside"], "outside"),
-                (["commit", "-m", "x", "plum"], "There is nothing to commit."), (["switch", "nope"], "nope"),
-                (["merge", "nope"], "nope"), (["branch", "add", "topic"], "topic"), (["branch", "remove", "nope"], "nope"),
-                (["branch", "add", "../x"], "x"), (["switch", "-c", "topic"], "topic"), 
-                (["tag", "nope"], "nope"), (["show", "4711"], "4711"), (["diff", "nope"], "nope"),
-                (["blame", "untracked"], "untracked"), (["blame", "apple", "1"], "1"), (["log", "--file", "nope"], "nope"),
+                *[(command, command.split()[-1]) for command in [
+                    "add nothing", "add ../outside", "add .svn/wc.db", "rm apple", "rm plum untracked", "mv plum apple",
+                    "mv plum untracked", "cp plum untracked", "mkdir woods", "discard untracked", "discard plum nothing",
+                    "resolve untracked", "commit -m x ../outside", "switch nope", "merge nope", "branch add topic",
+                    "branch remove nope", "branch add ../x", "switch -c topic", "tag nope", "show 4711", "diff nope",
+                    "blame untracked", "blame apple 1", "log --file nope", "commit -m x untracked nothing",
+                    "branch remove trunk"]],
                 *[(command, "does not support distributed remote repositories") for command in [
-                    ["fetch"], ["push"], ["remote"], ["remote", "add", "far", "https://example.org/"],
-                    ["remote", "remove", "far"], ["update", "far"]]],
-                (["commit", "-m", "x", "untracked", "nothing"], "nothing"), (["branch", "remove", "trunk"], "trunk")]:
+                    "fetch", "push", "remote", "remote add far https://example.org/", "remote remove far", "update far"]],
+                ("rm .", ""), ("mv untracked tracked", "untracked"), ("mv plum untracked woods", "untracked"),
+                ("mkdir untracked/x", "untracked"), ("commit -m x plum", "There is nothing to commit.")]:
             with self.subTest(command):
-                before = self.state(trunk), self.svn(trunk, "info", "^/")
-                self.run_ours(trunk, *command, status=1, says=says)
-                self.assertEqual((self.state(trunk), self.svn(trunk, "info", "^/")), before)
+                before = self.state(trunk), self.told(trunk, "revision", "^/")
+                self.ours(trunk, command, status=1, says=says)
+                self.assertEqual((self.state(trunk), self.told(trunk, "revision", "^/")), before)
 
     def test_commits_are_exactly_what_is_named(self):
         _, trunk = self.grown()
-        for name in ("apple", "cherry", "new/deep/leaf", "new/deep/other", "new/sibling", *NAMES):
-            self.write(trunk, name, b"changed\n")
-        self.svn(trunk, "move", "--quiet", "plum", "prune")
-        self.svn(trunk, "remove", "--quiet", "quince")
-        self.svn(trunk, "propset", "--quiet", "colour", "blue", "woods", "moved pear")
-        self.svn(trunk, "copy", "--quiet", "woods", "copied woods")
+        self.write_all(trunk, ["apple", "cherry", "new/deep/leaf", "new/deep/other", "new/sibling", *NAMES], b"changed\n")
+        self.svn_all(trunk, "move plum prune", "remove quince", "propset colour blue woods 'moved pear'",
+                     "copy woods 'copied woods'")
         self.write(trunk, "copied woods/oak", b"changed\n")
         os.remove(os.path.join(trunk, "copied plum"))
-        for named, expected in [
-                (["apple"], {"apple": "M"}), (["new/deep/leaf"], {"new": "A", "new/deep": "A", "new/deep/leaf": "A"}),
-                (["prune"], {"plum": "D", "prune": "A"}), (["quince", "copied plum"], {"quince": "D", "copied plum": "D"}),
-                (["woods"], {"woods": "M"}), (["copied woods"], {"copied woods": "A", "copied woods/oak": "M"}),
-                (["--", *NAMES], dict.fromkeys(NAMES, "M")), (["new"], {"new/deep/other": "A", "new/sibling": "A"}),
-                ([], {"cherry": "M", "moved pear": "M"})]:
+        for revision, (named, expected) in enumerate([
+                ("apple", {"apple": "M"}), ("new/deep/leaf", {"new": "A", "new/deep": "A", "new/deep/leaf": "A"}),
+                ("prune", {"plum": "D", "prune": "A"}), ("quince 'copied plum'", {"quince": "D", "copied plum": "D"}),
+                ("woods", {"woods": "M"}), ("'copied woods'", {"copied woods": "A", "copied woods/oak": "M"}),
+                (shlex.join(["--", *NAMES]), dict.fromkeys(NAMES, "M")),
+                ("new", {"new/deep/other": "A", "new/sibling": "A"}), ("", {"cherry": "M", "moved pear": "M"})], 12):
             with self.subTest(named):
-                self.run_ours(trunk, "commit", "-m", "Grow\n\n\u00fc", *named)
-                self.assertEqual(self.newest(trunk), expected)
-                self.assertEqual(self.svn(trunk, "log", "--quiet", "-l1", "--xml", "^/").count("logentry"), 2)
+                self.ours(trunk, f"commit -m 'Grow\n\n\u00fc' {named}")
+                self.assertEqual((self.newest(trunk), self.told(trunk, "revision", "^/")), (expected, str(revision)))
         self.assertEqual(self.state(trunk)[0], [])
-        self.run_ours(trunk, "commit", "-m", "again", status=1, says="There is nothing to commit.")
+        self.ours(trunk, "commit -m again", status=1, says="There is nothing to commit.")
 
     def test_what_the_server_refuses_or_says_is_told(self):
         url, trunk = self.grown()
-        self.hook(url, "pre-commit", "echo 'No commits on Sundays, f\u00fcr niemanden.' >&2\nexit 1\n")
-        self.write(trunk, "apple", b"changed\n")
-        self.write(trunk, "new/leaf")
+        refusal = "No commits on Sundays, f\u00fcr niemanden."
+        self.hook(url, "pre-commit", f"echo '{refusal}' >&2\nexit 1\n")
+        self.write_all(trunk, ["apple", "new/leaf"], b"changed\n")
         before = self.state(trunk)
-        self.run_ours(trunk, "commit", "-m", "x", "apple", "new/leaf", status=1,
-                      says="No commits on Sundays, f\u00fcr niemanden.")
+        self.ours(trunk, "commit -m x apple new/leaf", status=1, says=refusal)
+        self.ours(trunk, "branch add spring", status=1, says=refusal)
         self.assertEqual(self.state(trunk), before)
-        self.run_ours(trunk, "branch", "add", "spring", status=1, says="No commits on Sundays")
         self.hook(url, "pre-commit", "exit 0\n")
         self.hook(url, "post-commit", "echo 'The mail did not go out.' >&2\nexit 1\n")
-        self.run_ours(trunk, "commit", "-m", "x", "apple", says="The mail did not go out.")
+        self.ours(trunk, "commit -m x apple", says="The mail did not go out.")
         self.assertEqual(self.newest(trunk), {"apple": "M"})
+        self.hook(url, "post-commit", "exit 0\n")
         other = self.check_out(url + "/proj/trunk", "other")
-        self.write(other, "apple", b"theirs\n")
-        self.svn(other, "commit", "--quiet", "--message", "theirs", check=False)
-        self.write(trunk, "apple", b"ours\n")
-        self.run_ours(trunk, "commit", "-m", "late", "apple", status=1, says="apple")
-        self.assertIn("M       apple", self.state(trunk)[0])
-        self.svn(other, "lock", "--quiet", "cherry")
-        self.write(trunk, "cherry", b"ours\n")
-        self.run_ours(trunk, "commit", "-m", "locked", "cherry", status=1, says="lock")
+        self.svn_commit(other, "theirs", apple="theirs\n")
+        self.svn_all(other, "lock cherry")
+        self.write_all(trunk, ["apple", "cherry"], b"ours\n")
+        for name, says in [("apple", "apple"), ("cherry", "lock")]:
+            self.ours(trunk, "commit -m late " + name, status=1, says=says)
+            self.assertIn("M       " + name, self.state(trunk)[0])
 
     def test_updates_switches_and_merges_are_those_of_svn(self):
         url, trunk = self.grown()
         other = self.check_out(url + "/proj/trunk", "other")
         self.svn_commit(other, "theirs", apple="theirs\n", **{"new/leaf": "1\n"})
         self.write(trunk, "cherry", b"kept\n")
-        self.run_ours(trunk, "update")
+        self.ours(trunk, "update")
         self.assertEqual((self.read(trunk, "apple"), self.read(trunk, "cherry")), ("theirs\n", "kept\n"))
-        self.svn_commit(other, "again", cherry="theirs\n")
-        self.run_ours(trunk, "update", status=1, says="The update has left conflicts.")
-        self.run_ours(trunk, "commit", "-m", "not yet", status=1, says="cherry")
-        self.run_ours(trunk, "discard", "--all")
-        for name, url_of in [("topic", "branches/topic"), ("v1.0", "tags/v1.0"), ("trunk", "trunk"), ("10", "trunk"),
-                             ("HEAD", "trunk")]:
-            self.run_ours(trunk, "switch", name)
-            self.assertEqual(self.svn(trunk, "info", "--show-item", "url"), f"{url}/proj/{url_of}\n")
-            twin = self.export(f"{url}/proj/{url_of}", "twin", *(["-r", "10"] if name == "10" else []))
-            self.assertEqual(self.state(trunk), ([], self.files(twin)))
-            shutil.rmtree(twin)
+        self.ours(trunk, "discard --all")
+        for name, path, *options in [("topic", "branches/topic"), ("v1.0", "tags/v1.0"), ("trunk", "trunk"),
+                                     ("10", "trunk", "-r", "10"), ("HEAD", "trunk")]:
+            self.ours(trunk, "switch " + name)
+            self.assertEqual(self.told(trunk, "url"), f"{url}/proj/{path}")
+            self.assertEqual(self.state(trunk), ([], self.files(self.export(f"{url}/proj/{path}", "at " + name, *options))))
         self.write(trunk, "cherry", b"kept\n")
-        self.run_ours(trunk, "switch", "-c", "winter @1")
-        self.assertEqual(self.svn(trunk, "info", "--show-item", "relative-url"), "^/proj/branches/winter%20@1\n")
+        self.ours(trunk, "switch -c 'winter @1'")
+        self.assertEqual(self.told(trunk, "relative-url"), "^/proj/branches/winter%20@1")
         self.assertEqual(self.state(trunk)[0], ["M       cherry"])
-        self.run_ours(trunk, "commit", "-m", "on winter")
-        self.run_ours(trunk, "branch", "add", "spring")
+        self.ours(trunk, "commit -m 'on winter'")
+        self.ours(trunk, "branch add spring")
+        self.ours(trunk, "branch add summer --from topic")
         self.assertEqual(self.svn(trunk, "cat", "^/proj/branches/spring/cherry"), "kept\n", "begins where the user is")
-        self.run_ours(trunk, "branch", "add", "summer", "--from", "topic")
         self.assertIn("quince", self.svn(trunk, "list", "^/proj/branches/summer"))
-        self.run_ours(trunk, "branch", "remove", "summer")
-        self.assertNotIn("summer", self.svn(trunk, "list", "^/proj/branches"))
-        self.run_ours(trunk, "switch", "trunk")
-        self.run_ours(trunk, "merge", "winter @1")
-        self.assertEqual(self.state(trunk)[0], [" M      .", "M       cherry"])
-        self.run_ours(trunk, "commit", "-m", "merged")
+        self.ours(trunk, "branch remove summer")
+        self.assertEqual(self.svn(trunk, "list", "^/proj/branches").split("/\n"), ["spring", "topic", "winter @1", ""])
+        for changes in ([" M      .", "M       cherry"], [" M      ."]):
+            self.ours(trunk, "switch trunk")
+            self.ours(trunk, "merge 'winter @1'")
+            self.assertEqual(self.state(trunk)[0], changes, "the second time only that it was merged")
+            self.ours(trunk, "commit -m merged")
+            self.ours(trunk, "update")
         self.assertIn("/proj/branches/winter @1", self.svn(trunk, "propget", "svn:mergeinfo"))
-        self.run_ours(trunk, "update")
-        self.run_ours(trunk, "merge", "winter @1")
-        self.assertEqual(self.state(trunk)[0], [" M      ."], "there was nothing more than to record it")
-        self.run_ours(trunk, "switch", "winter @1")
-        self.svn_commit(trunk, "on winter", apple="winter\n")
-        self.run_ours(trunk, "switch", "trunk")
-        self.svn_commit(trunk, "on trunk", apple="trunk\n")
-        self.run_ours(trunk, "merge", "winter @1", status=1, says="The merge has conflicts.")
+        for branch in ("'winter @1'", "trunk"):
+            self.ours(trunk, "switch " + branch)
+            self.svn_commit(trunk, "on " + branch, apple=branch + "\n")
+        self.ours(trunk, "merge 'winter @1'", status=1, says="The merge has conflicts.")
         self.assertIn("C       apple", self.state(trunk)[0])
+        self.ours(trunk, "commit -m 'not yet'", status=1, says="apple")
         self.write(trunk, "apple", b"both\n")
-        self.run_ours(trunk, "resolve", "apple")
-        self.run_ours(trunk, "commit", "-m", "merged again")
+        self.ours(trunk, "resolve apple")
+        self.ours(trunk, "commit -m 'merged again'")
         self.assertEqual(self.svn(trunk, "cat", "apple"), "both\n")
 
     def test_working_copies_files_and_repositories_are_made(self):
         url, trunk = self.grown()
-        for options, path, revision in [
-                ([url + "/proj"], "", "HEAD"), ([url + "/proj/trunk"], "trunk", "HEAD"),
-                ([url + "/proj", "--branch", "topic"], "branches/topic", "HEAD"),
-                ([url + "/proj/trunk", "--tag", "v1.0"], "tags/v1.0", "HEAD"),
-                ([url + "/proj/trunk", "--revision", "3"], "trunk", "3")]:
-            with self.subTest(options):
-                made, = self.json_of("clone", "--system", "Subversion", options[0], "made", *options[1:])
-                self.assertEqual(self.svn(made["path"], "info", "--show-item", "url"), f"{url}/proj/{path}".rstrip("/") + "\n")
-                wanted = self.svn(trunk, "info", "--show-item", "revision", "-r", revision, url)
-                self.assertEqual(self.svn(made["path"], "info", "--show-item", "revision"), wanted)
-                self.assertEqual(self.state(made["path"])[0], [])
-            shutil.rmtree(os.path.join(self.folder, "made"), ignore_errors=True)
-        for command in (["clone", "--system", "Subversion", url + "/nope", "made"],
-                        ["clone", "--system", "Subversion", url + "/proj", "made", "--branch", "nope"]):
-            self.run_ours(self.folder, *command, status=1, says="nope")
-            self.assertFalse(os.path.lexists(os.path.join(self.folder, "made")))
-        for command, source in [(["apple", "HEAD"], "trunk/apple@11"), (["apple", "2"], "trunk/apple@2"),
-                                (["apple", "topic"], "branches/topic/apple"), (["apple", "--parent-of", "8"], "trunk/apple@7"),
-                                (["moved pear", "3"], "trunk/pear@3"), (["at@", "11"], "trunk/at@@11")]:
+        for number, (place, options, path, *pin) in enumerate([
+                ("/proj", [], "/proj"), ("/proj/trunk", [], "/proj/trunk"),
+                ("/proj", ["--branch", "topic"], "/proj/branches/topic"),
+                ("/proj/trunk", ["--tag", "v1.0"], "/proj/tags/v1.0"),
+                ("/proj/trunk", ["--revision", "3"], "/proj/trunk", "-r", "3")]):
+            made, = self.json_of("clone", "--system", "Subversion", url + place, f"made {number}", *options)
+            self.assertEqual((self.told(made["path"], "url"), self.told(made["path"], "revision"), self.state(made["path"])),
+                             (url + path, pin[-1] if pin else "11",
+                              ([], self.files(self.export(url + path, f"export {number}", *pin)))))
+        for command in ("/nope never", "/proj never --branch nope"):
+            self.ours(self.folder, f"clone --system Subversion {url}{command}", status=1, says="nope")
+            self.assertFalse(os.path.lexists(os.path.join(self.folder, "never")))
+        for command, source in [("apple HEAD", "trunk/apple@11"), ("apple 2", "trunk/apple@2"),
+                                ("apple topic", "branches/topic/apple"), ("apple --parent-of 8", "trunk/apple@7"),
+                                ("'moved pear' 3", "trunk/pear@3"), ("at@ 11", "trunk/at@@11")]:
             with self.subTest(command):
-                made, = self.json_of("export", "-o", self.folder, *command, cwd=trunk)
+                made, = self.json_of("export", "-o", self.folder, *shlex.split(command), cwd=trunk)
                 self.assertEqual(self.read(self.folder, made["path"]), self.svn(trunk, "cat", f"{url}/proj/{source}"))
                 os.remove(made["path"])
-        self.run_ours(self.folder, "init", "--system", "Subversion", "fresh \u00fc")
+        self.ours(self.folder, "init --system Subversion 'fresh \u00fc'")
         fresh = self.check_out("file://" + os.path.join(self.folder, "fresh \u00fc"), "of fresh")
         self.svn_commit(fresh, apple="1\n")
         # The form of the release before.
         self.alter(fresh, "ALTER TABLE nodes DROP COLUMN inherited_props", "PRAGMA user_version = 30")
-        self.run_ours(fresh, "status", status=1, says="needs to be upgraded")
-        self.run_ours(fresh, "upgrade")
+        self.ours(fresh, "status", status=1, says="needs to be upgraded")
+        self.ours(fresh, "upgrade")
         self.assertEqual(self.state(fresh), ([], {"apple": b"1\n"}))
 
 
