@@ -14,6 +14,7 @@
 #include "QRBSourceControlRevision.h"
 #include "QRBSourceControlRevisionLocation.h"
 #include "QRBSourceControlWorkingCopy.h"
+#include "Text.h"
 #include "WorkingCopyFinder.h"
 
 namespace host {
@@ -83,12 +84,19 @@ ExitStatus runShow(Session& session, const ShowOptions& options) {
     return session.fail(QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::revisionNotFound,
                                                                options.name, "no entry of the history is of it"));
   }
+  // Where revisions are those of a whole repository, the history begins with the newest one that is of this line of it.
+  auto shown = items.front()->revision();
+  if (!what.revision->isPlaceholderRevision() && !what.revision->isEqual(shown)) {
+    return session.fail(hostError("Revision " + displayText(what.revision->identifier().view()) +
+                                      " changed nothing on the line that the working copy is on.",
+                                  "The one before it that did is " + displayText(shown->identifier().view()) + ".",
+                                  ENOENT));
+  }
   auto locationOf = [](const QRBSourceControlRevisionPtr& revision) {
     return QRBSourceControlRevisionLocation::initWithRevision(revision);
   };
   auto before = items.size() > 1 ? items[1]->revision() : QRBSourceControlRevision::sharedInitialRevision();
-  FoundDifferences differences =
-      findDifferences(session, repository, locationOf(before), locationOf(items.front()->revision()));
+  FoundDifferences differences = findDifferences(session, repository, locationOf(before), locationOf(shown));
   if (differences.error) return session.fail(differences.error);
   print(session, *items.front(), *differences.dictionary, options.summary);
   return ExitStatus::success;
