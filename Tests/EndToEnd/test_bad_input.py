@@ -222,10 +222,11 @@ exec "$0" branch add topic
                 self.assert_told(self.run_host("log", "--file", file, repository), 1, "path", file)
 
     def test_no_plug_in_answers(self):
-        """A program that is no plug-in stands where the plug-in is looked for first."""
-        false = os.path.join(self.folder, "plug-ins", "org.qrb.Orlix.sourcecontrol.Git")
-        self.write(self.folder, false, b"#!/bin/sh\nexit 3\n")
-        os.chmod(false, 0o755)
+        """Programs that are no plug-ins stand where these are looked for first."""
+        for system in ("Git", "Subversion"):
+            false = os.path.join(self.folder, "plug-ins", "org.qrb.Orlix.sourcecontrol." + system)
+            self.write(self.folder, false, b"#!/bin/sh\nexit 3\n")
+            os.chmod(false, 0o755)
         option = ["--plug-in-directory", os.path.dirname(false)]
         result = self.run_host("systems", "--json", *option)
         self.assertEqual((result.returncode, json.loads(result.stdout)), (0, []))

@@ -121,7 +121,7 @@ class PlugIns(HostTest):
         result = self.run_host("systems", "--json", *options)
         systems = {each["identifier"]: each["name"] for each in json.loads(result.stdout)}
         self.assertEqual(systems[NAME], "Snap")
-        self.assertEqual(sorted(systems), sorted({NAME, "org.qrb.Orlix.sourcecontrol.Git"}))
+        self.assertEqual(sorted(systems), sorted([NAME, *("org.qrb.Orlix.sourcecontrol." + each for each in ("Git", "Subversion"))]))
         self.assertIn(f'org.example.Snap.old: its descriptor has the plugInIdentifier "{NAME}"', result.stderr.decode())
 
     def test_each_fault_costs_its_request_and_is_told(self):

@@ -214,6 +214,12 @@ class History(SubversionTest):
             listed = [entry[0] for entry in self.log(trunk, "--author", author)]
             self.assertEqual(listed, [entry[0] for entry in self.svn_log(trunk, "-r", "BASE:1")
                                       if author.lower() in entry[1].lower()])
+        for revision in ("9", "2", "BASE"):
+            shown, = self.json_of("show", revision, cwd=trunk)
+            told, = self.svn_log(trunk, "-r", revision)
+            self.assertEqual((shown["revision"], shown["author"], shown["date"], shown["message"]), told[:4])
+        for elsewhere, says in [("topic", b"Revision 6 changed nothing"), ("5", b"Revision 5 changed nothing")]:
+            self.assertIn(says, self.run_host("show", elsewhere, cwd=trunk).stderr)
         whole = self.check_out(url, "whole")
         self.assertEqual(self.log(whole), self.svn_log(whole))
 
