@@ -511,6 +511,8 @@ class Workspaces(SubversionTest, WorkspaceTest):
         file = self.path("both.oxscmblueprint")
         made = self.run_host("blueprint", "create", self.path("place"), "--primary", self.path("place", "app"), "-o", file)
         self.assertEqual((made.returncode, made.stderr), (0, b""))
+        updates = {entry["path"].strip("/"): entry["update"] for entry in self.json_of("blueprint", "check-updates", file)}
+        self.assertEqual(updates, {**dict.fromkeys([*paths, "of git"]), "app": "11"})
         outcomes, _ = self.checkout(file, "again")
         self.assertEqual(set(outcomes), {*paths, "of git"})
         comparison, = self.json_of("workspace", "compare", file, "again")
