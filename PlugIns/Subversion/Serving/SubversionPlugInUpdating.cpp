@@ -113,7 +113,8 @@ QRBSourceControlRevisionLocationPtr locationHere(const SubversionSession& sessio
   SubversionLayout layout = SubversionLayout::of(given);
   std::string path = session.path();
   if (!layout.isCompleteForBranches()) layout = subversionLayoutAlong(path);
-  return layout.locationOf(path)->locationWithRevision(subversionRevisionValue(session.info().revision));
+  // What the line was changed by last, as a repository tells of it: whoever compares both knows whether there is more.
+  return layout.locationOf(path)->locationWithRevision(subversionRevisionValue(session.info().lastChangedRevision));
 }
 
 }  // namespace

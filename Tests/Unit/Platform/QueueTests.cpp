@@ -133,18 +133,6 @@ TEST(ConditionLock, EachWaiterWakesForItsOwnCondition) {
   lock.unlock();
 }
 
-TEST(ConditionLock, TryingNeverTakesAHeldLockOrAnotherCondition) {
-  ConditionLock lock("try", 5);
-  EXPECT_FALSE(lock.tryLockWhenCondition(6));
-  ASSERT_TRUE(lock.tryLockWhenCondition(5));
-  EXPECT_FALSE(lock.tryLock());
-  EXPECT_FALSE(lock.tryLockWhenCondition(5));
-  lock.unlockWithCondition(6);
-  EXPECT_TRUE(lock.tryLock());
-  EXPECT_EQ(lock.condition(), 6);
-  lock.unlock();
-}
-
 TEST(MainThread, FunctionsWaitForTheHostToDrainThemInOrder) {
   std::vector<int> order;
   std::jthread([&] {
