@@ -495,7 +495,7 @@ class Changes(SubversionTest):
 class Workspaces(SubversionTest, WorkspaceTest):
     def state_of(self, place):
         told = self.xml(place, "info").find("entry")
-        return told.get("revision"), told.findtext("url"), self.svn(place, "status")
+        return told.find("commit").get("revision"), told.findtext("url"), self.svn(place, "status")
 
     def test_a_workspace_of_both_systems_is_made_again_elsewhere(self):
         self.grown()

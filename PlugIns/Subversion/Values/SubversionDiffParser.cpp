@@ -61,6 +61,26 @@ qrb::Dictionary dictionaryOf(SubversionDiffFile&& file, const SubversionDifferen
   return entry;
 }
 
+/// What was replaced is printed twice, as gone and as new; the patches one after the other lead from one to the other.
+void joinReplaced(std::vector<SubversionDiffFile>& files) {
+  std::unordered_map<std::string, std::size_t> places;
+  std::vector<SubversionDiffFile> joined;
+  for (SubversionDiffFile& file : files) {
+    auto [place, isNew] = places.emplace(file.path, joined.size());
+    if (isNew) {
+      joined.push_back(std::move(file));
+      continue;
+    }
+    SubversionDiffFile& first = joined[place->second];
+    first.patch += file.patch;
+    first.additions += file.additions;
+    first.deletions += file.deletions;
+    first.isBinary |= file.isBinary;
+    first.isPatchLeftOut |= file.isPatchLeftOut;
+  }
+  files = std::move(joined);
+}
+
 }  // namespace
 
 void SubversionDiffParser::feed(std::string_view bytes) {
@@ -186,6 +206,7 @@ qrb::Dictionary subversionDiffDictionary(long from, long against, std::vector<Su
   for (SubversionDiffFile& file : files) {
     if (file.path.empty()) file.path = ".";
   }
+  joinReplaced(files);
   // What has no lines to show, an empty file or a folder, is printed without a part of its own.
   std::unordered_map<std::string, bool> printed;
   for (const SubversionDiffFile& file : files) printed.emplace(file.path, true);
