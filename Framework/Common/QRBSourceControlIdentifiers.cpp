@@ -10,7 +10,7 @@ qrb::String identifierFromURL(const qrb::URL& url, const qrb::String& salt) {
   qrb::String path = qrbscm_path(url);
   qrb::String name = path ? qrb::String(qrb::deletingPathExtension(qrb::lastPathComponent(path.view()))) : path;
   std::string text = qrb::lowercased(qrb::format("%@-%@-%@", {qrbscm_host(url), name, salt}));
-  return qrb::String(qrb::SHA1Hex(text).substr(0, 7));
+  return qrb::String(qrb::sha1Hex(text).substr(0, 7));
 }
 
 void splitIdentifier(const qrb::String& identifier, qrb::String* primary, qrb::String* secondary) {

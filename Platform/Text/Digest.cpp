@@ -6,7 +6,7 @@
 
 namespace qrb {
 
-std::string SHA1Hex(std::string_view bytes) {
+std::string sha1Hex(std::string_view bytes) {
   sha1_ctx context;
   sha1_init(&context);
   sha1_update(&context, bytes.size(), reinterpret_cast<const std::uint8_t*>(bytes.data()));

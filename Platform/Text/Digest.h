@@ -6,6 +6,6 @@
 namespace qrb {
 
 /// The SHA-1 digest of the bytes as 40 upper-case hexadecimal digits. It names things; it protects nothing.
-std::string SHA1Hex(std::string_view bytes);
+std::string sha1Hex(std::string_view bytes);
 
 }  // namespace qrb

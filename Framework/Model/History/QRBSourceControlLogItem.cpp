@@ -144,7 +144,7 @@ QRBSourceControlLogItemPtr QRBSourceControlLogItem::sharedUnversionedLogItem() {
 
 std::string QRBSourceControlLogItem::identifier() const {
   qrb::String revisionIdentifier = _revision == nullptr ? qrb::String() : _revision->identifier();
-  return qrb::SHA1Hex(qrb::format("%@-%@-%@", {revisionIdentifier, secondsSinceReferenceDate(date()), _message}));
+  return qrb::sha1Hex(qrb::format("%@-%@-%@", {revisionIdentifier, secondsSinceReferenceDate(date()), _message}));
 }
 
 std::string QRBSourceControlLogItem::description() const {

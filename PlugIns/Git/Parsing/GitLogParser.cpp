@@ -25,9 +25,9 @@ bool GitLogParser::fail(const char* what) {
 }
 
 bool GitLogParser::next() {
-  if (_awaits == Hash) _buffer.endRecord();
+  if (_awaits == Awaits::hash) _buffer.endRecord();
   while (!_error) {
-    if (_awaits == FirstChange || _awaits == FurtherChange) {
+    if (_awaits == Awaits::firstChange || _awaits == Awaits::furtherChange) {
       if (!_buffer.peek()) return false;
       if (!atChange()) {
         completeRecord();
@@ -45,33 +45,33 @@ bool GitLogParser::next() {
 /// feeds nor capital letters.
 bool GitLogParser::atChange() {
   char byte = *_buffer.peek();
-  return _awaits == FirstChange ? byte == '\n' : byte >= 'A' && byte <= 'Z';
+  return _awaits == Awaits::firstChange ? byte == '\n' : byte >= 'A' && byte <= 'Z';
 }
 
 bool GitLogParser::take(qrb::TokenSpan token) {
   switch (_awaits) {
-    case Hash:
+    case Awaits::hash:
       return takeHash(token);
-    case Parents:
-    case Date:
-    case Name:
-    case Email:
-    case Message:
+    case Awaits::parents:
+    case Awaits::date:
+    case Awaits::name:
+    case Awaits::email:
+    case Awaits::message:
       _fields[_awaits] = token;
       _awaits = static_cast<Awaits>(_awaits + 1);
-      _buffer.setLongestToken(_awaits == Message ? _longestMessage : qrb::listedTextBounds.each);
+      _buffer.setLongestToken(_awaits == Awaits::message ? _longestMessage : qrb::listedTextBounds.each);
       return true;
-    case FirstChange:
+    case Awaits::firstChange:
       // A line feed divides the message from the first change's letter.
       ++token.begin;
       --token.length;
       [[fallthrough]];
-    case FurtherChange:
+    case Awaits::furtherChange:
       if (!_pending.emplace_back().readLetter(_buffer.at(token))) return fail("unknown kind of change in the history");
-      _awaits = Path;
+      _awaits = Awaits::path;
       return true;
-    case Path:
-    case SecondPath:
+    case Awaits::path:
+    case Awaits::secondPath:
       return takePath(token);
   }
   return false;
@@ -81,9 +81,9 @@ bool GitLogParser::takeHash(qrb::TokenSpan token) {
   if ((token.length != 40 && token.length != 64) || !isHexadecimal(_buffer.at(token))) {
     return fail("a commit of the history does not begin with an object name");
   }
-  _fields[Hash] = token;
+  _fields[Awaits::hash] = token;
   _pending.clear();
-  _awaits = Parents;
+  _awaits = Awaits::parents;
   return true;
 }
 
@@ -91,11 +91,11 @@ bool GitLogParser::takePath(qrb::TokenSpan token) {
   if (token.length == 0) return fail("change without a path in the history");
   GitPendingChange& change = _pending.back();
   change.path = token;
-  if (_awaits == Path && change.hasOriginal()) {
+  if (_awaits == Awaits::path && change.hasOriginal()) {
     change.originalPath = token;
-    _awaits = SecondPath;
+    _awaits = Awaits::secondPath;
   } else {
-    _awaits = FurtherChange;
+    _awaits = Awaits::furtherChange;
   }
   return true;
 }
@@ -103,21 +103,22 @@ bool GitLogParser::takePath(qrb::TokenSpan token) {
 void GitLogParser::completeRecord() {
   _changes.clear();
   for (const GitPendingChange& change : _pending) _changes.push_back(change.resolve(_buffer));
-  _record.hash = _buffer.at(_fields[Hash]);
-  _record.parents = _buffer.at(_fields[Parents]);
-  _record.authorDate = readDate(_buffer.at(_fields[Date]));
-  _record.authorName = _buffer.at(_fields[Name]);
-  _record.authorEmail = _buffer.at(_fields[Email]);
-  _record.message = _buffer.at(_fields[Message]);
+  _record.hash = _buffer.at(_fields[Awaits::hash]);
+  _record.parents = _buffer.at(_fields[Awaits::parents]);
+  _record.authorDate = readDate(_buffer.at(_fields[Awaits::date]));
+  _record.authorName = _buffer.at(_fields[Awaits::name]);
+  _record.authorEmail = _buffer.at(_fields[Awaits::email]);
+  _record.message = _buffer.at(_fields[Awaits::message]);
   _record.changes = _changes;
-  _awaits = Hash;
+  _awaits = Awaits::hash;
 }
 
 bool GitLogParser::finishRecord() {
   if (_error) return false;
   if (_buffer.hasPartialToken()) return fail("the history ends inside a commit");
-  if (_awaits == Hash) return false;
-  if (_awaits != FirstChange && _awaits != FurtherChange) return fail("the history ends inside a commit");
+  if (_awaits == Awaits::hash) return false;
+  if (_awaits != Awaits::firstChange && _awaits != Awaits::furtherChange)
+    return fail("the history ends inside a commit");
   completeRecord();
   return true;
 }

@@ -53,16 +53,16 @@ class GitLogParser final : public qrb::RecordParser<GitLogRecord> {
  private:
   /// The fields of the format in their order, then the changes.
   enum Awaits : std::uint8_t {
-    Hash,
-    Parents,
-    Date,
-    Name,
-    Email,
-    Message,
-    FirstChange,
-    FurtherChange,
-    Path,
-    SecondPath
+    hash,
+    parents,
+    date,
+    name,
+    email,
+    message,
+    firstChange,
+    furtherChange,
+    path,
+    secondPath
   };
 
   bool next() override;
@@ -75,7 +75,7 @@ class GitLogParser final : public qrb::RecordParser<GitLogRecord> {
   bool fail(const char* what);
 
   const std::size_t _longestMessage;
-  Awaits _awaits = Hash;
+  Awaits _awaits = Awaits::hash;
   std::array<qrb::TokenSpan, 6> _fields;
   std::vector<GitPendingChange> _pending;
   std::vector<GitChange> _changes;

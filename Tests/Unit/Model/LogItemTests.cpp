@@ -84,7 +84,7 @@ TEST(LogItem, TheIdentifierIsTheDigestOfRevisionSecondsSince2001AndMessage) {
       {item("ann", "1", reference, ""), "1-0.000000-"},
       {item("ann", "1", reference, {}), "1-0.000000-(null)"},
   };
-  for (const Case& each : cases) EXPECT_EQ(each.item->identifier(), qrb::SHA1Hex(each.text)) << each.text;
+  for (const Case& each : cases) EXPECT_EQ(each.item->identifier(), qrb::sha1Hex(each.text)) << each.text;
   EXPECT_THAT(item()->identifier(), testing::MatchesRegex("[0-9A-F]{40}"));
 }
 
