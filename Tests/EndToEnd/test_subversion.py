@@ -173,11 +173,12 @@ class History(SubversionTest):
             gone = {path.text for path in paths if path.get("action") in "DR"}
 
             def relative(path):
-                below = os.path.relpath(path, prefix)
-                return path if below.startswith("..") else below
+                return os.path.relpath(path, prefix)
 
             for path in paths:
                 action, origin = path.get("action"), path.get("copyfrom-path")
+                if relative(path.text).startswith(".."):
+                    continue
                 if action == "A" and origin in gone:
                     words = {"renamed"}
                     renames[relative(origin)] = relative(path.text)

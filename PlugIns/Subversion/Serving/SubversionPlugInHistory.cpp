@@ -24,6 +24,12 @@ qrb::Error SubversionPlugIn::history(SubversionSession& session, SubversionHisto
   bool allBranches = (request.inclusionType & QRBSourceControlHistoryAllBranches) != 0;
   if (allBranches) from = {session.info().rootURL, SubversionRevision::head(), SubversionRevision::head()};
   request.folder = session.path();
+  request.segments = [&session] {
+    std::vector<SubversionSegment> segments;
+    // Without them, what was called otherwise is left out.
+    static_cast<void>(session.client().segments(session.info().url, segments));
+    return segments;
+  };
   qrb::HistoryBatches::OnBatch onBatch;
   if (progressIdentifier) {
     onBatch = [&](const LogItems& batch, double fraction) {

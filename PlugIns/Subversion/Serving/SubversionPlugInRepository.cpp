@@ -31,6 +31,11 @@ qrb::Error listFolders(SubversionSession& session, const std::string& path, std:
   return failure.kind == SubversionFailureKind::pathNotFound ? qrb::Error() : session.errorFor(failure);
 }
 
+qrb::Error withoutBranch() {
+  return QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::branchNotFound, {},
+                                                "The request names no branch.");
+}
+
 qrb::Error withoutLayout() {
   return QRBSourceControlError_BranchAndTagLocationsRequired();
 }
@@ -176,6 +181,7 @@ void SubversionPlugIn::parentBranchesOfBranch(const QRBSourceControlBranchPtr& b
                                               const QRBSourceControlRepositoryPtr& inRepository,
                                               const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
                                               Completion<QRBSourceControlBranchPtr, Branches> completionBlock) {
+  if (!branch) return completionBlock(nullptr, {}, withoutBranch());
   SubversionSession session(hostConnection());
   SubversionTarget target;
   SubversionLayout layout;
@@ -203,6 +209,7 @@ void SubversionPlugIn::ancestorRevisionInRepository(
     const QRBSourceControlRepositoryPtr& repository, const QRBSourceControlBranchPtr& ofBranch,
     const QRBSourceControlBranchPtr& otherBranch, const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
     Completion<QRBSourceControlRevisionPtr> completionBlock) {
+  if (!ofBranch || !otherBranch) return completionBlock(nullptr, withoutBranch());
   SubversionSession session(hostConnection());
   qrb::Error error = session.open(repository, SubversionPurpose::look);
   std::vector<SubversionSegment> segments[2];
@@ -229,6 +236,7 @@ void SubversionPlugIn::addBranch(const QRBSourceControlBranchPtr& branch, const 
                                  const QRBSourceControlRepositoryPtr& toRepository,
                                  const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
                                  Completion<QRBSourceControlBranchPtr> completionBlock) {
+  if (!branch) return completionBlock(nullptr, withoutBranch());
   SubversionSession session(hostConnection());
   qrb::Error error = session.open(toRepository, SubversionPurpose::change);
   SubversionLayout layout;
@@ -264,6 +272,7 @@ void SubversionPlugIn::removeBranch(const QRBSourceControlBranchPtr& branch,
                                     const QRBSourceControlRemoteRepositoryPtr& andRemoteRepository,
                                     const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
                                     Completion<> completionBlock) {
+  if (!branch) return completionBlock(withoutBranch());
   SubversionSession session(hostConnection());
   QRBSourceControlRepositoryPtr repository = andRemoteRepository ? andRemoteRepository : fromRepository;
   qrb::Error error = session.open(repository, SubversionPurpose::change);

@@ -129,6 +129,10 @@ void SubversionPlugIn::currentLocationOfWorkingCopy(const QRBSourceControlWorkin
 void SubversionPlugIn::mergeBranch(const QRBSourceControlBranchPtr& branch,
                                    const QRBSourceControlWorkingCopyPtr& intoWorkingCopy,
                                    Completion<> completionBlock) {
+  if (!branch) {
+    return completionBlock(QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::branchNotFound, {},
+                                                                  "The request names no branch."));
+  }
   completionBlock(change(intoWorkingCopy, [&](SubversionSession& session) {
     SubversionTarget source;
     // The newest revision of the branch, whatever pins it.

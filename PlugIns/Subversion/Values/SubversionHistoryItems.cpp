@@ -23,6 +23,12 @@ std::optional<qrb::HistorySearch> searchOf(const SubversionHistoryRequest& reque
   return qrb::HistorySearch(request.searchType, text);
 }
 
+/// The folder itself or below it; paths begin with a slash.
+bool isWithin(std::string_view path, std::string_view folder) {
+  std::string_view trimmed = subversionTrimmed(path);
+  return trimmed == folder || subversionBelow(trimmed, folder);
+}
+
 std::string_view withoutLineFeedsAtTheEnd(std::string_view text) {
   while (text.ends_with('\n') || text.ends_with('\r')) text.remove_suffix(1);
   return text;
@@ -89,10 +95,15 @@ bool SubversionHistoryItems::isWanted(const SubversionLogEntry& entry, const std
                         });
 }
 
-const qrb::String& SubversionHistoryItems::pathOf(std::string_view repositoryPath) {
-  std::string_view path = subversionTrimmed(repositoryPath);
-  if (auto below = subversionBelow(path, _request.folder)) return _paths.get(*below);
-  return _paths.get(path == _request.folder ? "." : repositoryPath);
+std::string_view SubversionHistoryItems::folderOf(const SubversionLogEntry& entry) {
+  bool isBySameName = std::ranges::any_of(
+      entry.changes, [this](const SubversionChange& change) { return isWithin(change.path, _request.folder); });
+  if (!_segments && (isBySameName || !_request.segments)) return _request.folder;
+  if (!_segments) _segments = _request.segments();
+  for (const SubversionSegment& segment : *_segments) {
+    if (segment.first <= entry.revision && entry.revision <= segment.last) return segment.path;
+  }
+  return _request.folder;
 }
 
 QRBSourceControlLogItemPtr SubversionHistoryItems::makeItem(const SubversionLogEntry& entry,
@@ -114,11 +125,16 @@ QRBSourceControlLogItemPtr SubversionHistoryItems::makeItem(const SubversionLogE
   }
   std::vector<QRBSourceControlPathStatuses::value_type> statuses;
   std::vector<QRBSourceControlFileRenames::value_type> renames;
-  statuses.reserve(entry.changes.size());
+  std::string_view folder = folderOf(entry);
+  auto pathOf = [&](std::string_view path) -> const qrb::String& {
+    return _paths.get(subversionBelow(subversionTrimmed(path), folder).value_or("."));
+  };
   for (const SubversionChange& change : entry.changes) {
+    if (!isWithin(change.path, folder)) continue;
     bool wasMoved = change.action == 'A' && gone.contains(change.copiedFrom);
     statuses.emplace_back(pathOf(change.path), subversionChangeStatus(change, wasMoved));
-    if (wasMoved) renames.emplace_back(pathOf(change.copiedFrom), statuses.back().first);
+    bool isRename = wasMoved && isWithin(change.copiedFrom, folder);
+    if (isRename) renames.emplace_back(pathOf(change.copiedFrom), statuses.back().first);
   }
   return QRBSourceControlLogItem::initWithAuthor(
       author, std::move(identified), entry.date, std::move(message),

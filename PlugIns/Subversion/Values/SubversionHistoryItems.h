@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -15,9 +16,11 @@ struct SubversionHistoryRequest {
   std::int64_t maximum = 0;
   std::string searchString = {};
   std::uint64_t searchType = 0;
-  /// The path of the working copy below the repository's root: what lies below it is told relative to it, and the rest
-  /// from the repository's root on, with a leading slash.
+  /// The path of the working copy below the repository's root. Paths are told relative to what that was called in each
+  /// revision; those that lie elsewhere are left out, since hosts take paths for those of files in the working copy.
   std::string folder = {};
+  /// Tells what it was called when; asked at most once, when a revision changed nothing in it by its present name.
+  std::function<std::vector<SubversionSegment>()> segments = {};
 };
 
 /// Makes log items of a history as it comes and hands them on in batches. Texts come shortened as those of every
@@ -38,11 +41,13 @@ class SubversionHistoryItems {
  private:
   bool isWanted(const SubversionLogEntry& entry, const std::string& revision) const;
   QRBSourceControlLogItemPtr makeItem(const SubversionLogEntry& entry, const std::string& revision);
-  const qrb::String& pathOf(std::string_view repositoryPath);
+  /// The working copy's folder as it was called in the entry's revision.
+  std::string_view folderOf(const SubversionLogEntry& entry);
 
   const SubversionHistoryRequest _request;
   const std::optional<qrb::HistorySearch> _search;
   const QRBSourceControlWorkingCopyPtr _workingCopy;
+  std::optional<std::vector<SubversionSegment>> _segments;
   qrb::TextAllowance _allowance;
   qrb::SharedTexts _paths;
   qrb::SharedAuthors _authors;
