@@ -229,7 +229,7 @@ def make_subversion(cache, name, build):
 
 def load_revisions(repository, revisions):
     """Loads a dump of revisions, each a message and a list of (kind of action, path, content)."""
-    process = subprocess.Popen(["svnadmin", "load", "-q", "--bypass-prop-validation", str(repository)],
+    process = subprocess.Popen(["svnadmin", "load", "-q", "--no-flush-to-disk", str(repository)],
                                stdin=subprocess.PIPE)
 
     def properties(pairs):

@@ -64,15 +64,19 @@ TEST_F(ExamplePlugIn, SaysThatAFolderIsNoWorkingCopyOfIts) {
 }
 
 #ifdef QRB_HAVE_GIT_PLUG_IN
-TEST(ExampleHost, PrintsTheStatusOfAGitWorkingCopy) {
-  TemporaryDirectory folder;
-  std::vector<std::string> environment{"PATH=/usr/bin:/bin", "HOME=" + folder.string()};
-  auto made = qrb::test::runProgram({"git", "init", "--quiet", "."}, environment, folder.string());
-  ASSERT_EQ(made.status, 0) << made.output;
-  std::ofstream(folder.path() / "new file") << "text";
-  auto result = qrb::test::runProgram({QRB_EXAMPLES_FOLDER "/example-host", "."}, environment, folder.string());
-  EXPECT_EQ(result.status, 0) << result.output;
-  EXPECT_EQ(result.output, "untracked new file\n");
+TEST(ExampleHost, PrintsTheStatusOfAWorkingCopyOfEitherSystem) {
+  for (const char* make :
+       {"git init --quiet work", "svnadmin create repository && svn checkout -q file://$PWD/repository work"}) {
+    SCOPED_TRACE(make);
+    TemporaryDirectory folder;
+    std::vector<std::string> environment{"PATH=/usr/bin:/bin", "HOME=" + folder.string()};
+    auto made = qrb::test::runProgram({"sh", "-c", make}, environment, folder.string());
+    ASSERT_EQ(made.status, 0) << made.output;
+    std::ofstream(folder.path() / "work/new file") << "text";
+    auto result = qrb::test::runProgram({QRB_EXAMPLES_FOLDER "/example-host", "work"}, environment, folder.string());
+    EXPECT_EQ(result.status, 0) << result.output;
+    EXPECT_EQ(result.output, "untracked new file\n");
+  }
 }
 
 TEST(ExampleHost, WaitsForARevisionAndGetsAHistoryOnItsOwnThread) {

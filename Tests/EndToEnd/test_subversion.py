@@ -1,12 +1,15 @@
 """qrbscm in Subversion working copies says what svn says, and does what svn shows afterwards."""
 
 import os
+import random
+import re
 import shlex
 import shutil
+import subprocess
 from urllib.parse import unquote
 
 import servers
-from hosting import main, path_of
+from hosting import PATIENCE, main, path_of
 from subversions import NAMES, SubversionTest, pegged
 from workspaces import WorkspaceTest
 
@@ -197,6 +200,46 @@ class History(SubversionTest):
                  {path_of(path).decode(): set(path["status"]) for path in entry["paths"]},
                  {path_of(rename, "from").decode(): path_of(rename, "to").decode() for rename in entry.get("renames", [])})
                 for entry in self.json_of("log", *arguments, cwd=place)]
+
+    def test_a_long_history_with_branches_agrees_with_svn(self):
+        """5,000 revisions, every 500th of which copies the trunk; the working copy is of the last branch."""
+        url = self.new_repository("long")
+        revisions, source = 5000, random.Random(5)
+        dump = [b"SVN-fs-dump-format-version: 2\n\n"]
+
+        def node(number, path, action, content=None, origin=None):
+            head = f"Node-path: {path}\nNode-kind: {'dir' if content is None else 'file'}\nNode-action: {action}\n"
+            if origin:
+                head += f"Node-copyfrom-rev: {number - 1}\nNode-copyfrom-path: {origin}\n"
+            body = (f"Text-content-length: {len(content)}\nContent-length: {len(content)}\n\n{content}" if content is not None
+                    else "\n" if origin else "Prop-content-length: 10\nContent-length: 10\n\nPROPS-END\n")
+            dump.append((head + body + "\n\n").encode())
+
+        for number in range(1, revisions + 1):
+            values = f"K 7\nsvn:log\nV 6\nr {number:04}\nK 10\nsvn:author\nV 3\nann\nPROPS-END\n"
+            dump.append(f"Revision-number: {number}\nProp-content-length: {len(values)}\nContent-length: {len(values)}\n\n"
+                        f"{values}\n".encode())
+            if number == 1:
+                for name in ("trunk", "branches"):
+                    node(number, name, "add")
+                for name in range(20):
+                    node(number, f"trunk/{name}", "add", "begun\n")
+            elif number % 500 == 0:
+                node(number, f"branches/{number}", "add", origin="trunk")
+            else:
+                place = f"branches/{number // 500 * 500}" if number > 500 and number % 3 == 0 else "trunk"
+                node(number, f"{place}/{source.randrange(20)}", "change", f"{number}\n")
+        subprocess.run(["svnadmin", "load", "-q", "--no-flush-to-disk", url[len("file://"):]], input=b"".join(dump), check=True, timeout=PATIENCE)
+        place = self.check_out(f"{url}/branches/{revisions - 500}", "long work")
+        listed = self.json_of("log", "-n", "0", cwd=place)
+        told = list(self.xml(place, "log", "--verbose").iter("logentry"))
+        self.assertGreater(len(told), 3000)
+        self.assertEqual([(entry["revision"], entry["message"]) for entry in listed],
+                         [(entry.get("revision"), entry.findtext("msg")) for entry in told])
+        line = re.compile(f"/(trunk|branches/{revisions - 500})/?")
+        self.assertEqual([{path_of(path).decode() for path in entry["paths"]} for entry in listed],
+                         [{line.sub("", path.text, count=1) or "." for path in entry.iter("path") if line.match(path.text)}
+                          for entry in told])
 
     def test_logs_agree_with_svn(self):
         url, trunk = self.grown()

@@ -8,8 +8,6 @@
 
 namespace {
 
-using Kind = qrb::RemoteAccess::Kind;
-
 /// Only letters and digits count: fingerprints come with colons or without.
 std::string plainFingerprint(std::string_view text) {
   std::string digits;
@@ -105,7 +103,7 @@ SubversionFailure SubversionAuthentication::open(svn_auth_baton_t** result, apr_
                                                  apr_pool_t* pool) {
   apr_array_header_t* providers = apr_array_make(pool, 8, sizeof(svn_auth_provider_object_t*));
   svn_auth_provider_object_t* provider = nullptr;
-  bool hasSecret = _access.kind == Kind::password;
+  bool hasSecret = _access.kind == qrb::RemoteAccess::Kind::password;
   // The user's stores know other names for the same server.
   if (hasSecret) {
     svn_auth_get_simple_prompt_provider(&provider, answerLogin, this, 0, pool);

@@ -43,6 +43,11 @@ SubversionFailure subversionFailure(svn_error_t* error, std::string_view subject
 const char* subversionPlace(std::string_view place, apr_pool_t* pool);
 apr_array_header_t* subversionArray(const std::vector<std::string>& texts, apr_pool_t* pool);
 apr_array_header_t* subversionPlaces(const std::vector<std::string>& places, apr_pool_t* pool);
+/// An element of an array that the library has made.
+template <class Element>
+Element& subversionElement(const apr_array_header_t* array, int index) {
+  return static_cast<Element*>(static_cast<void*>(array->elts))[index];
+}
 svn_opt_revision_t subversionOptRevision(const SubversionRevision& revision);
 SubversionNodeKind subversionNodeKind(svn_node_kind_t kind);
 SubversionTime subversionTime(apr_time_t time);

@@ -251,7 +251,7 @@ SubversionFailure SubversionClient::externals(const std::string& root, std::vect
             [&] { return svn_wc_parse_externals_description3(&items, folder, value->data, FALSE, pool); }, folder))
       return failure;
     for (int index = 0; index < items->nelts; ++index) {
-      const auto& item = *APR_ARRAY_IDX(items, index, const svn_wc_external_item2_t*);
+      const auto& item = *subversionElement<const svn_wc_external_item2_t*>(items, index);
       externals.push_back(
           {folder, item.target_dir, item.url, revisionOf(item.peg_revision), revisionOf(item.revision)});
     }

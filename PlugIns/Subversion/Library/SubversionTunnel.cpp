@@ -86,9 +86,9 @@ svn_error_t* Tunnel::start(const char* user, const char* hostname, int port) {
   options.arguments.insert(options.arguments.end(), {"-o", "SendEnv=-*", "--", host, "svnserve -t"});
   std::vector<std::string> environment;
   for (char** each = environ; *each != nullptr; ++each) environment.emplace_back(*each);
-  for (const auto& [name, value] : _channel.environment()) {
-    std::erase_if(environment, [&](const std::string& each) { return each.starts_with(name + "="); });
-    environment.push_back(name + "=" + value);
+  for (const auto& variable : _channel.environment()) {
+    std::erase_if(environment, [&](const std::string& each) { return each.starts_with(variable.first + "="); });
+    environment.push_back(variable.first + "=" + variable.second);
   }
   options.environment = std::move(environment);
   options.stdinDescriptor = _input.first.get();

@@ -13,7 +13,7 @@ SubversionFailure SubversionClient::update(const std::string& path, SubversionRe
                                   FALSE, TRUE, FALSE, _private->context(), pool);
       },
       path);
-  if (!failure && revisions != nullptr && revisions->nelts > 0) result = APR_ARRAY_IDX(revisions, 0, svn_revnum_t);
+  if (!failure && revisions != nullptr && revisions->nelts > 0) result = subversionElement<svn_revnum_t>(revisions, 0);
   return failure;
 }
 

@@ -71,7 +71,8 @@ class BlameItems {
 bool isOnDisk(const QRBSourceControlRevisionLocationPtr& location) {
   if (!location) return true;
   auto pin = location->revision();
-  return pin ? pin->isUnversionedRevision() : typeid(*location) == typeid(QRBSourceControlRevisionLocation);
+  const QRBSourceControlRevisionLocation& given = *location;
+  return pin ? pin->isUnversionedRevision() : typeid(given) == typeid(QRBSourceControlRevisionLocation);
 }
 
 /// A file at a location: in a branch, a tag or a path what has its path there; at a bare revision, what the file here
