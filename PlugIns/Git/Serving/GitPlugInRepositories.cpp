@@ -6,6 +6,7 @@
 #include "GitWorkingCopyProbe.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlRepository.h"
+#include "WorkingCopyCandidates.h"
 
 namespace {
 
@@ -23,25 +24,6 @@ bool isRepository(const fs::path& folder) {
   std::error_code error;
   return hasGitEntry(folder) || (fs::exists(folder / "HEAD", error) && fs::is_directory(folder / "objects", error) &&
                                  fs::is_directory(folder / "refs", error));
-}
-
-void addCandidate(std::vector<qrb::URL>& candidates, const fs::path& folder) {
-  if (hasGitEntry(folder)) candidates.push_back(qrb::URL::fileURL(folder.string(), true));
-}
-
-/// What cannot be read is passed over.
-void addCandidatesBelow(std::vector<qrb::URL>& candidates, const fs::path& root) {
-  std::error_code error;
-  fs::recursive_directory_iterator place(root, fs::directory_options::skip_permission_denied, error);
-  while (!error && place != fs::recursive_directory_iterator()) {
-    std::error_code entryError;
-    if (place->path().filename() == ".git") {
-      place.disable_recursion_pending();
-    } else if (place->symlink_status(entryError).type() == fs::file_type::directory) {
-      addCandidate(candidates, place->path());
-    }
-    place.increment(error);
-  }
 }
 
 }  // namespace
@@ -68,17 +50,7 @@ void GitPlugIn::createRepositoryAtFileURL(const qrb::URL& fileURL,
 
 void GitPlugIn::scanForWorkingCopiesInFolderPaths(const Files& folderPaths, bool traversingUp,
                                                   Answer<WorkingCopies> completionBlock) {
-  std::vector<qrb::URL> candidates;
-  for (const qrb::String& given : folderPaths) {
-    fs::path root = fs::path(given.str()).lexically_normal();
-    if (!root.is_absolute()) continue;
-    addCandidate(candidates, root);
-    addCandidatesBelow(candidates, root);
-    for (fs::path above = root; traversingUp && above.has_relative_path();) {
-      above = above.parent_path();
-      addCandidate(candidates, above);
-    }
-  }
+  auto candidates = qrb::workingCopyCandidates(folderPaths, traversingUp, ".git", hasGitEntry);
   scanForWorkingCopiesInPotentialWorkingCopies(candidates, std::move(completionBlock));
 }
 

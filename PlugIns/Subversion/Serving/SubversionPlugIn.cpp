@@ -18,30 +18,12 @@
 #include "SubversionProbe.h"
 #include "SubversionRevisions.h"
 #include "SubversionTidying.h"
+#include "WorkingCopyCandidates.h"
 #include "WorkingCopyLock.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-void addCandidate(std::vector<qrb::URL>& candidates, const fs::path& folder) {
-  if (SubversionProbe::of(folder.string())) candidates.push_back(qrb::URL::fileURL(folder.string(), true));
-}
-
-/// Within a working copy others may lie, which externals or people have put there.
-void addCandidatesBelow(std::vector<qrb::URL>& candidates, const fs::path& root) {
-  std::error_code error;
-  fs::recursive_directory_iterator place(root, fs::directory_options::skip_permission_denied, error);
-  while (!error && place != fs::recursive_directory_iterator()) {
-    std::error_code entryError;
-    if (place->path().filename() == ".svn") {
-      place.disable_recursion_pending();
-    } else if (place->symlink_status(entryError).type() == fs::file_type::directory) {
-      addCandidate(candidates, place->path());
-    }
-    place.increment(error);
-  }
-}
 
 /// By the path that the working copy is of, or by the folders in it, where it is of all that a project has.
 SubversionLayout layoutOf(const fs::path& folder, const SubversionInfo& info) {
@@ -130,17 +112,9 @@ void SubversionPlugIn::keychainNameFromURL(const qrb::URL& url,
 
 void SubversionPlugIn::scanForWorkingCopiesInFolderPaths(const Files& folderPaths, bool traversingUp,
                                                          Answer<WorkingCopies> completionBlock) {
-  std::vector<qrb::URL> candidates;
-  for (const qrb::String& given : folderPaths) {
-    fs::path root = fs::path(given.str()).lexically_normal();
-    if (!root.is_absolute()) continue;
-    addCandidate(candidates, root);
-    addCandidatesBelow(candidates, root);
-    for (fs::path above = root; traversingUp && above.has_relative_path();) {
-      above = above.parent_path();
-      addCandidate(candidates, above);
-    }
-  }
+  auto candidates = qrb::workingCopyCandidates(folderPaths, traversingUp, ".svn", [](const std::string& folder) {
+    return SubversionProbe::of(folder).has_value();
+  });
   scanForWorkingCopiesInPotentialWorkingCopies(candidates, std::move(completionBlock));
 }
 
