@@ -238,20 +238,20 @@ void printComparison(Session& session, const BlueprintComparison& comparison, co
 
 ExitStatus runWorkspaceComparison(Session& session, const std::string& blueprintFile, const std::string& folder) {
   session.endUnread();
-  ReadBlueprint read = readBlueprint(session, blueprintFile);
-  if (read.blueprint == nullptr) return session.fail(read.error);
-  FoundWorkspace found = findWorkspace(session, folder);
-  if (found.error) return session.fail(found.error);
-  FoundOfBlueprint recorded = findOfBlueprint(session, read.blueprint, found.root);
-  if (recorded.error) return session.fail(recorded.error);
+  auto read = readBlueprint(session, blueprintFile);
+  if (!read) return session.fail(read.error());
+  auto found = findWorkspace(session, folder);
+  if (!found) return session.fail(found.error());
+  auto recorded = findOfBlueprint(session, read->blueprint, found->root);
+  if (!recorded) return session.fail(recorded.error());
   std::vector<QRBSourceControlWorkingCopyPtr> others;
-  for (const auto& workingCopy : found.workspace->workingCopies()) {
-    if (!recorded.remotes->contains(workingCopy)) others.push_back(workingCopy);
+  for (const auto& workingCopy : found->workspace->workingCopies()) {
+    if (!recorded->remotes->contains(workingCopy)) others.push_back(workingCopy);
   }
-  Failures failures = learnLocations(session, found.root, others);
-  printComparison(session, compareWorkspace(read.blueprint, recorded, others, found.root), "workspace");
+  Failures failures = learnLocations(session, found->root, others);
+  printComparison(session, compareWorkspace(read->blueprint, *recorded, others, found->root), "workspace");
   ExitStatus status = failWith(session, "Some working copies could not be looked at:", failures);
-  return isWhole(read.blueprint) ? status : ExitStatus::failed;
+  return isWhole(read->blueprint) ? status : ExitStatus::failed;
 }
 
 }  // namespace host

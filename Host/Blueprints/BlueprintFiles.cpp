@@ -123,45 +123,39 @@ bool isWhole(const QRBSourceControlWorkspaceBlueprintPtr& blueprint) {
   return blueprint->leftOutOnReading().empty();
 }
 
-ReadBlueprint readBlueprint(Session& session, const std::string& file, const std::string& keyDirectory,
-                            BlueprintReading reading) {
-  ReadBlueprint read;
-  if (file.empty()) {
-    read.error = hostError("A blueprint's file has a name.", {}, ENOENT);
-    return read;
-  }
-  auto dictionary = Blueprint::dictionaryFromBlueprintFile(fileURLOf(file), &read.error);
-  if (!dictionary) return read;
-  if (!Blueprint::validateDictionary(*dictionary, &read.error)) return read;
+qrb::Result<ReadBlueprint> readBlueprint(Session& session, const std::string& file, const std::string& keyDirectory,
+                                         BlueprintReading reading) {
+  if (file.empty()) return hostError("A blueprint's file has a name.", {}, ENOENT);
+  qrb::Error error;
+  auto dictionary = Blueprint::dictionaryFromBlueprintFile(fileURLOf(file), &error);
+  if (!dictionary || !Blueprint::validateDictionary(*dictionary, &error)) return error;
   // Looked for here, where the user can interrupt it; the library then knows them.
-  if (read.error = listSystems(session).error; read.error) return read;
+  if (ListedSystems systems = listSystems(session); !systems) return systems.error();
   qrb::URL keys = keyDirectory.empty() ? qrb::URL() : fileURLOf(keyDirectory, true);
-  read.blueprint = Blueprint::initWithDictionary(*dictionary, keys, &read.error);
-  if (read.blueprint == nullptr) return read;
-  read.privateKeys = privateKeysIn(*dictionary);
-  if (reading == BlueprintReading::quiet) return read;
-  for (const qrb::String& leftOut : read.blueprint->leftOutOnReading()) {
-    session.note(displayPath(file) + ": left out " + displayText(leftOut.view()));
+  auto blueprint = Blueprint::initWithDictionary(*dictionary, keys, &error);
+  if (blueprint == nullptr) return error;
+  if (reading == BlueprintReading::telling) {
+    for (const qrb::String& leftOut : blueprint->leftOutOnReading()) {
+      session.note(displayPath(file) + ": left out " + displayText(leftOut.view()));
+    }
   }
-  return read;
+  return ReadBlueprint{blueprint, privateKeysIn(*dictionary)};
 }
 
-ReadBlueprint readBlueprintForServers(Session& session, const std::string& file, const std::string& keyDirectory) {
-  ReadBlueprint read;
-  if (read.error = checkKeyDirectory(keyDirectory); read.error) return read;
-  read = readBlueprint(session, file, keyDirectory);
-  if (read.blueprint == nullptr) return read;
-  if (keyDirectory.empty() && read.privateKeys > 0) {
+qrb::Result<ReadBlueprint> readBlueprintForServers(Session& session, const std::string& file,
+                                                   const std::string& keyDirectory) {
+  if (qrb::Error error = checkKeyDirectory(keyDirectory)) return error;
+  auto read = readBlueprint(session, file, keyDirectory);
+  if (!read) return read;
+  if (keyDirectory.empty() && read->privateKeys > 0) {
     session.note(displayPath(file) +
                  " has private keys, which are used only where --key-directory says where to "
                  "write them.");
-  } else if (!keyDirectory.empty() && keyFilesOf(*read.blueprint) < read.privateKeys) {
-    read.blueprint = nullptr;
-    read.error = hostError("Not all private keys of \"" + file + "\" could be written below \"" + keyDirectory + "\".",
-                           "Each needs a public key beside it, an ssh address, and room in the folder.", EIO);
-    return read;
+  } else if (!keyDirectory.empty() && keyFilesOf(*read->blueprint) < read->privateKeys) {
+    return hostError("Not all private keys of \"" + file + "\" could be written below \"" + keyDirectory + "\".",
+                     "Each needs a public key beside it, an ssh address, and room in the folder.", EIO);
   }
-  for (const auto& remote : read.blueprint->remoteRepositories()) {
+  for (const auto& remote : read->blueprint->remoteRepositories()) {
     if (!hasCredentials(remote->authenticationStrategy())) useKeptAccount(remote);
   }
   return read;
@@ -185,14 +179,12 @@ void addRewritingOptions(CommandDeclaration& command, BlueprintWriting& writing)
                "Leave out repositories that cannot be used here, such as those of a system that no plug-in serves");
 }
 
-ReadBlueprint readBlueprintToRewrite(Session& session, const std::string& file, const BlueprintWriting& writing,
-                                     const std::string& keyDirectory) {
-  ReadBlueprint read = readBlueprint(session, file, writing.credentials ? keyDirectory : "");
-  if (read.blueprint == nullptr || writing.dropsUnusable || isWhole(read.blueprint)) return read;
-  read.blueprint = nullptr;
-  read.error = hostError("\"" + file + "\" has repositories that cannot be used here; the new file would lack them.",
-                         "Do it where a plug-in serves them, or say --drop-unusable.");
-  return read;
+qrb::Result<ReadBlueprint> readBlueprintToRewrite(Session& session, const std::string& file,
+                                                  const BlueprintWriting& writing, const std::string& keyDirectory) {
+  auto read = readBlueprint(session, file, writing.credentials ? keyDirectory : "");
+  if (!read || writing.dropsUnusable || isWhole(read->blueprint)) return read;
+  return hostError("\"" + file + "\" has repositories that cannot be used here; the new file would lack them.",
+                   "Do it where a plug-in serves them, or say --drop-unusable.");
 }
 
 ExitStatus writeBlueprint(Session& session, const QRBSourceControlWorkspaceBlueprintPtr& blueprint,

@@ -95,11 +95,7 @@ QRBSourceControlBranchPtr onlyRemoteBranchNamed(const Answers& answers, const st
 }
 
 FoundLocation found(const QRBSourceControlBranchPtr& branch) {
-  return {branch->locationWithRevision(nullptr), {}, branch->revision()};
-}
-
-FoundLocation notFound(Code code, const std::string& name, const qrb::String& why) {
-  return {nullptr, QRBSourceControlError_LocationNotFound(code, name, why), nullptr};
+  return {branch->locationWithRevision(nullptr), branch->revision()};
 }
 
 qrb::Error firstReal(const std::vector<qrb::Error>& errors) {
@@ -111,10 +107,11 @@ qrb::Error firstReal(const std::vector<qrb::Error>& errors) {
 
 }  // namespace
 
-FoundLocation findLocation(Session& session, const QRBSourceControlRepositoryPtr& repository, const std::string& name) {
+qrb::Result<FoundLocation> findLocation(Session& session, const QRBSourceControlRepositoryPtr& repository,
+                                        const std::string& name) {
   QRBSourceControlRevisionPtr named = revisionNamed(name);
   auto asRevision = QRBSourceControlRevisionLocation::initWithRevision(named);
-  if (named->isPlaceholderRevision()) return {asRevision, {}, named};
+  if (named->isPlaceholderRevision()) return FoundLocation{asRevision, named};
   auto answers = std::make_shared<Answers>();
   std::vector<Session::Start> starts{askBranches(repository, answers), askRemoteBranches(repository, answers)};
   auto tag = QRBSourceControlTag::initWithTagName(name);
@@ -123,28 +120,30 @@ FoundLocation findLocation(Session& session, const QRBSourceControlRepositoryPtr
     starts.push_back(askRevision(repository, asRevision, answers, &Answers::revision));
   }
   auto errors = session.perform("Looking for " + name, starts);
-  if (qrb::Error error = firstReal(errors)) return {nullptr, error, nullptr};
+  if (qrb::Error error = firstReal(errors)) return error;
   if (auto branch = branchNamed(*answers, name)) return found(branch);
-  if (answers->tagged != nullptr) return {tag, {}, answers->tagged};
+  if (answers->tagged != nullptr) return FoundLocation{tag, answers->tagged};
   if (answers->revision != nullptr) {
-    return {QRBSourceControlRevisionLocation::initWithRevision(answers->revision), {}, answers->revision};
+    return FoundLocation{QRBSourceControlRevisionLocation::initWithRevision(answers->revision), answers->revision};
   }
   if (auto branch = onlyRemoteBranchNamed(*answers, name)) return found(branch);
   for (const qrb::Error& error : errors) {
-    if (saysMore(error, name)) return {nullptr, error, nullptr};
+    if (saysMore(error, name)) return error;
   }
-  return notFound(Code::locationNotFound, name,
-                  "no branch, no branch of a remote, no tag and no revision is called so");
+  return QRBSourceControlError_LocationNotFound(
+      Code::locationNotFound, name, "no branch, no branch of a remote, no tag and no revision is called so");
 }
 
-FoundLocation findBranch(Session& session, const QRBSourceControlRepositoryPtr& repository, const std::string& name) {
+qrb::Result<FoundLocation> findBranch(Session& session, const QRBSourceControlRepositoryPtr& repository,
+                                      const std::string& name) {
   auto answers = std::make_shared<Answers>();
   auto errors = session.perform("Looking for " + name,
                                 {askBranches(repository, answers), askRemoteBranches(repository, answers)});
-  if (qrb::Error error = firstReal(errors)) return {nullptr, error, nullptr};
+  if (qrb::Error error = firstReal(errors)) return error;
   auto branch = branchNamed(*answers, name);
   if (branch == nullptr) branch = onlyRemoteBranchNamed(*answers, name);
-  return branch == nullptr ? notFound(Code::branchNotFound, name, {}) : found(branch);
+  if (branch == nullptr) return QRBSourceControlError_LocationNotFound(Code::branchNotFound, name, {});
+  return found(branch);
 }
 
 QRBSourceControlRevisionLocationPtr locationNamed(const LocationNames& names) {

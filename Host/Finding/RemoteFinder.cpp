@@ -46,9 +46,9 @@ void useKeptAccount(const QRBSourceControlRemoteRepositoryPtr& remote) {
   }
 }
 
-ListedRemotes listRemotes(Session& session, const QRBSourceControlRepositoryPtr& repository) {
+qrb::Result<ListedRemotes> listRemotes(Session& session, const QRBSourceControlRepositoryPtr& repository) {
   auto listed = std::make_shared<ListedRemotes>();
-  listed->error = session.perform("Looking for remotes", [&](Session::Done done) {
+  qrb::Error failure = session.perform("Looking for remotes", [&](Session::Done done) {
     return repository->listRemoteRepositoriesWithCompletionBlock(
         [listed, done](auto primary, auto remotes, qrb::Error error) {
           listed->primary = std::move(primary);
@@ -56,54 +56,57 @@ ListedRemotes listRemotes(Session& session, const QRBSourceControlRepositoryPtr&
           done(std::move(error));
         });
   });
+  if (failure) return failure;
   return *listed;
 }
 
-RemotesWithoutURL listRemotesWithoutURL(Session& session, const QRBSourceControlRepositoryPtr& repository,
-                                        const ListedRemotes& listed) {
-  auto found = std::make_shared<RemotesWithoutURL>();
-  found->error = session.perform("Looking for remotes", [&](Session::Done done) {
+qrb::Result<std::vector<qrb::String>> listRemotesWithoutURL(Session& session,
+                                                            const QRBSourceControlRepositoryPtr& repository,
+                                                            const ListedRemotes& listed) {
+  auto found = std::make_shared<std::vector<qrb::String>>();
+  qrb::Error failure = session.perform("Looking for remotes", [&](Session::Done done) {
     // What was fetched is told of every remote.
     return repository->listRemoteBranchesForBranchAndTagLocations(
         nullptr, [found, listed, done](auto, auto branches, qrb::Error error) {
           if (branches != nullptr) {
             for (const auto& [name, each] : *branches) {
               bool isListed = listed.byName != nullptr && listed.byName->find(name.view()) != nullptr;
-              if (!isListed) found->names.push_back(name);
+              if (!isListed) found->push_back(name);
             }
           }
           done(std::move(error));
         });
   });
   // A system that has no branches of remotes to tell of has listed all.
-  bool isUnsupported = found->error.domain().view() == QRBSourceControlErrorDomain &&
-                       found->error.code() == static_cast<std::int64_t>(
-                                                  QRBSourceControlErrorCode::systemDistributedRepositoriesUnsupported);
-  if (isUnsupported) found->error = {};
+  bool isUnsupported =
+      failure.domain().view() == QRBSourceControlErrorDomain &&
+      failure.code() == static_cast<std::int64_t>(QRBSourceControlErrorCode::systemDistributedRepositoriesUnsupported);
+  if (failure && !isUnsupported) return failure;
   return *found;
 }
 
-FoundRemote findRemote(Session& session, const QRBSourceControlRepositoryPtr& repository, const std::string& name) {
-  ListedRemotes listed = listRemotes(session, repository);
-  if (listed.error) return {nullptr, {}, listed.error};
-  bool hasSome = listed.byName != nullptr && !listed.byName->empty();
+qrb::Result<FoundRemote> findRemote(Session& session, const QRBSourceControlRepositoryPtr& repository,
+                                    const std::string& name) {
+  auto listed = listRemotes(session, repository);
+  if (!listed) return listed.error();
+  bool hasSome = listed->byName != nullptr && !listed->byName->empty();
   QRBSourceControlRemoteRepositoryPtr remote;
   if (hasSome && name.empty()) {
-    remote = listed.primary;
+    remote = listed->primary;
   } else if (hasSome) {
-    for (const auto& [each, candidate] : *listed.byName) {
+    for (const auto& [each, candidate] : *listed->byName) {
       if (each.view() == name) remote = candidate;
     }
   }
   if (remote != nullptr) {
     useKeptAccount(remote);
-    return {remote, name.empty() ? nameOf(listed, remote) : name, {}};
+    return FoundRemote{remote, name.empty() ? nameOf(*listed, remote) : name};
   }
   if (!name.empty()) {
-    RemotesWithoutURL others = listRemotesWithoutURL(session, repository, listed);
-    if (std::find(others.names.begin(), others.names.end(), name) != others.names.end()) {
-      return {
-          nullptr, {}, hostError("The remote \"" + name + "\" has no URL.", "Remove it, and add it with one.", ENOENT)};
+    // Asked only for a better word of why there is none, so that its own failure is no matter.
+    auto others = listRemotesWithoutURL(session, repository, *listed).valueOr({});
+    if (std::find(others.begin(), others.end(), name) != others.end()) {
+      return hostError("The remote \"" + name + "\" has no URL.", "Remove it, and add it with one.", ENOENT);
     }
   }
   std::string what = hasSome && name.empty() ? "None of the remotes is the primary one."
@@ -112,55 +115,51 @@ FoundRemote findRemote(Session& session, const QRBSourceControlRepositoryPtr& re
   const char* help = hasSome && name.empty() ? "Name one; \"qrbscm remote list\" shows which there are."
                      : hasSome               ? "\"qrbscm remote list\" shows which there are."
                                              : "\"qrbscm remote add NAME URL\" adds one.";
-  return {nullptr, {}, hostError(what, help, ENOENT)};
+  return hostError(what, help, ENOENT);
 }
 
-FoundRemote findUpdateSource(Session& session, const QRBSourceControlRepositoryPtr& repository,
-                             const std::string& name) {
+qrb::Result<FoundRemote> findUpdateSource(Session& session, const QRBSourceControlRepositoryPtr& repository,
+                                          const std::string& name) {
   bool hasRemotes = repository->sourceControlSystem()->supportsMultipleRemoteRepositories();
   if (hasRemotes || !name.empty()) return findRemote(session, repository, name);
   auto itself = std::dynamic_pointer_cast<QRBSourceControlRemoteRepository>(repository);
   if (itself != nullptr) useKeptAccount(itself);
-  return {itself, "the repository", {}};
+  return FoundRemote{itself, "the repository"};
 }
 
 std::string addressOf(const QRBSourceControlRemoteRepositoryPtr& remote) {
   return displayText(remote->URL().withoutPassword().absoluteString().view());
 }
 
-qrb::Error readAddress(const std::string& text, const std::string& folder, qrb::URL& url) {
+qrb::Result<qrb::URL> readAddress(const std::string& text, const std::string& folder) {
   namespace fs = std::filesystem;
   std::error_code failure;
   fs::path local = fs::absolute(folder.empty() ? "." : folder, failure) / text;
   bool isPath =
       text.starts_with('/') || text.starts_with("./") || text.starts_with("../") || fs::exists(local, failure);
-  if (!text.empty() && isPath) {
-    url = qrb::URL::fileURL(local.lexically_normal().native());
-    return {};
-  }
-  url = qrb::URL(text);
+  if (!text.empty() && isPath) return qrb::URL::fileURL(local.lexically_normal().native());
+  qrb::URL url(text);
   if (qrb::Error error = refusePassword(url, "Leave it out; it is asked for, or kept with \"qrbscm accounts add\".")) {
     return error;
   }
-  if (url.isFileURL() || qrbscm_isValid(url)) return {};
+  if (url.isFileURL() || qrbscm_isValid(url)) return url;
   return hostError("\"" + text + "\" is no address of a repository.",
                    "A URL is, or user@host:path, or the path of a folder.");
 }
 
-CurrentBranch findCurrentBranch(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy) {
+qrb::Result<CurrentBranch> findCurrentBranch(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy) {
   auto current = std::make_shared<CurrentBranch>();
-  current->error = session.perform("Asking for the branch", [&](Session::Done done) {
-    return workingCopy->currentLocationWithCompletionBlock([current, done](auto location, qrb::Error error) {
+  qrb::Error error = session.perform("Asking for the branch", [&](Session::Done done) {
+    return workingCopy->currentLocationWithCompletionBlock([current, done](auto location, qrb::Error failure) {
       current->branch = unpinned(location);
-      done(std::move(error));
+      done(std::move(failure));
     });
   });
-  if (current->error) return *current;
+  if (error) return error;
   if (current->branch == nullptr) {
-    current->error = hostError("The working copy is on no branch.", "\"qrbscm switch BRANCH\" puts it on one.");
-    return *current;
+    return hostError("The working copy is on no branch.", "\"qrbscm switch BRANCH\" puts it on one.");
   }
-  qrb::Error error = session.perform("Asking what the branch follows", [&](Session::Done done) {
+  error = session.perform("Asking what the branch follows", [&](Session::Done done) {
     return workingCopy->repository()->remoteBranchForBranch(current->branch,
                                                             [current, done](auto branch, qrb::Error failure) {
                                                               current->followed = unpinned(branch);
@@ -169,7 +168,7 @@ CurrentBranch findCurrentBranch(Session& session, const QRBSourceControlWorkingC
   });
   bool followsNothing = error.domain().view() == QRBSourceControlErrorDomain &&
                         error.code() == static_cast<std::int64_t>(QRBSourceControlErrorCode::branchNotFound);
-  if (!followsNothing) current->error = error;
+  if (error && !followsNothing) return error;
   return *current;
 }
 

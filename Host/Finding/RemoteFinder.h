@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "Error.h"
 #include "QRBSourceControlCallbacks.h"
 #include "QRBSourceControlForward.h"
+#include "Result.h"
 #include "Session.h"
 
 namespace host {
@@ -14,30 +14,26 @@ namespace host {
 struct ListedRemotes {
   QRBSourceControlRemoteRepositoryPtr primary;
   QRBSourceControlRemoteRepositoriesPtr byName;
-  qrb::Error error;
 };
-ListedRemotes listRemotes(Session& session, const QRBSourceControlRepositoryPtr& repository);
+qrb::Result<ListedRemotes> listRemotes(Session& session, const QRBSourceControlRepositoryPtr& repository);
 
 /// The names of the remotes that were not listed, since nothing says where they are.
-struct RemotesWithoutURL {
-  std::vector<qrb::String> names;
-  qrb::Error error;
-};
-RemotesWithoutURL listRemotesWithoutURL(Session& session, const QRBSourceControlRepositoryPtr& repository,
-                                        const ListedRemotes& listed);
+qrb::Result<std::vector<qrb::String>> listRemotesWithoutURL(Session& session,
+                                                            const QRBSourceControlRepositoryPtr& repository,
+                                                            const ListedRemotes& listed);
 
 /// One of them, with the account and the trust that the user keeps for its server.
 struct FoundRemote {
   QRBSourceControlRemoteRepositoryPtr remote;
   std::string name;
-  qrb::Error error;
 };
 /// The remote of that name; of several, none named, the primary one.
-FoundRemote findRemote(Session& session, const QRBSourceControlRepositoryPtr& repository, const std::string& name);
+qrb::Result<FoundRemote> findRemote(Session& session, const QRBSourceControlRepositoryPtr& repository,
+                                    const std::string& name);
 /// Where a working copy is updated from: a remote, or, where the system knows none, its only repository, whose `remote`
 /// is null where it is known by the working copy alone.
-FoundRemote findUpdateSource(Session& session, const QRBSourceControlRepositoryPtr& repository,
-                             const std::string& name);
+qrb::Result<FoundRemote> findUpdateSource(Session& session, const QRBSourceControlRepositoryPtr& repository,
+                                          const std::string& name);
 
 /// Gives a remote, which comes with an account of its own, the account and the trust that the user keeps for its
 /// server.
@@ -48,15 +44,14 @@ std::string addressOf(const QRBSourceControlRemoteRepositoryPtr& remote);
 
 /// The address that the user means by a text: a URL, user@host:path, or a path, relative to `folder` (empty: the
 /// current one), whose file URL it is then. One with a password is refused: by then others have seen it.
-qrb::Error readAddress(const std::string& text, const std::string& folder, qrb::URL& url);
+qrb::Result<qrb::URL> readAddress(const std::string& text, const std::string& folder);
 
-/// The branch that a working copy is on; with an error where it is on none.
+/// The branch that a working copy is on. Being on none is an error.
 struct CurrentBranch {
   QRBSourceControlBranchPtr branch;
   /// What it follows; null where it follows nothing.
   QRBSourceControlBranchPtr followed;
-  qrb::Error error;
 };
-CurrentBranch findCurrentBranch(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy);
+qrb::Result<CurrentBranch> findCurrentBranch(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy);
 
 }  // namespace host

@@ -18,15 +18,15 @@ namespace fs = std::filesystem;
 
 template <class Ask>
 ListedSystems list(Session& session, Ask ask) {
-  auto found = std::make_shared<ListedSystems>();
+  auto found = std::make_shared<std::vector<QRBSourceControlSystemPtr>>();
   qrb::Error error = session.perform("Looking for plug-ins", [&](Session::Done done) {
     return ask([found, done](const auto& systems) {
       if (systems == nullptr) return done(QRBSourceControlError_Canceled());
-      found->systems = *systems;
+      *found = *systems;
       done({});
     });
   });
-  found->error = error;
+  if (error) return error;
   return *found;
 }
 
@@ -79,29 +79,28 @@ ListedSystems listSystemsFor(Session& session, const fs::path& folder) {
   std::vector<qrb::String> asked = QRBSourceControlManager::installedPlugInIdentifiers();
   if (std::vector<qrb::String> plain = plainSystemsOf(folder, asked); !plain.empty()) {
     ListedSystems listed = listSome(session, plain);
-    if (listed.error || !listed.systems.empty()) return listed;
+    if (!listed || !listed->empty()) return listed;
     // The folder may be one of the others' all the same, whatever has become of the one that it seemed to be of.
     std::erase_if(asked, [&](const qrb::String& identifier) { return std::ranges::count(plain, identifier) > 0; });
   }
   return listSome(session, asked);
 }
 
-FoundSystem findSystemNamed(Session& session, const std::string& name) {
-  auto [systems, error] = listSystems(session);
-  if (error) return {nullptr, error};
-  for (const QRBSourceControlSystemPtr& each : systems) {
-    if (qrb::lowercased(each->name().view()) == qrb::lowercased(name)) return {each, {}};
+qrb::Result<QRBSourceControlSystemPtr> findSystemNamed(Session& session, const std::string& name) {
+  ListedSystems systems = listSystems(session);
+  if (!systems) return systems.error();
+  for (const QRBSourceControlSystemPtr& each : *systems) {
+    if (qrb::lowercased(each->name().view()) == qrb::lowercased(name)) return each;
   }
-  return {nullptr,
-          hostError("There is no system named \"" + name + "\".", "\"qrbscm systems\" shows which there are.", ENOENT)};
+  return hostError("There is no system named \"" + name + "\".", "\"qrbscm systems\" shows which there are.", ENOENT);
 }
 
-FoundSystem findSystemFor(Session& session, const qrb::URL& url, const std::string& name) {
+qrb::Result<QRBSourceControlSystemPtr> findSystemFor(Session& session, const qrb::URL& url, const std::string& name) {
   if (!name.empty()) return findSystemNamed(session, name);
-  ListedSystems listed = listSystems(session);
-  if (listed.error) return {nullptr, listed.error};
-  auto guess = QRBSourceControlSystem::bestGuessSystemForURLAmongSystems(url, listed.systems);
-  if (guess != nullptr) return {guess, {}};
+  ListedSystems systems = listSystems(session);
+  if (!systems) return systems.error();
+  auto guess = QRBSourceControlSystem::bestGuessSystemForURLAmongSystems(url, *systems);
+  if (guess != nullptr) return guess;
   return findSystemNamed(session, "git");
 }
 

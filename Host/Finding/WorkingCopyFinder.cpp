@@ -27,22 +27,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-FoundWorkingCopy notFound(std::string why) {
-  FoundWorkingCopy found;
-  found.error = QRBSourceControlError_WorkingCopyNotFound(why);
-  return found;
-}
-
-FoundWorkingCopy noSystems() {
+qrb::Error noSystems() {
   std::string folders;
   for (const std::string& directory : qrb::ServiceDirectories::directories()) folders += "\n" + directory;
   if (folders.empty()) folders = " no folder";
-  FoundWorkingCopy found;
   qrb::Error unusable = QRBSourceControlError_SystemUnusable();
   auto info = unusable.userInfo();
   info.set(QRBSourceControlUnderlyingErrorString, "no plug-in answered; plug-ins were looked for in:" + folders);
-  found.error = qrb::Error(unusable.domain(), unusable.code(), std::move(info));
-  return found;
+  return {unusable.domain(), unusable.code(), std::move(info)};
 }
 
 bool isThere(const fs::path& path) {
@@ -57,7 +49,7 @@ std::vector<FoundWorkingCopy> candidatesFor(const fs::path& folder,
   for (fs::path place = folder;; place = place.parent_path()) {
     for (const QRBSourceControlSystemPtr& system : systems) {
       if (auto workingCopy = workingCopyWithRoot(place.native(), system)) {
-        candidates.push_back({workingCopy, place.native(), {}});
+        candidates.push_back({workingCopy, place.native()});
       }
     }
     if (place == place.parent_path()) return candidates;
@@ -153,31 +145,29 @@ QRBSourceControlRepositoryPtr repositoryWithChanges(const QRBSourceControlWorkin
   return QRBSourceControlRepository::initWithURL(workingCopy->fileURL(), system);
 }
 
-FoundWorkingCopy findWorkingCopy(Session& session, const std::string& path) {
+qrb::Result<FoundWorkingCopy> findWorkingCopy(Session& session, const std::string& path) {
   std::error_code failure;
   fs::path folder = fs::canonical(path.empty() ? "." : path, failure);
-  if (failure) return notFound((path.empty() ? "." : path) + ": " + failure.message());
+  if (failure) return QRBSourceControlError_WorkingCopyNotFound((path.empty() ? "." : path) + ": " + failure.message());
   if (!fs::is_directory(folder, failure)) {
-    return notFound(path +
-                    ": not a folder. Name the folder that holds it; the history of one file is shown by "
-                    "\"qrbscm log --file\".");
+    return QRBSourceControlError_WorkingCopyNotFound(
+        path +
+        ": not a folder. Name the folder that holds it; the history of one file is shown by "
+        "\"qrbscm log --file\".");
   }
-  auto [systems, error] = listSystemsFor(session, folder);
-  if (error) {
-    FoundWorkingCopy found;
-    found.error = error;
-    return found;
-  }
-  if (systems.empty()) return noSystems();
-  std::vector<FoundWorkingCopy> candidates = candidatesFor(folder, systems);
+  auto systems = listSystemsFor(session, folder);
+  if (!systems) return systems.error();
+  if (systems->empty()) return noSystems();
+  std::vector<FoundWorkingCopy> candidates = candidatesFor(folder, *systems);
   for (std::size_t number = 0; number + 1 < candidates.size(); ++number) {
     qrb::Error denial = denialOf(session, candidates[number]);
     if (!denial) return withItsServer(session, candidates[number]);
-    if (isCancellation(denial)) return {nullptr, {}, denial};
+    if (isCancellation(denial)) return denial;
   }
   // Whatever is wrong with the last one, the request itself will tell.
   if (!candidates.empty()) return withItsServer(session, candidates.back());
-  return notFound("neither " + folder.native() + " nor a folder above it is a working copy");
+  return QRBSourceControlError_WorkingCopyNotFound("neither " + folder.native() +
+                                                   " nor a folder above it is a working copy");
 }
 
 }  // namespace host

@@ -2,23 +2,21 @@
 
 #include <string>
 
-#include "Error.h"
 #include "QRBSourceControlForward.h"
+#include "Result.h"
 #include "Session.h"
 
 namespace host {
 
-/// A working copy, or why there is none.
 struct FoundWorkingCopy {
   QRBSourceControlWorkingCopyPtr workingCopy;
   /// Its root, as a path without symbolic links.
   std::string root;
-  qrb::Error error;
 };
 
 /// The working copy that a folder belongs to: the folder itself or the nearest one above it in which one of the
 /// installed systems keeps its metadata. A path that is empty means the current folder.
-FoundWorkingCopy findWorkingCopy(Session& session, const std::string& path);
+qrb::Result<FoundWorkingCopy> findWorkingCopy(Session& session, const std::string& path);
 
 /// The repository for comparisons with what is not committed: where a working copy holds none of its own, the working
 /// copy stands for it.

@@ -25,30 +25,29 @@ namespace fs = std::filesystem;
 
 }  // namespace
 
-FoundWorkspace findWorkspace(Session& session, const std::string& folder) {
+qrb::Result<FoundWorkspace> findWorkspace(Session& session, const std::string& folder) {
   std::error_code failure;
   fs::path root = fs::canonical(folder.empty() ? "." : folder, failure);
   if (!failure && !fs::is_directory(root)) failure = std::make_error_code(std::errc::not_a_directory);
-  if (failure) return {nullptr, {}, hostError(folder + ": " + failure.message(), {}, failure.value())};
-  ListedSystems listed = listSystems(session);
-  if (listed.error) return {nullptr, {}, listed.error};
+  if (failure) return hostError(folder + ": " + failure.message(), {}, failure.value());
+  ListedSystems systems = listSystems(session);
+  if (!systems) return systems.error();
   auto found = std::make_shared<QRBSourceControlWorkspace::WorkingCopies>();
   qrb::Error error = session.perform("Looking for working copies", [&](Session::Done done) {
     return QRBSourceControlManager::sharedInstance()->scanForWorkingCopiesInFolderPaths(
-        {root.native()}, false, listed.systems, [found, done](const auto& workingCopies) {
+        {root.native()}, false, *systems, [found, done](const auto& workingCopies) {
           if (workingCopies == nullptr) return done(QRBSourceControlError_Canceled());
           *found = *workingCopies;
           done({});
         });
   });
-  if (error) return {nullptr, {}, error};
+  if (error) return error;
   if (found->empty()) {
-    return {nullptr, root.native(),
-            QRBSourceControlError_WorkingCopyNotFound("there is none in " + root.native() + " and below it")};
+    return QRBSourceControlError_WorkingCopyNotFound("there is none in " + root.native() + " and below it");
   }
   auto workspace = QRBSourceControlWorkspace::initWithWorkingCopies(*found);
   workspace->sortWorkingCopies();
-  return {workspace, root.native(), {}};
+  return FoundWorkspace{workspace, root.native()};
 }
 
 std::string placeIn(const std::string& root, const QRBSourceControlWorkingCopyPtr& workingCopy) {
@@ -95,10 +94,10 @@ QRBSourceControlWorkingCopyPtr FoundOfBlueprint::workingCopyOf(
   return nullptr;
 }
 
-FoundOfBlueprint findOfBlueprint(Session& session, const QRBSourceControlWorkspaceBlueprintPtr& blueprint,
-                                 const std::string& root) {
+qrb::Result<FoundOfBlueprint> findOfBlueprint(Session& session, const QRBSourceControlWorkspaceBlueprintPtr& blueprint,
+                                              const std::string& root) {
   auto found = std::make_shared<FoundOfBlueprint>();
-  found->error = session.perform("Looking for the working copies", [&](Session::Done done) {
+  qrb::Error failure = session.perform("Looking for the working copies", [&](Session::Done done) {
     return blueprint->workspaceForWorkingCopiesCreatedAtURL(
         qrb::URL::fileURL(root, true), [found, done](auto workspace, auto remotes, qrb::Error error) {
           found->workspace = std::move(workspace);
@@ -106,6 +105,7 @@ FoundOfBlueprint findOfBlueprint(Session& session, const QRBSourceControlWorkspa
           done(std::move(error));
         });
   });
+  if (failure) return failure;
   return *found;
 }
 

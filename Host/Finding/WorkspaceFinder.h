@@ -4,21 +4,20 @@
 #include <utility>
 #include <vector>
 
-#include "Error.h"
 #include "QRBSourceControlWorkspaceForward.h"
+#include "Result.h"
 #include "Session.h"
 
 namespace host {
 
-/// The working copies at and below a folder, as a workspace without a primary one; or why there is none.
+/// The working copies at and below a folder, as a workspace without a primary one.
 struct FoundWorkspace {
   QRBSourceControlWorkspacePtr workspace;
   /// The folder, as a path without symbolic links.
   std::string root;
-  qrb::Error error;
 };
 /// An empty path means the current folder. That there is no working copy is an error.
-FoundWorkspace findWorkspace(Session& session, const std::string& folder);
+qrb::Result<FoundWorkspace> findWorkspace(Session& session, const std::string& folder);
 
 /// Where a working copy lies from the folder on; "." for the folder itself.
 std::string placeIn(const std::string& root, const QRBSourceControlWorkingCopyPtr& workingCopy);
@@ -38,12 +37,11 @@ struct FoundOfBlueprint {
   /// They know what they are on, in the blueprint's words.
   QRBSourceControlWorkspacePtr workspace;
   std::shared_ptr<const QRBSourceControlWorkingCopyRemotes> remotes;
-  qrb::Error error;
 
   /// Null where it is missing.
   QRBSourceControlWorkingCopyPtr workingCopyOf(const QRBSourceControlRemoteRepositoryPtr& remote) const;
 };
-FoundOfBlueprint findOfBlueprint(Session& session, const QRBSourceControlWorkspaceBlueprintPtr& blueprint,
-                                 const std::string& root);
+qrb::Result<FoundOfBlueprint> findOfBlueprint(Session& session, const QRBSourceControlWorkspaceBlueprintPtr& blueprint,
+                                              const std::string& root);
 
 }  // namespace host

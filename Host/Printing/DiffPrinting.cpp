@@ -78,17 +78,18 @@ std::string nameOf(const File& file) {
 
 }  // namespace
 
-FoundDifferences findDifferences(Session& session, const QRBSourceControlRepositoryPtr& repository,
-                                 const QRBSourceControlRevisionLocationPtr& from,
-                                 const QRBSourceControlRevisionLocationPtr& against) {
-  auto found = std::make_shared<FoundDifferences>();
-  found->error = session.perform("Comparing", [&](Session::Done done) {
+qrb::Result<qrb::Dictionary> findDifferences(Session& session, const QRBSourceControlRepositoryPtr& repository,
+                                             const QRBSourceControlRevisionLocationPtr& from,
+                                             const QRBSourceControlRevisionLocationPtr& against) {
+  auto found = std::make_shared<qrb::Dictionary>();
+  qrb::Error failure = session.perform("Comparing", [&](Session::Done done) {
     return repository->diffLocation(from, against, nullptr, [found, done](qrb::Dictionary answer, qrb::Error error) {
-      found->dictionary = std::make_shared<const qrb::Dictionary>(std::move(answer));
+      *found = std::move(answer);
       done(std::move(error));
     });
   });
-  return *found;
+  if (failure) return failure;
+  return std::move(*found);
 }
 
 std::vector<JSONValue> jsonOfDifferences(const qrb::Dictionary& dictionary) {

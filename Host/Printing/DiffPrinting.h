@@ -4,18 +4,15 @@
 #include "JSONArray.h"
 #include "Output.h"
 #include "QRBSourceControlForward.h"
+#include "Result.h"
 #include "Session.h"
 
 namespace host {
 
 /// What differs between two locations, in the layout of the shipped plug-ins.
-struct FoundDifferences {
-  std::shared_ptr<const qrb::Dictionary> dictionary;
-  qrb::Error error;
-};
-FoundDifferences findDifferences(Session& session, const QRBSourceControlRepositoryPtr& repository,
-                                 const QRBSourceControlRevisionLocationPtr& from,
-                                 const QRBSourceControlRevisionLocationPtr& against);
+qrb::Result<qrb::Dictionary> findDifferences(Session& session, const QRBSourceControlRepositoryPtr& repository,
+                                             const QRBSourceControlRevisionLocationPtr& from,
+                                             const QRBSourceControlRevisionLocationPtr& against);
 
 /// One element for each file.
 std::vector<JSONValue> jsonOfDifferences(const qrb::Dictionary& dictionary);

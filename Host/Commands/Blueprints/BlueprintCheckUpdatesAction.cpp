@@ -56,26 +56,26 @@ void print(Session& session, const QRBSourceControlWorkspaceBlueprintPtr& bluepr
 
 ExitStatus runCheckUpdates(Session& session, const BlueprintCheckUpdatesOptions& options) {
   session.endUnread();
-  ReadBlueprint read = readBlueprintForServers(session, options.file, options.keyDirectory);
-  if (read.blueprint == nullptr) return session.fail(read.error);
+  auto read = readBlueprintForServers(session, options.file, options.keyDirectory);
+  if (!read) return session.fail(read.error());
   auto answers = std::make_shared<Answers>();
   qrb::Error error = session.perform("Asking the servers", [&](Session::Done done) {
-    return read.blueprint->checkForUpdatesWithCompletionBlock(
+    return read->blueprint->checkForUpdatesWithCompletionBlock(
         [answers, done](auto updates, auto errors, qrb::Error failure) {
           *answers = {std::move(updates), std::move(errors)};
           done(std::move(failure));
         });
   });
   if (error) return session.fail(error);
-  print(session, read.blueprint, *answers);
+  print(session, read->blueprint, *answers);
   Failures failures;
-  for (const auto& remote : read.blueprint->remoteRepositories()) {
+  for (const auto& remote : read->blueprint->remoteRepositories()) {
     if (const qrb::Error* failure = answers->errors->find(remote)) {
-      failures.emplace_back(placeOf(read.blueprint, remote), *failure);
+      failures.emplace_back(placeOf(read->blueprint, remote), *failure);
     }
   }
   ExitStatus status = failWith(session, "Some servers could not tell:", failures);
-  return isWhole(read.blueprint) ? status : ExitStatus::failed;
+  return isWhole(read->blueprint) ? status : ExitStatus::failed;
 }
 
 }  // namespace

@@ -237,12 +237,12 @@ qrb::Error refuseClimbing(const BlueprintPtr& blueprint) {
 }
 
 ExitStatus runCheckout(Session& session, const BlueprintCheckoutOptions& options) {
-  ReadBlueprint read = readBlueprintForServers(session, options.file, options.keyDirectory);
-  if (read.blueprint == nullptr) return session.fail(read.error);
+  auto read = readBlueprintForServers(session, options.file, options.keyDirectory);
+  if (!read) return session.fail(read.error());
   if (!options.allowsOutside) {
-    if (qrb::Error error = refuseClimbing(read.blueprint)) return session.fail(error);
+    if (qrb::Error error = refuseClimbing(read->blueprint)) return session.fail(error);
   }
-  return Checkout(session, read.blueprint, options).run();
+  return Checkout(session, read->blueprint, options).run();
 }
 
 }  // namespace

@@ -14,9 +14,9 @@ struct BlueprintConvertOptions {
 ExitStatus runConvert(Session& session, const BlueprintConvertOptions& options) {
   // Keys are files, for as long as it takes to hand them on.
   auto keys = qrb::PrivateFolder::temporary("qrbscm-");
-  ReadBlueprint read = readBlueprintToRewrite(session, options.from, options.to, keys.path());
-  if (read.blueprint == nullptr) return session.fail(read.error);
-  return writeBlueprint(session, read.blueprint, options.to);
+  auto read = readBlueprintToRewrite(session, options.from, options.to, keys.path());
+  if (!read) return session.fail(read.error());
+  return writeBlueprint(session, read->blueprint, options.to);
 }
 
 }  // namespace

@@ -152,24 +152,24 @@ std::string nameFor(const FoundWorkspace& found, const BlueprintCreateOptions& o
 }
 
 ExitStatus runCreate(Session& session, const BlueprintCreateOptions& options) {
-  FoundWorkspace found = findWorkspace(session, options.folder);
-  if (found.error) return session.fail(found.error);
-  if (qrb::Error error = choosePrimary(found, options)) return session.fail(error);
-  if (qrb::Error error = choosePathToProject(found, options)) return session.fail(error);
-  Derived derived = derive(session, found.workspace);
+  auto found = findWorkspace(session, options.folder);
+  if (!found) return session.fail(found.error());
+  if (qrb::Error error = choosePrimary(*found, options)) return session.fail(error);
+  if (qrb::Error error = choosePathToProject(*found, options)) return session.fail(error);
+  Derived derived = derive(session, found->workspace);
   // Where nothing at all was to be recorded, the library knows of no remote and has looked everywhere.
   if (derived.error && derived.remotes != nullptr) {
-    tellWhatIsLeftOut(session, found, derived);
-    return session.fail(hostError("There is nothing to record in \"" + found.root + "\".",
+    tellWhatIsLeftOut(session, *found, derived);
+    return session.fail(hostError("There is nothing to record in \"" + found->root + "\".",
                                   "A working copy that has history and a remote on a server can be recorded.", ENOENT));
   }
   if (derived.error) return session.fail(derived.error);
-  beginPathsIn(found, derived);
-  tellWhatIsDifferent(session, found, derived, options);
+  beginPathsIn(*found, derived);
+  tellWhatIsDifferent(session, *found, derived, options);
   if (options.to.credentials) {
     for (const auto& remote : derived.blueprint->remoteRepositories()) useKeptAccount(remote);
   }
-  derived.blueprint->setName(nameFor(found, options, derived.blueprint));
+  derived.blueprint->setName(nameFor(*found, options, derived.blueprint));
   BlueprintWriting to = options.to;
   if (to.file.empty()) {
     to.file = derived.blueprint->name().str() + "." + QRBSourceControlWorkspaceBlueprintExtension;

@@ -19,12 +19,12 @@ ExitStatus runDiff(Session& session, const BlueprintDiffOptions& options) {
   if (std::filesystem::is_directory(options.other, failure)) {
     return runWorkspaceComparison(session, options.recorded, options.other);
   }
-  ReadBlueprint recorded = readBlueprint(session, options.recorded);
-  if (recorded.blueprint == nullptr) return session.fail(recorded.error);
-  ReadBlueprint found = readBlueprint(session, options.other);
-  if (found.blueprint == nullptr) return session.fail(found.error);
-  printComparison(session, compareBlueprints(recorded.blueprint, found.blueprint), "other blueprint");
-  return isWhole(recorded.blueprint) && isWhole(found.blueprint) ? ExitStatus::success : ExitStatus::failed;
+  auto recorded = readBlueprint(session, options.recorded);
+  if (!recorded) return session.fail(recorded.error());
+  auto found = readBlueprint(session, options.other);
+  if (!found) return session.fail(found.error());
+  printComparison(session, compareBlueprints(recorded->blueprint, found->blueprint), "other blueprint");
+  return isWhole(recorded->blueprint) && isWhole(found->blueprint) ? ExitStatus::success : ExitStatus::failed;
 }
 
 }  // namespace

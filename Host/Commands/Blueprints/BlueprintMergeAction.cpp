@@ -25,21 +25,21 @@ ExitStatus runMerge(Session& session, const BlueprintMergeOptions& options) {
   auto keys = qrb::PrivateFolder::temporary("qrbscm-");
   QRBSourceControlWorkspaceBlueprintPtr merged;
   for (const std::string& file : options.files) {
-    ReadBlueprint read = readBlueprintToRewrite(session, file, options.to, keys.path());
-    if (read.blueprint == nullptr) return session.fail(read.error);
+    auto read = readBlueprintToRewrite(session, file, options.to, keys.path());
+    if (!read) return session.fail(read.error());
     if (merged == nullptr) {
-      merged = read.blueprint;
+      merged = read->blueprint;
       continue;
     }
     bool isSameProject =
-        merged->relativePathToProject() && merged->relativePathToProject() == read.blueprint->relativePathToProject();
+        merged->relativePathToProject() && merged->relativePathToProject() == read->blueprint->relativePathToProject();
     if (!isSameProject && !options.replace) {
-      return session.fail(hostError("\"" + file + "\" is of another project (" + projectOf(read.blueprint) +
+      return session.fail(hostError("\"" + file + "\" is of another project (" + projectOf(read->blueprint) +
                                         ") than what it is to be merged into (" + projectOf(merged) +
                                         "), so it would replace everything.",
                                     "Merge blueprints of one project, or say --replace."));
     }
-    merged->mergeWithBlueprint(read.blueprint);
+    merged->mergeWithBlueprint(read->blueprint);
   }
   return writeBlueprint(session, merged, options.to);
 }

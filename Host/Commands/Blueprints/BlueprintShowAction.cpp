@@ -37,10 +37,11 @@ struct Found : FoundOfBlueprint {
   QRBSourceControlWorkingCopyErrorsPtr errors;
 };
 
-Found findOnDisk(Session& session, const BlueprintPtr& blueprint, const std::string& root) {
-  auto found = std::make_shared<Found>(Found{findOfBlueprint(session, blueprint, root), nullptr, nullptr});
-  if (found->error) return *found;
-  found->error = session.perform("Looking for changes", [&](Session::Done done) {
+qrb::Result<Found> findOnDisk(Session& session, const BlueprintPtr& blueprint, const std::string& root) {
+  auto recorded = findOfBlueprint(session, blueprint, root);
+  if (!recorded) return recorded.error();
+  auto found = std::make_shared<Found>(Found{*std::move(recorded), nullptr, nullptr});
+  qrb::Error failure = session.perform("Looking for changes", [&](Session::Done done) {
     return found->workspace->filesAndStatusWithRemoteStatus(
         false, [found, done](auto local, auto /*remote*/, auto errors, qrb::Error error) {
           found->statuses = std::move(local);
@@ -48,6 +49,7 @@ Found findOnDisk(Session& session, const BlueprintPtr& blueprint, const std::str
           done(std::move(error));
         });
   });
+  if (failure) return failure;
   return *found;
 }
 
@@ -153,20 +155,21 @@ void printJSON(Session& session, const BlueprintPtr& blueprint, const Found* fou
 
 ExitStatus runShow(Session& session, const BlueprintShowOptions& options) {
   session.endUnread();
-  ReadBlueprint read = readBlueprint(session, options.file);
-  if (read.blueprint == nullptr) return session.fail(read.error);
+  auto read = readBlueprint(session, options.file);
+  if (!read) return session.fail(read.error());
   Found found;
   std::string root;
   if (!options.folder.empty()) {
     root = fs::absolute(options.folder).lexically_normal().native();
-    found = findOnDisk(session, read.blueprint, root);
-    if (found.error) return session.fail(found.error);
+    auto there = findOnDisk(session, read->blueprint, root);
+    if (!there) return session.fail(there.error());
+    found = *std::move(there);
   }
   const Found* onDisk = options.folder.empty() ? nullptr : &found;
   if (session.json()) {
-    printJSON(session, read.blueprint, onDisk);
+    printJSON(session, read->blueprint, onDisk);
   } else {
-    printPlain(session, read.blueprint, options.folder, onDisk);
+    printPlain(session, read->blueprint, options.folder, onDisk);
   }
   Failures failures;
   if (onDisk != nullptr) {

@@ -39,12 +39,12 @@ ExitStatus runValidate(Session& session, const std::vector<std::string>& files) 
   ExitStatus status = ExitStatus::success;
   JSONArray array(session.output());
   for (const std::string& file : files) {
-    ReadBlueprint read = readBlueprint(session, file, {}, BlueprintReading::quiet);
-    if (isCancellation(read.error)) return session.fail(read.error);
-    bool isValid = read.blueprint != nullptr;
+    auto read = readBlueprint(session, file, {}, BlueprintReading::quiet);
+    if (isCancellation(read.error())) return session.fail(read.error());
+    bool isValid = static_cast<bool>(read);
     if (!isValid) status = ExitStatus::failed;
-    std::vector<std::string> doubts = isValid ? doubtsAbout(read.blueprint) : std::vector<std::string>();
-    std::string problem = isValid ? "" : read.error.localizedDescription();
+    std::vector<std::string> doubts = isValid ? doubtsAbout(read->blueprint) : std::vector<std::string>();
+    std::string problem = isValid ? "" : read.error().localizedDescription();
     if (session.json()) {
       JSONValue entry;
       setPath(entry, "path", file);

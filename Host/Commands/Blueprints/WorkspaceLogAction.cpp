@@ -32,12 +32,12 @@ struct WorkspaceLogOptions {
 qrb::Error readEnds(Session& session, const FoundWorkspace& found, const std::string& file,
                     Workspace::RevisionTable& ends) {
   if (file.empty()) return {};
-  ReadBlueprint read = readBlueprint(session, file);
-  if (read.blueprint == nullptr) return read.error;
-  FoundOfBlueprint recorded = findOfBlueprint(session, read.blueprint, found.root);
-  if (recorded.error) return recorded.error;
-  for (const auto& [workingCopy, remote] : *recorded.remotes) {
-    auto location = read.blueprint->locationForRemoteRepository(remote);
+  auto read = readBlueprint(session, file);
+  if (!read) return read.error();
+  auto recorded = findOfBlueprint(session, read->blueprint, found.root);
+  if (!recorded) return recorded.error();
+  for (const auto& [workingCopy, remote] : *recorded->remotes) {
+    auto location = read->blueprint->locationForRemoteRepository(remote);
     if (location && location->revision()) ends.set(workingCopy, location->revision());
   }
   return {};
@@ -71,22 +71,22 @@ void print(Session& session, const FoundWorkspace& found, const Workspace::LogIt
 
 ExitStatus runLog(Session& session, const WorkspaceLogOptions& options) {
   session.endUnread();
-  FoundWorkspace found = findWorkspace(session, options.folder);
-  if (found.error) return session.fail(found.error);
+  auto found = findWorkspace(session, options.folder);
+  if (!found) return session.fail(found.error());
   Workspace::RevisionTable ends;
-  if (qrb::Error error = readEnds(session, found, options.since, ends)) return session.fail(error);
+  if (qrb::Error error = readEnds(session, *found, options.since, ends)) return session.fail(error);
   bool isForPeople = session.output().isTerminal() && !session.json();
   std::int64_t maximum = options.history.maximum(isForPeople);
   auto items = std::make_shared<Workspace::LogItems>();
   qrb::Error error = session.perform("Reading the histories", [&](Session::Done done) {
     auto onBatch = [&session](const auto&, double percent) { session.progress().update({}, percent / 100); };
-    return found.workspace->historyFromRevisions(Workspace::RevisionTable(), ends,
-                                                 options.history.inclusionType(session.json()), maximum,
-                                                 options.history.search(), options.history.searchType(), onBatch,
-                                                 [items, done](auto logItems, qrb::Error failure) {
-                                                   *items = std::move(logItems);
-                                                   done(std::move(failure));
-                                                 });
+    return found->workspace->historyFromRevisions(Workspace::RevisionTable(), ends,
+                                                  options.history.inclusionType(session.json()), maximum,
+                                                  options.history.search(), options.history.searchType(), onBatch,
+                                                  [items, done](auto logItems, qrb::Error failure) {
+                                                    *items = std::move(logItems);
+                                                    done(std::move(failure));
+                                                  });
   });
   if (error) {
     ExitStatus status = session.fail(error);
@@ -99,7 +99,7 @@ ExitStatus runLog(Session& session, const WorkspaceLogOptions& options) {
   auto most = static_cast<std::size_t>(maximum);
   bool isCut = maximum > 0 && items->size() > most;
   if (isCut) items->resize(most);
-  print(session, found, *items, options.history.paths);
+  print(session, *found, *items, options.history.paths);
   if (isForPeople && !options.history.wanted && isCut) {
     session.note("These are the newest " + std::to_string(most) + "; -n 0 shows all.");
   }

@@ -63,12 +63,12 @@ void printPlain(Session& session, const FoundWorkspace& found, const Reports& re
 
 ExitStatus runStatus(Session& session, const WorkspaceStatusOptions& options) {
   session.endUnread();
-  FoundWorkspace found = findWorkspace(session, options.folder);
-  if (found.error) return session.fail(found.error);
-  Failures failures = learnLocations(session, found.root, found.workspace->workingCopies());
+  auto found = findWorkspace(session, options.folder);
+  if (!found) return session.fail(found.error());
+  Failures failures = learnLocations(session, found->root, found->workspace->workingCopies());
   auto reports = std::make_shared<Reports>();
   qrb::Error error = session.perform("Looking for changes", [&](Session::Done done) {
-    return found.workspace->filesAndStatusWithRemoteStatus(
+    return found->workspace->filesAndStatusWithRemoteStatus(
         options.remote, [reports, done](auto local, auto remote, auto errors, qrb::Error failure) {
           *reports = {std::move(local), std::move(remote), std::move(errors)};
           done(std::move(failure));
@@ -76,13 +76,13 @@ ExitStatus runStatus(Session& session, const WorkspaceStatusOptions& options) {
   });
   if (error) return session.fail(error);
   if (session.json()) {
-    printJSON(session, found, *reports, options.ignored);
+    printJSON(session, *found, *reports, options.ignored);
   } else {
-    printPlain(session, found, *reports, options.ignored);
+    printPlain(session, *found, *reports, options.ignored);
   }
-  for (const auto& workingCopy : found.workspace->workingCopies()) {
+  for (const auto& workingCopy : found->workspace->workingCopies()) {
     const qrb::Error* failure = reports->errors->find(workingCopy);
-    std::string place = placeIn(found.root, workingCopy);
+    std::string place = placeIn(found->root, workingCopy);
     bool isKnown = std::any_of(failures.begin(), failures.end(), [&](const auto& each) { return each.first == place; });
     if (failure != nullptr && !isKnown) failures.emplace_back(std::move(place), *failure);
   }

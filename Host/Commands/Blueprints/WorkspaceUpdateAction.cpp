@@ -40,8 +40,8 @@ qrb::Error askRevision(Session& session, const WorkingCopyPtr& workingCopy, QRBS
 
 Outcome updateOne(Session& session, const WorkingCopyPtr& workingCopy, const std::string& place) {
   Outcome outcome;
-  FoundRemote from = findUpdateSource(session, workingCopy->repository(), {});
-  if (from.error) return {nullptr, nullptr, from.error};
+  auto from = findUpdateSource(session, workingCopy->repository(), {});
+  if (!from) return {nullptr, nullptr, from.error()};
   if (outcome.error = askRevision(session, workingCopy, outcome.before); outcome.error) return outcome;
   outcome.error = session.perform("Asking for the location", [&](Session::Done done) {
     return workingCopy->currentLocationWithCompletionBlock([done](auto, qrb::Error error) { done(std::move(error)); });
@@ -53,9 +53,9 @@ Outcome updateOne(Session& session, const WorkingCopyPtr& workingCopy, const std
     return outcome;
   }
   auto request = [&](Session::Done done) {
-    return workingCopy->forceUpdateWorkingCopyFromRepository(from.remote, session.progressBlock(), done);
+    return workingCopy->forceUpdateWorkingCopyFromRepository(from->remote, session.progressBlock(), done);
   };
-  outcome.error = session.perform("Updating " + place + " from " + from.name, request, from.remote);
+  outcome.error = session.perform("Updating " + place + " from " + from->name, request, from->remote);
   if (!outcome.error) outcome.error = askRevision(session, workingCopy, outcome.after);
   return outcome;
 }
@@ -83,14 +83,14 @@ void print(Session& session, JSONArray& array, const std::string& place, const O
 }
 
 ExitStatus runUpdate(Session& session, const std::string& folder) {
-  FoundWorkspace found = findWorkspace(session, folder);
-  if (found.error) return session.fail(found.error);
+  auto found = findWorkspace(session, folder);
+  if (!found) return session.fail(found.error());
   Failures failures;
   JSONArray array(session.output());
   qrb::Error interruption;
   // One after another, so that each line tells what has come of it, and the user can be asked who he is.
-  for (const WorkingCopyPtr& workingCopy : found.workspace->workingCopies()) {
-    std::string place = placeIn(found.root, workingCopy);
+  for (const WorkingCopyPtr& workingCopy : found->workspace->workingCopies()) {
+    std::string place = placeIn(found->root, workingCopy);
     Outcome outcome = updateOne(session, workingCopy, place);
     print(session, array, place, outcome);
     if (isCancellation(outcome.error)) {
@@ -102,7 +102,7 @@ ExitStatus runUpdate(Session& session, const std::string& folder) {
   if (session.json()) array.finish();
   ExitStatus status =
       failWith(session,
-               std::to_string(failures.size()) + " of " + std::to_string(found.workspace->workingCopies().size()) +
+               std::to_string(failures.size()) + " of " + std::to_string(found->workspace->workingCopies().size()) +
                    " working copies could not be updated:",
                failures);
   return interruption ? session.fail(interruption) : status;

@@ -113,17 +113,18 @@ void print(Session& session, const QRBSourceControlRevisionPtr& revision, const 
 }
 
 ExitStatus runCommit(Session& session, const CommitOptions& options) {
-  FoundFiles found = findFiles(session, options.files);
-  if (found.error) return session.fail(found.error);
+  auto found = findFiles(session, options.files);
+  if (!found) return session.fail(found.error());
   std::string message;
-  if (qrb::Error error = obtainMessage(session, options, found, message)) return session.fail(error);
+  if (qrb::Error error = obtainMessage(session, options, *found, message)) return session.fail(error);
   session.showPlugInMessages();
   auto revision = std::make_shared<QRBSourceControlRevisionPtr>();
   qrb::Error error = session.perform("Committing", [&](Session::Done done) {
-    return found.place.workingCopy->commitFiles(found.paths, message, [revision, done](auto made, qrb::Error failure) {
-      *revision = std::move(made);
-      done(std::move(failure));
-    });
+    return found->place.workingCopy->commitFiles(found->paths, message,
+                                                 [revision, done](auto made, qrb::Error failure) {
+                                                   *revision = std::move(made);
+                                                   done(std::move(failure));
+                                                 });
   });
   if (error) return session.fail(error);
   print(session, *revision, message);

@@ -15,10 +15,10 @@ ExitStatus runDiscard(Session& session, const DiscardOptions& options) {
     return runFileRequest(session, options.files, "Discarding changes",
                           &QRBSourceControlWorkingCopy::discardChangesInFiles);
   }
-  FoundWorkingCopy found = findWorkingCopy(session, options.files.folder);
-  if (found.error) return session.fail(found.error);
+  auto found = findWorkingCopy(session, options.files.folder);
+  if (!found) return session.fail(found.error());
   qrb::Error error = session.perform("Discarding changes", [&](Session::Done done) {
-    return found.workingCopy->discardAllChangesWithCompletionBlock(done);
+    return found->workingCopy->discardAllChangesWithCompletionBlock(done);
   });
   return error ? session.fail(error) : ExitStatus::success;
 }

@@ -24,14 +24,14 @@ ExitStatus runFilePairs(Session& session, const FileArguments& arguments, const 
   for (const std::string& source : sources.files) {
     targets.files.push_back(destinationOf(source, destination, isFolder));
   }
-  FoundFiles found = findFiles(session, sources);
-  if (found.error) return session.fail(found.error);
+  auto found = findFiles(session, sources);
+  if (!found) return session.fail(found.error());
   QRBSourceControlWorkingCopy::Files paths;
-  if (qrb::Error error = pathsInWorkingCopy(targets.files, targets.folder, found.place.root, paths)) {
+  if (qrb::Error error = pathsInWorkingCopy(targets.files, targets.folder, found->place.root, paths)) {
     return session.fail(error);
   }
   qrb::Error error = session.perform(
-      label, [&](Session::Done done) { return (found.place.workingCopy.get()->*request)(found.paths, paths, done); });
+      label, [&](Session::Done done) { return (found->place.workingCopy.get()->*request)(found->paths, paths, done); });
   return error ? session.fail(error) : ExitStatus::success;
 }
 
@@ -42,21 +42,20 @@ OptionDeclaration& addFileArguments(CommandDeclaration& command, FileArguments& 
   return command.argument("FILE", arguments.files, description).file("...");
 }
 
-FoundFiles findFiles(Session& session, const FileArguments& arguments) {
-  FoundFiles found;
-  found.place = findWorkingCopy(session, arguments.folder);
-  found.error = found.place.error;
-  if (!found.error) {
-    found.error = pathsInWorkingCopy(arguments.files, arguments.folder, found.place.root, found.paths);
-  }
-  return found;
+qrb::Result<FoundFiles> findFiles(Session& session, const FileArguments& arguments) {
+  return findWorkingCopy(session, arguments.folder).then([&](FoundWorkingCopy place) -> qrb::Result<FoundFiles> {
+    FoundFiles found{std::move(place), {}};
+    qrb::Error error = pathsInWorkingCopy(arguments.files, arguments.folder, found.place.root, found.paths);
+    if (error) return error;
+    return found;
+  });
 }
 
 ExitStatus runFileRequest(Session& session, const FileArguments& arguments, const char* label, FileRequest request) {
-  FoundFiles found = findFiles(session, arguments);
-  if (found.error) return session.fail(found.error);
+  auto found = findFiles(session, arguments);
+  if (!found) return session.fail(found.error());
   qrb::Error error = session.perform(
-      label, [&](Session::Done done) { return (found.place.workingCopy.get()->*request)(found.paths, done); });
+      label, [&](Session::Done done) { return (found->place.workingCopy.get()->*request)(found->paths, done); });
   return error ? session.fail(error) : ExitStatus::success;
 }
 

@@ -16,12 +16,11 @@ struct FileArguments {
 struct FoundFiles {
   FoundWorkingCopy place;
   QRBSourceControlWorkingCopy::Files paths;
-  qrb::Error error;
 };
 
 /// Adds -C and the files, which it returns.
 OptionDeclaration& addFileArguments(CommandDeclaration& command, FileArguments& arguments, const char* description);
-FoundFiles findFiles(Session& session, const FileArguments& arguments);
+qrb::Result<FoundFiles> findFiles(Session& session, const FileArguments& arguments);
 
 using FileRequest = QRBSourceControlCancellablePtr (QRBSourceControlWorkingCopy::*)(
     QRBSourceControlWorkingCopy::Files files, QRBSourceControlCompletionBlock<> completionBlock);

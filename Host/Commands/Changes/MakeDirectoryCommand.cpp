@@ -13,11 +13,11 @@ struct MakeDirectoryOptions {
 };
 
 ExitStatus runMakeDirectory(Session& session, const MakeDirectoryOptions& options) {
-  FoundFiles found = findFiles(session, options.folders);
-  if (found.error) return session.fail(found.error);
-  for (const qrb::String& path : found.paths) {
+  auto found = findFiles(session, options.folders);
+  if (!found) return session.fail(found.error());
+  for (const qrb::String& path : found->paths) {
     qrb::Error error = session.perform("Making a folder", [&](Session::Done done) {
-      return found.place.workingCopy->createDirectory(path, options.parents, qrb::Dictionary::object(), done);
+      return found->place.workingCopy->createDirectory(path, options.parents, qrb::Dictionary::object(), done);
     });
     if (error) return session.fail(error);
   }

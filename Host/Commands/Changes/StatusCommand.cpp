@@ -21,11 +21,11 @@ struct Reports {
 
 ExitStatus runStatus(Session& session, const StatusOptions& options) {
   session.endUnread();
-  FoundWorkingCopy found = findWorkingCopy(session, options.path);
-  if (found.error) return session.fail(found.error);
+  auto found = findWorkingCopy(session, options.path);
+  if (!found) return session.fail(found.error());
   auto reports = std::make_shared<Reports>();
   qrb::Error error = session.perform("Looking for changes", [&](Session::Done done) {
-    return found.workingCopy->filesAndStatusWithRemoteStatus(
+    return found->workingCopy->filesAndStatusWithRemoteStatus(
         options.remote, [reports, done](auto local, auto remote, qrb::Error failure) {
           *reports = {std::move(local), std::move(remote)};
           done(std::move(failure));

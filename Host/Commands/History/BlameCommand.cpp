@@ -91,19 +91,19 @@ void printPlain(Output& output, const BlameItems& items) {
 
 ExitStatus runBlame(Session& session, const BlameOptions& options) {
   session.endUnread();
-  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
-  if (found.error) return session.fail(found.error);
+  auto found = findWorkingCopy(session, options.folder);
+  if (!found) return session.fail(found.error());
   std::string path;
-  if (qrb::Error error = pathInWorkingCopy(options.file, options.folder, found.root, path)) return session.fail(error);
+  if (qrb::Error error = pathInWorkingCopy(options.file, options.folder, found->root, path)) return session.fail(error);
   QRBSourceControlRevisionLocationPtr location;
   if (!options.place.empty()) {
-    FoundLocation at = findLocation(session, found.workingCopy->repository(), options.place);
-    if (at.error) return session.fail(at.error);
-    location = at.location;
+    auto at = findLocation(session, found->workingCopy->repository(), options.place);
+    if (!at) return session.fail(at.error());
+    location = at->location;
   }
   auto items = std::make_shared<BlameItems>();
   qrb::Error error = session.perform("Asking who wrote which line", [&](Session::Done done) {
-    return found.workingCopy->blameFile(path, location, [items, done](BlameItems answer, qrb::Error failure) {
+    return found->workingCopy->blameFile(path, location, [items, done](BlameItems answer, qrb::Error failure) {
       *items = std::move(answer);
       done(std::move(failure));
     });

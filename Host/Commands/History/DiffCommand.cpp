@@ -20,33 +20,33 @@ struct DiffOptions {
   bool summary = false;
 };
 
-FoundLocation locationFor(Session& session, const QRBSourceControlRepositoryPtr& repository, const std::string& name,
-                          const QRBSourceControlRevisionPtr& otherwise) {
+qrb::Result<FoundLocation> locationFor(Session& session, const QRBSourceControlRepositoryPtr& repository,
+                                       const std::string& name, const QRBSourceControlRevisionPtr& otherwise) {
   if (!name.empty()) return findLocation(session, repository, name);
-  return {QRBSourceControlRevisionLocation::initWithRevision(otherwise), {}, otherwise};
+  return FoundLocation{QRBSourceControlRevisionLocation::initWithRevision(otherwise), otherwise};
 }
 
 ExitStatus runDiff(Session& session, const DiffOptions& options) {
   session.endUnread();
-  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
-  if (found.error) return session.fail(found.error);
-  auto repository = found.workingCopy->repository();
-  FoundLocation from = locationFor(session, repository, options.from, QRBSourceControlRevision::sharedBaseRevision());
-  if (from.error) return session.fail(from.error);
-  FoundLocation against =
+  auto found = findWorkingCopy(session, options.folder);
+  if (!found) return session.fail(found.error());
+  auto repository = found->workingCopy->repository();
+  auto from = locationFor(session, repository, options.from, QRBSourceControlRevision::sharedBaseRevision());
+  if (!from) return session.fail(from.error());
+  auto against =
       locationFor(session, repository, options.against, QRBSourceControlRevision::sharedUnversionedRevision());
-  if (against.error) return session.fail(against.error);
-  if (options.against.empty()) repository = repositoryWithChanges(found.workingCopy);
-  FoundDifferences differences = findDifferences(session, repository, from.location, against.location);
-  if (differences.error) return session.fail(differences.error);
+  if (!against) return session.fail(against.error());
+  if (options.against.empty()) repository = repositoryWithChanges(found->workingCopy);
+  auto differences = findDifferences(session, repository, from->location, against->location);
+  if (!differences) return session.fail(differences.error());
   if (session.json()) {
     JSONArray array(session.output());
-    for (const JSONValue& entry : jsonOfDifferences(*differences.dictionary)) array.add(entry);
+    for (const JSONValue& entry : jsonOfDifferences(*differences)) array.add(entry);
     array.finish();
   } else if (options.summary) {
-    writeSummary(session.output(), *differences.dictionary);
+    writeSummary(session.output(), *differences);
   } else {
-    writePatches(session.output(), *differences.dictionary);
+    writePatches(session.output(), *differences);
   }
   return ExitStatus::success;
 }

@@ -42,9 +42,9 @@ qrb::Error exportOne(Session& session, const ExportOptions& options, const Found
                      const std::string& path, const fs::path& folder, fs::path& exported) {
   QRBSourceControlRevisionLocationPtr location;
   if (options.parentOf.empty()) {
-    FoundLocation at = findLocation(session, found.workingCopy->repository(), options.place);
-    if (at.error) return at.error;
-    location = at.location;
+    auto at = findLocation(session, found.workingCopy->repository(), options.place);
+    if (!at) return at.error();
+    location = at->location;
   }
   auto url = std::make_shared<qrb::URL>();
   qrb::Error error = session.perform("Exporting", [&](Session::Done done) {
@@ -61,17 +61,17 @@ qrb::Error exportOne(Session& session, const ExportOptions& options, const Found
 }
 
 ExitStatus runExport(Session& session, const ExportOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
-  if (found.error) return session.fail(found.error);
+  auto found = findWorkingCopy(session, options.folder);
+  if (!found) return session.fail(found.error());
   std::string path;
-  if (qrb::Error error = pathInWorkingCopy(options.file, options.folder, found.root, path)) return session.fail(error);
+  if (qrb::Error error = pathInWorkingCopy(options.file, options.folder, found->root, path)) return session.fail(error);
   fs::path output = (fs::absolute(options.folder.empty() ? "." : options.folder) / options.output).lexically_normal();
   std::error_code failure;
   if (!fs::is_directory(output, failure)) {
     return session.fail(hostError("\"" + output.native() + "\" is not a folder.", "Name one that is there.", ENOTDIR));
   }
   fs::path exported;
-  if (qrb::Error error = exportOne(session, options, found, path, output, exported)) return session.fail(error);
+  if (qrb::Error error = exportOne(session, options, *found, path, output, exported)) return session.fail(error);
   if (session.json()) {
     JSONValue entry;
     setPath(entry, "path", exported.native());

@@ -146,12 +146,12 @@ qrb::Error ask(Session& session, const Query& query, const std::shared_ptr<LogPr
 
 ExitStatus runLog(Session& session, const LogOptions& options) {
   session.endUnread();
-  FoundWorkingCopy found = findWorkingCopy(session, options.path);
-  if (found.error) return session.fail(found.error);
+  auto found = findWorkingCopy(session, options.path);
+  if (!found) return session.fail(found.error());
   Query query;
-  query.workingCopy = found.workingCopy;
+  query.workingCopy = found->workingCopy;
   if (!options.file.empty()) {
-    qrb::Error outside = pathInWorkingCopy(options.file, options.path, found.root, query.file);
+    qrb::Error outside = pathInWorkingCopy(options.file, options.path, found->root, query.file);
     if (outside) return session.fail(outside);
     if (query.file == ".") query.file.clear();
   }

@@ -70,13 +70,13 @@ void print(Session& session, const QRBSourceControlLogItem& item, const qrb::Dic
 
 ExitStatus runShow(Session& session, const ShowOptions& options) {
   session.endUnread();
-  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
-  if (found.error) return session.fail(found.error);
-  auto repository = found.workingCopy->repository();
-  FoundLocation what = findLocation(session, repository, options.name.empty() ? "BASE" : options.name);
-  if (what.error) return session.fail(what.error);
+  auto found = findWorkingCopy(session, options.folder);
+  if (!found) return session.fail(found.error());
+  auto repository = found->workingCopy->repository();
+  auto what = findLocation(session, repository, options.name.empty() ? "BASE" : options.name);
+  if (!what) return session.fail(what.error());
   LogItems items;
-  if (qrb::Error error = findItems(session, found.workingCopy, what.revision, items)) return session.fail(error);
+  if (qrb::Error error = findItems(session, found->workingCopy, what->revision, items)) return session.fail(error);
   if (items.empty() && options.name.empty()) {
     return session.fail(hostError("Nothing has been committed yet.", "\"qrbscm diff\" shows what would be.", ENOENT));
   }
@@ -86,8 +86,8 @@ ExitStatus runShow(Session& session, const ShowOptions& options) {
   }
   // Where revisions are those of a whole repository, the history begins with the newest one that is of this line of it.
   auto shown = items.front()->revision();
-  if (!what.revision->isPlaceholderRevision() && !what.revision->isEqual(shown)) {
-    return session.fail(hostError("Revision " + displayText(what.revision->identifier().view()) +
+  if (!what->revision->isPlaceholderRevision() && !what->revision->isEqual(shown)) {
+    return session.fail(hostError("Revision " + displayText(what->revision->identifier().view()) +
                                       " changed nothing on the line that the working copy is on.",
                                   "The one before it that did is " + displayText(shown->identifier().view()) + ".",
                                   ENOENT));
@@ -96,9 +96,9 @@ ExitStatus runShow(Session& session, const ShowOptions& options) {
     return QRBSourceControlRevisionLocation::initWithRevision(revision);
   };
   auto before = items.size() > 1 ? items[1]->revision() : QRBSourceControlRevision::sharedInitialRevision();
-  FoundDifferences differences = findDifferences(session, repository, locationOf(before), locationOf(shown));
-  if (differences.error) return session.fail(differences.error);
-  print(session, *items.front(), *differences.dictionary, options.summary);
+  auto differences = findDifferences(session, repository, locationOf(before), locationOf(shown));
+  if (!differences) return session.fail(differences.error());
+  print(session, *items.front(), *differences, options.summary);
   return ExitStatus::success;
 }
 

@@ -25,30 +25,33 @@ struct BranchOptions {
 
 ExitStatus runList(Session& session, const BranchOptions& options) {
   session.endUnread();
-  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
-  if (found.error) return session.fail(found.error);
-  return listBranches(session, found.workingCopy, {!options.remotes, options.remotes || options.all});
+  auto found = findWorkingCopy(session, options.folder);
+  if (!found) return session.fail(found.error());
+  return listBranches(session, found->workingCopy, {!options.remotes, options.remotes || options.all});
 }
 
 ExitStatus runAdd(Session& session, const BranchOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
-  if (found.error) return session.fail(found.error);
+  auto found = findWorkingCopy(session, options.folder);
+  if (!found) return session.fail(found.error());
   // Where none is named it begins where the working copy is, which may be on no branch.
-  FoundLocation from;
-  if (!options.from.empty()) from = findBranch(session, found.workingCopy->repository(), options.from);
-  if (from.error) return session.fail(from.error);
+  QRBSourceControlRevisionLocationPtr from;
+  if (!options.from.empty()) {
+    auto named = findBranch(session, found->workingCopy->repository(), options.from);
+    if (!named) return session.fail(named.error());
+    from = named->location;
+  }
   QRBSourceControlRemoteRepositoryPtr remote;
   if (!options.remote.empty()) {
-    FoundRemote there = findRemote(session, found.workingCopy->repository(), options.remote);
-    if (there.error) return session.fail(there.error);
-    remote = there.remote;
+    auto there = findRemote(session, found->workingCopy->repository(), options.remote);
+    if (!there) return session.fail(there.error());
+    remote = there->remote;
   }
   auto branch = remote == nullptr ? QRBSourceControlBranch::initWithNewBranchName(options.name)
                                   : QRBSourceControlBranch::initWithNewBranchName(options.name, options.remote);
-  auto start = std::dynamic_pointer_cast<const QRBSourceControlBranch>(from.location);
+  auto start = std::dynamic_pointer_cast<const QRBSourceControlBranch>(from);
   auto request = [&](Session::Done done) {
-    return found.workingCopy->repository()->addBranch(branch, start, nullptr,
-                                                      [done](auto, qrb::Error error) { done(std::move(error)); });
+    return found->workingCopy->repository()->addBranch(branch, start, nullptr,
+                                                       [done](auto, qrb::Error error) { done(std::move(error)); });
   };
   qrb::Error error = session.perform("Adding the branch", request, remote);
   return error ? session.fail(error) : ExitStatus::success;
@@ -73,17 +76,17 @@ void printRemoved(Session& session, const BranchOptions& options, std::string_vi
 
 /// The library removes branches that nothing else holds, too, so the way back is shown: what the branch stood for.
 ExitStatus runRemove(Session& session, const BranchOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
-  if (found.error) return session.fail(found.error);
+  auto found = findWorkingCopy(session, options.folder);
+  if (!found) return session.fail(found.error());
   QRBSourceControlRemoteRepositoryPtr remote;
   auto branch = QRBSourceControlBranch::initWithBranchName(options.name, false);
   if (!options.remote.empty()) {
-    FoundRemote there = findRemote(session, found.workingCopy->repository(), options.remote);
-    if (there.error) return session.fail(there.error);
-    remote = there.remote;
+    auto there = findRemote(session, found->workingCopy->repository(), options.remote);
+    if (!there) return session.fail(there.error());
+    remote = there->remote;
     branch = QRBSourceControlBranch::initWithBranchNameRemoteName(options.name, false, options.remote);
   }
-  QRBSourceControlRepositoryPtr repository = found.workingCopy->repository();
+  QRBSourceControlRepositoryPtr repository = found->workingCopy->repository();
   auto revision = std::make_shared<QRBSourceControlRevisionPtr>();
   auto lookUp = [&](Session::Done done) {
     QRBSourceControlRepositoryPtr holder = remote == nullptr ? repository : remote;

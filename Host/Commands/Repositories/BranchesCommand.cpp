@@ -8,8 +8,8 @@ namespace {
 
 ExitStatus runBranches(Session& session, const std::string& path) {
   session.endUnread();
-  FoundWorkingCopy found = findWorkingCopy(session, path);
-  return found.error ? session.fail(found.error) : listBranches(session, found.workingCopy, {});
+  auto found = findWorkingCopy(session, path);
+  return found ? listBranches(session, found->workingCopy, {}) : session.fail(found.error());
 }
 
 Command::Run declareBranches(CommandDeclaration& command) {

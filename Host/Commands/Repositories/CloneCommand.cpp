@@ -42,13 +42,13 @@ qrb::Error folderFor(const qrb::URL& url, const std::string& chosen, fs::path& f
 }
 
 ExitStatus runClone(Session& session, const CloneOptions& options) {
-  qrb::URL url;
+  auto url = readAddress(options.address, {});
+  if (!url) return session.fail(url.error());
   fs::path folder;
-  if (qrb::Error error = readAddress(options.address, {}, url)) return session.fail(error);
-  if (qrb::Error error = folderFor(url, options.folder, folder)) return session.fail(error);
-  FoundSystem system = findSystemFor(session, url, options.system);
-  if (system.error) return session.fail(system.error);
-  auto remote = QRBSourceControlRemoteRepository::initUnsavedWithURL(url, system.system);
+  if (qrb::Error error = folderFor(*url, options.folder, folder)) return session.fail(error);
+  auto system = findSystemFor(session, *url, options.system);
+  if (!system) return session.fail(system.error());
+  auto remote = QRBSourceControlRemoteRepository::initUnsavedWithURL(*url, *system);
   auto request = [&](Session::Done done) {
     return remote->createWorkingCopyAtURL(qrb::URL::fileURL(folder.native(), true), locationNamed(options.names),
                                           nullptr, session.progressBlock(),

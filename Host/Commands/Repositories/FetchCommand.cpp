@@ -15,13 +15,13 @@ struct FetchOptions {
 };
 
 ExitStatus runFetch(Session& session, const FetchOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
-  if (found.error) return session.fail(found.error);
-  auto repository = found.workingCopy->repository();
-  FoundRemote from = findRemote(session, repository, options.remote);
-  if (from.error) return session.fail(from.error);
-  qrb::Error error = session.perform("Fetching from " + from.name, [&](Session::Done done) {
-    return repository->downloadUpdatesFromRemoteRepository(from.remote, session.progressBlock(), done);
+  auto found = findWorkingCopy(session, options.folder);
+  if (!found) return session.fail(found.error());
+  auto repository = found->workingCopy->repository();
+  auto from = findRemote(session, repository, options.remote);
+  if (!from) return session.fail(from.error());
+  qrb::Error error = session.perform("Fetching from " + from->name, [&](Session::Done done) {
+    return repository->downloadUpdatesFromRemoteRepository(from->remote, session.progressBlock(), done);
   });
   return session.finishTransfer(error);
 }

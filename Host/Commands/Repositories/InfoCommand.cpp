@@ -51,32 +51,32 @@ void printPlain(Output& output, const FoundWorkingCopy& found, const Answers& an
 
 ExitStatus runInfo(Session& session, const std::string& path) {
   session.endUnread();
-  FoundWorkingCopy found = findWorkingCopy(session, path);
-  if (found.error) return session.fail(found.error);
+  auto found = findWorkingCopy(session, path);
+  if (!found) return session.fail(found.error());
   auto answers = std::make_shared<Answers>();
   auto askLocation = [&](Session::Done done) {
-    return found.workingCopy->currentLocationWithCompletionBlock([answers, done](auto location, qrb::Error error) {
+    return found->workingCopy->currentLocationWithCompletionBlock([answers, done](auto location, qrb::Error error) {
       answers->location = std::move(location);
       done(std::move(error));
     });
   };
   auto askRevision = [&](Session::Done done) {
-    return found.workingCopy->baseRevisionWithCompletionBlock([answers, done](auto revision, qrb::Error error) {
+    return found->workingCopy->baseRevisionWithCompletionBlock([answers, done](auto revision, qrb::Error error) {
       answers->revision = std::move(revision);
       done(std::move(error));
     });
   };
   auto askIdentifier = [&](Session::Done done) {
-    return found.workingCopy->updateRepositoryIdentifierWithCompletionBlock(done);
+    return found->workingCopy->updateRepositoryIdentifierWithCompletionBlock(done);
   };
   for (const qrb::Error& error :
        session.perform("Asking for the location", {askLocation, askRevision, askIdentifier})) {
     if (error && !isWithoutHistory(error)) return session.fail(error);
   }
   if (session.json()) {
-    printJSON(session.output(), found, *answers);
+    printJSON(session.output(), *found, *answers);
   } else {
-    printPlain(session.output(), found, *answers);
+    printPlain(session.output(), *found, *answers);
   }
   return ExitStatus::success;
 }

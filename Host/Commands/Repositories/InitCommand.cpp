@@ -17,13 +17,13 @@ struct InitOptions {
 };
 
 ExitStatus runInit(Session& session, const InitOptions& options) {
-  FoundSystem found = findSystemNamed(session, options.system);
-  if (found.error) return session.fail(found.error);
+  auto found = findSystemNamed(session, options.system);
+  if (!found) return session.fail(found.error());
   std::filesystem::path folder = std::filesystem::absolute(options.folder).lexically_normal();
   qrb::Error error = session.perform("Making a repository", [&](Session::Done done) {
     // Not by way of the repository class, which wants a system whose working copies hold repositories.
     return QRBSourceControlManager::sharedInstance()->createRepositoryAtFileURL(
-        qrb::URL::fileURL(folder.native(), true), found.system,
+        qrb::URL::fileURL(folder.native(), true), *found,
         [done](auto, qrb::Error failure) { done(std::move(failure)); });
   });
   return error ? session.fail(error) : ExitStatus::success;

@@ -16,13 +16,13 @@ struct MergeOptions {
 };
 
 ExitStatus runMerge(Session& session, const MergeOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
-  if (found.error) return session.fail(found.error);
-  FoundLocation from = findBranch(session, found.workingCopy->repository(), options.branch);
-  if (from.error) return session.fail(from.error);
-  auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(from.location);
+  auto found = findWorkingCopy(session, options.folder);
+  if (!found) return session.fail(found.error());
+  auto from = findBranch(session, found->workingCopy->repository(), options.branch);
+  if (!from) return session.fail(from.error());
+  auto branch = std::dynamic_pointer_cast<const QRBSourceControlBranch>(from->location);
   qrb::Error error =
-      session.perform("Merging", [&](Session::Done done) { return found.workingCopy->mergeBranch(branch, done); });
+      session.perform("Merging", [&](Session::Done done) { return found->workingCopy->mergeBranch(branch, done); });
   return session.finishTransfer(error);
 }
 

@@ -21,35 +21,35 @@ struct PushOptions {
 struct Target {
   FoundRemote remote;
   QRBSourceControlBranchPtr branch;
-  qrb::Error error;
 };
 
-Target findTarget(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy, const PushOptions& options) {
-  Target target;
+qrb::Result<Target> findTarget(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy,
+                               const PushOptions& options) {
   std::string remoteName = options.remote;
   if (options.branch.empty()) {
-    CurrentBranch current = findCurrentBranch(session, workingCopy);
-    target.error = current.error;
-    if (target.error) return target;
-    if (remoteName.empty() && current.followed != nullptr) remoteName = current.followed->remoteName().str();
+    auto current = findCurrentBranch(session, workingCopy);
+    if (!current) return current.error();
+    if (remoteName.empty() && current->followed != nullptr) remoteName = current->followed->remoteName().str();
   }
-  target.remote = findRemote(session, workingCopy->repository(), remoteName);
-  target.error = target.remote.error;
-  if (!options.branch.empty()) {
-    target.branch = QRBSourceControlBranch::initWithBranchNameRemoteName(options.branch, false, target.remote.name);
-  }
-  return target;
+  return findRemote(session, workingCopy->repository(), remoteName)
+      .then([&](FoundRemote remote) -> qrb::Result<Target> {
+        QRBSourceControlBranchPtr branch;
+        if (!options.branch.empty()) {
+          branch = QRBSourceControlBranch::initWithBranchNameRemoteName(options.branch, false, remote.name);
+        }
+        return Target{std::move(remote), std::move(branch)};
+      });
 }
 
 ExitStatus runPush(Session& session, const PushOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
-  if (found.error) return session.fail(found.error);
-  Target target = findTarget(session, found.workingCopy, options);
-  if (target.error) return session.fail(target.error);
+  auto found = findWorkingCopy(session, options.folder);
+  if (!found) return session.fail(found.error());
+  auto target = findTarget(session, found->workingCopy, options);
+  if (!target) return session.fail(target.error());
   session.showPlugInMessages();
-  qrb::Error error = session.perform("Pushing to " + target.remote.name, [&](Session::Done done) {
-    return found.workingCopy->repository()->uploadCommitsToRemoteRepository(target.remote.remote, target.branch,
-                                                                            session.progressBlock(), done);
+  qrb::Error error = session.perform("Pushing to " + target->remote.name, [&](Session::Done done) {
+    return found->workingCopy->repository()->uploadCommitsToRemoteRepository(target->remote.remote, target->branch,
+                                                                             session.progressBlock(), done);
   });
   return session.finishTransfer(error);
 }

@@ -41,29 +41,29 @@ void print(Session& session, JSONArray& array, std::string_view name, const QRBS
 
 ExitStatus runList(Session& session, const RemoteOptions& options) {
   session.endUnread();
-  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
-  if (found.error) return session.fail(found.error);
-  ListedRemotes listed = listRemotes(session, found.workingCopy->repository());
-  if (listed.error) return session.fail(listed.error);
-  RemotesWithoutURL others = listRemotesWithoutURL(session, found.workingCopy->repository(), listed);
-  if (others.error) return session.fail(others.error);
+  auto found = findWorkingCopy(session, options.folder);
+  if (!found) return session.fail(found.error());
+  auto listed = listRemotes(session, found->workingCopy->repository());
+  if (!listed) return session.fail(listed.error());
+  auto others = listRemotesWithoutURL(session, found->workingCopy->repository(), *listed);
+  if (!others) return session.fail(others.error());
   static const QRBSourceControlRemoteRepositories none;
   JSONArray array(session.output());
-  for (const auto& [name, remote] : listed.byName == nullptr ? none : *listed.byName) {
-    print(session, array, name.view(), remote, isPrimary(listed, remote));
+  for (const auto& [name, remote] : listed->byName == nullptr ? none : *listed->byName) {
+    print(session, array, name.view(), remote, isPrimary(*listed, remote));
   }
-  for (const qrb::String& name : others.names) print(session, array, name.view(), nullptr, false);
+  for (const qrb::String& name : *others) print(session, array, name.view(), nullptr, false);
   if (session.json()) array.finish();
   return ExitStatus::success;
 }
 
 ExitStatus runAdd(Session& session, const RemoteOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
-  if (found.error) return session.fail(found.error);
-  qrb::URL url;
-  if (qrb::Error error = readAddress(options.url, options.folder, url)) return session.fail(error);
-  auto repository = found.workingCopy->repository();
-  auto remote = QRBSourceControlRemoteRepository::initUnsavedWithURL(url, repository->sourceControlSystem());
+  auto found = findWorkingCopy(session, options.folder);
+  if (!found) return session.fail(found.error());
+  auto url = readAddress(options.url, options.folder);
+  if (!url) return session.fail(url.error());
+  auto repository = found->workingCopy->repository();
+  auto remote = QRBSourceControlRemoteRepository::initUnsavedWithURL(*url, repository->sourceControlSystem());
   qrb::Error error = session.perform("Adding the remote", [&](Session::Done done) {
     return repository->addRemoteRepository(remote, options.name, done);
   });
@@ -71,10 +71,10 @@ ExitStatus runAdd(Session& session, const RemoteOptions& options) {
 }
 
 ExitStatus runRemove(Session& session, const RemoteOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
-  if (found.error) return session.fail(found.error);
+  auto found = findWorkingCopy(session, options.folder);
+  if (!found) return session.fail(found.error());
   qrb::Error error = session.perform("Removing the remote", [&](Session::Done done) {
-    return found.workingCopy->repository()->removeRemoteRepositoryNamed(options.name, done);
+    return found->workingCopy->repository()->removeRemoteRepositoryNamed(options.name, done);
   });
   return error ? session.fail(error) : ExitStatus::success;
 }

@@ -16,23 +16,24 @@ struct SwitchOptions {
   std::string newBranch;
 };
 
-FoundLocation whereTo(Session& session, const QRBSourceControlRepositoryPtr& repository, const SwitchOptions& options) {
+qrb::Result<FoundLocation> whereTo(Session& session, const QRBSourceControlRepositoryPtr& repository,
+                                   const SwitchOptions& options) {
   if (options.newBranch.empty()) return findLocation(session, repository, options.name);
   QRBSourceControlRevisionLocationPtr branch = QRBSourceControlBranch::initWithNewBranchName(options.newBranch);
-  if (options.name.empty()) return {branch, {}, nullptr};
-  FoundLocation start = findLocation(session, repository, options.name);
-  if (start.error) return start;
-  return {branch->locationWithRevision(start.revision), {}, start.revision};
+  if (options.name.empty()) return FoundLocation{branch, nullptr};
+  return findLocation(session, repository, options.name).then([&](FoundLocation start) -> qrb::Result<FoundLocation> {
+    return FoundLocation{branch->locationWithRevision(start.revision), start.revision};
+  });
 }
 
 ExitStatus runSwitch(Session& session, const SwitchOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
-  if (found.error) return session.fail(found.error);
-  FoundLocation target = whereTo(session, found.workingCopy->repository(), options);
-  if (target.error) return session.fail(target.error);
+  auto found = findWorkingCopy(session, options.folder);
+  if (!found) return session.fail(found.error());
+  auto target = whereTo(session, found->workingCopy->repository(), options);
+  if (!target) return session.fail(target.error());
   qrb::Error error = session.perform("Switching", [&](Session::Done done) {
-    return found.workingCopy->switchLocation(target.location,
-                                             [done](auto, qrb::Error failure) { done(std::move(failure)); });
+    return found->workingCopy->switchLocation(target->location,
+                                              [done](auto, qrb::Error failure) { done(std::move(failure)); });
   });
   return error ? session.fail(error) : ExitStatus::success;
 }

@@ -58,9 +58,9 @@ ExitStatus listAll(Session& session, const QRBSourceControlRepositoryPtr& reposi
 }
 
 ExitStatus runTag(Session& session, const TagOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
-  if (found.error) return session.fail(found.error);
-  if (options.names.empty()) return listAll(session, found.workingCopy->repository());
+  auto found = findWorkingCopy(session, options.folder);
+  if (!found) return session.fail(found.error());
+  if (options.names.empty()) return listAll(session, found->workingCopy->repository());
   auto tags = std::make_shared<Tags>(options.names.size());
   std::vector<Session::Start> starts;
   for (std::size_t index = 0; index < options.names.size(); ++index) {
@@ -70,7 +70,7 @@ ExitStatus runTag(Session& session, const TagOptions& options) {
         if (!error) (*tags)[index] = pinned(tag, std::move(revision));
         done(std::move(error));
       };
-      return found.workingCopy->repository()->revisionOfLocation(tag, nullptr, onReply);
+      return found->workingCopy->repository()->revisionOfLocation(tag, nullptr, onReply);
     });
   }
   for (const qrb::Error& error : session.perform("Looking for tags", starts)) {

@@ -15,14 +15,14 @@ struct UpdateOptions {
 };
 
 ExitStatus runUpdate(Session& session, const UpdateOptions& options) {
-  FoundWorkingCopy found = findWorkingCopy(session, options.folder);
-  if (found.error) return session.fail(found.error);
-  FoundRemote from = findUpdateSource(session, found.workingCopy->repository(), options.remote);
-  if (from.error) return session.fail(from.error);
+  auto found = findWorkingCopy(session, options.folder);
+  if (!found) return session.fail(found.error());
+  auto from = findUpdateSource(session, found->workingCopy->repository(), options.remote);
+  if (!from) return session.fail(from.error());
   auto request = [&](Session::Done done) {
-    return found.workingCopy->forceUpdateWorkingCopyFromRepository(from.remote, session.progressBlock(), done);
+    return found->workingCopy->forceUpdateWorkingCopyFromRepository(from->remote, session.progressBlock(), done);
   };
-  qrb::Error error = session.perform("Updating from " + from.name, request, from.remote);
+  qrb::Error error = session.perform("Updating from " + from->name, request, from->remote);
   return session.finishTransfer(error);
 }
 

@@ -8,11 +8,10 @@ namespace host {
 namespace {
 
 ExitStatus runUpgrade(Session& session, const std::string& folder) {
-  FoundWorkingCopy found = findWorkingCopy(session, folder);
-  // That it is old is what this is for.
-  if (!found.workingCopy) return session.fail(found.error);
+  auto found = findWorkingCopy(session, folder);
+  if (!found) return session.fail(found.error());
   qrb::Error error = session.perform("Upgrading", [&](Session::Done done) {
-    return found.workingCopy->upgradeWithProgressBlock(session.progressBlock(), done);
+    return found->workingCopy->upgradeWithProgressBlock(session.progressBlock(), done);
   });
   return error ? session.fail(error) : ExitStatus::success;
 }

@@ -213,11 +213,10 @@ qrb::Error strategyToTest(AccountManager& manager, const QRBSourceControlAccount
 }
 
 // Where to try it: at the repository given, which the account must be for, else at the account's own address.
-qrb::Error placeToTest(const QRBSourceControlAccountPtr& account, const AccountsOptions& options, qrb::URL& place) {
-  place = account->hostURL();
-  if (options.url.empty()) return {};
-  if (qrb::Error error = readAddress(options.url, {}, place)) return error;
-  if (serves(account->hostURL(), place)) return {};
+qrb::Result<qrb::URL> placeToTest(const QRBSourceControlAccountPtr& account, const AccountsOptions& options) {
+  if (options.url.empty()) return account->hostURL();
+  auto place = readAddress(options.url, {});
+  if (!place || serves(account->hostURL(), *place)) return place;
   return hostError("The account \"" + options.name + "\" is not for " + options.url + ".",
                    "Name a repository below " + account->hostURL().withoutPassword().absoluteString().str() + ".");
 }
@@ -226,15 +225,15 @@ ExitStatus runTest(Session& session, const AccountsOptions& options) {
   const auto& manager = accountManager();
   QRBSourceControlAccountPtr account;
   if (qrb::Error error = findNamed(*manager, options.name, account)) return session.fail(error);
-  qrb::URL place;
-  if (qrb::Error error = placeToTest(account, options, place)) return session.fail(error);
+  auto place = placeToTest(account, options);
+  if (!place) return session.fail(place.error());
   QRBSourceControlAuthenticationStrategyPtr strategy;
   if (qrb::Error error = strategyToTest(*manager, account, options, strategy)) return session.fail(error);
-  auto [system, unknown] = findSystemFor(session, place, options.system);
-  if (unknown) return session.fail(unknown);
+  auto system = findSystemFor(session, *place, options.system);
+  if (!system) return session.fail(system.error());
   // Another account like it, so that nothing that was typed is kept.
-  auto tried = QRBSourceControlAccount::initWithName(account->accountName(), place, strategy);
-  auto repository = QRBSourceControlRemoteRepository::initWithURLUnsavedAccount(place, system, tried);
+  auto tried = QRBSourceControlAccount::initWithName(account->accountName(), *place, strategy);
+  auto repository = QRBSourceControlRemoteRepository::initWithURLUnsavedAccount(*place, *system, tried);
   if (qrb::String fingerprint = manager->existingFingerprintForRepository(repository)) {
     repository->setTrustedServerFingerprint(fingerprint);
   }

@@ -45,17 +45,17 @@ void printProtections(Output& output) {
 
 ExitStatus runSystems(Session& session) {
   session.endUnread();
-  auto [systems, error] = listSystems(session);
-  if (error) return session.fail(error);
+  ListedSystems systems = listSystems(session);
+  if (!systems) return session.fail(systems.error());
   Output& output = session.output();
   if (session.json()) {
     JSONArray array(output);
-    for (const QRBSourceControlSystemPtr& system : systems) array.add(jsonEntry(*system));
+    for (const QRBSourceControlSystemPtr& system : *systems) array.add(jsonEntry(*system));
     array.finish();
     return ExitStatus::success;
   }
-  if (systems.empty()) session.note("No plug-in answered.");
-  for (const QRBSourceControlSystemPtr& system : systems) {
+  if (systems->empty()) session.note("No plug-in answered.");
+  for (const QRBSourceControlSystemPtr& system : *systems) {
     output.write(Style::bold, displayText(system->name().view()));
     output.write(" " + displayText(system->version().view()) + "  ");
     output.write(Style::dim, displayText(system->plugInIdentifier().view()));
