@@ -9,6 +9,7 @@
 #include "FileSystem.h"
 #include "Localization.h"
 #include "QRBSourceControlError.h"
+#include "Result.h"
 #include "SSHAddress.h"
 #include "SSHHome.h"
 #include "SSHKeyFiles.h"
@@ -17,7 +18,7 @@
 #include "SSHUpload.h"
 #include "ServiceMainPrivate.h"
 
-using qrb::Error;
+using qrb::Result;
 using qrb::String;
 using qrb::URL;
 using Strategy = QRBSourceControlSSHKeysAuthenticationStrategy;
@@ -42,15 +43,15 @@ std::string expandHome(std::string_view path) {
   return std::string(path);
 }
 
-std::pair<SSHHelper::StrategyPtr, Error> defaultStrategy(const URL& url) {
+Result<SSHHelper::StrategyPtr> defaultStrategy(const URL& url) {
   auto address = SSHAddress::parse(url);
-  if (!address) return {nullptr, QRBSourceControlError_AuthenticationStrategyUnsupported()};
+  if (!address) return QRBSourceControlError_AuthenticationStrategyUnsupported();
   std::vector<std::string> arguments = qrb::sshHomeArguments();
   arguments.push_back("-G");
   for (std::string& argument : address->arguments()) arguments.push_back(std::move(argument));
   SSHToolOutcome settings = runSSHTool("ssh", std::move(arguments));
   if (!settings.succeeded()) {
-    return {nullptr, systemError(EIO, qrb::localized("The settings of SSH could not be read."), settings.message())};
+    return systemError(EIO, qrb::localized("The settings of SSH could not be read."), settings.message());
   }
   std::string user;
   std::string first;
@@ -62,27 +63,26 @@ std::pair<SSHHelper::StrategyPtr, Error> defaultStrategy(const URL& url) {
     if (first.empty()) first = path;
     if (::access(path.c_str(), F_OK) == 0) key = path;
   });
-  if (key.empty()) return {nullptr, QRBSourceControlError_AuthenticationSSHKeyNotFound(URL::fileURL(first))};
+  if (key.empty()) return QRBSourceControlError_AuthenticationSSHKeyNotFound(URL::fileURL(first));
   URL file = URL::fileURL(key);
-  return {address->user.empty() ? Strategy::initWithUsername(String(user), file, nullptr)
-                                : Strategy::initWithURLDefinedUsername(String(address->user), file, nullptr),
-          Error()};
+  return address->user.empty() ? Strategy::initWithUsername(String(user), file, nullptr)
+                               : Strategy::initWithURLDefinedUsername(String(address->user), file, nullptr);
 }
 
-std::pair<qrb::Dictionary, Error> readKnownHosts() {
+Result<qrb::Dictionary> readKnownHosts() {
   std::string path = qrb::sshKnownHostsFile();
   qrb::Dictionary hosts = qrb::Dictionary::object();
   // Who has never used ssh knows no host.
-  if (::access(path.c_str(), F_OK) != 0 && errno == ENOENT) return {hosts, {}};
+  if (::access(path.c_str(), F_OK) != 0 && errno == ENOENT) return hosts;
   // Who wants none kept may have put a device in its place.
   auto text = qrb::readFile(path, qrb::anySize, qrb::ReadableKind::anything);
   if (!text) {
-    return {hosts, systemError(errno, qrb::format(qrb::localized("The file “%@” could not be read."), {String(path)}))};
+    return systemError(errno, qrb::format(qrb::localized("The file “%@” could not be read."), {String(path)}));
   }
   for (const auto& [host, fingerprints] : parseSSHKnownHosts(*text)) {
     hosts[host] = fingerprints;
   }
-  return {hosts, {}};
+  return hosts;
 }
 
 }  // namespace
@@ -94,9 +94,9 @@ void SSHHelper::validateSSHKeys(const URL& privateKeyURL, Completion<> completio
 void SSHHelper::generateSSHKeysWithComment(const String& passphrase, const String& comment, const URL& inFolder,
                                            Completion<StrategyPtr> completionBlock) {
   qrb::serveAside([=] {
-    GeneratedSSHKey generated = generateSSHKeyPair(passphrase, comment, inFolder);
-    if (generated.error) return completionBlock(nullptr, generated.error);
-    completionBlock(Strategy::initWithUsername(nullptr, generated.privateKey, passphrase), {});
+    auto generated = generateSSHKeyPair(passphrase, comment, inFolder);
+    if (!generated) return completionBlock(nullptr, generated.error());
+    completionBlock(Strategy::initWithUsername(nullptr, *generated, passphrase), {});
   });
 }
 
@@ -106,11 +106,17 @@ void SSHHelper::generateSSHKeys(const String& passphrase, const URL& inFolder,
 }
 
 void SSHHelper::defaultSSHKeyAuthenticationStrategyForURL(const URL& url, Completion<StrategyPtr> completionBlock) {
-  qrb::serveAside([=] { std::apply(completionBlock, defaultStrategy(url)); });
+  qrb::serveAside([=] {
+    auto strategy = defaultStrategy(url);
+    completionBlock(strategy.valueOr(nullptr), strategy.error());
+  });
 }
 
 void SSHHelper::knownHosts(Completion<qrb::Dictionary> completionBlock) {
-  qrb::serveAside([=] { std::apply(completionBlock, readKnownHosts()); });
+  qrb::serveAside([=] {
+    auto hosts = readKnownHosts();
+    completionBlock(hosts.valueOr(qrb::Dictionary::object()), hosts.error());
+  });
 }
 
 void SSHHelper::uploadPublicSSHKey(const URL& folder, const URL& toServer, const String& forUsername,

@@ -77,27 +77,28 @@ qrb::Error validateSSHKeyPair(const qrb::URL& privateKey) {
   return {};
 }
 
-GeneratedSSHKey generateSSHKeyPair(const qrb::String& passphrase, const qrb::String& comment, const qrb::URL& folder) {
+qrb::Result<qrb::URL> generateSSHKeyPair(const qrb::String& passphrase, const qrb::String& comment,
+                                         const qrb::URL& folder) {
   std::string parent = folder.isFileURL() ? folder.path().str() : std::string();
   std::string path = parent + "/" + kKeyName;
-  if (parent.empty()) return {{}, cannotGenerate(ENOENT, path)};
+  if (parent.empty()) return cannotGenerate(ENOENT, path);
   // ssh's tools end a passphrase at a line's end and cut what is too long; a comment with a line's end would add a line
   // to the files of authorized keys.
   if (holdsControlCharacter(passphrase) || passphrase.size() > kMostPassphraseBytes || holdsControlCharacter(comment)) {
-    return {{}, cannotGenerate(EINVAL, path)};
+    return cannotGenerate(EINVAL, path);
   }
-  if (!qrb::makePrivateDirectory(parent) && errno != EEXIST) return {{}, cannotGenerate(errno, path)};
+  if (!qrb::makePrivateDirectory(parent) && errno != EEXIST) return cannotGenerate(errno, path);
   // Removes what the generation has left, whichever way it ends.
   qrb::PrivateFolder work(parent, ".new-key-");
-  if (work.path().empty()) return {{}, cannotGenerate(errno, path)};
+  if (work.path().empty()) return cannotGenerate(errno, path);
   std::string made = work.path() + "/" + kKeyName;
   std::vector<std::string> arguments = {"-q", "-t", "rsa", "-b", "3072", "-f", made};
   if (comment) arguments.insert(arguments.end(), {"-C", comment.str()});
-  if (::access(path.c_str(), F_OK) == 0) return {{}, cannotGenerate(EEXIST, path)};
+  if (::access(path.c_str(), F_OK) == 0) return cannotGenerate(EEXIST, path);
   SSHToolOutcome outcome = runSSHToolWithPassphrase("ssh-keygen", std::move(arguments), passphrase.view(), 2);
-  if (!outcome.succeeded()) return {{}, cannotGenerate(EIO, path, outcome.message())};
-  if (int problem = placePair(made, path); problem != 0) return {{}, cannotGenerate(problem, path)};
-  return {qrb::URL::fileURL(path), {}};
+  if (!outcome.succeeded()) return cannotGenerate(EIO, path, outcome.message());
+  if (int problem = placePair(made, path); problem != 0) return cannotGenerate(problem, path);
+  return qrb::URL::fileURL(path);
 }
 
 std::optional<std::string> publicSSHKeyInFolder(const std::string& folder) {

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "Error.h"
+#include "Result.h"
 #include "SSHPublicKey.h"
 #include "SharedString.h"
 #include "URL.h"
@@ -15,16 +15,12 @@
 /// without it, no more is told than that it is one.
 qrb::Error validateSSHKeyPair(const qrb::URL& privateKey);
 
-/// The outcome of a generation: the private key's URL, or the error.
-struct GeneratedSSHKey {
-  qrb::URL privateKey;
-  qrb::Error error;
-};
-
 /// Makes id_rsa and id_rsa.pub in the folder, for the user's eyes only; the folder is made when it is missing. Both
 /// files appear complete and nothing there is ever overwritten. RSA, since every server takes it and the names under
 /// which default keys are looked for know it. An absent or empty passphrase leaves the key unprotected.
-GeneratedSSHKey generateSSHKeyPair(const qrb::String& passphrase, const qrb::String& comment, const qrb::URL& folder);
+/// The value is the private key's URL.
+qrb::Result<qrb::URL> generateSSHKeyPair(const qrb::String& passphrase, const qrb::String& comment,
+                                         const qrb::URL& folder);
 
 /// The text of the public key in the folder, one line, of the default names first; absent when there is none.
 std::optional<std::string> publicSSHKeyInFolder(const std::string& folder);
