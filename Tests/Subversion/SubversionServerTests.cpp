@@ -164,6 +164,49 @@ TEST_F(SubversionServerTest, sshIsTheSameStrictOneAsForGit) {
   work(remoteAt(url, key("a phrase"), fingerprint), "ssh");
 }
 
+TEST_F(SubversionServerTest, whateverAServerSaysIsAnErrorOfTheRequestAlone) {
+  std::string bomb = "<?xml version=\"1.0\"?><!DOCTYPE a [<!ENTITY e0 \"eeeeeeeeee\">";
+  for (int depth = 1; depth < 12; ++depth) {
+    std::string inner = "&e" + std::to_string(depth - 1) + ";";
+    bomb += "<!ENTITY e" + std::to_string(depth) + " \"";
+    for (int times = 0; times < 10; ++times) bomb += inner;
+    bomb += "\">";
+  }
+  bomb += "]><D:options-response xmlns:D=\"DAV:\">&e11;</D:options-response>";
+  auto web = [](const std::string& body) {
+    return "HTTP/1.1 200 OK\r\nDAV: 1,2\r\nContent-Type: text/xml\r\nContent-Length: " + std::to_string(body.size()) +
+           "\r\n\r\n" + body;
+  };
+  const std::pair<const char*, std::string> table[] = {
+      {"svn", ""},
+      {"svn", "GET / HTTP/1.1\r\n\r\n"},
+      {"svn", "( success ( 2 2 ( ) ( edit-pipeline svndiff1 absent-entries ) ) ) "},
+      {"svn", "( success ( 18446744073709551615:x"},
+      {"svn", "( success ( 1073741824:" + std::string(1000, 'x')},
+      {"svn", std::string(200000, '(') + " "},
+      {"svn",
+       "( success ( 2 2 ( ) ( edit-pipeline ) ) ) ( success ( ( ANONYMOUS ) 1:x ) ) ( success ( ) ) ( success ( "
+       "36:../../../../etc/passwd\n\n\n\n\n\n\n\n\n\n\n\n 4:file ( ) ) ) "},
+      {"http", ""},
+      {"http", web("<a><b></a>")},
+      {"http", web(bomb)},
+      {"http", "HTTP/1.1 301 Moved\r\nLocation: file:///etc/passwd\r\nContent-Length: 0\r\n\r\n"},
+      {"http", "HTTP/1.1 200 OK\r\n" + std::string(300000, 'h')},
+  };
+  int number = 0;
+  for (const auto& [scheme, says] : table) {
+    SCOPED_TRACE(++number);
+    std::string words = _repository.pathOf("words" + std::to_string(number));
+    std::ofstream(words, std::ios::binary) << says;
+    // What the client says is taken as it comes, so that nobody waits for anybody.
+    ConnectionServer server({"sh", "-c", "cat >/dev/null & cat " + words}, _repository.environment());
+    Error error =
+        validate(remoteAt(std::string(scheme) + "://127.0.0.1:" + std::to_string(server.port()) + "/repository"));
+    EXPECT_TRUE(error);
+    EXPECT_EQ(error.domain(), String(QRBSourceControlErrorDomain)) << "the plug-in died: " << error.description();
+  }
+}
+
 TEST_F(SubversionServerTest, aPasswordIsInNoCommandLineEnvironmentOrFile) {
   ConnectionServer server = serve(false);
   TestGate gate(_repository.pathOf("home"));
