@@ -73,10 +73,11 @@ std::string AccountFile::defaultPath() {
   return folder + "/qrbscm/accounts.json";
 }
 
-qrb::Error AccountFile::readDocument(const std::string& path, json& document) const {
-  document = json::object();
+qrb::Result<json> AccountFile::readDocument(const std::string& path) const {
   auto bytes = qrb::readFile(path, qrb::anySize);
-  if (!bytes) return errno == ENOENT ? qrb::Error() : failureOf(path, errno);
+  if (!bytes && errno == ENOENT) return json::object();
+  if (!bytes) return failureOf(path, errno);
+  json document;
   try {
     document = json::parse(*bytes);
   } catch (const json::exception& error) {
@@ -85,15 +86,15 @@ qrb::Error AccountFile::readDocument(const std::string& path, json& document) co
     return malformed(path, why.substr(std::min(why.find("] ") + 2, why.size())));
   }
   std::string problem = problemOf(document);
-  return problem.empty() ? qrb::Error() : malformed(path, problem);
+  if (!problem.empty()) return malformed(path, problem);
+  return document;
 }
 
-qrb::Error AccountFile::read(Records& records) const {
-  json document;
-  if (qrb::Error error = readDocument(_path, document)) return error;
-  auto list = document.find(QRBSourceControlAccountsDefaultsKey);
-  if (list != document.end()) records.assign(list->begin(), list->end());
-  return {};
+qrb::Result<AccountFile::Records> AccountFile::read() const {
+  auto document = readDocument(_path);
+  if (!document) return document.error();
+  auto list = document->find(QRBSourceControlAccountsDefaultsKey);
+  return list == document->end() ? Records() : Records(list->begin(), list->end());
 }
 
 qrb::Error AccountFile::update(const std::function<void(Records& records)>& change) const {
@@ -102,9 +103,9 @@ qrb::Error AccountFile::update(const std::function<void(Records& records)>& chan
   std::string path = target(_path);
   qrb::FileDescriptor lock = lockedFor(path);
   if (!lock.valid()) return failureOf(path + ".lock", errno);
-  json document;
-  if (qrb::Error error = readDocument(path, document)) return error;
-  json& list = document.emplace(QRBSourceControlAccountsDefaultsKey, json::array()).first.value();
+  auto document = readDocument(path);
+  if (!document) return document.error();
+  json& list = document->emplace(QRBSourceControlAccountsDefaultsKey, json::array()).first.value();
   Records records(list.begin(), list.end());
   change(records);
   json changed = records;
@@ -112,7 +113,7 @@ qrb::Error AccountFile::update(const std::function<void(Records& records)>& chan
   list = std::move(changed);
   FileReplacement replacement(path);
   // Bytes that are no text have no place in JSON.
-  if (qrb::Error error = replacement.write(document.dump(2, ' ', false, json::error_handler_t::replace) + "\n")) {
+  if (qrb::Error error = replacement.write(document->dump(2, ' ', false, json::error_handler_t::replace) + "\n")) {
     return error;
   }
   return replacement.commit();

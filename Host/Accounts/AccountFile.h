@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "Error.h"
+#include "Result.h"
 
 namespace host {
 
@@ -23,13 +23,13 @@ class AccountFile {
   const std::string& path() const { return _path; }
   /// The records; none where there is no file yet. Each is an object, with whatever keys. A file that is not what it
   /// should be is an error, with the place.
-  qrb::Error read(Records& records) const;
+  qrb::Result<Records> read() const;
   /// Changes the list: reads it, calls `change`, and writes what that leaves, unless it is the same. Other processes
   /// that change it wait. With an error, the file is as it was.
   qrb::Error update(const std::function<void(Records& records)>& change) const;
 
  private:
-  qrb::Error readDocument(const std::string& path, nlohmann::json& document) const;
+  qrb::Result<nlohmann::json> readDocument(const std::string& path) const;
 
   std::string _path;
 };

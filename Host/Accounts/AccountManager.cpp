@@ -46,9 +46,9 @@ void AccountManager::report(const qrb::Error& error) const {
 qrb::Error AccountManager::load() {
   if (_loaded) return _loadError;
   _loaded = true;
-  AccountFile::Records records;
-  _loadError = _file.read(records);
-  for (const AccountFile::Record& record : records) {
+  auto records = _file.read();
+  if (!records) return _loadError = records.error();
+  for (const AccountFile::Record& record : *records) {
     AccountPtr account = accountFromRecord(record);
     if (account == nullptr) continue;
     auto fingerprint = record.find(kFingerprintKey);
@@ -129,25 +129,24 @@ qrb::Error AccountManager::storeSecret(const AccountPtr& account) {
   return store->store(secretKeyOf(account, usernameOf(strategy)), label, secret);
 }
 
-StrategyPtr AccountManager::strategyWithSecret(const AccountPtr& account, qrb::Error& error) {
+qrb::Result<StrategyPtr> AccountManager::strategyWithSecret(const AccountPtr& account) {
   StrategyPtr strategy = account->authenticationStrategy();
   if (isAnonymous(strategy) || !secretOf(strategy).empty()) return strategy;
   std::shared_ptr<SecretStore> store = secretStore();
   if (store == nullptr) return strategy;
-  auto secret = store->find(secretKeyOf(account, usernameOf(strategy)), error);
-  return secret ? withSecret(strategy, *secret) : strategy;
+  auto secret = store->find(secretKeyOf(account, usernameOf(strategy)));
+  if (!secret) return secret.error();
+  return *secret ? withSecret(strategy, **secret) : strategy;
 }
 
 void AccountManager::fillSecret(const AccountPtr& account) {
-  qrb::Error error;
-  StrategyPtr own = account->authenticationStrategy();
-  StrategyPtr filled = strategyWithSecret(account, error);
-  report(error);
-  if (filled == own) return;
+  auto filled = strategyWithSecret(account);
+  report(filled.error());
+  if (!filled || *filled == account->authenticationStrategy()) return;
   // It comes from where a change would be saved to.
   bool savingDisabled = account->savingDisabled();
   account->setSavingDisabled(true);
-  account->setAuthenticationStrategy(filled);
+  account->setAuthenticationStrategy(*filled);
   account->setSavingDisabled(savingDisabled);
 }
 
@@ -240,11 +239,12 @@ RemotePtr AccountManager::knownRepositoryForURL(const qrb::URL& url, const QRBSo
 
 // What the user does
 
-qrb::Error AccountManager::list(std::vector<AccountPtr>& accounts) {
+qrb::Result<std::vector<AccountPtr>> AccountManager::list() {
   std::lock_guard lock(_mutex);
   if (qrb::Error error = load()) return error;
+  std::vector<AccountPtr> accounts;
   for (const Kept& kept : _kept) accounts.push_back(kept.account);
-  return {};
+  return accounts;
 }
 
 qrb::Error AccountManager::save(const AccountPtr& account, const qrb::String& fingerprint) {

@@ -47,7 +47,7 @@ class AccountManager final : public QRBSourceControlAccountManager {
   // What the user does with the list.
 
   /// Every account kept, in the order of the file, without having looked for secrets.
-  qrb::Error list(std::vector<QRBSourceControlAccountPtr>& accounts);
+  qrb::Result<std::vector<QRBSourceControlAccountPtr>> list();
   /// Saves an account, with its secret, whatever its kind. Refused where there is one of that name or one like it.
   qrb::Error save(const QRBSourceControlAccountPtr& account, const qrb::String& fingerprint = {});
   /// Keeps what is trusted of the repository's server: with the accounts that serve the repository, or with a new,
@@ -56,8 +56,7 @@ class AccountManager final : public QRBSourceControlAccountManager {
   /// Forgets an account and its secret.
   qrb::Error remove(const QRBSourceControlAccountPtr& account);
   /// The strategy with what the secret store has for it, where its own secret is empty.
-  QRBSourceControlAuthenticationStrategyPtr strategyWithSecret(const QRBSourceControlAccountPtr& account,
-                                                               qrb::Error& error);
+  qrb::Result<QRBSourceControlAuthenticationStrategyPtr> strategyWithSecret(const QRBSourceControlAccountPtr& account);
   /// Whether secrets outlive the program.
   bool keepsSecrets();
 

@@ -66,16 +66,16 @@ class SecretService final : public SecretStore {
  public:
   explicit SecretService(const Library& library) : _library(library) {}
 
-  std::optional<std::string> find(const SecretKey& key, qrb::Error& error) override {
+  qrb::Result<std::optional<std::string>> find(const SecretKey& key) override {
     Attributes attributes(_library, key);
     qrb::forbidCoreFiles();
     GError* failure = nullptr;
     char* found = _library.lookup(&schema(), attributes.table, nullptr, &failure);
-    error = taken(failure, "could not be asked");
-    if (found == nullptr) return std::nullopt;
+    if (qrb::Error error = taken(failure, "could not be asked")) return error;
+    if (found == nullptr) return std::optional<std::string>();
     std::string secret = found;
     _library.freePassword(found);
-    return secret;
+    return std::optional(std::move(secret));
   }
   qrb::Error store(const SecretKey& key, const std::string& label, const std::string& secret) override {
     Attributes attributes(_library, key);

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "Error.h"
+#include "Result.h"
 
 namespace host {
 
@@ -19,8 +19,8 @@ struct SecretKey {
 class SecretStore {
  public:
   virtual ~SecretStore() = default;
-  /// Absent where there is none, and with an error.
-  virtual std::optional<std::string> find(const SecretKey& key, qrb::Error& error) = 0;
+  /// Absent where there is none.
+  virtual qrb::Result<std::optional<std::string>> find(const SecretKey& key) = 0;
   /// In the place of one that is there. `label` is what the user sees of it elsewhere.
   virtual qrb::Error store(const SecretKey& key, const std::string& label, const std::string& secret) = 0;
   /// One that is not there is no error.

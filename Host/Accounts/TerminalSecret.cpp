@@ -125,7 +125,7 @@ qrb::Error askForSecret(const std::string& prompt, std::string& secret) {
   return {};
 }
 
-qrb::Error askForLine(const std::string& prompt, std::string& line) {
+qrb::Result<std::string> askForLine(const std::string& prompt) {
   qrb::FileDescriptor terminal = openTerminal();
   if (!terminal.valid()) return hostError("There is no terminal to ask on.", {}, errno);
   // What was typed before the question is no answer to it.
@@ -137,8 +137,7 @@ qrb::Error askForLine(const std::string& prompt, std::string& line) {
     return error;
   }
   std::size_t first = typed.find_first_not_of(" \t\r\n");
-  line = first == std::string::npos ? "" : typed.substr(first, typed.find_last_not_of(" \t\r\n") - first + 1);
-  return {};
+  return first == std::string::npos ? "" : typed.substr(first, typed.find_last_not_of(" \t\r\n") - first + 1);
 }
 
 qrb::Error readSecretFromInput(std::string& secret) {

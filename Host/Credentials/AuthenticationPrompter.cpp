@@ -33,12 +33,10 @@ std::string knownUserOf(const QRBSourceControlRemoteRepositoryPtr& remote) {
   return user.empty() ? usernameOf(remote->authenticationStrategy()) : user;
 }
 
-// By value: the preset may be the answer itself.
-qrb::Error askWithDefault(const std::string& what, std::string preset, std::string& answer) {
+qrb::Result<std::string> askWithDefault(const std::string& what, const std::string& preset) {
   std::string prompt = what + (preset.empty() ? "" : " [" + displayText(preset) + "]") + ": ";
-  if (qrb::Error error = askForLine(prompt, answer)) return error;
-  if (answer.empty()) answer = std::move(preset);
-  return {};
+  auto answer = askForLine(prompt);
+  return answer && answer->empty() ? preset : answer;
 }
 
 std::string expandHome(const std::string& path) {
@@ -116,7 +114,9 @@ qrb::Error AuthenticationPrompter::askForPassword(const Question& question) {
                                     : displayText(question.error.localizedDescription()));
   std::string user = knownUserOf(remote);
   if (!qrbscm_user(remote->URL())) {
-    if (qrb::Error error = askWithDefault("User name", user, user)) return error;
+    auto answer = askWithDefault("User name", user);
+    if (!answer) return answer.error();
+    user = *std::move(answer);
   }
   std::string password;
   qrb::WipeAtEnd wiping(password);
@@ -130,15 +130,18 @@ qrb::Error AuthenticationPrompter::askForKey(const Question& question) {
   printRemark(addressOf(remote) + ": " + displayText(question.error.localizedDescription()));
   std::string user = knownUserOf(remote);
   if (user.empty()) {
-    if (qrb::Error error = askWithDefault("User name", "", user)) return error;
+    auto answer = askWithDefault("User name", "");
+    if (!answer) return answer.error();
+    user = *std::move(answer);
   }
   auto standard = SSHKeys::defaultSSHKeyAuthenticationStrategy();
   std::string preset = standard == nullptr ? "" : standard->privateKeyFile().path().str();
   std::string file;
   std::string wanted = "Private SSH key, or \"password\"";
   while (true) {
-    if (qrb::Error error = askWithDefault(wanted, preset, file)) return error;
-    if (file == "password") {
+    auto answer = askWithDefault(wanted, preset);
+    if (!answer) return answer.error();
+    if (*answer == "password") {
       std::string password;
       qrb::WipeAtEnd wiping(password);
       if (qrb::Error error = askForSecret("Password of " + displayText(user) + ": ", password)) return error;
@@ -146,7 +149,7 @@ qrb::Error AuthenticationPrompter::askForKey(const Question& question) {
       return {};
     }
     std::error_code failure;
-    file = std::filesystem::absolute(expandHome(file), failure).lexically_normal().native();
+    file = std::filesystem::absolute(expandHome(*answer), failure).lexically_normal().native();
     if (std::filesystem::is_regular_file(file, failure)) break;
     printRemark(displayText(file) + " is not there.");
   }
@@ -176,7 +179,9 @@ qrb::Error AuthenticationPrompter::askForTrust(const Question& question, bool& t
               "\nCompare it with the one that you have from whoever runs the server.");
   std::string answer;
   while (answer != "yes" && answer != "always" && answer != "no") {
-    if (qrb::Error error = askForLine("Trust this server? (yes, always or no): ", answer)) return error;
+    auto typed = askForLine("Trust this server? (yes, always or no): ");
+    if (!typed) return typed.error();
+    answer = *std::move(typed);
   }
   trusted = answer != "no";
   if (!trusted) return {};

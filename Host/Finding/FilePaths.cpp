@@ -8,8 +8,8 @@ namespace host {
 
 namespace fs = std::filesystem;
 
-qrb::Error pathInWorkingCopy(const std::string& file, const std::string& folder, const std::string& root,
-                             std::string& path) {
+qrb::Result<std::string> pathInWorkingCopy(const std::string& file, const std::string& folder,
+                                           const std::string& root) {
   std::error_code failure;
   fs::path whole = (fs::canonical(folder.empty() ? "." : folder, failure) / file).lexically_normal();
   if (!whole.has_filename()) whole = whole.parent_path();
@@ -20,20 +20,18 @@ qrb::Error pathInWorkingCopy(const std::string& file, const std::string& folder,
     return QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::pathNotFound, file,
                                                   "not in the working copy " + root);
   }
-  path = relative.native();
-  return {};
+  return relative.native();
 }
 
-qrb::Error pathsInWorkingCopy(const std::vector<std::string>& files, const std::string& folder, const std::string& root,
-                              std::vector<qrb::String>& paths) {
-  std::vector<qrb::String> found;
+qrb::Result<std::vector<qrb::String>> pathsInWorkingCopy(const std::vector<std::string>& files,
+                                                         const std::string& folder, const std::string& root) {
+  std::vector<qrb::String> paths;
   for (const std::string& file : files) {
-    std::string path;
-    if (qrb::Error error = pathInWorkingCopy(file, folder, root, path)) return error;
-    found.emplace_back(path);
+    auto path = pathInWorkingCopy(file, folder, root);
+    if (!path) return path.error();
+    paths.emplace_back(*path);
   }
-  paths.insert(paths.end(), found.begin(), found.end());
-  return {};
+  return paths;
 }
 
 std::string destinationOf(const std::string& source, const std::string& destination, bool destinationIsFolder) {

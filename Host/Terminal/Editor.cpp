@@ -61,7 +61,7 @@ qrb::Error runEditor(const std::string& editor, const fs::path& file) {
 
 }  // namespace
 
-qrb::Error editText(std::string& text) {
+qrb::Result<std::string> editText(const std::string& text) {
   auto folder = qrb::PrivateFolder::temporary("qrbscm-");
   if (folder.path().empty()) return hostError("There is no room for a temporary file.", {}, errno);
   // Editors know by this name what kind of text it is.
@@ -70,8 +70,7 @@ qrb::Error editText(std::string& text) {
   if (qrb::Error error = runEditor(chosenEditor(), file)) return error;
   auto edited = qrb::readFile(file, qrb::anySize);
   if (!edited) return hostError("What the editor left behind cannot be read.", {}, errno);
-  text = std::move(*edited);
-  return {};
+  return *std::move(edited);
 }
 
 std::string editedMessage(const std::string& text) {

@@ -40,14 +40,6 @@ class [[nodiscard]] Result {
   T valueOr(T otherwise) const& { return _value.value_or(std::move(otherwise)); }
   T valueOr(T otherwise) && { return std::move(_value).value_or(std::move(otherwise)); }
 
-  /// The next step of a sequence: what `next` makes of the value, itself a result; the error as it is where there is
-  /// no value, and then `next` is not called.
-  template <class Next>
-  std::invoke_result_t<Next, T&&> then(Next&& next) && {
-    if (!_value) return std::move(_error);
-    return std::forward<Next>(next)(std::move(*_value));
-  }
-
  private:
   static void require(bool holds, const char* problem) {
     if (holds) return;

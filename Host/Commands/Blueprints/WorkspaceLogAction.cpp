@@ -29,9 +29,9 @@ struct WorkspaceLogOptions {
 };
 
 // Where each history ends: at the revision that the blueprint has of the working copy, or at its beginning.
-qrb::Error readEnds(Session& session, const FoundWorkspace& found, const std::string& file,
-                    Workspace::RevisionTable& ends) {
-  if (file.empty()) return {};
+qrb::Result<Workspace::RevisionTable> readEnds(Session& session, const FoundWorkspace& found, const std::string& file) {
+  Workspace::RevisionTable ends;
+  if (file.empty()) return ends;
   auto read = readBlueprint(session, file);
   if (!read) return read.error();
   auto recorded = findOfBlueprint(session, read->blueprint, found.root);
@@ -40,7 +40,7 @@ qrb::Error readEnds(Session& session, const FoundWorkspace& found, const std::st
     auto location = read->blueprint->locationForRemoteRepository(remote);
     if (location && location->revision()) ends.set(workingCopy, location->revision());
   }
-  return {};
+  return ends;
 }
 
 bool isRevisionMissing(const qrb::Error& error) {
@@ -73,14 +73,14 @@ ExitStatus runLog(Session& session, const WorkspaceLogOptions& options) {
   session.endUnread();
   auto found = findWorkspace(session, options.folder);
   if (!found) return session.fail(found.error());
-  Workspace::RevisionTable ends;
-  if (qrb::Error error = readEnds(session, *found, options.since, ends)) return session.fail(error);
+  auto ends = readEnds(session, *found, options.since);
+  if (!ends) return session.fail(ends.error());
   bool isForPeople = session.output().isTerminal() && !session.json();
   std::int64_t maximum = options.history.maximum(isForPeople);
   auto items = std::make_shared<Workspace::LogItems>();
   qrb::Error error = session.perform("Reading the histories", [&](Session::Done done) {
     auto onBatch = [&session](const auto&, double percent) { session.progress().update({}, percent / 100); };
-    return found->workspace->historyFromRevisions(Workspace::RevisionTable(), ends,
+    return found->workspace->historyFromRevisions(Workspace::RevisionTable(), *ends,
                                                   options.history.inclusionType(session.json()), maximum,
                                                   options.history.search(), options.history.searchType(), onBatch,
                                                   [items, done](auto logItems, qrb::Error failure) {

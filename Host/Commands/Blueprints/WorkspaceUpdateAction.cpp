@@ -26,7 +26,7 @@ struct Outcome {
   bool stays = false;
 };
 
-qrb::Error askRevision(Session& session, const WorkingCopyPtr& workingCopy, QRBSourceControlRevisionPtr& revision) {
+qrb::Result<QRBSourceControlRevisionPtr> askRevision(Session& session, const WorkingCopyPtr& workingCopy) {
   auto answer = std::make_shared<QRBSourceControlRevisionPtr>();
   qrb::Error error = session.perform("Asking for the revision", [&](Session::Done done) {
     return workingCopy->baseRevisionWithCompletionBlock([answer, done](auto found, qrb::Error failure) {
@@ -34,15 +34,17 @@ qrb::Error askRevision(Session& session, const WorkingCopyPtr& workingCopy, QRBS
       done(std::move(failure));
     });
   });
-  revision = *answer;
-  return error;
+  if (error) return error;
+  return *answer;
 }
 
 Outcome updateOne(Session& session, const WorkingCopyPtr& workingCopy, const std::string& place) {
   Outcome outcome;
   auto from = findUpdateSource(session, workingCopy->repository(), {});
   if (!from) return {nullptr, nullptr, from.error()};
-  if (outcome.error = askRevision(session, workingCopy, outcome.before); outcome.error) return outcome;
+  auto before = askRevision(session, workingCopy);
+  if (!before) return {nullptr, nullptr, before.error()};
+  outcome.before = *before;
   outcome.error = session.perform("Asking for the location", [&](Session::Done done) {
     return workingCopy->currentLocationWithCompletionBlock([done](auto, qrb::Error error) { done(std::move(error)); });
   });
@@ -56,7 +58,10 @@ Outcome updateOne(Session& session, const WorkingCopyPtr& workingCopy, const std
     return workingCopy->forceUpdateWorkingCopyFromRepository(from->remote, session.progressBlock(), done);
   };
   outcome.error = session.perform("Updating " + place + " from " + from->name, request, from->remote);
-  if (!outcome.error) outcome.error = askRevision(session, workingCopy, outcome.after);
+  if (outcome.error) return outcome;
+  auto after = askRevision(session, workingCopy);
+  outcome.after = after.valueOr(nullptr);
+  outcome.error = after.error();
   return outcome;
 }
 

@@ -26,15 +26,14 @@ struct CommitOptions {
   std::string messageFile;
 };
 
-qrb::Error readMessage(const std::string& file, std::string& message) {
+qrb::Result<std::string> readMessage(const std::string& file) {
   bool isInput = file == "-";
   // A shell may give a pipe in place of a file.
   auto text = isInput ? qrb::readToEnd(STDIN_FILENO, qrb::anySize)
                       : qrb::readFile(file, qrb::anySize, qrb::ReadableKind::anything);
   if (!text && isInput) return hostError("Standard input cannot be read.", {}, errno);
   if (!text) return hostError("\"" + file + "\" cannot be read.", "Name a file that holds the message.", errno);
-  message = std::move(*text);
-  return {};
+  return *std::move(text);
 }
 
 std::string joined(const std::vector<std::string>& paragraphs) {
@@ -48,9 +47,10 @@ void addLine(std::string& text, const qrb::String& path) {
 }
 
 // What will be committed, for the user to see while he describes it.
-qrb::Error listChanges(Session& session, const FoundFiles& found, std::string& text) {
+qrb::Result<std::string> listChanges(Session& session, const FoundFiles& found) {
+  std::string text;
   for (const qrb::String& path : found.paths) addLine(text, path);
-  if (!found.paths.empty()) return {};
+  if (!found.paths.empty()) return text;
   auto listed = std::make_shared<QRBSourceControlPathStatusesPtr>();
   qrb::Error error = session.perform("Looking for changes", [&](Session::Done done) {
     return found.place.workingCopy->filesAndStatusWithRemoteStatus(
@@ -65,34 +65,30 @@ qrb::Error listChanges(Session& session, const FoundFiles& found, std::string& t
   for (const auto& entry : **listed) {
     if (hasAny(isStaged ? QRBSourceControlStatusStagedMask : kTracked)(entry)) addLine(text, entry.first);
   }
-  return {};
+  return text;
 }
 
-qrb::Error editMessage(Session& session, const FoundFiles& found, std::string& message) {
+qrb::Result<std::string> editMessage(Session& session, const FoundFiles& found) {
   if (::isatty(STDIN_FILENO) == 0 || !session.output().isTerminal()) {
     return hostError("There is no message.", "Give one with --message or --file.");
   }
-  message =
+  auto changes = listChanges(session, found);
+  if (!changes) return changes.error();
+  auto edited = editText(
       "\n# Describe the changes. Lines that begin with \"#\" are left out; an empty message commits nothing.\n"
-      "#\n# To be committed:\n";
-  if (qrb::Error error = listChanges(session, found, message)) return error;
-  if (qrb::Error error = editText(message)) return error;
-  message = editedMessage(message);
-  return {};
+      "#\n# To be committed:\n" +
+      *changes);
+  if (!edited) return edited.error();
+  return editedMessage(*edited);
 }
 
-qrb::Error obtainMessage(Session& session, const CommitOptions& options, const FoundFiles& found,
-                         std::string& message) {
-  if (!options.paragraphs.empty()) {
-    message = joined(options.paragraphs);
-  } else if (!options.messageFile.empty()) {
-    if (qrb::Error error = readMessage(options.messageFile, message)) return error;
-  } else if (qrb::Error error = editMessage(session, found, message)) {
-    return error;
-  }
-  bool isBlank = message.find_first_not_of(" \t\r\n") == std::string::npos;
-  return isBlank ? hostError("The message is empty, so nothing was committed.", "Say what was changed, and why.")
-                 : qrb::Error();
+qrb::Result<std::string> obtainMessage(Session& session, const CommitOptions& options, const FoundFiles& found) {
+  qrb::Result<std::string> message = !options.paragraphs.empty()    ? joined(options.paragraphs)
+                                     : !options.messageFile.empty() ? readMessage(options.messageFile)
+                                                                    : editMessage(session, found);
+  bool isBlank = message && message->find_first_not_of(" \t\r\n") == std::string::npos;
+  if (isBlank) return hostError("The message is empty, so nothing was committed.", "Say what was changed, and why.");
+  return message;
 }
 
 void print(Session& session, const QRBSourceControlRevisionPtr& revision, const std::string& message) {
@@ -115,19 +111,19 @@ void print(Session& session, const QRBSourceControlRevisionPtr& revision, const 
 ExitStatus runCommit(Session& session, const CommitOptions& options) {
   auto found = findFiles(session, options.files);
   if (!found) return session.fail(found.error());
-  std::string message;
-  if (qrb::Error error = obtainMessage(session, options, *found, message)) return session.fail(error);
+  auto message = obtainMessage(session, options, *found);
+  if (!message) return session.fail(message.error());
   session.showPlugInMessages();
   auto revision = std::make_shared<QRBSourceControlRevisionPtr>();
   qrb::Error error = session.perform("Committing", [&](Session::Done done) {
-    return found->place.workingCopy->commitFiles(found->paths, message,
+    return found->place.workingCopy->commitFiles(found->paths, *message,
                                                  [revision, done](auto made, qrb::Error failure) {
                                                    *revision = std::move(made);
                                                    done(std::move(failure));
                                                  });
   });
   if (error) return session.fail(error);
-  print(session, *revision, message);
+  print(session, *revision, *message);
   return ExitStatus::success;
 }
 

@@ -26,12 +26,11 @@ ExitStatus runFilePairs(Session& session, const FileArguments& arguments, const 
   }
   auto found = findFiles(session, sources);
   if (!found) return session.fail(found.error());
-  QRBSourceControlWorkingCopy::Files paths;
-  if (qrb::Error error = pathsInWorkingCopy(targets.files, targets.folder, found->place.root, paths)) {
-    return session.fail(error);
-  }
-  qrb::Error error = session.perform(
-      label, [&](Session::Done done) { return (found->place.workingCopy.get()->*request)(found->paths, paths, done); });
+  auto paths = pathsInWorkingCopy(targets.files, targets.folder, found->place.root);
+  if (!paths) return session.fail(paths.error());
+  qrb::Error error = session.perform(label, [&](Session::Done done) {
+    return (found->place.workingCopy.get()->*request)(found->paths, *paths, done);
+  });
   return error ? session.fail(error) : ExitStatus::success;
 }
 
@@ -43,12 +42,11 @@ OptionDeclaration& addFileArguments(CommandDeclaration& command, FileArguments& 
 }
 
 qrb::Result<FoundFiles> findFiles(Session& session, const FileArguments& arguments) {
-  return findWorkingCopy(session, arguments.folder).then([&](FoundWorkingCopy place) -> qrb::Result<FoundFiles> {
-    FoundFiles found{std::move(place), {}};
-    qrb::Error error = pathsInWorkingCopy(arguments.files, arguments.folder, found.place.root, found.paths);
-    if (error) return error;
-    return found;
-  });
+  auto place = findWorkingCopy(session, arguments.folder);
+  if (!place) return place.error();
+  auto paths = pathsInWorkingCopy(arguments.files, arguments.folder, place->root);
+  if (!paths) return paths.error();
+  return FoundFiles{*std::move(place), *std::move(paths)};
 }
 
 ExitStatus runFileRequest(Session& session, const FileArguments& arguments, const char* label, FileRequest request) {

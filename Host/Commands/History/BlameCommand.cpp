@@ -93,8 +93,8 @@ ExitStatus runBlame(Session& session, const BlameOptions& options) {
   session.endUnread();
   auto found = findWorkingCopy(session, options.folder);
   if (!found) return session.fail(found.error());
-  std::string path;
-  if (qrb::Error error = pathInWorkingCopy(options.file, options.folder, found->root, path)) return session.fail(error);
+  auto path = pathInWorkingCopy(options.file, options.folder, found->root);
+  if (!path) return session.fail(path.error());
   QRBSourceControlRevisionLocationPtr location;
   if (!options.place.empty()) {
     auto at = findLocation(session, found->workingCopy->repository(), options.place);
@@ -103,7 +103,7 @@ ExitStatus runBlame(Session& session, const BlameOptions& options) {
   }
   auto items = std::make_shared<BlameItems>();
   qrb::Error error = session.perform("Asking who wrote which line", [&](Session::Done done) {
-    return found->workingCopy->blameFile(path, location, [items, done](BlameItems answer, qrb::Error failure) {
+    return found->workingCopy->blameFile(*path, location, [items, done](BlameItems answer, qrb::Error failure) {
       *items = std::move(answer);
       done(std::move(failure));
     });

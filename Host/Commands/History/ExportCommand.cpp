@@ -24,7 +24,7 @@ struct ExportOptions {
 };
 
 // What comes from before a revision comes in a temporary folder, and is put where the user wants it.
-qrb::Error moveInto(const fs::path& folder, fs::path& file) {
+qrb::Result<fs::path> moveInto(const fs::path& folder, const fs::path& file) {
   std::error_code failure;
   fs::path target = folder / file.filename();
   fs::copy_file(file, target, fs::copy_options::none, failure);
@@ -34,12 +34,11 @@ qrb::Error moveInto(const fs::path& folder, fs::path& file) {
   }
   fs::remove(file, failure);
   fs::remove(file.parent_path(), failure);
-  file = target;
-  return {};
+  return target;
 }
 
-qrb::Error exportOne(Session& session, const ExportOptions& options, const FoundWorkingCopy& found,
-                     const std::string& path, const fs::path& folder, fs::path& exported) {
+qrb::Result<fs::path> exportOne(Session& session, const ExportOptions& options, const FoundWorkingCopy& found,
+                                const std::string& path, const fs::path& folder) {
   QRBSourceControlRevisionLocationPtr location;
   if (options.parentOf.empty()) {
     auto at = findLocation(session, found.workingCopy->repository(), options.place);
@@ -56,30 +55,30 @@ qrb::Error exportOne(Session& session, const ExportOptions& options, const Found
     return found.workingCopy->exportFile(path, location, qrb::URL::fileURL(folder.native(), true), onReply);
   });
   if (error) return error;
-  exported = url->path().str();
-  return location == nullptr ? moveInto(folder, exported) : qrb::Error();
+  fs::path exported = url->path().str();
+  return location == nullptr ? moveInto(folder, exported) : exported;
 }
 
 ExitStatus runExport(Session& session, const ExportOptions& options) {
   auto found = findWorkingCopy(session, options.folder);
   if (!found) return session.fail(found.error());
-  std::string path;
-  if (qrb::Error error = pathInWorkingCopy(options.file, options.folder, found->root, path)) return session.fail(error);
+  auto path = pathInWorkingCopy(options.file, options.folder, found->root);
+  if (!path) return session.fail(path.error());
   fs::path output = (fs::absolute(options.folder.empty() ? "." : options.folder) / options.output).lexically_normal();
   std::error_code failure;
   if (!fs::is_directory(output, failure)) {
     return session.fail(hostError("\"" + output.native() + "\" is not a folder.", "Name one that is there.", ENOTDIR));
   }
-  fs::path exported;
-  if (qrb::Error error = exportOne(session, options, *found, path, output, exported)) return session.fail(error);
+  auto exported = exportOne(session, options, *found, *path, output);
+  if (!exported) return session.fail(exported.error());
   if (session.json()) {
     JSONValue entry;
-    setPath(entry, "path", exported.native());
+    setPath(entry, "path", exported->native());
     JSONArray array(session.output());
     array.add(entry);
     array.finish();
   } else {
-    session.output().write(displayPath(exported.native()) + "\n");
+    session.output().write(displayPath(exported->native()) + "\n");
   }
   return ExitStatus::success;
 }

@@ -151,9 +151,9 @@ ExitStatus runLog(Session& session, const LogOptions& options) {
   Query query;
   query.workingCopy = found->workingCopy;
   if (!options.file.empty()) {
-    qrb::Error outside = pathInWorkingCopy(options.file, options.path, found->root, query.file);
-    if (outside) return session.fail(outside);
-    if (query.file == ".") query.file.clear();
+    auto path = pathInWorkingCopy(options.file, options.path, found->root);
+    if (!path) return session.fail(path.error());
+    if (*path != ".") query.file = *std::move(path);
   }
   bool isForPeople = session.output().isTerminal() && !session.json();
   query.maximum = options.history.maximum(isForPeople);

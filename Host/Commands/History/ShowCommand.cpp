@@ -31,8 +31,8 @@ struct ShowOptions {
 };
 
 // The revision, and after it the one that it was made from, if any.
-qrb::Error findItems(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy,
-                     const QRBSourceControlRevisionPtr& revision, LogItems& items) {
+qrb::Result<LogItems> findItems(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy,
+                                const QRBSourceControlRevisionPtr& revision) {
   auto found = std::make_shared<LogItems>();
   qrb::Error error = session.perform("Reading the history", [&](Session::Done done) {
     return workingCopy->historyFromRevision(
@@ -42,8 +42,8 @@ qrb::Error findItems(Session& session, const QRBSourceControlWorkingCopyPtr& wor
           done(std::move(failure));
         });
   });
-  items = std::move(*found);
-  return error;
+  if (error) return error;
+  return std::move(*found);
 }
 
 void print(Session& session, const QRBSourceControlLogItem& item, const qrb::Dictionary& differences, bool summary) {
@@ -75,17 +75,17 @@ ExitStatus runShow(Session& session, const ShowOptions& options) {
   auto repository = found->workingCopy->repository();
   auto what = findLocation(session, repository, options.name.empty() ? "BASE" : options.name);
   if (!what) return session.fail(what.error());
-  LogItems items;
-  if (qrb::Error error = findItems(session, found->workingCopy, what->revision, items)) return session.fail(error);
-  if (items.empty() && options.name.empty()) {
+  auto items = findItems(session, found->workingCopy, what->revision);
+  if (!items) return session.fail(items.error());
+  if (items->empty() && options.name.empty()) {
     return session.fail(hostError("Nothing has been committed yet.", "\"qrbscm diff\" shows what would be.", ENOENT));
   }
-  if (items.empty()) {
+  if (items->empty()) {
     return session.fail(QRBSourceControlError_LocationNotFound(QRBSourceControlErrorCode::revisionNotFound,
                                                                options.name, "no entry of the history is of it"));
   }
   // Where revisions are those of a whole repository, the history begins with the newest one that is of this line of it.
-  auto shown = items.front()->revision();
+  auto shown = items->front()->revision();
   if (!what->revision->isPlaceholderRevision() && !what->revision->isEqual(shown)) {
     return session.fail(hostError("Revision " + displayText(what->revision->identifier().view()) +
                                       " changed nothing on the line that the working copy is on.",
@@ -95,10 +95,10 @@ ExitStatus runShow(Session& session, const ShowOptions& options) {
   auto locationOf = [](const QRBSourceControlRevisionPtr& revision) {
     return QRBSourceControlRevisionLocation::initWithRevision(revision);
   };
-  auto before = items.size() > 1 ? items[1]->revision() : QRBSourceControlRevision::sharedInitialRevision();
+  auto before = items->size() > 1 ? (*items)[1]->revision() : QRBSourceControlRevision::sharedInitialRevision();
   auto differences = findDifferences(session, repository, locationOf(before), locationOf(shown));
   if (!differences) return session.fail(differences.error());
-  print(session, *items.front(), *differences, options.summary);
+  print(session, *items->front(), *differences, options.summary);
   return ExitStatus::success;
 }
 

@@ -26,7 +26,7 @@ struct CloneOptions {
 };
 
 // As the other tools of the trade name it: after the repository.
-qrb::Error folderFor(const qrb::URL& url, const std::string& chosen, fs::path& folder) {
+qrb::Result<fs::path> folderFor(const qrb::URL& url, const std::string& chosen) {
   std::string name = chosen;
   if (name.empty()) {
     std::string address = url.absoluteString().str();
@@ -36,21 +36,20 @@ qrb::Error folderFor(const qrb::URL& url, const std::string& chosen, fs::path& f
     bool isName = !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
     if (!isName) return hostError("The address gives the new folder no name.", "Name one after it.");
   }
-  folder = fs::absolute(name).lexically_normal();
-  if (!folder.has_filename()) folder = folder.parent_path();
-  return {};
+  fs::path folder = fs::absolute(name).lexically_normal();
+  return folder.has_filename() ? folder : folder.parent_path();
 }
 
 ExitStatus runClone(Session& session, const CloneOptions& options) {
   auto url = readAddress(options.address, {});
   if (!url) return session.fail(url.error());
-  fs::path folder;
-  if (qrb::Error error = folderFor(*url, options.folder, folder)) return session.fail(error);
+  auto folder = folderFor(*url, options.folder);
+  if (!folder) return session.fail(folder.error());
   auto system = findSystemFor(session, *url, options.system);
   if (!system) return session.fail(system.error());
   auto remote = QRBSourceControlRemoteRepository::initUnsavedWithURL(*url, *system);
   auto request = [&](Session::Done done) {
-    return remote->createWorkingCopyAtURL(qrb::URL::fileURL(folder.native(), true), locationNamed(options.names),
+    return remote->createWorkingCopyAtURL(qrb::URL::fileURL(folder->native(), true), locationNamed(options.names),
                                           nullptr, session.progressBlock(),
                                           [done](auto, qrb::Error error) { done(std::move(error)); });
   };
@@ -59,11 +58,11 @@ ExitStatus runClone(Session& session, const CloneOptions& options) {
   if (session.json()) {
     JSONArray array(session.output());
     JSONValue entry;
-    setPath(entry, "path", folder.native());
+    setPath(entry, "path", folder->native());
     array.add(entry);
     array.finish();
   } else {
-    session.output().write(displayPath(folder.native()) + "\n");
+    session.output().write(displayPath(folder->native()) + "\n");
   }
   return ExitStatus::success;
 }

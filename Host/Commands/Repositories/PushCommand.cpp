@@ -31,14 +31,13 @@ qrb::Result<Target> findTarget(Session& session, const QRBSourceControlWorkingCo
     if (!current) return current.error();
     if (remoteName.empty() && current->followed != nullptr) remoteName = current->followed->remoteName().str();
   }
-  return findRemote(session, workingCopy->repository(), remoteName)
-      .then([&](FoundRemote remote) -> qrb::Result<Target> {
-        QRBSourceControlBranchPtr branch;
-        if (!options.branch.empty()) {
-          branch = QRBSourceControlBranch::initWithBranchNameRemoteName(options.branch, false, remote.name);
-        }
-        return Target{std::move(remote), std::move(branch)};
-      });
+  auto remote = findRemote(session, workingCopy->repository(), remoteName);
+  if (!remote) return remote.error();
+  QRBSourceControlBranchPtr branch;
+  if (!options.branch.empty()) {
+    branch = QRBSourceControlBranch::initWithBranchNameRemoteName(options.branch, false, remote->name);
+  }
+  return Target{*std::move(remote), std::move(branch)};
 }
 
 ExitStatus runPush(Session& session, const PushOptions& options) {

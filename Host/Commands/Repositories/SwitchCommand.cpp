@@ -21,9 +21,9 @@ qrb::Result<FoundLocation> whereTo(Session& session, const QRBSourceControlRepos
   if (options.newBranch.empty()) return findLocation(session, repository, options.name);
   QRBSourceControlRevisionLocationPtr branch = QRBSourceControlBranch::initWithNewBranchName(options.newBranch);
   if (options.name.empty()) return FoundLocation{branch, nullptr};
-  return findLocation(session, repository, options.name).then([&](FoundLocation start) -> qrb::Result<FoundLocation> {
-    return FoundLocation{branch->locationWithRevision(start.revision), start.revision};
-  });
+  auto start = findLocation(session, repository, options.name);
+  if (!start) return start;
+  return FoundLocation{branch->locationWithRevision(start->revision), start->revision};
 }
 
 ExitStatus runSwitch(Session& session, const SwitchOptions& options) {

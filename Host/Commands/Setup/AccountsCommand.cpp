@@ -84,12 +84,12 @@ void printPlain(Output& output, const Accounts& accounts) {
 
 ExitStatus runList(Session& session, const AccountsOptions&) {
   session.endUnread();
-  Accounts accounts;
-  if (qrb::Error error = accountManager()->list(accounts)) return session.fail(error);
+  auto accounts = accountManager()->list();
+  if (!accounts) return session.fail(accounts.error());
   if (session.json()) {
-    printJSON(session.output(), accounts);
+    printJSON(session.output(), *accounts);
   } else {
-    printPlain(session.output(), accounts);
+    printPlain(session.output(), *accounts);
   }
   return ExitStatus::success;
 }
@@ -152,8 +152,7 @@ ExitStatus runAdd(Session& session, const AccountsOptions& options) {
   std::string user = options.user.empty() ? qrbscm_user(url).str() : options.user;
   const auto& manager = accountManager();
   // Whether the list can be used is known before anything is asked.
-  Accounts accounts;
-  if (qrb::Error error = manager->list(accounts)) return session.fail(error);
+  if (auto accounts = manager->list(); !accounts) return session.fail(accounts.error());
   std::string secret;
   qrb::WipeAtEnd wiping(secret);
   if (qrb::Error error = obtainSecret(session, *manager, options, user, secret)) return session.fail(error);
@@ -165,51 +164,47 @@ ExitStatus runAdd(Session& session, const AccountsOptions& options) {
 
 // Remove and test
 
-qrb::Error findNamed(AccountManager& manager, const std::string& name, QRBSourceControlAccountPtr& account) {
-  Accounts accounts;
-  if (qrb::Error error = manager.list(accounts)) return error;
+qrb::Result<QRBSourceControlAccountPtr> findNamed(AccountManager& manager, const std::string& name) {
+  auto accounts = manager.list();
+  if (!accounts) return accounts.error();
   auto isNamed = [&](const QRBSourceControlAccountPtr& each) { return each->accountName().view() == name; };
-  auto found = std::find_if(accounts.begin(), accounts.end(), isNamed);
-  if (found == accounts.end()) {
+  auto found = std::find_if(accounts->begin(), accounts->end(), isNamed);
+  if (found == accounts->end()) {
     return hostError("There is no account named \"" + name + "\".", "\"qrbscm accounts list\" shows which there are.",
                      ENOENT);
   }
-  if (std::count_if(accounts.begin(), accounts.end(), isNamed) > 1) {
+  if (std::count_if(accounts->begin(), accounts->end(), isNamed) > 1) {
     return hostError("Several accounts are named \"" + name + "\".", "Give them names of their own in the file.");
   }
-  account = *found;
-  return {};
+  return *found;
 }
 
 ExitStatus runRemove(Session& session, const AccountsOptions& options) {
   const auto& manager = accountManager();
-  QRBSourceControlAccountPtr account;
-  if (qrb::Error error = findNamed(*manager, options.name, account)) return session.fail(error);
-  if (qrb::Error error = manager->remove(account)) return session.fail(error);
+  auto account = findNamed(*manager, options.name);
+  if (!account) return session.fail(account.error());
+  if (qrb::Error error = manager->remove(*account)) return session.fail(error);
   return ExitStatus::success;
 }
 
 // What to try: the secret given, the one kept, or the one that the user types.
-qrb::Error strategyToTest(AccountManager& manager, const QRBSourceControlAccountPtr& account,
-                          const AccountsOptions& options, QRBSourceControlAuthenticationStrategyPtr& strategy) {
-  strategy = account->authenticationStrategy();
+qrb::Result<QRBSourceControlAuthenticationStrategyPtr> strategyToTest(AccountManager& manager,
+                                                                      const QRBSourceControlAccountPtr& account,
+                                                                      const AccountsOptions& options) {
   std::string secret;
   qrb::WipeAtEnd wiping(secret);
   if (options.passwordFromInput) {
     if (qrb::Error error = readSecretFromInput(secret)) return error;
-    strategy = withSecret(strategy, secret);
-    return {};
+    return withSecret(account->authenticationStrategy(), secret);
   }
-  qrb::Error error;
-  strategy = manager.strategyWithSecret(account, error);
-  if (error) return error;
+  auto strategy = manager.strategyWithSecret(account);
+  if (!strategy) return strategy;
   // A key may have no passphrase; whether it has one shows when it is tried.
-  if (strategy->type() != QRBSourceControlAuthenticationTypeBasic || !secretOf(strategy).empty()) return {};
+  if ((*strategy)->type() != QRBSourceControlAuthenticationTypeBasic || !secretOf(*strategy).empty()) return strategy;
   std::string prompt =
-      "Password of " + usernameOf(strategy) + " at " + account->hostURL().withoutPassword().absoluteString().str();
+      "Password of " + usernameOf(*strategy) + " at " + account->hostURL().withoutPassword().absoluteString().str();
   if (qrb::Error refusal = askForSecret(displayText(prompt) + ": ", secret)) return refusal;
-  strategy = withSecret(strategy, secret);
-  return {};
+  return withSecret(*strategy, secret);
 }
 
 // Where to try it: at the repository given, which the account must be for, else at the account's own address.
@@ -223,16 +218,17 @@ qrb::Result<qrb::URL> placeToTest(const QRBSourceControlAccountPtr& account, con
 
 ExitStatus runTest(Session& session, const AccountsOptions& options) {
   const auto& manager = accountManager();
-  QRBSourceControlAccountPtr account;
-  if (qrb::Error error = findNamed(*manager, options.name, account)) return session.fail(error);
+  auto found = findNamed(*manager, options.name);
+  if (!found) return session.fail(found.error());
+  const QRBSourceControlAccountPtr& account = *found;
   auto place = placeToTest(account, options);
   if (!place) return session.fail(place.error());
-  QRBSourceControlAuthenticationStrategyPtr strategy;
-  if (qrb::Error error = strategyToTest(*manager, account, options, strategy)) return session.fail(error);
+  auto strategy = strategyToTest(*manager, account, options);
+  if (!strategy) return session.fail(strategy.error());
   auto system = findSystemFor(session, *place, options.system);
   if (!system) return session.fail(system.error());
   // Another account like it, so that nothing that was typed is kept.
-  auto tried = QRBSourceControlAccount::initWithName(account->accountName(), *place, strategy);
+  auto tried = QRBSourceControlAccount::initWithName(account->accountName(), *place, *strategy);
   auto repository = QRBSourceControlRemoteRepository::initWithURLUnsavedAccount(*place, *system, tried);
   if (qrb::String fingerprint = manager->existingFingerprintForRepository(repository)) {
     repository->setTrustedServerFingerprint(fingerprint);

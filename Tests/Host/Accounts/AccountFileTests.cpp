@@ -41,10 +41,9 @@ class AccountFileTest : public testing::Test {
     EXPECT_FALSE(error) << error.description();
   }
   AccountFile::Records records() const {
-    AccountFile::Records read;
-    qrb::Error error = file.read(read);
-    EXPECT_FALSE(error) << error.description();
-    return read;
+    auto read = file.read();
+    EXPECT_TRUE(read) << read.error().description();
+    return read.valueOr({});
   }
 
   qrb::test::TemporaryDirectory folder;
@@ -94,12 +93,10 @@ TEST_F(AccountFileTest, AFileThatIsNotUnderstoodIsRefusedAndKept) {
   };
   for (const char* each : cases) {
     write(each);
-    AccountFile::Records read;
-    for (const qrb::Error& error : {file.read(read), file.update([](auto& records) { records.clear(); })}) {
+    for (const qrb::Error& error : {file.read().error(), file.update([](auto& records) { records.clear(); })}) {
       EXPECT_THAT(error.localizedDescription(), HasSubstr(path)) << each;
       EXPECT_FALSE(error.localizedRecoverySuggestion().empty());
     }
-    EXPECT_TRUE(read.empty());
     EXPECT_EQ(text(), each) << "what the user has is lost";
   }
 }

@@ -40,7 +40,7 @@ constexpr std::chrono::seconds kPatience{60};
 
 class MemoryStore final : public host::SecretStore {
  public:
-  std::optional<std::string> find(const SecretKey& key, qrb::Error&) override {
+  qrb::Result<std::optional<std::string>> find(const SecretKey& key) override {
     auto found = secrets.find({key.place, key.user});
     return found == secrets.end() ? std::nullopt : std::optional(found->second);
   }
@@ -85,10 +85,9 @@ class AccountManagerTest : public testing::Test {
                                                 false, false, false, 7);
   }
   std::vector<AccountPtr> listed() {
-    std::vector<AccountPtr> accounts;
-    qrb::Error error = manager->list(accounts);
-    EXPECT_FALSE(error) << error.description();
-    return accounts;
+    auto accounts = manager->list();
+    EXPECT_TRUE(accounts) << accounts.error().description();
+    return accounts.valueOr({});
   }
   std::vector<std::string> names() {
     std::vector<std::string> found;
@@ -123,13 +122,12 @@ TEST_F(AccountManagerTest, AnAccountSurvivesTheProgramAndItsSecretIsNowhereInThe
                                           Pair(Pair("https://odd/", "eve"), "secret")));
   restart();
   EXPECT_THAT(names(), ElementsAre("web", "ssh", "open", "odd"));
-  qrb::Error error;
-  auto web = std::dynamic_pointer_cast<const Basic>(manager->strategyWithSecret(listed()[0], error));
+  auto web = std::dynamic_pointer_cast<const Basic>(*manager->strategyWithSecret(listed()[0]));
   ASSERT_NE(web, nullptr);
   EXPECT_EQ(web->username(), "ann");
   EXPECT_EQ(web->password(), "hidden-in-url");
   EXPECT_EQ(listed()[0]->hostURL().absoluteString(), "https://ann@host/");
-  auto ssh = manager->strategyWithSecret(listed()[1], error);
+  auto ssh = *manager->strategyWithSecret(listed()[1]);
   EXPECT_TRUE(
       ssh->isEqual(SSHKeys::initWithURLDefinedUsername("git", qrb::URL::fileURL("/home/ann/my key"), "hidden-phrase")));
   EXPECT_EQ(listed()[2]->authenticationStrategy(), anonymous());
@@ -327,8 +325,7 @@ TEST_F(AccountManagerTest, TrustInAServerIsKeptWithItsAccountsOrWithANewOne) {
   restart();
   EXPECT_EQ(manager->existingFingerprintForRepository(served).view(), "one");
   EXPECT_EQ(manager->existingFingerprintForRepository(other).view(), "three");
-  std::vector<AccountPtr> accounts;
-  ASSERT_FALSE(manager->list(accounts));
+  std::vector<AccountPtr> accounts = listed();
   ASSERT_THAT(accounts, SizeIs(2));
   EXPECT_EQ(accounts[1]->hostURL().absoluteString().view(), "https://ann@other/orchard.git");
 }

@@ -11,6 +11,7 @@
 #include "AssertionRecorder.h"
 #include "ConditionLock.h"
 #include "MainThreadExecutor.h"
+#include "Result.h"
 #include "SerialQueue.h"
 
 namespace qrb {
@@ -162,6 +163,20 @@ TEST(AssertionDeathTest, TheDefaultPrintsWhereAndAborts) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(assertionFailure("Framework/Thing", 73, "do not"), testing::KilledBySignal(SIGABRT),
               "Framework/Thing:73: do not");
+}
+
+TEST(AssertionDeathTest, AResultIsUsedForWhatItIsOrNotAtAll) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  Error failure("domain", 1);
+  EXPECT_EXIT(*Result<int>(failure), testing::KilledBySignal(SIGABRT), "A failure was asked for its value");
+  EXPECT_EXIT(static_cast<void>(Result<int>(Error())), testing::KilledBySignal(SIGABRT), "A failure has no error");
+  auto goOn = [&] {
+    setAssertionHandler([](auto, auto, auto) {});
+    *Result<int>(failure);
+  };
+  EXPECT_EXIT(goOn(), testing::KilledBySignal(SIGABRT), "") << "also where the handler comes back";
+  auto only = *Result<std::unique_ptr<int>>(std::make_unique<int>(3));
+  EXPECT_EQ(*only, 3);
 }
 
 }  // namespace
