@@ -9,9 +9,11 @@
 #include "QRBSourceControlWorkingCopy.h"
 #include "QRBSourceControlWorkspace.h"
 #include "QRBSourceControlWorkspaceBlueprint.h"
+#include "Result.h"
 #include "SequentialActionPrivate.h"
 
 using qrb::Error;
+using qrb::Result;
 using qrb::SequentialAction;
 using Workspace = QRBSourceControlWorkspace;
 using WorkingCopyPtr = QRBSourceControlWorkingCopyPtr;
@@ -58,8 +60,9 @@ struct HistoryRequest {
   QRBSourceControlIncrementalLogBlock incrementalLogBlock;
 };
 
-Error historyOf(const Workspace& workspace, const HistoryRequest& request, SequentialAction& action,
-                Workspace::LogItems& items) {
+Result<Workspace::LogItems> historyOf(const Workspace& workspace, const HistoryRequest& request,
+                                      SequentialAction& action) {
+  Workspace::LogItems items;
   const Workspace::WorkingCopies& workingCopies = workspace.workingCopies();
   items.reserve(expectedLogItems(workingCopies.size(), request.maximumLogItems));
   for (std::size_t index = 0; index < workingCopies.size(); ++index) {
@@ -76,7 +79,7 @@ Error historyOf(const Workspace& workspace, const HistoryRequest& request, Seque
     items.insert(items.end(), std::make_move_iterator(found.begin()), std::make_move_iterator(found.end()));
   }
   std::stable_sort(items.begin(), items.end(), [](const auto& a, const auto& b) { return b->date() < a->date(); });
-  return {};
+  return items;
 }
 
 }  // namespace
@@ -144,10 +147,9 @@ Request Workspace::historyFromRevisions(Revisions fromRevisions, Revisions toRev
       "completionBlock:",
       [self = shared_from_this(), request = std::move(request),
        completionBlock = std::move(completionBlock)](SequentialAction& action) {
-        LogItems items;
-        Error error = historyOf(*self, request, action, items);
-        if (error) items.clear();
-        if (completionBlock) completionBlock(std::move(items), std::move(error));
+        auto items = historyOf(*self, request, action);
+        Error error = items.error();
+        if (completionBlock) completionBlock(std::move(items).valueOr({}), std::move(error));
       });
 }
 

@@ -11,10 +11,12 @@
 #include "QRBSourceControlWorkingCopy.h"
 #include "QRBSourceControlWorkspace.h"
 #include "QRBSourceControlWorkspaceBlueprint.h"
+#include "Result.h"
 #include "SequentialActionPrivate.h"
 #include "WorkspacePlacesPrivate.h"
 
 using qrb::Error;
+using qrb::Result;
 using qrb::SequentialAction;
 using Workspace = QRBSourceControlWorkspace;
 using Blueprint = QRBSourceControlWorkspaceBlueprint;
@@ -38,16 +40,16 @@ RemotePtr chosenRemote(const RemotePtr& primary, const QRBSourceControlRemoteRep
   return remotes->begin()->second;
 }
 
-Error discoverRemote(SequentialAction& action, const QRBSourceControlRepositoryPtr& repository,
-                     const qrb::String& remoteName, RemotePtr& remote) {
-  if (action.isAbandoned()) return {};
-  remote = std::dynamic_pointer_cast<QRBSourceControlRemoteRepository>(repository);
-  if (remote != nullptr) return {};
+/// Null where none is known.
+Result<RemotePtr> discoverRemote(SequentialAction& action, const QRBSourceControlRepositoryPtr& repository,
+                                 const qrb::String& remoteName) {
+  if (action.isAbandoned()) return RemotePtr();
+  if (auto itself = std::dynamic_pointer_cast<QRBSourceControlRemoteRepository>(repository)) return itself;
   auto [primary, remotes, error] = action.step<RemotePtr, QRBSourceControlRemoteRepositoriesPtr>(
       "remoteRepositoryDiscoveryLock", repository.get(),
       [&](auto completion) { return repository->listRemoteRepositoriesWithCompletionBlock(std::move(completion)); });
-  if (!error) remote = chosenRemote(primary, remotes, remoteName);
-  return error;
+  if (error) return error;
+  return chosenRemote(primary, remotes, remoteName);
 }
 
 Error examine(SequentialAction& action, const WorkingCopyPtr& workingCopy, Finding& finding) {
@@ -73,7 +75,9 @@ Error examine(SequentialAction& action, const WorkingCopyPtr& workingCopy, Findi
     remoteName = followed->remoteName();
   }
   if (finding.remote != nullptr) return {};
-  return discoverRemote(action, repository, remoteName, finding.remote);
+  auto remote = discoverRemote(action, repository, remoteName);
+  if (remote) finding.remote = *remote;
+  return remote.error();
 }
 
 bool canBeRecorded(const RemotePtr& remote) {
