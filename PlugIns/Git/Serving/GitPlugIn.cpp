@@ -88,19 +88,15 @@ void GitPlugIn::scanForWorkingCopiesInPotentialWorkingCopies(const std::vector<q
 void GitPlugIn::filesAndStatusOfWorkingCopy(
     const QRBSourceControlWorkingCopyPtr& workingCopy, bool withRemoteStatus,
     Completion<QRBSourceControlPathStatusesPtr, QRBSourceControlPathStatusesPtr> completionBlock) {
-  QRBSourceControlPathStatusesPtr local;
-  QRBSourceControlPathStatusesPtr remote;
-  qrb::Error error = statusOf(workingCopy, local);
-  if (!error && withRemoteStatus) error = remoteStatusOf(workingCopy, remote);
-  if (error) {
-    local = nullptr;
-    remote = nullptr;
-  }
-  completionBlock(local, remote, error);
+  auto local = statusOf(workingCopy);
+  if (!local) return completionBlock(nullptr, nullptr, local.error());
+  if (!withRemoteStatus) return completionBlock(*local, nullptr, {});
+  auto remote = remoteStatusOf(workingCopy);
+  if (!remote) return completionBlock(nullptr, nullptr, remote.error());
+  completionBlock(*local, *remote, {});
 }
 
-qrb::Error GitPlugIn::statusOf(const QRBSourceControlWorkingCopyPtr& workingCopy,
-                               QRBSourceControlPathStatusesPtr& statuses) {
+qrb::Result<QRBSourceControlPathStatusesPtr> GitPlugIn::statusOf(const QRBSourceControlWorkingCopyPtr& workingCopy) {
   qrb::StatusCollector collector;
   GitStatusParser parser;
   GitOutcome outcome = lookAt(workingCopy, {.convertsFiles = true})
@@ -113,12 +109,11 @@ qrb::Error GitPlugIn::statusOf(const QRBSourceControlWorkingCopyPtr& workingCopy
                                collector.add(record.originalPath, QRBSourceControlStatusMovedAway);
                            });
   if (!outcome) return errorFor(outcome, workingCopy);
-  statuses = collector.take();
-  return {};
+  return collector.take();
 }
 
-qrb::Error GitPlugIn::remoteStatusOf(const QRBSourceControlWorkingCopyPtr& workingCopy,
-                                     QRBSourceControlPathStatusesPtr& statuses) {
+qrb::Result<QRBSourceControlPathStatusesPtr> GitPlugIn::remoteStatusOf(
+    const QRBSourceControlWorkingCopyPtr& workingCopy) {
   qrb::StatusCollector collector;
   GitNameStatusParser parser;
   GitOutcome outcome = lookAt(workingCopy).parse(gitRemoteStatusCommand(), parser, [&](const GitChange& change) {
@@ -130,6 +125,5 @@ qrb::Error GitPlugIn::remoteStatusOf(const QRBSourceControlWorkingCopyPtr& worki
                             outcome.failedWith(GitFailureKind::unbornHead) ||
                             outcome.failedWith(GitFailureKind::noCommonAncestor);
   if (!outcome && !hasNothingIncoming) return errorFor(outcome, workingCopy);
-  statuses = collector.take();
-  return {};
+  return collector.take();
 }

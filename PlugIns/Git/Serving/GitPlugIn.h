@@ -7,6 +7,7 @@
 #include "GitTool.h"
 #include "GitWorkingCopyLock.h"
 #include "QRBSourceControlPlugInPrimary.h"
+#include "Result.h"
 
 struct GitHistoryRequest;
 struct GitPushPlan;
@@ -257,13 +258,14 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
   static qrb::Error errorFor(const GitOutcome& outcome, const QRBSourceControlWorkingCopyPtr& workingCopy);
   static qrb::Error errorFor(const GitOutcome& outcome, const QRBSourceControlRepositoryPtr& repository);
   /// The full object names of the commits that the locations stand for, or the error for the first that is not there.
-  static qrb::Error resolve(const GitTool& tool, const QRBSourceControlRepositoryPtr& repository,
-                            std::span<const QRBSourceControlRevisionLocationPtr> locations,
-                            std::vector<std::string>& hashes);
-  static qrb::Error listRemotes(const GitTool& tool, const QRBSourceControlRepositoryPtr& repository,
-                                std::vector<GitRemote>& remotes);
-  qrb::Error addRemoteBranch(const QRBSourceControlBranchPtr& branch, const QRBSourceControlRevisionLocationPtr& from,
-                             const QRBSourceControlRepositoryPtr& toRepository, QRBSourceControlBranchPtr& made);
+  static qrb::Result<std::vector<std::string>> resolve(const GitTool& tool,
+                                                       const QRBSourceControlRepositoryPtr& repository,
+                                                       std::span<const QRBSourceControlRevisionLocationPtr> locations);
+  static qrb::Result<std::vector<GitRemote>> listRemotes(const GitTool& tool,
+                                                         const QRBSourceControlRepositoryPtr& repository);
+  qrb::Result<QRBSourceControlBranchPtr> addRemoteBranch(const QRBSourceControlBranchPtr& branch,
+                                                         const QRBSourceControlRevisionLocationPtr& from,
+                                                         const QRBSourceControlRepositoryPtr& toRepository);
   qrb::Error removeRemoteBranch(const QRBSourceControlBranchPtr& branch,
                                 const QRBSourceControlRepositoryPtr& fromRepository,
                                 const QRBSourceControlRemoteRepositoryPtr& remoteRepository);
@@ -280,9 +282,8 @@ class GitPlugIn : public QRBSourceControlPlugInPrimary {
                     const QRBSourceControlWorkingCopyPtr& workingCopy);
   qrb::Error cloneInto(GitRemoteTool& remote, const std::string& folder,
                        const QRBSourceControlRevisionLocationPtr& location, const qrb::String& progressIdentifier);
-  qrb::Error statusOf(const QRBSourceControlWorkingCopyPtr& workingCopy, QRBSourceControlPathStatusesPtr& statuses);
-  qrb::Error remoteStatusOf(const QRBSourceControlWorkingCopyPtr& workingCopy,
-                            QRBSourceControlPathStatusesPtr& statuses);
+  qrb::Result<QRBSourceControlPathStatusesPtr> statusOf(const QRBSourceControlWorkingCopyPtr& workingCopy);
+  qrb::Result<QRBSourceControlPathStatusesPtr> remoteStatusOf(const QRBSourceControlWorkingCopyPtr& workingCopy);
   void history(const GitHistoryRequest& request, const QRBSourceControlWorkingCopyPtr& workingCopy,
                const qrb::String& progressIdentifier, const Completion<LogItems>& completionBlock);
   const QRBSourceControlSystemPtr& system();

@@ -101,9 +101,9 @@ void GitPlugIn::parentBranchesOfBranch(const QRBSourceControlBranchPtr& branch,
   completionBlock(parents.empty() ? nullptr : parents.front(), parents, {});
 }
 
-qrb::Error GitPlugIn::resolve(const GitTool& tool, const QRBSourceControlRepositoryPtr& repository,
-                              std::span<const QRBSourceControlRevisionLocationPtr> locations,
-                              std::vector<std::string>& hashes) {
+qrb::Result<std::vector<std::string>> GitPlugIn::resolve(
+    const GitTool& tool, const QRBSourceControlRepositoryPtr& repository,
+    std::span<const QRBSourceControlRevisionLocationPtr> locations) {
   std::vector<std::string> names;
   for (const auto& location : locations) {
     if (qrb::Error refusal = gitRefuseLocation(location)) return refusal;
@@ -111,12 +111,12 @@ qrb::Error GitPlugIn::resolve(const GitTool& tool, const QRBSourceControlReposit
   }
   std::string output;
   GitOutcome outcome = tool.run(gitResolveAllCommand(names), output);
-  hashes = gitLines(output);
+  std::vector<std::string> hashes = gitLines(output);
   if (hashes.size() < names.size()) outcome = gitExplainMissingRevision(tool, names[hashes.size()], outcome);
   if (outcome && hashes.size() > locations.size()) {
     // The last line is the end of the names.
     hashes.resize(locations.size());
-    return {};
+    return hashes;
   }
   if (outcome.failedWith(GitFailureKind::unknownRevision) && hashes.size() < locations.size()) {
     return gitLocationNotFound(locations[hashes.size()], outcome.failure.message);
@@ -130,11 +130,11 @@ void GitPlugIn::ancestorRevisionInRepository(const QRBSourceControlRepositoryPtr
                                              const QRBSourceControlBranchAndTagLocationsPtr&,
                                              Completion<QRBSourceControlRevisionPtr> completionBlock) {
   GitTool tool = lookAt(repository);
-  std::vector<std::string> hashes;
   QRBSourceControlRevisionLocationPtr locations[] = {ofBranch, otherBranch};
-  if (qrb::Error error = resolve(tool, repository, locations, hashes)) return completionBlock(nullptr, error);
+  auto hashes = resolve(tool, repository, locations);
+  if (!hashes) return completionBlock(nullptr, hashes.error());
   std::string hash;
-  GitOutcome outcome = tool.run(gitCommonAncestorCommand(hashes[0], hashes[1]), hash);
+  GitOutcome outcome = tool.run(gitCommonAncestorCommand((*hashes)[0], (*hashes)[1]), hash);
   if (outcome.exitCode == 1 && hash.empty()) {
     outcome.failure.kind = GitFailureKind::noCommonAncestor;
     outcome.failure.message = "The branches “" + ofBranch->name().str() + "” and “" + otherBranch->name().str() +
@@ -154,9 +154,8 @@ void GitPlugIn::addBranch(const QRBSourceControlBranchPtr& branch, const QRBSour
   auto head = QRBSourceControlRevisionLocation::initWithRevision(QRBSourceControlRevision::sharedHeadRevision());
   QRBSourceControlRevisionLocationPtr from = fromBranch ? fromBranch : head;
   if (branch->remoteName()) {
-    QRBSourceControlBranchPtr made;
-    qrb::Error error = addRemoteBranch(branch, from, toRepository, made);
-    return completionBlock(made, error);
+    auto made = addRemoteBranch(branch, from, toRepository);
+    return completionBlock(made.valueOr(nullptr), made.error());
   }
   GitTool tool = toolFor(toRepository);
   std::string start = gitLocationName(from);
@@ -170,9 +169,9 @@ void GitPlugIn::addBranch(const QRBSourceControlBranchPtr& branch, const QRBSour
   }
   if (!outcome) return completionBlock(nullptr, errorFor(outcome, toRepository));
   QRBSourceControlRevisionLocationPtr made[] = {gitLocalBranch(branch->name().view(), {})};
-  std::vector<std::string> hashes;
-  if (qrb::Error error = resolve(tool, toRepository, made, hashes)) return completionBlock(nullptr, error);
-  completionBlock(gitLocalBranch(branch->name().view(), hashes[0]), {});
+  auto hashes = resolve(tool, toRepository, made);
+  if (!hashes) return completionBlock(nullptr, hashes.error());
+  completionBlock(gitLocalBranch(branch->name().view(), hashes->front()), {});
 }
 
 void GitPlugIn::removeBranch(const QRBSourceControlBranchPtr& branch,

@@ -51,11 +51,10 @@ void GitPlugIn::diffRepository(const QRBSourceControlRepositoryPtr& repository,
       if (sides[number].kind == GitDiffSide::Kind::commit) commits.push_back(locations[number]);
     }
     if (commits.empty()) return qrb::Error();
-    std::vector<std::string> hashes;
-    qrb::Error failure = resolve(tool, repository, commits, hashes);
-    if (failure) return failure;
-    if (sides[0].kind == GitDiffSide::Kind::commit) sides[0].hash = hashes.front();
-    if (sides[1].kind == GitDiffSide::Kind::commit) sides[1].hash = hashes.back();
+    auto hashes = resolve(tool, repository, commits);
+    if (!hashes) return hashes.error();
+    if (sides[0].kind == GitDiffSide::Kind::commit) sides[0].hash = hashes->front();
+    if (sides[1].kind == GitDiffSide::Kind::commit) sides[1].hash = hashes->back();
     return qrb::Error();
   };
   qrb::Error error = resolveSides();

@@ -28,17 +28,16 @@ bool wasThere(std::string_view report) {
 
 }  // namespace
 
-qrb::Error GitPlugIn::addRemoteBranch(const QRBSourceControlBranchPtr& branch,
-                                      const QRBSourceControlRevisionLocationPtr& from,
-                                      const QRBSourceControlRepositoryPtr& toRepository,
-                                      QRBSourceControlBranchPtr& made) {
+qrb::Result<QRBSourceControlBranchPtr> GitPlugIn::addRemoteBranch(const QRBSourceControlBranchPtr& branch,
+                                                                  const QRBSourceControlRevisionLocationPtr& from,
+                                                                  const QRBSourceControlRepositoryPtr& toRepository) {
   GitTool local(folderOf(toRepository), host().connectionDescriptor(), _protections);
-  std::vector<std::string> hashes;
-  if (qrb::Error error = resolve(local, toRepository, {&from, 1}, hashes)) return error;
-  std::vector<GitRemote> remotes;
-  if (qrb::Error error = listRemotes(local, toRepository, remotes)) return error;
-  auto named = std::ranges::find(remotes, branch->remoteName().view(), &GitRemote::name);
-  if (named == remotes.end()) {
+  auto hashes = resolve(local, toRepository, {&from, 1});
+  if (!hashes) return hashes.error();
+  auto remotes = listRemotes(local, toRepository);
+  if (!remotes) return remotes.error();
+  auto named = std::ranges::find(*remotes, branch->remoteName().view(), &GitRemote::name);
+  if (named == remotes->end()) {
     return QRBSourceControlError_RemoteRepositoryNotFound("There is no remote “" + branch->remoteName().str() + "”.");
   }
   std::string folder = folderOf(toRepository);
@@ -50,14 +49,13 @@ qrb::Error GitPlugIn::addRemoteBranch(const QRBSourceControlBranchPtr& branch,
   if (!outcome) return errorFor(outcome, toRepository);
   std::string ref = "refs/heads/" + branch->name().str();
   std::string report;
-  outcome = request.remote().run(gitPushNewBranchCommand(hashes.front(), ref), [&](std::string_view bytes) {
+  outcome = request.remote().run(gitPushNewBranchCommand(hashes->front(), ref), [&](std::string_view bytes) {
     report.append(bytes);
     return true;
   });
   if (wasThere(report)) return gitAlreadyExists(GitThing::branch, branch->name(), outcome.failure.message);
   if (qrb::Error error = gitPushError(request.remote(), outcome, report)) return error;
-  made = gitRemoteBranch(branch->name().view(), branch->remoteName().view(), hashes.front());
-  return {};
+  return gitRemoteBranch(branch->name().view(), branch->remoteName().view(), hashes->front());
 }
 
 qrb::Error GitPlugIn::removeRemoteBranch(const QRBSourceControlBranchPtr& branch,

@@ -45,27 +45,26 @@ std::uint64_t portOf(const qrb::URL& url) {
 
 }  // namespace
 
-qrb::Error GitPlugIn::listRemotes(const GitTool& tool, const QRBSourceControlRepositoryPtr& repository,
-                                  std::vector<GitRemote>& remotes) {
+qrb::Result<std::vector<GitRemote>> GitPlugIn::listRemotes(const GitTool& tool,
+                                                           const QRBSourceControlRepositoryPtr& repository) {
   std::string output;
   GitOutcome outcome = tool.run(gitRemoteAddressesCommand(), output);
   if (!outcome) return errorFor(outcome, repository);
   auto read = gitReadRemotes(output);
   if (!read) return errorFor(GitOutcome::unreadable("remotes were expected", 0), repository);
-  remotes = std::move(*read);
-  return {};
+  return *std::move(read);
 }
 
 void GitPlugIn::listRemoteRepositoriesForRepository(
     const QRBSourceControlRepositoryPtr& repository,
     Completion<QRBSourceControlRemoteRepositoryPtr, QRBSourceControlRemoteRepositoriesPtr> completionBlock) {
   GitTool tool = lookAt(repository);
-  std::vector<GitRemote> remotes;
-  if (qrb::Error error = listRemotes(tool, repository, remotes)) return completionBlock(nullptr, nullptr, error);
-  const GitRemote* primary = primaryOf(remotes, tool);
+  auto remotes = listRemotes(tool, repository);
+  if (!remotes) return completionBlock(nullptr, nullptr, remotes.error());
+  const GitRemote* primary = primaryOf(*remotes, tool);
   QRBSourceControlRemoteRepositoryPtr primaryRepository;
   std::vector<QRBSourceControlRemoteRepositories::value_type> entries;
-  for (const GitRemote& remote : remotes) {
+  for (const GitRemote& remote : *remotes) {
     qrb::URL url = gitRemoteURL(remote.address, folderOf(repository));
     // What a repository is known by, its history decides, and that it shares with its remotes.
     entries.emplace_back(remote.name,
