@@ -204,6 +204,8 @@ class History(SubversionTest):
     def test_a_long_history_with_branches_agrees_with_svn(self):
         """5,000 revisions, every 500th of which copies the trunk; the working copy is of the last branch."""
         url = self.new_repository("long")
+        with open(os.path.join(url[len("file://"):], "db", "fsfs.conf"), "a", encoding="ascii") as file:
+            file.write("[rep-sharing]\nenable-rep-sharing = false\n")  # which makes each revision wait for the disk
         revisions, source = 5000, random.Random(5)
         dump = [b"SVN-fs-dump-format-version: 2\n\n"]
 
