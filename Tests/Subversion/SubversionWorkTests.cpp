@@ -215,7 +215,11 @@ TEST_F(SubversionWorkTest, filesAreMovedCopiedRemovedAndDiscardedWithoutLosingAn
   EXPECT_EQ(_repository.read("a"), "1\n");
   EXPECT_FALSE(remove({"a", "folder"}));
   EXPECT_TRUE(status()["folder"].contains("deleted")) << testing::PrintToString(status());
-  for (const char* outside : {"../elsewhere", "/etc/passwd", ".svn/wc.db", "folder/../../x"}) {
+  fs::create_directory(_repository.pathOf("elsewhere"));
+  std::ofstream(_repository.pathOf("elsewhere/file")) << "theirs\n";
+  fs::create_directory_symlink(_repository.pathOf("elsewhere"), _repository.root() + "/link");
+  EXPECT_TRUE(has(std::get<1>(commit({"link/file"})), Code::pathNotFound));
+  for (const char* outside : {"link/file", "../elsewhere", "/etc/passwd", ".svn/wc.db", "folder/../../x"}) {
     EXPECT_TRUE(has(remove({outside}), Code::pathNotFound)) << outside;
   }
 }
