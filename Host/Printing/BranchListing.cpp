@@ -4,6 +4,7 @@
 #include "QRBSourceControlCancellable.h"
 #include "QRBSourceControlRepository.h"
 #include "QRBSourceControlRevision.h"
+#include "QRBSourceControlSystem.h"
 #include "QRBSourceControlWorkingCopy.h"
 #include "Text.h"
 
@@ -35,7 +36,9 @@ std::vector<Session::Start> requests(const QRBSourceControlWorkingCopyPtr& worki
       });
     });
   }
-  if (listing.remote) {
+  // Where all are asked for, a system without remotes has none to add.
+  bool hasRemotes = repository->sourceControlSystem()->supportsMultipleRemoteRepositories();
+  if (listing.remote && (hasRemotes || !listing.local)) {
     starts.emplace_back([=](Session::Done done) {
       return repository->listRemoteBranchesForBranchAndTagLocations(
           nullptr, [answers, done](auto branches, auto, qrb::Error error) {

@@ -311,6 +311,7 @@ class History(SubversionTest):
                         (trunk, {"kind": kind, "name": name}, told.get("revision"), told.findtext("repository/uuid"),
                          "Subversion"))
                     branches = self.json_of("branches", trunk)
+                    self.assertEqual(self.json_of("branch", "list", "--all", cwd=trunk), branches)
                     self.assertEqual({branch["name"]: branch["revision"] for branch in branches},
                                      {**folders(below + "/branches"), "trunk": folders(below)["trunk"]})
                     self.assertEqual([branch["name"] for branch in branches if branch["current"]],
