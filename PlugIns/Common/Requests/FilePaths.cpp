@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <vector>
 
 namespace qrb {
 namespace {
@@ -14,11 +13,8 @@ namespace fs = std::filesystem;
 /// Takes "." and ".." out by their names alone; false where that leads above the beginning.
 bool normalize(std::string_view path, std::string& result) {
   std::vector<std::string_view> parts;
-  for (std::size_t begin = 0; begin <= path.size();) {
-    std::size_t end = std::min(path.find('/', begin), path.size());
-    std::string_view part = path.substr(begin, end - begin);
-    begin = end + 1;
-    if (part.empty() || part == ".") continue;
+  for (std::string_view part : pathNames(path)) {
+    if (part == ".") continue;
     if (part != "..") {
       parts.push_back(part);
     } else if (parts.empty()) {
@@ -67,15 +63,22 @@ bool isInside(const std::string& root, std::string_view file, std::string& path)
 
 /// A part of the path that only case tells from the name.
 bool hasFolder(std::string_view path, std::string_view name) {
-  for (std::size_t begin = 0; begin <= path.size();) {
-    std::size_t end = std::min(path.find('/', begin), path.size());
-    if (end - begin == name.size() && ::strncasecmp(path.data() + begin, name.data(), name.size()) == 0) return true;
-    begin = end + 1;
-  }
-  return false;
+  return std::ranges::any_of(pathNames(path), [&](std::string_view part) {
+    return part.size() == name.size() && ::strncasecmp(part.data(), name.data(), name.size()) == 0;
+  });
 }
 
 }  // namespace
+
+std::vector<std::string_view> pathNames(std::string_view path) {
+  std::vector<std::string_view> names;
+  for (std::size_t begin = 0; begin < path.size();) {
+    std::size_t end = std::min(path.find('/', begin), path.size());
+    if (end > begin) names.push_back(path.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return names;
+}
 
 std::optional<PathRefusal> resolveFilePath(const std::string& root, std::string_view file, std::string_view ownFolder,
                                            std::string& path) {

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace qrb {
 
@@ -21,6 +22,9 @@ struct PathRefusal {
 /// system's.
 std::optional<PathRefusal> resolveFilePath(const std::string& root, std::string_view file, std::string_view ownFolder,
                                            std::string& path);
+
+/// The names between the slashes, from the first to the last. They are parts of `path`.
+std::vector<std::string_view> pathNames(std::string_view path);
 
 /// Whether a folder on the way from the root to the path is a symbolic link, so that the path may lead anywhere.
 bool isBeyondLink(const std::string& root, std::string_view path);

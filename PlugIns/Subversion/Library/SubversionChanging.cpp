@@ -5,13 +5,8 @@
 
 namespace {
 
-struct CommitResult {
-  long revision = -1;
-  std::string complaint;
-};
-
 svn_error_t* takeCommit(const svn_commit_info_t* told, void* baton, apr_pool_t*) {
-  auto& result = *static_cast<CommitResult*>(baton);
+  auto& result = *static_cast<SubversionCommitted*>(baton);
   result.revision = told->revision;
   result.complaint = subversionView(told->post_commit_err);
   return SVN_NO_ERROR;
@@ -106,50 +101,38 @@ SubversionFailure SubversionClient::resolve(const std::string& path) {
       path);
 }
 
-SubversionFailure SubversionClient::commit(const Commit& commit, long& revision, std::string& complaint) {
-  if (SubversionFailure failure = _private->open()) return failure;
-  SubversionPool pool;
-  _private->message = commit.message;
-  CommitResult result;
-  SubversionFailure failure = subversionRun([&] {
+SubversionFailure SubversionClient::Private::makeRevision(
+    const std::string& revisionMessage, SubversionCommitted& committed, std::string_view subject,
+    const std::function<svn_error_t*(void* result, apr_pool_t* callPool)>& call) {
+  if (SubversionFailure failure = open()) return failure;
+  SubversionPool callPool;
+  message = revisionMessage;
+  committed = {};
+  return subversionRun([&] { return call(&committed, callPool); }, subject);
+}
+
+SubversionFailure SubversionClient::commit(const Commit& commit, SubversionCommitted& committed) {
+  return _private->makeRevision(commit.message, committed, {}, [&](void* result, apr_pool_t* pool) {
     return svn_client_commit6(subversionPlaces(commit.paths, pool),
                               commit.recursive ? svn_depth_infinity : svn_depth_empty, FALSE, FALSE, TRUE, FALSE, FALSE,
-                              nullptr, nullptr, takeCommit, &result, _private->context(), pool);
+                              nullptr, nullptr, takeCommit, result, _private->context(), pool);
   });
-  revision = result.revision;
-  complaint = result.complaint;
-  return failure;
 }
 
 SubversionFailure SubversionClient::copyOnServer(const SubversionTarget& from, const std::string& toURL,
-                                                 const std::string& message, long& revision) {
-  if (SubversionFailure failure = _private->open()) return failure;
-  SubversionPool pool;
-  _private->message = message;
-  CommitResult result;
-  SubversionFailure failure = subversionRun(
-      [&] {
-        return svn_client_copy7(copySource(from, pool), subversionPlace(toURL, pool), FALSE, TRUE, TRUE, FALSE, FALSE,
-                                nullptr, nullptr, takeCommit, &result, _private->context(), pool);
-      },
-      from.place);
-  revision = result.revision;
-  return failure;
+                                                 const std::string& message, SubversionCommitted& committed) {
+  return _private->makeRevision(message, committed, from.place, [&](void* result, apr_pool_t* pool) {
+    return svn_client_copy7(copySource(from, pool), subversionPlace(toURL, pool), FALSE, TRUE, TRUE, FALSE, FALSE,
+                            nullptr, nullptr, takeCommit, result, _private->context(), pool);
+  });
 }
 
-SubversionFailure SubversionClient::removeOnServer(const std::string& url, const std::string& message, long& revision) {
-  if (SubversionFailure failure = _private->open()) return failure;
-  SubversionPool pool;
-  _private->message = message;
-  CommitResult result;
-  SubversionFailure failure = subversionRun(
-      [&] {
-        return svn_client_delete4(subversionPlaces({url}, pool), FALSE, FALSE, nullptr, takeCommit, &result,
-                                  _private->context(), pool);
-      },
-      url);
-  revision = result.revision;
-  return failure;
+SubversionFailure SubversionClient::removeOnServer(const std::string& url, const std::string& message,
+                                                   SubversionCommitted& committed) {
+  return _private->makeRevision(message, committed, url, [&](void* result, apr_pool_t* pool) {
+    return svn_client_delete4(subversionPlaces({url}, pool), FALSE, FALSE, nullptr, takeCommit, result,
+                              _private->context(), pool);
+  });
 }
 
 SubversionFailure SubversionClient::createRepository(const std::string& path) {

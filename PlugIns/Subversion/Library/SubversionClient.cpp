@@ -30,16 +30,8 @@ SubversionNotice::Action actionOf(const svn_wc_notify_t& notify) {
     case svn_wc_notify_update_add:
     case svn_wc_notify_restore:
       return SubversionNotice::Action::added;
-    case svn_wc_notify_delete:
-    case svn_wc_notify_update_delete:
-      return SubversionNotice::Action::deleted;
-    case svn_wc_notify_update_update:
-    case svn_wc_notify_update_replace:
-      return SubversionNotice::Action::changed;
     case svn_wc_notify_upgraded_path:
       return SubversionNotice::Action::upgraded;
-    case svn_wc_notify_commit_postfix_txdelta:
-      return SubversionNotice::Action::sending;
     default:
       return SubversionNotice::Action::other;
   }
@@ -48,11 +40,6 @@ SubversionNotice::Action actionOf(const svn_wc_notify_t& notify) {
 void tellNotice(void* baton, const svn_wc_notify_t* notify, apr_pool_t*) {
   auto& self = *static_cast<SubversionClient::Private*>(baton);
   if (self.notices) self.notices({actionOf(*notify), subversionView(notify->path)});
-}
-
-void tellProgress(apr_off_t progress, apr_off_t, void* baton, apr_pool_t*) {
-  auto& self = *static_cast<SubversionClient::Private*>(baton);
-  if (self.transferred) self.transferred(progress);
 }
 
 svn_error_t* giveMessage(const char** message, const char** temporaryFile, const apr_array_header_t*, void* baton,
@@ -87,12 +74,10 @@ svn_client_ctx_t* SubversionClient::Private::context() {
   svn_error_clear(svn_client_create_context2(&_context, nullptr, pool));
   _context->cancel_func = cancelWithoutHost;
   _context->notify_func2 = tellNotice;
-  _context->progress_func = tellProgress;
   _context->log_msg_func3 = giveMessage;
   _context->check_tunnel_func = wantsEveryTunnel;
   _context->open_tunnel_func = subversionOpenTunnel;
-  _context->cancel_baton = _context->notify_baton2 = _context->progress_baton = _context->log_msg_baton3 =
-      _context->tunnel_baton = this;
+  _context->cancel_baton = _context->notify_baton2 = _context->log_msg_baton3 = _context->tunnel_baton = this;
   _context->client_name = "qrb";
   return _context;
 }
@@ -129,8 +114,4 @@ const SubversionServerAsked& SubversionClient::asked() const {
 
 void SubversionClient::setNotices(std::function<void(const SubversionNotice&)> notices) {
   _private->notices = std::move(notices);
-}
-
-void SubversionClient::setTransferred(std::function<void(std::int64_t bytes)> transferred) {
-  _private->transferred = std::move(transferred);
 }

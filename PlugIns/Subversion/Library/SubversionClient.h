@@ -43,8 +43,6 @@ class SubversionClient {
   const SubversionServerAsked& asked() const;
   /// Gets every path that is worked on.
   void setNotices(std::function<void(const SubversionNotice&)> notices);
-  /// Gets the bytes sent and received so far, now and then while a server is talked to.
-  void setTransferred(std::function<void(std::int64_t bytes)> transferred);
 
   // Looking. A receiver that returns false ends the call, which has succeeded then.
 
@@ -66,7 +64,6 @@ class SubversionClient {
     bool withMessages = true;
     bool withChanges = true;
     bool stopsAtCopies = false;
-    bool withMerged = false;
   };
   SubversionFailure log(const LogRequest& request, const std::function<bool(const SubversionLogEntry&)>& receiver);
   SubversionFailure blame(const SubversionTarget& target,
@@ -98,8 +95,7 @@ class SubversionClient {
     bool recursive = true;
     std::string message;
   };
-  /// `revision` stays -1 where there was nothing to commit. `complaint` is what the server's hooks said afterwards.
-  SubversionFailure commit(const Commit& commit, long& revision, std::string& complaint);
+  SubversionFailure commit(const Commit& commit, SubversionCommitted& committed);
   SubversionFailure update(const std::string& path, SubversionRevision revision, long& result);
   SubversionFailure switchTo(const std::string& path, const std::string& url, SubversionRevision revision,
                              long& result);
@@ -113,8 +109,8 @@ class SubversionClient {
   // Changing a repository.
 
   SubversionFailure copyOnServer(const SubversionTarget& from, const std::string& toURL, const std::string& message,
-                                 long& revision);
-  SubversionFailure removeOnServer(const std::string& url, const std::string& message, long& revision);
+                                 SubversionCommitted& committed);
+  SubversionFailure removeOnServer(const std::string& url, const std::string& message, SubversionCommitted& committed);
   static SubversionFailure createRepository(const std::string& path);
 
   struct Private;

@@ -15,12 +15,15 @@ struct SubversionClient::Private {
   SubversionFailure open();
   /// For calls that want neither.
   svn_client_ctx_t* context();
+  /// A call that commits: `result` is what its callback is to be given.
+  SubversionFailure makeRevision(const std::string& revisionMessage, SubversionCommitted& committed,
+                                 std::string_view subject,
+                                 const std::function<svn_error_t*(void* result, apr_pool_t* callPool)>& call);
 
   SubversionPool pool;
   int hostConnection;
   SubversionAuthentication authentication;
   std::function<void(const SubversionNotice&)> notices;
-  std::function<void(std::int64_t bytes)> transferred;
   unsigned cancelQuestions = 0;
   /// What is told to the server with the next commit.
   std::string message;

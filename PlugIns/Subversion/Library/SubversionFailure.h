@@ -35,8 +35,8 @@ enum class SubversionFailureKind {
   /// The server wants a login and none was to be had.
   loginMissing,
   loginRefused,
+  /// The certificate, or of ssh the host key.
   certificateUntrusted,
-  hostKeyUntrusted,
   permissionDenied,
   diskFull,
   notSupported,

@@ -46,25 +46,14 @@ void takeChanges(const svn_log_entry_t& told, std::vector<SubversionChange>& cha
   std::ranges::sort(changes, {}, &SubversionChange::path);
 }
 
-struct LogReceiver {
-  const std::function<bool(const SubversionLogEntry&)>& receiver;
-  /// Merged revisions follow the one that merged them, as deep as merges were merged.
-  int depth = 0;
-};
-
 svn_error_t* takeLogEntry(void* baton, svn_log_entry_t* told, apr_pool_t* pool) {
-  auto& receiver = *static_cast<LogReceiver*>(baton);
-  if (!SVN_IS_VALID_REVNUM(told->revision)) {
-    --receiver.depth;
-    return SVN_NO_ERROR;
-  }
-  Signature signature(told->revprops, pool);
-  SubversionLogEntry entry{told->revision, signature.author, signature.date, signature.message, {}, receiver.depth > 0};
-  takeChanges(*told, entry.changes, pool);
-  if (told->has_children) ++receiver.depth;
   // The state before the first revision is none that anybody made.
   if (told->revision == 0) return SVN_NO_ERROR;
-  return receiver.receiver(entry) ? SVN_NO_ERROR : svn_error_create(enoughWasTold, nullptr, nullptr);
+  Signature signature(told->revprops, pool);
+  SubversionLogEntry entry{told->revision, signature.author, signature.date, signature.message, {}};
+  takeChanges(*told, entry.changes, pool);
+  const auto& receiver = *static_cast<const std::function<bool(const SubversionLogEntry&)>*>(baton);
+  return receiver(entry) ? SVN_NO_ERROR : svn_error_create(enoughWasTold, nullptr, nullptr);
 }
 
 svn_error_t* takeBlame(void* baton, apr_int64_t number, svn_revnum_t revision, apr_hash_t* properties, svn_revnum_t,
@@ -102,12 +91,12 @@ SubversionFailure SubversionClient::log(const LogRequest& request,
   APR_ARRAY_PUSH(ranges, svn_opt_revision_range_t*) = range;
   std::vector<std::string> properties{SVN_PROP_REVISION_AUTHOR, SVN_PROP_REVISION_DATE};
   if (request.withMessages) properties.emplace_back(SVN_PROP_REVISION_LOG);
-  LogReceiver baton{receiver};
   auto tell = [&]() -> svn_error_t* {
     svn_error_t* error = svn_client_log5(subversionPlaces({request.target.place}, pool), &peg, ranges, request.maximum,
                                          request.withChanges ? TRUE : FALSE, request.stopsAtCopies ? TRUE : FALSE,
-                                         request.withMerged ? TRUE : FALSE, subversionArray(properties, pool),
-                                         takeLogEntry, &baton, _private->context(), pool);
+                                         FALSE, subversionArray(properties, pool), takeLogEntry,
+                                         const_cast<std::function<bool(const SubversionLogEntry&)>*>(&receiver),
+                                         _private->context(), pool);
     if (error == nullptr || svn_error_find_cause(error, enoughWasTold) == nullptr) return error;
     svn_error_clear(error);
     return SVN_NO_ERROR;

@@ -123,8 +123,6 @@ struct SubversionLogEntry {
   std::string_view message;
   /// In the order of the paths.
   std::vector<SubversionChange> changes;
-  /// Came by a merge of the entry before it that is not merged itself.
-  bool isMerged = false;
 };
 
 /// Which revision a line is from.
@@ -154,9 +152,17 @@ struct SubversionSegment {
 
 /// What the library does to a path while it works.
 struct SubversionNotice {
-  enum class Action { added, changed, deleted, conflicted, upgraded, sending, externalRefused, other };
+  enum class Action { added, conflicted, upgraded, other };
   Action action = Action::other;
   std::string_view path;
+};
+
+/// What a commit has made.
+struct SubversionCommitted {
+  /// -1 where there was nothing to commit.
+  long revision = -1;
+  /// What the server's hooks said afterwards.
+  std::string complaint;
 };
 
 /// One path that differs between two states.

@@ -24,15 +24,13 @@ void SubversionPlugIn::commitFiles(const Files& files, const QRBSourceControlWor
   std::vector<std::string> paths;
   qrb::Error error = resolve(subversionFolderOf(inWorkingCopy), files, paths);
   if (error) return completionBlock(nullptr, error);
-  long revision = -1;
+  SubversionCommitted committed;
   error = change(inWorkingCopy, [&](SubversionSession& session) {
-    std::string complaint;
-    SubversionFailure failure =
-        subversionCommit(session.client(), session.folder(), paths, message.str(), revision, complaint);
+    SubversionFailure failure = subversionCommit(session.client(), session.folder(), paths, message.str(), committed);
     // What the hooks of the server had to say is for whoever looks into the host's log.
-    if (!complaint.empty()) std::cerr << complaint << '\n';
+    if (!committed.complaint.empty()) std::cerr << committed.complaint << '\n';
     if (failure) return session.errorFor(failure);
-    return revision < 0 ? nothingToCommit() : qrb::Error();
+    return committed.revision < 0 ? nothingToCommit() : qrb::Error();
   });
-  completionBlock(error ? nullptr : subversionRevisionValue(revision), error);
+  completionBlock(error ? nullptr : subversionRevisionValue(committed.revision), error);
 }

@@ -55,10 +55,7 @@ qrb::Error sideOfRepository(SubversionSession& session, const QRBSourceControlRe
   }
   if (qrb::Error error = session.locate(location, layout, side)) return error;
   SubversionInfo info;
-  if (SubversionFailure failure = session.client().info(side, info)) {
-    return failure.kind == SubversionFailureKind::pathNotFound ? subversionLocationNotFound(location, failure.message)
-                                                               : session.errorFor(failure);
-  }
+  if (qrb::Error error = session.errorFor(session.client().info(side, info), location)) return error;
   // What is compared is called by the names of then.
   side = {info.url, SubversionRevision::at(info.revision)};
   revision = info.revision;

@@ -1,11 +1,7 @@
-#include <sys/stat.h>
-
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
-#include "Errors.h"
 #include "FilePaths.h"
-#include "Localization.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlWorkingCopy.h"
 #include "SubversionPlugIn.h"
@@ -59,13 +55,13 @@ SubversionFailure addOtherHalves(SubversionClient& client, std::vector<std::stri
   return {};
 }
 
-/// What is undone where a later pair fails.
+/// Undoes what was done before a later pair failed. What cannot be undone stays as it is, and shows in the status.
 void takeBack(SubversionClient& client, const std::vector<std::pair<std::string, std::string>>& done, bool moves) {
   for (auto pair = done.rbegin(); pair != done.rend(); ++pair) {
     std::error_code ignored;
     if (client.revert({pair->second}, true)) continue;
     fs::remove_all(pair->second, ignored);
-    if (moves && client.revert({pair->first}, true)) continue;
+    if (moves) static_cast<void>(client.revert({pair->first}, true));
   }
 }
 

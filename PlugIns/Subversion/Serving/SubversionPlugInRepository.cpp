@@ -40,13 +40,6 @@ qrb::Error withoutLayout() {
   return QRBSourceControlError_BranchAndTagLocationsRequired();
 }
 
-/// The error for something that has to be there and is not.
-qrb::Error missing(SubversionSession& session, const SubversionFailure& failure,
-                   const QRBSourceControlRevisionLocationPtr& location) {
-  return failure.kind == SubversionFailureKind::pathNotFound ? subversionLocationNotFound(location, failure.message)
-                                                             : session.errorFor(failure);
-}
-
 /// Nobody means the line that all others come from, nor the one that he works on.
 qrb::Error refuseRemoval(const SubversionSession& session, const std::string& url, const SubversionLayout& layout,
                          const qrb::String& name) {
@@ -92,10 +85,7 @@ void SubversionPlugIn::revisionOfLocation(const QRBSourceControlRevisionLocation
   SubversionInfo info;
   qrb::Error error = session.open(inRepository, SubversionPurpose::look);
   if (!error) error = session.locate(location, branchAndTagLocations, target);
-  if (!error) {
-    SubversionFailure failure = session.client().info(target, info);
-    if (failure) error = missing(session, failure, location);
-  }
+  if (!error) error = session.errorFor(session.client().info(target, info), location);
   // A pin is the answer; a line is where it was changed last.
   bool isPinned = target.revision.kind == SubversionRevision::Kind::number;
   completionBlock(
@@ -111,10 +101,7 @@ void SubversionPlugIn::listSubpathsOfRepository(
   std::vector<SubversionEntry> entries;
   qrb::Error error = session.open(repository, SubversionPurpose::look);
   if (!error) error = session.locate(place, nullptr, target);
-  if (!error) {
-    SubversionFailure failure = session.client().list(target, entries);
-    if (failure) error = missing(session, failure, place);
-  }
+  if (!error) error = session.errorFor(session.client().list(target, entries), place);
   if (error) return completionBlock({}, error);
   std::vector<QRBSourceControlPathLocationPtr> paths;
   for (const SubversionEntry& entry : entries) {
@@ -189,10 +176,8 @@ void SubversionPlugIn::parentBranchesOfBranch(const QRBSourceControlBranchPtr& b
   qrb::Error error = session.open(inRepository, SubversionPurpose::look);
   if (!error) error = session.locate(branch, branchAndTagLocations, target);
   if (!error) error = session.layout(branchAndTagLocations, layout);
-  if (!error) {
-    SubversionFailure failure = session.client().segments(target.place, segments);
-    if (failure) error = missing(session, failure, branch->locationWithRevision(nullptr));
-  }
+  if (!error)
+    error = session.errorFor(session.client().segments(target.place, segments), branch->locationWithRevision(nullptr));
   if (error) return completionBlock(nullptr, {}, error);
   // Each copy leads to the line that it was made from, the nearest first.
   Branches parents;
@@ -219,7 +204,7 @@ void SubversionPlugIn::ancestorRevisionInRepository(
     error = session.locate(branches[side], branchAndTagLocations, target);
     if (error) break;
     SubversionFailure failure = session.client().segments(target.place, segments[side]);
-    if (failure) error = missing(session, failure, branches[side]->locationWithRevision(nullptr));
+    error = session.errorFor(failure, branches[side]->locationWithRevision(nullptr));
   }
   if (error) return completionBlock(nullptr, error);
   auto ancestor = subversionCommonAncestor(segments[0], segments[1]);
@@ -259,12 +244,12 @@ void SubversionPlugIn::addBranch(const QRBSourceControlBranchPtr& branch, const 
     }
   }
   if (error) return completionBlock(nullptr, error);
-  long revision = -1;
+  SubversionCommitted committed;
   SubversionFailure failure = session.client().copyOnServer(
       source, target.place,
-      "Create the branch “" + branch->name().str() + "” from “" + start->displayName().str() + "”.", revision);
-  if (failure) return completionBlock(nullptr, missing(session, failure, start));
-  completionBlock(pinned(QRBSourceControlBranch::initWithBranchName(branch->name(), false), revision), {});
+      "Create the branch “" + branch->name().str() + "” from “" + start->displayName().str() + "”.", committed);
+  if (failure) return completionBlock(nullptr, session.errorFor(failure, start));
+  completionBlock(pinned(QRBSourceControlBranch::initWithBranchName(branch->name(), false), committed.revision), {});
 }
 
 void SubversionPlugIn::removeBranch(const QRBSourceControlBranchPtr& branch,
@@ -282,10 +267,10 @@ void SubversionPlugIn::removeBranch(const QRBSourceControlBranchPtr& branch,
   if (!error) error = session.layout(branchAndTagLocations, layout);
   if (!error) error = refuseRemoval(session, target.place, layout, branch->name());
   if (error) return completionBlock(error);
-  long revision = -1;
-  SubversionFailure failure =
-      session.client().removeOnServer(target.place, "Remove the branch “" + branch->name().str() + "”.", revision);
-  completionBlock(failure ? missing(session, failure, branch->locationWithRevision(nullptr)) : qrb::Error());
+  SubversionCommitted committed;
+  completionBlock(session.errorFor(
+      session.client().removeOnServer(target.place, "Remove the branch “" + branch->name().str() + "”.", committed),
+      branch->locationWithRevision(nullptr)));
 }
 
 void SubversionPlugIn::automaticallyDetectBranchAndTagLocationsForRepository(
@@ -301,7 +286,7 @@ void SubversionPlugIn::automaticallyDetectBranchAndTagLocationsForRepository(
   if (!error) {
     SubversionInfo there;
     SubversionFailure failure = session.client().info({subversionURL(root, path), SubversionRevision::head()}, there);
-    if (failure) error = missing(session, failure, fromPath);
+    error = session.errorFor(failure, fromPath);
   }
   if (!error) error = session.detect(path, layout);
   if (error) return completionBlock(nullptr, nullptr, error);
@@ -358,7 +343,7 @@ void SubversionPlugIn::validateAuthenticationOfRemoteRepository(
   if (!error && location) {
     SubversionInfo info;
     SubversionFailure failure = session.client().info(target, info);
-    if (failure) error = missing(session, failure, location);
+    error = session.errorFor(failure, location);
   }
   completionBlock(error);
 }

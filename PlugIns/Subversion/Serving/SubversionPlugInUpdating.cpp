@@ -140,11 +140,8 @@ void SubversionPlugIn::mergeBranch(const QRBSourceControlBranchPtr& branch,
         session.locate(branch->locationWithRevision(nullptr), intoWorkingCopy->branchAndTagLocations(), source);
     if (error) return error;
     SubversionInfo info;
-    if (SubversionFailure failure = session.client().info(source, info)) {
-      bool isMissing = failure.kind == SubversionFailureKind::pathNotFound;
-      return isMissing ? subversionLocationNotFound(branch->locationWithRevision(nullptr), failure.message)
-                       : session.errorFor(failure);
-    }
+    error = session.errorFor(session.client().info(source, info), branch->locationWithRevision(nullptr));
+    if (error) return error;
     Conflicts conflicts(session.client());
     SubversionFailure failure = session.client().merge(source, session.folder());
     bool hasConflicts = !failure || failure.kind == SubversionFailureKind::conflicted;
@@ -191,7 +188,7 @@ void SubversionPlugIn::switchLocation(const QRBSourceControlRevisionLocationPtr&
     if (qrb::Error refused = session.locate(location, given, target)) return refused;
     const auto* const branch = dynamic_cast<const QRBSourceControlBranch*>(location.get());
     if (branch != nullptr && branch->isNewBranch()) {
-      long made = -1;
+      SubversionCommitted made;
       // Where the working copy is, or at the revision that pins the branch.
       SubversionRevision start = SubversionRevision::at(session.info().revision);
       if (subversionPinOf(location)) start = target.revision;
@@ -202,10 +199,8 @@ void SubversionPlugIn::switchLocation(const QRBSourceControlRevisionLocationPtr&
       target.revision = SubversionRevision::head();
     }
     SubversionInfo info;
-    if (SubversionFailure failure = session.client().info({target.place, target.revision}, info)) {
-      bool isMissing = failure.kind == SubversionFailureKind::pathNotFound;
-      return isMissing ? subversionLocationNotFound(location, failure.message) : session.errorFor(failure);
-    }
+    qrb::Error missing = session.errorFor(session.client().info({target.place, target.revision}, info), location);
+    if (missing) return missing;
     Conflicts conflicts(session.client());
     long revision = -1;
     SubversionFailure failure = session.client().switchTo(session.folder(), info.url, target.revision, revision);

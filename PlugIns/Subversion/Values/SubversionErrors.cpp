@@ -115,7 +115,6 @@ qrb::Error subversionError(const SubversionFailure& failure, const qrb::String& 
     case Kind::loginRefused:
       return loginError(failure, client);
     case Kind::certificateUntrusted:
-    case Kind::hostKeyUntrusted:
       return client != nullptr ? trustError(failure, *client)
                                : QRBSourceControlError_AuthenticationSSLCertificateInvalid(failure.message);
     case Kind::permissionDenied:

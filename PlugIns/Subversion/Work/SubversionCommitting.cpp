@@ -20,11 +20,11 @@ class Committing {
     return {};
   }
 
-  SubversionFailure commit(const std::string& message, long& revision, std::string& complaint) {
+  SubversionFailure commit(const std::string& message, SubversionCommitted& committed) {
     if (_targets.empty()) return {};
     // By name alone, for a folder that is new is to bring nothing along that was not named. A deleted one goes as a
     // whole all the same.
-    return _client.commit({{_targets.begin(), _targets.end()}, false, message}, revision, complaint);
+    return _client.commit({{_targets.begin(), _targets.end()}, false, message}, committed);
   }
 
   void takeBack() {
@@ -119,12 +119,12 @@ class Committing {
 }  // namespace
 
 SubversionFailure subversionCommit(SubversionClient& client, const std::string& root,
-                                   const std::vector<std::string>& paths, const std::string& message, long& revision,
-                                   std::string& complaint) {
-  if (paths.empty()) return client.commit({{root}, true, message}, revision, complaint);
+                                   const std::vector<std::string>& paths, const std::string& message,
+                                   SubversionCommitted& committed) {
+  if (paths.empty()) return client.commit({{root}, true, message}, committed);
   Committing committing(client, root);
   SubversionFailure failure = committing.prepare(paths);
-  if (!failure) failure = committing.commit(message, revision, complaint);
+  if (!failure) failure = committing.commit(message, committed);
   if (failure) committing.takeBack();
   return failure;
 }

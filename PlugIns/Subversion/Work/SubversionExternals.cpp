@@ -26,11 +26,8 @@ std::string_view serverOf(std::string_view url) {
 /// Appends a path to an address and takes ".." out; false where that leads above the server.
 bool join(std::string& url, std::string_view path) {
   std::size_t server = serverOf(url).size();
-  for (std::size_t begin = 0; begin <= path.size();) {
-    std::size_t end = std::min(path.find('/', begin), path.size());
-    std::string_view part = path.substr(begin, end - begin);
-    begin = end + 1;
-    if (part.empty() || part == ".") continue;
+  for (std::string_view part : qrb::pathNames(path)) {
+    if (part == ".") continue;
     if (part != "..") {
       url.append("/").append(part);
       continue;

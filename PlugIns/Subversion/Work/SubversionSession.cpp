@@ -102,6 +102,12 @@ qrb::Error SubversionSession::root(std::string& rootURL) {
   return {};
 }
 
+qrb::Error SubversionSession::errorFor(const SubversionFailure& failure,
+                                       const QRBSourceControlRevisionLocationPtr& location) const {
+  bool isMissing = failure.kind == SubversionFailureKind::pathNotFound;
+  return isMissing ? subversionLocationNotFound(location, failure.message) : errorFor(failure);
+}
+
 SubversionFolders SubversionSession::folders() {
   return [this](const std::string& path) -> std::optional<std::vector<std::string>> {
     std::vector<SubversionEntry> entries;

@@ -51,6 +51,8 @@ class SubversionSession {
   SubversionFolders folders();
 
   qrb::Error errorFor(const SubversionFailure& failure) const { return subversionError(failure, _name, &_client); }
+  /// The same, where the location is what has to be there.
+  qrb::Error errorFor(const SubversionFailure& failure, const QRBSourceControlRevisionLocationPtr& location) const;
 
  private:
   qrb::Error enterSandbox(SubversionPurpose purpose);
