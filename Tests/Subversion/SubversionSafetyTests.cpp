@@ -149,7 +149,7 @@ TEST_F(SubversionSafetyTest, whatIsCancelledAtAnyMomentLeavesTheWorkingCopyUsabl
       [&](int number, auto completion) -> QRBSourceControlCancellablePtr {
         auto here = workingCopy();
         when = std::to_string(number);
-        switch (number % 5) {
+        switch (number % 6) {
           case 0:
             _repository.write("folder/1", when);
             return manager()->commitFiles({}, here, when, settle(completion));
@@ -159,6 +159,8 @@ TEST_F(SubversionSafetyTest, whatIsCancelledAtAnyMomentLeavesTheWorkingCopyUsabl
             return manager()->mergeBranch(branch("side"), here, completion);
           case 3:
             return manager()->forceUpdateWorkingCopy(here, remoteAt(_repository.rootURL()), {}, completion);
+          case 4:
+            return manager()->blameFile("folder/1", here, nullptr, settle(completion));
           default:
             made = _repository.pathOf("made" + when);
             return manager()->createWorkingCopyFromRepository(
@@ -168,15 +170,18 @@ TEST_F(SubversionSafetyTest, whatIsCancelledAtAnyMomentLeavesTheWorkingCopyUsabl
       [&](int number, const Error& error) {
         std::string info = _repository.svn({"status"});
         EXPECT_EQ(info.find("  L"), std::string::npos) << when << " left a lock:\n" << info;
-        if (number % 5 == 4) {
+        if (number % 6 == 5) {
           EXPECT_EQ(fs::exists(made), !error) << made;
           fs::remove_all(made);
         }
         // As the next one needs it, and as svn itself would work.
         _repository.svn({"revert", "-R", "."});
-        if (number % 5 == 3) _repository.svn({"switch", _repository.url("trunk")});
+        if (number % 6 == 3) _repository.svn({"switch", _repository.url("trunk")});
       });
   EXPECT_GT(tally.cancelled, 20);
+  for (const auto& entry : fs::directory_iterator(fs::temp_directory_path())) {
+    EXPECT_TRUE(entry.path().filename().string().starts_with("qrb-test-")) << "left " << entry.path();
+  }
   EXPECT_EQ(_repository.run({"svnadmin", "verify", "-q", _repository.pathOf("repository")}), "");
 }
 

@@ -80,7 +80,7 @@ qrb::Error SubversionPlugIn::change(const QRBSourceControlWorkingCopyPtr& workin
   std::string folder = subversionFolderOf(workingCopy);
   qrb::WorkingCopyLock lock(folder, hostConnection());
   auto standing = lock.guard().add(subversionTidyingJob(folder));
-  SubversionSession session(hostConnection());
+  SubversionSession session(hostConnection(), &lock.guard());
   if (qrb::Error error = session.open(workingCopy, SubversionPurpose::change)) return error;
   return work(session);
 }

@@ -173,7 +173,7 @@ void SubversionPlugIn::blameFile(const qrb::String& file, const QRBSourceControl
   SubversionSession session(hostConnection());
   std::vector<std::string> paths;
   qrb::Error error = resolve(subversionFolderOf(inWorkingCopy), {file}, paths);
-  if (!error) error = session.open(inWorkingCopy, SubversionPurpose::look);
+  if (!error) error = session.open(inWorkingCopy, SubversionPurpose::compare);
   SubversionTarget target;
   if (!error && isOnDisk(fromRevisionLocation)) {
     target = {paths.front(), {}, SubversionRevision::working()};

@@ -70,7 +70,7 @@ void SubversionPlugIn::diffRepository(const QRBSourceControlRepositoryPtr& repos
                                       const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
                                       Completion<qrb::Dictionary> completionBlock) {
   SubversionSession session(hostConnection());
-  qrb::Error error = session.open(repository, SubversionPurpose::look);
+  qrb::Error error = session.open(repository, SubversionPurpose::compare);
   const QRBSourceControlRevisionLocationPtr locations[] = {fromLocation, againstLocation};
   bool isWithUncommitted = isUncommitted(fromLocation) || isUncommitted(againstLocation);
   if (!error && isWithUncommitted && session.folder().empty()) error = withoutWorkingCopy();

@@ -246,7 +246,8 @@ void SubversionPlugIn::createWorkingCopyFromRepository(
   std::string place = localAddress.isFileURL() ? localAddress.path().str() : std::string();
   while (place.size() > 1 && place.ends_with('/')) place.pop_back();
   qrb::Error error = placeFault(localAddress, place);
-  SubversionSession session(hostConnection());
+  qrb::Guard guard;
+  SubversionSession session(hostConnection(), &guard);
   if (!error) error = session.open(repository, SubversionPurpose::change);
   sendProgress(QRBSourceControlProgressStatus::authenticating, 0, {}, progressIdentifier);
   SubversionTarget target;

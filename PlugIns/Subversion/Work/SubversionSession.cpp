@@ -38,12 +38,18 @@ std::string subversionFolderOf(const QRBSourceControlWorkingCopyPtr& workingCopy
 }
 
 qrb::Error SubversionSession::enterSandbox(SubversionPurpose purpose) {
+  bool mayReachServer = purpose != SubversionPurpose::lookHere;
+  // What comes over the web is kept in files where there is much of it.
+  bool isOnWeb = _client.access().address.scheme.starts_with("http");
+  bool isWithFiles = purpose == SubversionPurpose::compare || (purpose == SubversionPurpose::look && isOnWeb);
+  if (isWithFiles && _guard == nullptr) _guard = &_ownGuard.emplace();
+  if (_guard != nullptr) _scratch.emplace(*_guard);
   // Through ssh, programs run that the user has configured for it.
   if (purpose == SubversionPurpose::change || _client.access().address.isSSH()) return {};
   qrb::SandboxRules rules;
-  rules.mayUseTCP = purpose == SubversionPurpose::look;
-  std::error_code error;
-  rules.writableFolders = {std::filesystem::temp_directory_path(error).string()};
+  rules.mayUseTCP = mayReachServer;
+  // The folder above, since the scratch folder is removed in the end.
+  if (_scratch) rules.writableFolders = {std::filesystem::path(_scratch->path()).parent_path().string()};
   if (int refused = qrb::enterSandbox(rules)) {
     return qrb::errorWithMessage(
         QRBSourceControlError_SystemUnusable(),

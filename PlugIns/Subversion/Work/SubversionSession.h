@@ -4,10 +4,12 @@
 #include <string>
 
 #include "Error.h"
+#include "Guard.h"
 #include "QRBSourceControlForward.h"
 #include "SubversionClient.h"
 #include "SubversionErrors.h"
 #include "SubversionLayout.h"
+#include "SubversionScratch.h"
 
 /// What a request may do besides reading.
 enum class SubversionPurpose {
@@ -15,6 +17,8 @@ enum class SubversionPurpose {
   lookHere,
   /// Nothing, but it may reach the server.
   look,
+  /// Nothing, and it reaches the server, too; the library needs files to work with.
+  compare,
   /// Change the working copy or the repository.
   change,
 };
@@ -23,7 +27,9 @@ enum class SubversionPurpose {
 /// opens one.
 class SubversionSession {
  public:
-  explicit SubversionSession(int hostConnection) : _client(hostConnection) {}
+  /// The guard, where there is one, has to outlive the session; the library's temporary files are in its care.
+  explicit SubversionSession(int hostConnection, qrb::Guard* guard = nullptr)
+      : _guard(guard), _client(hostConnection) {}
 
   qrb::Error open(const QRBSourceControlWorkingCopyPtr& workingCopy, SubversionPurpose purpose);
   /// A remote repository brings what to log in with. The server is not asked anything yet.
@@ -57,6 +63,9 @@ class SubversionSession {
  private:
   qrb::Error enterSandbox(SubversionPurpose purpose);
 
+  qrb::Guard* _guard;
+  std::optional<qrb::Guard> _ownGuard;
+  std::optional<SubversionScratch> _scratch;
   SubversionClient _client;
   qrb::String _name;
   std::string _folder;
