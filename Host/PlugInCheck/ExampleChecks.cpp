@@ -338,6 +338,15 @@ Verdict checkTags(PlugInAtWork& work) {
   return verdict;
 }
 
+Verdict checkLocks(PlugInAtWork& work) {
+  Verdict verdict;
+  auto values = askLibrary<qrb::Dictionary>(work, verdict, [&](auto completion) {
+    return manager().listLocksOfWorkingCopy(work.workingCopy, false, completion);
+  });
+  bool isDictionary = !values || std::get<0>(*values).is_object();
+  return isDictionary ? verdict : Verdict::wrong("The locks are no dictionary.");
+}
+
 std::string faultOfDifferences(const qrb::Dictionary& differences) {
   auto files = differences.find("files");
   if (!differences.is_object() || files == differences.end() || !files->is_array()) {
@@ -430,6 +439,7 @@ constexpr ExampleCheck kWorkingCopyChecks[] = {
     {{"remote-branches", kRequestsSection, "It lists those of remotes (32)."}, checkRemoteBranches},
     {{"remotes", kRequestsSection, "It lists remotes, each with its address (38)."}, checkRemotes},
     {{"tags", kRequestsSection, "It lists tags, where additionalRequests say so."}, checkTags},
+    {{"locks", kRequestsSection, "It lists locks, where additionalRequests say so."}, checkLocks},
     {{"differences", "Differences", "It compares two states, in the layout that hosts show (37)."}, checkDifferences},
 };
 

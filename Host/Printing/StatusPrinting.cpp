@@ -43,6 +43,27 @@ std::string joinedWords(std::uint64_t status) {
   return text;
 }
 
+/// Null where nothing is known of a lock.
+const qrb::Dictionary* lockOf(const StatusLocks& locks, const qrb::String& path) {
+  auto found = locks.find(path.str());
+  return locks.is_object() && found != locks.end() && found->is_object() ? &*found : nullptr;
+}
+
+std::string textOf(const qrb::Dictionary& lock, const char* key) {
+  auto found = lock.find(key);
+  return found != lock.end() && found->is_string() ? found->get<std::string>() : std::string();
+}
+
+JSONValue jsonOfLock(const qrb::Dictionary& lock) {
+  JSONValue json;
+  for (const char* key : {"owner", "comment"}) json[key] = textOf(lock, key);
+  auto created = lock.find("created");
+  if (created != lock.end() && created->is_number_integer()) {
+    json["created"] = isoDate(qrb::Date(std::chrono::seconds(created->get<std::int64_t>())));
+  }
+  return json;
+}
+
 }  // namespace
 
 StatusEntries mergedStatus(const QRBSourceControlPathStatusesPtr& local, const QRBSourceControlPathStatusesPtr& remote,
@@ -66,7 +87,7 @@ StatusEntries mergedStatus(const QRBSourceControlPathStatusesPtr& local, const Q
   return entries;
 }
 
-std::vector<JSONValue> jsonOfStatus(const StatusEntries& entries) {
+std::vector<JSONValue> jsonOfStatus(const StatusEntries& entries, const StatusLocks& locks) {
   std::vector<JSONValue> elements;
   auto [original, renamed] = onlyRename(entries);
   for (const auto& [path, status] : entries) {
@@ -74,11 +95,12 @@ std::vector<JSONValue> jsonOfStatus(const StatusEntries& entries) {
     setPath(entry, "path", path.view());
     entry["status"] = QRBSourceControlStatusWords(status);
     if (renamed && path == renamed) setPath(entry, "originalPath", original.view());
+    if (const auto* lock = lockOf(locks, path)) entry["lock"] = jsonOfLock(*lock);
   }
   return elements;
 }
 
-void writeStatus(Output& output, const StatusEntries& entries, const std::string& indent) {
+void writeStatus(Output& output, const StatusEntries& entries, const std::string& indent, const StatusLocks& locks) {
   constexpr std::size_t kWidest = 32;
   std::size_t width = 0;
   for (const auto& entry : entries) width = std::max(width, std::min(kWidest, joinedWords(entry.second).size()));
@@ -90,7 +112,13 @@ void writeStatus(Output& output, const StatusEntries& entries, const std::string
     output.write(std::string(words.size() < width ? width - words.size() : 0, ' ') + "  ");
     if (renamed && path == renamed) output.write(displayPath(original.view()) + " -> ");
     bool isFolder = (status & QRBSourceControlStatusDirectory) != 0 && !path.view().ends_with('/');
-    output.write(displayPath(isFolder ? path.str() + "/" : path.str()) + "\n");
+    output.write(displayPath(isFolder ? path.str() + "/" : path.str()));
+    if (const auto* lock = lockOf(locks, path)) {
+      std::string comment = textOf(*lock, "comment");
+      output.write("  (locked by " + displayText(textOf(*lock, "owner")) +
+                   (comment.empty() ? "" : ": " + displayText(comment.substr(0, comment.find('\n')))) + ")");
+    }
+    output.write("\n");
   }
 }
 

@@ -90,12 +90,25 @@ class Status(SubversionTest):
                 expected[path] = words
         return expected
 
+    def svn_locks(self, place, *options):
+        """Path to who holds the lock, why and since when: somebody else's where the working copy lost its own."""
+        expected = {}
+        for entry in self.xml(place, "status", *options).iter("entry"):
+            locks = [entry.find(side + "/lock") for side in ("repos-status", "wc-status")]
+            for lock in [lock for lock in locks if lock is not None][:1]:
+                expected[entry.get("path")] = {"owner": lock.findtext("owner"), "comment": lock.findtext("comment") or "",
+                                               "created": lock.findtext("created")[:19] + "Z"}
+        return expected
+
     def assert_agrees(self, place, remote=False):
-        listed = {entry["path"]: set(entry["status"])
-                  for entry in self.json_of("status", "--ignored", *(["--remote"] if remote else []), place)}
-        expected = self.svn_status(place, *(["--show-updates"] if remote else []))
+        entries = self.json_of("status", "--ignored", *(["--remote"] if remote else []), place)
+        listed = {entry["path"]: set(entry["status"]) for entry in entries}
+        options = ["--show-updates"] if remote else []
+        expected = self.svn_status(place, *options)
         with self.subTest(remote=remote):
             self.assertEqual(self.differing(listed, expected), {}, "what is listed and what svn says")
+            self.assertEqual({entry["path"]: entry["lock"] for entry in entries if "lock" in entry},
+                             self.svn_locks(place, *options))
         return listed
 
     @staticmethod
@@ -125,10 +138,13 @@ class Status(SubversionTest):
         self.write_all(trunk, ["x.o", "x.log", "x.tmp", "new/y.tmp", "untracked folder/y", "ignored.o/x", "lib/here"])
         self.assert_agrees(trunk)
         other = self.check_out(url + "/proj/trunk", "other")
-        self.svn_all(other, "lock --force plum", "lock woods/oak", "propset colour pink quince .", "remove two missing",
+        self.svn_all(other, "propset colour pink quince .", "remove two missing",
                      "remove 'copied plum'", "copy apple 'copied plum'")
         self.svn_commit(other, "elsewhere", apple="other\n", **{"arriving/x": "1\n", "cherry": "3\n", "woods/oak": "2\n"})
+        self.svn(other, "lock", "--force", "--message", "It is\nmine.", "plum", author="ada")
+        self.svn_all(other, "lock woods/oak")  # after the commit, which would release them
         self.assert_agrees(trunk, remote=True)
+        self.assertIn(b"plum  (locked by ada: It is)\n", self.run_host("status", "--remote", trunk).stdout)
 
     def test_conflicts_agree_with_svn(self):
         url, trunk = self.grown()

@@ -84,7 +84,9 @@ class RequestFamilyTest : public RecorderTest {
     return QRBSourceControlRepository::initWithURL(URL::fileURL("/repository" + number), systemOfAllRequests());
   }
   static auto made(const QRBSourceControlWorkingCopyPtr*, Number number) {
-    return workingCopy("work" + number);
+    auto made = workingCopy("work" + number);
+    made->repository()->setSourceControlSystem(systemOfAllRequests());
+    return made;
   }
   static auto made(const QRBSourceControlRemoteRepositoryPtr*, Number number) {
     return QRBSourceControlRemoteRepository::initUnsavedWithURL(URL("https://server/" + number), system());

@@ -349,6 +349,15 @@ QRB_ADDED_REQUEST(listTagsOfRepository, "listTagsOfRepository:branchAndTagLocati
      const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations),
     (repository, branchAndTagLocations), Completion<std::vector<QRBSourceControlTagPtr>>)
 
+/// The locks of files, by path from the root of the working copy: those that it holds, and with `withRemoteLocks`, for
+/// which the server is asked, those that others hold. The value of each is a dictionary of the texts "owner" and
+/// "comment", of "created", in seconds since 1970, and of "isHere", which is true where this working copy holds it. Only
+/// systems whose `additionalRequests` hold it are asked, as above.
+QRB_ADDED_REQUEST(listLocksOfWorkingCopy, "listLocksOfWorkingCopy:withRemoteLocks:completionBlock:",
+    localizable("listing locks"), workingCopy,
+    (const QRBSourceControlWorkingCopyPtr& workingCopy, bool withRemoteLocks),
+    (workingCopy, withRemoteLocks), Completion<qrb::Dictionary>)
+
 // clang-format on
 
 #undef QRB_MESSAGE

@@ -1,5 +1,10 @@
 #include "Command.h"
 #include "QRBSourceControlCancellable.h"
+#include "QRBSourceControlManager.h"
+#include "QRBSourceControlPlugInProtocol.h"
+#include "QRBSourceControlRepository.h"
+#include "QRBSourceControlStatusValues.h"
+#include "QRBSourceControlSystem.h"
 #include "QRBSourceControlWorkingCopy.h"
 #include "StatusPrinting.h"
 #include "WorkingCopyFinder.h"
@@ -19,6 +24,27 @@ struct Reports {
   QRBSourceControlPathStatusesPtr remote;
 };
 
+/// Who holds the locks of the report, where the system can tell of them. That they are not to be had fails the command
+/// no more than a terminal without colours does.
+StatusLocks locksOf(Session& session, const QRBSourceControlWorkingCopyPtr& workingCopy, const StatusEntries& entries) {
+  std::uint64_t all = 0;
+  for (const auto& entry : entries) all |= entry.second;
+  bool hasRemote = (all & QRBSourceControlStatusRemoteLocked) != 0;
+  const auto& selector = QRBSourceControlPlugInProtocol::listLocksOfWorkingCopy.selector;
+  bool isServed = workingCopy->repository()->sourceControlSystem()->additionalRequests().contains(selector);
+  if (!isServed || (!hasRemote && (all & QRBSourceControlStatusLocked) == 0)) return {};
+  auto locks = std::make_shared<StatusLocks>();
+  qrb::Error error = session.perform("Looking for locks", [&](Session::Done done) {
+    return QRBSourceControlManager::sharedInstance()->listLocksOfWorkingCopy(
+        workingCopy, hasRemote, [locks, done](const qrb::Dictionary& listed, qrb::Error failure) {
+          *locks = listed;
+          done(std::move(failure));
+        });
+  });
+  if (error) session.note("Who holds the locks is not known: " + error.localizedDescription());
+  return *locks;
+}
+
 ExitStatus runStatus(Session& session, const StatusOptions& options) {
   session.endUnread();
   auto found = findWorkingCopy(session, options.path);
@@ -33,12 +59,13 @@ ExitStatus runStatus(Session& session, const StatusOptions& options) {
   });
   if (error) return session.fail(error);
   StatusEntries entries = mergedStatus(reports->local, reports->remote, options.ignored);
+  StatusLocks locks = locksOf(session, found->workingCopy, entries);
   if (session.json()) {
     JSONArray array(session.output());
-    for (const JSONValue& entry : jsonOfStatus(entries)) array.add(entry);
+    for (const JSONValue& entry : jsonOfStatus(entries, locks)) array.add(entry);
     array.finish();
   } else {
-    writeStatus(session.output(), entries);
+    writeStatus(session.output(), entries, {}, locks);
     if (entries.empty() && session.output().isTerminal()) session.note("No changes.");
   }
   return ExitStatus::success;

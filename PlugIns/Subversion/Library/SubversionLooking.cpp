@@ -68,6 +68,12 @@ bool isLockOfAnother(const svn_client_status_t& status) {
   return status.lock == nullptr || subversionView(status.lock->token) != subversionView(status.repos_lock->token);
 }
 
+std::optional<SubversionLock> lockOf(const svn_lock_t* lock) {
+  if (lock == nullptr) return std::nullopt;
+  return SubversionLock{subversionView(lock->owner), subversionView(lock->comment),
+                        subversionTime(lock->creation_date)};
+}
+
 /// Of what is not versioned the library does not tell, and what is coming in is not here yet.
 SubversionNodeKind kindOf(const svn_client_status_t& status) {
   if (status.kind != svn_node_none && status.kind != svn_node_unknown) return subversionNodeKind(status.kind);
@@ -92,14 +98,14 @@ svn_error_t* takeStatus(void* baton, const char*, const svn_client_status_t* tol
   status.isCopied = told->copied != FALSE;
   status.isSwitched = told->switched != FALSE;
   status.isFileExternal = told->file_external != FALSE;
-  status.hasLock = told->lock != nullptr;
+  status.lock = lockOf(told->lock);
   status.hasAdministrativeLock = told->wc_is_locked != FALSE;
   status.movedFrom = subversionView(told->moved_from_abspath);
   status.movedTo = subversionView(told->moved_to_abspath);
   status.remoteNode = stateOf(told->repos_node_status);
   status.remoteText = stateOf(told->repos_text_status);
   status.remoteProperties = stateOf(told->repos_prop_status);
-  status.isLockedElsewhere = isLockOfAnother(*told);
+  if (isLockOfAnother(*told)) status.lockElsewhere = lockOf(told->repos_lock);
   static_cast<StatusReceiver*>(baton)->receiver(status);
   return SVN_NO_ERROR;
 }

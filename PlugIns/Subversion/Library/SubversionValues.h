@@ -71,6 +71,13 @@ enum class SubversionState {
   incomplete,
 };
 
+/// That somebody alone may change a file. Views are valid during the call only.
+struct SubversionLock {
+  std::string_view owner;
+  std::string_view comment;
+  SubversionTime created;
+};
+
 /// How a path stands against its base, and that against the repository. Views are valid during the call only.
 struct SubversionStatus {
   std::string_view path;
@@ -82,7 +89,6 @@ struct SubversionStatus {
   bool isCopied = false;
   bool isSwitched = false;
   bool isFileExternal = false;
-  bool hasLock = false;
   bool hasAdministrativeLock = false;
   /// Absolute paths; empty where nothing was moved.
   std::string_view movedFrom;
@@ -90,8 +96,10 @@ struct SubversionStatus {
   SubversionState remoteNode = SubversionState::none;
   SubversionState remoteText = SubversionState::none;
   SubversionState remoteProperties = SubversionState::none;
-  /// Somebody else, or another working copy, has locked it.
-  bool isLockedElsewhere = false;
+  /// That this working copy holds.
+  std::optional<SubversionLock> lock;
+  /// That somebody else, or another working copy, holds.
+  std::optional<SubversionLock> lockElsewhere;
 };
 
 /// What a path is in conflict about.

@@ -49,7 +49,8 @@ const QRBSourceControlSystemPtr& SubversionPlugIn::system() {
         std::set<qrb::String>{"svn", "//svn.", "/svn/", "/svn"}, false, false, true, true, true,
         QRBSourceControlAuthenticationTypeAnonymous | QRBSourceControlAuthenticationTypeBasic |
             QRBSourceControlAuthenticationTypeSSHKeys);
-    _system = made->systemWithAdditionalRequests({QRBSourceControlPlugInProtocol::listTagsOfRepository.selector});
+    _system = made->systemWithAdditionalRequests({QRBSourceControlPlugInProtocol::listTagsOfRepository.selector,
+                                                  QRBSourceControlPlugInProtocol::listLocksOfWorkingCopy.selector});
   }
   return _system;
 }

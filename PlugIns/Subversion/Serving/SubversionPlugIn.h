@@ -99,6 +99,8 @@ class SubversionPlugIn : public QRBSourceControlPlugInPrimary {
   void listTagsOfRepository(const QRBSourceControlRepositoryPtr& repository,
                             const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,
                             Completion<std::vector<QRBSourceControlTagPtr>> completionBlock) override;
+  void listLocksOfWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy, bool withRemoteLocks,
+                              Completion<qrb::Dictionary> completionBlock) override;
   void parentBranchesOfBranch(const QRBSourceControlBranchPtr& branch,
                               const QRBSourceControlRepositoryPtr& inRepository,
                               const QRBSourceControlBranchAndTagLocationsPtr& branchAndTagLocations,

@@ -1,3 +1,5 @@
+#include <nlohmann/json.hpp>
+
 #include "QRBSourceControlStatusValues.h"
 #include "StatusCollector.h"
 #include "SubversionPlugIn.h"
@@ -8,6 +10,13 @@ namespace {
 /// The root itself is ".".
 std::string_view pathBelow(std::string_view folder, std::string_view path) {
   return path.size() > folder.size() + 1 ? path.substr(folder.size() + 1) : std::string_view(".");
+}
+
+qrb::Dictionary dictionaryOf(const SubversionLock& lock, bool isHere) {
+  return {{"owner", lock.owner},
+          {"comment", lock.comment},
+          {"created", std::chrono::floor<std::chrono::seconds>(lock.created).time_since_epoch().count()},
+          {"isHere", isHere}};
 }
 
 }  // namespace
@@ -41,4 +50,20 @@ void SubversionPlugIn::filesAndStatusOfWorkingCopy(
   }
   if (failure) return completionBlock(nullptr, nullptr, session.errorFor(failure));
   completionBlock(local.take(), withRemoteStatus ? remote.take() : nullptr, {});
+}
+
+void SubversionPlugIn::listLocksOfWorkingCopy(const QRBSourceControlWorkingCopyPtr& workingCopy, bool withRemoteLocks,
+                                              Completion<qrb::Dictionary> completionBlock) {
+  SubversionSession session(hostConnection());
+  qrb::Error error = session.open(workingCopy, withRemoteLocks ? SubversionPurpose::look : SubversionPurpose::lookHere);
+  if (error) return completionBlock({}, error);
+  const std::string& root = session.info().place;
+  qrb::Dictionary locks = qrb::Dictionary::object();
+  SubversionFailure failure =
+      session.client().status(root, withRemoteLocks, false, [&](const SubversionStatus& status) {
+        const std::optional<SubversionLock>& lock = status.lockElsewhere ? status.lockElsewhere : status.lock;
+        if (lock) locks[std::string(pathBelow(root, status.path))] = dictionaryOf(*lock, !status.lockElsewhere);
+      });
+  if (failure) return completionBlock({}, session.errorFor(failure));
+  completionBlock(locks, {});
 }

@@ -53,7 +53,7 @@ std::uint64_t subversionLocalStatus(const SubversionStatus& status) {
   if (status.isConflicted || status.node == SubversionState::conflicted) bits |= QRBSourceControlStatusConflicted;
   if (status.isSwitched) bits |= QRBSourceControlStatusSwitched;
   if (status.isFileExternal) bits |= QRBSourceControlStatusExternal;
-  if (status.hasLock) bits |= QRBSourceControlStatusLocked;
+  if (status.lock) bits |= QRBSourceControlStatusLocked;
   if (status.hasAdministrativeLock) bits |= QRBSourceControlStatusAdministrativeLock;
   if (status.kind == SubversionNodeKind::folder && (bits & holdsForContents) != 0) {
     bits |= QRBSourceControlStatusDirectory;
@@ -77,7 +77,7 @@ std::uint64_t subversionRemoteStatus(const SubversionStatus& status) {
       if (status.remoteText == SubversionState::modified) bits |= QRBSourceControlStatusRemoteModified;
       if (status.remoteProperties == SubversionState::modified) bits |= QRBSourceControlStatusRemotePropertiesModified;
   }
-  if (status.isLockedElsewhere) bits |= QRBSourceControlStatusRemoteLocked;
+  if (status.lockElsewhere) bits |= QRBSourceControlStatusRemoteLocked;
   return bits;
 }
 
