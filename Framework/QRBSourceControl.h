@@ -30,6 +30,7 @@
 #include <qrb/SandboxSupport.h>
 #include <qrb/Secrecy.h>
 #include <qrb/SerialQueue.h>
+#include <qrb/ServerTrust.h>
 #include <qrb/SharedString.h>
 #include <qrb/StringMap.h>
 #include <qrb/URL.h>
@@ -74,6 +75,7 @@
 #include "QRBSourceControlRevision.h"
 #include "QRBSourceControlRevisionLocation.h"
 #include "QRBSourceControlSSHKeysAuthenticationStrategy.h"
+#include "QRBSourceControlSSLTrustValidator.h"
 #include "QRBSourceControlServiceProtocols.h"
 #include "QRBSourceControlSingleRepositoryAccount.h"
 #include "QRBSourceControlStatusValues.h"

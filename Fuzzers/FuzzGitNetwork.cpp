@@ -12,7 +12,7 @@
 #include "GitProgress.h"
 #include "GitPushReport.h"
 #include "RemoteAddress.h"
-#include "ServerCertificate.h"
+#include "ServerTrust.h"
 
 namespace {
 
@@ -44,7 +44,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const GitRemoteSettings& remote : settings.remotes) gitTrackingRef(remote, bytes);
   qrb::CredentialPrompt::parse(bytes);
   qrb::parseAskpassQuestion(bytes);
-  qrb::ServerCertificate::parse(bytes);
+  if (auto trust = qrb::ServerTrust::parse(bytes)) trust->description();
   qrb::RemoteAddress address = qrb::RemoteAddress::parse(bytes);
   settings.remoteAt(address, "/");
   // What is handed to a tool holds no password, whoever reads it.

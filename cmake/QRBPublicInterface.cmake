@@ -12,7 +12,8 @@ set(QRB_PUBLIC_PLATFORM_HEADERS
   Process/FileHandle.h Process/RunLoop.h Process/SandboxSupport.h Process/Secrecy.h
   Queue/Guarded.h Queue/MainThreadExecutor.h Queue/Observer.h Queue/OperationQueue.h Queue/QueueOperation.h
   Queue/SerialQueue.h
-  Text/Log.h Text/PathString.h Text/URL.h Text/URLsInText.h Text/UTF8.h Text/UnicodeText.h)
+  Text/Log.h Text/PathString.h Text/URL.h Text/URLsInText.h Text/UTF8.h Text/UnicodeText.h
+  Trust/ServerTrust.h)
 
 # Included as <QRBSourceControl/NAME>.
 set(QRB_PUBLIC_FRAMEWORK_HEADERS
@@ -44,6 +45,7 @@ set(QRB_PUBLIC_FRAMEWORK_HEADERS
   Model/Repositories/QRBSourceControlWorkingCopy.h
   PlugIn/QRBSourceControlPlugInHost.h PlugIn/QRBSourceControlPlugInMain.h PlugIn/QRBSourceControlPlugInPrimary.h
   PlugIn/QRBSourceControlPlugInTools.h
+  Trust/QRBSourceControlSSLTrustValidator.h
   Workspace/Blueprints/QRBSourceControlWorkspaceBlueprint.h
   Workspace/Forms/QRBSourceControlWorkspaceBlueprintKeys.h
   Workspace/Workspaces/QRBSourceControlWorkspace.h Workspace/Workspaces/QRBSourceControlWorkspaceForward.h)

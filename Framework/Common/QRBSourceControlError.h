@@ -23,6 +23,11 @@ inline constexpr std::string_view QRBSourceControlUnderlyingErrorString =
 inline constexpr std::string_view QRBSourceControlSSHFingerprint =
     QRB_VENDOR_IDENTIFIER_PREFIX ".sourcecontrol.SSHFingerprint";
 
+/// User-info key, beside the former where it is a certificate's: the SHA-256 fingerprint, to be shown and not to be
+/// kept.
+inline constexpr std::string_view QRBSourceControlSSLFingerprintSHA256 =
+    QRB_VENDOR_IDENTIFIER_PREFIX ".sourcecontrol.SSLFingerprintSHA256";
+
 namespace qrb {
 
 /// Domain of failures that are not source control's own.

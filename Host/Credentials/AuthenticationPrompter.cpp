@@ -171,11 +171,13 @@ qrb::Error AuthenticationPrompter::askForPassphrase(const RemotePtr& remote) {
 qrb::Error AuthenticationPrompter::askForTrust(const Question& question, bool& trusted) {
   const RemotePtr& remote = question.remote;
   std::string fingerprint = question.error.userInfo(QRBSourceControlSSHFingerprint).str();
+  qrb::String longFingerprint = question.error.userInfo(QRBSourceControlSSLFingerprintSHA256);
   // A server that is trusted by another fingerprint may be somebody else by now, and one trusted by this is no better
   // for being trusted again.
   if (!remote->trustedServerFingerprint().empty()) return {};
   printRemark(displayText(question.error.localizedDescription()) + "\n" + addressOf(remote) +
               " shows the fingerprint\n  " + displayText(fingerprint) +
+              (longFingerprint.empty() ? "" : "\nor, by SHA-256,\n  " + displayText(longFingerprint.view())) +
               "\nCompare it with the one that you have from whoever runs the server.");
   std::string answer;
   while (answer != "yes" && answer != "always" && answer != "no") {

@@ -33,4 +33,8 @@ Error errorWithFingerprint(const Error& error, const std::string& fingerprint) {
   return withInfo(error, QRBSourceControlSSHFingerprint, fingerprint);
 }
 
+Error errorWithCertificate(const Error& error, const std::string& fingerprint, const std::string& longFingerprint) {
+  return withInfo(errorWithFingerprint(error, fingerprint), QRBSourceControlSSLFingerprintSHA256, longFingerprint);
+}
+
 }  // namespace qrb

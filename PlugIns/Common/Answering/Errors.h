@@ -14,5 +14,7 @@ Error rewordedError(const Error& like, const char* description, const char* sugg
 Error errorWithMessage(const Error& error, const String& message);
 /// The same error, with the fingerprint that a user is to compare.
 Error errorWithFingerprint(const Error& error, const std::string& fingerprint);
+/// The same for a certificate, with its longer fingerprint beside that one.
+Error errorWithCertificate(const Error& error, const std::string& fingerprint, const std::string& longFingerprint);
 
 }  // namespace qrb

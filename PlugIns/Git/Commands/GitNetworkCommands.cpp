@@ -70,6 +70,10 @@ GitCommand gitPushDeletionCommand(std::string_view remoteRef, std::string_view e
   return pushingOnlyFrom(expectedHash, {}, remoteRef);
 }
 
+GitCommand gitProxyCommand(std::string_view address) {
+  return gitMakeCommand({"config", "--get-urlmatch", "http.proxy", address});
+}
+
 GitCommand gitListRemoteCommand(std::string_view remoteRef) {
   GitCommand command = gitMakeCommand({"ls-remote", "--", gitReachedRemote()});
   if (!remoteRef.empty()) gitAddArguments(command, {remoteRef});

@@ -12,6 +12,9 @@
 /// configuration says anything of it.
 const std::string& gitReachedRemote();
 
+/// Prints the proxy for an http or https address, as all settings have it together; it may be empty, which means none
+/// whatever the environment says. Exits with 1 and no message where nothing is set.
+GitCommand gitProxyCommand(std::string_view address);
 /// Fetches what the remote's rules say. Progress is told on standard error.
 GitCommand gitFetchCommand();
 /// Fetches one branch, to where it is named by FETCH_HEAD only.

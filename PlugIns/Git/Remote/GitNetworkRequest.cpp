@@ -9,10 +9,11 @@ GitNetworkRequest::GitNetworkRequest(const std::string& folder, const QRBSourceC
 
 qrb::Error GitNetworkRequest::open(GitOutcome& outcome) {
   // What costs nothing first: a key file that is missing needs no git to be told.
-  if (qrb::Error error = _remote.open()) return error;
+  if (qrb::Error error = _remote.prepare()) return error;
   outcome = findRemote();
-  if (outcome && _configured != nullptr) _remote.follow(*_configured);
-  return {};
+  if (!outcome) return {};
+  if (_configured != nullptr) _remote.follow(*_configured);
+  return _remote.judgeServer();
 }
 
 GitOutcome GitNetworkRequest::findRemote() {

@@ -33,6 +33,11 @@ GitRemoteTool::GitRemoteTool(std::string folder, const QRBSourceControlRemoteRep
       _channel([this](const qrb::AskpassQuestion& question) { return _answers.answer(question); }) {}
 
 qrb::Error GitRemoteTool::open() {
+  qrb::Error error = prepare();
+  return error ? error : judgeServer();
+}
+
+qrb::Error GitRemoteTool::prepare() {
   if (!_remote) return QRBSourceControlError_RemoteRepositoryNotFound("No remote repository was given.");
   if (qrb::Error error = gitRefuseURL(_remote->URL())) return error;
   if (qrb::Error error = _access.fault()) return error;
@@ -54,11 +59,8 @@ qrb::Error GitRemoteTool::open() {
   // For reflogs, which would show the whole command.
   _tool.addVariable("GIT_REFLOG_ACTION", "fetch");
   useSSH();
-  GitNeutralization neutralization;
-  if (GitOutcome outcome = readNeutralization(neutralization); !outcome) return errorFor(outcome);
-  bool isTrusted = _access.address.scheme == "https" && !_access.trustedFingerprint.empty();
-  if (qrb::Error error = isTrusted ? trustCertificate(neutralization.settings) : qrb::Error()) return error;
-  _tool.setNeutralization(std::move(neutralization));
+  if (GitOutcome outcome = readNeutralization(_neutralization); !outcome) return errorFor(outcome);
+  _tool.setNeutralization(_neutralization);
   return {};
 }
 
@@ -89,31 +91,50 @@ void GitRemoteTool::useSSH() {
   if (program == "ssh") _tool.addVariable("GIT_SSH_VARIANT", "ssh");
 }
 
-std::optional<qrb::ServerCertificate> GitRemoteTool::certificate(std::string& reason) const {
-  qrb::ToolRunner runner;
-  runner.setHostConnectionDescriptor(_hostConnection);
-  return qrb::ServerCertificate::of(_access.address, runner, reason);
+/// As git itself finds its way: by the setting of the remote, else by the one that fits the address best, else by the
+/// environment.
+bool GitRemoteTool::findProxy(std::optional<qrb::HTTPProxy>& proxy, std::string& reason) const {
+  std::optional<std::string> configured = _remoteProxy;
+  if (!configured) {
+    std::string value;
+    GitOutcome outcome = _tool.run(gitProxyCommand(_access.text), value);
+    if (outcome) {
+      configured = value;
+    } else if (outcome.exitCode != 1) {
+      reason = outcome.failure.message;
+      return false;
+    }
+  }
+  return qrb::HTTPProxy::parse(qrb::proxyForServer(_access.address.host, configured), proxy, reason);
 }
 
-/// The certificate is compared here, since git knows no fingerprints; then git takes a connection to the holder of that
+std::optional<qrb::ServerTrust> GitRemoteTool::askForCertificate(std::string& reason) const {
+  std::optional<qrb::HTTPProxy> proxy;
+  if (!findProxy(proxy, reason)) return std::nullopt;
+  return qrb::trustOfServer(_access.address, std::move(proxy), _hostConnection, reason);
+}
+
+/// The certificate is judged here, since git knows no fingerprints; then git takes a connection to the holder of that
 /// certificate's key for good, and no other.
-qrb::Error GitRemoteTool::trustCertificate(GitNeutralization::Pairs& settings) const {
+qrb::Error GitRemoteTool::judgeServer() {
+  if (_access.address.scheme != "https" || _access.trustedFingerprint.empty()) return {};
   std::string reason;
-  auto shown = certificate(reason);
-  if (!shown) return QRBSourceControlError_RemoteRepositoryNotFound(reason);
-  if (shown->hasFingerprint(_access.trustedFingerprint)) {
+  auto trust = askForCertificate(reason);
+  if (!trust) return QRBSourceControlError_RemoteRepositoryNotFound(reason);
+  bool isTheOne = trust->hasFingerprint(_access.trustedFingerprint);
+  if (isTheOne && qrb::isAcceptable(*trust, _access)) {
     // Nothing fits an address better than itself, and of what fits as well the last counts.
     std::string section = "http." + _access.text + ".";
-    settings.emplace_back(section + "sslVerify", "false");
-    settings.emplace_back(section + "pinnedPubkey", shown->pin);
+    _neutralization.settings.emplace_back(section + "sslVerify", "false");
+    _neutralization.settings.emplace_back(section + "pinnedPubkey", trust->pin);
+    _tool.setNeutralization(_neutralization);
     return {};
   }
-  // Then it is for the authorities that the user trusts to say.
-  if (!_access.isFingerprintEnforced) return {};
-  return qrb::errorWithFingerprint(QRBSourceControlError_AuthenticationSSLCertificateInvalid(
-                                       "The server's certificate is not the trusted one. It has the fingerprint " +
-                                       shown->fingerprint + " and is for " + shown->name + "."),
-                                   shown->fingerprint);
+  // Another certificate, where another may do: then it is for the authorities that the user trusts to say.
+  if (!_access.isFingerprintEnforced && trust->verdict() != qrb::TrustVerdict::fatalFailure) return {};
+  return qrb::untrustedCertificateError(
+      *trust, isTheOne ? "The server's certificate is the trusted one, but cannot be trusted any more."
+                       : "The server's certificate is not the trusted one.");
 }
 
 bool GitRemoteTool::wasAccepted(const GitOutcome& outcome) const {
@@ -129,6 +150,7 @@ void GitRemoteTool::follow(const GitRemoteSettings& remote) {
   for (const std::string& rule : remote.fetchRules) _tool.addSetting(section + "fetch=" + rule);
   for (const auto& [variable, value] : remote.settings) {
     if (_access.address.scheme == "http" && variable.starts_with("proxy")) continue;
+    if (variable == "proxy") _remoteProxy = value;
     _tool.addSetting(section + variable + "=" + value);
   }
   for (const std::string& url : remote.pushURLs) {
@@ -168,8 +190,7 @@ qrb::Error GitRemoteTool::authenticationError(const GitFailure& failure) const {
 }
 
 qrb::Error GitRemoteTool::certificateError(const GitFailure& failure) const {
-  qrb::Error error = QRBSourceControlError_AuthenticationSSLCertificateInvalid(failure.message);
   std::string reason;
-  auto shown = certificate(reason);
-  return shown ? qrb::errorWithFingerprint(error, shown->fingerprint) : error;
+  if (auto trust = askForCertificate(reason)) return qrb::untrustedCertificateError(*trust, failure.message);
+  return QRBSourceControlError_AuthenticationSSLCertificateInvalid(failure.message + "\n" + reason);
 }

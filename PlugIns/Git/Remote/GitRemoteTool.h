@@ -5,12 +5,12 @@
 #include <string>
 
 #include "AskpassChannel.h"
+#include "CertificateTrust.h"
 #include "CredentialAnswers.h"
 #include "GitNetworkSettings.h"
 #include "GitTool.h"
 #include "QRBSourceControlForward.h"
 #include "RemoteAccess.h"
-#include "ServerCertificate.h"
 
 /// Runs git commands that reach one remote repository, with what a request brought to log in and to trust. Commands
 /// name the repository by gitReachedRemote(). Secrets reach git and ssh through the askpass bridge alone; where the
@@ -26,6 +26,10 @@ class GitRemoteTool {
   /// Checks the address, the key file and, where a certificate is trusted in particular, the server; to be called
   /// before the first command. No error: commands may run.
   qrb::Error open();
+  /// The two halves of open(), for those who follow() a remote between them: what needs no server, and whether the
+  /// server has the certificate that is trusted in particular, which its proxy may be needed for.
+  qrb::Error prepare();
+  qrb::Error judgeServer();
   /// Takes over what the repository's configuration says of a remote: where its branches are kept, tags, proxies.
   /// Without it nothing is kept. The remote of the request stays the one that is reached, but pushes go where the
   /// remote says.
@@ -53,8 +57,8 @@ class GitRemoteTool {
  private:
   /// What wins over the repository's own configuration.
   GitOutcome readNeutralization(GitNeutralization& result) const;
-  qrb::Error trustCertificate(GitNeutralization::Pairs& settings) const;
-  std::optional<qrb::ServerCertificate> certificate(std::string& reason) const;
+  bool findProxy(std::optional<qrb::HTTPProxy>& proxy, std::string& reason) const;
+  std::optional<qrb::ServerTrust> askForCertificate(std::string& reason) const;
   void useSSH();
   qrb::Error authenticationError(const GitFailure& failure) const;
   qrb::Error certificateError(const GitFailure& failure) const;
@@ -62,6 +66,9 @@ class GitRemoteTool {
   const QRBSourceControlRemoteRepositoryPtr _remote;
   const int _hostConnection;
   GitTool _tool;
+  GitNeutralization _neutralization;
+  /// What the remote's own settings say, if anything.
+  std::optional<std::string> _remoteProxy;
   qrb::RemoteAccess _access;
   qrb::CredentialAnswers _answers{_access};
   qrb::AskpassChannel _channel;

@@ -3,33 +3,42 @@
 #include <apr_strings.h>
 #include <svn_client.h>
 #include <svn_hash.h>
+#include <svn_string.h>
 
 #include "RemoteAddress.h"
 
 namespace {
 
-/// Only letters and digits count: fingerprints come with colons or without.
-std::string plainFingerprint(std::string_view text) {
-  std::string digits;
-  for (char byte : text) {
-    if (byte >= 'a' && byte <= 'f') byte = static_cast<char>(byte - 'a' + 'A');
-    if ((byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'F')) digits.push_back(byte);
-  }
-  return digits;
-}
+/// What a user may decide; whatever else the library finds wrong, nobody may.
+constexpr apr_uint32_t recoverable =
+    SVN_AUTH_SSL_UNKNOWNCA | SVN_AUTH_SSL_CNMISMATCH | SVN_AUTH_SSL_NOTYETVALID | SVN_AUTH_SSL_EXPIRED;
 
-std::string faultText(apr_uint32_t failures, const svn_auth_ssl_server_cert_info_t& certificate) {
-  std::string text = "The certificate of " + std::string(subversionView(certificate.hostname)) + ", issued by " +
-                     std::string(subversionView(certificate.issuer_dname)) + ", is not trusted:";
-  auto add = [&](apr_uint32_t failure, const std::string& words) {
-    if ((failures & failure) != 0) text += " " + words;
+/// The proxy that the user's configuration of the library names for a server: as the library itself finds it, which
+/// heeds nothing else.
+std::optional<qrb::HTTPProxy> configuredProxy(svn_config_t* servers, const std::string& host, apr_pool_t* pool) {
+  if (servers == nullptr) return std::nullopt;
+  qrb::HTTPProxy proxy;
+  auto take = [&](const char* section) {
+    auto read = [&](std::string& value, const char* name) {
+      const char* set = nullptr;
+      svn_config_get(servers, &set, section, name, nullptr);
+      if (set != nullptr) value = set;
+    };
+    read(proxy.host, SVN_CONFIG_OPTION_HTTP_PROXY_HOST);
+    read(proxy.port, SVN_CONFIG_OPTION_HTTP_PROXY_PORT);
+    read(proxy.user, SVN_CONFIG_OPTION_HTTP_PROXY_USERNAME);
+    read(proxy.password, SVN_CONFIG_OPTION_HTTP_PROXY_PASSWORD);
   };
-  add(SVN_AUTH_SSL_UNKNOWNCA, "its issuer is not known.");
-  add(SVN_AUTH_SSL_CNMISMATCH, "it is for another name.");
-  add(SVN_AUTH_SSL_NOTYETVALID, "it is valid only from " + std::string(subversionView(certificate.valid_from)) + ".");
-  add(SVN_AUTH_SSL_EXPIRED, "it was valid until " + std::string(subversionView(certificate.valid_until)) + ".");
-  add(SVN_AUTH_SSL_OTHER, "it cannot be checked.");
-  return text;
+  const char* exceptions = nullptr;
+  svn_config_get(servers, &exceptions, SVN_CONFIG_SECTION_GLOBAL, SVN_CONFIG_OPTION_HTTP_PROXY_EXCEPTIONS, "");
+  // The exceptions are those of the general proxy; a group of servers may have one of its own.
+  if (!svn_cstring_match_glob_list(host.c_str(), svn_cstring_split(exceptions, ",", TRUE, pool))) {
+    take(SVN_CONFIG_SECTION_GLOBAL);
+  }
+  if (const char* group = svn_config_find_group(servers, host.c_str(), SVN_CONFIG_SECTION_GROUPS, pool)) take(group);
+  if (proxy.host.empty()) return std::nullopt;
+  if (proxy.port.empty()) proxy.port = "80";
+  return proxy;
 }
 
 void push(apr_array_header_t* providers, svn_auth_provider_object_t* provider) {
@@ -77,20 +86,54 @@ svn_error_t* SubversionAuthentication::answerLogin(svn_auth_cred_simple_t** cred
   return SVN_NO_ERROR;
 }
 
+const std::optional<qrb::ServerTrust>& SubversionAuthentication::serverTrust(std::string& reason) {
+  if (_trust) return _trust;
+  SubversionPool pool;
+  _trust = qrb::trustOfServer(_access.address, configuredProxy(_servers, _access.address.host, pool), _hostConnection,
+                              reason);
+  return _trust;
+}
+
+/// Nothing of what the library finds wrong says all that a verdict needs (it knows no revocation, and mixes forged
+/// signatures with what it does not understand), so the one that serves every system is asked for.
+bool SubversionAuthentication::isTrusted(const std::string& fingerprint, apr_uint32_t failures) {
+  std::string reason;
+  const auto& trust = serverTrust(reason);
+  if (!trust) {
+    _asked.certificateFault = "The server's certificate could not be looked at. " + reason;
+    return false;
+  }
+  _asked.certificateFault = trust->description();
+  if (!trust->hasFingerprint(fingerprint)) {
+    _asked.certificateFault += " Another one was shown when it was asked for again.";
+    return false;
+  }
+  if (trust->verdict() == qrb::TrustVerdict::fatalFailure) return false;
+  if ((failures & ~recoverable) != 0) {
+    _asked.certificateFault += " It cannot be checked.";
+    return false;
+  }
+  if (trust->hasFingerprint(_access.trustedFingerprint) && qrb::isAcceptable(*trust, _access)) return true;
+  _asked.fingerprint = trust->fingerprint();
+  _asked.longFingerprint = trust->longFingerprint();
+  return false;
+}
+
 svn_error_t* SubversionAuthentication::answerCertificate(svn_auth_cred_ssl_server_trust_t** credentials, void* baton,
                                                          const char* realm, apr_uint32_t failures,
                                                          const svn_auth_ssl_server_cert_info_t* certificate,
                                                          svn_boolean_t, apr_pool_t* pool) {
   auto& self = *static_cast<SubversionAuthentication*>(baton);
   *credentials = nullptr;
-  std::string shown = plainFingerprint(subversionView(certificate->fingerprint));
-  bool isTrusted = self.isOurServer(subversionView(realm)) && !shown.empty() &&
-                   shown == plainFingerprint(self._access.trustedFingerprint);
-  if (!isTrusted) {
-    self._asked.fingerprint = shown;
-    self._asked.certificateFault = faultText(failures, *certificate);
+  std::string shown(subversionView(certificate->fingerprint));
+  std::erase(shown, ':');
+  if (!self.isOurServer(subversionView(realm))) {
+    self._asked.certificateFault = "Another server, " + self._asked.foreignServer +
+                                   ", shows a certificate that nobody vouches for. Use its address instead if you "
+                                   "trust it.";
     return SVN_NO_ERROR;
   }
+  if (!self.isTrusted(shown, failures)) return SVN_NO_ERROR;
   auto* made =
       static_cast<svn_auth_cred_ssl_server_trust_t*>(apr_pcalloc(pool, sizeof(svn_auth_cred_ssl_server_trust_t)));
   made->may_save = FALSE;
@@ -101,6 +144,7 @@ svn_error_t* SubversionAuthentication::answerCertificate(svn_auth_cred_ssl_serve
 
 SubversionFailure SubversionAuthentication::open(svn_auth_baton_t** result, apr_hash_t* configuration,
                                                  apr_pool_t* pool) {
+  _servers = static_cast<svn_config_t*>(svn_hash_gets(configuration, SVN_CONFIG_CATEGORY_SERVERS));
   apr_array_header_t* providers = apr_array_make(pool, 8, sizeof(svn_auth_provider_object_t*));
   svn_auth_provider_object_t* provider = nullptr;
   bool hasSecret = _access.kind == qrb::RemoteAccess::Kind::password;

@@ -4,8 +4,10 @@
 #include <svn_config.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "CertificateTrust.h"
 #include "RemoteAccess.h"
 #include "SubversionClient.h"
 #include "SubversionLibrary.h"
@@ -14,6 +16,9 @@
 /// for the library, which is read and never written. A secret goes to the server that it is for and to no other.
 class SubversionAuthentication {
  public:
+  /// `hostConnection` is as for SubversionClient.
+  explicit SubversionAuthentication(int hostConnection) : _hostConnection(hostConnection) {}
+
   void setAccess(qrb::RemoteAccess access) { _access = std::move(access); }
   const qrb::RemoteAccess& access() const { return _access; }
   SubversionServerAsked& asked() { return _asked; }
@@ -31,6 +36,16 @@ class SubversionAuthentication {
   /// A realm as the library names it: "<https://host:443> Name" for a login, "https://host:443" for a certificate.
   bool isOurServer(std::string_view realm);
 
+  /// Whether the certificate that the library found, with what is wrong with it, is the one that the request trusts and
+  /// nothing is wrong that a user may not decide. What there is to tell is noted.
+  bool isTrusted(const std::string& fingerprint, apr_uint32_t failures);
+  /// What the server shows to whoever else asks; asked once. The reason where that is nothing.
+  const std::optional<qrb::ServerTrust>& serverTrust(std::string& reason);
+
+  const int _hostConnection;
+  /// The library's own settings, which name its proxies.
+  svn_config_t* _servers = nullptr;
+  std::optional<qrb::ServerTrust> _trust;
   qrb::RemoteAccess _access;
   SubversionServerAsked _asked;
 };

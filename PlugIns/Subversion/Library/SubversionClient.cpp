@@ -67,7 +67,7 @@ void dropPrograms(apr_hash_t* configuration) {
 
 }  // namespace
 
-SubversionClient::Private::Private(int connection) : hostConnection(connection) {}
+SubversionClient::Private::Private(int connection) : hostConnection(connection), authentication(connection) {}
 
 svn_client_ctx_t* SubversionClient::Private::context() {
   if (_context != nullptr) return _context;

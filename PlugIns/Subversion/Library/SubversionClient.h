@@ -15,8 +15,11 @@
 struct SubversionServerAsked {
   /// A secret of the request was handed over.
   bool gaveSecret = false;
-  /// The fingerprint of the certificate or of the key that was not trusted; empty where all was.
+  /// The fingerprint of the certificate or of the key that was not trusted; empty where all was, and where trusting it
+  /// would not help.
   std::string fingerprint;
+  /// Of a certificate, its longer fingerprint beside that.
+  std::string longFingerprint;
   /// What is wrong with the certificate, for people.
   std::string certificateFault;
   /// Another server than that of the address wanted a login; empty where none did.

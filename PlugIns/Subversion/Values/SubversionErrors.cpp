@@ -34,7 +34,7 @@ qrb::Error trustError(const SubversionFailure& failure, const SubversionClient& 
   }
   std::string message = asked.certificateFault.empty() ? failure.message : asked.certificateFault;
   qrb::Error error = QRBSourceControlError_AuthenticationSSLCertificateInvalid(message);
-  return asked.fingerprint.empty() ? error : qrb::errorWithFingerprint(error, asked.fingerprint);
+  return asked.fingerprint.empty() ? error : qrb::errorWithCertificate(error, asked.fingerprint, asked.longFingerprint);
 }
 
 /// Errors whose codes say too little for what users read.

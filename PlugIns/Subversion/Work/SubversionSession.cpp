@@ -3,7 +3,9 @@
 #include <cstring>
 #include <filesystem>
 
+#include "CertificateTrust.h"
 #include "Errors.h"
+#include "OwnProgram.h"
 #include "QRBSourceControlConstants.h"
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlPathLocation.h"
@@ -48,6 +50,10 @@ qrb::Error SubversionSession::enterSandbox(SubversionPurpose purpose) {
   if (purpose == SubversionPurpose::change || _client.access().address.isSSH()) return {};
   qrb::SandboxRules rules;
   rules.mayUseTCP = mayReachServer;
+  // Who asks servers for their certificates, in the same sandbox.
+  if (mayReachServer && _client.access().address.scheme == "https") {
+    rules.executables = {qrb::certificateProgram(), qrb::ownLoader()};
+  }
   // The folder above, since the scratch folder is removed in the end.
   if (_scratch) rules.writableFolders = {std::filesystem::path(_scratch->path()).parent_path().string()};
   if (int refused = qrb::enterSandbox(rules)) {
