@@ -10,6 +10,7 @@ pkg_check_modules(nettle REQUIRED IMPORTED_TARGET nettle)
 pkg_check_modules(uuid REQUIRED IMPORTED_TARGET uuid)
 pkg_check_modules(plist REQUIRED IMPORTED_TARGET libplist-2.0)
 pkg_check_modules(icu REQUIRED IMPORTED_TARGET icu-i18n)
+pkg_check_modules(gnutls REQUIRED IMPORTED_TARGET gnutls)
 # Its parts by name: what their packages name besides, to link them statically, need not be installed.
 pkg_check_modules(apr REQUIRED IMPORTED_TARGET apr-1)
 find_path(QRB_SUBVERSION_INCLUDE svn_client.h PATH_SUFFIXES subversion-1 REQUIRED)
