@@ -22,10 +22,10 @@ def make_certificate(folder, name):
     return certificate, key
 
 
-def fingerprint_of(certificate):
+def fingerprint_of(certificate, digest="sha1"):
     with open(certificate, encoding="ascii") as text:
         der = ssl.PEM_cert_to_DER_cert(text.read())
-    return hashlib.sha1(der).hexdigest().upper()
+    return hashlib.new(digest, der).hexdigest().upper()
 
 
 class GitHandler(http.server.BaseHTTPRequestHandler):

@@ -152,6 +152,7 @@ class Trust(AuthenticationTest):
         self.assertIn("cannot be trusted", self.clone(server.address, (self.QUESTION, "no\n"), status=1))
         shown = self.clone(server.address, (self.QUESTION, "perhaps\n"), (self.QUESTION, "yes\n"))
         self.assertIn(fingerprint, shown)
+        self.assertIn(servers.fingerprint_of(certificate[0], "sha256"), shown)
         clone = os.path.join(self.folder, "clone")
         self.assertFalse(os.path.exists(self.file), "something was kept")
         self.assertEqual(self.converse("fetch", cwd=clone, answers=[(self.QUESTION, "always\n")])[0], 0)
