@@ -4,7 +4,6 @@
 #include <ctime>
 #include <filesystem>
 #include <limits>
-#include <nlohmann/json.hpp>
 
 #include "QRBSourceControlBranch.h"
 #include "QRBSourceControlManager.h"

@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <nlohmann/json.hpp>
 
 #include "QRBSourceControlManager.h"
 #include "QRBSourceControlRemoteRepository.h"

@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   auto value = qrb::valueFromJSON(text, problem);
   fuzzing::require(value.has_value() == problem.empty(), "a problem is told exactly when there is one");
   auto dictionary = QRBSourceControlWorkspaceBlueprint::dictionaryFromJSONData(text);
-  fuzzing::require(dictionary.has_value() == (value && value->is_object()), "only dictionaries are taken");
+  fuzzing::require(dictionary.has_value() == (value && value->isObject()), "only dictionaries are taken");
   if (!value) return 0;
   auto again = qrb::jsonFromValue(*value, problem);
   fuzzing::require(again && qrb::valueFromJSON(*again, problem) == value, "what was read is written as it was");

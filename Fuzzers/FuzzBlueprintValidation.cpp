@@ -1,6 +1,7 @@
 // One value of anyone in the place of one that was good: the first byte says which.
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,7 +12,8 @@
 namespace {
 
 using qrb::Dictionary;
-using Pointer = Dictionary::json_pointer;
+// The keys on the way to it, and positions in arrays.
+using Place = std::vector<std::string>;
 
 const Dictionary& goodFile() {
   static const auto& file = *new Dictionary([] {
@@ -33,28 +35,45 @@ const Dictionary& goodFile() {
 }
 
 // Every place of a value, inner ones included.
-std::vector<std::string> placesOf(const Dictionary& value) {
-  std::vector<std::string> places;
-  Dictionary leaves = value.flatten();
-  for (const auto& [place, leaf] : leaves.items()) {
-    for (Pointer pointer(place); !pointer.empty(); pointer = pointer.parent_pointer()) {
-      places.push_back(pointer.to_string());
-    }
+void addPlaces(const Dictionary& value, const Place& place, std::vector<Place>& places) {
+  auto add = [&](const std::string& key, const Dictionary& inner) {
+    Place innerPlace = place;
+    innerPlace.push_back(key);
+    places.push_back(innerPlace);
+    addPlaces(inner, innerPlace, places);
+  };
+  for (const auto& [key, inner] : value.entries()) add(key, inner);
+  for (std::size_t index = 0; index < value.elements().size(); ++index) {
+    add(std::to_string(index), value.elements()[index]);
   }
-  return places;
+}
+
+Dictionary replaced(const Dictionary& value, std::span<const std::string> place, const Dictionary& replacement) {
+  if (place.empty()) return replacement;
+  if (!value.isArray()) {
+    Dictionary changed = value;
+    changed[place[0]] = replaced(value[place[0]], place.subspan(1), replacement);
+    return changed;
+  }
+  Dictionary::Array elements = value.elements();
+  Dictionary& element = elements[std::stoul(place[0])];
+  element = replaced(element, place.subspan(1), replacement);
+  return Dictionary::array(std::move(elements));
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const auto& places = *new std::vector<std::string>(placesOf(goodFile()));
+  static const auto& places = *new std::vector<Place>([] {
+    std::vector<Place> found;
+    addPlaces(goodFile(), {}, found);
+    return found;
+  }());
   if (size == 0) return 0;
   std::string_view text(reinterpret_cast<const char*>(data) + 1, size - 1);
   std::string problem;
   auto value = qrb::valueFromJSON(text, problem);
   if (!value) return 0;
-  Dictionary file = goodFile();
-  file[Pointer(places[data[0] % places.size()])] = *value;
-  fuzzing::useDictionary(file);
+  fuzzing::useDictionary(replaced(goodFile(), places[data[0] % places.size()], *value));
   return 0;
 }

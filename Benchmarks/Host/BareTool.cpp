@@ -42,7 +42,7 @@ Spawned spawn(const std::string& folder, const std::vector<std::string>& argumen
 
 }  // namespace
 
-qrb::Dictionary runBareTool(const std::string& folder, const std::vector<std::string>& arguments, int marks) {
+nlohmann::json runBareTool(const std::string& folder, const std::vector<std::string>& arguments, int marks) {
   Clock::time_point start = Clock::now();
   Spawned spawned = spawn(folder, arguments);
   static std::vector<char> buffer(std::size_t{256} << 10);

@@ -9,7 +9,7 @@
 #include "QRBSourceControlWorkspace.h"
 #include "QRBSourceControlWorkspaceBlueprint.h"
 
-qrb::Dictionary checkOutBlueprint(const std::string& file, const std::string& folder) {
+nlohmann::json checkOutBlueprint(const std::string& file, const std::string& folder) {
   auto blueprint = QRBSourceControlWorkspaceBlueprint::initWithBlueprintFile(qrb::URL::fileURL(file));
   if (blueprint == nullptr || blueprint->remoteRepositories().empty())
     throw std::runtime_error("no blueprint: " + file);

@@ -16,7 +16,7 @@ namespace transfers {
 namespace {
 
 using measuring::Clock;
-using qrb::Dictionary;
+using nlohmann::json;
 
 const QRBSourceControlSystemPtr& git() {
   static const auto system = QRBSourceControlSystem::systemWithIdentifier(QRBSourceControlGitPlugInIdentifier);
@@ -34,7 +34,7 @@ QRBSourceControlRepositoryPtr repositoryAt(const std::string& folder) {
 
 /// Starts a request with a progress block and a completion that takes the error last, and waits for its end.
 template <class Start>
-Dictionary measure(const Start& start) {
+json measure(const Start& start) {
   std::promise<std::pair<Clock::time_point, qrb::Error>> settled;
   std::atomic<int> reports = 0;
   Clock::time_point begin = Clock::now();
@@ -50,7 +50,7 @@ Dictionary measure(const Start& start) {
 
 }  // namespace
 
-Dictionary clone(const Dictionary& request) {
+json clone(const json& request) {
   bool isSubversion = request.value("system", "") == "Subversion";
   auto remote = isSubversion
                     ? remoteAt(request.at("from"),
@@ -64,14 +64,14 @@ Dictionary clone(const Dictionary& request) {
   });
 }
 
-Dictionary fetch(const Dictionary& request) {
+json fetch(const json& request) {
   auto remote = remoteAt(request.at("from"));
   auto repository = repositoryAt(request.at("folder"));
   return measure(
       [&](auto progress, auto done) { repository->downloadUpdatesFromRemoteRepository(remote, progress, done); });
 }
 
-Dictionary push(const Dictionary& request) {
+json push(const json& request) {
   auto remote = remoteAt(request.at("to"));
   auto repository = repositoryAt(request.at("folder"));
   return measure(

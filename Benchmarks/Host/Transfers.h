@@ -1,16 +1,16 @@
 #pragma once
 
-#include "Dictionary.h"
+#include <nlohmann/json_fwd.hpp>
 
 /// Requests that reach a remote repository. Each says its "wall" time from the call to the reply and how often it
 /// reported "progress".
 namespace transfers {
 
 /// From "from", an address, to "to", a path.
-qrb::Dictionary clone(const qrb::Dictionary& request);
+nlohmann::json clone(const nlohmann::json& request);
 /// "folder" has the remote at "from".
-qrb::Dictionary fetch(const qrb::Dictionary& request);
+nlohmann::json fetch(const nlohmann::json& request);
 /// The branch checked out in "folder", to "to", an address.
-qrb::Dictionary push(const qrb::Dictionary& request);
+nlohmann::json push(const nlohmann::json& request);
 
 }  // namespace transfers

@@ -26,7 +26,7 @@
 namespace {
 
 using measuring::Clock;
-using qrb::Dictionary;
+using nlohmann::json;
 using LogItems = std::vector<QRBSourceControlLogItemPtr>;
 
 const QRBSourceControlManagerPtr& manager() {
@@ -96,12 +96,12 @@ double baseRevisionOf(const QRBSourceControlWorkingCopyPtr& workingCopy) {
 }
 
 /// One request after another: how long each took, and the mean CPU time of one, launched processes included.
-Dictionary baseRevisions(const Dictionary& request) {
+json baseRevisions(const json& request) {
   auto workingCopy = workingCopyAt(request.at("folder"));
   int count = request.at("count");
   double own = measuring::ownCPU();
   double children = measuring::childrenCPU();
-  Dictionary walls = Dictionary::array();
+  json walls = json::array();
   for (int index = 0; index < count; ++index) walls.push_back(baseRevisionOf(workingCopy));
   double cpu = measuring::ownCPU() - own;
   // One may be left that was launched ahead; it ends when nothing asks for it.
@@ -110,7 +110,7 @@ Dictionary baseRevisions(const Dictionary& request) {
   return {{"walls", std::move(walls)}, {"cpu", cpu / count}};
 }
 
-Dictionary status(const Dictionary& request) {
+json status(const json& request) {
   auto workingCopy = workingCopyAt(request.at("folder"));
   double own = measuring::ownCPU();
   Latch latch(1);
@@ -133,7 +133,7 @@ Dictionary status(const Dictionary& request) {
   return {{"wall", wall}, {"host", host}, {"plugIn", cpu.plugIn}, {"git", cpu.git}, {"entries", statuses->size()}};
 }
 
-Dictionary history(const Dictionary& request) {
+json history(const json& request) {
   auto workingCopy = workingCopyAt(request.at("folder"));
   ::malloc_trim(0);
   double resident = measuring::residentBytes();
@@ -172,7 +172,7 @@ Dictionary history(const Dictionary& request) {
 }
 
 /// Many requests at once. Counting the living processes takes time of its own, so it is done only when asked for.
-Dictionary manyStatuses(const Dictionary& request) {
+json manyStatuses(const json& request) {
   auto workingCopy = workingCopyAt(request.at("folder"));
   int count = request.at("count");
   bool counts = request.value("countsProcesses", false);
@@ -207,7 +207,7 @@ Dictionary manyStatuses(const Dictionary& request) {
           {"mostProcesses", most}};
 }
 
-Dictionary blame(const Dictionary& request) {
+json blame(const json& request) {
   auto workingCopy = workingCopyAt(request.at("folder"));
   double own = measuring::ownCPU();
   Latch latch(1);
@@ -231,7 +231,7 @@ Dictionary blame(const Dictionary& request) {
           {"entries", entries}};
 }
 
-Dictionary serve(const Dictionary& request) {
+json serve(const json& request) {
   std::string what = request.at("do");
   if (what == "baseRevisions") return baseRevisions(request);
   if (what == "status") return status(request);
@@ -251,7 +251,7 @@ Dictionary serve(const Dictionary& request) {
 int main() {
   try {
     for (std::string line; std::getline(std::cin, line);) {
-      std::cout << serve(Dictionary::parse(line)).dump() << std::endl;
+      std::cout << serve(json::parse(line)).dump() << std::endl;
     }
   } catch (const std::exception& problem) {
     std::fprintf(stderr, "qrb-bench-host: %s\n", problem.what());

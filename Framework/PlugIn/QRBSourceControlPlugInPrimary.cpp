@@ -1,7 +1,6 @@
 #include "QRBSourceControlPlugInPrimary.h"
 
 #include <unistd.h>
-#include <nlohmann/json.hpp>
 
 #include "Assertion.h"
 #include "QRBSourceControlPlugInProtocol.h"

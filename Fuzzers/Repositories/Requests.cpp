@@ -1,6 +1,5 @@
 #include "Requests.h"
 
-#include <nlohmann/json.hpp>
 #include <tuple>
 
 #include "HostileCase.h"

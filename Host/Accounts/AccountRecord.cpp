@@ -94,7 +94,10 @@ void writeAccount(const QRBSourceControlAccountPtr& account, Record& record) {
         QRBSourceControlAccountSSHKeyPath, QRBSourceControlAccountAuthTypeKey, kEnabledKey}) {
     record.erase(key);
   }
-  record.update(account->dictionaryRepresentation());
+  // The kind is a number, and all else is text.
+  for (const auto& [key, value] : account->dictionaryRepresentation().entries()) {
+    record[key] = value.isInteger() ? Record(value.unsignedInteger()) : Record(value.string());
+  }
   if (!account->enabled()) record[kEnabledKey] = false;
 }
 

@@ -35,15 +35,12 @@ qrb::URL fileURLOf(const std::string& file, bool isFolder = false) {
 std::size_t privateKeysIn(const qrb::Dictionary& file) {
   constexpr const char* kSection = QRBSourceControlWorkspaceBlueprintRemoteRepositoryAuthenticationStrategiesKey;
   constexpr const char* kKeys[] = {QRBSourceControlWorkspaceBlueprintRemoteRepositoryPrivateKeyDataKey, kSection};
-  auto section = file.find(kSection);
-  if (section == file.end() || !section->is_object()) return 0;
-  auto hasKey = [&](const qrb::Dictionary& entry) {
-    return entry.is_object() && std::any_of(std::begin(kKeys), std::end(kKeys), [&](const char* key) {
-             auto text = entry.find(key);
-             return text != entry.end() && text->is_string() && !text->get_ref<const std::string&>().empty();
-           });
+  auto hasKey = [&](const auto& entry) {
+    return std::any_of(std::begin(kKeys), std::end(kKeys),
+                       [&](const char* key) { return !std::as_const(entry.second)[key].string().empty(); });
   };
-  return static_cast<std::size_t>(std::count_if(section->begin(), section->end(), hasKey));
+  const auto& section = file[kSection].entries();
+  return static_cast<std::size_t>(std::count_if(section.begin(), section.end(), hasKey));
 }
 
 bool hasCredentials(const QRBSourceControlAuthenticationStrategyPtr& strategy) {

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <nlohmann/json.hpp>
 
 #include "Log.h"
 #include "QRBSourceControl.h"
@@ -49,8 +48,8 @@ std::string excerptOf(std::string_view bytes) {
 PlugInCallback callbackOf(const qrb::Dictionary& info, const qrb::String& identifier) {
   PlugInCallback callback;
   callback.progressIdentifier = identifier;
-  auto fraction = info.is_object() ? info.find(QRBSourceControlProgressValue) : info.end();
-  if (fraction != info.end() && fraction->is_number()) callback.fraction = fraction->get<double>();
+  const qrb::Dictionary& fraction = info[QRBSourceControlProgressValue];
+  if (fraction.isNumber()) callback.fraction = fraction.real();
   return callback;
 }
 

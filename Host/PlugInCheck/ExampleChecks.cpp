@@ -1,7 +1,6 @@
 #include "ExampleChecks.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "Guarded.h"
 #include "LibraryRequest.h"
@@ -348,14 +347,11 @@ Verdict checkLocks(PlugInAtWork& work) {
 }
 
 std::string faultOfDifferences(const qrb::Dictionary& differences) {
-  auto files = differences.find("files");
-  if (!differences.is_object() || files == differences.end() || !files->is_array()) {
-    return "The dictionary has no array \"files\".";
-  }
-  for (const qrb::Dictionary& file : *files) {
+  const qrb::Dictionary& files = differences["files"];
+  if (!files.isArray()) return "The dictionary has no array \"files\".";
+  for (const qrb::Dictionary& file : files.elements()) {
     for (const char* key : {"path", "change"}) {
-      bool isText = file.is_object() && file.contains(key) && file[key].is_string();
-      if (!isText) return std::string("One of the files has no text \"") + key + "\".";
+      if (!file[key].isString()) return std::string("One of the files has no text \"") + key + "\".";
     }
   }
   return {};

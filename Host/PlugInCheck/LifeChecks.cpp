@@ -2,7 +2,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "Checks.h"
 #include "QRBSourceControl.h"

@@ -1,5 +1,3 @@
-#include <nlohmann/json.hpp>
-
 #include "Checks.h"
 #include "QRBSourceControl.h"
 #include "QRBSourceControlPlugInProtocol.h"

@@ -1,7 +1,5 @@
 #include "DiffPrinting.h"
 
-#include <nlohmann/json.hpp>
-
 #include "QRBSourceControlCancellable.h"
 #include "QRBSourceControlRepository.h"
 #include "Text.h"
@@ -12,24 +10,20 @@ namespace {
 
 using File = qrb::Dictionary;
 
-const File& filesIn(const qrb::Dictionary& dictionary) {
-  static const File none = File::array();
-  auto files = dictionary.find("files");
-  return files != dictionary.end() && files->is_array() ? *files : none;
+const File::Array& filesIn(const qrb::Dictionary& dictionary) {
+  return dictionary["files"].elements();
 }
 
 // The plug-in may be anybody's: what is missing, or something else than it should be, is left out.
-std::string textIn(const File& file, const char* key) {
-  auto found = file.find(key);
-  return found != file.end() && found->is_string() ? found->get<std::string>() : std::string();
+const std::string& textIn(const File& file, const char* key) {
+  return file[key].string();
 }
 std::uint64_t numberIn(const File& file, const char* key) {
-  auto found = file.find(key);
-  return found != file.end() && found->is_number_unsigned() ? found->get<std::uint64_t>() : 0;
+  const File& number = file[key];
+  return number.isInteger() && !number.isNegative() ? number.unsignedInteger() : 0;
 }
 bool isSet(const File& file, const char* key) {
-  auto found = file.find(key);
-  return found != file.end() && found->is_boolean() && found->get<bool>();
+  return file[key].isBoolean() && file[key].boolean();
 }
 
 JSONValue jsonOf(const File& file) {

@@ -1,9 +1,5 @@
 #include "Codec.h"
 
-#include <nlohmann/json.hpp>
-
-#include "HeldDictionary.h"
-
 namespace qrb {
 
 namespace {
@@ -39,35 +35,28 @@ Error Codec<Error>::read(ArchiveNode node) {
 }
 
 bool Codec<Dictionary>::isAbsent(const Dictionary& value) {
-  return value.is_null();
+  return value.isNull();
 }
 
 void Codec<Dictionary>::write(ArchiveWriter& writer, const Dictionary& value) {
-  switch (value.type()) {
-    case Dictionary::value_t::null:
-    case Dictionary::value_t::discarded:
+  switch (value.kind()) {
+    case Dictionary::Kind::null:
       return writer.writeNil();
-    case Dictionary::value_t::boolean:
-      return writer.writeBool(value.get<bool>());
-    case Dictionary::value_t::number_integer:
-      return writer.writeInt(value.get<std::int64_t>());
-    case Dictionary::value_t::number_unsigned:
-      return writer.writeUnsigned(value.get<std::uint64_t>());
-    case Dictionary::value_t::number_float:
-      return writer.writeDouble(value.get<double>());
-    case Dictionary::value_t::string:
-      return writer.writeString(value.get_ref<const std::string&>());
-    case Dictionary::value_t::binary: {
-      const auto& bytes = value.get_binary();
-      return writer.writeBytes({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-    }
-    case Dictionary::value_t::array:
+    case Dictionary::Kind::boolean:
+      return writer.writeBool(value.boolean());
+    case Dictionary::Kind::integer:
+      return value.isNegative() ? writer.writeInt(value.integer()) : writer.writeUnsigned(value.unsignedInteger());
+    case Dictionary::Kind::real:
+      return writer.writeDouble(value.real());
+    case Dictionary::Kind::string:
+      return writer.writeString(value.string());
+    case Dictionary::Kind::array:
       writer.writeArrayHeader(value.size());
-      for (const Dictionary& element : value) write(writer, element);
+      for (const Dictionary& element : value.elements()) write(writer, element);
       return;
-    case Dictionary::value_t::object:
+    case Dictionary::Kind::object:
       writer.writeMapHeader(value.size());
-      for (const auto& [key, element] : value.items()) {
+      for (const auto& [key, element] : value.entries()) {
         writer.writeKey(key);
         write(writer, element);
       }
@@ -80,42 +69,33 @@ namespace {
 // A key that crossed once may stand in any number of dictionaries, and here each gets a copy.
 constexpr std::size_t kMostKeyBytes = std::size_t{64} << 20;
 
-// Depth first, since only an empty container goes without memory.
-void dissolve(Dictionary& value) noexcept {
-  if (!value.is_structured()) return;
-  for (Dictionary& element : value) dissolve(element);
-  value.clear();
-}
-
-HeldDictionary readDictionary(ArchiveNode node, std::size_t& keyBytesLeft) {
+Dictionary readDictionary(ArchiveNode node, std::size_t& keyBytesLeft) {
   switch (node.kind()) {
     case ArchiveNode::Kind::nil:
       return {};
     case ArchiveNode::Kind::boolean:
-      return HeldDictionary(node.boolean());
+      return node.boolean();
     case ArchiveNode::Kind::integer:
-      return HeldDictionary(node.isNegative() ? Dictionary(node.integer()) : Dictionary(node.unsignedInteger()));
+      return node.isNegative() ? Dictionary(node.integer()) : Dictionary(node.unsignedInteger());
     case ArchiveNode::Kind::real:
-      return HeldDictionary(node.real());
+      return node.real();
     case ArchiveNode::Kind::string:
     case ArchiveNode::Kind::bytes:
-      return HeldDictionary(node.string().str());
+      return node.string().str();
     case ArchiveNode::Kind::array: {
-      HeldDictionary array(Dictionary::array());
+      Dictionary array = Dictionary::array();
       for (std::size_t index = 0; index < node.count(); ++index) {
-        HeldDictionary element = readDictionary(node.element(index), keyBytesLeft);
-        array->push_back(std::move(*element));
+        array.append(readDictionary(node.element(index), keyBytesLeft));
       }
       return array;
     }
     case ArchiveNode::Kind::map: {
-      HeldDictionary map(Dictionary::object());
+      Dictionary map = Dictionary::object();
       for (std::size_t index = 0; index < node.count(); ++index) {
         auto [key, value] = node.entry(index);
         if (key.size() > keyBytesLeft) throw ArchiveError("a dictionary with too much text for keys");
         keyBytesLeft -= key.size();
-        HeldDictionary element = readDictionary(value, keyBytesLeft);
-        (*map)[key.str()] = std::move(*element);
+        map[key.view()] = readDictionary(value, keyBytesLeft);
       }
       return map;
     }
@@ -127,21 +107,9 @@ HeldDictionary readDictionary(ArchiveNode node, std::size_t& keyBytesLeft) {
 
 }  // namespace
 
-HeldDictionary::HeldDictionary() : _value(std::make_unique<Dictionary>()) {}
-HeldDictionary::HeldDictionary(Dictionary value) : _value(std::make_unique<Dictionary>(std::move(value))) {}
-HeldDictionary::HeldDictionary(HeldDictionary&&) noexcept = default;
-HeldDictionary::~HeldDictionary() {
-  if (_value != nullptr) dissolve(*_value);
-}
-
-HeldDictionary Codec<HeldDictionary>::read(ArchiveNode node) {
-  std::size_t keyBytesLeft = kMostKeyBytes;
-  return readDictionary(node, keyBytesLeft);
-}
-
 Dictionary Codec<Dictionary>::read(ArchiveNode node) {
   std::size_t keyBytesLeft = kMostKeyBytes;
-  return std::move(*readDictionary(node, keyBytesLeft));
+  return readDictionary(node, keyBytesLeft);
 }
 
 }  // namespace qrb

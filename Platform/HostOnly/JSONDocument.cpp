@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <utility>
+#include <vector>
 
 #include "UTF8.h"
 
@@ -17,25 +19,28 @@ std::string problemAt(std::string_view text, std::size_t byte) {
          std::to_string(before.size() - lineStart + 1) + " on.";
 }
 
-// Reads a text without keeping anything of it, until something is wrong. The parser that keeps values can be told to
-// check them too, but looks through all of an array after each of its elements then.
-class LimitsCheck final : public nlohmann::json_sax<Dictionary> {
+// Makes values of what the parser tells, until something is wrong.
+class Reading final : public nlohmann::json_sax<nlohmann::json> {
  public:
-  LimitsCheck(std::string_view text, const DocumentLimits& limits) : _text(text), _limits(limits) {}
+  Reading(std::string_view text, const DocumentLimits& limits) : _text(text), _limits(limits) {}
 
   /// Empty where all is well.
   const std::string& problem() const { return _problem; }
+  Dictionary take() { return std::move(_value); }
 
-  bool null() override { return value(); }
-  bool boolean(bool) override { return value(); }
-  bool number_integer(number_integer_t) override { return value(); }
-  bool number_unsigned(number_unsigned_t) override { return value(); }
-  bool number_float(number_float_t, const string_t&) override { return value(); }
-  bool string(string_t&) override { return value(); }
-  bool binary(binary_t&) override { return value(); }
-  bool key(string_t&) override { return value(); }
-  bool start_object(std::size_t) override { return start(); }
-  bool start_array(std::size_t) override { return start(); }
+  bool null() override { return add(nullptr); }
+  bool boolean(bool value) override { return add(value); }
+  bool number_integer(number_integer_t value) override { return add(value); }
+  bool number_unsigned(number_unsigned_t value) override { return add(value); }
+  bool number_float(number_float_t value, const string_t&) override { return add(value); }
+  bool string(string_t& value) override { return add(std::move(value)); }
+  bool binary(binary_t&) override { return fail("The text holds what is no JSON."); }
+  bool key(string_t& value) override {
+    _key = std::move(value);
+    return count();
+  }
+  bool start_object(std::size_t) override { return start(Dictionary::object()); }
+  bool start_array(std::size_t) override { return start(Dictionary::array()); }
   bool end_object() override { return end(); }
   bool end_array() override { return end(); }
 
@@ -45,11 +50,25 @@ class LimitsCheck final : public nlohmann::json_sax<Dictionary> {
   }
 
  private:
-  bool value() { return ++_values <= _limits.values || fail("The text holds too many values."); }
-  bool start() { return (++_depth <= _limits.depth || fail("The text is nested too deeply.")) && value(); }
+  bool count() { return ++_values <= _limits.values || fail("The text holds too many values."); }
+  bool add(Dictionary value) {
+    put(std::move(value));
+    return count();
+  }
+  bool start(Dictionary container) {
+    if (_open.size() == _limits.depth) return fail("The text is nested too deeply.");
+    _open.push_back(&put(std::move(container)));
+    return count();
+  }
   bool end() {
-    --_depth;
+    _open.pop_back();
     return true;
+  }
+  // What is open is the last element of what holds it, which grows no more until that is closed.
+  Dictionary& put(Dictionary value) {
+    if (_open.empty()) return _value = std::move(value);
+    if (_open.back()->isArray()) return _open.back()->append(std::move(value));
+    return (*_open.back())[_key] = std::move(value);
   }
   bool fail(std::string problem) {
     _problem = std::move(problem);
@@ -59,9 +78,15 @@ class LimitsCheck final : public nlohmann::json_sax<Dictionary> {
   std::string_view _text;
   const DocumentLimits& _limits;
   std::string _problem;
-  std::size_t _depth = 0;
   std::size_t _values = 0;
+  Dictionary _value;
+  std::vector<Dictionary*> _open;
+  std::string _key;
 };
+
+std::string placeWithin(const std::string& key, const std::string& place) {
+  return "\"" + key + "\"" + (place.empty() ? "" : " " + place);
+}
 
 }  // namespace
 
@@ -70,12 +95,12 @@ std::optional<Dictionary> valueFromJSON(std::string_view text, std::string& prob
     problem = "The text is too large.";
     return std::nullopt;
   }
-  LimitsCheck check(text, limits);
-  if (!Dictionary::sax_parse(text.begin(), text.end(), &check)) {
-    problem = check.problem();
+  Reading reading(text, limits);
+  if (!nlohmann::json::sax_parse(text.begin(), text.end(), &reading)) {
+    problem = reading.problem();
     return std::nullopt;
   }
-  return Dictionary::parse(text.begin(), text.end());
+  return reading.take();
 }
 
 std::optional<std::string> jsonFromValue(const Dictionary& value, std::string& problem) {
@@ -83,21 +108,19 @@ std::optional<std::string> jsonFromValue(const Dictionary& value, std::string& p
     problem = "The text at " + *place + " is not UTF-8, and JSON has no way to hold it.";
     return std::nullopt;
   }
-  return value.dump(2) + "\n";
+  return value.jsonText(2) + "\n";
 }
 
 std::optional<std::string> placeOfTextThatFails(const Dictionary& value, bool (*test)(std::string_view)) {
-  if (value.is_string()) {
-    return test(value.get_ref<const std::string&>()) ? std::nullopt : std::optional<std::string>("");
-  }
-  if (!value.is_structured()) return std::nullopt;
+  if (!test(value.string())) return "";
   std::size_t index = 0;
-  for (auto entry = value.begin(); entry != value.end(); ++entry, ++index) {
-    bool keyIsFine = !value.is_object() || test(entry.key());
-    auto place = keyIsFine ? placeOfTextThatFails(*entry, test) : std::optional<std::string>("");
-    if (!place) continue;
-    std::string key = value.is_object() ? replacingInvalidUTF8(entry.key()) : std::to_string(index);
-    return "\"" + key + "\"" + (place->empty() ? "" : " " + *place);
+  for (const Dictionary& element : value.elements()) {
+    if (auto place = placeOfTextThatFails(element, test)) return placeWithin(std::to_string(index), *place);
+    ++index;
+  }
+  for (const auto& [key, element] : value.entries()) {
+    if (!test(key)) return placeWithin(replacingInvalidUTF8(key), "");
+    if (auto place = placeOfTextThatFails(element, test)) return placeWithin(replacingInvalidUTF8(key), *place);
   }
   return std::nullopt;
 }

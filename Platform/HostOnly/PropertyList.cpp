@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "JSONDocument.h"
 #include "PropertyListBoundsPrivate.h"
@@ -52,7 +51,7 @@ Dictionary arrayOf(plist_t node) {
     plist_t value = nullptr;
     plist_array_next_item(node, place, &value);
     if (value == nullptr) return array;
-    array.push_back(valueOf(value));
+    array.append(valueOf(value));
   }
 }
 
@@ -87,33 +86,33 @@ Dictionary valueOf(plist_t node) {
 }
 
 List listOf(const Dictionary& value) {
-  switch (value.type()) {
-    case Dictionary::value_t::boolean:
-      return List(plist_new_bool(value.get<bool>() ? 1 : 0));
-    case Dictionary::value_t::number_integer:
-    case Dictionary::value_t::number_unsigned:
-      return List(plist_new_uint(value.get<std::uint64_t>()));
-    case Dictionary::value_t::number_float:
-      return List(plist_new_real(value.get<double>()));
-    case Dictionary::value_t::string:
-      return List(plist_new_string(value.get_ref<const std::string&>().c_str()));
-    case Dictionary::value_t::array: {
+  switch (value.kind()) {
+    case Dictionary::Kind::null:
+      return nullptr;
+    case Dictionary::Kind::boolean:
+      return List(plist_new_bool(value.boolean() ? 1 : 0));
+    case Dictionary::Kind::integer:
+      return List(plist_new_uint(value.unsignedInteger()));
+    case Dictionary::Kind::real:
+      return List(plist_new_real(value.real()));
+    case Dictionary::Kind::string:
+      return List(plist_new_string(value.string().c_str()));
+    case Dictionary::Kind::array: {
       List array(plist_new_array());
-      for (const Dictionary& element : value) {
+      for (const Dictionary& element : value.elements()) {
         if (List item = listOf(element)) plist_array_append_item(array.get(), item.release());
       }
       return array;
     }
-    case Dictionary::value_t::object: {
+    case Dictionary::Kind::object: {
       List dictionary(plist_new_dict());
-      for (const auto& [key, element] : value.items()) {
+      for (const auto& [key, element] : value.entries()) {
         if (List item = listOf(element)) plist_dict_set_item(dictionary.get(), key.c_str(), item.release());
       }
       return dictionary;
     }
-    default:
-      return nullptr;
   }
+  return nullptr;
 }
 
 // A carriage return could be written, but readers of XML make a line feed of it.

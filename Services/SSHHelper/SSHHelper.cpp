@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <nlohmann/json.hpp>
 #include <string>
 
 #include "FileSystem.h"
@@ -80,7 +79,7 @@ Result<qrb::Dictionary> readKnownHosts() {
     return systemError(errno, qrb::format(qrb::localized("The file “%@” could not be read."), {String(path)}));
   }
   for (const auto& [host, fingerprints] : parseSSHKnownHosts(*text)) {
-    hosts[host] = fingerprints;
+    hosts[host] = qrb::Dictionary::array({fingerprints.begin(), fingerprints.end()});
   }
   return hosts;
 }

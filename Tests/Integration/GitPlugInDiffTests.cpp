@@ -1,5 +1,4 @@
 #include <filesystem>
-#include <nlohmann/json.hpp>
 
 #include "GitPlugInTesting.h"
 #include "LongHistoryTesting.h"
@@ -26,7 +25,7 @@ class GitDiff : public GitPlugInTest {
     EXPECT_FALSE(error) << error.description();
     std::map<std::string, Dictionary> files;
     if (error) return files;
-    for (const Dictionary& file : diff["files"]) files[file["path"].get<std::string>()] = file;
+    for (const Dictionary& file : diff["files"].elements()) files[file["path"].string()] = file;
     return files;
   }
   static QRBSourceControlRevisionLocationPtr at(const QRBSourceControlRevisionPtr& revision) {
@@ -45,25 +44,25 @@ class GitDiff : public GitPlugInTest {
   };
   static Texts textsOf(const Dictionary& diff) {
     auto text = [](const Dictionary& file, const char* key, const char* fallback) {
-      return file.contains(key) ? file[key].get<std::string>() : std::string(fallback);
+      return file.contains(key) ? file[key].string() : fallback;
     };
     std::map<std::string, std::string> letters{{"modified", "M"}, {"added", "A"},  {"deleted", "D"},
                                                {"renamed", "R"},  {"copied", "C"}, {"type-changed", "T"}};
     std::string zeros(40, '0');
     Texts texts;
-    for (const Dictionary& file : diff["files"]) {
-      std::string path = file["path"].get<std::string>();
+    for (const Dictionary& file : diff["files"].elements()) {
+      std::string path = file["path"].string();
       std::string original = text(file, "originalPath", "");
-      std::string similarity = original.empty() ? "" : std::to_string(file["similarity"].get<int>());
+      std::string similarity = original.empty() ? "" : std::to_string(file["similarity"].integer());
       std::string paths = original.empty() ? path : original + '\0' + path;
       texts.raw += ":" + text(file, "oldMode", "000000") + " " + text(file, "newMode", "000000") + " " +
                    text(file, "oldObject", zeros.c_str()) + " " + text(file, "newObject", zeros.c_str()) + " " +
-                   letters.at(file["change"].get<std::string>()) +
+                   letters.at(file["change"].string()) +
                    (similarity.empty() ? "" : std::string(3 - similarity.size(), '0') + similarity) + '\0' + paths +
                    '\0';
-      bool isBinary = file["isBinary"].get<bool>();
-      texts.counts += (isBinary ? "-" : std::to_string(file["additions"].get<int>())) + "\t" +
-                      (isBinary ? "-" : std::to_string(file["deletions"].get<int>())) + "\t" +
+      bool isBinary = file["isBinary"].boolean();
+      texts.counts += (isBinary ? "-" : std::to_string(file["additions"].integer())) + "\t" +
+                      (isBinary ? "-" : std::to_string(file["deletions"].integer())) + "\t" +
                       (original.empty() ? "" : std::string(1, '\0')) + paths + '\0';
       texts.patch += text(file, "patch", "left out");
     }
@@ -142,7 +141,7 @@ TEST_F(GitDiff, uncommittedChangesCompareBothWays) {
   ASSERT_EQ(reversed.size(), 3u);
   EXPECT_EQ(reversed.at("changed")["deletions"], 1);
   EXPECT_EQ(reversed.at("deleted")["change"], "added");
-  EXPECT_THAT(reversed.at("changed")["patch"].get<std::string>(), HasSubstr("diff --git a/changed b/changed\n"));
+  EXPECT_THAT(reversed.at("changed")["patch"].string(), HasSubstr("diff --git a/changed b/changed\n"));
 }
 
 TEST_F(GitDiff, anEnormousPatchIsLeftOutAndSaysSo) {
@@ -155,11 +154,11 @@ TEST_F(GitDiff, anEnormousPatchIsLeftOutAndSaysSo) {
   repository.write("small", "2\n");
   repository.commit("two");
   auto files = filesOf(repository.root(), at("HEAD^"), at("HEAD"));
-  EXPECT_TRUE(files.at("large")["isPatchLeftOut"].get<bool>());
+  EXPECT_TRUE(files.at("large")["isPatchLeftOut"].boolean());
   EXPECT_FALSE(files.at("large").contains("patch"));
-  EXPECT_EQ(files.at("large")["additions"].get<std::size_t>(),
+  EXPECT_EQ(files.at("large")["additions"].unsignedInteger(),
             static_cast<std::size_t>(std::count(large.begin(), large.end(), '\n')));
-  EXPECT_THAT(files.at("small")["patch"].get<std::string>(), HasSubstr("+2\n"));
+  EXPECT_THAT(files.at("small")["patch"].string(), HasSubstr("+2\n"));
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <nlohmann/json.hpp>
-
 #include "GitWorkTesting.h"
 
 // What the plug-in does to files, seen with git itself and on disk.

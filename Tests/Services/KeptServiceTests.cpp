@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <nlohmann/json.hpp>
-
 #include "Log.h"
 #include "ProcessReaper.h"
 #include "QRBSourceControlError.h"

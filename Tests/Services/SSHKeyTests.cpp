@@ -6,8 +6,6 @@
 #include "RunProgram.h"
 #include "ServiceTesting.h"
 
-#include <nlohmann/json.hpp>
-
 namespace qrb::test {
 namespace {
 
@@ -190,12 +188,12 @@ TEST_F(SSHKeyTest, TheKnownHostsAreThoseOfTheUsersFile) {
   std::ofstream(home() + "/.ssh/known_hosts", std::ios::app) << "example.net " << textOf(home() + "/.ssh/host.pub");
   auto [hosts, error] = ask();
   ASSERT_FALSE(error) << error.description();
-  EXPECT_EQ(hosts.size(), 2u) << hosts.dump();
+  EXPECT_EQ(hosts.size(), 2u) << hosts;
   std::string shown = run({"ssh-keygen", "-l", "-f", home() + "/.ssh/host.pub"}).output;
-  for (const auto& [host, fingerprints] : hosts.items()) {
+  for (const auto& [host, fingerprints] : hosts.entries()) {
     EXPECT_TRUE(host == "example.net" || host.starts_with("|1|")) << host;
     ASSERT_EQ(fingerprints.size(), 1u);
-    EXPECT_THAT(shown, HasSubstr(fingerprints[0].get<std::string>()));
+    EXPECT_THAT(shown, HasSubstr(fingerprints.elements()[0].string()));
   }
 }
 

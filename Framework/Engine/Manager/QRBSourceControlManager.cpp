@@ -4,7 +4,6 @@
 #include <cctype>
 
 #include "Assertion.h"
-#include "HeldDictionary.h"
 #include "Localization.h"
 #include "ProcessReaper.h"
 #include "QRBSourceControlConstants.h"
@@ -204,13 +203,13 @@ void QRBSourceControlManager::resumePlugInConnection(const ServiceConnectionPtr&
     namespace Callback = QRBSourceControlPlugInCallbackProtocol;
     if (call.identifier) throw qrb::ArchiveError("a request where only callbacks are served");
     if (call.method == Callback::incrementalLogStatus.selector) {
-      using Values = std::tuple<LogItems, qrb::HeldDictionary, String>;
+      using Values = std::tuple<LogItems, qrb::Dictionary, String>;
       auto [items, info, identifier] = qrb::readValues<Values>(call.arguments);
-      incrementalLogStatus(items, *info, resolvedProgressIdentifier(identifier, weak));
+      incrementalLogStatus(items, info, resolvedProgressIdentifier(identifier, weak));
     } else if (call.method == Callback::progressStatus.selector) {
-      using Values = std::tuple<std::int64_t, qrb::HeldDictionary, String>;
+      using Values = std::tuple<std::int64_t, qrb::Dictionary, String>;
       auto [status, info, identifier] = qrb::readValues<Values>(call.arguments);
-      progressStatus(status, *info, resolvedProgressIdentifier(identifier, weak));
+      progressStatus(status, info, resolvedProgressIdentifier(identifier, weak));
     } else {
       throw qrb::ArchiveError("an unknown callback");
     }
@@ -265,16 +264,12 @@ QRBSourceControlProxy QRBSourceControlManager::remoteProxyObjectForSourceControl
 namespace {
 
 double progressFraction(const qrb::Dictionary& info) {
-  if (!info.is_object()) return 0;
-  auto value = info.find(QRBSourceControlProgressValue);
-  return value != info.end() && value->is_number() ? value->get<double>() : 0;
+  return info[QRBSourceControlProgressValue].real();
 }
 
 String progressText(std::int64_t status, const qrb::Dictionary& info) {
-  if (info.is_object()) {
-    auto text = info.find(QRBSourceControlProgressHumanReadableString);
-    if (text != info.end() && text->is_string()) return text->get<std::string>();
-  }
+  const qrb::Dictionary& text = info[QRBSourceControlProgressHumanReadableString];
+  if (text.isString()) return text.string();
   switch (static_cast<QRBSourceControlProgressStatus>(status)) {
     case QRBSourceControlProgressStatus::authenticating:
       return qrb::localized("Authenticating…");

@@ -1,7 +1,5 @@
 #include "QRBSourceControlAccount.h"
 
-#include <nlohmann/json.hpp>
-
 #include "KeyedArchiver.h"
 #include "KeyedUnarchiver.h"
 #include "Localization.h"

@@ -1,7 +1,5 @@
 #include "QRBSourceControlSingleRepositoryAccount.h"
 
-#include <nlohmann/json.hpp>
-
 #include "Localization.h"
 #include "QRBSourceControlRemoteRepository.h"
 #include "QRBSourceControlSystem.h"

@@ -3,8 +3,6 @@
 // Every class that may cross to a plug-in or back. For sources that send or take in messages: an archive's allow-lists
 // are made from complete types.
 
-#include <nlohmann/json.hpp>
-
 #include "QRBSourceControlAuthor.h"
 #include "QRBSourceControlBlameItem.h"
 #include "QRBSourceControlBranch.h"

@@ -1,7 +1,5 @@
 #include "QRBSourceControlBranch.h"
 
-#include <nlohmann/json.hpp>
-
 #include "KeyedArchiver.h"
 #include "KeyedUnarchiver.h"
 #include "PathString.h"

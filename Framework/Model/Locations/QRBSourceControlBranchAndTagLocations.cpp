@@ -1,7 +1,5 @@
 #include "QRBSourceControlBranchAndTagLocations.h"
 
-#include <nlohmann/json.hpp>
-
 #include "KeyedArchiver.h"
 #include "KeyedUnarchiver.h"
 #include "Localization.h"
@@ -42,7 +40,7 @@ QRBSourceControlBranchAndTagLocationsPtr QRBSourceControlBranchAndTagLocations::
 
 QRBSourceControlBranchAndTagLocationsPtr QRBSourceControlBranchAndTagLocations::initWithDictionary(
     const qrb::Dictionary& dictionary) {
-  if (!dictionary.is_object()) return nullptr;
+  if (!dictionary.isObject()) return nullptr;
   auto pathForKey = [&](const char* key) { return qrb::detail::stringForKey(dictionary, key); };
   return locationsWithPrimaryBranchPath(pathForKey(QRBSourceControlWorkingCopyRepositoryPrimaryBranchLocationKey),
                                         pathForKey(QRBSourceControlWorkingCopyRepositoryBranchesLocationKey),

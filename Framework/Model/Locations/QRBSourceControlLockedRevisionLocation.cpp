@@ -1,7 +1,5 @@
 #include "QRBSourceControlLockedRevisionLocation.h"
 
-#include <nlohmann/json.hpp>
-
 #include "KeyedUnarchiver.h"
 #include "Localization.h"
 #include "QRBSourceControlRevision.h"

@@ -1,7 +1,5 @@
 #include "QRBSourceControlTag.h"
 
-#include <nlohmann/json.hpp>
-
 #include "KeyedArchiver.h"
 #include "KeyedUnarchiver.h"
 #include "QRBSourceControlBranchAndTagLocations.h"

@@ -1,6 +1,5 @@
 #include "QRBSourceControlWorkingCopy.h"
 
-#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "KeyedArchiver.h"
@@ -175,9 +174,9 @@ void QRBSourceControlWorkingCopy::encodeWithCoder(qrb::KeyedArchiver& coder) con
 }
 
 std::uint64_t qrbscm_statusValue(const qrb::Dictionary& number) {
-  if (number.is_number_integer()) return number.get<std::uint64_t>();
-  if (!number.is_number_float()) return 0;
-  double value = number.get<double>();
+  if (number.isInteger()) return number.unsignedInteger();
+  if (!number.isReal()) return 0;
+  double value = number.real();
   // Written so that what is not a number fails too: converting what does not fit is undefined.
   bool fits = value > -1.0 && value < 0x1p64;
   return fits ? static_cast<std::uint64_t>(value) : 0;

@@ -1,4 +1,3 @@
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -34,20 +33,20 @@ Problem within(std::string_view place, Problem problem) {
 // Kinds of values
 
 bool isText(const Dictionary& value) {
-  return value.is_string();
+  return value.isString();
 }
 
 bool isNonEmptyText(const Dictionary& value) {
-  return value.is_string() && !value.get_ref<const std::string&>().empty();
+  return value.isString() && !value.string().empty();
 }
 
 // A boolean is a number too, as it is in property lists.
 bool isNumber(const Dictionary& value) {
-  return value.is_number() || value.is_boolean();
+  return value.isNumber() || value.isBoolean();
 }
 
 bool isWholeNumber(const Dictionary& value) {
-  return value.is_number_unsigned() || (value.is_number_integer() && value.get<std::int64_t>() >= 0);
+  return value.isInteger() && !value.isNegative();
 }
 
 bool isTrueNumber(const Dictionary& value) {
@@ -55,7 +54,7 @@ bool isTrueNumber(const Dictionary& value) {
 }
 
 bool isDictionary(const Dictionary& value) {
-  return value.is_object();
+  return value.isObject();
 }
 
 enum class Presence { needed, optional };
@@ -73,9 +72,9 @@ constexpr const char* kTrueNumber = "true; it is left out where it is not";
 
 template <std::size_t count>
 Problem problemByRules(const Dictionary& entry, const Rule (&rules)[count]) {
-  if (!entry.is_object()) return "The entry must be a dictionary.";
+  if (!entry.isObject()) return "The entry must be a dictionary.";
   for (const Rule& rule : rules) {
-    const Dictionary* value = valueForKey(entry, rule.key);
+    const Dictionary* value = entry.find(rule.key);
     if (value == nullptr && rule.presence == Presence::needed) return inQuotes(rule.key) + " is missing.";
     if (value != nullptr && !rule.test(*value)) return mustBe(rule.key, rule.what);
   }
@@ -84,7 +83,7 @@ Problem problemByRules(const Dictionary& entry, const Rule (&rules)[count]) {
 
 bool namesClassOf(const Dictionary& value, const ClassInfo& base) {
   if (!isNonEmptyText(value)) return false;
-  const ClassInfo* named = ClassInfo::named(value.get_ref<const std::string&>());
+  const ClassInfo* named = ClassInfo::named(value.string());
   return named != nullptr && named->isKindOf(base);
 }
 
@@ -225,17 +224,17 @@ const Form& legacyForm() {
 class Validator {
  public:
   Validator(const Form& form, const Dictionary& file) : _form(form), _file(file) {
-    for (const Dictionary& entry : arrayForKey(file, form.repositoriesKey)) {
-      const Dictionary* identifier = valueForKey(entry, form.identifierKey);
-      if (identifier != nullptr && identifier->is_string()) _listed.insert(identifier->get_ref<const std::string&>());
+    for (const Dictionary& entry : file[form.repositoriesKey].elements()) {
+      const Dictionary* identifier = entry.find(form.identifierKey);
+      if (identifier != nullptr && identifier->isString()) _listed.insert(identifier->string());
     }
   }
 
   Problem problem() const {
     // The repositories come first, since the other keys are checked against what is listed here.
-    const Dictionary* repositories = valueForKey(_file, _form.repositoriesKey);
+    const Dictionary* repositories = _file.find(_form.repositoriesKey);
     if (Problem found = repositories == nullptr ? std::nullopt : problemOfRepositories(*repositories)) return found;
-    for (const auto& [key, value] : _file.items()) {
+    for (const auto& [key, value] : _file.entries()) {
       if (Problem found = problemOfKey(key, value)) return found;
     }
     return std::nullopt;
@@ -244,7 +243,7 @@ class Validator {
  private:
   Problem problemOfKey(const std::string& key, const Dictionary& value) const {
     if (key == _form.primaryKey) {
-      bool isListed = value.is_string() && repoExists(value.get_ref<const std::string&>());
+      bool isListed = value.isString() && repoExists(value.string());
       return isListed ? std::nullopt : mustBe(key, "the identifier of a repository that is listed");
     }
     for (const Rule& rule : _form.rules) {
@@ -257,9 +256,9 @@ class Validator {
   }
 
   Problem problemOfRepositories(const Dictionary& value) const {
-    if (!value.is_array()) return mustBe(_form.repositoriesKey, "an array of dictionaries");
+    if (!value.isArray()) return mustBe(_form.repositoriesKey, "an array of dictionaries");
     for (std::size_t index = 0; index < value.size(); ++index) {
-      Problem found = _form.validateRepository(value[index]);
+      Problem found = _form.validateRepository(value.elements()[index]);
       if (found) return within(std::string(_form.repositoriesKey) + "[" + std::to_string(index) + "]", found);
     }
     return std::nullopt;
@@ -267,7 +266,7 @@ class Validator {
 
   Problem problemOfSection(const Dictionary& value, const Section& section) const {
     if (!isDictionary(value)) return "The value must be a dictionary.";
-    for (const auto& [identifier, entry] : value.items()) {
+    for (const auto& [identifier, entry] : value.entries()) {
       if (!repoExists(identifier)) return "No repository is listed under " + inQuotes(identifier) + ".";
       if (Problem found = section.validateEntry(entry)) return within(identifier, found);
     }

@@ -1,4 +1,3 @@
-#include <nlohmann/json.hpp>
 
 #include "BlueprintFormsPrivate.h"
 #include "FileSystem.h"

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <utility>
 #include <vector>
 
@@ -98,7 +97,7 @@ class Writer {
   }
 
   void add(const std::string& key, const RemotePtr& repository) {
-    _repositories.push_back(repositoryEntry(*repository, key, _options));
+    _repositories.append(repositoryEntry(*repository, key, _options));
     if (String path = _blueprint.workingCopyPathForRemoteRepository(repository)) _paths[key] = path.str();
     if (const auto* state = _blueprint.workingCopyStates()->find(repository)) _states[key] = *state;
     if (auto layout = _blueprint.branchAndTagLocationsForRemoteRepository(repository)) {
@@ -106,7 +105,7 @@ class Writer {
     }
     if (auto location = _blueprint.locationForRemoteRepository(repository)) {
       Dictionary entry = locationEntry(*location, _options);
-      if (!entry.is_null()) _locations[key] = std::move(entry);
+      if (!entry.isNull()) _locations[key] = std::move(entry);
     }
     if (writesAuthentication(_options))
       _strategies[key] = writeStrategy(repository->authenticationStrategy(), _options);
@@ -174,21 +173,21 @@ QRBSourceControlRevisionLocationPtr readLocation(const Dictionary& entry) {
 class Reader {
  public:
   Reader(const Dictionary& file, const URL& sshKeyDirectory)
-      : _strategies(sectionForKey(file, kStrategiesKey)),
-        _paths(sectionForKey(file, QRBSourceControlWorkspaceBlueprintWorkingCopyPathsKey)),
-        _states(sectionForKey(file, QRBSourceControlWorkspaceBlueprintWorkingCopyStatesKey)),
-        _repositoryLocations(sectionForKey(file, QRBSourceControlWorkspaceBlueprintWorkingCopyRepositoryLocationsKey)),
-        _locations(sectionForKey(file, QRBSourceControlWorkspaceBlueprintLocationsKey)),
-        _saysWhatIsTrusted(valueForKey(file, kStrategiesKey) != nullptr),
+      : _strategies(file[kStrategiesKey]),
+        _paths(file[QRBSourceControlWorkspaceBlueprintWorkingCopyPathsKey]),
+        _states(file[QRBSourceControlWorkspaceBlueprintWorkingCopyStatesKey]),
+        _repositoryLocations(file[QRBSourceControlWorkspaceBlueprintWorkingCopyRepositoryLocationsKey]),
+        _locations(file[QRBSourceControlWorkspaceBlueprintLocationsKey]),
+        _saysWhatIsTrusted(file.find(kStrategiesKey) != nullptr),
         _sshKeyDirectory(sshKeyDirectory) {}
 
   BlueprintContents read(const Dictionary& file) {
     _contents.identifier = textForKey(file, QRBSourceControlWorkspaceBlueprintIdentifierKey);
     _contents.name = textForKey(file, QRBSourceControlWorkspaceBlueprintNameKey);
-    _contents.favorite = isTrue(valueForKey(file, QRBSourceControlWorkspaceBlueprintFavoriteStatusKey));
+    _contents.favorite = isTrue(file.find(QRBSourceControlWorkspaceBlueprintFavoriteStatusKey));
     _contents.relativePathToProject = textForKey(file, QRBSourceControlWorkspaceBlueprintRelativePathToProjectKey);
     String primary = textForKey(file, QRBSourceControlWorkspaceBlueprintPrimaryRemoteRepositoryKey);
-    for (const Dictionary& entry : arrayForKey(file, kRepositoriesKey)) {
+    for (const Dictionary& entry : file[kRepositoriesKey].elements()) {
       String identifier = textForKey(entry, kIdentifierKey);
       RemotePtr repository = readRepository(entry, identifier);
       if (repository == nullptr) continue;
@@ -209,7 +208,7 @@ class Reader {
       _contents.leftOut.emplace_back(identifier.valueOr("?").str() + reason);
       return nullptr;
     }
-    const Dictionary* authentication = identifier ? valueForKey(_strategies, identifier.view()) : nullptr;
+    const Dictionary* authentication = identifier ? _strategies.find(identifier.view()) : nullptr;
     auto strategy = readStrategy(authentication == nullptr ? _noEntry : *authentication, url, _sshKeyDirectory);
     auto repository = QRBSourceControlRemoteRepository::initWithURLUnsavedAuthenticationStrategy(
         url, primaryIdentifier(identifier), secondaryIdentifier(identifier), system, strategy);
@@ -220,20 +219,20 @@ class Reader {
   void readTrust(const Dictionary& entry, QRBSourceControlRemoteRepository& repository) const {
     if (String fingerprint = textForKey(entry, kFingerprintKey)) repository.setTrustedServerFingerprint(fingerprint);
     // Where the file says nothing of trust at all, the repository stays as strict as any new one.
-    bool isEnforced = isTrue(valueForKey(entry, kEnforceKey));
-    bool isOnlyTrusted = isTrue(valueForKey(entry, kSelfSignedKey));
+    bool isEnforced = isTrue(entry.find(kEnforceKey));
+    bool isOnlyTrusted = isTrue(entry.find(kSelfSignedKey));
     if (_saysWhatIsTrusted || isEnforced || isOnlyTrusted) repository.setEnforceTrustedServerFingerprint(isEnforced);
   }
 
   void readSections(const RemotePtr& repository, const String& identifier) {
     if (!identifier) return;
     if (String path = textForKey(_paths, identifier.view())) _contents.paths->set(repository, path);
-    const Dictionary* state = valueForKey(_states, identifier.view());
-    if (state != nullptr && state->is_number()) _contents.states->set(repository, qrbscm_statusValue(*state));
-    if (const Dictionary* entry = valueForKey(_locations, identifier.view())) {
+    const Dictionary* state = _states.find(identifier.view());
+    if (state != nullptr && state->isNumber()) _contents.states->set(repository, qrbscm_statusValue(*state));
+    if (const Dictionary* entry = _locations.find(identifier.view())) {
       if (auto location = readLocation(*entry)) _contents.locations->set(repository, location);
     }
-    if (const Dictionary* entry = valueForKey(_repositoryLocations, identifier.view())) {
+    if (const Dictionary* entry = _repositoryLocations.find(identifier.view())) {
       auto layout = QRBSourceControlBranchAndTagLocations::initWithDictionary(*entry);
       if (layout != nullptr) _contents.repositoryLocations->set(repository, layout);
     }

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "BlueprintFormsPrivate.h"
 #include "QRBSourceControlError.h"
@@ -16,7 +15,7 @@ constexpr std::uint64_t kLeastLegacyVersion = 110;
 constexpr std::int64_t kInvalidBlueprint = -400;
 
 bool hasVersion(const Dictionary& dictionary, const char* key, std::uint64_t least) {
-  const Dictionary* version = valueForKey(dictionary, key);
+  const Dictionary* version = dictionary.find(key);
   return version != nullptr && qrbscm_statusValue(*version) >= least;
 }
 
@@ -52,32 +51,13 @@ QRBSourceControlSystemPtr SystemLookup::systemWithIdentifier(const String& ident
   return system;
 }
 
-const Dictionary* valueForKey(const Dictionary& dictionary, std::string_view key) {
-  if (!dictionary.is_object()) return nullptr;
-  auto entry = dictionary.find(key);
-  return entry == dictionary.end() ? nullptr : &*entry;
-}
-
-const Dictionary& sectionForKey(const Dictionary& dictionary, const char* key) {
-  static const auto& empty = *new Dictionary(Dictionary::object());
-  const Dictionary* section = valueForKey(dictionary, key);
-  return section != nullptr && section->is_object() ? *section : empty;
-}
-
-const Dictionary& arrayForKey(const Dictionary& dictionary, const char* key) {
-  static const auto& empty = *new Dictionary(Dictionary::array());
-  const Dictionary* array = valueForKey(dictionary, key);
-  return array != nullptr && array->is_array() ? *array : empty;
-}
-
 String textForKey(const Dictionary& dictionary, std::string_view key) {
-  const Dictionary* value = valueForKey(dictionary, key);
-  return value != nullptr && value->is_string() ? String(value->get_ref<const std::string&>()) : String();
+  const Dictionary* value = dictionary.find(key);
+  return value != nullptr && value->isString() ? String(value->string()) : String();
 }
 
 bool isTrue(const Dictionary* value) {
-  if (value == nullptr) return false;
-  return value->is_boolean() ? value->get<bool>() : value->is_number() && value->get<double>() != 0;
+  return value != nullptr && value->boolean();
 }
 
 void setText(Dictionary& dictionary, const char* key, const String& text) {

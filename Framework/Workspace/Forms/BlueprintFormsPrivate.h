@@ -65,12 +65,6 @@ class SystemLookup {
   StringMap<QRBSourceControlSystemPtr> _known;
 };
 
-/// A dictionary inside another, or an empty one.
-const Dictionary& sectionForKey(const Dictionary& dictionary, const char* key);
-/// An array inside a dictionary, or an empty one.
-const Dictionary& arrayForKey(const Dictionary& dictionary, const char* key);
-/// The value, or null.
-const Dictionary* valueForKey(const Dictionary& dictionary, std::string_view key);
 String textForKey(const Dictionary& dictionary, std::string_view key);
 /// Whether it is true, or a number other than 0.
 bool isTrue(const Dictionary* value);

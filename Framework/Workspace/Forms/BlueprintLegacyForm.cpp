@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "BlueprintFormsPrivate.h"
 #include "BlueprintIdentityPrivate.h"
@@ -44,18 +43,18 @@ constexpr const char* kTagsKey = QRBSourceControlLegacyWorkspaceTagsLocationKey;
 class LegacyReader {
  public:
   explicit LegacyReader(const Dictionary& file)
-      : _roots(sectionForKey(file, kRootsKey)),
-        _origins(sectionForKey(file, kOriginsKey)),
-        _installPaths(sectionForKey(file, kInstallPathsKey)),
-        _required(sectionForKey(file, kRequiredKey)),
+      : _roots(file[kRootsKey]),
+        _origins(file[kOriginsKey]),
+        _installPaths(file[kInstallPathsKey]),
+        _required(file[kRequiredKey]),
         _primary(textForKey(file, kPrimaryKey)) {}
 
   BlueprintContents read(const Dictionary& file) {
     _contents.identifier = textForKey(file, kBlueprintIdentifierKey);
-    _contents.favorite = isTrue(valueForKey(file, kFavoriteKey));
+    _contents.favorite = isTrue(file.find(kFavoriteKey));
     _contents.name = textForKey(file, kBlueprintNameKey);
     _contents.relativePathToProject = textForKey(file, kProjectPathKey);
-    const Dictionary& configurations = arrayForKey(file, kConfigurationsKey);
+    const Dictionary::Array& configurations = file[kConfigurationsKey].elements();
     _primaryInstallPath = textUnder(_primary, _installPaths);
     for (const Dictionary& configuration : configurations) {
       if (isPrimary(configuration)) _primaryName = textForKey(configuration, kNameKey);
@@ -89,7 +88,7 @@ class LegacyReader {
         url, primaryIdentifier(identifier), secondaryIdentifier(identifier), system);
     if (isPrimary(configuration)) _contents.primary = repository;
     if (String path = workingCopyPath(configuration, identifier)) _contents.paths->set(repository, path);
-    bool isRequired = identifier && isTrue(valueForKey(_required, identifier.view()));
+    bool isRequired = identifier && isTrue(_required.find(identifier.view()));
     _contents.states->set(repository, isRequired ? kRequiredState : 0);
     if (auto layout = layoutOf(configuration)) _contents.repositoryLocations->set(repository, layout);
     std::string_view subpath = origin.view();
@@ -173,7 +172,7 @@ class LegacyWriter {
     }
     file[kFavoriteKey] = _blueprint.favorite();
     addPrimary(file);
-    file[kConfigurationsKey] = std::move(_configurations);
+    file[kConfigurationsKey] = Dictionary::array(std::move(_configurations));
     file[kRootsKey] = std::move(_roots);
     file[kOriginsKey] = std::move(_origins);
     file[kInstallPathsKey] = std::move(_installPaths);
@@ -223,8 +222,8 @@ class LegacyWriter {
     file[kPrimaryKey] = keyOf(primary);
     String folder = _blueprint.workingCopyPathForRemoteRepository(primary);
     if (folder.empty()) return;
-    for (const auto& path : _installPaths) {
-      const auto& text = path.get_ref<const std::string&>();
+    for (const auto& [key, path] : _installPaths.entries()) {
+      const std::string& text = path.string();
       if (text.starts_with(folder.view()) && qrbscm_stringByStandardizingRelativePath(text) != text) return;
     }
     _installPaths[keyOf(primary)] = folder.str();
@@ -232,7 +231,7 @@ class LegacyWriter {
 
   const Blueprint& _blueprint;
   const std::uint64_t _options;
-  Dictionary _configurations = Dictionary::array();
+  Dictionary::Array _configurations;
   Dictionary _roots = Dictionary::object();
   Dictionary _origins = Dictionary::object();
   Dictionary _installPaths = Dictionary::object();

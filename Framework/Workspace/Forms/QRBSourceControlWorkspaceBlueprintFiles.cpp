@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cerrno>
-#include <nlohmann/json.hpp>
 #include <system_error>
 
 #include "BlueprintFormsPrivate.h"
@@ -36,7 +35,7 @@ void tellOfFile(qrb::Error* slot, const std::string& path, const char* whatFaile
 
 std::optional<qrb::Dictionary> onlyDictionary(std::optional<qrb::Dictionary> value, const std::string& problem,
                                               qrb::Error* error) {
-  if (value && value->is_object()) return value;
+  if (value && value->isObject()) return value;
   tell(error, value ? "A blueprint is a dictionary, and this is none." : problem);
   return std::nullopt;
 }

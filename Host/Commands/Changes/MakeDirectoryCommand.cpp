@@ -1,5 +1,3 @@
-#include <nlohmann/json.hpp>
-
 #include "FileRequest.h"
 #include "QRBSourceControlCancellable.h"
 

@@ -1,5 +1,3 @@
-#include <nlohmann/json.hpp>
-
 #include "Command.h"
 #include "DiffPrinting.h"
 #include "LocationFinder.h"

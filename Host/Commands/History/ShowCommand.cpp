@@ -1,5 +1,4 @@
 #include <cerrno>
-#include <nlohmann/json.hpp>
 
 #include "Command.h"
 #include "DiffPrinting.h"

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "GitDiscarding.h"
@@ -49,10 +48,9 @@ GitOutcome resolveConflicts(const GitTool& tool, const std::string& root, const 
 
 /// "posixPermissions" among the attributes of a new folder.
 std::optional<mode_t> permissionsIn(const qrb::Dictionary& attributes) {
-  if (!attributes.is_object()) return std::nullopt;
-  auto found = attributes.find("posixPermissions");
-  if (found == attributes.end() || !found->is_number_integer()) return std::nullopt;
-  return static_cast<mode_t>(found->get<std::int64_t>() & 07777);
+  const qrb::Dictionary& permissions = attributes["posixPermissions"];
+  return permissions.isInteger() ? std::optional(static_cast<mode_t>(permissions.unsignedInteger() & 07777))
+                                 : std::nullopt;
 }
 
 GitOutcome makeDirectory(const std::string& root, const qrb::String& path, bool withIntermediateDirectories,

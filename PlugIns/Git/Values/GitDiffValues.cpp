@@ -1,7 +1,5 @@
 #include "GitDiffValues.h"
 
-#include <nlohmann/json.hpp>
-
 #include "GitChange.h"
 #include "QRBSourceControlStatusValues.h"
 
@@ -53,7 +51,7 @@ qrb::Dictionary gitDiffDictionary(const GitDiffSide& from, const GitDiffSide& ag
   for (GitDiffFile& file : files) {
     additions += file.additions;
     deletions += file.deletions;
-    entries.push_back(dictionaryOf(file));
+    entries.append(dictionaryOf(file));
   }
   dictionary["files"] = std::move(entries);
   dictionary["additions"] = additions;

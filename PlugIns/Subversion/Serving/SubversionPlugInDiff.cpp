@@ -1,4 +1,3 @@
-#include <nlohmann/json.hpp>
 
 #include "QRBSourceControlError.h"
 #include "QRBSourceControlRepository.h"

@@ -1,5 +1,4 @@
 #include <filesystem>
-#include <nlohmann/json.hpp>
 
 #include "FilePaths.h"
 #include "QRBSourceControlError.h"
@@ -139,8 +138,7 @@ void SubversionPlugIn::createDirectory(const qrb::String& path, bool withInterme
                                        const qrb::Dictionary& attributes,
                                        const QRBSourceControlWorkingCopyPtr& inWorkingCopy,
                                        Completion<> completionBlock) {
-  auto permissions = attributes.is_object() ? attributes.find("posixPermissions") : attributes.end();
-  bool hasPermissions = attributes.is_object() && permissions != attributes.end() && permissions->is_number_integer();
+  const qrb::Dictionary& permissions = attributes["posixPermissions"];
   completionBlock(changeFiles({path}, inWorkingCopy, [&](SubversionSession& session, const auto& paths) {
     SubversionInfo known;
     std::error_code error;
@@ -150,8 +148,8 @@ void SubversionPlugIn::createDirectory(const qrb::String& path, bool withInterme
     if (!withIntermediateDirectories || !isKnownFolder) {
       failure = session.client().makeFolders(paths.front(), withIntermediateDirectories);
     }
-    if (!failure && hasPermissions) {
-      fs::permissions(paths.front(), static_cast<fs::perms>(permissions->template get<unsigned>() & 07777), error);
+    if (!failure && permissions.isInteger()) {
+      fs::permissions(paths.front(), static_cast<fs::perms>(permissions.unsignedInteger() & 07777), error);
     }
     return session.errorFor(failure);
   }));

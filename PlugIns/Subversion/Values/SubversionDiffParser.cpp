@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <nlohmann/json.hpp>
 #include <unordered_map>
 
 #include "QRBSourceControlStatusValues.h"
@@ -224,7 +223,7 @@ qrb::Dictionary subversionDiffDictionary(long from, long against, std::vector<Su
     additions += file.additions;
     deletions += file.deletions;
     auto difference = known.find(file.path);
-    entries.push_back(dictionaryOf(std::move(file), difference == known.end() ? nullptr : difference->second));
+    entries.append(dictionaryOf(std::move(file), difference == known.end() ? nullptr : difference->second));
   }
   dictionary["files"] = std::move(entries);
   dictionary["additions"] = additions;

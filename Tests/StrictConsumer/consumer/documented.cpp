@@ -3,8 +3,6 @@
 #include <QRBSourceControl/QRBSourceControl.h>
 #include <qrb/Secrecy.h>
 
-#include <nlohmann/json.hpp>
-
 namespace {
 
 // A plug-in and an address book are made by deriving from these.

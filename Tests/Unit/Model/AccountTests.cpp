@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <nlohmann/json.hpp>
 #include <thread>
 #include <vector>
 

@@ -1,8 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
-
 #include "ModelTesting.h"
 #include "QRBSourceControlBranch.h"
 #include "QRBSourceControlBranchAndTagLocations.h"
@@ -82,7 +80,7 @@ TEST(LocationDictionaries, OfAnyContentAreReadWithoutFailing) {
                              {"QRBSourceControlPathIdentifierKey", Dictionary::array()},
                              {kRevisionKey, 12}}};
   for (const Dictionary& dictionary : odd) {
-    SCOPED_TRACE(dictionary.dump());
+    SCOPED_TRACE(dictionary.jsonText());
     EXPECT_EQ(Branch::initWithDictionary(dictionary), nullptr);
     EXPECT_EQ(Tag::initWithDictionary(dictionary), nullptr);
     EXPECT_EQ(Path::initWithDictionary(dictionary), nullptr);

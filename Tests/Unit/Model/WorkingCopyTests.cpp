@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <nlohmann/json.hpp>
 
 #include "ModelTesting.h"
 #include "QRBSourceControlBranch.h"

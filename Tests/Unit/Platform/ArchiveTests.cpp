@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
 #include <random>
 
 #include "ArchiveReader.h"
@@ -274,9 +273,14 @@ TEST(ArchiveTest, AlteredBytesNeverDoWorseThanBeRefused) {
 }
 
 TEST(ArchiveTest, PlainDictionariesAndErrorsComeBack) {
-  Dictionary dictionary = {{"n", nullptr},           {"b", true},        {"i", -5},
-                           {"u", ~std::uint64_t{0}}, {"d", 1.5},         {"s", "\xc3\xa4"},
-                           {"a", {1, "x", nullptr}}, {"o", {{"k", "v"}}}};
+  Dictionary dictionary = {{"n", nullptr},
+                           {"b", true},
+                           {"i", -5},
+                           {"u", ~std::uint64_t{0}},
+                           {"d", 1.5},
+                           {"s", "\xc3\xa4"},
+                           {"a", Dictionary::array({1, "x", nullptr})},
+                           {"o", {{"k", "v"}}}};
   Error error("domain", -602, {{"key", String("value")}}, Error("behind", 2));
   std::string bytes;
   ArchiveWriterTables writerTables;

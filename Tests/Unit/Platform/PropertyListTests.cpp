@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 #include <plist/plist.h>
 
-#include <nlohmann/json.hpp>
-
 namespace qrb {
 namespace {
 
@@ -55,11 +53,11 @@ std::string arrayOf(const std::vector<std::uint16_t>& references) {
 }
 
 TEST(PropertyLists, SurviveXMLWhateverTheirTextsAre) {
-  Dictionary value = {
-      {"text", {"", " spaces ", "\n\ttab\n", "<&>\"']]>", "\xc3\x9c \xf0\x9f\x98\x80 e\xcc\x81", "&amp;"}},
-      {"<key> & \xc3\x9c", {{"true", true}, {"false", false}}},
-      {"numbers", {0, 1, 18446744073709551615u, 1.5}},
-      {"empty", {{"array", Dictionary::array()}, {"object", Dictionary::object()}}}};
+  Dictionary value = {{"text", Dictionary::array({"", " spaces ", "\n\ttab\n", "<&>\"']]>",
+                                                  "\xc3\x9c \xf0\x9f\x98\x80 e\xcc\x81", "&amp;"})},
+                      {"<key> & \xc3\x9c", {{"true", true}, {"false", false}}},
+                      {"numbers", Dictionary::array({0, 1, 18446744073709551615u, 1.5})},
+                      {"empty", {{"array", Dictionary::array()}, {"object", Dictionary::object()}}}};
   std::string problem;
   auto text = propertyListFromValue(value, problem);
   ASSERT_TRUE(text) << problem;
@@ -78,8 +76,10 @@ TEST(PropertyLists, AreReadInBinaryToo) {
   std::uint32_t size = 0;
   plist_to_bin(list, &bytes, &size);
   plist_free(list);
-  Dictionary expected = {
-      {"a", "\xc3\x9c \xf0\x9f\x98\x80"}, {"b", std::vector<int>(300, 7)}, {"c", true}, {"d", nullptr}};
+  Dictionary expected = {{"a", "\xc3\x9c \xf0\x9f\x98\x80"},
+                         {"b", Dictionary::array(Dictionary::Array(300, 7))},
+                         {"c", true},
+                         {"d", nullptr}};
   EXPECT_EQ(read(std::string_view(bytes, size)), expected);
   for (std::uint32_t cut = 0; cut < size; ++cut) EXPECT_EQ(read(std::string_view(bytes, cut)), std::nullopt) << cut;
   plist_to_bin_free(bytes);

@@ -255,7 +255,7 @@ TEST_F(BlueprintMerging, ACopyWithoutAuthenticationHasNoSecretAndKeepsTheTrust) 
   BlueprintPtr original = sample();
   original->addRemoteRepository(remote("https://bob:hunter2@x/y.git", "URL"), "y");
   BlueprintPtr copy = original->copyWithoutAuthentication();
-  std::string everything = everythingOf(*copy).dump();
+  std::string everything = everythingOf(*copy).jsonText();
   for (const char* secret : {"s3cret", "PRIVATE KEY", "hunter2"}) {
     EXPECT_EQ(everything.find(secret), std::string::npos) << secret;
   }
@@ -266,7 +266,7 @@ TEST_F(BlueprintMerging, ACopyWithoutAuthenticationHasNoSecretAndKeepsTheTrust) 
     EXPECT_EQ(repository->trustedServerFingerprint(),
               original->remoteRepositories()[place]->trustedServerFingerprint());
   }
-  EXPECT_NE(everythingOf(*original).dump().find("s3cret"), std::string::npos);
+  EXPECT_NE(everythingOf(*original).jsonText().find("s3cret"), std::string::npos);
 }
 
 }  // namespace

@@ -32,11 +32,8 @@ Dictionary entry(const char* identifier, const char* url, const char* system = k
   return {{kIdentifierKey, identifier}, {kURLKey, url}, {kSystemKey, system}};
 }
 
-Dictionary fileOf(std::initializer_list<Dictionary> entries) {
-  Dictionary file = {{kVersionKey, 204}};
-  file[kRepositoriesKey] = Dictionary::array();
-  for (const Dictionary& element : entries) file[kRepositoriesKey].push_back(element);
-  return file;
+Dictionary fileOf(const Dictionary::Array& entries) {
+  return {{kVersionKey, 204}, {kRepositoriesKey, Dictionary::array(entries)}};
 }
 
 TEST_F(BlueprintReading, TheVersionSaysWhichFormIsReadIfAny) {
@@ -62,7 +59,7 @@ TEST_F(BlueprintReading, TheVersionSaysWhichFormIsReadIfAny) {
                                          {file({{kVersionKey, 202}, {kLegacyVersionKey, 111}}), "current"},
                                          {file(Dictionary::object()), nullptr},
                                          {Dictionary::array(), nullptr}}) {
-    SCOPED_TRACE(c.file.dump());
+    SCOPED_TRACE(c.file.jsonText());
     Error error;
     auto blueprint = Blueprint::initWithDictionary(c.file, {}, &error);
     ASSERT_EQ(blueprint != nullptr, c.name != nullptr);
@@ -115,9 +112,9 @@ TEST_F(BlueprintReading, AFileThatCannotBeReadIsNamed) {
 TEST_F(BlueprintReading, RepositoriesThatCannotBeBuiltAreLeftOutAndNamed) {
   Dictionary file = fileOf({entry("1", "https://x/b"), entry("2", ""), entry("3", "https://x/\x01"),
                             entry("4", "https://x/a", "org.example.unknown"), entry("5", "git@x:c")});
-  file[kRepositoriesKey].push_back("no dictionary");
-  file[kRepositoriesKey].push_back({{kIdentifierKey, "6"}, {kURLKey, 17}, {kSystemKey, kGit}});
-  file[kRepositoriesKey].push_back({{kURLKey, "https://x/d"}, {kSystemKey, kGit}});
+  file[kRepositoriesKey].append("no dictionary");
+  file[kRepositoriesKey].append({{kIdentifierKey, "6"}, {kURLKey, 17}, {kSystemKey, kGit}});
+  file[kRepositoriesKey].append({{kURLKey, "https://x/d"}, {kSystemKey, kGit}});
   auto blueprint = Blueprint::initWithDictionary(file);
   ASSERT_NE(blueprint, nullptr);
   EXPECT_THAT(URLsOf(blueprint), ElementsAre("https://x/b", "git@x:c", "https://x/d"));
@@ -199,7 +196,7 @@ TEST_F(BlueprintKeys, LeaveNothingBehindWhereTheyCannotBeWrittenOrUsed) {
 
   EXPECT_EQ(strategyOf(Blueprint::initWithDictionary(file("https://x/lib"), keyFolder())), nullptr);
   Dictionary halved = file();
-  halved[kStrategiesKey]["K"].erase(QRBSourceControlWorkspaceBlueprintRemoteRepositoryPublicKeyDataKey);
+  halved[kStrategiesKey]["K"].remove(QRBSourceControlWorkspaceBlueprintRemoteRepositoryPublicKeyDataKey);
   EXPECT_FALSE(strategyOf(Blueprint::initWithDictionary(halved, keyFolder()))->privateKeyFile());
 
   for (const auto& found : std::filesystem::recursive_directory_iterator(folder.path())) {
@@ -224,20 +221,21 @@ Dictionary configuration(const char* identifier, const char* name, const char* s
 }
 
 TEST_F(BlueprintReading, TheLegacyFormIsReadByItsRules) {
-  Dictionary file = {{kLegacyVersionKey, 110},
-                     {"IDESourceControlProjectWCCIdentifier", "P+++1"},
-                     {"IDESourceControlProjectWCConfigurations",
-                      {configuration("L+++2", "Core"), configuration("P+++1", "MyProject"),
-                       configuration("O+++3", "Origin", "public.vcs.git"), configuration("N+++4", "No URL"),
-                       configuration("U+++5", "Unknown", "public.vcs.unknown")}},
-                     {"IDESourceControlProjectRepositoryRootDictionary",
-                      {{"P+++1", "https://x/p"}, {"L+++2", "https://x/l"}, {"U+++5", "https://x/u"}}},
-                     {"IDESourceControlProjectOriginsDictionary",
-                      {{"P+++1", "https://x/p/trunk/Sources"}, {"L+++2", "https://y/elsewhere"}, {"O+++3", "git@x:o"}}},
-                     {"IDESourceControlProjectRelativeInstallPathDictionary",
-                      {{"P+++1", "Project"}, {"L+++2", "Project/../Libraries/Core"}, {"O+++3", "Other//Place"}}},
-                     {"IDESourceControlProjectRequiredConfigurationsDictionary", {{"P+++1", true}, {"L+++2", false}}}};
-  file["IDESourceControlProjectWCConfigurations"][0]["IDESourceControlRepositoryTagsRelativeLocationKey"] = "labels";
+  Dictionary core = configuration("L+++2", "Core");
+  core["IDESourceControlRepositoryTagsRelativeLocationKey"] = "labels";
+  Dictionary file = {
+      {kLegacyVersionKey, 110},
+      {"IDESourceControlProjectWCCIdentifier", "P+++1"},
+      {"IDESourceControlProjectWCConfigurations",
+       Dictionary::array({core, configuration("P+++1", "MyProject"), configuration("O+++3", "Origin", "public.vcs.git"),
+                          configuration("N+++4", "No URL"), configuration("U+++5", "Unknown", "public.vcs.unknown")})},
+      {"IDESourceControlProjectRepositoryRootDictionary",
+       {{"P+++1", "https://x/p"}, {"L+++2", "https://x/l"}, {"U+++5", "https://x/u"}}},
+      {"IDESourceControlProjectOriginsDictionary",
+       {{"P+++1", "https://x/p/trunk/Sources"}, {"L+++2", "https://y/elsewhere"}, {"O+++3", "git@x:o"}}},
+      {"IDESourceControlProjectRelativeInstallPathDictionary",
+       {{"P+++1", "Project"}, {"L+++2", "Project/../Libraries/Core"}, {"O+++3", "Other//Place"}}},
+      {"IDESourceControlProjectRequiredConfigurationsDictionary", {{"P+++1", true}, {"L+++2", false}}}};
   auto blueprint = Blueprint::initWithDictionary(file);
   ASSERT_NE(blueprint, nullptr);
   EXPECT_THAT(blueprint->leftOutOnReading(),

@@ -54,7 +54,7 @@ TEST_F(BlueprintRoundTrip, AnonymousAddressesHaveNoPasswordWhateverThatIsMadeOf)
   auto blueprint = Blueprint::init();
   blueprint->addRemoteRepository(remote("https://bob:s3cr!t@x/y.git", "URL"), "y");
   for (std::uint64_t form : {0x0, int{QRBSourceControlWorkspaceBlueprintLegacyForm}}) {
-    std::string written = blueprint->dictionaryRepresentationWithOptions(form | 0x2).dump();
+    std::string written = blueprint->dictionaryRepresentationWithOptions(form | 0x2).jsonText();
     EXPECT_NE(written.find("https://x/y.git"), std::string::npos) << written;
     EXPECT_EQ(written.find("s3cr!t"), std::string::npos) << written;
   }
@@ -100,7 +100,7 @@ TEST_F(BlueprintRoundTrip, TrustIsWrittenByTheRule) {
     repository->setTrustedServerFingerprint(c.fingerprint);
     Dictionary file =
         Blueprint::initWithSingleRemoteRepository(repository)->dictionaryRepresentationWithOptions(c.options);
-    const Dictionary& entry = file[QRBSourceControlWorkspaceBlueprintRemoteRepositoriesKey][0];
+    const Dictionary& entry = file[QRBSourceControlWorkspaceBlueprintRemoteRepositoriesKey].elements()[0];
     std::string found;
     if (entry.contains(QRBSourceControlWorkspaceBlueprintRemoteRepositoryEnforceTrustCertFingerprintKey)) found += "E";
     if (entry.contains(QRBSourceControlWorkspaceBlueprintRemoteRepositoryTrustSelfSignedCertKey)) found += "T";

@@ -109,6 +109,14 @@ inline BlueprintPtr sampleBlueprint(const TemporaryDirectory& keys) {
   return blueprint;
 }
 
+/// The same value in the form whose places can be named by paths, and back.
+inline nlohmann::json jsonOf(const Dictionary& dictionary) {
+  return nlohmann::json::parse(dictionary.jsonText());
+}
+inline Dictionary dictionaryOf(const nlohmann::json& value) {
+  return Blueprint::dictionaryFromJSONData(value.dump()).value();
+}
+
 /// Everything that a file can hold of the blueprint, secrets and the texts of key files included, in its own order.
 inline Dictionary everythingOf(const Blueprint& blueprint) {
   return blueprint.dictionaryRepresentationWithOptions(kAllCurrentOptions);

@@ -3,9 +3,10 @@
 namespace qrb::test {
 namespace {
 
+using nlohmann::json;
 using testing::HasSubstr;
 using testing::Not;
-using Pointer = Dictionary::json_pointer;
+using Pointer = json::json_pointer;
 
 using BlueprintValidation = BlueprintTest;
 
@@ -19,16 +20,16 @@ const std::string kLocation = kPrefix + "LocationsKey/AAAA1111+++1000001";
 // A change that makes a good file bad: another value at a place, or, with none, nothing there.
 struct Fault {
   std::string place;
-  std::optional<Dictionary> value;
+  std::optional<json> value;
 };
 
 // The error says where by the last part of the place, unless that is only a position or an identifier.
-void expectFaults(const Dictionary& good, const std::vector<Fault>& faults) {
+void expectFaults(const json& good, const std::vector<Fault>& faults) {
   Error none;
-  ASSERT_TRUE(Blueprint::validateDictionary(good, &none)) << none.description();
+  ASSERT_TRUE(Blueprint::validateDictionary(dictionaryOf(good), &none)) << none.description();
   for (const Fault& fault : faults) {
     SCOPED_TRACE(fault.place + (fault.value ? " = " + fault.value->dump() : " missing"));
-    Dictionary bad = good;
+    json bad = good;
     Pointer place(fault.place);
     if (fault.value) {
       bad[place] = *fault.value;
@@ -36,20 +37,20 @@ void expectFaults(const Dictionary& good, const std::vector<Fault>& faults) {
       bad[place.parent_pointer()].erase(place.back());
     }
     Error error;
-    EXPECT_FALSE(Blueprint::validateDictionary(bad, &error));
+    EXPECT_FALSE(Blueprint::validateDictionary(dictionaryOf(bad), &error));
     EXPECT_EQ(error.code(), -400);
     EXPECT_THAT(error.localizedDescription(), HasSubstr(fault.place.substr(1, fault.place.find('/', 1) - 1)));
     bool isKey = place.back().ends_with("Key");
     EXPECT_THAT(error.localizedDescription(), HasSubstr(isKey ? place.back() : ""));
     EXPECT_THAT(error.description(), Not(HasSubstr("s3cret")));
     // What is not valid may still be loaded, and never harms.
-    Blueprint::initWithDictionary(bad);
+    Blueprint::initWithDictionary(dictionaryOf(bad));
   }
 }
 
 TEST_F(BlueprintValidation, RefusesAWrongValueOfAnyKeyAndNamesTheKey) {
-  Dictionary good = everythingOf(*sample());
-  const Dictionary object = Dictionary::object();
+  json good = jsonOf(everythingOf(*sample()));
+  const json object = json::object();
   expectFaults(good, {
                          {kPrefix + "IdentifierKey", ""},
                          {kPrefix + "NameKey", ""},
@@ -65,23 +66,23 @@ TEST_F(BlueprintValidation, RefusesAWrongValueOfAnyKeyAndNamesTheKey) {
                          {kRepository + "IdentifierKey", ""},
                          {kRepository + "URLKey", ""},
                          {kRepository + "URLKey", {}},
-                         {kRepository + "SystemKey", Dictionary(7)},
+                         {kRepository + "SystemKey", json(7)},
                          {kRepository + "SystemKey", {}},
                          {kRepository + "TrustedCertFingerprintKey", ""},
                          {kRepository + "TrustSelfSignedCertKey", false},
                          {kRepository + "TrustSelfSignedCertKey", 0},
                          {kRepository + "TrustSelfSignedCertKey", "1"},
                          {kRepository + "EnforceTrustCertFingerprintKey", false},
-                         {kPrefix + "RemoteRepositoryAuthenticationStrategiesKey", Dictionary::array()},
+                         {kPrefix + "RemoteRepositoryAuthenticationStrategiesKey", json::array()},
                          {kPrefix + "RemoteRepositoryAuthenticationStrategiesKey/nobody", object},
                          {kStrategy + "AuthenticationTypeKey", {}},
                          {kStrategy + "AuthenticationTypeKey", ""},
                          {kStrategy + "AuthenticationTypeKey", "NoSuchClass"},
                          {kStrategy + "AuthenticationTypeKey", "QRBSourceControlBranch"},
                          {kStrategy + "UsernameKey", 5},
-                         {kStrategy + "PasswordKey", Dictionary::array({"s3cret"})},
+                         {kStrategy + "PasswordKey", json::array({"s3cret"})},
                          {kStrategy + "PublicKeyDataKey", false},
-                         {kStrategy + "PrivateKeyDataKey", Dictionary::object({{"s3cret", "s3cret"}})},
+                         {kStrategy + "PrivateKeyDataKey", json::object({{"s3cret", "s3cret"}})},
                          {kLocation, "x"},
                          {kLocation + "/QRBSourceControlWorkspaceBlueprintLocationTypeKey", ""},
                          {kLocation + "/QRBSourceControlWorkspaceBlueprintLocationTypeKey", "QRBSourceControlRevision"},
@@ -100,7 +101,7 @@ TEST_F(BlueprintValidation, RefusesAWrongValueOfAnyKeyAndNamesTheKey) {
 }
 
 TEST_F(BlueprintValidation, RefusesAWrongValueOfAnyKeyOfTheLegacyFormToo) {
-  Dictionary good = sample()->dictionaryRepresentationWithOptions(0x1);
+  json good = jsonOf(sample()->dictionaryRepresentationWithOptions(0x1));
   std::string configuration = "/IDESourceControlProjectWCConfigurations/1/";
   expectFaults(good, {
                          {"/IDESourceControlProjectVersion", 109},
@@ -109,7 +110,7 @@ TEST_F(BlueprintValidation, RefusesAWrongValueOfAnyKeyOfTheLegacyFormToo) {
                          {"/IDESourceControlProjectPath", ""},
                          {"/IDESourceControlProjectFavoriteDictionaryKey", "yes"},
                          {"/IDESourceControlProjectWCCIdentifier", "nobody"},
-                         {"/IDESourceControlProjectWCConfigurations", Dictionary::object()},
+                         {"/IDESourceControlProjectWCConfigurations", json::object()},
                          {configuration + "IDESourceControlWCCIdentifierKey", {}},
                          {configuration + "IDESourceControlWCCName", 5},
                          {configuration + "IDESourceControlRepositoryExtensionIdentifierKey", ""},
@@ -123,7 +124,7 @@ TEST_F(BlueprintValidation, RefusesAWrongValueOfAnyKeyOfTheLegacyFormToo) {
 }
 
 TEST_F(BlueprintValidation, LeavesOpenWhatMayBeMissingAndIgnoresWhatItDoesNotKnow) {
-  Dictionary file = everythingOf(*sample());
+  json file = jsonOf(everythingOf(*sample()));
   file["Unknown"] = {1, 2};
   file[Pointer(kRepository + "Unknown")] = nullptr;
   file[Pointer(kLocation)].erase("QRBSourceControlWorkspaceBlueprintLocationTypeKey");
@@ -132,7 +133,7 @@ TEST_F(BlueprintValidation, LeavesOpenWhatMayBeMissingAndIgnoresWhatItDoesNotKno
     file.erase(kPrefix.substr(1) + key);
   }
   Error error;
-  EXPECT_TRUE(Blueprint::validateDictionary(file, &error)) << error.description();
+  EXPECT_TRUE(Blueprint::validateDictionary(dictionaryOf(file), &error)) << error.description();
   EXPECT_TRUE(Blueprint::validateDictionary({{QRBSourceControlWorkspaceBlueprintVersion, 202}}));
   EXPECT_FALSE(Blueprint::validateDictionary({{QRBSourceControlWorkspaceBlueprintVersion, 201}}));
   EXPECT_FALSE(Blueprint::validateDictionary(Dictionary::array(), &error));
