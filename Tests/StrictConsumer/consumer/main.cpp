@@ -1,6 +1,6 @@
-// What a host does with the installed library, besides its requests: it takes over log, programming errors and main
-// thread, keeps objects as bytes, and completes a log item. Its argument is a Git working copy with a commit.
-#include <QRBSourceControl/QRBSourceControl.h>
+// What a host does with the installed library: it takes over log, programming errors and main
+// thread, keeps objects as bytes, and completes a log item; and each of its requests. Its arguments are a Git working
+// copy with a commit, and a folder that it may fill. Under the name of a plug-in, it is one.
 #include <qrb/Version.h>
 
 #include <condition_variable>
@@ -9,7 +9,7 @@
 #include <future>
 #include <mutex>
 
-#include "documented.h"
+#include "consumer.h"
 
 #if QRB_VERSION < QRB_MAKE_VERSION(0, 1, 0) || QRB_VERSION_MAJOR > 0
 #error "This program was written for versions from 0.1 on, below 1.0."
@@ -18,12 +18,6 @@
 namespace {
 
 int failures = 0;
-
-void expect(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "not so: %s\n", what);
-  ++failures;
-}
 
 // Functions for the main thread, which waits for them.
 class Loop {
@@ -113,13 +107,30 @@ void completeLogItem(const char* path) {
 
 }  // namespace
 
-int main(int, char** argv) {
+void expect(bool holds, const std::string& what) {
+  if (holds) return;
+  std::fprintf(stderr, "not so: %s\n", what.c_str());
+  ++failures;
+}
+
+void expectSuccess(const qrb::Error& error, const std::string& what) {
+  expect(!error, what + (error ? ": " + error.description() : ""));
+}
+
+int main(int argumentCount, char** argv) {
+  if (argumentCount < 3) return servePlugIn();
+
   takeOverLogAndAssertions();
   keepAsBytes();
-  useWhatIsDocumented(expect);
+  usePlatform();
+  const std::string folder = argv[2];
+  installPlugIn(folder + "/plug-ins");
   const std::size_t systems = countSystems();
   expect(systems > 0, "there is a source control system");
+  useModel(folder);
   completeLogItem(argv[1]);
+  useRequests(argv[1], folder);
+  usePlugIn(folder + "/plug-ins");
   qrb::endUnusedServices();
   expect(qrb::awaitEndsOfServices(std::chrono::seconds(10)), "every process has ended");
   std::printf("%zu source control systems, library %s\n", systems, QRB_VERSION_STRING);

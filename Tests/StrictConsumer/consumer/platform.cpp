@@ -1,17 +1,8 @@
-#include "documented.h"
+#include "consumer.h"
 
-#include <QRBSourceControl/QRBSourceControl.h>
 #include <qrb/Secrecy.h>
 
-namespace {
-
-// A plug-in and an address book are made by deriving from these.
-class PlugIn final : public QRBSourceControlPlugInPrimary {};
-
-}  // namespace
-
-// Called, as a host would, where that asks for no process.
-void useWhatIsDocumented(void (*expect)(bool holds, const char* what)) {
+void usePlatform() {
   expect(qrb::URL::fileURL("/a").absoluteString() == "file:///a", "a path is a URL");
   qrb::ServiceDirectories::registerDirectory("/nonexistent");
   expect(qrb::ServiceDirectories::directories().size() == 2, "a folder of services is registered");
@@ -27,16 +18,17 @@ void useWhatIsDocumented(void (*expect)(bool holds, const char* what)) {
   const qrb::SecretText held(secret);
   qrb::wipe(secret);
   expect(held.view() == "secret" && secret.empty(), "a secret is held and wiped");
-  expect(!QRBSourceControlStatusWords(1).empty(), "a status has words");
-  auto manager = QRBSourceControlManager::sharedInstance();
-  manager->setDiscoveryTimeLimit(std::chrono::seconds(30));
-  auto observer = manager->observeServiceFailures([](const QRBSourceControlServiceFailure&) {});
-  QRBSourceControlAccount::registerAccountManager(nullptr);
-  qrb::Error problem;
-  expect(!QRBSourceControlWorkspaceBlueprint::validateDictionary(qrb::Dictionary(), &problem) && problem,
-         "what is no blueprint is refused");
   qrb::drainServiceOutput();
+  int called = 0;
+  qrb::on([](auto function) { function(); }, [&called](int number) { called = number; })(7);
+  expect(called == 7, "a callback runs where it is to");
   qrb::runOnMainThread([] {});
   expect(qrb::drainMainQueue() == 1, "a host without an executor drains the main queue");
-  expect(std::make_shared<PlugIn>() != nullptr, "a plug-in can be made");
+  qrb::Dictionary dictionary = {{"list", qrb::Dictionary::array({1, "x"})}, {"gone", nullptr}};
+  expect(dictionary.remove("gone") && dictionary.find("gone") == nullptr, "a dictionary loses a key");
+  expect(dictionary.jsonText() == R"({"list":[1,"x"]})", "a dictionary is written in JSON");
+  qrb::Error error("domain", -7, {{QRBSourceControlSSHFingerprint, qrb::String("F")}}, qrb::Error("behind", 2));
+  expect(error.domain() == "domain" && error.code() == -7 && error.cause().code() == 2 &&
+             !error.localizedDescription().empty() && error.userInfo(QRBSourceControlSSHFingerprint) == "F",
+         "an error has parts");
 }
