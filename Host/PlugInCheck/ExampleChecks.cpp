@@ -342,7 +342,7 @@ Verdict checkLocks(PlugInAtWork& work) {
   auto values = askLibrary<qrb::Dictionary>(work, verdict, [&](auto completion) {
     return manager().listLocksOfWorkingCopy(work.workingCopy, false, completion);
   });
-  bool isDictionary = !values || std::get<0>(*values).is_object();
+  bool isDictionary = !values || std::get<0>(*values).isObject();
   return isDictionary ? verdict : Verdict::wrong("The locks are no dictionary.");
 }
 

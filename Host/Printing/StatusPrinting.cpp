@@ -45,21 +45,18 @@ std::string joinedWords(std::uint64_t status) {
 
 /// Null where nothing is known of a lock.
 const qrb::Dictionary* lockOf(const StatusLocks& locks, const qrb::String& path) {
-  auto found = locks.find(path.str());
-  return locks.is_object() && found != locks.end() && found->is_object() ? &*found : nullptr;
-}
-
-std::string textOf(const qrb::Dictionary& lock, const char* key) {
-  auto found = lock.find(key);
-  return found != lock.end() && found->is_string() ? found->get<std::string>() : std::string();
+  const qrb::Dictionary* found = locks.find(path.view());
+  return found != nullptr && found->isObject() ? found : nullptr;
 }
 
 JSONValue jsonOfLock(const qrb::Dictionary& lock) {
   JSONValue json;
-  for (const char* key : {"owner", "comment"}) json[key] = textOf(lock, key);
-  auto created = lock.find("created");
-  if (created != lock.end() && created->is_number_integer()) {
-    json["created"] = isoDate(qrb::Date(std::chrono::seconds(created->get<std::int64_t>())));
+  for (const char* key : {"owner", "comment"}) json[key] = lock[key].string();
+  const qrb::Dictionary& created = lock["created"];
+  // Until the end of the year 9999: what is later is no date that anybody can read.
+  constexpr std::uint64_t latest = 253402300799;
+  if (created.isInteger() && !created.isNegative() && created.unsignedInteger() <= latest) {
+    json["created"] = isoDate(qrb::Date(std::chrono::seconds(created.integer())));
   }
   return json;
 }
@@ -114,8 +111,8 @@ void writeStatus(Output& output, const StatusEntries& entries, const std::string
     bool isFolder = (status & QRBSourceControlStatusDirectory) != 0 && !path.view().ends_with('/');
     output.write(displayPath(isFolder ? path.str() + "/" : path.str()));
     if (const auto* lock = lockOf(locks, path)) {
-      std::string comment = textOf(*lock, "comment");
-      output.write("  (locked by " + displayText(textOf(*lock, "owner")) +
+      const std::string& comment = (*lock)["comment"].string();
+      output.write("  (locked by " + displayText((*lock)["owner"].string()) +
                    (comment.empty() ? "" : ": " + displayText(comment.substr(0, comment.find('\n')))) + ")");
     }
     output.write("\n");

@@ -1,5 +1,3 @@
-#include <nlohmann/json.hpp>
-
 #include "QRBSourceControlStatusValues.h"
 #include "StatusCollector.h"
 #include "SubversionPlugIn.h"
