@@ -4,7 +4,6 @@
 #include <string>
 
 #include "Guard.h"
-#include "PrivateFolder.h"
 
 /// A folder for the library's temporary files, which goes with this object, or with the process where that is killed.
 /// The library finds it by the environment, so there is one at a time.
@@ -16,11 +15,10 @@ class SubversionScratch {
   SubversionScratch& operator=(const SubversionScratch&) = delete;
 
   /// Empty where none could be made: the library then takes the folder that everybody takes.
-  const std::string& path() const { return _folder.path(); }
+  const std::string& path() const { return _path; }
 
  private:
-  // Withdrawn once the folder is gone.
   std::optional<qrb::Guard::Standing> _removal;
-  qrb::PrivateFolder _folder = qrb::PrivateFolder::temporary("qrb-subversion-");
+  std::string _path;
   std::optional<std::string> _before;
 };

@@ -55,7 +55,9 @@ qrb::Error SubversionSession::enterSandbox(SubversionPurpose purpose) {
     rules.executables = {qrb::certificateProgram(), qrb::ownLoader()};
   }
   // The folder above, since the scratch folder is removed in the end.
-  if (_scratch) rules.writableFolders = {std::filesystem::path(_scratch->path()).parent_path().string()};
+  if (_scratch && !_scratch->path().empty()) {
+    rules.writableFolders = {std::filesystem::path(_scratch->path()).parent_path().string()};
+  }
   if (int refused = qrb::enterSandbox(rules)) {
     return qrb::errorWithMessage(
         QRBSourceControlError_SystemUnusable(),
