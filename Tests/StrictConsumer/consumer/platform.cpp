@@ -31,4 +31,10 @@ void usePlatform() {
   expect(error.domain() == "domain" && error.code() == -7 && error.cause().code() == 2 &&
              !error.localizedDescription().empty() && error.userInfo(QRBSourceControlSSHFingerprint) == "F",
          "an error has parts");
+  qrb::Error untrusted("domain", -7, {{QRBSourceControlSSLFingerprintSHA256, qrb::String("AB")}});
+  expect(untrusted.userInfo(QRBSourceControlSSLFingerprintSHA256) == "AB", "an error shows a fingerprint to people");
+  using Validator = QRBSourceControlSSLTrustValidator;
+  expect(Validator::fingerprintOfCertificate("abc") == "A9993E364706816ABA3E25717850C26C9CD0D89D" &&
+             !Validator::shouldTrustServer(qrb::URL("http://example.com"), {}, {}),
+         "who shows no certificate is not trusted");
 }
