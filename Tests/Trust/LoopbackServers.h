@@ -162,7 +162,7 @@ class ConnectProxy {
       request = readRequest(client);
     }
     std::string target = request.substr(0, request.find(" HTTP"));
-    FileDescriptor server = connectToLoopback(std::atoi(target.c_str() + target.rfind(':') + 1));
+    FileDescriptor server = connectToLoopback(std::atoi(target.substr(target.rfind(':') + 1).c_str()));
     if (!target.starts_with("CONNECT ") || !server.valid()) {
       sendAll(client, "HTTP/1.1 502 Nobody there\r\nContent-Length: 0\r\n\r\n");
       return;
