@@ -1,7 +1,6 @@
 #include "QRBSourceControlSSLTrustValidator.h"
 
-#include <algorithm>
-
+#include "AsciiCase.h"
 #include "Digest.h"
 #include "Log.h"
 #include "QRBSourceControlURL.h"
@@ -15,9 +14,7 @@ namespace {
 constexpr int kUsualPort = 443;
 
 bool isHTTPS(const qrb::URL& server) {
-  constexpr std::string_view https = "https";
-  std::string scheme = qrbscm_scheme(server).valueOr("").str();
-  return std::ranges::equal(scheme, https, {}, [](char byte) { return byte >= 'A' && byte <= 'Z' ? byte + 32 : byte; });
+  return qrb::asciiLowerCase(qrbscm_scheme(server).valueOr("").view()) == "https";
 }
 
 std::optional<std::string_view> given(const qrb::String& fingerprint) {

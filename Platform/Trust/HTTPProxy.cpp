@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <initializer_list>
 
+#include "AsciiCase.h"
 #include "URL.h"
 
 namespace qrb {
@@ -15,14 +16,6 @@ namespace {
 
 /// What libcurl takes where the address names none.
 constexpr const char* usualProxyPort = "1080";
-
-std::string inSmallLetters(std::string_view text) {
-  std::string result(text);
-  for (char& byte : result) {
-    if (byte >= 'A' && byte <= 'Z') byte = static_cast<char>(byte - 'A' + 'a');
-  }
-  return result;
-}
 
 /// The bytes of an address in digits; none for a name.
 std::string addressBytes(std::string_view text) {
@@ -84,7 +77,7 @@ bool HTTPProxy::parse(std::string_view text, std::optional<HTTPProxy>& proxy, st
     reason = shown + "is no address that can be read.";
     return false;
   }
-  if (inSmallLetters(url.scheme().view()) != "http") {
+  if (asciiLowerCase(url.scheme().view()) != "http") {
     reason = shown + "is of another kind than HTTP, and no certificate can be fetched through it.";
     return false;
   }
@@ -95,10 +88,10 @@ bool HTTPProxy::parse(std::string_view text, std::optional<HTTPProxy>& proxy, st
 
 bool isExemptFromProxies(std::string_view host, std::string_view list) {
   if (list == "*") return true;
-  std::string name = inSmallLetters(withoutBrackets(host));
+  std::string name = asciiLowerCase(withoutBrackets(host));
   if (name.ends_with('.')) name.pop_back();
   std::string address = addressBytes(name);
-  std::string entries = inSmallLetters(list);
+  std::string entries = asciiLowerCase(list);
   constexpr std::string_view separators = ", \t";
   for (std::size_t begin = 0; (begin = entries.find_first_not_of(separators, begin)) != std::string::npos;) {
     std::size_t end = std::min(entries.find_first_of(separators, begin), entries.size());

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "AsciiCase.h"
 #include "PercentCoding.h"
 #include "URL.h"
 
@@ -10,14 +11,6 @@ namespace qrb {
 namespace {
 
 constexpr std::string_view schemeSeparator = "://";
-
-std::string lowerCase(std::string_view text) {
-  std::string result(text);
-  for (char& byte : result) {
-    if (byte >= 'A' && byte <= 'Z') byte = static_cast<char>(byte - 'A' + 'a');
-  }
-  return result;
-}
 
 std::string_view usualPort(std::string_view scheme) {
   constexpr std::array<std::pair<std::string_view, std::string_view>, 6> known = {
@@ -42,7 +35,7 @@ void takeHost(RemoteAddress& result, std::string_view hostAndPort) {
   std::size_t bracket = hostAndPort.rfind(']');
   std::size_t colon = hostAndPort.find(':', bracket == std::string_view::npos ? 0 : bracket);
   result.hostAsWritten = hostAndPort.substr(0, colon);
-  result.host = lowerCase(result.hostAsWritten);
+  result.host = asciiLowerCase(result.hostAsWritten);
   if (colon != std::string_view::npos) result.port = hostAndPort.substr(colon + 1);
   result.namesPort = !result.port.empty();
   if (!result.namesPort) result.port = usualPort(result.scheme);
@@ -50,7 +43,7 @@ void takeHost(RemoteAddress& result, std::string_view hostAndPort) {
 
 RemoteAddress parseURL(std::string_view address) {
   RemoteAddress result;
-  result.scheme = lowerCase(address.substr(0, address.find(schemeSeparator)));
+  result.scheme = asciiLowerCase(address.substr(0, address.find(schemeSeparator)));
   auto [begin, end] = authorityOf(address);
   std::string_view authority = address.substr(begin, end - begin);
   if (std::size_t at = userInfoEnd(authority); at != std::string_view::npos) {
@@ -91,7 +84,7 @@ RemoteAddress RemoteAddress::parse(std::string_view address) {
     server.remove_prefix(at + 1);
   }
   result.hostAsWritten = server;
-  result.host = lowerCase(server);
+  result.host = asciiLowerCase(server);
   result.port = usualPort(result.scheme);
   result.path = address.substr(colon + 1);
   return result;

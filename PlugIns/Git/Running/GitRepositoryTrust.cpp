@@ -14,6 +14,7 @@
 #include <optional>
 #include <span>
 
+#include "AsciiCase.h"
 #include "FileDescriptor.h"
 #include "FileSystem.h"
 #include "GitNames.h"
@@ -23,7 +24,7 @@ namespace {
 using qrb::FileDescriptor;
 
 bool holds(std::string_view text, std::string_view word) {
-  auto isSame = [](char a, char b) { return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b; };
+  auto isSame = [](char a, char b) { return qrb::asciiLowerCase(a) == b; };
   return std::search(text.begin(), text.end(), word.begin(), word.end(), isSame) != text.end();
 }
 

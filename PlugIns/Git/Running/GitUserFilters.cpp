@@ -1,9 +1,9 @@
 #include "GitUserFilters.h"
 
 #include <algorithm>
-#include <cctype>
 #include <utility>
 
+#include "AsciiCase.h"
 #include "GitCommandParts.h"
 #include "GitPrograms.h"
 #include "GitRepositoryTrust.h"
@@ -24,16 +24,10 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(begin, text.find_last_not_of(" \t\r") + 1 - begin);
 }
 
-std::string lowerCase(std::string_view text) {
-  std::string lower(text);
-  std::ranges::transform(lower, lower.begin(), [](unsigned char letter) { return std::tolower(letter); });
-  return lower;
-}
-
 /// The name in `[filter "name"]`; empty where it is another section, none where it is written in another way.
 std::optional<std::string_view> filterOfSection(std::string_view line) {
   constexpr std::string_view begin = "[filter";
-  if (!lowerCase(line.substr(0, begin.size())).starts_with(begin)) {
+  if (!qrb::asciiLowerCase(line.substr(0, begin.size())).starts_with(begin)) {
     // Values may follow on the line that opens a section.
     return line.ends_with(']') ? std::optional<std::string_view>("") : std::nullopt;
   }
@@ -86,7 +80,7 @@ std::optional<std::vector<GitUserFilter>> gitPlainFilters(std::string_view confi
     }
     if (filter.empty()) continue;
     std::size_t equals = line.find('=');
-    if (!isFilterWord(lowerCase(trimmed(line.substr(0, equals))))) continue;
+    if (!isFilterWord(qrb::asciiLowerCase(trimmed(line.substr(0, equals))))) continue;
     if (equals == std::string_view::npos) return std::nullopt;
     std::string_view command = trimmed(line.substr(equals + 1));
     if (command.find_first_of("\"\\#;") != std::string_view::npos) return std::nullopt;
